@@ -1,0 +1,43 @@
+# What every target of this project has in common.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_OBJCXX_STANDARD 20)
+set(CMAKE_OBJCXX_STANDARD_REQUIRED ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_AUTOMOC ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT CMAKE_BUILD_TYPE)
+    set(CMAKE_BUILD_TYPE Release)
+endif()
+
+# The program finds its libraries beside itself, wherever both are moved to, and shared libraries
+# that were linked from elsewhere (a packaged llama.cpp, Homebrew's Qt) where they were linked.
+if(APPLE)
+    set(CMAKE_INSTALL_RPATH "@executable_path/../lib" "@executable_path/../Frameworks")
+else()
+    set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+endif()
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
+
+add_library(quillon_options INTERFACE)
+target_include_directories(quillon_options INTERFACE "${CMAKE_SOURCE_DIR}")
+target_compile_definitions(quillon_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH
+    QT_NO_URL_CAST_FROM_STRING)
+target_compile_options(quillon_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    $<$<BOOL:${QUILLON_WARNINGS_AS_ERRORS}>:-Werror>
+    $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
+if(QUILLON_SANITIZERS)
+    target_compile_options(quillon_options INTERFACE
+        -fsanitize=${QUILLON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+    target_link_options(quillon_options INTERFACE -fsanitize=${QUILLON_SANITIZERS})
+endif()
+
+# quillon_library(agent Safety.cpp …) makes the static library quillon_agent of one folder.
+function(quillon_library name)
+    add_library(quillon_${name} STATIC ${ARGN})
+    target_link_libraries(quillon_${name} PUBLIC quillon_options)
+endfunction()

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "agent/AgentAction.h"
+#include "executor/Cancellation.h"
+
+#include <QCoro/QCoroTask>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+/// Performs one action on the user's machine and describes the desktop to the model. Main thread,
+/// one action at a time, over Platform::current(). Failures are an ActionError or, passed on as it
+/// stands, a PlatformError.
+namespace Executor
+{
+/// Performs the action and returns one line on what happened. Cancelling cuts the waits short but
+/// never aborts the action.
+[[nodiscard]] QCoro::Task<QString> run(AgentAction action,
+                                       std::shared_ptr<const Cancellation> surrounding = {});
+
+/// One line on the desktop: the application in front and the open windows. Never fails.
+[[nodiscard]] QString observe();
+
+/// The open windows front to back, at most eight, or "none".
+[[nodiscard]] QString windowSummary();
+
+/// Opens a web address in the default browser.
+[[nodiscard]] QCoro::Task<QString> openURL(QString text,
+                                           std::shared_ptr<const Cancellation> surrounding = {});
+
+/// The location that a folder word ("my downloads"), a ~ path, an absolute path or a path under
+/// the home folder means.
+[[nodiscard]] QString resolveFolder(const QString &text);
+
+/// Lists the folder's matching entries, newest first, and reveals the newest.
+[[nodiscard]] QString findFiles(const QString &folder, const std::optional<QString> &extension,
+                                const std::optional<QString> &query);
+} // namespace Executor

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+
+class Screen;
+class Workspace;
+
+/// The operating system's capabilities as the executor and the safety assessment reach them.
+/// Everything that can be decided is decided above this seam; below it stands only what one system
+/// does differently. Main thread only.
+class Platform
+{
+public:
+    virtual ~Platform() = default;
+
+    virtual Workspace &workspace() = 0;
+    virtual Screen &screen() = 0;
+
+    /// The platform in use: this system's own, made at the first call, unless an Override stands.
+    static Platform &current();
+
+    /// Puts another platform in place for as long as it lives. For tests; not nested.
+    class Override
+    {
+    public:
+        explicit Override(Platform &replacement);
+        ~Override();
+        Override(const Override &) = delete;
+        Override &operator=(const Override &) = delete;
+    };
+
+private:
+    /// This system's own; linux/ and macos/ each define it.
+    static std::unique_ptr<Platform> makeNative();
+};
