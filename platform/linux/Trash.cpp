@@ -6,10 +6,11 @@
 #include <QFile>
 #include <QStandardPaths>
 
+#include <optional>
 #include <system_error>
 
 namespace {
-// Qt checks neither of these: where it finds no place for the user's Trash, it moves the item into
+// Qt does not check this: where it finds no place for the user's Trash, it moves the item into
 // the working directory and calls that a success (seen on 6.4.2).
 void makeHomeTrash()
 {
@@ -29,25 +30,27 @@ void makeHomeTrash()
                             QString::fromStdString(error.message()) + u'.');
 }
 
-// Qt takes a link to nowhere for nothing at all.
-void putDanglingLink(const std::filesystem::path &link)
+// GIO keeps to every rule of the Trash, but refuses items in temporary file systems.
+std::optional<PlatformError> putByGio(const std::filesystem::path &item, bool &isRefused)
 {
-    const GObjectPtr<GFile> file(g_file_new_for_path(link.c_str()));
+    const GObjectPtr<GFile> file(g_file_new_for_path(item.c_str()));
     GError *failure = nullptr;
     g_file_trash(file.get(), nullptr, &failure);
-    if (const GErrorPtr error(failure); error)
-        throw PlatformError(QString::fromUtf8(error->message));
+    const GErrorPtr error(failure);
+    isRefused = error && g_error_matches(error.get(), G_IO_ERROR, G_IO_ERROR_NOT_SUPPORTED);
+    return error ? std::optional(PlatformError(QString::fromUtf8(error->message))) : std::nullopt;
 }
 } // namespace
 
 void Trash::put(const std::filesystem::path &item)
 {
-    makeHomeTrash();
-    std::error_code ignored;
-    if (std::filesystem::is_symlink(item, ignored) && !std::filesystem::exists(item, ignored)) {
-        putDanglingLink(item);
+    bool isRefused = false;
+    const std::optional<PlatformError> failure = putByGio(item, isRefused);
+    if (!failure)
         return;
-    }
+    if (!isRefused)
+        throw *failure;
+    makeHomeTrash();
     QFile file(QFile::decodeName(QByteArray::fromStdString(item.native())));
     if (!file.moveToTrash())
         throw PlatformError(file.errorString());

@@ -97,16 +97,15 @@ public:
         for (const uint32_t id : byAge)
             result.clients.append(X11WindowId{id});
 
-        std::vector<uint32_t> ids(backToFront.rbegin(), backToFront.rend());
-        const uint32_t activeId = number(active, XCB_ATOM_WINDOW).value_or(XCB_WINDOW_NONE);
-        if (activeId != XCB_WINDOW_NONE)
-            ids.push_back(activeId);
-        QList<X11Window> described = describe(ids, desktop);
+        const std::vector<uint32_t> ids(backToFront.rbegin(), backToFront.rend());
+        result.windows = describe(ids, desktop);
         if (!isAlive())
             return std::nullopt;
-        if (activeId != XCB_WINDOW_NONE)
-            result.active = described.takeLast();
-        result.windows = std::move(described);
+        // It may name a window that is gone, or that the window manager keeps for itself.
+        const X11WindowId activeId{number(active, XCB_ATOM_WINDOW).value_or(XCB_WINDOW_NONE)};
+        const auto found = std::ranges::find(result.windows, activeId, &X11Window::id);
+        if (found != result.windows.end())
+            result.active = *found;
         return result;
     }
 

@@ -5,8 +5,12 @@
 #include <QFileInfo>
 
 #include <csignal>
+#include <cstdlib>
+#include <poll.h>
+#include <string_view>
 #include <sys/prctl.h>
 #include <unistd.h>
+#include <xcb/xcb.h>
 
 namespace {
 constexpr int startLimit = 20'000;
@@ -38,6 +42,18 @@ QByteArray firstLine(QProcess &process)
     return process.readLine().trimmed();
 }
 
+xcb_atom_t atom(xcb_connection_t *connection, std::string_view name)
+{
+    xcb_intern_atom_reply_t *const reply = xcb_intern_atom_reply(
+        connection, xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data()),
+        nullptr);
+    if (!reply)
+        qFatal("The X server does not answer.");
+    const xcb_atom_t result = reply->atom;
+    std::free(reply);
+    return result;
+}
+
 void setVariable(const char *name, const QString &value)
 {
     qputenv(name, QFile::encodeName(value));
@@ -56,9 +72,12 @@ VirtualDesktop::VirtualDesktop()
     folder("XDG_DATA_HOME", QStringLiteral("home/.local/share"));
     folder("XDG_STATE_HOME", QStringLiteral("home/.local/state"));
     folder("XDG_RUNTIME_DIR", QStringLiteral("run"));
-    // The machine's own applications stay out of the way, apart from what shows their files' types.
+    // The machine's own applications stay out of the way, its file types and themes are of use.
     folder("XDG_DATA_DIRS", QStringLiteral("share"));
-    QFile::link(QStringLiteral("/usr/share/mime"), m_folder.filePath(QStringLiteral("share/mime")));
+    for (const QString &part : {QStringLiteral("mime"), QStringLiteral("themes")}) {
+        QFile::link(QStringLiteral("/usr/share/") + part,
+                    m_folder.filePath(QStringLiteral("share/")) + part);
+    }
     QFile::setPermissions(m_folder.filePath(QStringLiteral("run")),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     qputenv("XDG_CURRENT_DESKTOP", "Test");
@@ -104,7 +123,7 @@ QProcess &VirtualDesktop::start(const QString &program, const QStringList &argum
 {
     QProcess &process = m_processes.emplace_back();
     bindToUs(process);
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.setStandardErrorFile(home(QStringLiteral(".errors")), QProcess::Append);
     process.start(program, arguments);
     if (!process.waitForStarted(startLimit))
         qFatal("%s is not installed.", qPrintable(program));
@@ -151,10 +170,23 @@ void VirtualDesktop::startBus()
 
 void VirtualDesktop::startWindowManager()
 {
-    const QString ready =
-        writeScript(QStringLiteral(".openbox-ready"), "echo ready > \"$HOME/.openbox-started\"\n");
-    start(QStringLiteral("openbox"),
-          {QStringLiteral("--sm-disable"), QStringLiteral("--startup"), ready});
-    while (!QFile::exists(home(QStringLiteral(".openbox-started"))))
-        usleep(5'000);
+    xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &events);
+    // A window manager tells its list of windows as soon as it manages any.
+    const xcb_atom_t announcement = atom(connection, "_NET_CLIENT_LIST_STACKING");
+    start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    pollfd source{xcb_get_file_descriptor(connection), POLLIN, 0};
+    for (bool announced = false; !announced;) {
+        while (xcb_generic_event_t *const event = xcb_poll_for_event(connection)) {
+            const auto *const change = reinterpret_cast<xcb_property_notify_event_t *>(event);
+            announced = announced || ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
+                                      change->atom == announcement);
+            std::free(event);
+        }
+        if (!announced && poll(&source, 1, startLimit) <= 0)
+            qFatal("openbox did not start.");
+    }
+    xcb_disconnect(connection);
 }

@@ -1,6 +1,7 @@
 // A window for the tests to look at. Takes its title, its class ("instance.Class"), and what is
 // special about it; writes one line when the window manager has taken it up; does what it is told
-// in lines of its standard input; ends when it is asked to close, unless it is "stubborn".
+// in lines of its standard input, unless it is "unattended"; ends when it is asked to close,
+// unless it is "stubborn".
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
@@ -106,9 +107,11 @@ int main(int count, char **arguments)
     const xcb_atom_t deletion = atom("WM_DELETE_WINDOW");
     set(ewmh.WM_PROTOCOLS, XCB_ATOM_ATOM, 32, &deletion, 1);
     bool stubborn = false;
+    bool unattended = false;
     for (size_t i = 2; i < words.size(); ++i) {
         special(words[i]);
         stubborn = stubborn || words[i] == "stubborn";
+        unattended = unattended || words[i] == "unattended";
     }
     xcb_map_window(connection, window);
     xcb_flush(connection);
@@ -119,9 +122,10 @@ int main(int count, char **arguments)
     while (true) {
         while (xcb_generic_event_t *const event = xcb_poll_for_event(connection)) {
             const int type = event->response_type & 0x7f;
-            // The window manager marks what it has taken up.
+            // The window manager says which title it shows for what it has taken up.
             if (type == XCB_PROPERTY_NOTIFY && !announced &&
-                reinterpret_cast<xcb_property_notify_event_t *>(event)->atom == atom("WM_STATE")) {
+                reinterpret_cast<xcb_property_notify_event_t *>(event)->atom ==
+                    ewmh._NET_WM_VISIBLE_NAME) {
                 announced = true;
                 std::puts("shown");
                 std::fflush(stdout);
@@ -137,7 +141,8 @@ int main(int count, char **arguments)
         }
         if (xcb_connection_has_error(connection))
             return 2;
-        if (poll(sources, 2, -1) > 0 && (sources[1].revents & (POLLIN | POLLHUP))) {
+        if (poll(sources, unattended ? 1 : 2, -1) > 0 &&
+            (sources[1].revents & (POLLIN | POLLHUP))) {
             char letter = 0;
             if (read(0, &letter, 1) != 1)
                 return 0;

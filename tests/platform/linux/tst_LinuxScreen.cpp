@@ -193,7 +193,7 @@ void tst_LinuxScreen::aRealApplicationIsNamedByItsEntry()
     QProcess &terminal =
         m_desktop->start(u"xterm"_s, {u"-T"_s, u"Hello"_s, u"-e"_s, u"sleep"_s, u"1000"_s});
     QTRY_COMPARE_WITH_TIMEOUT(Executor::observe(),
-                              u"Frontmost app: Black Box. Windows: Black Box — Hello"_s, 20'000);
+                              u"Frontmost app: Black Box. Windows: Black Box — Hello"_s, 10'000);
     const QList<Application> running = workspace().runningApplications();
     QCOMPARE(running, (QList<Application>{{.pid = ProcessId{terminal.processId()},
                                            .name = u"Black Box"_s,
