@@ -22,6 +22,11 @@ public:
         expect("shown");
     }
 
+    ~TestWindow() { end(); }
+
+    TestWindow(const TestWindow &) = delete;
+    TestWindow &operator=(const TestWindow &) = delete;
+
     [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
 
     [[nodiscard]] bool isThere() const { return m_process.state() != QProcess::NotRunning; }
@@ -30,6 +35,8 @@ public:
 
     void end()
     {
+        if (!isThere())
+            return;
         m_process.closeWriteChannel();
         m_process.waitForFinished();
     }
