@@ -4,6 +4,7 @@
 #include "platform/linux/GObjectPtr.h"
 #include "platform/linux/X11Connection.h"
 
+#include <QDeadlineTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QLatin1StringView>
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <memory>
 #include <unistd.h>
 #include <utility>
@@ -20,6 +22,8 @@
 
 namespace {
 using EntryPtr = GObjectPtr<GDesktopAppInfo>;
+
+constexpr std::chrono::seconds entryLifetime{1};
 
 struct GFree
 {
@@ -50,41 +54,71 @@ QString baseId(const EntryPtr &entry)
     return id;
 }
 
-bool isShown(const EntryPtr &entry)
-{
-    return g_app_info_should_show(appInfo(entry)) != 0;
-}
-
 QString executableName(const EntryPtr &entry)
 {
     const char *const program = g_app_info_get_executable(appInfo(entry));
     return program ? QFileInfo(QFile::decodeName(program)).fileName() : QString();
 }
 
-// GIO lists them in no particular order; ours is always the same.
-std::vector<EntryPtr> allEntries()
+QStringList namesOf(const EntryPtr &entry)
 {
-    std::vector<EntryPtr> entries;
+    const std::unique_ptr<char, GFree> untranslated(
+        g_desktop_app_info_get_string(entry.get(), G_KEY_FILE_DESKTOP_KEY_NAME));
+    QStringList names{text(g_app_info_get_display_name(appInfo(entry))),
+                      text(g_app_info_get_name(appInfo(entry))), text(untranslated.get()),
+                      baseId(entry)};
+    names.removeDuplicates();
+    names.removeAll(QString());
+    return names;
+}
+
+// What an entry says, as far as it is asked for again and again.
+struct Entry
+{
+    InstalledApplication application;
+    QString id;
+    bool isShown = true;
+    QString claimedClass;
+    QString lastSegment; ///< "dolphin" of "org.kde.dolphin".
+    QString program;
+    QStringList categories;
+};
+
+// GIO lists them in no particular order; ours is always the same: what menus show comes first.
+std::vector<Entry> readEntries()
+{
+    std::vector<Entry> entries;
     GList *const list = g_app_info_get_all();
     for (const GList *each = list; each; each = each->next) {
-        EntryPtr entry(G_DESKTOP_APP_INFO(each->data));
-        if (g_desktop_app_info_get_filename(entry.get()) && g_app_info_get_id(appInfo(entry)))
-            entries.push_back(std::move(entry));
+        const EntryPtr entry(G_DESKTOP_APP_INFO(each->data));
+        if (!g_desktop_app_info_get_filename(entry.get()) || !g_app_info_get_id(appInfo(entry)))
+            continue;
+        entries.push_back(
+            {.application = {namesOf(entry), location(entry)},
+             .id = baseId(entry),
+             .isShown = g_app_info_should_show(appInfo(entry)) != 0,
+             .claimedClass = text(g_desktop_app_info_get_startup_wm_class(entry.get())),
+             .lastSegment = baseId(entry).section(u'.', -1),
+             .program = executableName(entry),
+             .categories = text(g_desktop_app_info_get_categories(entry.get())).split(u';')});
     }
     g_list_free(list);
-    std::ranges::sort(entries, {}, baseId);
+    std::ranges::sort(entries, [](const Entry &left, const Entry &right) {
+        return std::pair(!left.isShown, left.id) < std::pair(!right.isShown, right.id);
+    });
     return entries;
 }
 
-InstalledApplication application(const EntryPtr &entry)
+// Reading them all takes some 10 ms, and one step of a task asks for them several times.
+const std::vector<Entry> &allEntries()
 {
-    QStringList names{text(g_app_info_get_display_name(appInfo(entry)))};
-    const std::unique_ptr<char, GFree> untranslated(
-        g_desktop_app_info_get_string(entry.get(), G_KEY_FILE_DESKTOP_KEY_NAME));
-    names << text(g_app_info_get_name(appInfo(entry))) << text(untranslated.get()) << baseId(entry);
-    names.removeDuplicates();
-    names.removeAll(QString());
-    return {names, location(entry)};
+    static std::vector<Entry> entries;
+    static QDeadlineTimer stale(0);
+    if (stale.hasExpired()) {
+        entries = readEntries();
+        stale.setRemainingTime(entryLifetime);
+    }
+    return entries;
 }
 
 EntryPtr entryAt(const QString &location)
@@ -99,15 +133,13 @@ EntryPtr defaultFor(const char *contentType)
 }
 
 // The first shown entry of that category.
-EntryPtr firstOf(const char *category)
+std::optional<QString> firstOf(const char *category)
 {
-    for (EntryPtr &entry : allEntries()) {
-        const char *const categories = g_desktop_app_info_get_categories(entry.get());
-        if (categories && isShown(entry) &&
-            QByteArray(categories).split(';').contains(QByteArray(category)))
-            return std::move(entry);
+    for (const Entry &entry : allEntries()) {
+        if (entry.isShown && entry.categories.contains(QLatin1StringView(category)))
+            return entry.application.location;
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 QString programOf(ProcessId process)
@@ -194,9 +226,9 @@ QStringList DesktopEntries::folders()
 QList<InstalledApplication> DesktopEntries::in(const QString &folder)
 {
     QList<InstalledApplication> applications;
-    for (const EntryPtr &entry : allEntries()) {
-        if (isShown(entry) && location(entry).startsWith(folder + u'/'))
-            applications.append(application(entry));
+    for (const Entry &entry : allEntries()) {
+        if (entry.isShown && entry.application.location.startsWith(folder + u'/'))
+            applications.append(entry.application);
     }
     return applications;
 }
@@ -208,38 +240,19 @@ QString DesktopEntries::name(const QString &location)
                  : QFileInfo(location).completeBaseName();
 }
 
-DesktopEntries::Matcher::Matcher()
+std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &window)
 {
-    std::vector<EntryPtr> entries = allEntries();
-    // Of two that match, the one that menus show.
-    std::ranges::sort(entries, {}, [](const EntryPtr &entry) {
-        return std::pair(!isShown(entry), baseId(entry));
-    });
-    for (const EntryPtr &entry : entries) {
-        m_candidates.append(
-            {.application = application(entry),
-             .claimedClass = text(g_desktop_app_info_get_startup_wm_class(entry.get())),
-             .id = baseId(entry),
-             .lastSegment = baseId(entry).section(u'.', -1),
-             .program = executableName(entry)});
-    }
-}
-
-std::optional<InstalledApplication>
-DesktopEntries::Matcher::operator()(const X11Window &window) const
-{
-    for (const auto property :
-         {&Candidate::claimedClass, &Candidate::id, &Candidate::lastSegment}) {
-        for (const Candidate &candidate : m_candidates) {
-            const QString &name = candidate.*property;
+    for (const auto property : {&Entry::claimedClass, &Entry::id, &Entry::lastSegment}) {
+        for (const Entry &entry : allEntries()) {
+            const QString &name = entry.*property;
             if (isSame(name, window.className) || isSame(name, window.instanceName))
-                return candidate.application;
+                return entry.application;
         }
     }
     const QString program = window.owner ? programOf(*window.owner) : QString();
-    for (const Candidate &candidate : m_candidates) {
-        if (isSame(candidate.program, program))
-            return candidate.application;
+    for (const Entry &entry : allEntries()) {
+        if (isSame(entry.program, program))
+            return entry.application;
     }
     return std::nullopt;
 }
@@ -269,10 +282,9 @@ std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
     const auto *const job = std::ranges::find(jobs, QStringView(stockName), &Job::stockName);
     if (job == jobs.end())
         return std::nullopt;
-    EntryPtr entry = defaultFor(job->contentType);
-    if (!entry)
-        entry = firstOf(job->category);
-    return entry ? std::optional(location(entry)) : std::nullopt;
+    if (const EntryPtr entry = defaultFor(job->contentType))
+        return location(entry);
+    return firstOf(job->category);
 }
 
 std::optional<QString> DesktopEntries::open(const QByteArray &uri)

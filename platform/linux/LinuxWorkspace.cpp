@@ -50,9 +50,9 @@ QList<const X11Window *> inOrderOfAge(const X11Snapshot &snapshot)
     return windows;
 }
 
-Application application(const X11Window &window, const WindowOwners &owners)
+Application application(const X11Window &window)
 {
-    const WindowOwner owner = owners.of(window);
+    const WindowOwner owner = ownerOf(window);
     return {.pid = window.owner.value_or(ProcessId{}),
             .name = owner.name,
             .policy = isOrdinary(window) ? ActivationPolicy::regular : ActivationPolicy::accessory,
@@ -64,18 +64,17 @@ std::optional<Application> LinuxWorkspace::frontmostApplication()
 {
     const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
     const std::optional<X11Window> front = snapshot ? frontWindow(*snapshot) : std::nullopt;
-    return front ? std::optional(application(*front, WindowOwners())) : std::nullopt;
+    return front ? std::optional(application(*front)) : std::nullopt;
 }
 
 QList<Application> LinuxWorkspace::runningApplications()
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
-    const WindowOwners owners;
     QList<Application> applications;
     for (const X11Window *const window : inOrderOfAge(snapshot)) {
         if (!window->owner || isOurs(*window))
             continue;
-        const Application owner = application(*window, owners);
+        const Application owner = application(*window);
         const auto known = std::ranges::find(applications, owner.pid, &Application::pid);
         if (known == applications.end())
             applications.append(owner);
@@ -166,10 +165,9 @@ void LinuxWorkspace::trash(const std::filesystem::path &item)
 
 std::optional<X11WindowId> LinuxWorkspace::windowOf(const QString &location)
 {
-    const WindowOwners owners;
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
     for (const X11Window &window : snapshot.windows) {
-        if (isOrdinary(window) && owners.of(window).location == location)
+        if (isOrdinary(window) && ownerOf(window).location == location)
             return window.id;
     }
     return std::nullopt;

@@ -1,12 +1,13 @@
 #include "platform/linux/WindowOwner.h"
 
+#include "platform/linux/DesktopEntries.h"
 #include "platform/linux/X11Connection.h"
 
 #include <QCoreApplication>
 
-WindowOwner WindowOwners::of(const X11Window &window) const
+WindowOwner ownerOf(const X11Window &window)
 {
-    if (const auto application = m_entryOf(window))
+    if (const auto application = DesktopEntries::forWindow(window))
         return {application->names.constFirst(), application->location};
     for (const QString &name : {window.className, window.instanceName}) {
         if (!name.isEmpty())

@@ -210,6 +210,8 @@ void tst_LinuxApplications::startedProgramsWriteNothingToUsAndAreNotInOurSession
         "printf '%s\\n%s\\n%s\\n' \"$out\" \"$errors\" \"$(ps -o sid= -p $$)\" > \"$HOME/new\"\n"
         "mv \"$HOME/new\" \"$HOME/chatty.calls\"\n");
     m_desktop->write(applications + u"chatty.desktop"_s, entry("Chatty", script.toUtf8()));
+    // What is installed now is not known at once.
+    QTRY_VERIFY(Executor::appURL(u"Chatty"_s));
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Chatty"_s}}), u"Chatty is now frontmost."_s);
     QTRY_VERIFY_WITH_TIMEOUT(!calls(u"chatty"_s).isEmpty(), 10'000);
     const QByteArrayList lines = calls(u"chatty"_s).split('\n');
@@ -306,6 +308,7 @@ void tst_LinuxApplications::launchingBringsForwardWhatRuns()
 void tst_LinuxApplications::openingInARunningApplicationBringsItForward()
 {
     install(u"tabs"_s, "Tabs", "StartupWMClass=Tabs\n");
+    QTRY_VERIFY(Executor::appURL(u"Tabs"_s));
     TestWindow browser(*m_desktop, u"a"_s, u"tabs.Tabs"_s);
     TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Tabs — a"_s);
