@@ -21,7 +21,7 @@ template <typename Result>
 class QueuedCall
 {
 public:
-    QueuedCall(WorkQueue &queue, std::function<Result()> call, const InferenceError &otherwise)
+    QueuedCall(WorkQueue &queue, std::function<Result()> call, InferenceError::Case otherwise)
         : m_queue(queue), m_otherwise(otherwise)
     {
         m_shared->call = std::move(call);
@@ -68,14 +68,14 @@ private:
         std::coroutine_handle<> waiter;
     };
 
-    static Outcome perform(const std::function<Result()> &call, const InferenceError &otherwise)
+    static Outcome perform(const std::function<Result()> &call, InferenceError::Case otherwise)
     {
         try {
             return call();
         } catch (const InferenceError &error) {
             return error;
         } catch (...) {
-            return otherwise;
+            return InferenceError(otherwise);
         }
     }
 
@@ -95,6 +95,6 @@ private:
     }
 
     WorkQueue &m_queue;
-    InferenceError m_otherwise;
+    InferenceError::Case m_otherwise;
     std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();
 };

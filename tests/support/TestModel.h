@@ -38,6 +38,9 @@ struct TestModel
     bool addsStartToken = false;
     /// The length of the pieces that texts are cut into; some get longer so that all differ.
     int bytesPerPiece = 6;
+    /// The bytes that prompts are made of; all others are lost on the way to the model. Few of them
+    /// make a file of a few kilobytes. Empty: every byte.
+    QByteArray alphabet = {};
     /// Changes keys of the file before it is written, to make it a broken one.
     std::function<void(gguf_context *)> adjust = {};
 
