@@ -26,7 +26,8 @@ public:
     /// For calls that compute on the library's own threads too, from which nothing can be thrown.
     /// An abort on any of them calls lost once, and neither that thread nor the guard's goes on
     /// ever again: both are parked with all that they hold. The function must outlive the guard.
-    explicit AbortGuard(const std::function<void()> &lost);
+    /// The threads are all that the call may compute on, the guard's own included.
+    AbortGuard(const std::function<void()> &lost, int threads);
 
     ~AbortGuard();
     AbortGuard(const AbortGuard &) = delete;
@@ -36,10 +37,12 @@ public:
     static void onAbort(const char *message);
 
 private:
-    void loseOnce();
-    [[nodiscard]] static bool loseAll();
+    static bool isLost(const char *message);
+    static bool isStraggler(const char *message);
+    void lose(const char *message, int stragglers);
 
     AbortGuard *const m_outer;
     const std::function<void()> *const m_lost = nullptr;
+    const int m_threads = 1;
     bool m_isLost = false;
 };

@@ -193,7 +193,8 @@ Sampler makeSampler()
 void decode(llama_context *context, llama_token *tokens, std::size_t count,
             const std::function<void()> &lost)
 {
-    const AbortGuard guard(lost);
+    const llama_context_params defaults = llama_context_default_params();
+    const AbortGuard guard(lost, std::max(defaults.n_threads, defaults.n_threads_batch));
     for (std::size_t at = 0; at < count; at += batchSize) {
         const std::size_t chunk = std::min<std::size_t>(count - at, batchSize);
         const llama_batch batch =

@@ -386,15 +386,18 @@ void tst_BrokenModels::failWhileGenerating()
     TestModel::saying({"Hello there."}).write(good);
 
     LlamaEngine engine;
-    QVERIFY(!awaitedError(engine.load(path)));
-    const auto outcome = awaited(engine.generate(hello(), 200, {}));
-    QVERIFY(!outcome.value);
-    QVERIFY(outcome.error == InferenceError(InferenceError::decodeFailed));
-    QVERIFY(!engine.isLoaded());
-    QVERIFY(awaited(engine.generate(hello(), 200, {})).error ==
-            InferenceError(InferenceError::notLoaded));
-    QVERIFY(!awaitedError(engine.load(good)));
-    QCOMPARE(awaited(engine.generate(hello(), 200, {})).value, u"Hello there."_s);
+    // Several times: a thread of the lost computation may come late, into the next one.
+    for (int round = 0; round < 10; ++round) {
+        QVERIFY(!awaitedError(engine.load(path)));
+        const auto outcome = awaited(engine.generate(hello(), 200, {}));
+        QVERIFY(!outcome.value);
+        QVERIFY(outcome.error == InferenceError(InferenceError::decodeFailed));
+        QVERIFY(!engine.isLoaded());
+        QVERIFY(awaited(engine.generate(hello(), 200, {})).error ==
+                InferenceError(InferenceError::notLoaded));
+        QVERIFY(!awaitedError(engine.load(good)));
+        QCOMPARE(awaited(engine.generate(hello(), 200, {})).value, u"Hello there."_s);
+    }
 }
 
 // Whatever the library says about it, it goes to our log, which is off.

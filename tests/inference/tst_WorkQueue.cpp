@@ -283,7 +283,7 @@ void tst_WorkQueue::abortsAreThrownInAGuard()
     std::string message;
     const std::function<void()> lost = [] { QFAIL("nothing computes"); };
     try {
-        const AbortGuard outer(lost);
+        const AbortGuard outer(lost, 4);
         const AbortGuard inner;
         AbortGuard::onAbort("file:1: assertion");
     } catch (const LibraryAbort &abort) {
@@ -302,7 +302,7 @@ void tst_WorkQueue::abortsOnTheLibrarysThreadsLoseTheCall()
             queue.giveUpRunningJob(InferenceError::decodeFailed);
         };
         const AbortGuard outer;
-        const AbortGuard guard(lost);
+        const AbortGuard guard(lost, 4);
         // The library's helpers, and the calling thread, come upon the same broken assertion.
         for (int i = 0; i < 3; ++i)
             std::thread([] { AbortGuard::onAbort("helper"); }).detach();
