@@ -2,12 +2,10 @@
 
 #include "inference/Park.h"
 
-#include <QCoreApplication>
-#include <QThread>
-
 #include <cstdio>
 #include <mutex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -34,11 +32,9 @@ Calls &calls()
     return *instance;
 }
 
-bool onMainThread()
-{
-    const QCoreApplication *application = QCoreApplication::instance();
-    return application != nullptr && QThread::currentThread() == application->thread();
-}
+// Static variables are made on the main thread. Qt is not asked, since threads of the library may
+// still come here while the process ends.
+const std::thread::id mainThread = std::this_thread::get_id();
 } // namespace
 
 AbortGuard::AbortGuard() noexcept : m_outer(innermost)
@@ -88,7 +84,7 @@ bool AbortGuard::isLost(const char *message)
     // The main thread computes nothing. Which call any other thread computes for cannot be seen
     // from here: first come the stragglers of a lost one, then all that compute count as lost, and
     // in this program that is one.
-    if (onMainThread())
+    if (std::this_thread::get_id() == mainThread)
         return false;
     if (isStraggler(message))
         return true;
