@@ -1,7 +1,7 @@
 #include "inference/LlamaEngine.h"
 
-#include "support/Awaited.h"
-#include "support/TestModel.h"
+#include "tests/support/Awaited.h"
+#include "tests/support/TestModel.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,8 +1,8 @@
 #include "inference/LlamaEngine.h"
 
 #include "inference/ChatMl.h"
-#include "support/Awaited.h"
-#include "support/TestModel.h"
+#include "tests/support/Awaited.h"
+#include "tests/support/TestModel.h"
 
 #include <QCoro/QCoroTask>
 #include <QDir>

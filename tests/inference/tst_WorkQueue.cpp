@@ -3,7 +3,7 @@
 #include "inference/AbortGuard.h"
 #include "inference/Park.h"
 #include "inference/QueuedCall.h"
-#include "support/Awaited.h"
+#include "tests/support/Awaited.h"
 
 #include <QCoro/QCoroTask>
 #include <QTest>
