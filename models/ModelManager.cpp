@@ -67,12 +67,11 @@ void ModelManager::select(const LocalModel &model)
 {
     if (model == m_selected)
         return;
-    const LocalModel choice = model; // The caller's may be our own, about to change.
     ++m_choice;
     cancelTask();
     m_engine->unload();
-    setSelected(choice);
-    QSettings().setValue(choiceKey, choice.id);
+    setSelected(model);
+    QSettings().setValue(choiceKey, model.id);
     refresh();
     if (m_state.kind == State::Case::ready)
         QMetaObject::invokeMethod(this, &ModelManager::startLoading, Qt::QueuedConnection);

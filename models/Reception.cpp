@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 namespace {
 // What the network may be ahead of the disk, and what goes to the disk at once: measured, larger
 // ones bring no more.
-constexpr qint64 bufferSize = 1024 * 1024;
-constexpr size_t chunkSize = 256 * 1024;
+constexpr qint64 bufferSize = 4'194'304;
+constexpr size_t chunkSize = 262'144;
 // A step of the loop ends here, so that a cancel is heard however fast the body comes.
 constexpr int chunksPerStep = 16;
 // More often than the eye follows is of no use to a progress bar.
