@@ -9,6 +9,7 @@
 #include <QPointer>
 #include <QSettings>
 #include <QStandardPaths>
+#include <QTimer>
 
 #include <system_error>
 #include <utility>
@@ -74,7 +75,7 @@ void ModelManager::select(const LocalModel &model)
     QSettings().setValue(choiceKey, model.id);
     refresh();
     if (m_state.kind == State::Case::ready)
-        QMetaObject::invokeMethod(this, &ModelManager::startLoading, Qt::QueuedConnection);
+        QTimer::singleShot(0, this, [this] { startLoading(); });
 }
 
 void ModelManager::download()
