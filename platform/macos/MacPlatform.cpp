@@ -1,0 +1,22 @@
+#include "platform/Platform.h"
+
+#include "platform/macos/MacScreen.h"
+#include "platform/macos/MacWorkspace.h"
+
+namespace {
+class MacPlatform final : public Platform
+{
+public:
+    Workspace &workspace() override { return m_workspace; }
+    Screen &screen() override { return m_screen; }
+
+private:
+    MacWorkspace m_workspace;
+    MacScreen m_screen;
+};
+} // namespace
+
+std::unique_ptr<Platform> Platform::makeNative()
+{
+    return std::make_unique<MacPlatform>();
+}

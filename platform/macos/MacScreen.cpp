@@ -1,0 +1,64 @@
+#include "platform/macos/MacScreen.h"
+
+#include "platform/macos/CFOwner.h"
+
+#include <CoreGraphics/CoreGraphics.h>
+
+namespace {
+// The values of a description are borrowed from it.
+CFTypeRef value(CFDictionaryRef description, CFStringRef key, CFTypeID type)
+{
+    const CFTypeRef found = CFDictionaryGetValue(description, key);
+    return found && CFGetTypeID(found) == type ? found : nullptr;
+}
+
+std::optional<qint64> number(CFDictionaryRef description, CFStringRef key)
+{
+    const CFTypeRef found = value(description, key, CFNumberGetTypeID());
+    qint64 result = 0;
+    if (!found || !CFNumberGetValue(static_cast<CFNumberRef>(found), kCFNumberSInt64Type, &result))
+        return std::nullopt;
+    return result;
+}
+
+std::optional<QString> text(CFDictionaryRef description, CFStringRef key)
+{
+    const CFTypeRef found = value(description, key, CFStringGetTypeID());
+    if (!found)
+        return std::nullopt;
+    const auto string = static_cast<CFStringRef>(found);
+    const CFIndex length = CFStringGetLength(string);
+    QString result(length, Qt::Uninitialized);
+    CFStringGetCharacters(string, CFRangeMake(0, length),
+                          reinterpret_cast<UniChar *>(result.data()));
+    return result;
+}
+
+WindowInfo windowInfo(CFDictionaryRef description)
+{
+    WindowInfo window;
+    if (const std::optional<qint64> layer = number(description, kCGWindowLayer))
+        window.layer = static_cast<int>(*layer);
+    if (const std::optional<qint64> owner = number(description, kCGWindowOwnerPID))
+        window.owner = ProcessId{*owner};
+    window.ownerName = text(description, kCGWindowOwnerName);
+    window.title = text(description, kCGWindowName);
+    return window;
+}
+} // namespace
+
+std::optional<QList<WindowInfo>> MacScreen::windows()
+{
+    const CFOwner<CFArrayRef> list(CGWindowListCopyWindowInfo(
+        kCGWindowListOptionOnScreenOnly | kCGWindowListExcludeDesktopElements, kCGNullWindowID));
+    if (!list)
+        return std::nullopt;
+    QList<WindowInfo> windows;
+    const CFIndex count = CFArrayGetCount(list.get());
+    for (CFIndex i = 0; i < count; ++i) {
+        const CFTypeRef description = CFArrayGetValueAtIndex(list.get(), i);
+        if (description && CFGetTypeID(description) == CFDictionaryGetTypeID())
+            windows.append(windowInfo(static_cast<CFDictionaryRef>(description)));
+    }
+    return windows;
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/Screen.h"
+
+/// The screen as the window server describes it.
+class MacScreen final : public Screen
+{
+public:
+    std::optional<QList<WindowInfo>> windows() override;
+};

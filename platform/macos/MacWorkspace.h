@@ -1,0 +1,22 @@
+#pragma once
+
+#include "platform/Workspace.h"
+
+/// The workspace of AppKit.
+class MacWorkspace final : public Workspace
+{
+public:
+    std::optional<Application> frontmostApplication() override;
+    QList<Application> runningApplications() override;
+    QStringList applicationFolders() override;
+    QList<InstalledApplication> applicationsIn(const QString &folder) override;
+    QString displayName(const QString &location) override;
+    std::optional<QString> counterpart(const QString &name) override;
+    QFuture<void> launch(const QString &location) override;
+    QFuture<void> open(const QUrl &url) override;
+    QFuture<void> open(const QUrl &url, const QString &location) override;
+    void terminate(ProcessId application) override;
+    bool hasTerminated(ProcessId application) override;
+    void reveal(const std::filesystem::path &item) override;
+    void trash(const std::filesystem::path &item) override;
+};

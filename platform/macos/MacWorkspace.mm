@@ -1,0 +1,173 @@
+#include "platform/macos/MacWorkspace.h"
+
+#include "platform/Outcome.h"
+#include "platform/macos/ApplicationBundles.h"
+
+#include <QFile>
+
+#import <AppKit/AppKit.h>
+
+#include <memory>
+
+namespace
+{
+// Nothing becomes the empty text.
+QString text(NSString *string)
+{
+    return QString::fromUtf8(string.UTF8String);
+}
+
+NSURL *fileAddress(const std::filesystem::path &path)
+{
+    return [NSURL fileURLWithFileSystemRepresentation:path.c_str()
+                                          isDirectory:NO
+                                        relativeToURL:nil];
+}
+
+NSURL *bundleAddress(const QString &location)
+{
+    return [NSURL fileURLWithFileSystemRepresentation:QFile::encodeName(location).constData()
+                                          isDirectory:YES
+                                        relativeToURL:nil];
+}
+
+// Takes every address that Qt makes; NSURL's reading of texts is stricter than the web is.
+NSURL *address(const QUrl &url)
+{
+    const QByteArray encoded = url.toEncoded();
+    NSData *const bytes = [NSData dataWithBytes:encoded.constData()
+                                         length:static_cast<NSUInteger>(encoded.size())];
+    return [NSURL URLWithDataRepresentation:bytes relativeToURL:nil];
+}
+
+Application record(NSRunningApplication *application)
+{
+    return ApplicationBundles::running(application.processIdentifier,
+                                       text(application.localizedName),
+                                       application.activationPolicy,
+                                       text(application.bundleURL.path));
+}
+
+NSWorkspaceOpenConfiguration *activating()
+{
+    NSWorkspaceOpenConfiguration *const configuration =
+        [NSWorkspaceOpenConfiguration configuration];
+    configuration.activates = YES;
+    return configuration;
+}
+
+std::optional<QString> failure(NSError *error)
+{
+    return error ? std::optional(text(error.localizedDescription)) : std::nullopt;
+}
+
+using Completion = void (^)(NSRunningApplication *, NSError *);
+
+// AppKit calls back on a thread of its own; the promise is settled on the main one.
+Completion settling(const std::shared_ptr<QPromise<void>> &promise)
+{
+    return ^(NSRunningApplication *, NSError *error) {
+        const std::optional<QString> sentence = failure(error);
+        dispatch_async(dispatch_get_main_queue(), ^{
+            settle(*promise, sentence);
+        });
+    };
+}
+
+std::shared_ptr<QPromise<void>> startedPromise()
+{
+    auto promise = std::make_shared<QPromise<void>>();
+    promise->start();
+    return promise;
+}
+} // namespace
+
+std::optional<Application> MacWorkspace::frontmostApplication()
+{
+    NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
+    return front ? std::optional(record(front)) : std::nullopt;
+}
+
+QList<Application> MacWorkspace::runningApplications()
+{
+    QList<Application> applications;
+    for (NSRunningApplication *application in NSWorkspace.sharedWorkspace.runningApplications)
+        applications.append(record(application));
+    return applications;
+}
+
+QStringList MacWorkspace::applicationFolders()
+{
+    return ApplicationBundles::folders();
+}
+
+QList<InstalledApplication> MacWorkspace::applicationsIn(const QString &folder)
+{
+    return ApplicationBundles::in(folder);
+}
+
+QString MacWorkspace::displayName(const QString &location)
+{
+    return ApplicationBundles::name(location);
+}
+
+std::optional<QString> MacWorkspace::counterpart(const QString &)
+{
+    return std::nullopt; // The stock names are this system's own.
+}
+
+QFuture<void> MacWorkspace::launch(const QString &location)
+{
+    const std::shared_ptr<QPromise<void>> promise = startedPromise();
+    [NSWorkspace.sharedWorkspace openApplicationAtURL:bundleAddress(location)
+                                        configuration:activating()
+                                    completionHandler:settling(promise)];
+    return promise->future();
+}
+
+QFuture<void> MacWorkspace::open(const QUrl &url)
+{
+    const std::shared_ptr<QPromise<void>> promise = startedPromise();
+    [NSWorkspace.sharedWorkspace openURL:address(url)
+                           configuration:activating()
+                       completionHandler:settling(promise)];
+    return promise->future();
+}
+
+QFuture<void> MacWorkspace::open(const QUrl &url, const QString &location)
+{
+    const std::shared_ptr<QPromise<void>> promise = startedPromise();
+    [NSWorkspace.sharedWorkspace openURLs:@[ address(url) ]
+                     withApplicationAtURL:bundleAddress(location)
+                            configuration:activating()
+                        completionHandler:settling(promise)];
+    return promise->future();
+}
+
+void MacWorkspace::terminate(ProcessId application)
+{
+    [[NSRunningApplication runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)]
+        terminate];
+}
+
+bool MacWorkspace::hasTerminated(ProcessId application)
+{
+    // What has ended is not found any more.
+    NSRunningApplication *const found = [NSRunningApplication
+        runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
+    return !found || found.terminated;
+}
+
+void MacWorkspace::reveal(const std::filesystem::path &item)
+{
+    [NSWorkspace.sharedWorkspace activateFileViewerSelectingURLs:@[ fileAddress(item) ]];
+}
+
+void MacWorkspace::trash(const std::filesystem::path &item)
+{
+    NSError *error = nil;
+    if (![NSFileManager.defaultManager trashItemAtURL:fileAddress(item)
+                                     resultingItemURL:nil
+                                                error:&error])
+        throw PlatformError(text(error.localizedDescription));
+}

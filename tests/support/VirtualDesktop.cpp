@@ -1,0 +1,192 @@
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <csignal>
+#include <cstdlib>
+#include <poll.h>
+#include <string_view>
+#include <sys/prctl.h>
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+namespace {
+constexpr int startLimit = 20'000;
+
+// A child that goes when we go, however we go.
+void bindToUs(QProcess &process)
+{
+    process.setChildProcessModifier([parent = getpid()] {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+            _exit(1);
+    });
+}
+
+void end(QProcess &process)
+{
+    process.kill();
+    process.waitForFinished(-1);
+}
+
+QByteArray firstLine(QProcess &process)
+{
+    while (!process.canReadLine()) {
+        if (!process.waitForReadyRead(startLimit)) {
+            qFatal("%s did not start: %s", qPrintable(process.program()),
+                   qPrintable(process.errorString()));
+        }
+    }
+    return process.readLine().trimmed();
+}
+
+xcb_atom_t atom(xcb_connection_t *connection, std::string_view name)
+{
+    xcb_intern_atom_reply_t *const reply = xcb_intern_atom_reply(
+        connection, xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data()),
+        nullptr);
+    if (!reply)
+        qFatal("The X server does not answer.");
+    const xcb_atom_t result = reply->atom;
+    std::free(reply);
+    return result;
+}
+
+void setVariable(const char *name, const QString &value)
+{
+    qputenv(name, QFile::encodeName(value));
+}
+} // namespace
+
+VirtualDesktop::VirtualDesktop()
+{
+    const auto folder = [this](const char *variable, const QString &entry) {
+        QDir(m_folder.path()).mkpath(entry);
+        setVariable(variable, m_folder.filePath(entry));
+    };
+    folder("HOME", QStringLiteral("home"));
+    folder("XDG_CONFIG_HOME", QStringLiteral("home/.config"));
+    folder("XDG_CACHE_HOME", QStringLiteral("home/.cache"));
+    folder("XDG_DATA_HOME", QStringLiteral("home/.local/share"));
+    folder("XDG_STATE_HOME", QStringLiteral("home/.local/state"));
+    folder("XDG_RUNTIME_DIR", QStringLiteral("run"));
+    // The machine's own applications stay out of the way, its file types and themes are of use.
+    folder("XDG_DATA_DIRS", QStringLiteral("share"));
+    for (const QString &part : {QStringLiteral("mime"), QStringLiteral("themes")}) {
+        QFile::link(QStringLiteral("/usr/share/") + part,
+                    m_folder.filePath(QStringLiteral("share/")) + part);
+    }
+    QFile::setPermissions(m_folder.filePath(QStringLiteral("run")),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("XDG_CURRENT_DESKTOP", "Test");
+    qputenv("GSETTINGS_BACKEND", "memory");
+    qputenv("NO_AT_BRIDGE", "1");
+    qunsetenv("WAYLAND_DISPLAY");
+    qunsetenv("DESKTOP_STARTUP_ID");
+    startServer();
+    startBus();
+    startWindowManager();
+}
+
+VirtualDesktop::~VirtualDesktop()
+{
+    while (!m_processes.empty()) {
+        end(m_processes.back());
+        m_processes.pop_back();
+    }
+    endServer();
+}
+
+QString VirtualDesktop::home(const QString &entry) const
+{
+    return QDir::cleanPath(m_folder.filePath(QStringLiteral("home/")) + entry);
+}
+
+void VirtualDesktop::write(const QString &entry, const QByteArray &content) const
+{
+    QDir().mkpath(QFileInfo(home(entry)).path());
+    QFile file(home(entry));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("%s cannot be written.", qPrintable(file.fileName()));
+}
+
+QString VirtualDesktop::writeScript(const QString &entry, const QByteArray &body) const
+{
+    write(entry, "#!/bin/sh\n" + body);
+    QFile::setPermissions(home(entry), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    return home(entry);
+}
+
+QProcess &VirtualDesktop::start(const QString &program, const QStringList &arguments)
+{
+    QProcess &process = m_processes.emplace_back();
+    bindToUs(process);
+    process.setStandardErrorFile(home(QStringLiteral(".errors")), QProcess::Append);
+    process.start(program, arguments);
+    if (!process.waitForStarted(startLimit))
+        qFatal("%s is not installed.", qPrintable(program));
+    return process;
+}
+
+qint64 VirtualDesktop::server() const
+{
+    return m_server->processId();
+}
+
+void VirtualDesktop::endServer()
+{
+    if (m_server)
+        end(*m_server);
+    m_server.reset();
+}
+
+void VirtualDesktop::startServer()
+{
+    m_server = std::make_unique<QProcess>();
+    bindToUs(*m_server);
+    m_server->setStandardErrorFile(QProcess::nullDevice());
+    QStringList arguments;
+    if (!m_display.isEmpty())
+        arguments << m_display;
+    arguments << QStringLiteral("-displayfd") << QStringLiteral("1") << QStringLiteral("-screen")
+              << QStringLiteral("0") << QStringLiteral("1280x800x24") << QStringLiteral("-nolisten")
+              << QStringLiteral("tcp") << QStringLiteral("-noreset");
+    m_server->start(QStringLiteral("Xvfb"), arguments);
+    if (!m_server->waitForStarted(startLimit))
+        qFatal("Xvfb is not installed.");
+    m_display = u':' + QString::fromLatin1(firstLine(*m_server));
+    setVariable("DISPLAY", m_display);
+}
+
+void VirtualDesktop::startBus()
+{
+    QProcess &bus = start(QStringLiteral("dbus-daemon"),
+                          {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                           QStringLiteral("--nopidfile"), QStringLiteral("--print-address")});
+    qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
+}
+
+void VirtualDesktop::startWindowManager()
+{
+    xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &events);
+    // A window manager tells its list of windows as soon as it manages any.
+    const xcb_atom_t announcement = atom(connection, "_NET_CLIENT_LIST_STACKING");
+    start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    pollfd source{xcb_get_file_descriptor(connection), POLLIN, 0};
+    for (bool announced = false; !announced;) {
+        while (xcb_generic_event_t *const event = xcb_poll_for_event(connection)) {
+            const auto *const change = reinterpret_cast<xcb_property_notify_event_t *>(event);
+            announced = announced || ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
+                                      change->atom == announcement);
+            std::free(event);
+        }
+        if (!announced && poll(&source, 1, startLimit) <= 0)
+            qFatal("openbox did not start.");
+    }
+    xcb_disconnect(connection);
+}

@@ -1,0 +1,46 @@
+#pragma once
+
+// The little of CoreFoundation that our code calls, declared as the system's own header does, for
+// the stand-in in FakeCoreFoundation.cpp.
+
+#include <cstdint>
+
+// NOLINTBEGIN
+using CFTypeRef = const void *;
+using CFTypeID = unsigned long;
+using CFIndex = long;
+using CFNumberType = CFIndex;
+using Boolean = unsigned char;
+using UniChar = uint16_t;
+using CFStringRef = const struct __CFString *;
+using CFNumberRef = const struct __CFNumber *;
+using CFArrayRef = const struct __CFArray *;
+using CFDictionaryRef = const struct __CFDictionary *;
+
+struct CFRange
+{
+    CFIndex location;
+    CFIndex length;
+};
+
+inline CFRange CFRangeMake(CFIndex location, CFIndex length)
+{
+    return {location, length};
+}
+
+constexpr CFNumberType kCFNumberSInt64Type = 4;
+
+extern "C" {
+void CFRelease(CFTypeRef object);
+CFTypeID CFGetTypeID(CFTypeRef object);
+CFTypeID CFNumberGetTypeID();
+CFTypeID CFStringGetTypeID();
+CFTypeID CFDictionaryGetTypeID();
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void *value);
+CFIndex CFStringGetLength(CFStringRef string);
+void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar *buffer);
+CFIndex CFArrayGetCount(CFArrayRef array);
+const void *CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
+const void *CFDictionaryGetValue(CFDictionaryRef dictionary, const void *key);
+}
+// NOLINTEND
