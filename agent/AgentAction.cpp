@@ -3,8 +3,7 @@
 #include "agent/ReplyObject.h"
 #include "agent/WordCase.h"
 
-namespace
-{
+namespace {
 // The text from the first opening brace to the one that closes it; braces inside strings do not
 // count. Empty where it is never closed.
 QStringView firstObject(QStringView text)
@@ -135,8 +134,8 @@ QString AgentAction::title() const
         return QStringLiteral("Typing ") + quoted(shown("text"));
     if (name == u"press_key") {
         const std::optional<QString> modifiers = arg(QStringLiteral("modifiers"));
-        return QStringLiteral("Pressing ") + (modifiers ? *modifiers + u'+' : QString())
-            + shown("key");
+        return QStringLiteral("Pressing ") + (modifiers ? *modifiers + u'+' : QString()) +
+               shown("key");
     }
     if (name == u"click")
         return QStringLiteral("Clicking ") + quoted(shown("label"));
