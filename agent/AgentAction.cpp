@@ -109,7 +109,7 @@ std::optional<AgentAction> AgentAction::parse(const QString &text)
 
 std::optional<QString> AgentAction::arg(const QString &key) const
 {
-    const QString trimmed = args.value(key).trimmed();
+    QString trimmed = args.value(key).trimmed();
     if (trimmed.isEmpty())
         return std::nullopt;
     return trimmed;

@@ -7,6 +7,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 // Applications that hold no unsaved work of consequence.
@@ -25,16 +26,34 @@ const QSet<QString> &quitSafe()
 }
 
 // Fragments of the names of applications where Return may send a message.
-constexpr QStringView messaging[] = {
-    u"messages", u"mail",    u"slack", u"discord", u"telegram",
-    u"whatsapp", u"outlook", u"teams", u"signal",
-};
+constexpr auto messaging = std::to_array<QStringView>({
+    u"messages",
+    u"mail",
+    u"slack",
+    u"discord",
+    u"telegram",
+    u"whatsapp",
+    u"outlook",
+    u"teams",
+    u"signal",
+});
 
 // Words on controls whose press has consequences.
-constexpr QStringView consequentialWords[] = {
-    u"send",     u"delete", u"remove",        u"buy",   u"purchase",    u"pay",      u"place order",
-    u"checkout", u"submit", u"confirm order", u"erase", u"empty trash", u"transfer",
-};
+constexpr auto consequentialWords = std::to_array<QStringView>({
+    u"send",
+    u"delete",
+    u"remove",
+    u"buy",
+    u"purchase",
+    u"pay",
+    u"place order",
+    u"checkout",
+    u"submit",
+    u"confirm order",
+    u"erase",
+    u"empty trash",
+    u"transfer",
+});
 
 template <typename Words>
 bool containsAny(const QString &text, const Words &words)
