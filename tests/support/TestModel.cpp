@@ -1,6 +1,6 @@
-#include "support/TestModel.h"
+#include "tests/support/TestModel.h"
 
-#include "support/TestVocabulary.h"
+#include "tests/support/TestVocabulary.h"
 
 #include <QFile>
 

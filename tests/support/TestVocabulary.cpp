@@ -1,4 +1,4 @@
-#include "support/TestVocabulary.h"
+#include "tests/support/TestVocabulary.h"
 
 #include <QChar>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "support/TestModel.h"
+#include "tests/support/TestModel.h"
 
 #include <cstdint>
 #include <string>

@@ -1,4 +1,4 @@
-#include "support/TestModel.h"
+#include "tests/support/TestModel.h"
 
 #include <cstdio>
 #include <exception>
