@@ -16,6 +16,7 @@
 #include <memory>
 #include <random>
 #include <stdexcept>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -26,6 +27,7 @@ constexpr int keyValueHeads = 2;
 constexpr int keyValueWidth = width / heads * keyValueHeads;
 constexpr int feedForward = 8960;
 constexpr int tokens = 151936;
+constexpr int byteTokens = 256;
 constexpr int endToken = tokens - 1;
 
 struct Freed
@@ -82,7 +84,7 @@ std::string byteToken(int byte)
     };
     int shown = byte;
     if (!isPrintable(byte)) {
-        shown = 256;
+        shown = byteTokens;
         for (int lower = 0; lower < byte; ++lower)
             shown += isPrintable(lower) ? 0 : 1;
     }
@@ -104,7 +106,7 @@ void describeVocabulary(gguf_context *gguf)
 {
     std::vector<std::string> texts;
     texts.reserve(tokens);
-    for (int byte = 0; byte < 256; ++byte)
+    for (int byte = 0; byte < byteTokens; ++byte)
         texts.push_back(byteToken(byte));
     while (texts.size() < endToken)
         texts.push_back(wordToken(static_cast<int>(texts.size())));
@@ -179,23 +181,23 @@ qint64 dataSize(const Tensor &tensor)
 class RandomRows
 {
 public:
-    const QByteArray &of(ggml_type type, int rowLength)
+    const QByteArray &of(ggml_type type, int rowLength, float amplitude)
     {
-        QByteArray &block = m_blocks[{type, rowLength}];
+        QByteArray &block = m_blocks[{type, rowLength, amplitude}];
         if (block.isEmpty())
-            block = quantized(type, rowLength);
+            block = quantized(type, rowLength, amplitude);
         return block;
     }
 
 private:
     static constexpr int count = 512;
 
-    QByteArray quantized(ggml_type type, int rowLength)
+    QByteArray quantized(ggml_type type, int rowLength, float amplitude)
     {
         std::vector<float> weights(static_cast<std::size_t>(rowLength) * count);
         for (float &weight : weights) {
             const auto sixteenBits = static_cast<float>(m_random() & 0xffffU);
-            weight = (sixteenBits / 65536.0F - 0.5F) * 0.1F;
+            weight = (sixteenBits / 65536.0F - 0.5F) * amplitude;
         }
         QByteArray block(static_cast<qsizetype>(ggml_row_size(type, rowLength)) * count,
                          Qt::Uninitialized);
@@ -204,7 +206,7 @@ private:
     }
 
     std::mt19937 m_random{20};
-    std::map<std::pair<ggml_type, int>, QByteArray> m_blocks;
+    std::map<std::tuple<ggml_type, int, float>, QByteArray> m_blocks;
 };
 
 QByteArray vector(const Tensor &tensor)
@@ -216,26 +218,33 @@ QByteArray vector(const Tensor &tensor)
             static_cast<qsizetype>(values.size() * sizeof(float))};
 }
 
+void writeRows(QIODevice &file, const Tensor &tensor, int rows, const QByteArray &block)
+{
+    qint64 left = static_cast<qint64>(ggml_row_size(tensor.type, tensor.rowLength)) * rows;
+    for (; left > 0; left -= std::min<qint64>(left, block.size()))
+        file.write(block.constData(), std::min<qint64>(left, block.size()));
+}
+
 void write(QIODevice &file, const Tensor &tensor, RandomRows &random)
 {
-    qint64 left = dataSize(tensor);
-    const QByteArray padding(padded(left) - left, '\0');
+    // So much fainter than the others, a token never ranks among those that are drawn from.
+    constexpr float usual = 0.1F;
+    constexpr float faint = 0.001F;
     if (tensor.rows == 1) {
         file.write(vector(tensor));
     } else {
-        // A row of zeros for the last token, the one that ends a generation: it never ranks among
-        // those that are drawn from.
-        const qint64 lastRow =
-            tensor.rows == tokens
-                ? static_cast<qint64>(ggml_row_size(tensor.type, tensor.rowLength))
-                : 0;
-        left -= lastRow;
-        const QByteArray &block = random.of(tensor.type, tensor.rowLength);
-        for (; left > 0; left -= std::min<qint64>(left, block.size()))
-            file.write(block.constData(), std::min<qint64>(left, block.size()));
-        file.write(QByteArray(lastRow, '\0'));
+        const QByteArray &block = random.of(tensor.type, tensor.rowLength, usual);
+        if (tensor.rows == tokens) {
+            // Bytes may be half a character, and the last token ends the generation.
+            const QByteArray &faintBlock = random.of(tensor.type, tensor.rowLength, faint);
+            writeRows(file, tensor, byteTokens, faintBlock);
+            writeRows(file, tensor, tokens - byteTokens - 1, block);
+            writeRows(file, tensor, 1, faintBlock);
+        } else {
+            writeRows(file, tensor, tensor.rows, block);
+        }
     }
-    file.write(padding);
+    file.write(QByteArray(padded(dataSize(tensor)) - dataSize(tensor), '\0'));
 }
 } // namespace
 

@@ -110,6 +110,8 @@ Json compareTimes(const Workload &work)
     Series engineSeries;
     Series bareSeries;
     for (int round = 0; round < work.rounds; ++round) {
+        if (round % 10 == 0)
+            Measure::say("engine: round " + std::to_string(round));
         // Who goes first changes, so that neither always finds the caches as the other left them.
         const bool bareFirst = round % 2 == 0;
         if (bareFirst)
@@ -177,7 +179,7 @@ const QString &shaped()
 Workload workload(const QString &kind, const QDir &folder)
 {
     if (kind == shaped())
-        return {ShapedModel::path(), conversation(200), 24, 15};
+        return {ShapedModel::path(), conversation(150), 16, 12};
     constexpr int tokens = 150;
     const QString file = folder.filePath(QStringLiteral("tiny.gguf"));
     TestModel model = TestModel::saying({"{\"action\":\"open_app\",\"app\":\"Safari\"} "});
