@@ -57,7 +57,7 @@ void LlamaEngine::release()
 // to free it. This runs on whichever thread the library aborted on.
 void LlamaEngine::giveUpModel()
 {
-    static_cast<void>(m_model.release());
+    [[maybe_unused]] const LlamaModel *lost = m_model.release();
     setLoaded(false);
     m_queue.giveUpRunningJob(InferenceError::decodeFailed);
 }

@@ -9,7 +9,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <utility>
 #include <variant>
 
@@ -22,7 +21,7 @@ template <typename Result>
 class QueuedCall
 {
 public:
-    QueuedCall(WorkQueue &queue, std::function<Result()> call, InferenceError otherwise)
+    QueuedCall(WorkQueue &queue, std::function<Result()> call, const InferenceError &otherwise)
         : m_queue(queue), m_otherwise(otherwise)
     {
         m_shared->call = std::move(call);
@@ -43,30 +42,33 @@ public:
             call = {};
             settle(shared, std::move(outcome));
         };
-        auto refuse = [shared = m_shared](InferenceError error) { settle(shared, error); };
+        auto refuse = [shared = m_shared](const InferenceError &error) { settle(shared, error); };
         m_queue.add({std::move(work), std::move(refuse)});
     }
 
     Result await_resume()
     {
-        if (const auto *error = std::get_if<InferenceError>(&*m_shared->outcome))
+        if (const auto *error = std::get_if<InferenceError>(&m_shared->outcome))
             throw *error;
-        return std::move(std::get<Result>(*m_shared->outcome));
+        return std::move(std::get<Result>(m_shared->outcome));
     }
 
 private:
-    using Outcome = std::variant<Result, InferenceError>;
+    struct None
+    {
+    };
+    using Outcome = std::variant<None, Result, InferenceError>;
 
     struct Shared
     {
         std::mutex lock;
-        std::optional<Outcome> outcome;
+        Outcome outcome;
         // The main thread's:
         std::function<Result()> call; // until it is queued
         std::coroutine_handle<> waiter;
     };
 
-    static Outcome perform(const std::function<Result()> &call, InferenceError otherwise)
+    static Outcome perform(const std::function<Result()> &call, const InferenceError &otherwise)
     {
         try {
             return call();
@@ -82,7 +84,7 @@ private:
     {
         {
             const std::scoped_lock guard(shared->lock);
-            if (shared->outcome)
+            if (!std::holds_alternative<None>(shared->outcome))
                 return;
             shared->outcome = std::move(outcome);
         }

@@ -12,7 +12,7 @@
 #include <utility>
 
 namespace {
-void refuse(const WorkQueue::Job &job, InferenceError reason)
+void refuse(const WorkQueue::Job &job, const InferenceError &reason)
 {
     if (job.refuse)
         job.refuse(reason);
@@ -67,7 +67,8 @@ struct WorkQueue::State : std::enable_shared_from_this<State>
     std::mutex lock;
     std::condition_variable changed;
     std::deque<Job> waiting;
-    std::optional<std::function<void(InferenceError)>> running; // how to refuse the running job
+    std::optional<std::function<void(const InferenceError &)>>
+        running; // how to refuse the running job
     bool closed = false;
     bool ended = false;
     unsigned threadNumber = 0;
@@ -121,10 +122,10 @@ void WorkQueue::close(std::function<void()> last)
     m_state->thread.join();
 }
 
-void WorkQueue::giveUpRunningJob(InferenceError reason)
+void WorkQueue::giveUpRunningJob(const InferenceError &reason)
 {
     const std::shared_ptr<State> state = m_state;
-    std::optional<std::function<void(InferenceError)>> lost;
+    std::optional<std::function<void(const InferenceError &)>> lost;
     {
         const std::scoped_lock guard(state->lock);
         lost.swap(state->running);

@@ -15,7 +15,7 @@ public:
         /// Runs on the queue's thread. Must not throw.
         std::function<void()> work;
         /// Called, on any thread, instead of the work or if it will never return; may be empty.
-        std::function<void(InferenceError)> refuse = {};
+        std::function<void(const InferenceError &)> refuse = {};
     };
 
     /// The name is the thread's.
@@ -34,7 +34,7 @@ public:
     /// For a running job that will never return: refuses it, leaves its thread to itself for ever
     /// and goes on with a new one. The calling thread may be the lost one. Does nothing without a
     /// running job.
-    void giveUpRunningJob(InferenceError reason);
+    void giveUpRunningJob(const InferenceError &reason);
 
 private:
     struct State;

@@ -24,7 +24,8 @@ struct TestModel
         /// What the model says. Cut automatically unless pieces are given.
         QByteArray text;
         /// The reply cut by hand: each piece is one token, and an empty piece is a control token
-        /// that renders as nothing. Then the text is not looked at.
+        /// that renders as nothing. Then the text is not looked at. A single printable ASCII
+        /// character cannot be a piece.
         QList<QByteArray> pieces = {};
         /// False: no end of generation follows, the reply starts again.
         bool ends = true;
