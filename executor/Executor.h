@@ -2,6 +2,7 @@
 
 #include "agent/AgentAction.h"
 #include "executor/Cancellation.h"
+#include "platform/Workspace.h"
 
 #include <QCoro/QCoroTask>
 #include <QString>
@@ -12,8 +13,7 @@
 /// Performs one action on the user's machine and describes the desktop to the model. Main thread,
 /// one action at a time, over Platform::current(). Failures are an ActionError or, passed on as it
 /// stands, a PlatformError.
-namespace Executor
-{
+namespace Executor {
 /// Performs the action and returns one line on what happened. Cancelling cuts the waits short but
 /// never aborts the action.
 [[nodiscard]] QCoro::Task<QString> run(AgentAction action,
@@ -25,8 +25,19 @@ namespace Executor
 /// The open windows front to back, at most eight, or "none".
 [[nodiscard]] QString windowSummary();
 
-/// Opens a web address in the default browser.
-[[nodiscard]] QCoro::Task<QString> openURL(QString text,
+/// Starts the application of that name or brings it to the front, and returns what it is called.
+[[nodiscard]] QCoro::Task<QString> launch(QString name,
+                                          std::shared_ptr<const Cancellation> surrounding = {});
+
+/// Where the application is that a name means: a running one's, an installed one's of exactly that
+/// name, or the first installed one whose name contains it.
+[[nodiscard]] std::optional<QString> appURL(const QString &name);
+
+/// The running ordinary application that a name means.
+[[nodiscard]] std::optional<Application> runningApp(const QString &name);
+
+/// Opens a web address in that application, or in the default browser.
+[[nodiscard]] QCoro::Task<QString> openURL(QString text, std::optional<QString> app,
                                            std::shared_ptr<const Cancellation> surrounding = {});
 
 /// The location that a folder word ("my downloads"), a ~ path, an absolute path or a path under

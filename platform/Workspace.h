@@ -41,7 +41,7 @@ struct InstalledApplication
 
 /// The desktop's applications and its file manager, and opening things with them. Main thread only.
 /// The futures finish when the application in question has been asked, or carry a PlatformError;
-/// they finish on the main thread.
+/// they finish on the main thread. Items are native paths, since file names need not be text.
 class Workspace
 {
 public:
@@ -84,9 +84,9 @@ public:
     [[nodiscard]] virtual bool hasTerminated(ProcessId application) = 0;
 
     /// Shows the item, selected, in the file manager. Best effort: without a file manager nothing
-    /// happens. A native path, since file names need not be text.
+    /// happens.
     virtual void reveal(const std::filesystem::path &item) = 0;
 
     /// Moves the item to the Trash, a symbolic link as itself. Throws a PlatformError.
-    virtual void trash(const QString &path) = 0;
+    virtual void trash(const std::filesystem::path &item) = 0;
 };

@@ -1,6 +1,24 @@
 #include "platform/Platform.h"
 
+#include "platform/linux/LinuxScreen.h"
+#include "platform/linux/LinuxWorkspace.h"
+#include "platform/linux/X11Desktop.h"
+
+namespace {
+class LinuxPlatform final : public Platform
+{
+public:
+    Workspace &workspace() override { return m_workspace; }
+    Screen &screen() override { return m_screen; }
+
+private:
+    X11Desktop m_desktop;
+    LinuxWorkspace m_workspace{m_desktop};
+    LinuxScreen m_screen{m_desktop};
+};
+} // namespace
+
 std::unique_ptr<Platform> Platform::makeNative()
 {
-    return nullptr;
+    return std::make_unique<LinuxPlatform>();
 }

@@ -68,11 +68,11 @@ void FakeWorkspace::reveal(const std::filesystem::path &item)
     revealed.append(item);
 }
 
-void FakeWorkspace::trash(const QString &path)
+void FakeWorkspace::trash(const std::filesystem::path &item)
 {
     if (failure)
         throw PlatformError(*failure);
-    trashed.append(path);
+    trashed.append(item);
 }
 
 void FakeWorkspace::finishRequests()

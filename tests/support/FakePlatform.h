@@ -32,7 +32,7 @@ public:
     QStringList launched;
     QList<ProcessId> terminated;
     QList<std::filesystem::path> revealed;
-    QStringList trashed;
+    QList<std::filesystem::path> trashed;
 
     /// Ends what holdsRequests held back.
     void finishRequests();
@@ -49,7 +49,7 @@ public:
     void terminate(ProcessId application) override;
     bool hasTerminated(ProcessId application) override;
     void reveal(const std::filesystem::path &item) override;
-    void trash(const QString &path) override;
+    void trash(const std::filesystem::path &item) override;
 
 private:
     QFuture<void> request();

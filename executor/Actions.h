@@ -1,0 +1,28 @@
+#pragma once
+
+#include "agent/AgentAction.h"
+#include "executor/Pause.h"
+
+#include <QCoro/QCoroTask>
+#include <QString>
+
+#include <optional>
+
+/// The actions behind the dispatch table, one function each. They read their own arguments.
+namespace Executor::Actions {
+QCoro::Task<QString> openApp(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> quitApp(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> openURL(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> webSearch(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> createFolder(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> findFiles(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> openPath(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> trash(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> listWindows(AgentAction action, Surrounding surrounding);
+
+/// The argument under that key; an ActionError with the sentence where there is none.
+[[nodiscard]] QString required(const AgentAction &action, const char *key, const char *complaint);
+
+/// The argument under that key, if there is one.
+[[nodiscard]] std::optional<QString> optional(const AgentAction &action, const char *key);
+} // namespace Executor::Actions

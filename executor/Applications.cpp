@@ -1,0 +1,152 @@
+#include "executor/Executor.h"
+
+#include "agent/ActionError.h"
+#include "executor/Actions.h"
+#include "executor/Pause.h"
+#include "platform/Platform.h"
+
+#include <QCoro/QCoroFuture>
+#include <QMap>
+
+#include <algorithm>
+
+namespace {
+using namespace Executor;
+
+// What people say, and what the application is called where it is installed.
+const QMap<QString, QString> &aliases()
+{
+    static const QMap<QString, QString> table{
+        {QStringLiteral("vscode"), QStringLiteral("Visual Studio Code")},
+        {QStringLiteral("vs code"), QStringLiteral("Visual Studio Code")},
+        {QStringLiteral("code"), QStringLiteral("Visual Studio Code")},
+        {QStringLiteral("chrome"), QStringLiteral("Google Chrome")},
+        {QStringLiteral("brave"), QStringLiteral("Brave Browser")},
+        {QStringLiteral("word"), QStringLiteral("Microsoft Word")},
+        {QStringLiteral("excel"), QStringLiteral("Microsoft Excel")},
+        {QStringLiteral("settings"), QStringLiteral("System Settings")},
+        {QStringLiteral("system preferences"), QStringLiteral("System Settings")},
+        {QStringLiteral("terminal"), QStringLiteral("Terminal")},
+    };
+    return table;
+}
+
+QString aliasTarget(const QString &name)
+{
+    return aliases().value(name.toLower(), name).toLower();
+}
+
+bool isCalled(const InstalledApplication &application, const QString &target)
+{
+    return std::ranges::any_of(application.names,
+                               [&](const QString &name) { return name.toLower() == target; });
+}
+
+bool isCalledLike(const InstalledApplication &application, const QString &target)
+{
+    return std::ranges::any_of(
+        application.names, [&](const QString &name) { return name.toLower().contains(target); });
+}
+
+struct Installed
+{
+    std::optional<QString> exact;
+    std::optional<QString> partial; ///< The first one only.
+};
+
+// An exact match in any folder wins over every partial one.
+Installed findInstalled(const QString &target)
+{
+    Workspace &workspace = Platform::current().workspace();
+    Installed found;
+    for (const QString &folder : workspace.applicationFolders()) {
+        for (const InstalledApplication &application : workspace.applicationsIn(folder)) {
+            if (isCalled(application, target)) {
+                found.exact = application.location;
+                return found;
+            }
+            if (!found.partial && isCalledLike(application, target))
+                found.partial = application.location;
+        }
+    }
+    return found;
+}
+
+// The desktop's own application for another system's stock name that nothing here bears.
+std::optional<QString> counterpartLocation(const QString &target)
+{
+    const std::optional<QString> location = Platform::current().workspace().counterpart(target);
+    return location && !findInstalled(target).exact ? location : std::nullopt;
+}
+} // namespace
+
+std::optional<Application> Executor::runningApp(const QString &name)
+{
+    const QString lowered = name.toLower();
+    const QString target = aliasTarget(name);
+    QList<Application> candidates = Platform::current().workspace().runningApplications();
+    candidates.removeIf(
+        [](const Application &each) { return each.policy != ActivationPolicy::regular; });
+    const auto first = [&](auto &&matches) -> std::optional<Application> {
+        const auto found = std::ranges::find_if(candidates, matches);
+        return found == candidates.end() ? std::nullopt : std::optional(*found);
+    };
+    const auto loweredName = [](const Application &each) {
+        return each.name.value_or(QString()).toLower();
+    };
+
+    if (auto exact = first([&](const Application &each) { return loweredName(each) == target; }))
+        return exact;
+    if (const std::optional<QString> location = counterpartLocation(target)) {
+        if (auto same = first([&](const Application &each) { return each.location == location; }))
+            return same;
+    }
+    // What was written decides here, not what it stands for.
+    return first([&](const Application &each) { return loweredName(each).contains(lowered); });
+}
+
+std::optional<QString> Executor::appURL(const QString &name)
+{
+    const QString target = aliasTarget(name);
+    const std::optional<Application> running = runningApp(name);
+    if (running && running->location)
+        return running->location;
+    const Installed installed = findInstalled(target);
+    if (installed.exact)
+        return installed.exact;
+    if (std::optional<QString> counterpart = Platform::current().workspace().counterpart(target))
+        return counterpart;
+    return installed.partial;
+}
+
+QCoro::Task<QString> Executor::launch(QString name, Surrounding surrounding)
+{
+    const std::optional<QString> location = appURL(name);
+    if (!location)
+        throw ActionError(QStringLiteral("Couldn't find an app called “") + name +
+                          QStringLiteral("”."));
+    co_await Platform::current().workspace().launch(*location);
+    co_await pause(launchSettle, surrounding);
+    co_return Platform::current().workspace().displayName(*location);
+}
+
+QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, Surrounding surrounding)
+{
+    const QString app = required(action, "app", "Missing app name.");
+    const QString displayName = co_await launch(app, surrounding);
+    co_return displayName + QStringLiteral(" is now frontmost.");
+}
+
+QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, Surrounding surrounding)
+{
+    const QString app = required(action, "app", "Missing app name.");
+    const std::optional<Application> running = runningApp(app);
+    if (!running)
+        co_return app + QStringLiteral(" is not running.");
+    Platform::current().workspace().terminate(running->pid);
+    co_await pause(quitGrace, surrounding);
+    if (Platform::current().workspace().hasTerminated(running->pid))
+        co_return app + QStringLiteral(" quit.");
+    co_return QStringLiteral("Asked ") + app +
+        QStringLiteral(" to quit (it may be waiting on a save prompt).");
+}

@@ -1,0 +1,46 @@
+#include "executor/Executor.h"
+
+#include "agent/ActionError.h"
+#include "executor/Actions.h"
+
+#include <algorithm>
+
+namespace {
+using namespace Executor;
+
+struct Entry
+{
+    QStringView name;
+    QCoro::Task<QString> (*perform)(AgentAction, Surrounding);
+};
+
+constexpr Entry dispatch[] = {
+    {u"open_app", Actions::openApp},     {u"focus_app", Actions::openApp},
+    {u"quit_app", Actions::quitApp},     {u"open_url", Actions::openURL},
+    {u"web_search", Actions::webSearch}, {u"create_folder", Actions::createFolder},
+    {u"find_files", Actions::findFiles}, {u"open_path", Actions::openPath},
+    {u"trash", Actions::trash},          {u"list_windows", Actions::listWindows},
+};
+} // namespace
+
+QCoro::Task<QString> Executor::run(AgentAction action, Surrounding surrounding)
+{
+    const auto *const entry = std::ranges::find(dispatch, QStringView(action.name), &Entry::name);
+    if (entry == std::end(dispatch))
+        throw ActionError(QStringLiteral("Unknown action “") + action.name + QStringLiteral("”."));
+    co_return co_await entry->perform(action, surrounding);
+}
+
+QString Executor::Actions::required(const AgentAction &action, const char *key,
+                                    const char *complaint)
+{
+    const std::optional<QString> value = optional(action, key);
+    if (!value)
+        throw ActionError(QString::fromLatin1(complaint));
+    return *value;
+}
+
+std::optional<QString> Executor::Actions::optional(const AgentAction &action, const char *key)
+{
+    return action.arg(QString::fromLatin1(key));
+}

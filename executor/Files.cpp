@@ -1,0 +1,62 @@
+#include "executor/Actions.h"
+#include "executor/Executor.h"
+#include "executor/Paths.h"
+
+#include "agent/ActionError.h"
+#include "platform/Platform.h"
+#include "platform/PlatformError.h"
+
+#include <QCoro/QCoroFuture>
+#include <QUrl>
+
+#include <system_error>
+
+namespace {
+// The folder and all that is missing above it. One that is there already is fine, a file is not.
+void createDirectories(const std::filesystem::path &folder)
+{
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (!error && !std::filesystem::is_directory(folder, error) && !error)
+        error = std::make_error_code(std::errc::file_exists);
+    if (error)
+        throw PlatformError(QString::fromStdString(error.message()));
+}
+
+bool somethingExistsAt(const QString &path)
+{
+    std::error_code error;
+    return !path.contains(QChar::Null) &&
+           std::filesystem::exists(Executor::nativePath(path), error);
+}
+} // namespace
+
+QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Surrounding)
+{
+    const QString name = required(action, "name", "Missing folder name.");
+    const QString parent =
+        optional(action, "in")
+            .value_or(optional(action, "location").value_or(QStringLiteral("Desktop")));
+    const QString path = joined(resolveFolder(parent), name);
+    const std::filesystem::path folder = nativePath(path);
+    createDirectories(folder);
+    Platform::current().workspace().reveal(folder);
+    co_return QStringLiteral("Created folder at ") + path + u'.';
+}
+
+QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, Surrounding)
+{
+    const QString text = required(action, "path", "Missing path.");
+    const QString path = resolveFolder(text);
+    if (!somethingExistsAt(path))
+        throw ActionError(QStringLiteral("Nothing exists at ") + text + u'.');
+    co_await Platform::current().workspace().open(QUrl::fromLocalFile(path));
+    co_return QStringLiteral("Opened ") + lastPathComponent(path) + u'.';
+}
+
+QCoro::Task<QString> Executor::Actions::trash(AgentAction action, Surrounding)
+{
+    const QString path = resolveFolder(required(action, "path", "Missing path."));
+    Platform::current().workspace().trash(nativePath(path));
+    co_return QStringLiteral("Moved ") + lastPathComponent(path) + QStringLiteral(" to the Trash.");
+}

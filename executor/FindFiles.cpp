@@ -1,0 +1,130 @@
+#include "executor/Actions.h"
+#include "executor/Executor.h"
+#include "executor/Paths.h"
+
+#include "agent/ActionError.h"
+#include "platform/Platform.h"
+
+#include <QFileInfo>
+#include <QList>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace {
+using Time = std::filesystem::file_time_type;
+
+// How many names a result shows; the count tells the rest.
+constexpr qsizetype shownNames = 5;
+
+struct Entry
+{
+    std::filesystem::path path;
+    QString name;
+    Time modified;
+};
+
+// For comparing: some file systems hand names out with their accents apart.
+QString folded(const QString &text)
+{
+    return text.normalized(QString::NormalizationForm_C).toLower();
+}
+
+// ".PDF " → "pdf"
+QString cleanedExtension(const QString &extension)
+{
+    const auto isPadding = [](QChar character) { return character == u'.' || character == u' '; };
+    QString cleaned = folded(extension);
+    while (!cleaned.isEmpty() && isPadding(cleaned.back()))
+        cleaned.chop(1);
+    while (!cleaned.isEmpty() && isPadding(cleaned.front()))
+        cleaned.remove(0, 1);
+    return cleaned;
+}
+
+// What follows the last dot; a dot at either end of the name begins no extension.
+QStringView pathExtension(QStringView name)
+{
+    const qsizetype dot = name.lastIndexOf(u'.');
+    return dot <= 0 ? QStringView() : name.sliced(dot + 1);
+}
+
+// An item that tells no date, a dangling link for one, is older than all others.
+Time modificationTime(const std::filesystem::path &path)
+{
+    std::error_code error;
+    const Time time = std::filesystem::last_write_time(path, error);
+    return error ? Time::min() : time;
+}
+
+class Filter
+{
+public:
+    Filter(const std::optional<QString> &extension, const std::optional<QString> &query)
+    {
+        if (extension)
+            m_extension = cleanedExtension(*extension);
+        if (query)
+            m_query = folded(*query);
+    }
+
+    [[nodiscard]] bool keeps(const QString &name) const
+    {
+        const QString lowered = folded(name);
+        return (!m_extension || pathExtension(lowered) == *m_extension) &&
+               (!m_query || lowered.contains(*m_query));
+    }
+
+private:
+    std::optional<QString> m_extension;
+    std::optional<QString> m_query;
+};
+
+// The folder's visible entries that the filter keeps, in the order of the listing; nothing where
+// the folder cannot be read to its end.
+std::optional<QList<Entry>> listed(const QString &folder, const Filter &filter)
+{
+    if (folder.contains(QChar::Null))
+        return std::nullopt;
+    QList<Entry> entries;
+    std::error_code error;
+    auto each = std::filesystem::directory_iterator(Executor::nativePath(folder), error);
+    for (; !error && each != std::filesystem::directory_iterator(); each.increment(error)) {
+        const std::filesystem::path &path = each->path();
+        const QString name = Executor::shownName(path.filename());
+        if (filter.keeps(name) && !QFileInfo(Executor::shownName(path)).isHidden())
+            entries.append({path, name, modificationTime(path)});
+    }
+    return error ? std::nullopt : std::optional(entries);
+}
+} // namespace
+
+QString Executor::findFiles(const QString &folder, const std::optional<QString> &extension,
+                            const std::optional<QString> &query)
+{
+    std::optional<QList<Entry>> entries = listed(resolveFolder(folder), Filter(extension, query));
+    if (!entries)
+        throw ActionError(QStringLiteral("Couldn't read ") + folder + u'.');
+    if (entries->isEmpty())
+        return QStringLiteral("No matching files in ") + folder + u'.';
+
+    std::ranges::stable_sort(*entries, std::ranges::greater(), &Entry::modified);
+    const Entry &newest = entries->constFirst();
+    Platform::current().workspace().reveal(newest.path);
+
+    QStringList names;
+    for (const Entry &entry : entries->first(std::min(entries->size(), shownNames)))
+        names.append(entry.name);
+    return QStringLiteral("Found ") + QString::number(entries->size()) +
+           QStringLiteral(" file(s), newest first: ") + names.join(QStringLiteral(", ")) +
+           QStringLiteral(". Revealed “") + newest.name + QStringLiteral("” in Finder.");
+}
+
+QCoro::Task<QString> Executor::Actions::findFiles(AgentAction action, Surrounding)
+{
+    const QString folder = optional(action, "folder").value_or(QStringLiteral("Downloads"));
+    const std::optional<QString> extension = optional(action, "extension");
+    co_return Executor::findFiles(folder, extension ? extension : optional(action, "type"),
+                                  optional(action, "query"));
+}

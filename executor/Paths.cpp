@@ -1,0 +1,96 @@
+#include "executor/Paths.h"
+#include "executor/Executor.h"
+
+#include "platform/PlatformError.h"
+
+#include <QDir>
+#include <QFile>
+
+#include <cerrno>
+#include <pwd.h>
+
+namespace {
+// Some path with no slash at its end, except for the root itself.
+QString withoutTrailingSlash(QString path)
+{
+    while (path.size() > 1 && path.endsWith(u'/'))
+        path.chop(1);
+    return path;
+}
+
+QStringView trimmedOfBlanks(QStringView text)
+{
+    const auto isBlank = [](QChar character) { return character == u' ' || character == u'\t'; };
+    while (!text.isEmpty() && isBlank(text.front()))
+        text = text.sliced(1);
+    while (!text.isEmpty() && isBlank(text.back()))
+        text.chop(1);
+    return text;
+}
+
+// "~/x" and "~somebody/x". Nobody of that name → the name of an entry like any other, so the path
+// does not come to depend on the folder that the program was started in.
+QString expandedTilde(const QString &path)
+{
+    const qsizetype slash = path.indexOf(u'/');
+    const QString user = path.sliced(1, (slash < 0 ? path.size() : slash) - 1);
+    const QString rest = slash < 0 ? QString() : path.sliced(slash + 1);
+    if (user.isEmpty())
+        return Executor::joined(QDir::homePath(), rest);
+    const passwd *const entry = getpwnam(user.toUtf8().constData());
+    if (!entry || !entry->pw_dir)
+        return Executor::joined(QDir::homePath(), path);
+    return Executor::joined(QFile::decodeName(entry->pw_dir), rest);
+}
+} // namespace
+
+QString Executor::resolveFolder(const QString &text)
+{
+    const QString trimmed = trimmedOfBlanks(text).toString();
+    const QString key =
+        trimmed.toLower().remove(QStringLiteral("~/")).remove(QStringLiteral("my "));
+    const QString home = withoutTrailingSlash(QDir::homePath());
+    if (key == u"desktop")
+        return joined(home, QStringLiteral("Desktop"));
+    if (key == u"downloads" || key == u"downloads folder")
+        return joined(home, QStringLiteral("Downloads"));
+    if (key == u"documents")
+        return joined(home, QStringLiteral("Documents"));
+    if (key == u"pictures")
+        return joined(home, QStringLiteral("Pictures"));
+    if (key == u"home" || key == u"~")
+        return home;
+    if (trimmed.startsWith(u'~'))
+        return expandedTilde(trimmed);
+    if (trimmed.startsWith(u'/'))
+        return withoutTrailingSlash(trimmed);
+    return joined(home, trimmed);
+}
+
+QString Executor::joined(const QString &folder, const QString &entry)
+{
+    qsizetype start = 0;
+    while (start < entry.size() && entry[start] == u'/')
+        ++start;
+    const QString base = withoutTrailingSlash(folder);
+    return withoutTrailingSlash(base.endsWith(u'/') ? base + entry.sliced(start)
+                                                    : base + u'/' + entry.sliced(start));
+}
+
+QString Executor::lastPathComponent(const QString &path)
+{
+    const QString bare = withoutTrailingSlash(path);
+    return bare == u"/" ? bare : bare.sliced(bare.lastIndexOf(u'/') + 1);
+}
+
+std::filesystem::path Executor::nativePath(const QString &path)
+{
+    if (path.contains(QChar::Null))
+        throw PlatformError(qt_error_string(EINVAL));
+    return {QFile::encodeName(path).toStdString()};
+}
+
+QString Executor::shownName(const std::filesystem::path &name)
+{
+    return QFile::decodeName(QByteArray::fromStdString(name.native()));
+}

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/Workspace.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <optional>
+
+struct X11Window;
+
+/// The applications that desktop entries describe, by way of GIO, which knows their rules of
+/// precedence, hiding and defaults. A location is the path of an entry. Main thread.
+namespace DesktopEntries {
+/// The XDG application folders, the user's own first.
+[[nodiscard]] QStringList folders();
+
+/// What the folder offers on this desktop, in the order of the entries' file names. An entry that
+/// an earlier folder replaces or hides is not among it.
+[[nodiscard]] QList<InstalledApplication> in(const QString &folder);
+
+/// The entry's name in the user's language.
+[[nodiscard]] QString name(const QString &location);
+
+/// The entry of the application that a window belongs to: the one that claims the window's class,
+/// is named after it, or starts the window's program.
+[[nodiscard]] std::optional<InstalledApplication> forWindow(const X11Window &window);
+
+/// This desktop's default for what the Mac's stock application of that name does.
+[[nodiscard]] std::optional<QString> counterpart(const QString &stockName);
+
+/// Has the address opened by its scheme's default application, or a file by its type's. A
+/// sentence where it cannot be done.
+[[nodiscard]] std::optional<QString> open(const QByteArray &uri);
+
+/// Starts the application, with an address where there is one. A sentence where it cannot be done.
+[[nodiscard]] std::optional<QString> start(const QString &location, const QByteArray &uri = {});
+} // namespace DesktopEntries

@@ -1,0 +1,33 @@
+#include "platform/linux/FileManager.h"
+
+#include "platform/linux/DesktopEntries.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QStringList>
+
+namespace {
+void openFolderOf(const QByteArray &itemUri)
+{
+    const qsizetype slash = itemUri.lastIndexOf('/');
+    (void)DesktopEntries::open(itemUri.first(slash + 1));
+}
+} // namespace
+
+void FileManager::show(const QByteArray &itemUri)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.FileManager1"),
+        QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    call << QStringList{QString::fromLatin1(itemUri)} << QString();
+    auto *const watcher =
+        new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, itemUri] {
+        watcher->deleteLater();
+        if (watcher->isError())
+            openFolderOf(itemUri);
+    });
+}

@@ -1,0 +1,26 @@
+#include "platform/linux/LinuxScreen.h"
+
+#include "platform/linux/WindowOwner.h"
+#include "platform/linux/X11Desktop.h"
+
+namespace {
+// Docks, menus and palettes lie above the ordinary windows' layer.
+constexpr int extraLayer = 1;
+} // namespace
+
+std::optional<QList<WindowInfo>> LinuxScreen::windows()
+{
+    const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
+    if (!snapshot)
+        return std::nullopt;
+    QList<WindowInfo> shown;
+    for (const X11Window &window : snapshot->windows) {
+        if (!window.onScreen || window.kind == X11Window::Kind::desktop)
+            continue;
+        shown.append({.layer = window.kind == X11Window::Kind::ordinary ? 0 : extraLayer,
+                      .owner = window.owner,
+                      .ownerName = ownerOf(window).name,
+                      .title = window.title});
+    }
+    return shown;
+}

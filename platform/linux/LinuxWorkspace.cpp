@@ -1,0 +1,157 @@
+#include "platform/linux/LinuxWorkspace.h"
+
+#include "platform/Outcome.h"
+#include "platform/linux/DesktopEntries.h"
+#include "platform/linux/Display.h"
+#include "platform/linux/FileManager.h"
+#include "platform/linux/Trash.h"
+#include "platform/linux/WindowOwner.h"
+#include "platform/linux/X11Desktop.h"
+
+#include <QFile>
+
+#include <algorithm>
+
+namespace {
+bool isOrdinary(const X11Window &window)
+{
+    return window.kind == X11Window::Kind::ordinary && window.inTaskBar;
+}
+
+QByteArray uriOf(const std::filesystem::path &path)
+{
+    return "file://" + QByteArray::fromStdString(path.native()).toPercentEncoding("/");
+}
+
+// The window that the user works with: the active one, or, while that is our own, the one that is
+// nearest to them otherwise.
+std::optional<X11Window> frontWindow(const X11Snapshot &snapshot)
+{
+    if (!snapshot.active || !isOurs(*snapshot.active))
+        return snapshot.active;
+    const auto next = std::ranges::find_if(snapshot.windows, [](const X11Window &window) {
+        return isOrdinary(window) && window.onScreen && !isOurs(window);
+    });
+    return next == snapshot.windows.end() ? std::nullopt : std::optional(*next);
+}
+
+Application application(const X11Window &window)
+{
+    const WindowOwner owner = ownerOf(window);
+    return {.pid = window.owner.value_or(ProcessId{}),
+            .name = owner.name,
+            .policy = isOrdinary(window) ? ActivationPolicy::regular : ActivationPolicy::accessory,
+            .location = owner.location};
+}
+} // namespace
+
+std::optional<Application> LinuxWorkspace::frontmostApplication()
+{
+    const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
+    const std::optional<X11Window> front = snapshot ? frontWindow(*snapshot) : std::nullopt;
+    return front ? std::optional(application(*front)) : std::nullopt;
+}
+
+QList<Application> LinuxWorkspace::runningApplications()
+{
+    const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    QList<Application> applications;
+    for (const X11WindowId id : snapshot.clients) {
+        const auto window = std::ranges::find(snapshot.windows, id, &X11Window::id);
+        if (window == snapshot.windows.end() || !window->owner || isOurs(*window))
+            continue;
+        const auto known = std::ranges::find(applications, *window->owner, &Application::pid);
+        if (known == applications.end())
+            applications.append(application(*window));
+        else if (isOrdinary(*window))
+            known->policy = ActivationPolicy::regular;
+    }
+    return applications;
+}
+
+QStringList LinuxWorkspace::applicationFolders()
+{
+    return DesktopEntries::folders();
+}
+
+QList<InstalledApplication> LinuxWorkspace::applicationsIn(const QString &folder)
+{
+    return DesktopEntries::in(folder);
+}
+
+QString LinuxWorkspace::displayName(const QString &location)
+{
+    return DesktopEntries::name(location);
+}
+
+std::optional<QString> LinuxWorkspace::counterpart(const QString &name)
+{
+    return DesktopEntries::counterpart(name);
+}
+
+QFuture<void> LinuxWorkspace::launch(const QString &location)
+{
+    // Starting it again would open one more window, where people mean the one that they have.
+    if (const std::optional<X11WindowId> window = windowOf(location)) {
+        m_desktop.activate(*window);
+        return settled(std::nullopt);
+    }
+    return settled(DesktopEntries::start(location));
+}
+
+QFuture<void> LinuxWorkspace::open(const QUrl &url)
+{
+    return settled(DesktopEntries::open(url.toEncoded()));
+}
+
+QFuture<void> LinuxWorkspace::open(const QUrl &url, const QString &location)
+{
+    const std::optional<X11WindowId> window = windowOf(location);
+    const std::optional<QString> failure = DesktopEntries::start(location, url.toEncoded());
+    if (window && !failure)
+        m_desktop.activate(*window);
+    return settled(failure);
+}
+
+void LinuxWorkspace::terminate(ProcessId application)
+{
+    QList<X11WindowId> windows;
+    for (const X11Window &window : m_desktop.snapshot().value_or(X11Snapshot()).windows) {
+        if (window.owner == application && window.kind != X11Window::Kind::desktop)
+            windows.append(window.id);
+    }
+    if (!windows.isEmpty())
+        m_desktop.close(windows);
+}
+
+bool LinuxWorkspace::hasTerminated(ProcessId application)
+{
+    QFile status(QStringLiteral("/proc/%1/stat").arg(static_cast<qint64>(application)));
+    if (!status.open(QIODevice::ReadOnly))
+        return true;
+    // "1234 (name) S …"; the name may hold anything. A zombie only waits to be looked at.
+    const QByteArray line = status.readAll();
+    const char state = line.mid(line.lastIndexOf(')') + 2, 1).append('X').front();
+    return state == 'Z' || state == 'X';
+}
+
+void LinuxWorkspace::reveal(const std::filesystem::path &item)
+{
+    // A file manager that was started without a display would only die.
+    if (hasDisplay())
+        FileManager::show(uriOf(item));
+}
+
+void LinuxWorkspace::trash(const std::filesystem::path &item)
+{
+    Trash::put(item);
+}
+
+std::optional<X11WindowId> LinuxWorkspace::windowOf(const QString &location)
+{
+    for (const X11Window &window : m_desktop.snapshot().value_or(X11Snapshot()).windows) {
+        if (isOrdinary(window) && ownerOf(window).location == location)
+            return window.id;
+    }
+    return std::nullopt;
+}

@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/Workspace.h"
+
+#include <QList>
+#include <QString>
+
+#include <memory>
+#include <optional>
+
+/// The X server's name for a window.
+enum class X11WindowId : quint32 {};
+
+/// One window as the window manager and its application describe it.
+struct X11Window
+{
+    enum class Kind {
+        ordinary, ///< An application's window or dialog.
+        extra,    ///< A dock, a menu, a palette, …
+        desktop,  ///< What lies behind all others.
+    };
+
+    X11WindowId id{};
+    std::optional<ProcessId> owner;
+    QString instanceName; ///< The two halves of WM_CLASS.
+    QString className;
+    std::optional<QString> title;
+    Kind kind = Kind::ordinary;
+    bool onScreen = true; ///< Neither minimised nor on another desktop.
+    bool inTaskBar = true;
+};
+
+/// The window manager's view of the screen at one moment.
+struct X11Snapshot
+{
+    QList<X11Window> windows;   ///< Front to back.
+    QList<X11WindowId> clients; ///< In the order in which they appeared.
+    std::optional<X11Window> active;
+};
+
+/// A connection to the X server, made at the first request and again after the server went away.
+/// Every call may wait for the server without bound. To be used from one thread at a time.
+class X11Connection
+{
+public:
+    X11Connection();
+    ~X11Connection();
+    X11Connection(const X11Connection &) = delete;
+    X11Connection &operator=(const X11Connection &) = delete;
+
+    /// What is on the screen; nothing without a server.
+    [[nodiscard]] std::optional<X11Snapshot> snapshot();
+
+    /// Asks the window manager for these; false without a server.
+    bool activate(X11WindowId window);
+    bool close(const QList<X11WindowId> &windows);
+
+private:
+    class Session;
+
+    /// The session, where there is a server that answers.
+    Session *session();
+
+    std::unique_ptr<Session> m_session;
+};

@@ -1,0 +1,92 @@
+#include "tests/executor/Running.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class tst_Executor : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void namesThatAreNotKnownAreRefused_data();
+    void namesThatAreNotKnownAreRefused();
+    void missingArgumentsAreToldBeforeAnythingIsDone_data();
+    void missingArgumentsAreToldBeforeAnythingIsDone();
+    void listingWindowsTellsTheSummary();
+    void focusingIsOpening();
+};
+
+void tst_Executor::namesThatAreNotKnownAreRefused_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const char *name : {"scroll", "OPEN_APP", "Open_Url", " open_url", "done", ""})
+        QTest::newRow(name) << QString::fromUtf8(name);
+}
+
+void tst_Executor::namesThatAreNotKnownAreRefused()
+{
+    QFETCH(QString, name);
+    const FakePlatform platform;
+    QCOMPARE(outcome(name), u"ActionError: Unknown action “"_s + name + u"”."_s);
+}
+
+void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QString>("sentence");
+    QTest::newRow("open_app") << u"open_app"_s << u"app"_s << u"Missing app name."_s;
+    QTest::newRow("focus_app") << u"focus_app"_s << u"app"_s << u"Missing app name."_s;
+    QTest::newRow("quit_app") << u"quit_app"_s << u"app"_s << u"Missing app name."_s;
+    QTest::newRow("open_url") << u"open_url"_s << u"url"_s << u"Missing url."_s;
+    QTest::newRow("web_search") << u"web_search"_s << u"query"_s << u"Missing query."_s;
+    QTest::newRow("create_folder") << u"create_folder"_s << u"name"_s << u"Missing folder name."_s;
+    QTest::newRow("open_path") << u"open_path"_s << u"path"_s << u"Missing path."_s;
+    QTest::newRow("trash") << u"trash"_s << u"path"_s << u"Missing path."_s;
+}
+
+void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, key);
+    QFETCH(QString, sentence);
+    FakePlatform platform;
+    platform.desk.running = {{.pid = ProcessId{7}, .name = u"Notes"_s}};
+    const SeenPauses pauses;
+    const QMap<QString, QString> other{{u"app"_s == key ? u"url"_s : u"app"_s, u"Notes"_s}};
+    QMap<QString, QString> blank = other;
+    blank.insert(key, u" \t\n\u00a0"_s);
+
+    QCOMPARE(outcome(name), u"ActionError: "_s + sentence);
+    QCOMPARE(outcome(name, other), u"ActionError: "_s + sentence);
+    QCOMPARE(outcome(name, blank), u"ActionError: "_s + sentence);
+    QVERIFY(platform.desk.opened.isEmpty() && platform.desk.openedWith.isEmpty());
+    QVERIFY(platform.desk.launched.isEmpty() && platform.desk.terminated.isEmpty());
+    QVERIFY(platform.desk.revealed.isEmpty() && platform.desk.trashed.isEmpty());
+    QVERIFY(pauses.durations.isEmpty());
+}
+
+void tst_Executor::listingWindowsTellsTheSummary()
+{
+    FakePlatform platform;
+    QCOMPARE(outcome(u"list_windows"_s), u"none"_s);
+    platform.display.shown->append(WindowInfo{0, ProcessId{7}, u"Notes"_s, u"Ideas"_s});
+    QCOMPARE(outcome(u"list_windows"_s), u"Notes — Ideas"_s);
+}
+
+void tst_Executor::focusingIsOpening()
+{
+    FakePlatform platform;
+    platform.desk.folders = {u"/apps"_s};
+    platform.desk.installed.insert(u"/apps"_s, {{{u"Notes"_s}, u"/apps/Notes.app"_s}});
+    const SeenPauses pauses;
+    const QMap<QString, QString> args{{u"app"_s, u"notes"_s}};
+    QCOMPARE(outcome(u"focus_app"_s, args), u"Notes is now frontmost."_s);
+    QCOMPARE(outcome(u"open_app"_s, args), u"Notes is now frontmost."_s);
+    QCOMPARE(platform.desk.launched, QStringList(2, u"/apps/Notes.app"_s));
+}
+
+QTEST_GUILESS_MAIN(tst_Executor)
+#include "tst_Executor.moc"

@@ -1,0 +1,94 @@
+#include "executor/Pause.h"
+#include "tests/executor/Running.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QCoro/QCoroTask>
+#include <QElapsedTimer>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+// A wait that a cancellation did not end would outlast the test's time limit.
+constexpr auto endless = std::chrono::milliseconds(24h);
+
+class tst_Pause : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aPauseLastsAtLeastItsTimeWhileTheEventLoopRuns();
+    void aPauseThatWasCancelledBeforeTakesNoTime();
+    void aCancellationEndsThePause();
+    void aCancellationThatNobodyHoldsAnyMoreIsKeptUntilTheEnd();
+    void aCancelledWaitDoesNotAbortTheAction();
+    void theWaitsHaveTheirLengths();
+};
+
+void tst_Pause::aPauseLastsAtLeastItsTimeWhileTheEventLoopRuns()
+{
+    int turns = 0;
+    QTimer other;
+    QObject::connect(&other, &QTimer::timeout, &other, [&] { ++turns; });
+    other.start(1ms);
+    QElapsedTimer clock;
+    clock.start();
+    QCoro::waitFor(Executor::pause(50ms, {}));
+    QVERIFY(clock.nsecsElapsed() >= 50'000'000);
+    QVERIFY(turns > 0);
+}
+
+void tst_Pause::aPauseThatWasCancelledBeforeTakesNoTime()
+{
+    const auto cancellation = std::make_shared<Cancellation>();
+    cancellation->cancel();
+    const QCoro::Task<void> task = Executor::pause(endless, cancellation);
+    QVERIFY(task.isReady());
+}
+
+void tst_Pause::aCancellationEndsThePause()
+{
+    const auto cancellation = std::make_shared<Cancellation>();
+    QCoro::Task<void> task = Executor::pause(endless, cancellation);
+    QCoreApplication::processEvents();
+    QVERIFY(!task.isReady());
+    cancellation->cancel();
+    QCoro::waitFor(std::move(task));
+}
+
+void tst_Pause::aCancellationThatNobodyHoldsAnyMoreIsKeptUntilTheEnd()
+{
+    auto cancellation = std::make_shared<Cancellation>();
+    const std::weak_ptr<Cancellation> watched = cancellation;
+    {
+        QCoro::Task<void> task = Executor::pause(20ms, cancellation);
+        cancellation.reset();
+        QVERIFY(!watched.expired());
+        QCoro::waitFor(std::move(task));
+    }
+    QVERIFY(watched.expired());
+}
+
+void tst_Pause::aCancelledWaitDoesNotAbortTheAction()
+{
+    FakePlatform platform;
+    platform.desk.running = {{.pid = ProcessId{4}, .name = u"Notes"_s}};
+    const auto cancellation = std::make_shared<Cancellation>();
+    cancellation->cancel();
+    QCOMPARE(outcome(Executor::run(action(u"open_url"_s, {{u"url"_s, u"a.com"_s}}), cancellation)),
+             u"Opened a.com in the default browser."_s);
+    QCOMPARE(platform.desk.opened.size(), 1);
+    QCOMPARE(outcome(Executor::run(action(u"quit_app"_s, {{u"app"_s, u"Notes"_s}}), cancellation)),
+             u"Notes quit."_s);
+}
+
+void tst_Pause::theWaitsHaveTheirLengths()
+{
+    QCOMPARE(Executor::launchSettle, 700ms);
+    QCOMPARE(Executor::pageSettle, 1200ms);
+    QCOMPARE(Executor::quitGrace, 600ms);
+}
+
+QTEST_GUILESS_MAIN(tst_Pause)
+#include "tst_Pause.moc"

@@ -1,0 +1,160 @@
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <csignal>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace {
+constexpr int startLimit = 20'000;
+
+// A child that goes when we go, however we go.
+void bindToUs(QProcess &process)
+{
+    process.setChildProcessModifier([parent = getpid()] {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent)
+            _exit(1);
+    });
+}
+
+void end(QProcess &process)
+{
+    process.kill();
+    process.waitForFinished(-1);
+}
+
+QByteArray firstLine(QProcess &process)
+{
+    while (!process.canReadLine()) {
+        if (!process.waitForReadyRead(startLimit)) {
+            qFatal("%s did not start: %s", qPrintable(process.program()),
+                   qPrintable(process.errorString()));
+        }
+    }
+    return process.readLine().trimmed();
+}
+
+void setVariable(const char *name, const QString &value)
+{
+    qputenv(name, QFile::encodeName(value));
+}
+} // namespace
+
+VirtualDesktop::VirtualDesktop()
+{
+    const auto folder = [this](const char *variable, const QString &entry) {
+        QDir(m_folder.path()).mkpath(entry);
+        setVariable(variable, m_folder.filePath(entry));
+    };
+    folder("HOME", QStringLiteral("home"));
+    folder("XDG_CONFIG_HOME", QStringLiteral("home/.config"));
+    folder("XDG_CACHE_HOME", QStringLiteral("home/.cache"));
+    folder("XDG_DATA_HOME", QStringLiteral("home/.local/share"));
+    folder("XDG_STATE_HOME", QStringLiteral("home/.local/state"));
+    folder("XDG_RUNTIME_DIR", QStringLiteral("run"));
+    // The machine's own applications stay out of the way, apart from what shows their files' types.
+    folder("XDG_DATA_DIRS", QStringLiteral("share"));
+    QFile::link(QStringLiteral("/usr/share/mime"), m_folder.filePath(QStringLiteral("share/mime")));
+    QFile::setPermissions(m_folder.filePath(QStringLiteral("run")),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    qputenv("XDG_CURRENT_DESKTOP", "Test");
+    qputenv("GSETTINGS_BACKEND", "memory");
+    qputenv("NO_AT_BRIDGE", "1");
+    qunsetenv("WAYLAND_DISPLAY");
+    qunsetenv("DESKTOP_STARTUP_ID");
+    startServer();
+    startBus();
+    startWindowManager();
+}
+
+VirtualDesktop::~VirtualDesktop()
+{
+    while (!m_processes.empty()) {
+        end(m_processes.back());
+        m_processes.pop_back();
+    }
+    endServer();
+}
+
+QString VirtualDesktop::home(const QString &entry) const
+{
+    return QDir::cleanPath(m_folder.filePath(QStringLiteral("home/")) + entry);
+}
+
+void VirtualDesktop::write(const QString &entry, const QByteArray &content) const
+{
+    QDir().mkpath(QFileInfo(home(entry)).path());
+    QFile file(home(entry));
+    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+        qFatal("%s cannot be written.", qPrintable(file.fileName()));
+}
+
+QString VirtualDesktop::writeScript(const QString &entry, const QByteArray &body) const
+{
+    write(entry, "#!/bin/sh\n" + body);
+    QFile::setPermissions(home(entry), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    return home(entry);
+}
+
+QProcess &VirtualDesktop::start(const QString &program, const QStringList &arguments)
+{
+    QProcess &process = m_processes.emplace_back();
+    bindToUs(process);
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(program, arguments);
+    if (!process.waitForStarted(startLimit))
+        qFatal("%s is not installed.", qPrintable(program));
+    return process;
+}
+
+qint64 VirtualDesktop::server() const
+{
+    return m_server->processId();
+}
+
+void VirtualDesktop::endServer()
+{
+    if (m_server)
+        end(*m_server);
+    m_server.reset();
+}
+
+void VirtualDesktop::startServer()
+{
+    m_server = std::make_unique<QProcess>();
+    bindToUs(*m_server);
+    m_server->setStandardErrorFile(QProcess::nullDevice());
+    QStringList arguments;
+    if (!m_display.isEmpty())
+        arguments << m_display;
+    arguments << QStringLiteral("-displayfd") << QStringLiteral("1") << QStringLiteral("-screen")
+              << QStringLiteral("0") << QStringLiteral("1280x800x24") << QStringLiteral("-nolisten")
+              << QStringLiteral("tcp") << QStringLiteral("-noreset");
+    m_server->start(QStringLiteral("Xvfb"), arguments);
+    if (!m_server->waitForStarted(startLimit))
+        qFatal("Xvfb is not installed.");
+    m_display = u':' + QString::fromLatin1(firstLine(*m_server));
+    setVariable("DISPLAY", m_display);
+}
+
+void VirtualDesktop::startBus()
+{
+    QProcess &bus = start(QStringLiteral("dbus-daemon"),
+                          {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                           QStringLiteral("--nopidfile"), QStringLiteral("--print-address")});
+    qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
+}
+
+void VirtualDesktop::startWindowManager()
+{
+    const QString ready =
+        writeScript(QStringLiteral(".openbox-ready"), "echo ready > \"$HOME/.openbox-started\"\n");
+    start(QStringLiteral("openbox"),
+          {QStringLiteral("--sm-disable"), QStringLiteral("--startup"), ready});
+    while (!QFile::exists(home(QStringLiteral(".openbox-started"))))
+        usleep(5'000);
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <list>
+#include <memory>
+
+/// A desktop of one's own: an X server in memory, a window manager, a session bus and a home
+/// folder. The environment of this process points to it, so it must be there before anything asks
+/// for the display, the bus or the home. All of it goes with the object, and also when this process
+/// dies. One at a time in a process.
+class VirtualDesktop
+{
+public:
+    /// Aborts the test program with a sentence where a part cannot be started.
+    VirtualDesktop();
+    ~VirtualDesktop();
+    VirtualDesktop(const VirtualDesktop &) = delete;
+    VirtualDesktop &operator=(const VirtualDesktop &) = delete;
+
+    /// The path of an entry in the home folder, which is there.
+    [[nodiscard]] QString home(const QString &entry = {}) const;
+
+    /// Writes a file into the home folder, and the folders above it.
+    void write(const QString &entry, const QByteArray &content) const;
+
+    /// Writes an executable shell script and returns its path.
+    [[nodiscard]] QString writeScript(const QString &entry, const QByteArray &body) const;
+
+    /// Starts a program that lives no longer than this object, with its output to read.
+    QProcess &start(const QString &program, const QStringList &arguments);
+
+    /// The X server's process, for stopping and resuming it.
+    [[nodiscard]] qint64 server() const;
+
+    /// Ends the X server, or starts another on the same display.
+    void endServer();
+    void startServer();
+
+private:
+    void startBus();
+    void startWindowManager();
+
+    QTemporaryDir m_folder;
+    QString m_display;
+    std::list<QProcess> m_processes; ///< Ended in the opposite order.
+    std::unique_ptr<QProcess> m_server;
+};
