@@ -180,8 +180,11 @@ QStringList DesktopEntries::folders()
     QStringList result{QFile::decodeName(g_get_user_data_dir())};
     for (const char *const *folder = g_get_system_data_dirs(); *folder; ++folder)
         result.append(QFile::decodeName(*folder));
-    for (QString &folder : result)
-        folder = folder + (folder.endsWith(u'/') ? u"applications" : u"/applications");
+    for (QString &folder : result) {
+        if (!folder.endsWith(u'/'))
+            folder += u'/';
+        folder += QStringLiteral("applications");
+    }
     result.removeDuplicates();
     return result;
 }

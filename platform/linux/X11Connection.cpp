@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <span>
+#include <vector>
 
 namespace {
 struct Freed
@@ -206,7 +207,8 @@ private:
     [[nodiscard]] X11Window described(xcb_window_t id, const Asked &asked,
                                       std::optional<uint32_t> currentDesktop) const
     {
-        X11Window window{.id = X11WindowId{id}};
+        X11Window window;
+        window.id = X11WindowId{id};
         const PropertyReply name = answer(asked.name);
         const PropertyReply legacyName = answer(asked.legacyName);
         const QList<QByteArray> classes = bytes(answer(asked.windowClass)).split('\0');

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/Workspace.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QByteArray>
+#include <QProcess>
+#include <QString>
+#include <QStringList>
+#include <QTest>
+
+/// A window of another process on the virtual desktop. It is there when the constructor returns.
+class TestWindow
+{
+public:
+    /// The class as "instance.Class"; what may be special about it: see test-window.cpp.
+    TestWindow(VirtualDesktop &desktop, const QString &title, const QString &windowClass,
+               const QStringList &special = {})
+        : m_process(
+              desktop.start(QStringLiteral(TEST_WINDOW), QStringList{title, windowClass} + special))
+    {
+        expect("shown");
+    }
+
+    [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
+
+    [[nodiscard]] bool isThere() const { return m_process.state() != QProcess::NotRunning; }
+
+    void iconify() { m_process.write("iconify\n"); }
+
+    void end()
+    {
+        m_process.closeWriteChannel();
+        m_process.waitForFinished();
+    }
+
+    /// Waits until the window has written that line.
+    void expect(const QByteArray &line)
+    {
+        while (true) {
+            while (m_process.canReadLine()) {
+                if (m_process.readLine().trimmed() == line)
+                    return;
+            }
+            if (!m_process.waitForReadyRead(20'000))
+                qFatal("The test window never wrote \"%s\".", line.constData());
+        }
+    }
+
+private:
+    QProcess &m_process;
+};

@@ -1,0 +1,363 @@
+#include "executor/Executor.h"
+#include "executor/Pause.h"
+#include "platform/Platform.h"
+#include "tests/executor/Running.h"
+#include "tests/platform/linux/TestWindow.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+Workspace &workspace()
+{
+    return Platform::current().workspace();
+}
+
+QByteArray entry(const QByteArray &name, const QByteArray &exec, const QByteArray &more = {})
+{
+    return "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + exec + '\n' + more;
+}
+
+const QString applications = u".local/share/applications/"_s;
+} // namespace
+
+class tst_LinuxApplications : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+
+    void anAddressReachesTheDefaultBrowserOnceAndUnchanged_data();
+    void anAddressReachesTheDefaultBrowserOnceAndUnchanged();
+    void anAddressReachesTheNamedBrowser();
+    void anApplicationThatTakesNoAddressesIsNotOpened();
+    void schemesThatNothingHandlesAreTold();
+    void filesOpenWithTheirTypesDefault();
+    void aProgramThatIsGoneIsTold();
+    void startedProgramsWriteNothingToUsAndAreNotInOurSession();
+
+    void foldersStandTheUsersFirst();
+    void entriesThatAreNotForThisDesktopDoNotCount();
+    void applicationsHaveTheirTranslatedAndTheirPlainName();
+    void stockNamesMeanThisDesktopsDefaults();
+    void windowsFindTheirEntries_data();
+    void windowsFindTheirEntries();
+
+    void launchingStartsWhatDoesNotRun();
+    void launchingBringsForwardWhatRuns();
+    void openingInARunningApplicationBringsItForward();
+    void quittingEndsTheApplication();
+    void anApplicationMayRefuseToQuit();
+    void processesThatEndedHaveTerminated();
+
+private:
+    // What the program of that name was called with, one line a call.
+    [[nodiscard]] QByteArray calls(const QString &program) const
+    {
+        QFile file(m_desktop->home(program + u".calls"_s));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    // An entry whose program writes down what it was called with.
+    void install(const QString &id, const QByteArray &name, const QByteArray &more = {},
+                 const QByteArray &parameters = " %u")
+    {
+        const QString script = m_desktop->writeScript(
+            u"bin/"_s + id, "printf '%s|' \"$@\" >> \"$HOME/" + id.toUtf8() +
+                                ".calls.new\"; echo >> \"$HOME/" + id.toUtf8() +
+                                ".calls.new\"; cp \"$HOME/" + id.toUtf8() +
+                                ".calls.new\" \"$HOME/" + id.toUtf8() + ".calls\"\n");
+        m_desktop->write(applications + id + u".desktop"_s,
+                         entry(name, script.toUtf8() + parameters, more));
+    }
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+    std::unique_ptr<SeenPauses> m_pauses;
+};
+
+void tst_LinuxApplications::initTestCase()
+{
+    m_desktop = std::make_unique<VirtualDesktop>();
+    m_pauses = std::make_unique<SeenPauses>();
+    install(u"browser"_s, "Surfer\nName[de]=Brandung",
+            "MimeType=x-scheme-handler/https;x-scheme-handler/http;\nCategories=WebBrowser;\n");
+    install(u"org.example.Other"_s, "Other Browser", "MimeType=x-scheme-handler/https;\n", " %U");
+    install(u"viewer"_s, "Viewer", "MimeType=text/plain;application/pdf;\n", " %f");
+    install(u"files"_s, "Files", "MimeType=inode/directory;\n", " %U");
+    install(u"plain"_s, "Plain", {}, {});
+    install(u"hidden"_s, "Hidden", "NoDisplay=true\n");
+    install(u"removed"_s, "Removed", "Hidden=true\n");
+    install(u"elsewhere"_s, "Elsewhere", "OnlyShowIn=Other;\n");
+    install(u"here"_s, "Here", "OnlyShowIn=Test;\n");
+    install(u"uninstalled"_s, "Uninstalled", "TryExec=/nowhere/at/all\n");
+    m_desktop->write(applications + u"broken.desktop"_s, "no entry at all");
+    m_desktop->write(applications + u"gone.desktop"_s,
+                     entry("Gone", "/bin/true %u") + "MimeType=x-scheme-handler/gone;\n");
+    install(u"console"_s, "Console", "Categories=System;TerminalEmulator;\n", {});
+    m_desktop->write(applications + u"window.desktop"_s,
+                     entry("Window Maker",
+                           QByteArray(TEST_WINDOW) + " launched launched.Launched %u",
+                           "StartupWMClass=Launched\n"));
+    m_desktop->write(applications + u"claims.desktop"_s,
+                     entry("Claims", "/bin/true", "StartupWMClass=Claimed\n"));
+    m_desktop->write(applications + u"Bears.desktop"_s, entry("Bears", "/bin/true"));
+    m_desktop->write(applications + u"org.example.Segment.desktop"_s,
+                     entry("Segment", "/bin/true"));
+    m_desktop->write(u".config/mimeapps.list"_s,
+                     "[Default Applications]\nx-scheme-handler/https=browser.desktop\n"
+                     "x-scheme-handler/http=browser.desktop\ntext/plain=viewer.desktop\n"
+                     "inode/directory=files.desktop\n");
+}
+
+void tst_LinuxApplications::init()
+{
+    for (const QString &file :
+         QDir(m_desktop->home()).entryList({u"*.calls"_s, u"*.calls.new"_s}, QDir::Files))
+        QFile::remove(m_desktop->home(file));
+}
+
+void tst_LinuxApplications::anAddressReachesTheDefaultBrowserOnceAndUnchanged_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("argument");
+    QTest::addColumn<QByteArray>("call");
+    QTest::newRow("host") << u"open_url"_s << u"example.com"_s << "https://example.com|\n"_ba;
+    QTest::newRow("signs") << u"open_url"_s << u"http://example.com/a b?c='d';$e&f#g(h)"_s
+                           << "http://example.com/a%20b?c='d';$e&f#g(h)|\n"_ba;
+    QTest::newRow("query")
+        << u"web_search"_s << u"a&b c+\"d\" `e` $(f) %u é"_s
+        << "https://www.google.com/search?q=a&b%20c+%22d%22%20%60e%60%20$(f)%20%25u%20%C3%A9|\n"_ba;
+}
+
+void tst_LinuxApplications::anAddressReachesTheDefaultBrowserOnceAndUnchanged()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, argument);
+    QFETCH(QByteArray, call);
+    const QString key = name == u"open_url" ? u"url"_s : u"query"_s;
+    QVERIFY(outcome(name, {{key, argument}}).endsWith(u" in the default browser."_s));
+    QTRY_COMPARE_WITH_TIMEOUT(calls(u"browser"_s), call, 20'000);
+    QCOMPARE(calls(u"org.example.Other"_s), QByteArray());
+}
+
+void tst_LinuxApplications::anAddressReachesTheNamedBrowser()
+{
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com/x"_s}, {u"app"_s, u"other"_s}}),
+             u"Opened example.com in Other Browser."_s);
+    QTRY_COMPARE_WITH_TIMEOUT(calls(u"org.example.Other"_s), "https://example.com/x|\n"_ba, 20'000);
+    QCOMPARE(calls(u"browser"_s), QByteArray());
+}
+
+void tst_LinuxApplications::anApplicationThatTakesNoAddressesIsNotOpened()
+{
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"Plain"_s}}),
+             u"PlatformError: “Plain” doesn't open addresses."_s);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"Viewer"_s}}),
+             u"PlatformError: “Viewer” doesn't open addresses."_s);
+    QCOMPARE(calls(u"plain"_s) + calls(u"viewer"_s) + calls(u"browser"_s), QByteArray());
+}
+
+void tst_LinuxApplications::schemesThatNothingHandlesAreTold()
+{
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"Gopher://example.com"_s}}),
+             u"PlatformError: No application is set up to open “gopher” addresses."_s);
+}
+
+void tst_LinuxApplications::filesOpenWithTheirTypesDefault()
+{
+    m_desktop->write(u"a b #1%41.txt"_s, "text");
+    QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"a b #1%41.txt"_s}}),
+             u"Opened a b #1%41.txt."_s);
+    QTRY_COMPARE_WITH_TIMEOUT(calls(u"viewer"_s), m_desktop->home(u"a b #1%41.txt|\n"_s).toUtf8(),
+                              20'000);
+    QVERIFY(QDir(m_desktop->home()).mkpath(u"Downloads"_s));
+    QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"downloads"_s}}), u"Opened Downloads."_s);
+    QTRY_COMPARE_WITH_TIMEOUT(calls(u"files"_s),
+                              "file://" + m_desktop->home(u"Downloads|\n"_s).toUtf8(), 20'000);
+    m_desktop->write(u"odd.webm"_s, "film");
+    QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"odd.webm"_s}}),
+             u"PlatformError: No application is set up to open “odd.webm”."_s);
+}
+
+void tst_LinuxApplications::aProgramThatIsGoneIsTold()
+{
+    const QString location = m_desktop->home(applications + u"vanishing.desktop"_s);
+    const QString script = m_desktop->writeScript(u"bin/vanishing"_s, "true\n");
+    m_desktop->write(applications + u"vanishing.desktop"_s,
+                     entry("Vanishing", script.toUtf8() + " %u"));
+    m_desktop->write(u"bin/vanishing"_s, "#!/nowhere/at/all\n");
+    const QString told =
+        outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"Vanishing"_s}});
+    QVERIFY2(told.startsWith(u"PlatformError: "_s), qPrintable(told));
+    QVERIFY(QFile::remove(location));
+    bool failed = false;
+    try {
+        workspace().launch(location).waitForFinished();
+    } catch (const PlatformError &) {
+        failed = true;
+    }
+    QVERIFY(failed);
+}
+
+void tst_LinuxApplications::startedProgramsWriteNothingToUsAndAreNotInOurSession()
+{
+    const QString script = m_desktop->writeScript(
+        u"bin/chatty"_s, "readlink /proc/$$/fd/1 /proc/$$/fd/2 > \"$HOME/chatty.new\"\n"
+                         "ps -o sid= -p $$ >> \"$HOME/chatty.new\"\n"
+                         "mv \"$HOME/chatty.new\" \"$HOME/chatty.calls\"\n");
+    m_desktop->write(applications + u"chatty.desktop"_s, entry("Chatty", script.toUtf8()));
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Chatty"_s}}), u"Chatty is now frontmost."_s);
+    QTRY_VERIFY_WITH_TIMEOUT(!calls(u"chatty"_s).isEmpty(), 20'000);
+    const QByteArrayList lines = calls(u"chatty"_s).split('\n');
+    QCOMPARE(lines.value(0), "/dev/null"_ba);
+    QCOMPARE(lines.value(1), "/dev/null"_ba);
+    QVERIFY(lines.value(2).trimmed().toLongLong() != getsid(0));
+}
+
+void tst_LinuxApplications::foldersStandTheUsersFirst()
+{
+    QCOMPARE(workspace().applicationFolders().constFirst(),
+             m_desktop->home(u".local/share/applications"_s));
+    QCOMPARE(workspace().applicationFolders().size(), 2);
+    QVERIFY(workspace().applicationsIn(u"/nowhere"_s).isEmpty());
+}
+
+void tst_LinuxApplications::entriesThatAreNotForThisDesktopDoNotCount()
+{
+    for (const char *name : {"Hidden", "Removed", "Elsewhere", "Uninstalled", "broken"})
+        QVERIFY2(!Executor::appURL(QString::fromLatin1(name)), name);
+    QVERIFY(Executor::appURL(u"Here"_s));
+}
+
+void tst_LinuxApplications::applicationsHaveTheirTranslatedAndTheirPlainName()
+{
+    const QString location = m_desktop->home(applications + u"browser.desktop"_s);
+    QCOMPARE(Executor::appURL(u"surfer"_s), location);
+    QCOMPARE(Executor::appURL(u"browser"_s), location);
+    QCOMPARE(Executor::appURL(u"org.example.other"_s),
+             m_desktop->home(applications + u"org.example.Other.desktop"_s));
+    QCOMPARE(workspace().displayName(location), u"Surfer"_s);
+    QCOMPARE(workspace().displayName(u"/nowhere/x.y.desktop"_s), u"x.y"_s);
+}
+
+void tst_LinuxApplications::stockNamesMeanThisDesktopsDefaults()
+{
+    QCOMPARE(Executor::appURL(u"Safari"_s), m_desktop->home(applications + u"browser.desktop"_s));
+    QCOMPARE(Executor::appURL(u"Finder"_s), m_desktop->home(applications + u"files.desktop"_s));
+    QCOMPARE(Executor::appURL(u"Terminal"_s), m_desktop->home(applications + u"console.desktop"_s));
+    QCOMPARE(Executor::appURL(u"TextEdit"_s), m_desktop->home(applications + u"viewer.desktop"_s));
+    QCOMPARE(Executor::appURL(u"Chess"_s), std::nullopt);
+}
+
+void tst_LinuxApplications::windowsFindTheirEntries_data()
+{
+    QTest::addColumn<QString>("windowClass");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("claimed class") << u"x.Claimed"_s << u"Claims"_s;
+    QTest::newRow("claimed instance") << u"claimed.X"_s << u"Claims"_s;
+    QTest::newRow("entry's name") << u"x.bears"_s << u"Bears"_s;
+    QTest::newRow("last segment") << u"segment.X"_s << u"Segment"_s;
+    // The entry of the test window's own program comes last.
+    QTest::newRow("program") << u"x.X"_s << u"Window Maker"_s;
+}
+
+void tst_LinuxApplications::windowsFindTheirEntries()
+{
+    QFETCH(QString, windowClass);
+    QFETCH(QString, name);
+    TestWindow window(*m_desktop, u"t"_s, windowClass);
+    QTRY_COMPARE(workspace().frontmostApplication().value_or(Application()).name, name);
+    window.end();
+    QTRY_VERIFY(!workspace().frontmostApplication());
+}
+
+void tst_LinuxApplications::launchingStartsWhatDoesNotRun()
+{
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"window maker"_s}}),
+             u"Window Maker is now frontmost."_s);
+    QTRY_COMPARE_WITH_TIMEOUT(Executor::windowSummary(), u"Window Maker — launched"_s, 20'000);
+    QCOMPARE(workspace().runningApplications().size(), 1);
+    const ProcessId pid = workspace().runningApplications().constFirst().pid;
+    QVERIFY(!workspace().hasTerminated(pid));
+    QVERIFY(outcome(u"quit_app"_s, {{u"app"_s, u"Window Maker"_s}}).contains(u"Window Maker"_s));
+    QTRY_VERIFY(workspace().hasTerminated(pid));
+    QTRY_COMPARE(Executor::windowSummary(), u"none"_s);
+}
+
+void tst_LinuxApplications::launchingBringsForwardWhatRuns()
+{
+    TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
+    TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Claims — a"_s);
+    QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"claims"_s}}), u"Claims is now frontmost."_s);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Claims. Windows: Claims — a; Bears — b"_s);
+    other.iconify();
+    QTRY_COMPARE(Executor::windowSummary(), u"Claims — a"_s);
+    QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"bears"_s}}), u"Bears is now frontmost."_s);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — b; Claims — a"_s);
+    other.end();
+    window.end();
+}
+
+void tst_LinuxApplications::openingInARunningApplicationBringsItForward()
+{
+    install(u"tabs"_s, "Tabs", "StartupWMClass=Tabs\n");
+    TestWindow browser(*m_desktop, u"a"_s, u"tabs.Tabs"_s);
+    TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Tabs — a"_s);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"tabs"_s}}),
+             u"Opened example.com in Tabs."_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Tabs — a; Bears — b"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(calls(u"tabs"_s), "https://example.com|\n"_ba, 20'000);
+    other.end();
+    browser.end();
+}
+
+void tst_LinuxApplications::quittingEndsTheApplication()
+{
+    TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
+    TestWindow bystander(*m_desktop, u"b"_s, u"x.Bears"_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Claims — a"_s);
+    // The real grace is needed here, for the application to go in.
+    m_pauses.reset();
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Claims"_s}}), u"Claims quit."_s);
+    m_pauses = std::make_unique<SeenPauses>();
+    QTRY_COMPARE(Executor::windowSummary(), u"Bears — b"_s);
+    bystander.end();
+}
+
+void tst_LinuxApplications::anApplicationMayRefuseToQuit()
+{
+    TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s, {u"stubborn"_s});
+    QTRY_COMPARE(Executor::windowSummary(), u"Claims — a"_s);
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Claims"_s}}),
+             u"Asked Claims to quit (it may be waiting on a save prompt)."_s);
+    window.expect("asked to close");
+    QVERIFY(window.isThere());
+    window.end();
+    QTRY_COMPARE(Executor::windowSummary(), u"none"_s);
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Claims"_s}}), u"Claims is not running."_s);
+}
+
+void tst_LinuxApplications::processesThatEndedHaveTerminated()
+{
+    QVERIFY(!workspace().hasTerminated(ProcessId{QCoreApplication::applicationPid()}));
+    QVERIFY(workspace().hasTerminated(ProcessId{0x7fffffff}));
+    // One that nobody has looked at yet.
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(0);
+    QTRY_VERIFY(workspace().hasTerminated(ProcessId{child}));
+    QCOMPARE(waitpid(child, nullptr, 0), child);
+}
+
+QTEST_GUILESS_MAIN(tst_LinuxApplications)
+#include "tst_LinuxApplications.moc"

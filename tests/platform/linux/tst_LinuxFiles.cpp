@@ -1,0 +1,237 @@
+#include "executor/Executor.h"
+#include "platform/Platform.h"
+#include "tests/executor/Running.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusContext>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// A file manager as the bus sees it.
+class FakeFileManager : public QObject, protected QDBusContext
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.FileManager1")
+
+public:
+    QList<QStringList> shown;
+    bool fails = false;
+
+public Q_SLOTS:
+    void ShowItems(const QStringList &uris, const QString &startupId)
+    {
+        Q_UNUSED(startupId)
+        shown.append(uris);
+        if (fails)
+            sendErrorReply(QDBusError::Failed, u"Not today."_s);
+    }
+};
+
+Workspace &workspace()
+{
+    return Platform::current().workspace();
+}
+} // namespace
+
+class tst_LinuxFiles : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void init();
+    void cleanup();
+
+    void theFileManagerIsAskedToShowTheItem();
+    void namesThatAreNoTextReachTheFileManager();
+    void withoutSuchAFileManagerTheFolderOpens();
+    void aFileManagerThatFailsLeavesTheFolderToBeOpened();
+
+    void trashedItemsAreThereWithTheirOrigin();
+    void aHomeWithoutAnyDataFolderGetsATrash();
+    void aTrashThatCannotBeMadeLeavesTheItemWhereItIs();
+    void linksAreTrashedAndTheirTargetsAreNot();
+    void aMissingItemFailsWithTheSystemsSentence();
+    void itemsOfAnotherFileSystemAreTrashedThere();
+
+private:
+    [[nodiscard]] QByteArray read(const QString &entry) const
+    {
+        QFile file(m_desktop->home(entry));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+
+    [[nodiscard]] QString trash(const QString &entry) const
+    {
+        return outcome(u"trash"_s, {{u"path"_s, entry}});
+    }
+
+    [[nodiscard]] bool isThere(const QString &entry) const
+    {
+        const QFileInfo info(m_desktop->home(entry));
+        return info.exists() || info.isSymLink();
+    }
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+    std::unique_ptr<FakeFileManager> m_manager;
+};
+
+void tst_LinuxFiles::initTestCase()
+{
+    m_desktop = std::make_unique<VirtualDesktop>();
+    const QString script = m_desktop->writeScript(
+        u"files"_s,
+        "echo \"$@\" > \"$HOME/opened.new\"; mv \"$HOME/opened.new\" \"$HOME/opened\"\n");
+    m_desktop->write(u".local/share/applications/files.desktop"_s,
+                     "[Desktop Entry]\nType=Application\nName=Files\nExec=" + script.toUtf8() +
+                         " %U\nMimeType=inode/directory;\n");
+    m_desktop->write(u"Downloads/a b.txt"_s, "text");
+}
+
+void tst_LinuxFiles::init()
+{
+    QFile::remove(m_desktop->home(u"opened"_s));
+    QDir::setCurrent(m_desktop->home());
+}
+
+void tst_LinuxFiles::cleanup()
+{
+    if (m_manager) {
+        QDBusConnection::disconnectFromBus(u"file manager"_s);
+        m_manager.reset();
+    }
+}
+
+#define START_FILE_MANAGER()                                                                       \
+    m_manager = std::make_unique<FakeFileManager>();                                               \
+    {                                                                                              \
+        QDBusConnection bus =                                                                      \
+            QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"file manager"_s);         \
+        QVERIFY(bus.registerObject(u"/org/freedesktop/FileManager1"_s, m_manager.get(),            \
+                                   QDBusConnection::ExportAllSlots));                              \
+        QVERIFY(bus.registerService(u"org.freedesktop.FileManager1"_s));                           \
+    }
+
+void tst_LinuxFiles::theFileManagerIsAskedToShowTheItem()
+{
+    START_FILE_MANAGER()
+    QVERIFY(outcome(u"find_files"_s).startsWith(u"Found 1 file(s)"_s));
+    const QString uri = u"file://"_s + m_desktop->home(u"Downloads/a%20b.txt"_s);
+    QTRY_COMPARE(m_manager->shown, QList<QStringList>{{uri}});
+    QVERIFY(!isThere(u"opened"_s));
+}
+
+void tst_LinuxFiles::namesThatAreNoTextReachTheFileManager()
+{
+    START_FILE_MANAGER()
+    workspace().reveal("/tmp/\xff#%?é");
+    QTRY_COMPARE(m_manager->shown, QList<QStringList>{{u"file:///tmp/%FF%23%25%3F%C3%A9"_s}});
+}
+
+void tst_LinuxFiles::withoutSuchAFileManagerTheFolderOpens()
+{
+    workspace().reveal(m_desktop->home(u"Downloads/a b.txt"_s).toStdString());
+    QTRY_COMPARE_WITH_TIMEOUT(read(u"opened"_s),
+                              "file://" + m_desktop->home(u"Downloads"_s).toUtf8() + "/\n", 20'000);
+}
+
+void tst_LinuxFiles::aFileManagerThatFailsLeavesTheFolderToBeOpened()
+{
+    START_FILE_MANAGER()
+    m_manager->fails = true;
+    workspace().reveal(m_desktop->home(u"Downloads/a b.txt"_s).toStdString());
+    QTRY_COMPARE_WITH_TIMEOUT(read(u"opened"_s),
+                              "file://" + m_desktop->home(u"Downloads"_s).toUtf8() + "/\n", 20'000);
+    QCOMPARE(m_manager->shown.size(), 1);
+}
+
+void tst_LinuxFiles::trashedItemsAreThereWithTheirOrigin()
+{
+    m_desktop->write(u"Documents/old é.txt"_s, "old");
+    QCOMPARE(trash(u"Documents/old é.txt"_s), u"Moved old é.txt to the Trash."_s);
+    QVERIFY(!isThere(u"Documents/old é.txt"_s));
+    QCOMPARE(read(u".local/share/Trash/files/old é.txt"_s), "old"_ba);
+    const QByteArray info = read(u".local/share/Trash/info/old é.txt.trashinfo"_s);
+    QVERIFY2(info.contains("old%20%C3%A9.txt\n") && info.contains("DeletionDate="), info);
+    // A second one of that name, and a folder with all that is in it.
+    m_desktop->write(u"Documents/old é.txt"_s, "newer");
+    QCOMPARE(trash(u"Documents/old é.txt"_s), u"Moved old é.txt to the Trash."_s);
+    QCOMPARE(QDir(m_desktop->home(u".local/share/Trash/files"_s)).entryList(QDir::Files).size(), 2);
+    QCOMPARE(trash(u"my documents"_s), u"Moved Documents to the Trash."_s);
+    QVERIFY(isThere(u".local/share/Trash/files/Documents"_s));
+}
+
+void tst_LinuxFiles::aHomeWithoutAnyDataFolderGetsATrash()
+{
+    m_desktop->write(u"a.txt"_s, "a");
+    qputenv("XDG_DATA_HOME", m_desktop->home(u"fresh/share"_s).toUtf8());
+    const QString told = trash(u"a.txt"_s);
+    qputenv("XDG_DATA_HOME", m_desktop->home(u".local/share"_s).toUtf8());
+    QCOMPARE(told, u"Moved a.txt to the Trash."_s);
+    QCOMPARE(read(u"fresh/share/Trash/files/a.txt"_s), "a"_ba);
+    const QFileInfo folder(m_desktop->home(u"fresh/share/Trash"_s));
+    QCOMPARE(folder.permissions() & (QFile::ReadGroup | QFile::ReadOther), QFile::Permissions());
+    QVERIFY(!isThere(u"files/a.txt"_s));
+}
+
+void tst_LinuxFiles::aTrashThatCannotBeMadeLeavesTheItemWhereItIs()
+{
+    m_desktop->write(u"b.txt"_s, "b");
+    m_desktop->write(u"file"_s, {});
+    qputenv("XDG_DATA_HOME", m_desktop->home(u"file/share"_s).toUtf8());
+    const QString told = trash(u"b.txt"_s);
+    qputenv("XDG_DATA_HOME", m_desktop->home(u".local/share"_s).toUtf8());
+    QCOMPARE(told, u"PlatformError: The Trash can't be used: Not a directory."_s);
+    QCOMPARE(read(u"b.txt"_s), "b"_ba);
+}
+
+void tst_LinuxFiles::linksAreTrashedAndTheirTargetsAreNot()
+{
+    m_desktop->write(u"kept/inner.txt"_s, "kept");
+    QVERIFY(QFile::link(m_desktop->home(u"kept/inner.txt"_s), m_desktop->home(u"to file"_s)));
+    QVERIFY(QFile::link(m_desktop->home(u"kept"_s), m_desktop->home(u"to folder"_s)));
+    QVERIFY(QFile::link(u"/nowhere/at/all"_s, m_desktop->home(u"to nowhere"_s)));
+    for (const QString &link : {u"to file"_s, u"to folder/"_s, u"to nowhere"_s}) {
+        const QString name = link.endsWith(u'/') ? link.chopped(1) : link;
+        QCOMPARE(trash(link), u"Moved "_s + name + u" to the Trash."_s);
+        QVERIFY(!isThere(name));
+        QVERIFY(QFileInfo(m_desktop->home(u".local/share/Trash/files/"_s + name)).isSymLink());
+    }
+    QCOMPARE(read(u"kept/inner.txt"_s), "kept"_ba);
+}
+
+void tst_LinuxFiles::aMissingItemFailsWithTheSystemsSentence()
+{
+    QCOMPARE(trash(u"Downloads/missing.txt"_s), u"PlatformError: No such file or directory"_s);
+}
+
+void tst_LinuxFiles::itemsOfAnotherFileSystemAreTrashedThere()
+{
+    // Memory is one on every machine; the home here may be in memory, too, but hardly there.
+    const QTemporaryDir other(u"/dev/shm/quillon-XXXXXX"_s);
+    QVERIFY(other.isValid());
+    QFile file(other.filePath(u"quillon-trash-test.txt"_s));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(trash(file.fileName()), u"Moved quillon-trash-test.txt to the Trash."_s);
+    QVERIFY(!file.exists());
+    const QString places[] = {u"/dev/shm/.Trash-%1/"_s.arg(getuid()),
+                              m_desktop->home(u".local/share/Trash/"_s)};
+    qsizetype found = 0;
+    for (const QString &place : places) {
+        found += QFile::remove(place + u"files/quillon-trash-test.txt"_s) ? 1 : 0;
+        QFile::remove(place + u"info/quillon-trash-test.txt.trashinfo"_s);
+    }
+    QCOMPARE(found, 1);
+}
+
+QTEST_GUILESS_MAIN(tst_LinuxFiles)
+#include "tst_LinuxFiles.moc"

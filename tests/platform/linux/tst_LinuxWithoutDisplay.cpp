@@ -1,0 +1,68 @@
+#include "executor/Executor.h"
+#include "platform/Platform.h"
+#include "platform/PlatformError.h"
+#include "platform/Screen.h"
+#include "tests/platform/linux/TestWindow.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class tst_LinuxWithoutDisplay : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void nothingIsInFrontAndNoWindowIsListed();
+    void aDisplayThatIsNotThereIsNone();
+    void openingSaysWhatIsMissing();
+    void revealingDoesNothing();
+
+private:
+    QTemporaryDir m_home;
+};
+
+void tst_LinuxWithoutDisplay::initTestCase()
+{
+    qputenv("HOME", m_home.path().toUtf8());
+    for (const char *name : {"DISPLAY", "WAYLAND_DISPLAY", "DBUS_SESSION_BUS_ADDRESS",
+                             "XDG_RUNTIME_DIR", "XDG_DATA_HOME", "XDG_CONFIG_HOME"})
+        qunsetenv(name);
+}
+
+void tst_LinuxWithoutDisplay::nothingIsInFrontAndNoWindowIsListed()
+{
+    QVERIFY(!Platform::current().workspace().frontmostApplication());
+    QVERIFY(!Platform::current().screen().windows());
+    QVERIFY(Platform::current().workspace().runningApplications().isEmpty());
+    QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
+}
+
+void tst_LinuxWithoutDisplay::aDisplayThatIsNotThereIsNone()
+{
+    qputenv("DISPLAY", ":4242");
+    QVERIFY(!Platform::current().screen().windows());
+    qputenv("DISPLAY", "no display at all");
+    QVERIFY(!Platform::current().screen().windows());
+    qunsetenv("DISPLAY");
+}
+
+void tst_LinuxWithoutDisplay::openingSaysWhatIsMissing()
+{
+    try {
+        Platform::current().workspace().open(QUrl(u"https://example.com"_s)).waitForFinished();
+        QFAIL("It opened.");
+    } catch (const PlatformError &error) {
+        QCOMPARE(error.what(), "There is no display to open applications on.");
+    }
+}
+
+void tst_LinuxWithoutDisplay::revealingDoesNothing()
+{
+    Platform::current().workspace().reveal(m_home.path().toStdString());
+}
+
+QTEST_GUILESS_MAIN(tst_LinuxWithoutDisplay)
+#include "tst_LinuxWithoutDisplay.moc"
