@@ -182,7 +182,7 @@ Workload workload(const QString &kind, const QDir &folder)
         return {ShapedModel::path(), conversation(150), 16, 12};
     constexpr int tokens = 150;
     const QString file = folder.filePath(QStringLiteral("tiny.gguf"));
-    TestModel model = TestModel::saying({"{\"action\":\"open_app\",\"app\":\"Safari\"} "});
+    TestModel model = TestModel::saying({R"({"action":"open_app","app":"Safari"} )"});
     model.replies.first().ends = false;
     model.write(file);
     return {file, conversation(3000), tokens, 100};
