@@ -9,11 +9,7 @@
 class ActionError : public std::exception
 {
 public:
-    explicit ActionError(const QString &sentence)
-        : message(sentence)
-        , m_utf8(sentence.toUtf8())
-    {
-    }
+    explicit ActionError(const QString &sentence) : message(sentence), m_utf8(sentence.toUtf8()) {}
 
     [[nodiscard]] const char *what() const noexcept override { return m_utf8.constData(); }
 

@@ -3,8 +3,7 @@
 #include "agent/ReplyObject.h"
 #include "agent/WordCase.h"
 
-namespace
-{
+namespace {
 // The text from the first opening brace to the one that closes it; braces inside strings do not
 // count. Empty where it is never closed.
 QStringView firstObject(QStringView text)
@@ -110,7 +109,7 @@ std::optional<AgentAction> AgentAction::parse(const QString &text)
 
 std::optional<QString> AgentAction::arg(const QString &key) const
 {
-    const QString trimmed = args.value(key).trimmed();
+    QString trimmed = args.value(key).trimmed();
     if (trimmed.isEmpty())
         return std::nullopt;
     return trimmed;
@@ -135,8 +134,8 @@ QString AgentAction::title() const
         return QStringLiteral("Typing ") + quoted(shown("text"));
     if (name == u"press_key") {
         const std::optional<QString> modifiers = arg(QStringLiteral("modifiers"));
-        return QStringLiteral("Pressing ") + (modifiers ? *modifiers + u'+' : QString())
-            + shown("key");
+        return QStringLiteral("Pressing ") + (modifiers ? *modifiers + u'+' : QString()) +
+               shown("key");
     }
     if (name == u"click")
         return QStringLiteral("Clicking ") + quoted(shown("label"));

@@ -9,9 +9,9 @@
 /// One action that the model chose, read from its reply.
 struct AgentAction
 {
-    QUuid id; ///< Fresh for every parse; an identity for lists.
-    QString name; ///< Lower case.
-    QMap<QString, QString> args; ///< As the model wrote them, untrimmed.
+    QUuid id = {};                    ///< Fresh for every parse; an identity for lists.
+    QString name = {};                ///< Lower case.
+    QMap<QString, QString> args = {}; ///< As the model wrote them, untrimmed.
 
     /// Reads the first JSON object in the text, whatever stands around it. Nothing where there is
     /// none, where it is no strict JSON, or where it names no action.

@@ -7,8 +7,7 @@
 #include <cmath>
 #include <utility>
 
-namespace
-{
+namespace {
 QString numberText(double number)
 {
     // Doubles below 2^53 in size hold every integer exactly.
@@ -137,9 +136,9 @@ private:
 
     ReplyObject m_object;
     bool m_topIsObject = false;
-    qsizetype m_depth = 0; ///< Objects and arrays around the present place.
-    QString m_key; ///< The member of the top level that is being read.
-    QString m_field; ///< The field inside it.
+    qsizetype m_depth = 0;            ///< Objects and arrays around the present place.
+    QString m_key;                    ///< The member of the top level that is being read.
+    QString m_field;                  ///< The field inside it.
     qsizetype m_arrayDepth = noArray; ///< How deep the outermost array around the place lies.
     qsizetype m_objectsInArray = 0;
     QString m_elements;

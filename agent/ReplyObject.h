@@ -13,7 +13,7 @@ struct ReplyObject
     {
         bool isString = false;
         bool isObject = false;
-        std::optional<QString> text = {}; ///< Of a string, number, boolean or array; else absent.
+        std::optional<QString> text = {};   ///< Of a string, number, boolean or array; else absent.
         QMap<QString, QString> fields = {}; ///< Of an object: its members that have a text.
     };
 

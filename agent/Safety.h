@@ -20,18 +20,14 @@ public:
     bool operator==(const Risk &) const = default;
 
 private:
-    explicit Risk(std::optional<QString> reason)
-        : m_reason(std::move(reason))
-    {
-    }
+    explicit Risk(std::optional<QString> reason) : m_reason(std::move(reason)) {}
 
     std::optional<QString> m_reason;
 };
 
 /// Fixed rules on what must not happen without the user's approval: sending, losing work, deleting,
 /// spending, running scripts, resetting settings. No memory between calls.
-namespace Safety
-{
+namespace Safety {
 /// Main thread. Looks at the action and, afresh each time, at the application in front.
 [[nodiscard]] Risk assess(const AgentAction &action);
 } // namespace Safety

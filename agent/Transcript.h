@@ -14,15 +14,15 @@
 struct LogEntry
 {
     enum class Kind {
-        step, ///< A step of the plan.
+        step,    ///< A step of the plan.
         success, ///< The last line of a turn that the model closed.
         failure, ///< An error or a stop.
-        info, ///< A neutral notice.
+        info,    ///< A neutral notice.
         confirm, ///< A step that waits for the user's approval.
     };
 
     QUuid id = QUuid::createUuid();
-    QString text;
+    QString text = {};
     Kind kind = Kind::step;
     bool running = false; ///< While the step is being carried out.
 
@@ -33,10 +33,10 @@ struct LogEntry
 struct Turn
 {
     QUuid id = QUuid::createUuid();
-    QString command; ///< Trimmed, never empty.
-    QList<LogEntry> log;
-    bool finished = false; ///< Set once, when the loop ends for whatever reason.
-    std::optional<QString> summary; ///< The closing sentence, where the turn ended with one.
+    QString command = {}; ///< Trimmed, never empty.
+    QList<LogEntry> log = {};
+    bool finished = false;               ///< Set once, when the loop ends for whatever reason.
+    std::optional<QString> summary = {}; ///< The closing sentence, where the turn ended with one.
 
     bool operator==(const Turn &) const = default;
 };
@@ -45,6 +45,6 @@ struct Turn
 struct PendingConfirmation
 {
     QUuid id = QUuid::createUuid();
-    AgentAction action;
-    QString reason; ///< Why approval is needed.
+    AgentAction action = {};
+    QString reason = {}; ///< Why approval is needed.
 };

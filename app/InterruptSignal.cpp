@@ -1,0 +1,63 @@
+#include "app/InterruptSignal.h"
+
+#include <array>
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+constexpr std::array handledSignals{SIGINT, SIGTERM, SIGHUP};
+constexpr int statusOfSignal = 128;
+
+std::array<int, 2> s_pipe{-1, -1};
+volatile std::sig_atomic_t s_requests = 0;
+
+// Only what is allowed in a signal handler: the rest happens in the event loop.
+void onSignal(int signal)
+{
+    s_requests = s_requests + 1;
+    if (s_requests > 1)
+        _exit(statusOfSignal + signal);
+    const auto byte = static_cast<unsigned char>(signal);
+    [[maybe_unused]] const ssize_t written = write(s_pipe[1], &byte, 1);
+}
+
+void handle(void (*handler)(int))
+{
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : handledSignals)
+        sigaction(signal, &action, nullptr);
+}
+} // namespace
+
+InterruptSignal::InterruptSignal(QObject *parent) : QObject(parent)
+{
+    if (pipe(s_pipe.data()) != 0)
+        return; // The signals keep their default: they end the process.
+    for (const int end : s_pipe)
+        fcntl(end, F_SETFD, FD_CLOEXEC);
+    m_notifier = new QSocketNotifier(s_pipe[0], QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &InterruptSignal::readPipe);
+    s_requests = 0;
+    handle(onSignal);
+}
+
+InterruptSignal::~InterruptSignal()
+{
+    if (!m_notifier)
+        return;
+    handle(SIG_DFL);
+    delete m_notifier;
+    for (int &end : s_pipe)
+        close(std::exchange(end, -1));
+}
+
+void InterruptSignal::readPipe()
+{
+    unsigned char signal = 0;
+    if (read(s_pipe[0], &signal, 1) == 1)
+        Q_EMIT interrupted(statusOfSignal + signal);
+}

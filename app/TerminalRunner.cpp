@@ -1,0 +1,166 @@
+#include "app/TerminalRunner.h"
+
+#include <QCoro/QCoroSignal>
+
+namespace {
+using StateCase = ModelManager::State::Case;
+
+constexpr int exitDone = 0;
+constexpr int exitFailed = 1;
+
+QString mark(LogEntry::Kind kind)
+{
+    switch (kind) {
+    case LogEntry::Kind::step:
+        return QStringLiteral("✓");
+    case LogEntry::Kind::success:
+        return QStringLiteral("✔");
+    case LogEntry::Kind::failure:
+        return QStringLiteral("✗");
+    case LogEntry::Kind::info:
+    case LogEntry::Kind::confirm:
+        return QStringLiteral("·");
+    }
+    Q_UNREACHABLE();
+}
+
+QString bar(double progress)
+{
+    constexpr int cells = 24;
+    const int filled = static_cast<int>(progress * cells);
+    return QString(filled, u'█') + QString(cells - filled, u'░');
+}
+
+// A step's line says something new until the step is over.
+bool isSettled(const LogEntry &entry)
+{
+    return !entry.running && entry.kind != LogEntry::Kind::confirm;
+}
+} // namespace
+
+TerminalRunner::TerminalRunner(ModelManager &models, AgentSession &session, Terminal &terminal,
+                               QObject *parent)
+    : QObject(parent), m_models(models), m_session(session), m_terminal(terminal)
+{
+    connect(&m_models, &ModelManager::stateChanged, this, &TerminalRunner::showDownload);
+    connect(&m_session, &AgentSession::turnsChanged, this, &TerminalRunner::printSettledLines);
+    connect(&m_session, &AgentSession::statusChanged, this, &TerminalRunner::showActivity);
+    connect(&m_session, &AgentSession::pendingChanged, this, &TerminalRunner::askForApproval);
+    connect(&m_terminal, &Terminal::answered, this, &TerminalRunner::takeAnswer);
+}
+
+QCoro::Task<int> TerminalRunner::run(QString task)
+{
+    if (task.trimmed().isEmpty()) {
+        m_terminal.complain(QStringLiteral("The task is empty."));
+        co_return exitFailed;
+    }
+    const bool isReady = co_await makeModelReady();
+    if (m_stopStatus)
+        co_return *m_stopStatus;
+    if (!isReady) {
+        m_terminal.complain(m_models.selected().name + QStringLiteral(" isn't ready: ") +
+                            m_models.state().message);
+        co_return exitFailed;
+    }
+
+    m_session.submit(task);
+    m_terminal.print(m_session.turns().last().command);
+    while (m_session.isRunning())
+        co_await qCoro(&m_session, &AgentSession::isRunningChanged);
+
+    const Turn &turn = m_session.turns().last();
+    const LogEntry &ending = turn.log.last();
+    if (turn.summary && ending.text != *turn.summary)
+        m_terminal.print(*turn.summary);
+    if (m_stopStatus)
+        co_return *m_stopStatus;
+    co_return ending.kind == LogEntry::Kind::success ? exitDone : exitFailed;
+}
+
+void TerminalRunner::stop(int exitStatus)
+{
+    m_stopStatus = exitStatus;
+    m_terminal.showStatus(QStringLiteral("Stopping…"));
+    if (m_models.state().kind == StateCase::downloading) {
+        m_models.cancelTask();
+        m_models.refresh();
+    }
+    if (const auto task = m_session.task())
+        task->cancel();
+    m_session.resolve(false);
+}
+
+QCoro::Task<bool> TerminalRunner::makeModelReady()
+{
+    m_terminal.showStatus(QStringLiteral("Loading model…"));
+    if (m_models.state().kind == StateCase::needsDownload)
+        m_models.download();
+    else
+        co_await m_models.loadIfNeeded();
+
+    // A finished download goes on to load the model by itself.
+    const auto isBusy = [this] {
+        const StateCase kind = m_models.state().kind;
+        return kind == StateCase::downloading || kind == StateCase::ready ||
+               kind == StateCase::loading;
+    };
+    while (isBusy() && !m_stopStatus)
+        co_await qCoro(&m_models, &ModelManager::stateChanged);
+    m_terminal.showStatus({});
+    co_return m_models.state().kind == StateCase::loaded;
+}
+
+void TerminalRunner::showDownload()
+{
+    if (m_models.state().kind != StateCase::downloading)
+        return;
+    const LocalModel &model = m_models.selected();
+    const double progress = m_models.state().progress;
+    if (!m_downloadIsAnnounced) {
+        m_terminal.complain(QStringLiteral("Downloading %1 (~%2 MB), once.")
+                                .arg(model.name, QString::number(model.sizeMB)));
+        m_downloadIsAnnounced = true;
+    }
+    m_terminal.showStatus(QStringLiteral("%1 %2% of ~%3 MB")
+                              .arg(bar(progress), QString::number(static_cast<int>(progress * 100)),
+                                   QString::number(model.sizeMB)));
+}
+
+void TerminalRunner::showActivity()
+{
+    m_terminal.showStatus(m_session.status());
+}
+
+void TerminalRunner::printSettledLines()
+{
+    if (m_session.turns().isEmpty())
+        return;
+    const QList<LogEntry> &log = m_session.turns().last().log;
+    while (m_printedLines < log.size() && isSettled(log[m_printedLines])) {
+        const LogEntry &entry = log[m_printedLines++];
+        m_terminal.print(QStringLiteral("  ") + mark(entry.kind) + u' ' + entry.text);
+    }
+}
+
+void TerminalRunner::askForApproval()
+{
+    const auto &pending = m_session.pending();
+    if (!pending) {
+        m_terminal.withdrawQuestion();
+        return;
+    }
+    const QString question = QStringLiteral("  ? ") + pending->reason + QStringLiteral(" [y/N] ");
+    if (m_terminal.canAsk()) {
+        m_terminal.ask(question);
+        return;
+    }
+    m_terminal.print(question + QStringLiteral("— nobody to ask here"));
+    m_session.resolve(false);
+}
+
+void TerminalRunner::takeAnswer(const QString &line)
+{
+    const QString answer = line.trimmed().toLower();
+    m_session.resolve(answer == u"y" || answer == u"yes");
+}

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "agent/AgentSession.h"
+#include "app/Terminal.h"
+#include "models/ModelManager.h"
+
+#include <QCoro/QCoroTask>
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+/// Runs one task in the terminal: prints the transcript line by line, asks before a risky step, and
+/// shows how far the model's download is. Main thread.
+class TerminalRunner final : public QObject
+{
+    Q_OBJECT
+
+public:
+    TerminalRunner(ModelManager &models, AgentSession &session, Terminal &terminal,
+                   QObject *parent = nullptr);
+
+    /// Runs the task to its end and returns the exit status: 0 when the model said that it is
+    /// done, 1 for any other ending, or what stop() was given.
+    [[nodiscard]] QCoro::Task<int> run(QString task);
+
+    /// Stops as the panel's stop button does; the task then ends with the exit status.
+    void stop(int exitStatus);
+
+private:
+    [[nodiscard]] QCoro::Task<bool> makeModelReady();
+    void showDownload();
+    void showActivity();
+    void printSettledLines();
+    void askForApproval();
+    void takeAnswer(const QString &line);
+
+    ModelManager &m_models;
+    AgentSession &m_session;
+    Terminal &m_terminal;
+    qsizetype m_printedLines = 0;
+    bool m_downloadIsAnnounced = false;
+    std::optional<int> m_stopStatus; ///< Present once stop() was called.
+};
