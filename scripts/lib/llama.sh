@@ -91,8 +91,7 @@ fetch_llama_archive()
 
 fetch_llama_npm_package()
 {
-    require_command npm npm node
-    require_command git git git
+    require_npm_and_git
     mkdir "$scratch/npm"
     (cd "$scratch/npm" &&
         npm pack "$llama_npm_package" --fetch-retries=1 --fetch-retry-mintimeout=1000 \

@@ -118,13 +118,14 @@ install_missing()
     esac
 }
 
-# require_command COMMAND DEBIAN-PACKAGE HOMEBREW-FORMULA: for what is only needed at times.
-require_command()
+# require_npm_and_git: for what is only needed where GitHub cannot be reached.
+require_npm_and_git()
 {
-    ! command -v "$1" >/dev/null 2>&1 || return 0
-    if on_macos; then
-        install_homebrew_formulae "$3"
-    else
-        install_debian_packages "$2"
+    set --
+    if ! command -v npm >/dev/null 2>&1; then
+        if on_macos; then set -- node; else set -- npm; fi
     fi
+    command -v git >/dev/null 2>&1 || set -- "$@" git
+    [ $# -gt 0 ] || return 0
+    if on_macos; then install_homebrew_formulae "$@"; else install_debian_packages "$@"; fi
 }
