@@ -22,12 +22,14 @@ build_preset()
     for language in $languages; do
         launchers="$launchers -DCMAKE_${language}_COMPILER_LAUNCHER=$(command -v ccache || true)"
     done
-    prefix=${CMAKE_PREFIX_PATH-}
-    ! on_macos || prefix=$(brew --prefix)${prefix:+:$prefix}
+    # The package finds its own libraries through these folders, in their order: its own goes first,
+    # lest a library of the same name elsewhere gets in between.
+    prefixes=${llama%/lib*/cmake/llama}${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}
+    ! on_macos || prefixes=$prefixes:$(brew --prefix)
 
     # shellcheck disable=SC2086 # options or nothing
-    (cd "$root" && CMAKE_PREFIX_PATH=$prefix cmake --preset "$preset" $fresh \
-        $launchers -Dllama_DIR:PATH="$llama" &&
+    (cd "$root" && CMAKE_PREFIX_PATH=$prefixes cmake --preset "$preset" $fresh \
+        $launchers -Dllama_DIR:PATH="$llama" -Dggml_DIR:PATH="${llama%/llama}/ggml" &&
         cmake --build "build/$preset" "$@")
     result=$?
     unlock

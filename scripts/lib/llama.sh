@@ -41,7 +41,7 @@ installed_llama()
         [ -n "$prefix" ] || continue
         for folder in "$prefix"/lib/cmake/llama "$prefix"/lib/*/cmake/llama "$prefix"/lib64/cmake/llama; do
             [ -f "$folder/llama-config.cmake" ] || continue
-            case $(sed -n 's/^set(PACKAGE_VERSION "\(.*\)").*/\1/p' "$folder/llama-version.cmake" \
+            case $(sed -n 's/^set(PACKAGE_VERSION "\(.*\)").*/\1/p' "$folder/llama-config-version.cmake" \
                 2>/dev/null) in
             0.[5-9]* | 0.[1-9][0-9]*)
                 printf '%s\n' "$folder"

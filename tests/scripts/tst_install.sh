@@ -1,5 +1,5 @@
 #!/bin/sh
-# Does the installed program start wherever it is moved to?
+# What only a real build shows: does the installed program start wherever it is moved to?
 #   tst_install.sh CHECKOUT BUILD-FOLDER
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
@@ -29,6 +29,19 @@ test_the_installed_program_names_no_folder_of_the_checkout()
     grep -qE 'ORIGIN|@executable_path' "$sandbox/paths" ||
         complain "it does not look beside itself: $(cat "$sandbox/paths")"
     ! grep -qF "$build" "$sandbox/paths" || complain "it looks in $(cat "$sandbox/paths")"
+}
+
+test_the_scripts_know_an_installed_llama_when_they_see_one()
+{
+    package=$(sed -n 's/^llama_DIR:PATH=//p' "$build/CMakeCache.txt")
+    prefix=${package%/lib*/cmake/llama}
+    # shellcheck disable=SC2034 # for common.sh
+    root=$sandbox HOME=$sandbox CMAKE_PREFIX_PATH=$prefix
+    # shellcheck source=scripts/lib/common.sh
+    . "$checkout/scripts/lib/common.sh"
+    # shellcheck source=scripts/lib/llama.sh
+    . "$checkout/scripts/lib/llama.sh"
+    [ "$(installed_llama)" = "$package" ] || complain "$(installed_llama) instead of $package"
 }
 
 # shellcheck disable=SC2046 # one word for each test

@@ -81,6 +81,21 @@ test_a_build_starts_afresh_with_another_llama()
     expect_called "cmake --build build/release --target quillon"
 }
 
+test_the_chosen_llama_comes_before_every_other_one()
+{
+    make_debian
+    run_script setup
+    stand_in cmake <<'END'
+[ "$1" != --preset ] || printf '%s\n' "$CMAKE_PREFIX_PATH" >"$sandbox/prefixes"
+END
+    extra_environment="CMAKE_PREFIX_PATH=/opt/some:/opt/other"
+    run_script build release
+    case $(cat "$sandbox/prefixes") in
+    "$sandbox/home dir/.cache/quillon/llama-"*:/opt/some:/opt/other) ;;
+    *) complain "the order is $(cat "$sandbox/prefixes")" ;;
+    esac
+}
+
 test_a_build_without_setup_says_what_to_do()
 {
     make_debian

@@ -398,7 +398,7 @@ install_llama()
 {
     mkdir -p "$1/lib/cmake/llama"
     : >"$1/lib/cmake/llama/llama-config.cmake"
-    printf 'set(PACKAGE_VERSION "%s")\n' "$2" >"$1/lib/cmake/llama/llama-version.cmake"
+    printf 'set(PACKAGE_VERSION "%s")\n' "$2" >"$1/lib/cmake/llama/llama-config-version.cmake"
 }
 
 test_an_installed_llama_is_used_where_it_is_new_enough()
