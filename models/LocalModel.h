@@ -11,10 +11,10 @@ struct LocalModel
 {
     QString id; ///< Stable; what the user's choice is remembered by.
     QString name;
-    QString detail; ///< One line under the name.
-    QUrl url; ///< Where the file is downloaded from.
+    QString detail;   ///< One line under the name.
+    QUrl url;         ///< Where the file is downloaded from.
     QString fileName; ///< In the models folder.
-    int sizeMB = 0; ///< Approximate, for display.
+    int sizeMB = 0;   ///< Approximate, for display.
 
     bool operator==(const LocalModel &) const = default;
 

@@ -9,8 +9,5 @@
 class PlatformError : public std::runtime_error
 {
 public:
-    explicit PlatformError(const QString &sentence)
-        : std::runtime_error(sentence.toStdString())
-    {
-    }
+    explicit PlatformError(const QString &sentence) : std::runtime_error(sentence.toStdString()) {}
 };

@@ -1,0 +1,43 @@
+#include "models/Download.h"
+
+#include "inference/MainThread.h"
+#include "models/Transfer.h"
+
+#include <utility>
+
+Download::Download(const QUrl &url, const QString &folder, std::chrono::milliseconds patience,
+                   Events events)
+    : m_events(std::make_shared<Events>(std::move(events)))
+    , m_transfer(std::make_shared<Transfer>(url, folder, patience))
+{
+    const std::weak_ptr<Events> listener = m_events;
+    m_thread = std::thread([transfer = m_transfer, listener] {
+        const std::optional<QString> failure = transfer->run([&listener](double fraction) {
+            MainThread::post([listener, fraction] {
+                if (const auto alive = listener.lock())
+                    alive->progress(fraction);
+            });
+        });
+        MainThread::post([listener, failure] {
+            if (const auto alive = listener.lock())
+                alive->end(failure);
+        });
+    });
+}
+
+Download::~Download()
+{
+    cancel();
+    m_thread.join();
+}
+
+void Download::cancel()
+{
+    m_events.reset();
+    m_transfer->cancel();
+}
+
+bool Download::isOver() const
+{
+    return m_transfer->isOver();
+}

@@ -1,0 +1,95 @@
+#include "models/LocalModel.h"
+
+#include <QHashFunctions>
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+
+using nlohmann::json;
+
+namespace {
+// The best-known public hub of model files.
+QUrl hubUrl(const QString &account, const QString &repository, const QString &fileName)
+{
+    QUrl url;
+    url.setScheme(QStringLiteral("https"));
+    url.setHost(QStringLiteral("huggingface.co"));
+    url.setPath(QStringLiteral("/%1/%2/resolve/main/%3").arg(account, repository, fileName));
+    if (!url.isValid())
+        qFatal("A model of the catalogue has no valid address");
+    return url;
+}
+
+LocalModel offer(const QString &id, const QString &name, const QString &detail,
+                 const QString &account, const QString &repository, const QString &fileName,
+                 int sizeMB)
+{
+    return {id, name, detail, hubUrl(account, repository, fileName), fileName, sizeMB};
+}
+
+QString text(const json &object, const char *key)
+{
+    return QString::fromStdString(object.at(key).get_ref<const std::string &>());
+}
+
+// The library would also turn truth values and fractions into integers, and cut what does not fit.
+int wholeNumber(const json &object, const char *key)
+{
+    const json &value = object.at(key);
+    if (!value.is_number_integer())
+        throw json::type_error::create(302, "type must be an integer", &value);
+    const bool fits = value.is_number_unsigned() ? std::in_range<int>(value.get<std::uint64_t>())
+                                                 : std::in_range<int>(value.get<std::int64_t>());
+    if (!fits)
+        throw json::out_of_range::create(406, "integer out of range", &value);
+    return value.get<int>();
+}
+
+QUrl address(const json &object, const char *key)
+{
+    const QUrl url(text(object, key), QUrl::StrictMode);
+    if (!url.isValid())
+        throw json::other_error::create(501, "text is not an address", &object.at(key));
+    return url;
+}
+} // namespace
+
+const QList<LocalModel> &LocalModel::catalog()
+{
+    static const QList<LocalModel> models = {
+        offer(QStringLiteral("qwen2.5-1.5b"), QStringLiteral("Qwen2.5 1.5B Instruct"),
+              QStringLiteral("Fast and light · ~1 GB"), QStringLiteral("itlwas"),
+              QStringLiteral("Qwen2.5-1.5B-Instruct-Q4_K_M-GGUF"),
+              QStringLiteral("qwen2.5-1.5b-instruct-q4_k_m.gguf"), 986),
+        offer(QStringLiteral("llama3.2-3b"), QStringLiteral("Llama 3.2 3B Instruct"),
+              QStringLiteral("Smarter planning · ~2 GB"), QStringLiteral("bartowski"),
+              QStringLiteral("Llama-3.2-3B-Instruct-GGUF"),
+              QStringLiteral("Llama-3.2-3B-Instruct-Q4_K_M.gguf"), 2019),
+    };
+    return models;
+}
+
+size_t qHash(const LocalModel &model, size_t seed)
+{
+    return qHashMulti(seed, model.id, model.name, model.detail, model.url, model.fileName,
+                      model.sizeMB);
+}
+
+void to_json(json &record, const LocalModel &model)
+{
+    record = {{"id", model.id.toStdString()},
+              {"name", model.name.toStdString()},
+              {"detail", model.detail.toStdString()},
+              {"url", model.url.toEncoded().toStdString()},
+              {"fileName", model.fileName.toStdString()},
+              {"sizeMB", model.sizeMB}};
+}
+
+void from_json(const json &record, LocalModel &model)
+{
+    model = {text(record, "id"),     text(record, "name"),     text(record, "detail"),
+             address(record, "url"), text(record, "fileName"), wholeNumber(record, "sizeMB")};
+}

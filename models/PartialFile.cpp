@@ -1,0 +1,127 @@
+#include "models/PartialFile.h"
+
+#include <QDir>
+#include <QRandomGenerator>
+
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+// POSIX, the same on every system that this program runs on: Qt has neither of the two calls.
+#include <sys/file.h>
+#include <unistd.h>
+
+namespace {
+constexpr QLatin1String suffix(".quillon-part");
+
+QString sentence(const std::error_code &error)
+{
+    return QString::fromLocal8Bit(error.message().c_str());
+}
+
+// The lock goes with the process, however that ends, and a zombie holds none: so it tells a running
+// transfer from a dead one where a process id in a file could not.
+bool lock(const QFile &file)
+{
+    return ::flock(file.handle(), LOCK_EX | LOCK_NB) == 0;
+}
+} // namespace
+
+PartialFile::~PartialFile()
+{
+    discard();
+}
+
+bool PartialFile::open(const QString &folder)
+{
+    discard();
+    Creation creation = Creation::taken;
+    while (creation == Creation::taken)
+        creation = create(folder);
+    return creation == Creation::done;
+}
+
+PartialFile::Creation PartialFile::create(const QString &folder)
+{
+    const QString name = QString::number(QRandomGenerator::system()->generate64(), 16) + suffix;
+    m_file.setFileName(QDir(folder).filePath(name));
+    if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
+        if (m_file.exists())
+            return Creation::taken;
+        m_error = m_file.errorString();
+        return Creation::failed;
+    }
+    // Somebody's sweep may have come between the two calls. A file system without locks has none
+    // of that: nothing is swept there.
+    const bool locked = lock(m_file);
+    if ((!locked && errno == EWOULDBLOCK) || !m_file.exists()) {
+        discard();
+        return Creation::taken;
+    }
+    return Creation::done;
+}
+
+bool PartialFile::write(const char *data, qint64 size)
+{
+    while (size > 0) {
+        const qint64 written = m_file.write(data, size);
+        if (written <= 0) {
+            m_error = m_file.errorString();
+            return false;
+        }
+        data += written;
+        size -= written;
+    }
+    return true;
+}
+
+bool PartialFile::flush()
+{
+    while (::fsync(m_file.handle()) != 0) {
+        if (errno == EINTR)
+            continue;
+        if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
+            return true; // A file system that cannot do it has nothing to report either.
+        m_error = sentence({errno, std::generic_category()});
+        return false;
+    }
+    return true;
+}
+
+bool PartialFile::moveTo(const QString &path)
+{
+    const std::filesystem::path from = QFile::encodeName(m_file.fileName()).toStdString();
+    const std::filesystem::path to = QFile::encodeName(path).toStdString();
+    std::error_code error;
+    std::filesystem::rename(from, to, error);
+    std::error_code ignored;
+    if (error && std::filesystem::is_directory(std::filesystem::symlink_status(to, ignored))) {
+        std::filesystem::remove_all(to, ignored);
+        std::filesystem::rename(from, to, error);
+    }
+    if (error) {
+        m_error = sentence(error);
+        return false;
+    }
+    m_file.close();
+    return true;
+}
+
+void PartialFile::discard()
+{
+    if (m_file.isOpen())
+        m_file.remove();
+}
+
+void PartialFile::sweep(const QString &folder)
+{
+    // No links: what one points to is somebody else's.
+    const QDir::Filters plainFiles = QDir::Files | QDir::Hidden | QDir::NoSymLinks;
+    const QStringList names = QDir(folder).entryList({u'*' + suffix}, plainFiles);
+    for (const QString &name : names) {
+        QFile file(QDir(folder).filePath(name));
+        // By its name, so that the lock is held until it is gone.
+        if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly) && lock(file))
+            QFile::remove(file.fileName());
+    }
+}

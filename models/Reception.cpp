@@ -1,0 +1,157 @@
+#include "models/Reception.h"
+
+#include "models/PartialFile.h"
+
+#include <QCoreApplication>
+#include <QEvent>
+#include <QEventLoop>
+#include <QNetworkReply>
+#include <QNetworkRequest>
+
+#include <utility>
+
+using namespace std::chrono_literals;
+
+namespace {
+// What the network may be ahead of the disk, and what goes to the disk at once: measured, larger
+// ones bring no more.
+constexpr qint64 bufferSize = 1024 * 1024;
+constexpr size_t chunkSize = 256 * 1024;
+// A step of the loop ends here, so that a cancel is heard however fast the body comes.
+constexpr int chunksPerStep = 16;
+// More often than the eye follows is of no use to a progress bar.
+constexpr auto reportInterval = 50ms;
+
+QNetworkRequest makeRequest(const QUrl &url)
+{
+    QNetworkRequest request(url);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::NoLessSafeRedirectPolicy);
+    // Of a packed body Qt would not notice that the connection ended early. A model is as good as
+    // random to a packer anyway.
+    request.setRawHeader("Accept-Encoding", "identity");
+    // Qt takes in the body of an HTTP/2 stream without regard to the read buffer's size.
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    for (const auto personal :
+         {QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::CookieSaveControlAttribute,
+          QNetworkRequest::AuthenticationReuseAttribute})
+        request.setAttribute(personal, QNetworkRequest::Manual);
+    return request;
+}
+} // namespace
+
+Reception::Reception(QString folder, PartialFile &file, QEventLoop &loop, OnProgress onProgress)
+    : m_folder(std::move(folder))
+    , m_file(file)
+    , m_loop(loop)
+    , m_onProgress(std::move(onProgress))
+    , m_chunk(chunkSize)
+{
+    m_stall.setSingleShot(true);
+    connect(&m_stall, &QTimer::timeout, this,
+            [this] { end(QStringLiteral("The request timed out.")); });
+    m_nextReport.setSingleShot(true);
+    m_nextReport.setInterval(reportInterval);
+    connect(&m_nextReport, &QTimer::timeout, this, &Reception::report);
+}
+
+Reception::~Reception() = default;
+
+void Reception::start(const QUrl &url, std::chrono::milliseconds patience)
+{
+    m_reply.reset(m_network.get(makeRequest(url)));
+    m_reply->setReadBufferSize(bufferSize);
+    connect(m_reply.get(), &QNetworkReply::redirected, this, [this] { m_stall.start(); });
+    connect(m_reply.get(), &QNetworkReply::metaDataChanged, this, &Reception::readHeaders);
+    connect(m_reply.get(), &QNetworkReply::readyRead, this, &Reception::readBody);
+    connect(m_reply.get(), &QNetworkReply::finished, this, [this] {
+        m_finished = true;
+        readBody();
+    });
+    m_stall.start(patience);
+}
+
+void Reception::readHeaders()
+{
+    m_stall.start();
+    // The page that explains the status is not worth waiting for.
+    if (httpStatus() >= 400)
+        return conclude();
+    const QByteArray packing = m_reply->rawHeader("Content-Encoding").trimmed().toLower();
+    if (!packing.isEmpty() && packing != "identity")
+        end(QStringLiteral("The server sent the file packed."));
+}
+
+void Reception::readBody()
+{
+    for (int i = 0; i < chunksPerStep && !m_ended && m_reply->bytesAvailable() > 0; ++i) {
+        if (!writeChunk())
+            return end(m_file.errorString());
+    }
+    if (m_ended)
+        return;
+    m_stall.start();
+    if (m_reply->bytesAvailable() > 0)
+        QMetaObject::invokeMethod(this, &Reception::readBody, Qt::QueuedConnection);
+    else if (m_finished)
+        conclude();
+}
+
+bool Reception::writeChunk()
+{
+    const qint64 size = m_reply->read(m_chunk.data(), static_cast<qint64>(m_chunk.size()));
+    if (size <= 0)
+        return true;
+    if (!m_file.isOpen() && !m_file.open(m_folder))
+        return false;
+    if (!m_file.write(m_chunk.data(), size))
+        return false;
+    m_written += size;
+    if (!m_nextReport.isActive())
+        m_nextReport.start();
+    return true;
+}
+
+void Reception::report()
+{
+    m_onProgress(m_written, announcedLength());
+}
+
+void Reception::conclude()
+{
+    if (httpStatus() >= 400)
+        return end(QStringLiteral("Download failed (HTTP %1).").arg(httpStatus()));
+    if (m_reply->error() != QNetworkReply::NoError)
+        return end(m_reply->errorString());
+    if (announcedLength() >= 0 && m_written != announcedLength())
+        return end(QStringLiteral("The network connection was lost."));
+    if (!m_file.isOpen() && !m_file.open(m_folder)) // The body is empty.
+        return end(m_file.errorString());
+    report();
+    end(std::nullopt);
+}
+
+void Reception::end(std::optional<QString> failure)
+{
+    if (m_ended)
+        return;
+    m_ended = true;
+    m_failure = std::move(failure);
+    m_stall.stop();
+    m_nextReport.stop();
+    QCoreApplication::postEvent(&m_loop, new QEvent(QEvent::Quit));
+}
+
+int Reception::httpStatus() const
+{
+    return m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+}
+
+// By the chunks, where there are any, the end is known as well.
+qint64 Reception::announcedLength() const
+{
+    bool isNumber = false;
+    const qint64 length = m_reply->rawHeader("Content-Length").toLongLong(&isNumber);
+    const bool isValid = isNumber && !m_reply->hasRawHeader("Transfer-Encoding");
+    return isValid ? length : -1;
+}

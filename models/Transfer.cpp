@@ -1,0 +1,96 @@
+#include "models/Transfer.h"
+
+#include "models/PartialFile.h"
+#include "models/Reception.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QEvent>
+#include <QEventLoop>
+
+#include <algorithm>
+#include <utility>
+
+Transfer::Transfer(QUrl url, QString folder, std::chrono::milliseconds patience)
+    : m_url(std::move(url)), m_folder(std::move(folder)), m_patience(patience)
+{
+}
+
+std::optional<QString> Transfer::run(const OnProgress &onProgress)
+{
+    std::optional<QString> failure = receiveAndPlace(onProgress);
+    const std::scoped_lock guard(m_lock);
+    m_over = true;
+    return failure;
+}
+
+std::optional<QString> Transfer::receiveAndPlace(const OnProgress &onProgress)
+{
+    PartialFile::sweep(m_folder);
+    PartialFile file;
+    {
+        QEventLoop loop;
+        Reception reception(m_folder, file, loop, [&onProgress](qint64 written, qint64 whole) {
+            onProgress(fraction(written, whole));
+        });
+        {
+            const std::scoped_lock guard(m_lock);
+            if (m_cancelled)
+                return std::nullopt;
+            m_loop = &loop;
+        }
+        reception.start(m_url, m_patience);
+        loop.exec();
+        {
+            const std::scoped_lock guard(m_lock);
+            m_loop = nullptr;
+            if (m_cancelled)
+                return std::nullopt;
+        }
+        if (reception.failure())
+            return reception.failure();
+    }
+    // Only what is safely on the disk may take the place of a whole file: else a power cut could
+    // leave an empty one there.
+    if (!file.flush())
+        return file.errorString();
+    const std::scoped_lock guard(m_lock);
+    if (!m_cancelled && !file.moveTo(QDir(m_folder).filePath(fileName(m_url))))
+        return file.errorString();
+    return std::nullopt;
+}
+
+void Transfer::cancel()
+{
+    const std::scoped_lock guard(m_lock);
+    m_cancelled = true;
+    if (m_loop)
+        QCoreApplication::postEvent(m_loop, new QEvent(QEvent::Quit));
+}
+
+bool Transfer::isOver() const
+{
+    const std::scoped_lock guard(m_lock);
+    return m_over;
+}
+
+QString Transfer::fileName(const QUrl &url)
+{
+    // Parted before it is decoded, and no name that means another place: an address must not be
+    // able to lead out of the folder.
+    QString path = url.path(QUrl::FullyEncoded);
+    while (path.endsWith(u'/'))
+        path.chop(1);
+    const QString name = QUrl::fromPercentEncoding(path.mid(path.lastIndexOf(u'/') + 1).toLatin1());
+    const bool isName = !name.isEmpty() && name != QStringLiteral(".") &&
+                        name != QStringLiteral("..") && !name.contains(u'/') &&
+                        !name.contains(QChar::Null);
+    return isName ? name : QStringLiteral("model.gguf");
+}
+
+double Transfer::fraction(qint64 received, qint64 whole)
+{
+    constexpr qint64 unknownWhole = 1'000'000'000;
+    const qint64 expected = whole > 0 ? whole : unknownWhole;
+    return std::min(static_cast<double>(received) / static_cast<double>(expected), 1.0);
+}

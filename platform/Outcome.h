@@ -1,0 +1,26 @@
+#pragma once
+
+#include "platform/PlatformError.h"
+
+#include <QFuture>
+#include <QPromise>
+
+#include <exception>
+#include <optional>
+
+/// Ends the promise, as a failure where there is a sentence that says so.
+inline void settle(QPromise<void> &promise, const std::optional<QString> &failure)
+{
+    if (failure)
+        promise.setException(std::make_exception_ptr(PlatformError(*failure)));
+    promise.finish();
+}
+
+/// The future of something that is over already.
+[[nodiscard]] inline QFuture<void> settled(const std::optional<QString> &failure)
+{
+    QPromise<void> promise;
+    promise.start();
+    settle(promise, failure);
+    return promise.future();
+}

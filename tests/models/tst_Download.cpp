@@ -1,0 +1,897 @@
+#include "models/Download.h"
+
+#include "models/Transfer.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/PrivateHome.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QSslKey>
+#include <QSslSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+#include <filesystem>
+
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+using namespace std::chrono_literals;
+using Answer = HttpServer::Answer;
+using Framing = HttpServer::Framing;
+
+namespace {
+constexpr std::chrono::milliseconds patience = 30s;
+constexpr int eventually = 60'000;
+
+// Different everywhere, so that a piece that is missing, repeated or moved shows.
+QByteArray pattern(qsizetype size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    quint32 value = 1;
+    for (char &byte : bytes) {
+        value = value * 1664525 + 1013904223;
+        byte = static_cast<char>(value >> 24);
+    }
+    return bytes;
+}
+
+QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
+}
+
+void write(const QString &path, const QByteArray &bytes)
+{
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(bytes), bytes.size());
+}
+
+QSslConfiguration loopbackTls()
+{
+    const QString folder = QStringLiteral(QUILLON_TEST_SUPPORT "/tls/");
+    QFile key(folder + QStringLiteral("loopback-key.pem"));
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    if (key.open(QIODevice::ReadOnly))
+        tls.setPrivateKey(QSslKey(&key, QSsl::Rsa));
+    tls.setLocalCertificateChain(
+        QSslCertificate::fromPath(folder + QStringLiteral("loopback-certificate.pem")));
+    return tls;
+}
+} // namespace
+
+class DownloadTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void namesTheFileAfterTheAddress_data();
+    void namesTheFileAfterTheAddress();
+    void tellsHowMuchOfTheWholeHasCome_data();
+    void tellsHowMuchOfTheWholeHasCome();
+
+    void bringsTheWholeBody_data();
+    void bringsTheWholeBody();
+    void takesABodyThatIsMarkedAsNotPacked();
+    void refusesAPackedBodyThatItDidNotAskFor();
+    void takesALocalFileToo();
+    void reportsProgressAgainstTheAnnouncedLength();
+    void reportsProgressAgainstAGuessWithoutALength();
+    void asksForTheAddressOnceAndForNothingElse();
+
+    void failsByTheStatus_data();
+    void failsByTheStatus();
+    void doesNotWaitForAPageThatExplainsAFailure();
+    void failsWhereNobodyListens();
+    void failsOnAnAddressThatIsNone_data();
+    void failsOnAnAddressThatIsNone();
+    void failsWhenTheConnectionEndsEarly_data();
+    void failsWhenTheConnectionEndsEarly();
+    void failsWhenNothingComes_data();
+    void failsWhenNothingComes();
+    void waitsForAServerThatIsSlowButAlive();
+
+    void followsRedirects_data();
+    void followsRedirects();
+    void keepsTheNameOfTheAddressThatWasAskedFor();
+    void givesUpOnARedirectInACircle();
+    void followsNoRedirectOutOfTheWeb();
+    void trustsNoCertificateOfUnknownOrigin();
+    void followsARedirectFromHttpsToHttps();
+    void followsNoRedirectFromHttpsToHttp();
+    void sendsNoCookieBack();
+
+    void replacesWhatStandsInItsPlace_data();
+    void replacesWhatStandsInItsPlace();
+    void keepsAnOlderFileUntilTheNewOneIsWhole();
+    void keepsAnOlderFileWhenItFails();
+    void failsWithTheSystemsWordsWhenTheDiskIsFull_data();
+    void failsWithTheSystemsWordsWhenTheDiskIsFull();
+    void failsWithTheSystemsWordsWithoutAFolder();
+    void failsWithTheSystemsWordsWhenItCannotTakeItsPlace();
+
+    void aCancelIsSilentAndLeavesNothing_data();
+    void aCancelIsSilentAndLeavesNothing();
+    void aCancelBeforeTheFirstByteIsSilent();
+    void aCancelDropsTheEventsOnTheirWay();
+    void destroyingItWaitsUntilNothingIsLeft();
+    void mayBeDestroyedInItsLastEvent();
+
+    void sweepsWhatADeadProcessLeft();
+    void leavesTheFilesOfRunningTransfersAlone();
+    void sweepsNothingElse();
+
+private:
+    QStringList leftOver() const;
+    QString path(const QString &name) const { return m_folder->filePath(name); }
+    void start(const QUrl &url, std::chrono::milliseconds wait = patience);
+    void finish(const QUrl &url, std::chrono::milliseconds wait = patience);
+    Download::Events events();
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+    std::unique_ptr<HttpServer> m_server;
+    std::unique_ptr<Download> m_download;
+    QList<double> m_progress;
+    bool m_ended = false;
+    std::optional<QString> m_failure;
+};
+
+void DownloadTest::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+    m_server = std::make_unique<HttpServer>();
+    m_progress.clear();
+    m_ended = false;
+    m_failure.reset();
+}
+
+void DownloadTest::cleanup()
+{
+    m_download.reset();
+    m_server.reset();
+}
+
+QStringList DownloadTest::leftOver() const
+{
+    return QDir(m_folder->path())
+        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+}
+
+Download::Events DownloadTest::events()
+{
+    Download::Events result;
+    result.progress = [this](double fraction) { m_progress += fraction; };
+    result.end = [this](const std::optional<QString> &failure) {
+        m_ended = true;
+        m_failure = failure;
+    };
+    return result;
+}
+
+void DownloadTest::start(const QUrl &url, std::chrono::milliseconds wait)
+{
+    m_download = std::make_unique<Download>(url, m_folder->path(), wait, events());
+}
+
+void DownloadTest::finish(const QUrl &url, std::chrono::milliseconds wait)
+{
+    start(url, wait);
+    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+}
+
+void DownloadTest::namesTheFileAfterTheAddress_data()
+{
+    QTest::addColumn<QString>("url");
+    QTest::addColumn<QString>("name");
+    const auto row = [](const char *url, const char *name) {
+        QTest::newRow(url) << QString::fromUtf8(url) << QString::fromUtf8(name);
+    };
+    row("https://example.org/a/b/model-Q4_K_M.gguf", "model-Q4_K_M.gguf");
+    row("https://example.org/model.bin?download=true#top", "model.bin");
+    row("https://example.org/a/b/", "b");
+    row("https://example.org/my%20model.gguf", "my model.gguf");
+    row("https://example.org/m%C3%B6del.gguf", "mödel.gguf");
+    row("https://example.org/.hidden", ".hidden");
+    row("https://example.org", "model.gguf");
+    row("https://example.org/", "model.gguf");
+    row("https://example.org//", "model.gguf");
+    row("https://example.org/?file=x.gguf", "model.gguf");
+    row("https://example.org/a/..%2F..%2Fetc", "model.gguf");
+    row("https://example.org/a/%2E%2E", "model.gguf");
+    row("https://example.org/a/%2e", "model.gguf");
+    row("https://example.org/a/x%00y", "model.gguf");
+    row("", "model.gguf");
+}
+
+void DownloadTest::namesTheFileAfterTheAddress()
+{
+    QFETCH(const QString, url);
+    QFETCH(const QString, name);
+    QCOMPARE(Transfer::fileName(QUrl(url)), name);
+}
+
+void DownloadTest::tellsHowMuchOfTheWholeHasCome_data()
+{
+    QTest::addColumn<qint64>("received");
+    QTest::addColumn<qint64>("whole");
+    QTest::addColumn<double>("fraction");
+    QTest::newRow("nothing") << qint64{0} << qint64{100} << 0.0;
+    QTest::newRow("half") << qint64{50} << qint64{100} << 0.5;
+    QTest::newRow("all") << qint64{100} << qint64{100} << 1.0;
+    QTest::newRow("more than all") << qint64{101} << qint64{100} << 1.0;
+    QTest::newRow("no length") << qint64{500'000'000} << qint64{-1} << 0.5;
+    QTest::newRow("length zero") << qint64{250'000'000} << qint64{0} << 0.25;
+    QTest::newRow("no length, little") << qint64{1} << qint64{-1} << 0.000'000'001;
+    QTest::newRow("no length, full") << qint64{1'000'000'000} << qint64{-1} << 1.0;
+    QTest::newRow("no length, beyond") << qint64{1'000'000'001} << qint64{-1} << 1.0;
+    QTest::newRow("a real size") << qint64{986'000'000} << qint64{1'972'000'000} << 0.5;
+}
+
+void DownloadTest::tellsHowMuchOfTheWholeHasCome()
+{
+    QFETCH(const qint64, received);
+    QFETCH(const qint64, whole);
+    QFETCH(const double, fraction);
+    QVERIFY(Transfer::fraction(received, whole) == fraction);
+}
+
+void DownloadTest::bringsTheWholeBody_data()
+{
+    QTest::addColumn<Framing>("framing");
+    QTest::addColumn<qint64>("size");
+    const std::pair<const char *, Framing> framings[] = {
+        {"with a length", Framing::length},
+        {"chunked", Framing::chunked},
+        {"up to the connection's end", Framing::close},
+    };
+    for (const auto &[name, framing] : framings) {
+        for (const qint64 size : {0, 1, 256 * 1024, 5'000'001, 60'000'000})
+            QTest::addRow("%lld bytes %s", static_cast<long long>(size), name) << framing << size;
+    }
+}
+
+void DownloadTest::bringsTheWholeBody()
+{
+    QFETCH(const Framing, framing);
+    QFETCH(const qint64, size);
+    Answer answer;
+    answer.body = pattern(size);
+    answer.framing = framing;
+    m_server->setAnswer(QStringLiteral("/a/model.gguf"), answer);
+
+    finish(m_server->url(QStringLiteral("/a/model.gguf")));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(!m_progress.isEmpty());
+    QVERIFY(std::is_sorted(m_progress.begin(), m_progress.end()));
+}
+
+void DownloadTest::takesABodyThatIsMarkedAsNotPacked()
+{
+    Answer answer;
+    answer.body = pattern(50'000);
+    answer.headers = {"Content-Encoding: Identity"};
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+}
+
+void DownloadTest::refusesAPackedBodyThatItDidNotAskFor()
+{
+    Answer answer;
+    answer.body = pattern(50'000);
+    answer.headers = {"Content-Encoding: gzip"};
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY(m_server->requests().first().head.contains("\r\nAccept-Encoding: identity\r\n"));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("The server sent the file packed."));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::takesALocalFileToo()
+{
+    const QTemporaryDir elsewhere;
+    const QByteArray bytes = pattern(20'000'000);
+    write(elsewhere.filePath(QStringLiteral("local.gguf")), bytes);
+    finish(QUrl::fromLocalFile(elsewhere.filePath(QStringLiteral("local.gguf"))));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QVERIFY(contents(path(QStringLiteral("local.gguf"))) == bytes);
+    QCOMPARE(m_progress.last(), 1.0);
+}
+
+void DownloadTest::reportsProgressAgainstTheAnnouncedLength()
+{
+    Answer answer;
+    answer.body = pattern(1'000'000);
+    answer.holdAfter = 250'000;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    start(m_server->url(QStringLiteral("/model.gguf")));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty() && m_progress.last() == 0.25, eventually);
+    QVERIFY(!m_ended);
+    m_server->release();
+    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QCOMPARE(m_progress.last(), 1.0);
+}
+
+void DownloadTest::reportsProgressAgainstAGuessWithoutALength()
+{
+    Answer answer;
+    answer.body = pattern(6'000'000);
+    answer.framing = Framing::chunked;
+    answer.holdAfter = 5'000'000;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    start(m_server->url(QStringLiteral("/model.gguf")));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty() && m_progress.last() == 0.005, eventually);
+    m_server->release();
+    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QCOMPARE(m_progress.last(), 0.006);
+}
+
+void DownloadTest::asksForTheAddressOnceAndForNothingElse()
+{
+    Answer answer;
+    answer.body = "x";
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_server->requests().size(), 1);
+    const HttpServer::Request &request = m_server->requests().first();
+    QCOMPARE(request.method, QByteArray("GET"));
+    for (const char *header : {"Range:", "Authorization:", "Cookie:", "Referer:"})
+        QVERIFY2(!request.head.contains(header), header);
+}
+
+void DownloadTest::failsByTheStatus_data()
+{
+    QTest::addColumn<int>("status");
+    for (const int status : {400, 401, 403, 404, 410, 429, 500, 503, 599})
+        QTest::addRow("%d", status) << status;
+}
+
+void DownloadTest::failsByTheStatus()
+{
+    QFETCH(const int, status);
+    Answer answer;
+    answer.status = status;
+    answer.body = "An explanation";
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_failure.value_or(QString()),
+             QStringLiteral("Download failed (HTTP %1).").arg(status));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::doesNotWaitForAPageThatExplainsAFailure()
+{
+    Answer answer;
+    answer.status = 404;
+    answer.body = "An explanation";
+    answer.holdAfter = 3;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Download failed (HTTP 404)."));
+}
+
+void DownloadTest::failsWhereNobodyListens()
+{
+    finish(HttpServer::closedUrl(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Connection refused"));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::failsOnAnAddressThatIsNone_data()
+{
+    QTest::addColumn<QUrl>("url");
+    QTest::newRow("empty") << QUrl();
+    QTest::newRow("without a host") << QUrl(QStringLiteral("https:///model.gguf"));
+    QTest::newRow("of no known kind") << QUrl(QStringLiteral("gopher://127.0.0.1/model.gguf"));
+    QTest::newRow("relative") << QUrl(QStringLiteral("model.gguf"));
+}
+
+void DownloadTest::failsOnAnAddressThatIsNone()
+{
+    QFETCH(const QUrl, url);
+    finish(url);
+    QVERIFY(m_failure);
+    QVERIFY(!m_failure->isEmpty());
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::failsWhenTheConnectionEndsEarly_data()
+{
+    QTest::addColumn<Framing>("framing");
+    QTest::addColumn<qint64>("at");
+    for (const qint64 at : {0, 1, 70'000, 2'999'999, 40'000'000}) {
+        QTest::addRow("after %lld bytes of a length", static_cast<long long>(at))
+            << Framing::length << at;
+        QTest::addRow("after %lld bytes in chunks", static_cast<long long>(at))
+            << Framing::chunked << at;
+    }
+}
+
+void DownloadTest::failsWhenTheConnectionEndsEarly()
+{
+    QFETCH(const Framing, framing);
+    QFETCH(const qint64, at);
+    Answer answer;
+    answer.body = pattern(50'000);
+    answer.size = at < 3'000'000 ? 3'000'000 : 50'000'000;
+    answer.framing = framing;
+    answer.cutAfter = at;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY(m_failure);
+    QVERIFY(!m_failure->isEmpty());
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::failsWhenNothingComes_data()
+{
+    QTest::addColumn<bool>("silent");
+    QTest::addColumn<qint64>("holdAfter");
+    QTest::newRow("no answer") << true << qint64{-1};
+    QTest::newRow("only headers") << false << qint64{0};
+    QTest::newRow("a part of the body") << false << qint64{1'000};
+}
+
+void DownloadTest::failsWhenNothingComes()
+{
+    QFETCH(const bool, silent);
+    QFETCH(const qint64, holdAfter);
+    Answer answer;
+    answer.body = pattern(50'000);
+    answer.isSilent = silent;
+    answer.holdAfter = holdAfter;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")), 300ms);
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("The request timed out."));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::waitsForAServerThatIsSlowButAlive()
+{
+    // All of it takes longer than the patience, which is for a silence only.
+    Answer answer;
+    answer.body = pattern(60);
+    answer.dripInterval = 50;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    QElapsedTimer clock;
+    clock.start();
+    finish(m_server->url(QStringLiteral("/model.gguf")), 2s);
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QVERIFY(clock.elapsed() > 2'000);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+}
+
+void DownloadTest::followsRedirects_data()
+{
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("hops");
+    for (const int status : {301, 302, 303, 307, 308})
+        QTest::addRow("one, %d", status) << status << 1;
+    QTest::newRow("a chain") << 302 << 7;
+}
+
+void DownloadTest::followsRedirects()
+{
+    QFETCH(const int, status);
+    QFETCH(const int, hops);
+    Answer answer;
+    answer.body = pattern(300'000);
+    m_server->setAnswer(QStringLiteral("/%1/model.gguf").arg(hops), answer);
+    for (int hop = 0; hop < hops; ++hop) {
+        // An address without a host is one beside the first.
+        const QUrl next(QStringLiteral("/%1/model.gguf").arg(hop + 1));
+        m_server->setAnswer(QStringLiteral("/%1/model.gguf").arg(hop),
+                            HttpServer::redirect(next, status));
+    }
+    finish(m_server->url(QStringLiteral("/0/model.gguf")));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QCOMPARE(m_progress.last(), 1.0);
+}
+
+void DownloadTest::keepsTheNameOfTheAddressThatWasAskedFor()
+{
+    Answer answer;
+    answer.body = "x";
+    HttpServer other;
+    other.setAnswer(QStringLiteral("/cdn/3f2a"), answer);
+    m_server->setAnswer(QStringLiteral("/model.gguf"),
+                        HttpServer::redirect(other.url(QStringLiteral("/cdn/3f2a"))));
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+}
+
+void DownloadTest::givesUpOnARedirectInACircle()
+{
+    m_server->setAnswer(QStringLiteral("/model.gguf"),
+                        HttpServer::redirect(QUrl(QStringLiteral("/model.gguf"))));
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Too many redirects"));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::followsNoRedirectOutOfTheWeb()
+{
+    const QTemporaryDir elsewhere;
+    write(elsewhere.filePath(QStringLiteral("secret")), "secret");
+    const QUrl local = QUrl::fromLocalFile(elsewhere.filePath(QStringLiteral("secret")));
+    m_server->setAnswer(QStringLiteral("/model.gguf"), HttpServer::redirect(local));
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY(m_failure);
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::trustsNoCertificateOfUnknownOrigin()
+{
+    HttpServer secure(loopbackTls());
+    Answer answer;
+    answer.body = "x";
+    secure.setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(secure.url(QStringLiteral("/model.gguf")));
+    QVERIFY(m_failure);
+    QVERIFY(!m_failure->isEmpty());
+    QCOMPARE(secure.requests().size(), 0);
+    QCOMPARE(leftOver(), QStringList());
+}
+
+namespace {
+// The test's certificate is trusted as long as one of these lives.
+class Trust
+{
+public:
+    Trust()
+    {
+        QSslConfiguration tls = m_usual;
+        tls.addCaCertificates(loopbackTls().localCertificateChain());
+        QSslConfiguration::setDefaultConfiguration(tls);
+    }
+    ~Trust() { QSslConfiguration::setDefaultConfiguration(m_usual); }
+    Trust(const Trust &) = delete;
+    Trust &operator=(const Trust &) = delete;
+
+private:
+    const QSslConfiguration m_usual = QSslConfiguration::defaultConfiguration();
+};
+} // namespace
+
+void DownloadTest::followsARedirectFromHttpsToHttps()
+{
+    const Trust trust;
+    HttpServer secure(loopbackTls());
+    Answer answer;
+    answer.body = pattern(3'000'000);
+    secure.setAnswer(QStringLiteral("/elsewhere"), answer);
+    secure.setAnswer(QStringLiteral("/model.gguf"),
+                     HttpServer::redirect(secure.url(QStringLiteral("/elsewhere"))));
+    finish(secure.url(QStringLiteral("/model.gguf")));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+}
+
+void DownloadTest::followsNoRedirectFromHttpsToHttp()
+{
+    const Trust trust;
+    HttpServer secure(loopbackTls());
+    Answer answer;
+    answer.body = "x";
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    secure.setAnswer(QStringLiteral("/model.gguf"),
+                     HttpServer::redirect(m_server->url(QStringLiteral("/model.gguf"))));
+    finish(secure.url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Insecure redirect"));
+    QCOMPARE(secure.requests().size(), 1);
+    QCOMPARE(m_server->requests().size(), 0);
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::sendsNoCookieBack()
+{
+    Answer answer;
+    answer.body = "x";
+    Answer redirect = HttpServer::redirect(QUrl(QStringLiteral("/elsewhere")));
+    redirect.headers += "Set-Cookie: visitor=7; Path=/";
+    m_server->setAnswer(QStringLiteral("/elsewhere"), answer);
+    m_server->setAnswer(QStringLiteral("/model.gguf"), redirect);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_server->requests().size(), 2);
+    QVERIFY(!m_server->requests().last().head.contains("visitor"));
+}
+
+void DownloadTest::replacesWhatStandsInItsPlace_data()
+{
+    QTest::addColumn<QString>("what");
+    for (const char *what :
+         {"file", "longer file", "folder", "link to a file", "broken link", "link to a folder"})
+        QTest::newRow(what) << QString::fromLatin1(what);
+}
+
+void DownloadTest::replacesWhatStandsInItsPlace()
+{
+    QFETCH(const QString, what);
+    const QTemporaryDir elsewhere;
+    write(elsewhere.filePath(QStringLiteral("kept")), "kept");
+    const QString place = path(QStringLiteral("model.gguf"));
+    if (what == QStringLiteral("file")) {
+        write(place, "old");
+    } else if (what == QStringLiteral("longer file")) {
+        write(place, pattern(900'000));
+    } else if (what == QStringLiteral("folder")) {
+        QVERIFY(QDir().mkpath(place + QStringLiteral("/sub/sub")));
+        write(place + QStringLiteral("/sub/file"), "old");
+    } else if (what == QStringLiteral("link to a file")) {
+        QVERIFY(QFile::link(elsewhere.filePath(QStringLiteral("kept")), place));
+    } else if (what == QStringLiteral("broken link")) {
+        QVERIFY(QFile::link(elsewhere.filePath(QStringLiteral("nothing")), place));
+    } else {
+        QVERIFY(QFile::link(elsewhere.path(), place));
+    }
+    Answer answer;
+    answer.body = pattern(300'000);
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+    QVERIFY(!QFileInfo(place).isSymLink());
+    QVERIFY(contents(place) == answer.body);
+    QCOMPARE(QDir(elsewhere.path()).entryList(QDir::Files), QStringList{QStringLiteral("kept")});
+    QCOMPARE(contents(elsewhere.filePath(QStringLiteral("kept"))), QByteArray("kept"));
+}
+
+void DownloadTest::keepsAnOlderFileUntilTheNewOneIsWhole()
+{
+    write(path(QStringLiteral("model.gguf")), "old");
+    Answer answer;
+    answer.body = pattern(600'000);
+    answer.holdAfter = 500'000;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    start(m_server->url(QStringLiteral("/model.gguf")));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("old"));
+    QCOMPARE(leftOver().size(), 2);
+    m_server->release();
+    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QCOMPARE(leftOver().size(), 1);
+}
+
+void DownloadTest::keepsAnOlderFileWhenItFails()
+{
+    write(path(QStringLiteral("model.gguf")), "old");
+    Answer answer;
+    answer.body = pattern(600'000);
+    answer.cutAfter = 500'000;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QVERIFY(m_failure);
+    QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("old"));
+    QCOMPARE(leftOver().size(), 1);
+}
+
+namespace {
+// No file may grow beyond this size as long as one of these lives: for a program, a full disk.
+class FileSizeLimit
+{
+public:
+    explicit FileSizeLimit(rlim_t size)
+    {
+        m_usualHandler = std::signal(SIGXFSZ, SIG_IGN);
+        ::getrlimit(RLIMIT_FSIZE, &m_usual);
+        const rlimit limit = {size, m_usual.rlim_max};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~FileSizeLimit()
+    {
+        ::setrlimit(RLIMIT_FSIZE, &m_usual);
+        std::signal(SIGXFSZ, m_usualHandler);
+    }
+    FileSizeLimit(const FileSizeLimit &) = delete;
+    FileSizeLimit &operator=(const FileSizeLimit &) = delete;
+
+private:
+    rlimit m_usual = {};
+    void (*m_usualHandler)(int) = nullptr;
+};
+} // namespace
+
+void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull_data()
+{
+    QTest::addColumn<int>("room");
+    QTest::newRow("at once") << 0;
+    QTest::newRow("in the middle") << 1'234'567;
+    QTest::newRow("at the last byte") << 2'999'999;
+}
+
+void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull()
+{
+    QFETCH(const int, room);
+    Answer answer;
+    answer.body = pattern(3'000'000);
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    {
+        const FileSizeLimit limit(static_cast<rlim_t>(room));
+        finish(m_server->url(QStringLiteral("/model.gguf")));
+    }
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("File too large"));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::failsWithTheSystemsWordsWithoutAFolder()
+{
+    m_folder->remove();
+    Answer answer;
+    answer.body = "x";
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("No such file or directory"));
+}
+
+void DownloadTest::failsWithTheSystemsWordsWhenItCannotTakeItsPlace()
+{
+    // A name that is too long for any file, found out at the very end.
+    const QString name = QString(300, u'n');
+    Answer answer;
+    answer.body = "x";
+    m_server->setAnswer(u'/' + name, answer);
+    finish(m_server->url(u'/' + name));
+    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("File name too long"));
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::aCancelIsSilentAndLeavesNothing_data()
+{
+    QTest::addColumn<Framing>("framing");
+    QTest::newRow("with a length") << Framing::length;
+    QTest::newRow("chunked") << Framing::chunked;
+    QTest::newRow("up to the connection's end") << Framing::close;
+}
+
+void DownloadTest::aCancelIsSilentAndLeavesNothing()
+{
+    QFETCH(const Framing, framing);
+    Answer answer;
+    answer.body = pattern(600'000);
+    answer.framing = framing;
+    answer.holdAfter = 500'000;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    start(m_server->url(QStringLiteral("/model.gguf")));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    QCOMPARE(leftOver().size(), 1);
+    m_download->cancel();
+    QTRY_VERIFY_WITH_TIMEOUT(m_download->isOver(), eventually);
+    QCOMPARE(leftOver(), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 0, eventually);
+    QVERIFY(!m_ended);
+    m_download->cancel(); // Again: nothing happens.
+}
+
+void DownloadTest::aCancelBeforeTheFirstByteIsSilent()
+{
+    Answer answer;
+    answer.isSilent = true;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    start(m_server->url(QStringLiteral("/model.gguf")));
+    m_download->cancel();
+    QTRY_VERIFY_WITH_TIMEOUT(m_download->isOver(), eventually);
+    QVERIFY(!m_ended);
+    QVERIFY(m_progress.isEmpty());
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::aCancelDropsTheEventsOnTheirWay()
+{
+    // The end is already posted, but not yet delivered, when the cancel comes.
+    start(HttpServer::closedUrl(QStringLiteral("/model.gguf")));
+    while (!m_download->isOver())
+        std::this_thread::yield();
+    m_download->cancel();
+    m_download.reset();
+    QCoreApplication::processEvents();
+    QVERIFY(!m_ended);
+}
+
+void DownloadTest::destroyingItWaitsUntilNothingIsLeft()
+{
+    Answer answer;
+    answer.body = pattern(600'000);
+    answer.holdAfter = 500'000;
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    start(m_server->url(QStringLiteral("/model.gguf")));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    m_download.reset();
+    QCOMPARE(leftOver(), QStringList());
+}
+
+void DownloadTest::mayBeDestroyedInItsLastEvent()
+{
+    Answer answer;
+    answer.body = "x";
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    Download::Events own = events();
+    own.end = [this](const std::optional<QString> &failure) {
+        m_download.reset();
+        m_ended = true;
+        m_failure = failure;
+    };
+    m_download = std::make_unique<Download>(m_server->url(QStringLiteral("/model.gguf")),
+                                            m_folder->path(), patience, std::move(own));
+    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QVERIFY(!m_failure);
+    QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("x"));
+}
+
+void DownloadTest::sweepsWhatADeadProcessLeft()
+{
+    write(path(QStringLiteral("3f2a.quillon-part")), "half a model");
+    Answer answer;
+    answer.body = "x";
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    finish(m_server->url(QStringLiteral("/model.gguf")));
+    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+}
+
+void DownloadTest::leavesTheFilesOfRunningTransfersAlone()
+{
+    // As another process would hold it: through an open file of its own.
+    QFile other(path(QStringLiteral("3f2a.quillon-part")));
+    QVERIFY(other.open(QIODevice::WriteOnly));
+    QCOMPARE(::flock(other.handle(), LOCK_EX | LOCK_NB), 0);
+
+    Answer answer;
+    answer.body = pattern(600'000);
+    answer.holdAfter = 500'000;
+    m_server->setAnswer(QStringLiteral("/slow.gguf"), answer);
+    Answer quick;
+    quick.body = "x";
+    m_server->setAnswer(QStringLiteral("/quick.gguf"), quick);
+
+    start(m_server->url(QStringLiteral("/slow.gguf")));
+    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    const std::unique_ptr<Download> slow = std::move(m_download);
+    QCOMPARE(leftOver().size(), 2);
+    finish(m_server->url(QStringLiteral("/quick.gguf")));
+    QCOMPARE(leftOver().size(), 3);
+    QVERIFY(other.exists());
+
+    m_ended = false;
+    m_server->release();
+    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
+    QVERIFY(contents(path(QStringLiteral("slow.gguf"))) == answer.body);
+}
+
+void DownloadTest::sweepsNothingElse()
+{
+    const QTemporaryDir elsewhere;
+    write(elsewhere.filePath(QStringLiteral("kept")), "kept");
+    write(path(QStringLiteral("other.gguf")), "other");
+    write(path(QStringLiteral("browser.part")), "other");
+    QVERIFY(QDir().mkpath(path(QStringLiteral("folder.quillon-part"))));
+    QVERIFY(QFile::link(elsewhere.filePath(QStringLiteral("kept")),
+                        path(QStringLiteral("link.quillon-part"))));
+    const QStringList before = leftOver();
+    finish(HttpServer::closedUrl(QStringLiteral("/model.gguf")));
+    QCOMPARE(leftOver(), before);
+    QCOMPARE(contents(elsewhere.filePath(QStringLiteral("kept"))), QByteArray("kept"));
+}
+
+int main(int argc, char **argv)
+{
+    const PrivateHome home;
+    QCoreApplication app(argc, argv);
+    DownloadTest test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_Download.moc"

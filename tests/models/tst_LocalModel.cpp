@@ -1,0 +1,212 @@
+#include "models/LocalModel.h"
+
+#include <QSet>
+#include <QTest>
+
+#include <nlohmann/json.hpp>
+
+using nlohmann::json;
+
+namespace {
+LocalModel sample()
+{
+    return {QStringLiteral("id"),
+            QStringLiteral("Näme"),
+            QStringLiteral("Detail · ~1 GB"),
+            QUrl(QStringLiteral("https://example.org/a%20b/model.gguf")),
+            QStringLiteral("model.gguf"),
+            986};
+}
+
+json sampleRecord()
+{
+    return json::parse(R"({"id": "id", "name": "Näme", "detail": "Detail · ~1 GB",)"
+                       R"("url": "https://example.org/a%20b/model.gguf",)"
+                       R"("fileName": "model.gguf", "sizeMB": 986})");
+}
+
+bool reads(const json &record)
+{
+    try {
+        static_cast<void>(record.get<LocalModel>());
+        return true;
+    } catch (const json::exception &) {
+        return false;
+    }
+}
+} // namespace
+
+class LocalModelTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void catalogOffersExactlyThese_data();
+    void catalogOffersExactlyThese();
+    void catalogIsBuiltOnce();
+    void everyFieldCountsForEquality_data();
+    void everyFieldCountsForEquality();
+    void isWrittenUnderItsFieldNames();
+    void addressIsWrittenAsItsEncodedText();
+    void isReadBack();
+    void ignoresUnknownKeys();
+    void refusesARecordWithoutAKey_data();
+    void refusesARecordWithoutAKey();
+    void refusesAWrongType_data();
+    void refusesAWrongType();
+};
+
+void LocalModelTest::catalogOffersExactlyThese_data()
+{
+    QTest::addColumn<int>("index");
+    QTest::addColumn<LocalModel>("model");
+
+    QTest::newRow("first, the default")
+        << 0
+        << LocalModel{QStringLiteral("qwen2.5-1.5b"),
+                      QStringLiteral("Qwen2.5 1.5B Instruct"),
+                      QStringLiteral("Fast and light \u00b7 ~1 GB"),
+                      QUrl(QStringLiteral("https://huggingface.co/itlwas/"
+                                          "Qwen2.5-1.5B-Instruct-Q4_K_M-GGUF/resolve/main/"
+                                          "qwen2.5-1.5b-instruct-q4_k_m.gguf")),
+                      QStringLiteral("qwen2.5-1.5b-instruct-q4_k_m.gguf"),
+                      986};
+    QTest::newRow("second") << 1
+                            << LocalModel{
+                                   QStringLiteral("llama3.2-3b"),
+                                   QStringLiteral("Llama 3.2 3B Instruct"),
+                                   QStringLiteral("Smarter planning \u00b7 ~2 GB"),
+                                   QUrl(QStringLiteral("https://huggingface.co/bartowski/"
+                                                       "Llama-3.2-3B-Instruct-GGUF/resolve/main/"
+                                                       "Llama-3.2-3B-Instruct-Q4_K_M.gguf")),
+                                   QStringLiteral("Llama-3.2-3B-Instruct-Q4_K_M.gguf"),
+                                   2019};
+}
+
+void LocalModelTest::catalogOffersExactlyThese()
+{
+    QFETCH(const int, index);
+    QFETCH(const LocalModel, model);
+    const LocalModel &offered = LocalModel::catalog().at(index);
+    QCOMPARE(offered.id, model.id);
+    QCOMPARE(offered.name, model.name);
+    QCOMPARE(offered.detail, model.detail);
+    QCOMPARE(offered.url, model.url);
+    QCOMPARE(offered.fileName, model.fileName);
+    QCOMPARE(offered.sizeMB, model.sizeMB);
+    QCOMPARE(LocalModel::catalog().size(), 2);
+}
+
+void LocalModelTest::catalogIsBuiltOnce()
+{
+    QCOMPARE(&LocalModel::catalog(), &LocalModel::catalog());
+}
+
+void LocalModelTest::everyFieldCountsForEquality_data()
+{
+    QTest::addColumn<LocalModel>("other");
+    LocalModel other = sample();
+    other.id += u'x';
+    QTest::newRow("id") << other;
+    other = sample();
+    other.id = QStringLiteral("ID");
+    QTest::newRow("id in another case") << other;
+    other = sample();
+    other.name += u'x';
+    QTest::newRow("name") << other;
+    other = sample();
+    other.detail += u'x';
+    QTest::newRow("detail") << other;
+    other = sample();
+    other.url.setPath(QStringLiteral("/x"));
+    QTest::newRow("url") << other;
+    other = sample();
+    other.fileName = QStringLiteral("Model.gguf");
+    QTest::newRow("fileName") << other;
+    other = sample();
+    ++other.sizeMB;
+    QTest::newRow("sizeMB") << other;
+}
+
+void LocalModelTest::everyFieldCountsForEquality()
+{
+    QFETCH(const LocalModel, other);
+    QVERIFY(sample() == sample());
+    QVERIFY(sample() != other);
+    QCOMPARE(qHash(sample()), qHash(sample()));
+    QVERIFY(qHash(sample()) != qHash(other));
+    QCOMPARE((QSet<LocalModel>{sample(), other, sample()}).size(), 2);
+}
+
+void LocalModelTest::isWrittenUnderItsFieldNames()
+{
+    QVERIFY(json(sample()) == sampleRecord());
+    QVERIFY(json(sample()).at("sizeMB").is_number_integer());
+}
+
+void LocalModelTest::addressIsWrittenAsItsEncodedText()
+{
+    LocalModel model = sample();
+    model.url = QUrl(QStringLiteral("https://example.org/ä b?q=ü#top"));
+    QCOMPARE(QString::fromStdString(json(model).at("url").get<std::string>()),
+             QStringLiteral("https://example.org/%C3%A4%20b?q=%C3%BC#top"));
+    QVERIFY(json(model).get<LocalModel>() == model);
+}
+
+void LocalModelTest::isReadBack()
+{
+    QVERIFY(sampleRecord().get<LocalModel>() == sample());
+    for (const LocalModel &model : LocalModel::catalog())
+        QVERIFY(json::parse(json(model).dump()).get<LocalModel>() == model);
+}
+
+void LocalModelTest::ignoresUnknownKeys()
+{
+    json record = sampleRecord();
+    record["sha256"] = "abc";
+    record["ID"] = 7;
+    QVERIFY(record.get<LocalModel>() == sample());
+}
+
+void LocalModelTest::refusesARecordWithoutAKey_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    for (const char *key : {"id", "name", "detail", "url", "fileName", "sizeMB"})
+        QTest::newRow(key) << QByteArray(key);
+}
+
+void LocalModelTest::refusesARecordWithoutAKey()
+{
+    QFETCH(const QByteArray, key);
+    json record = sampleRecord();
+    record.erase(key.toStdString());
+    QVERIFY(!reads(record));
+}
+
+void LocalModelTest::refusesAWrongType_data()
+{
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QByteArray>("value");
+    for (const char *key : {"id", "name", "detail", "url", "fileName"}) {
+        for (const char *value : {"7", "null", "true", "[\"text\"]"})
+            QTest::addRow("%s %s", key, value) << QByteArray(key) << QByteArray(value);
+    }
+    for (const char *value : {"\"986\"", "986.5", "986.0", "true", "null", "[986]", "2147483648",
+                              "-2147483649", "18446744073709551615"})
+        QTest::addRow("sizeMB %s", value) << QByteArray("sizeMB") << QByteArray(value);
+    for (const char *value : {"\"\"", "\"https://exa mple.org/\"", "\"http://[\""})
+        QTest::addRow("url %s", value) << QByteArray("url") << QByteArray(value);
+}
+
+void LocalModelTest::refusesAWrongType()
+{
+    QFETCH(const QByteArray, key);
+    QFETCH(const QByteArray, value);
+    json record = sampleRecord();
+    record[key.toStdString()] = json::parse(value.toStdString());
+    QVERIFY(!reads(record));
+    QVERIFY(!reads(json::array()));
+}
+
+QTEST_APPLESS_MAIN(LocalModelTest)
+#include "tst_LocalModel.moc"

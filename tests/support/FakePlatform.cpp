@@ -1,0 +1,106 @@
+#include "tests/support/FakePlatform.h"
+
+#include "platform/Outcome.h"
+
+#include <QFileInfo>
+
+#include <algorithm>
+
+QList<InstalledApplication> FakeWorkspace::applicationsIn(const QString &folder)
+{
+    return installed.value(folder);
+}
+
+QString FakeWorkspace::displayName(const QString &location)
+{
+    for (const QList<InstalledApplication> &applications : std::as_const(installed)) {
+        for (const InstalledApplication &application : applications) {
+            if (application.location == location)
+                return application.names.value(0);
+        }
+    }
+    return QFileInfo(location).completeBaseName();
+}
+
+std::optional<QString> FakeWorkspace::counterpart(const QString &name)
+{
+    const auto found = counterparts.constFind(name);
+    return found == counterparts.constEnd() ? std::nullopt : std::optional(*found);
+}
+
+QFuture<void> FakeWorkspace::launch(const QString &location)
+{
+    launched.append(location);
+    if (!failure)
+        bringToFront(location);
+    return request();
+}
+
+QFuture<void> FakeWorkspace::open(const QUrl &url)
+{
+    opened.append(url);
+    return request();
+}
+
+QFuture<void> FakeWorkspace::open(const QUrl &url, const QString &location)
+{
+    openedWith.append({url, location});
+    if (!failure)
+        bringToFront(location);
+    return request();
+}
+
+void FakeWorkspace::terminate(ProcessId application)
+{
+    terminated.append(application);
+    if (!unsaved.contains(application))
+        running.removeIf([&](const Application &each) { return each.pid == application; });
+}
+
+bool FakeWorkspace::hasTerminated(ProcessId application)
+{
+    return std::ranges::none_of(running,
+                                [&](const Application &each) { return each.pid == application; });
+}
+
+void FakeWorkspace::reveal(const std::filesystem::path &item)
+{
+    revealed.append(item);
+}
+
+void FakeWorkspace::trash(const QString &path)
+{
+    if (failure)
+        throw PlatformError(*failure);
+    trashed.append(path);
+}
+
+void FakeWorkspace::finishRequests()
+{
+    holdsRequests = false;
+    for (QPromise<void> &promise : m_held)
+        settle(promise, failure);
+    m_held.clear();
+}
+
+QFuture<void> FakeWorkspace::request()
+{
+    if (!holdsRequests)
+        return settled(failure);
+    m_held.emplace_back().start();
+    return m_held.back().future();
+}
+
+void FakeWorkspace::bringToFront(const QString &location)
+{
+    const auto known = std::ranges::find(running, std::optional(location), &Application::location);
+    if (known != running.end()) {
+        front = *known;
+        return;
+    }
+    front = Application{.pid = ProcessId{++m_lastPid},
+                        .name = displayName(location),
+                        .policy = ActivationPolicy::regular,
+                        .location = location};
+    running.append(*front);
+}
