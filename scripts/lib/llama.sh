@@ -53,16 +53,16 @@ installed_llama()
     IFS=$old_ifs
 }
 
-# What a build is good for: the compiler and the instructions of this very processor, both of which
+# What a build is good for: the compilers and the instructions of this very processor, both of which
 # show in the compiler's own macros. A cache folder that moves to another machine is not used there.
 machine_key()
 {
     compiler=${CXX:-c++}
     {
-        # shellcheck disable=SC2086 # CXX may carry options
         $compiler -march=native -dM -E -x c++ /dev/null 2>/dev/null ||
             $compiler -mcpu=native -dM -E -x c++ /dev/null 2>/dev/null ||
             { $compiler --version && uname -m; }
+        ${CC:-cc} --version 2>/dev/null || true
     } | sha256 | cut -c 1-12
 }
 
