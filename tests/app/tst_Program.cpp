@@ -12,7 +12,8 @@
 using namespace Qt::StringLiterals;
 
 // The real program as a user starts it: real engine on a real model file, real files, in a home of
-// its own.
+// its own. The replies differ from the examples in the system prompt, by which the test model would
+// think that it has given them already.
 class tst_Program : public QObject
 {
     Q_OBJECT
@@ -116,7 +117,7 @@ void tst_Program::performsWhatTheModelGenerates()
     touch(u"Downloads/old.pdf"_s, 3600);
     touch(u"Downloads/Latest Report.PDF"_s, 60);
     touch(u"Downloads/notes.txt"_s);
-    giveModel({uR"({"action":"find_files","folder":"Downloads","extension":"pdf"})"_s,
+    giveModel({uR"({"action":"find_files","folder":"Downloads","extension":"PDF"})"_s,
                uR"({"action":"create_folder","in":"Desktop"})"_s,
                uR"({"action":"done","message":"Your latest PDF is Latest Report.PDF."})"_s});
 
@@ -163,9 +164,9 @@ void tst_Program::saysInOneSentenceWhatItNeeds_data()
     QTest::newRow("a word without the option") << QStringList{u"hello"_s} << needsTask;
     QTest::newRow("a blank task") << taskArguments(u" \t"_s) << u"The task is empty.\n"_s;
     QTest::newRow("an unknown option")
-        << QStringList{u"--nonsense"_s} << u"Unknown option 'nonsense'.\n"_s;
+        << QStringList{u"--nonsense"_s} << u"Quillon: Unknown option 'nonsense'.\n"_s;
     QTest::newRow("no text behind the option")
-        << QStringList{u"--task"_s} << u"Missing value after '--task'.\n"_s;
+        << QStringList{u"--task"_s} << u"Quillon: Missing value after '--task'.\n"_s;
 }
 
 void tst_Program::saysInOneSentenceWhatItNeeds()
@@ -179,17 +180,17 @@ void tst_Program::saysInOneSentenceWhatItNeeds()
 
 void tst_Program::declinesWhatNobodyCanBeAskedAbout()
 {
-    touch(u"Downloads/old.zip"_s);
-    giveModel({uR"({"action":"trash","path":"Downloads/old.zip"})"_s,
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s,
                uR"({"action":"done","message":"Gone."})"_s});
-    Program quillon(program, taskArguments(u"Throw old.zip away"_s), options());
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s), options());
     QCOMPARE(quillon.waitForExit(), 1);
     QCOMPARE(quillon.output(),
-             u"Throw old.zip away\n"
-             "  ? Move “Downloads/old.zip” to the Trash [y/N] — nobody to ask here\n"
-             "  ✗ Declined: Moving “Downloads/old.zip” to Trash\n"
+             u"Throw old.tar away\n"
+             "  ? Move “Downloads/old.tar” to the Trash [y/N] — nobody to ask here\n"
+             "  ✗ Declined: Moving “Downloads/old.tar” to Trash\n"
              "I didn't do that, as requested.\n"_s);
-    QVERIFY(QFile::exists(home(u"Downloads/old.zip"_s)));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
 }
 
 void tst_Program::asksBeforeARiskyStep_data()
@@ -209,47 +210,47 @@ void tst_Program::asksBeforeARiskyStep()
 {
     QFETCH(QByteArray, answer);
     QFETCH(bool, isApproved);
-    touch(u"Downloads/old.zip"_s);
-    giveModel({uR"({"action":"trash","path":"Downloads/old.zip"})"_s,
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s,
                uR"({"action":"done","message":"Gone."})"_s});
 
-    Program quillon(program, taskArguments(u"Throw old.zip away"_s),
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s),
                     options(Program::Input::terminal));
-    QVERIFY(quillon.waitForOutput("Move “Downloads/old.zip” to the Trash [y/N] "));
-    QVERIFY(QFile::exists(home(u"Downloads/old.zip"_s)));
+    QVERIFY(quillon.waitForOutput("Move “Downloads/old.tar” to the Trash [y/N] "));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
     quillon.type(answer);
     QCOMPARE(quillon.waitForExit(), isApproved ? 0 : 1);
-    QCOMPARE(QFile::exists(home(u"Downloads/old.zip"_s)), !isApproved);
-    QCOMPARE(QFile::exists(home(u"models/Trash/files/old.zip"_s)), isApproved);
+    QCOMPARE(QFile::exists(home(u"Downloads/old.tar"_s)), !isApproved);
+    QCOMPARE(QFile::exists(home(u"models/Trash/files/old.tar"_s)), isApproved);
     QVERIFY(quillon.output().contains(isApproved ? u"  ✔ Gone.\n"_s
                                                  : u"I didn't do that, as requested.\n"_s));
 }
 
 void tst_Program::anAnswerFromBeforeTheQuestionIsNone()
 {
-    touch(u"Downloads/old.zip"_s);
-    giveModel({uR"({"action":"trash","path":"Downloads/old.zip"})"_s});
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
     Program::Options impatient = options(Program::Input::terminal);
     impatient.typedAhead = "y\n";
-    Program quillon(program, taskArguments(u"Throw old.zip away"_s), impatient);
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s), impatient);
     QVERIFY(quillon.waitForOutput("[y/N] "));
     QVERIFY(!quillon.waitForExit(500));
     quillon.type("n\n");
     QCOMPARE(quillon.waitForExit(), 1);
-    QVERIFY(QFile::exists(home(u"Downloads/old.zip"_s)));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
 }
 
 void tst_Program::ctrlCWhileItAsksDeclinesAndEndsTheTask()
 {
-    touch(u"Downloads/old.zip"_s);
-    giveModel({uR"({"action":"trash","path":"Downloads/old.zip"})"_s});
-    Program quillon(program, taskArguments(u"Throw old.zip away"_s),
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s),
                     options(Program::Input::terminal));
     QVERIFY(quillon.waitForOutput("[y/N] "));
     quillon.type("\x03");
     QCOMPARE(quillon.waitForExit(), 128 + SIGINT);
-    QVERIFY(quillon.output().contains(u"Declined: Moving “Downloads/old.zip” to Trash"_s));
-    QVERIFY(QFile::exists(home(u"Downloads/old.zip"_s)));
+    QVERIFY(quillon.output().contains(u"Declined: Moving “Downloads/old.tar” to Trash"_s));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
 }
 
 void tst_Program::showsControlCharactersInsteadOfObeyingThem()
@@ -263,7 +264,7 @@ void tst_Program::showsControlCharactersInsteadOfObeyingThem()
 void tst_Program::isStartedAgainAfterBeingKilledAtAnyMoment()
 {
     touch(u"Downloads/a.pdf"_s);
-    giveModel({uR"({"action":"find_files","folder":"Downloads","extension":"pdf"})"_s,
+    giveModel({uR"({"action":"find_files","folder":"Downloads","extension":".pdf"})"_s,
                uR"({"action":"done","message":"Found it."})"_s});
     const QStringList files = modelFiles();
     for (int milliseconds = 0; milliseconds < 120; milliseconds += 8) {
