@@ -87,7 +87,8 @@ std::filesystem::path Executor::nativePath(const QString &path)
 {
     if (path.contains(QChar::Null))
         throw PlatformError(qt_error_string(EINVAL));
-    return {QFile::encodeName(path).toStdString()};
+    const QByteArray bytes = QFile::encodeName(path);
+    return {bytes.begin(), bytes.end()};
 }
 
 QString Executor::shownName(const std::filesystem::path &name)

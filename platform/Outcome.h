@@ -5,14 +5,13 @@
 #include <QFuture>
 #include <QPromise>
 
-#include <exception>
 #include <optional>
 
 /// Ends the promise, as a failure where there is a sentence that says so.
 inline void settle(QPromise<void> &promise, const std::optional<QString> &failure)
 {
     if (failure)
-        promise.setException(std::make_exception_ptr(PlatformError(*failure)));
+        promise.setException(PlatformError(*failure));
     promise.finish();
 }
 

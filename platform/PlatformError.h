@@ -1,13 +1,24 @@
 #pragma once
 
+#include <QByteArray>
+#include <QException>
 #include <QString>
 
-#include <stdexcept>
-
 /// A failure that the operating system reports, in its own words. what() is one user-facing
-/// sentence in UTF-8.
-class PlatformError : public std::runtime_error
+/// sentence in UTF-8. Futures carry it as it is.
+class PlatformError final : public QException
 {
 public:
-    explicit PlatformError(const QString &sentence) : std::runtime_error(sentence.toStdString()) {}
+    explicit PlatformError(const QString &sentence)
+        : m_utf8(sentence.toUtf8())
+    {
+    }
+
+    [[nodiscard]] const char *what() const noexcept override { return m_utf8.constData(); }
+
+    void raise() const override { throw *this; }
+    [[nodiscard]] PlatformError *clone() const override { return new PlatformError(*this); }
+
+private:
+    QByteArray m_utf8;
 };
