@@ -4,6 +4,7 @@
 #include "executor/Actions.h"
 
 #include <algorithm>
+#include <array>
 
 namespace {
 using namespace Executor;
@@ -11,22 +12,27 @@ using namespace Executor;
 struct Entry
 {
     QStringView name;
-    QCoro::Task<QString> (*perform)(AgentAction, Surrounding);
+    QCoro::Task<QString> (*perform)(AgentAction, Surrounding) = nullptr;
 };
 
-constexpr Entry dispatch[] = {
-    {u"open_app", Actions::openApp},     {u"focus_app", Actions::openApp},
-    {u"quit_app", Actions::quitApp},     {u"open_url", Actions::openURL},
-    {u"web_search", Actions::webSearch}, {u"create_folder", Actions::createFolder},
-    {u"find_files", Actions::findFiles}, {u"open_path", Actions::openPath},
-    {u"trash", Actions::trash},          {u"list_windows", Actions::listWindows},
-};
+constexpr auto dispatch = std::to_array<Entry>({
+    {u"open_app", Actions::openApp},
+    {u"focus_app", Actions::openApp},
+    {u"quit_app", Actions::quitApp},
+    {u"open_url", Actions::openURL},
+    {u"web_search", Actions::webSearch},
+    {u"create_folder", Actions::createFolder},
+    {u"find_files", Actions::findFiles},
+    {u"open_path", Actions::openPath},
+    {u"trash", Actions::trash},
+    {u"list_windows", Actions::listWindows},
+});
 } // namespace
 
 QCoro::Task<QString> Executor::run(AgentAction action, Surrounding surrounding)
 {
     const auto *const entry = std::ranges::find(dispatch, QStringView(action.name), &Entry::name);
-    if (entry == std::end(dispatch))
+    if (entry == dispatch.end())
         throw ActionError(QStringLiteral("Unknown action “") + action.name + QStringLiteral("”."));
     co_return co_await entry->perform(action, surrounding);
 }

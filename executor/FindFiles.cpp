@@ -23,6 +23,7 @@ struct Entry
     std::filesystem::path path;
     QString name;
     Time modified;
+    qsizetype position = 0; ///< In the listing.
 };
 
 // For comparing: some file systems hand names out with their accents apart.
@@ -94,7 +95,7 @@ std::optional<QList<Entry>> listed(const QString &folder, const Filter &filter)
         const std::filesystem::path &path = each->path();
         const QString name = Executor::shownName(path.filename());
         if (filter.keeps(name) && !QFileInfo(Executor::shownName(path)).isHidden())
-            entries.append({path, name, modificationTime(path)});
+            entries.append({path, name, modificationTime(path), entries.size()});
     }
     return error ? std::nullopt : std::optional(entries);
 }
@@ -109,7 +110,11 @@ QString Executor::findFiles(const QString &folder, const std::optional<QString> 
     if (entries->isEmpty())
         return QStringLiteral("No matching files in ") + folder + u'.';
 
-    std::ranges::stable_sort(*entries, std::ranges::greater(), &Entry::modified);
+    // Equal dates keep the order of the listing.
+    std::ranges::sort(*entries, [](const Entry &left, const Entry &right) {
+        return left.modified != right.modified ? left.modified > right.modified
+                                               : left.position < right.position;
+    });
     const Entry &newest = entries->constFirst();
     Platform::current().workspace().reveal(newest.path);
 

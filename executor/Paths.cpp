@@ -49,22 +49,22 @@ QString Executor::resolveFolder(const QString &text)
     const QString trimmed = trimmedOfBlanks(text).toString();
     const QString key =
         trimmed.toLower().remove(QStringLiteral("~/")).remove(QStringLiteral("my "));
-    const QString home = withoutTrailingSlash(QDir::homePath());
+    const auto inHome = [](const QString &entry) { return joined(QDir::homePath(), entry); };
     if (key == u"desktop")
-        return joined(home, QStringLiteral("Desktop"));
+        return inHome(QStringLiteral("Desktop"));
     if (key == u"downloads" || key == u"downloads folder")
-        return joined(home, QStringLiteral("Downloads"));
+        return inHome(QStringLiteral("Downloads"));
     if (key == u"documents")
-        return joined(home, QStringLiteral("Documents"));
+        return inHome(QStringLiteral("Documents"));
     if (key == u"pictures")
-        return joined(home, QStringLiteral("Pictures"));
+        return inHome(QStringLiteral("Pictures"));
     if (key == u"home" || key == u"~")
-        return home;
+        return inHome({});
     if (trimmed.startsWith(u'~'))
         return expandedTilde(trimmed);
     if (trimmed.startsWith(u'/'))
         return withoutTrailingSlash(trimmed);
-    return joined(home, trimmed);
+    return inHome(trimmed);
 }
 
 QString Executor::joined(const QString &folder, const QString &entry)

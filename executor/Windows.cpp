@@ -11,16 +11,15 @@ namespace {
 // As many as the model can make use of.
 constexpr qsizetype maxEntries = 8;
 
-bool isListed(const WindowInfo &window)
+// What stands for the window in the list; nothing where it is not to be listed.
+std::optional<QString> entryFor(const WindowInfo &window)
 {
-    return window.layer == 0 && window.owner != ProcessId{QCoreApplication::applicationPid()} &&
-           window.ownerName && !window.ownerName->isEmpty();
-}
-
-QString entryFor(const WindowInfo &window)
-{
+    const QString owner = window.ownerName.value_or(QString());
     const QString title = window.title.value_or(QString());
-    return title.isEmpty() ? *window.ownerName : *window.ownerName + QStringLiteral(" — ") + title;
+    if (window.layer != 0 || owner.isEmpty() ||
+        window.owner == ProcessId{QCoreApplication::applicationPid()})
+        return std::nullopt;
+    return title.isEmpty() ? owner : owner + QStringLiteral(" — ") + title;
 }
 } // namespace
 
@@ -31,11 +30,9 @@ QString Executor::windowSummary()
          Platform::current().screen().windows().value_or(QList<WindowInfo>())) {
         if (entries.size() == maxEntries)
             break;
-        if (!isListed(window))
-            continue;
-        const QString entry = entryFor(window);
-        if (!entries.contains(entry))
-            entries.append(entry);
+        const std::optional<QString> entry = entryFor(window);
+        if (entry && !entries.contains(*entry))
+            entries.append(*entry);
     }
     return entries.isEmpty() ? QStringLiteral("none") : entries.join(QStringLiteral("; "));
 }

@@ -2,8 +2,7 @@
 
 #include <QtGlobal>
 
-namespace
-{
+namespace {
 Platform *s_override = nullptr;
 }
 

@@ -9,10 +9,7 @@
 class PlatformError final : public QException
 {
 public:
-    explicit PlatformError(const QString &sentence)
-        : m_utf8(sentence.toUtf8())
-    {
-    }
+    explicit PlatformError(const QString &sentence) : m_utf8(sentence.toUtf8()) {}
 
     [[nodiscard]] const char *what() const noexcept override { return m_utf8.constData(); }
 

@@ -12,8 +12,10 @@
 #include <gio/gdesktopappinfo.h>
 
 #include <algorithm>
+#include <array>
 #include <memory>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -206,39 +208,40 @@ QString DesktopEntries::name(const QString &location)
                  : QFileInfo(location).completeBaseName();
 }
 
-std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &window)
+DesktopEntries::Matcher::Matcher()
 {
     std::vector<EntryPtr> entries = allEntries();
     // Of two that match, the one that menus show.
-    std::ranges::stable_partition(entries, isShown);
+    std::ranges::sort(entries, {}, [](const EntryPtr &entry) {
+        return std::pair(!isShown(entry), baseId(entry));
+    });
+    for (const EntryPtr &entry : entries) {
+        m_candidates.append(
+            {.application = application(entry),
+             .claimedClass = text(g_desktop_app_info_get_startup_wm_class(entry.get())),
+             .id = baseId(entry),
+             .lastSegment = baseId(entry).section(u'.', -1),
+             .program = executableName(entry)});
+    }
+}
 
-    const auto isNamed = [&](const QString &name) {
-        return isSame(name, window.className) || isSame(name, window.instanceName);
-    };
+std::optional<InstalledApplication>
+DesktopEntries::Matcher::operator()(const X11Window &window) const
+{
+    for (const auto property :
+         {&Candidate::claimedClass, &Candidate::id, &Candidate::lastSegment}) {
+        for (const Candidate &candidate : m_candidates) {
+            const QString &name = candidate.*property;
+            if (isSame(name, window.className) || isSame(name, window.instanceName))
+                return candidate.application;
+        }
+    }
     const QString program = window.owner ? programOf(*window.owner) : QString();
-    const auto claims = [&](const EntryPtr &entry) {
-        return isNamed(text(g_desktop_app_info_get_startup_wm_class(entry.get())));
-    };
-    const auto bears = [&](const EntryPtr &entry) { return isNamed(baseId(entry)); };
-    const auto endsWith = [&](const EntryPtr &entry) {
-        return isNamed(baseId(entry).section(u'.', -1));
-    };
-    const auto starts = [&](const EntryPtr &entry) {
-        return isSame(executableName(entry), program);
-    };
-
-    const auto first = [&](auto &&matches) -> const EntryPtr * {
-        const auto found = std::ranges::find_if(entries, matches);
-        return found == entries.end() ? nullptr : &*found;
-    };
-    const EntryPtr *found = first(claims);
-    if (!found)
-        found = first(bears);
-    if (!found)
-        found = first(endsWith);
-    if (!found)
-        found = first(starts);
-    return found ? std::optional(application(*found)) : std::nullopt;
+    for (const Candidate &candidate : m_candidates) {
+        if (isSame(candidate.program, program))
+            return candidate.application;
+    }
+    return std::nullopt;
 }
 
 std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
@@ -246,10 +249,10 @@ std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
     struct Job
     {
         QStringView stockName;
-        const char *contentType; ///< What such an application is the default for.
-        const char *category;    ///< What such an application calls itself otherwise.
+        const char *contentType = nullptr; ///< What such an application is the default for.
+        const char *category;              ///< What such an application calls itself otherwise.
     };
-    constexpr Job jobs[] = {
+    constexpr auto jobs = std::to_array<Job>({
         {u"safari", "x-scheme-handler/https", "WebBrowser"},
         {u"finder", "inode/directory", "FileManager"},
         {u"mail", "x-scheme-handler/mailto", "Email"},
@@ -262,9 +265,9 @@ std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
         {u"music", "audio/mpeg", "Music"},
         {u"calendar", "text/calendar", "Calendar"},
         {u"notes", "application/x-note", "X-Notes"},
-    };
+    });
     const auto *const job = std::ranges::find(jobs, QStringView(stockName), &Job::stockName);
-    if (job == std::end(jobs))
+    if (job == jobs.end())
         return std::nullopt;
     EntryPtr entry = defaultFor(job->contentType);
     if (!entry)

@@ -24,10 +24,6 @@ namespace DesktopEntries {
 /// The entry's name in the user's language.
 [[nodiscard]] QString name(const QString &location);
 
-/// The entry of the application that a window belongs to: the one that claims the window's class,
-/// is named after it, or starts the window's program.
-[[nodiscard]] std::optional<InstalledApplication> forWindow(const X11Window &window);
-
 /// This desktop's default for what the Mac's stock application of that name does.
 [[nodiscard]] std::optional<QString> counterpart(const QString &stockName);
 
@@ -37,4 +33,26 @@ namespace DesktopEntries {
 
 /// Starts the application, with an address where there is one. A sentence where it cannot be done.
 [[nodiscard]] std::optional<QString> start(const QString &location, const QByteArray &uri = {});
+
+/// Finds the entries that windows belong to, among those that there were when it was made.
+class Matcher
+{
+public:
+    Matcher();
+
+    /// The entry that claims the window's class, is named after it, or starts its program.
+    [[nodiscard]] std::optional<InstalledApplication> operator()(const X11Window &window) const;
+
+private:
+    struct Candidate
+    {
+        InstalledApplication application;
+        QString claimedClass;
+        QString id;
+        QString lastSegment; ///< "dolphin" of "org.kde.dolphin".
+        QString program;
+    };
+
+    QList<Candidate> m_candidates;
+};
 } // namespace DesktopEntries

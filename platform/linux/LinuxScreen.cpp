@@ -13,13 +13,14 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
     const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
     if (!snapshot)
         return std::nullopt;
+    const WindowOwners owners;
     QList<WindowInfo> shown;
     for (const X11Window &window : snapshot->windows) {
         if (!window.onScreen || window.kind == X11Window::Kind::desktop)
             continue;
         shown.append({.layer = window.kind == X11Window::Kind::ordinary ? 0 : extraLayer,
                       .owner = window.owner,
-                      .ownerName = ownerOf(window).name,
+                      .ownerName = owners.of(window).name,
                       .title = window.title});
     }
     return shown;

@@ -11,6 +11,7 @@
 #include <QFile>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 bool isOrdinary(const X11Window &window)
@@ -27,17 +28,29 @@ QByteArray uriOf(const std::filesystem::path &path)
 // nearest to them otherwise.
 std::optional<X11Window> frontWindow(const X11Snapshot &snapshot)
 {
-    if (!snapshot.active || !isOurs(*snapshot.active))
-        return snapshot.active;
+    const std::optional<X11Window> &active = snapshot.active;
+    if (!active || !isOurs(*active))
+        return active;
     const auto next = std::ranges::find_if(snapshot.windows, [](const X11Window &window) {
         return isOrdinary(window) && window.onScreen && !isOurs(window);
     });
     return next == snapshot.windows.end() ? std::nullopt : std::optional(*next);
 }
 
-Application application(const X11Window &window)
+// The list by age may lag behind the other one: what it does not have yet is the youngest.
+QList<X11Window> inOrderOfAge(const X11Snapshot &snapshot)
 {
-    const WindowOwner owner = ownerOf(window);
+    QList<X11Window> windows = snapshot.windows;
+    std::ranges::sort(windows, {}, [&](const X11Window &window) {
+        const qsizetype age = snapshot.clients.indexOf(window.id);
+        return std::pair(age < 0 ? snapshot.clients.size() : age, window.id);
+    });
+    return windows;
+}
+
+Application application(const X11Window &window, const WindowOwners &owners)
+{
+    const WindowOwner owner = owners.of(window);
     return {.pid = window.owner.value_or(ProcessId{}),
             .name = owner.name,
             .policy = isOrdinary(window) ? ActivationPolicy::regular : ActivationPolicy::accessory,
@@ -49,21 +62,22 @@ std::optional<Application> LinuxWorkspace::frontmostApplication()
 {
     const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
     const std::optional<X11Window> front = snapshot ? frontWindow(*snapshot) : std::nullopt;
-    return front ? std::optional(application(*front)) : std::nullopt;
+    return front ? std::optional(application(*front, WindowOwners())) : std::nullopt;
 }
 
 QList<Application> LinuxWorkspace::runningApplications()
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    const WindowOwners owners;
     QList<Application> applications;
-    for (const X11WindowId id : snapshot.clients) {
-        const auto window = std::ranges::find(snapshot.windows, id, &X11Window::id);
-        if (window == snapshot.windows.end() || !window->owner || isOurs(*window))
+    for (const X11Window &window : inOrderOfAge(snapshot)) {
+        if (!window.owner || isOurs(window))
             continue;
-        const auto known = std::ranges::find(applications, *window->owner, &Application::pid);
+        const Application owner = application(window, owners);
+        const auto known = std::ranges::find(applications, owner.pid, &Application::pid);
         if (known == applications.end())
-            applications.append(application(*window));
-        else if (isOrdinary(*window))
+            applications.append(owner);
+        else if (isOrdinary(window))
             known->policy = ActivationPolicy::regular;
     }
     return applications;
@@ -116,7 +130,8 @@ QFuture<void> LinuxWorkspace::open(const QUrl &url, const QString &location)
 void LinuxWorkspace::terminate(ProcessId application)
 {
     QList<X11WindowId> windows;
-    for (const X11Window &window : m_desktop.snapshot().value_or(X11Snapshot()).windows) {
+    const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    for (const X11Window &window : snapshot.windows) {
         if (window.owner == application && window.kind != X11Window::Kind::desktop)
             windows.append(window.id);
     }
@@ -149,8 +164,10 @@ void LinuxWorkspace::trash(const std::filesystem::path &item)
 
 std::optional<X11WindowId> LinuxWorkspace::windowOf(const QString &location)
 {
-    for (const X11Window &window : m_desktop.snapshot().value_or(X11Snapshot()).windows) {
-        if (isOrdinary(window) && ownerOf(window).location == location)
+    const WindowOwners owners;
+    const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    for (const X11Window &window : snapshot.windows) {
+        if (isOrdinary(window) && owners.of(window).location == location)
             return window.id;
     }
     return std::nullopt;

@@ -1,13 +1,12 @@
 #include "platform/linux/WindowOwner.h"
 
-#include "platform/linux/DesktopEntries.h"
 #include "platform/linux/X11Connection.h"
 
 #include <QCoreApplication>
 
-WindowOwner ownerOf(const X11Window &window)
+WindowOwner WindowOwners::of(const X11Window &window) const
 {
-    if (const auto application = DesktopEntries::forWindow(window))
+    if (const auto application = m_entryOf(window))
         return {application->names.constFirst(), application->location};
     for (const QString &name : {window.className, window.instanceName}) {
         if (!name.isEmpty())

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
+#include "platform/linux/DesktopEntries.h"
 
 #include <QString>
 
@@ -15,7 +16,16 @@ struct WindowOwner
     std::optional<QString> location; ///< Its desktop entry, where it has one.
 };
 
-[[nodiscard]] WindowOwner ownerOf(const X11Window &window);
+/// The owners of windows, as the desktop entries at one moment tell them. Reading all entries takes
+/// longer than everything else: one of these serves for all windows.
+class WindowOwners
+{
+public:
+    [[nodiscard]] WindowOwner of(const X11Window &window) const;
+
+private:
+    DesktopEntries::Matcher m_entryOf;
+};
 
 /// Whether the window is this program's own.
 [[nodiscard]] bool isOurs(const X11Window &window);

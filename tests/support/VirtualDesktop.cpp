@@ -5,12 +5,8 @@
 #include <QFileInfo>
 
 #include <csignal>
-#include <cstdlib>
-#include <poll.h>
-#include <string_view>
 #include <sys/prctl.h>
 #include <unistd.h>
-#include <xcb/xcb.h>
 
 namespace {
 constexpr int startLimit = 20'000;
@@ -40,18 +36,6 @@ QByteArray firstLine(QProcess &process)
         }
     }
     return process.readLine().trimmed();
-}
-
-xcb_atom_t atom(xcb_connection_t *connection, std::string_view name)
-{
-    xcb_intern_atom_reply_t *const reply = xcb_intern_atom_reply(
-        connection, xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data()),
-        nullptr);
-    if (!reply)
-        qFatal("The X server does not answer.");
-    const xcb_atom_t result = reply->atom;
-    std::free(reply);
-    return result;
 }
 
 void setVariable(const char *name, const QString &value)
@@ -170,23 +154,8 @@ void VirtualDesktop::startBus()
 
 void VirtualDesktop::startWindowManager()
 {
-    xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    const uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_change_window_attributes(connection, root, XCB_CW_EVENT_MASK, &events);
-    // A window manager tells its list of windows as soon as it manages any.
-    const xcb_atom_t announcement = atom(connection, "_NET_CLIENT_LIST_STACKING");
-    start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
-    pollfd source{xcb_get_file_descriptor(connection), POLLIN, 0};
-    for (bool announced = false; !announced;) {
-        while (xcb_generic_event_t *const event = xcb_poll_for_event(connection)) {
-            const auto *const change = reinterpret_cast<xcb_property_notify_event_t *>(event);
-            announced = announced || ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY &&
-                                      change->atom == announcement);
-            std::free(event);
-        }
-        if (!announced && poll(&source, 1, startLimit) <= 0)
-            qFatal("openbox did not start.");
-    }
-    xcb_disconnect(connection);
+    // It runs the command when it manages windows, and not before.
+    firstLine(start(QStringLiteral("openbox"),
+                    {QStringLiteral("--sm-disable"), QStringLiteral("--startup"),
+                     QStringLiteral("echo ready")}));
 }
