@@ -22,6 +22,14 @@ public:
         expect("shown");
     }
 
+    ~TestWindow()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+    TestWindow(const TestWindow &) = delete;
+    TestWindow &operator=(const TestWindow &) = delete;
+
     [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
 
     [[nodiscard]] bool isThere() const { return m_process.state() != QProcess::NotRunning; }
