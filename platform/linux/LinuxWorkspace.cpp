@@ -38,12 +38,14 @@ std::optional<X11Window> frontWindow(const X11Snapshot &snapshot)
 }
 
 // The list by age may lag behind the other one: what it does not have yet is the youngest.
-QList<X11Window> inOrderOfAge(const X11Snapshot &snapshot)
+QList<const X11Window *> inOrderOfAge(const X11Snapshot &snapshot)
 {
-    QList<X11Window> windows = snapshot.windows;
-    std::ranges::sort(windows, {}, [&](const X11Window &window) {
-        const qsizetype age = snapshot.clients.indexOf(window.id);
-        return std::pair(age < 0 ? snapshot.clients.size() : age, window.id);
+    QList<const X11Window *> windows;
+    for (const X11Window &window : snapshot.windows)
+        windows.append(&window);
+    std::ranges::sort(windows, {}, [&](const X11Window *window) {
+        const qsizetype age = snapshot.clients.indexOf(window->id);
+        return std::pair(age < 0 ? snapshot.clients.size() : age, window->id);
     });
     return windows;
 }
@@ -70,14 +72,14 @@ QList<Application> LinuxWorkspace::runningApplications()
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
     const WindowOwners owners;
     QList<Application> applications;
-    for (const X11Window &window : inOrderOfAge(snapshot)) {
-        if (!window.owner || isOurs(window))
+    for (const X11Window *const window : inOrderOfAge(snapshot)) {
+        if (!window->owner || isOurs(*window))
             continue;
-        const Application owner = application(window, owners);
+        const Application owner = application(*window, owners);
         const auto known = std::ranges::find(applications, owner.pid, &Application::pid);
         if (known == applications.end())
             applications.append(owner);
-        else if (isOrdinary(window))
+        else if (isOrdinary(*window))
             known->policy = ActivationPolicy::regular;
     }
     return applications;
