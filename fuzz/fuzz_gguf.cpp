@@ -1,5 +1,5 @@
-// A model file may be anything: whatever it is, the engine loads it or fails, generates or fails, and
-// the program lives on.
+// A model file may be anything: whatever it is, the engine loads it or fails, generates or fails,
+// and the program lives on.
 #include "inference/LlamaEngine.h"
 
 #include <QCoreApplication>
