@@ -606,8 +606,10 @@ void DownloadTest::sendsNoCookieBack()
     m_server->setAnswer(QStringLiteral("/elsewhere"), answer);
     m_server->setAnswer(QStringLiteral("/model.gguf"), redirect);
     finish(m_server->url(QStringLiteral("/model.gguf")));
-    QCOMPARE(m_server->requests().size(), 2);
-    QVERIFY(!m_server->requests().last().head.contains("visitor"));
+    // How many there are is Qt's: it asks once more where a connection ended under it.
+    QCOMPARE(m_server->requests().last().path, QByteArray("/elsewhere"));
+    for (const HttpServer::Request &request : m_server->requests())
+        QVERIFY(!request.head.contains("visitor"));
 }
 
 void DownloadTest::replacesWhatStandsInItsPlace_data()
