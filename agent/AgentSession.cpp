@@ -90,10 +90,12 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
     for (int pass = 0; pass < maxSteps && !task->isCancelled(); ++pass) {
         setStatus(QStringLiteral("Thinking…"));
         clearPreview();
+        // Made outside of the co_await: gcc 12 destroys a callable that is made in one twice.
+        const InferenceEngine::OnToken onToken = preview();
         QString reply;
         std::optional<QString> error;
         try {
-            reply = co_await engine->generate(conversation, maxReplyTokens, preview());
+            reply = co_await engine->generate(conversation, maxReplyTokens, onToken);
         } catch (const std::exception &failure) {
             error = QString::fromUtf8(failure.what());
         }

@@ -31,8 +31,10 @@ target_compile_options(quillon_options INTERFACE
     $<$<BOOL:${QUILLON_WARNINGS_AS_ERRORS}>:-Werror>
     $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
 if(QUILLON_SANITIZERS)
+    # gcc loses sight of what is initialised in instrumented code.
     target_compile_options(quillon_options INTERFACE
-        -fsanitize=${QUILLON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g)
+        -fsanitize=${QUILLON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(quillon_options INTERFACE -fsanitize=${QUILLON_SANITIZERS})
 endif()
 

@@ -12,10 +12,7 @@ public:
     enum Case { notLoaded, loadFailed, contextFailed, tokenizeFailed, decodeFailed };
 
     // Implicit, so that an error is thrown and compared by its case's name.
-    InferenceError(Case reason) noexcept
-        : m_case(reason)
-    {
-    }
+    InferenceError(Case reason) noexcept : m_case(reason) {}
 
     [[nodiscard]] Case reason() const noexcept { return m_case; }
     [[nodiscard]] QString description() const { return QString::fromUtf8(what()); }

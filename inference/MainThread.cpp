@@ -9,8 +9,7 @@
 #include <mutex>
 #include <utility>
 
-namespace
-{
+namespace {
 // The work waits under a standard lock, and the event that announces it carries nothing: so what
 // the poster wrote is visible to the main thread by our own doing, and to ThreadSanitizer too.
 class Mailbox final : public QObject

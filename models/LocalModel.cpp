@@ -30,6 +30,12 @@ LocalModel offer(const QString &id, const QString &name, const QString &detail,
     return {id, name, detail, hubUrl(account, repository, fileName), fileName, sizeMB};
 }
 
+std::string utf8(const QString &value)
+{
+    const QByteArray bytes = value.toUtf8();
+    return {bytes.begin(), bytes.end()};
+}
+
 QString text(const json &object, const char *key)
 {
     return QString::fromStdString(object.at(key).get_ref<const std::string &>());
@@ -80,11 +86,11 @@ size_t qHash(const LocalModel &model, size_t seed)
 
 void to_json(json &record, const LocalModel &model)
 {
-    record = {{"id", model.id.toStdString()},
-              {"name", model.name.toStdString()},
-              {"detail", model.detail.toStdString()},
-              {"url", model.url.toEncoded().toStdString()},
-              {"fileName", model.fileName.toStdString()},
+    record = {{"id", utf8(model.id)},
+              {"name", utf8(model.name)},
+              {"detail", utf8(model.detail)},
+              {"url", utf8(model.url.toString(QUrl::FullyEncoded))},
+              {"fileName", utf8(model.fileName)},
               {"sizeMB", model.sizeMB}};
 }
 

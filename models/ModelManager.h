@@ -9,6 +9,8 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
+#include <vector>
 
 class Download;
 
@@ -27,7 +29,7 @@ public:
 
         Case kind = Case::needsDownload;
         double progress = 0; ///< 0 to 1, while downloading.
-        QString message; ///< One sentence for the user, after a failure.
+        QString message;     ///< One sentence for the user, after a failure.
 
         static State needsDownload() { return {Case::needsDownload, 0, {}}; }
         static State downloading(double progress) { return {Case::downloading, progress, {}}; }
@@ -86,10 +88,15 @@ Q_SIGNALS:
 private:
     void setState(State state);
     void setSelected(const LocalModel &model);
+    void startLoading();
+    void endDownload(const std::optional<QString> &failure);
+    void forgetEndedTasks();
 
     State m_state;
     LocalModel m_selected;
     const std::shared_ptr<InferenceEngine> m_engine;
     const std::chrono::milliseconds m_patience;
-    std::unique_ptr<Download> m_task; ///< The running transfer.
+    std::unique_ptr<Download> m_task;                        ///< The running transfer.
+    std::vector<std::unique_ptr<Download>> m_cancelledTasks; ///< Their threads tidy up.
+    int m_choice = 0; ///< Counts the selections, for loads that end after a newer one.
 };

@@ -90,8 +90,8 @@ bool PartialFile::flush()
 
 bool PartialFile::moveTo(const QString &path)
 {
-    const std::filesystem::path from = QFile::encodeName(m_file.fileName()).toStdString();
-    const std::filesystem::path to = QFile::encodeName(path).toStdString();
+    const std::filesystem::path from = QFile::encodeName(m_file.fileName()).constData();
+    const std::filesystem::path to = QFile::encodeName(path).constData();
     std::error_code error;
     std::filesystem::rename(from, to, error);
     std::error_code ignored;

@@ -15,8 +15,8 @@ using namespace std::chrono_literals;
 namespace {
 // What the network may be ahead of the disk, and what goes to the disk at once: measured, larger
 // ones bring no more.
-constexpr qint64 bufferSize = 1024 * 1024;
-constexpr size_t chunkSize = 256 * 1024;
+constexpr qint64 bufferSize = 4'194'304;
+constexpr size_t chunkSize = 262'144;
 // A step of the loop ends here, so that a cancel is heard however fast the body comes.
 constexpr int chunksPerStep = 16;
 // More often than the eye follows is of no use to a progress bar.
@@ -52,7 +52,7 @@ Reception::Reception(QString folder, PartialFile &file, QEventLoop &loop, OnProg
             [this] { end(QStringLiteral("The request timed out.")); });
     m_nextReport.setSingleShot(true);
     m_nextReport.setInterval(reportInterval);
-    connect(&m_nextReport, &QTimer::timeout, this, &Reception::report);
+    connect(&m_nextReport, &QTimer::timeout, this, [this] { report(); });
 }
 
 Reception::~Reception() = default;
@@ -62,8 +62,8 @@ void Reception::start(const QUrl &url, std::chrono::milliseconds patience)
     m_reply.reset(m_network.get(makeRequest(url)));
     m_reply->setReadBufferSize(bufferSize);
     connect(m_reply.get(), &QNetworkReply::redirected, this, [this] { m_stall.start(); });
-    connect(m_reply.get(), &QNetworkReply::metaDataChanged, this, &Reception::readHeaders);
-    connect(m_reply.get(), &QNetworkReply::readyRead, this, &Reception::readBody);
+    connect(m_reply.get(), &QNetworkReply::metaDataChanged, this, [this] { readHeaders(); });
+    connect(m_reply.get(), &QNetworkReply::readyRead, this, [this] { readBody(); });
     connect(m_reply.get(), &QNetworkReply::finished, this, [this] {
         m_finished = true;
         readBody();
@@ -92,7 +92,7 @@ void Reception::readBody()
         return;
     m_stall.start();
     if (m_reply->bytesAvailable() > 0)
-        QMetaObject::invokeMethod(this, &Reception::readBody, Qt::QueuedConnection);
+        QTimer::singleShot(0, this, [this] { readBody(); });
     else if (m_finished)
         conclude();
 }

@@ -9,8 +9,7 @@
 
 #include <memory>
 
-namespace
-{
+namespace {
 // Nothing becomes the empty text.
 QString text(NSString *string)
 {
@@ -42,10 +41,9 @@ NSURL *address(const QUrl &url)
 
 Application record(NSRunningApplication *application)
 {
-    return ApplicationBundles::running(application.processIdentifier,
-                                       text(application.localizedName),
-                                       application.activationPolicy,
-                                       text(application.bundleURL.path));
+    return ApplicationBundles::running(
+        application.processIdentifier, text(application.localizedName),
+        application.activationPolicy, text(application.bundleURL.path));
 }
 
 NSWorkspaceOpenConfiguration *activating()
@@ -67,10 +65,10 @@ using Completion = void (^)(NSRunningApplication *, NSError *);
 Completion settling(const std::shared_ptr<QPromise<void>> &promise)
 {
     return ^(NSRunningApplication *, NSError *error) {
-        const std::optional<QString> sentence = failure(error);
-        dispatch_async(dispatch_get_main_queue(), ^{
-            settle(*promise, sentence);
-        });
+      const std::optional<QString> sentence = failure(error);
+      dispatch_async(dispatch_get_main_queue(), ^{
+        settle(*promise, sentence);
+      });
     };
 }
 

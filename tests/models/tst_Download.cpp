@@ -254,7 +254,7 @@ void DownloadTest::bringsTheWholeBody_data()
         {"up to the connection's end", Framing::close},
     };
     for (const auto &[name, framing] : framings) {
-        for (const qint64 size : {0, 1, 256 * 1024, 5'000'001, 60'000'000})
+        for (const qint64 size : {0, 1, 256 * 1024, 5'000'001, 20'000'000})
             QTest::addRow("%lld bytes %s", static_cast<long long>(size), name) << framing << size;
     }
 }
@@ -411,7 +411,7 @@ void DownloadTest::failsWhenTheConnectionEndsEarly_data()
 {
     QTest::addColumn<Framing>("framing");
     QTest::addColumn<qint64>("at");
-    for (const qint64 at : {0, 1, 70'000, 2'999'999, 40'000'000}) {
+    for (const qint64 at : {0, 1, 70'000, 2'999'999, 15'000'000}) {
         QTest::addRow("after %lld bytes of a length", static_cast<long long>(at))
             << Framing::length << at;
         QTest::addRow("after %lld bytes in chunks", static_cast<long long>(at))
@@ -425,7 +425,7 @@ void DownloadTest::failsWhenTheConnectionEndsEarly()
     QFETCH(const qint64, at);
     Answer answer;
     answer.body = pattern(50'000);
-    answer.size = at < 3'000'000 ? 3'000'000 : 50'000'000;
+    answer.size = at < 3'000'000 ? 3'000'000 : 20'000'000;
     answer.framing = framing;
     answer.cutAfter = at;
     m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
@@ -606,8 +606,10 @@ void DownloadTest::sendsNoCookieBack()
     m_server->setAnswer(QStringLiteral("/elsewhere"), answer);
     m_server->setAnswer(QStringLiteral("/model.gguf"), redirect);
     finish(m_server->url(QStringLiteral("/model.gguf")));
-    QCOMPARE(m_server->requests().size(), 2);
-    QVERIFY(!m_server->requests().last().head.contains("visitor"));
+    // How many there are is Qt's: it asks once more where a connection ended under it.
+    QCOMPARE(m_server->requests().last().path, QByteArray("/elsewhere"));
+    for (const HttpServer::Request &request : m_server->requests())
+        QVERIFY(!request.head.contains("visitor"));
 }
 
 void DownloadTest::replacesWhatStandsInItsPlace_data()

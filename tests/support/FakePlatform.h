@@ -69,7 +69,7 @@ public:
 };
 
 /// Stands in for the system's platform for as long as it lives.
-class FakePlatform final : public Platform
+class FakePlatform : public Platform
 {
 public:
     Workspace &workspace() override { return desk; }

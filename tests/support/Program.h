@@ -19,10 +19,10 @@ public:
 
     struct Options
     {
-        QMap<QString, QString> environment; ///< In place of the whole inherited one.
+        QMap<QString, QString> environment = {}; ///< In place of the whole inherited one.
         Input input = Input::nothing;
-        QByteArray typedAhead;  ///< On the terminal before the program starts.
-        bool hasNetwork = true; ///< Without: no internet socket can be made.
+        QByteArray typedAhead = {}; ///< On the terminal before the program starts.
+        bool hasNetwork = true;     ///< Without: no internet socket can be made.
     };
 
     Program(const QString &path, const QStringList &arguments, const Options &options);

@@ -16,7 +16,7 @@ void ScriptedEngine::Gate::release()
     MainThread::post([waiting] { waiting.resume(); });
 }
 
-void ScriptedEngine::Gate::await_suspend(std::coroutine_handle<> waiting)
+void ScriptedEngine::Gate::enter(std::coroutine_handle<> waiting)
 {
     m_waiting.push_back(waiting);
     if (!m_held) {
@@ -36,7 +36,7 @@ QCoro::Task<> ScriptedEngine::load(QString modelPath)
 {
     m_loaded = false;
     m_loads += modelPath;
-    co_await m_loadGate;
+    co_await m_loadGate.pass();
     if (m_loadError)
         throw InferenceError(*m_loadError);
     m_loaded = true;
@@ -55,7 +55,7 @@ QCoro::Task<QString> ScriptedEngine::generate(QList<ChatMessage> conversation, i
     m_generations += Generation{std::move(conversation), maxTokens};
     m_onToken = std::move(onToken);
     ++m_generationsRunning;
-    co_await m_generationGate;
+    co_await m_generationGate.pass();
 
     Reply reply = InferenceError(InferenceError::decodeFailed);
     if (!m_loaded)
@@ -71,7 +71,7 @@ QCoro::Task<QString> ScriptedEngine::generate(QList<ChatMessage> conversation, i
         at += length;
     }
     // The pieces reach the main thread before the reply does.
-    co_await m_turnOfTheLoop;
+    co_await m_turnOfTheLoop.pass();
     --m_generationsRunning;
     if (!text)
         throw InferenceError(std::get<InferenceError>(reply));

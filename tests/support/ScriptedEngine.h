@@ -65,11 +65,19 @@ private:
         void hold() { m_held = true; }
         void release();
 
-        [[nodiscard]] bool await_ready() const noexcept { return false; }
-        void await_suspend(std::coroutine_handle<> waiting);
-        void await_resume() const noexcept {}
+        /// Small, because gcc 12 copies what is awaited.
+        struct Pass
+        {
+            Gate &gate;
+            [[nodiscard]] bool await_ready() const noexcept { return false; }
+            void await_suspend(std::coroutine_handle<> waiting) const { gate.enter(waiting); }
+            void await_resume() const noexcept {}
+        };
+        [[nodiscard]] Pass pass() { return {*this}; }
 
     private:
+        void enter(std::coroutine_handle<> waiting);
+
         bool m_held = false;
         int m_permits = 0;
         std::deque<std::coroutine_handle<>> m_waiting;

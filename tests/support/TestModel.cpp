@@ -18,8 +18,13 @@
 // gate: a gate is open when its reply stands in the prompt. An output row can then say "after this
 // token", "while this gate is open" and "not while that gate is open".
 namespace {
-constexpr std::size_t headWidth = 32; // also the most gates, since one head carries them all
-constexpr std::size_t feedForwardWidth = 32;
+constexpr qsizetype mostReplies = 32;
+constexpr std::size_t feedForwardWidth = 8; // unused, but there must be some
+
+std::size_t roundedUp(std::size_t number, std::size_t step)
+{
+    return (number + step - 1) / step * step;
+}
 
 // A mean over a context of 4096 tokens is to open a gate by at least 1. The value itself stays
 // small because the sum of all values is made in half precision.
@@ -57,7 +62,8 @@ public:
     explicit Weights(const TestVocabulary &vocabulary);
 
     [[nodiscard]] std::size_t width() const { return m_width; }
-    [[nodiscard]] std::size_t heads() const { return m_width / headWidth; }
+    [[nodiscard]] std::size_t headWidth() const { return m_value.height(); }
+    [[nodiscard]] std::size_t heads() const { return m_width / headWidth(); }
     [[nodiscard]] const Matrix &embedding() const { return m_embedding; }
     [[nodiscard]] const Matrix &value() const { return m_value; }
     [[nodiscard]] const Matrix &attentionOutput() const { return m_attentionOutput; }
@@ -69,6 +75,7 @@ private:
     {
         std::vector<std::size_t> ofToken; // 0 for all tokens without a dimension of their own
         std::size_t firstGate = 0;
+        std::size_t headWidth = 0; // one head carries all gates
         std::size_t width = 0;
     };
 
@@ -101,7 +108,8 @@ Weights::Places Weights::placesFor(const TestVocabulary &vocabulary)
     }
     places.firstGate = next;
     next += vocabulary.scripts().size();
-    places.width = (next + headWidth - 1) / headWidth * headWidth;
+    places.headWidth = roundedUp(vocabulary.scripts().size(), 8);
+    places.width = roundedUp(next, places.headWidth);
     return places;
 }
 
@@ -110,7 +118,7 @@ Weights::Weights(const TestVocabulary &vocabulary) : Weights(vocabulary, placesF
 Weights::Weights(const TestVocabulary &vocabulary, const Places &places)
     : m_width(places.width)
     , m_embedding(m_width, vocabulary.tokens().size())
-    , m_value(m_width, headWidth)
+    , m_value(m_width, places.headWidth)
     , m_attentionOutput(m_width, m_width)
     , m_output(m_width, vocabulary.tokens().size())
 {
@@ -259,7 +267,7 @@ void addTensors(File &file, const Weights &weights)
     file.matrix("token_embd.weight", weights.embedding());
     file.norm("blk.0.attn_norm.weight", width);
     file.matrix("blk.0.attn_q.weight", Matrix(width, width));
-    file.matrix("blk.0.attn_k.weight", Matrix(width, headWidth));
+    file.matrix("blk.0.attn_k.weight", Matrix(width, weights.headWidth()));
     file.matrix("blk.0.attn_v.weight", weights.value());
     file.matrix("blk.0.attn_output.weight", weights.attentionOutput());
     file.norm("blk.0.ffn_norm.weight", width);
@@ -293,9 +301,9 @@ TestModel TestModel::saying(const QList<QByteArray> &texts)
 
 void TestModel::write(const QString &path) const
 {
-    if (replies.isEmpty() || replies.size() > static_cast<qsizetype>(headWidth))
+    if (replies.isEmpty() || replies.size() > mostReplies)
         throw std::invalid_argument("a test model gives 1 to 32 replies");
-    const TestVocabulary vocabulary(replies, bytesPerPiece);
+    const TestVocabulary vocabulary(*this);
     const Weights weights(vocabulary);
 
     File file;

@@ -24,7 +24,8 @@ struct TestModel
         /// What the model says. Cut automatically unless pieces are given.
         QByteArray text;
         /// The reply cut by hand: each piece is one token, and an empty piece is a control token
-        /// that renders as nothing. Then the text is not looked at.
+        /// that renders as nothing. Then the text is not looked at. A single printable ASCII
+        /// character cannot be a piece.
         QList<QByteArray> pieces = {};
         /// False: no end of generation follows, the reply starts again.
         bool ends = true;
@@ -37,6 +38,9 @@ struct TestModel
     bool addsStartToken = false;
     /// The length of the pieces that texts are cut into; some get longer so that all differ.
     int bytesPerPiece = 6;
+    /// The bytes that prompts are made of; all others are lost on the way to the model. Few of them
+    /// make a file of a few kilobytes. Empty: every byte.
+    QByteArray alphabet = {};
     /// Changes keys of the file before it is written, to make it a broken one.
     std::function<void(gguf_context *)> adjust = {};
 

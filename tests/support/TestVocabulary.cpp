@@ -33,17 +33,20 @@ std::string markerText(const TestModel::Reply &reply)
 constexpr std::string_view promptEnd = "<|im_start|>assistant\n";
 } // namespace
 
-TestVocabulary::TestVocabulary(const QList<TestModel::Reply> &replies, int bytesPerPiece)
+TestVocabulary::TestVocabulary(const TestModel &model)
 {
-    for (int byte = 0; byte < 256; ++byte)
-        add(byteText(byte), Kind::normal);
+    for (int byte = 0; byte < 256; ++byte) {
+        if (model.alphabet.isEmpty() || model.alphabet.contains(char(byte)))
+            add(byteText(byte), Kind::normal);
+    }
     m_start = add("<|begin_of_text|>", Kind::control);
     add("<|im_start|>", Kind::control);
     m_end = add("<|im_end|>", Kind::control);
 
-    addMarkers(replies);
-    for (qsizetype i = 0; i < replies.size(); ++i)
-        addPieces(replies[i], m_scripts[static_cast<std::size_t>(i)], bytesPerPiece);
+    addMarkers(model.replies);
+    for (qsizetype i = 0; i < model.replies.size(); ++i) {
+        addPieces(model.replies[i], m_scripts[static_cast<std::size_t>(i)], model.bytesPerPiece);
+    }
 }
 
 std::size_t TestVocabulary::add(std::string text, Kind kind)

@@ -28,7 +28,7 @@ public:
     };
 
     /// Throws std::invalid_argument if the replies cannot be told apart or cut into private tokens.
-    TestVocabulary(const QList<TestModel::Reply> &replies, int bytesPerPiece);
+    explicit TestVocabulary(const TestModel &model);
 
     [[nodiscard]] const std::vector<Token> &tokens() const { return m_tokens; }
     [[nodiscard]] const std::vector<Script> &scripts() const { return m_scripts; }

@@ -22,8 +22,11 @@ public:
         expect("shown");
     }
 
-    ~TestWindow() { end(); }
-
+    ~TestWindow()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
     TestWindow(const TestWindow &) = delete;
     TestWindow &operator=(const TestWindow &) = delete;
 

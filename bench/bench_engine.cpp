@@ -1,0 +1,249 @@
+// LlamaEngine beside the least code that makes the same library calls: the same file and parameters
+// in the same process, in turns, on a tiny model and on one of the usual size.
+#include "bench/BareLoop.h"
+#include "bench/Measure.h"
+#include "bench/ShapedModel.h"
+#include "inference/LlamaEngine.h"
+#include "support/TestModel.h"
+
+#include <llama.h>
+
+#include <QCoreApplication>
+#include <QCoro/QCoroTask>
+#include <QDir>
+#include <QProcess>
+#include <QTemporaryDir>
+
+namespace {
+using Measure::Json;
+
+// One generation: how long until the first token, and how long each further one took.
+struct Generation
+{
+    double promptSeconds = 0;
+    double tokenSeconds = 0;
+    double wholeSeconds = 0;
+};
+
+class TokenClock
+{
+public:
+    void tick()
+    {
+        m_last = m_watch.seconds();
+        if (m_count++ == 0)
+            m_first = m_last;
+    }
+
+    [[nodiscard]] Generation generation(int expectedTokens) const
+    {
+        if (m_count != expectedTokens)
+            throw std::runtime_error("The model ended its reply early.");
+        return {.promptSeconds = m_first,
+                .tokenSeconds = (m_last - m_first) / (m_count - 1),
+                .wholeSeconds = m_watch.seconds()};
+    }
+
+private:
+    Measure::Stopwatch m_watch;
+    double m_first = 0;
+    double m_last = 0;
+    int m_count = 0;
+};
+
+struct Workload
+{
+    QString file;
+    QList<ChatMessage> conversation;
+    int tokens = 0;
+    int rounds = 0;
+};
+
+Generation generate(BareLoop &bare, const Workload &work)
+{
+    TokenClock clock;
+    bare.generate(work.conversation, work.tokens, [&clock](const std::string &) { clock.tick(); });
+    return clock.generation(work.tokens);
+}
+
+Generation generate(InferenceEngine &engine, const Workload &work)
+{
+    TokenClock clock;
+    QCoro::waitFor(engine.generate(work.conversation, work.tokens,
+                                   [&clock](const QString &) { clock.tick(); }));
+    return clock.generation(work.tokens);
+}
+
+struct Series
+{
+    std::vector<double> prompt;
+    std::vector<double> token;
+    std::vector<double> whole;
+
+    void add(const Generation &generation)
+    {
+        prompt.push_back(generation.promptSeconds);
+        token.push_back(generation.tokenSeconds);
+        whole.push_back(generation.wholeSeconds);
+    }
+};
+
+Json comparison(const std::vector<double> &engine, const std::vector<double> &bare)
+{
+    return {{"ratio", Measure::summarize(Measure::ratios(engine, bare))},
+            {"ratioOfTheFastest", *std::min_element(engine.begin(), engine.end()) /
+                                      *std::min_element(bare.begin(), bare.end())},
+            {"noise", Measure::summarize(Measure::neighbourRatios(bare))},
+            {"engineSeconds", Measure::summarize(engine)},
+            {"bareSeconds", Measure::summarize(bare)}};
+}
+
+Json compareTimes(const Workload &work)
+{
+    BareLoop bare(work.file);
+    LlamaEngine engine;
+    QCoro::waitFor(engine.load(work.file));
+    // The first run of each touches its memory for the first time.
+    generate(bare, work);
+    generate(engine, work);
+
+    Series engineSeries;
+    Series bareSeries;
+    for (int round = 0; round < work.rounds; ++round) {
+        if (round % 10 == 0)
+            Measure::say("engine: round " + std::to_string(round));
+        // Who goes first changes, so that neither always finds the caches as the other left them.
+        const bool bareFirst = round % 2 == 0;
+        if (bareFirst)
+            bareSeries.add(generate(bare, work));
+        engineSeries.add(generate(engine, work));
+        if (!bareFirst)
+            bareSeries.add(generate(bare, work));
+    }
+    return {{"promptToFirstToken", comparison(engineSeries.prompt, bareSeries.prompt)},
+            {"perToken", comparison(engineSeries.token, bareSeries.token)},
+            {"wholeReply", comparison(engineSeries.whole, bareSeries.whole)},
+            {"replyTokens", work.tokens}};
+}
+
+// Another process each time, as memory that was used once rarely goes back.
+double peakMemory(const QString &which, const QString &kind)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(),
+                  {QStringLiteral("--memory"), which, kind});
+    process.waitForFinished(-1);
+    bool isNumber = false;
+    const double megabytes = process.readAllStandardOutput().trimmed().toDouble(&isNumber);
+    if (!isNumber)
+        throw std::runtime_error("The memory could not be measured.");
+    return megabytes;
+}
+
+Json compareMemory(const QString &kind)
+{
+    constexpr int rounds = 3;
+    std::vector<double> engine;
+    std::vector<double> bare;
+    for (int round = 0; round < rounds; ++round) {
+        bare.push_back(peakMemory(QStringLiteral("bare"), kind));
+        engine.push_back(peakMemory(QStringLiteral("engine"), kind));
+    }
+    const Measure::Summary engineSummary = Measure::summarize(engine);
+    const Measure::Summary bareSummary = Measure::summarize(bare);
+    return {{"engineMB", engineSummary},
+            {"bareMB", bareSummary},
+            {"differenceMB", engineSummary.median - bareSummary.median}};
+}
+
+QList<ChatMessage> conversation(qsizetype letters)
+{
+    return {{Role::system, QStringLiteral("Answer with one object. ").repeated(letters / 24)},
+            {Role::user, QStringLiteral("User: go on")}};
+}
+
+const QString &tiny()
+{
+    static const QString kind = QStringLiteral("tiny");
+    return kind;
+}
+
+const QString &shaped()
+{
+    static const QString kind = QStringLiteral("1.5B");
+    return kind;
+}
+
+// The tiny file goes into the folder; the large one stays in the user's cache.
+Workload workload(const QString &kind, const QDir &folder)
+{
+    if (kind == shaped())
+        return {ShapedModel::path(), conversation(150), 16, 12};
+    constexpr int tokens = 150;
+    const QString file = folder.filePath(QStringLiteral("tiny.gguf"));
+    TestModel model = TestModel::saying({R"({"action":"open_app","app":"Safari"} )"});
+    model.replies.first().ends = false;
+    model.write(file);
+    return {file, conversation(3000), tokens, 100};
+}
+
+int measureMemory(const QString &which, const Workload &work)
+{
+    if (which == QStringLiteral("bare")) {
+        BareLoop bare(work.file);
+        generate(bare, work);
+    } else {
+        LlamaEngine engine;
+        QCoro::waitFor(engine.load(work.file));
+        generate(engine, work);
+    }
+    std::printf("%.3f\n", Measure::peakResidentMB());
+    return EXIT_SUCCESS;
+}
+
+void addGoals(std::vector<Measure::Goal> *goals, const QString &kind, const Json &figures)
+{
+    const std::string suffix = ", " + kind.toStdString() + " model";
+    for (const char *what : {"promptToFirstToken", "perToken"})
+        goals->push_back({std::string(what) + ", engine / bare" + suffix,
+                          figures.at(what).at("ratio").at("median"), Measure::Goal::Side::atMost,
+                          1.02});
+    goals->push_back({"peak memory, engine - bare in MB" + suffix,
+                      figures.at("memory").at("differenceMB"), Measure::Goal::Side::atMost, 20});
+}
+
+int measureAll(const QStringList &kinds, const QDir &folder)
+{
+    Json figures = Json::object();
+    std::vector<Measure::Goal> goals;
+    for (const QString &kind : kinds) {
+        Measure::say("engine: times, " + kind.toStdString() + " model");
+        Json both = compareTimes(workload(kind, folder));
+        Measure::say("engine: memory, " + kind.toStdString() + " model");
+        both["memory"] = compareMemory(kind);
+        addGoals(&goals, kind, both);
+        figures[kind.toStdString()] = both;
+    }
+    Measure::report("engine", goals, figures);
+    return EXIT_SUCCESS;
+}
+} // namespace
+
+// bench_engine [tiny|1.5B]
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    llama_log_set([](ggml_log_level, const char *, void *) {}, nullptr);
+    const QTemporaryDir folder;
+    QStringList arguments = QCoreApplication::arguments().sliced(1);
+    try {
+        if (arguments.size() == 3 && arguments.takeFirst() == QStringLiteral("--memory"))
+            return measureMemory(arguments.first(), workload(arguments.last(), folder.path()));
+        return measureAll(arguments.isEmpty() ? QStringList{tiny(), shaped()} : arguments,
+                          folder.path());
+    } catch (const std::exception &error) {
+        Measure::say(error.what());
+        return EXIT_FAILURE;
+    }
+}

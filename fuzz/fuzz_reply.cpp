@@ -1,0 +1,64 @@
+// A model's reply is arbitrary text: whatever it is, parsing ends, and what it yields keeps its
+// promises.
+#include "agent/AgentAction.h"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+void require(bool holds, const char *what)
+{
+    if (holds)
+        return;
+    std::fprintf(stderr, "Broken promise: %s\n", what);
+    std::abort();
+}
+
+bool sameButForId(const std::optional<AgentAction> &a, const std::optional<AgentAction> &b)
+{
+    if (!a || !b)
+        return !a && !b;
+    return a->name == b->name && a->args == b->args && a->id != b->id;
+}
+
+// The action as a well-behaved model would have written it.
+QString written(const AgentAction &action)
+{
+    nlohmann::json object{{"action", action.name.toStdString()}};
+    for (const auto &[key, value] : action.args.asKeyValueRange())
+        object[key.toStdString()] = value.toStdString();
+    return QString::fromStdString(object.dump());
+}
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    const QString reply =
+        QString::fromUtf8(reinterpret_cast<const char *>(data), static_cast<qsizetype>(size));
+    const std::optional<AgentAction> action = AgentAction::parse(reply);
+
+    require(sameButForId(AgentAction::parse(reply), action), "the same text, the same action");
+    if (!action)
+        return 0;
+
+    const QString surrounded =
+        QStringLiteral("Well } then: ") + reply + QStringLiteral(" {\"action\":\"done\"}");
+    require(sameButForId(AgentAction::parse(surrounded), action),
+            "prose around the object changes nothing");
+    require(!action->id.isNull(), "every action has an identity");
+    require(action->name == action->name.toLower(), "names are in lower case");
+    for (const char *key : {"action", "name", "tool"})
+        require(!action->args.contains(QString::fromLatin1(key)), "no key of a name in arguments");
+    for (const auto &[key, value] : action->args.asKeyValueRange()) {
+        const std::optional<QString> argument = action->arg(key);
+        require(argument.value_or(QString()) == value.trimmed(), "arguments are read trimmed");
+        require(!argument || !argument->isEmpty(), "a blank argument is an absent one");
+    }
+    static_cast<void>(action->title());
+    require(sameButForId(AgentAction::parse(written(*action)), action),
+            "what was understood can be written and read again");
+    return 0;
+}

@@ -1,0 +1,69 @@
+#include "inference/LlamaEngine.h"
+
+#include "inference/LlamaModel.h"
+#include "inference/QueuedCall.h"
+
+#include <utility>
+
+LlamaEngine::LlamaEngine() : m_queue("llama.engine") {}
+
+LlamaEngine::~LlamaEngine()
+{
+    m_queue.close([this] { release(); });
+}
+
+bool LlamaEngine::isLoaded() const
+{
+    const std::scoped_lock guard(m_lock);
+    return m_loaded;
+}
+
+QCoro::Task<> LlamaEngine::load(QString modelPath)
+{
+    std::function<std::monostate()> work = [this, modelPath] {
+        release(); // first: two models need not fit into memory
+        m_model = std::make_unique<LlamaModel>(modelPath);
+        setLoaded(true);
+        return std::monostate();
+    };
+    QueuedCall<std::monostate> call(m_queue, std::move(work), InferenceError::loadFailed);
+    co_await call;
+}
+
+void LlamaEngine::unload()
+{
+    m_queue.add({[this] { release(); }});
+}
+
+QCoro::Task<QString> LlamaEngine::generate(QList<ChatMessage> conversation, int maxTokens,
+                                           OnToken onToken)
+{
+    std::function<QString()> work = [this, conversation, maxTokens, onToken] {
+        if (!m_model)
+            throw InferenceError(InferenceError::notLoaded);
+        return m_model->generate(conversation, maxTokens, onToken, [this] { giveUpModel(); });
+    };
+    QueuedCall<QString> call(m_queue, std::move(work), InferenceError::decodeFailed);
+    co_return co_await call;
+}
+
+void LlamaEngine::release()
+{
+    m_model.reset();
+    setLoaded(false);
+}
+
+// The thread that uses the model will never return from it, so nobody may touch it again, not even
+// to free it. This runs on whichever thread the library aborted on.
+void LlamaEngine::giveUpModel()
+{
+    [[maybe_unused]] const LlamaModel *lost = m_model.release();
+    setLoaded(false);
+    m_queue.giveUpRunningJob(InferenceError::decodeFailed);
+}
+
+void LlamaEngine::setLoaded(bool loaded)
+{
+    const std::scoped_lock guard(m_lock);
+    m_loaded = loaded;
+}

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "inference/ChatMessage.h"
+#include "inference/InferenceEngine.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <functional>
+#include <memory>
+
+/// One model in memory with its inference context: the only code that calls llama.cpp. Blocking;
+/// made, used and destroyed on one thread. Failures are InferenceErrors.
+///
+/// A damaged file can make the library abort. Then the call fails like any other; only an abort
+/// while the library computes on several threads costs the model and the calling thread: generate
+/// calls lost from whichever thread it is, and never returns.
+class LlamaModel
+{
+public:
+    /// Reads the GGUF file and makes a context. Throws loadFailed or contextFailed.
+    explicit LlamaModel(const QString &path);
+    ~LlamaModel();
+    LlamaModel(const LlamaModel &) = delete;
+    LlamaModel &operator=(const LlamaModel &) = delete;
+
+    /// Generates from an empty context. Throws notLoaded, tokenizeFailed, contextFailed,
+    /// decodeFailed.
+    [[nodiscard]] QString generate(const QList<ChatMessage> &conversation, int maxTokens,
+                                   const InferenceEngine::OnToken &onToken,
+                                   const std::function<void()> &lost);
+
+private:
+    struct Handles;
+    std::unique_ptr<Handles> m_handles;
+};

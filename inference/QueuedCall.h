@@ -1,0 +1,100 @@
+#pragma once
+
+#include "inference/InferenceError.h"
+#include "inference/MainThread.h"
+#include "inference/WorkQueue.h"
+
+#include <coroutine>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <variant>
+
+/// Awaits a call on a work queue, in a coroutine of the main thread, which is resumed there. The
+/// outcome crosses the threads as a value: the call's result, or the InferenceError that it threw
+/// or was refused with; any other exception counts as the error given for it. The call, and all
+/// that it holds, is gone before the outcome arrives. A coroutine that is destroyed while it waits
+/// is not resumed.
+template <typename Result>
+class QueuedCall
+{
+public:
+    QueuedCall(WorkQueue &queue, std::function<Result()> call, InferenceError::Case otherwise)
+        : m_queue(queue), m_otherwise(otherwise)
+    {
+        m_shared->call = std::move(call);
+    }
+    ~QueuedCall() { m_shared->waiter = nullptr; }
+    // Copied by gcc 12 on its way through an await_transform; every copy ends with the coroutine.
+    QueuedCall(const QueuedCall &) = default;
+    QueuedCall &operator=(const QueuedCall &) = delete;
+
+    [[nodiscard]] bool await_ready() const noexcept { return false; }
+
+    void await_suspend(std::coroutine_handle<> waiter)
+    {
+        m_shared->waiter = waiter;
+        auto work = [shared = m_shared, call = std::exchange(m_shared->call, {}),
+                     otherwise = m_otherwise]() mutable {
+            Outcome outcome = perform(call, otherwise);
+            call = {};
+            settle(shared, std::move(outcome));
+        };
+        auto refuse = [shared = m_shared](const InferenceError &error) { settle(shared, error); };
+        m_queue.add({std::move(work), std::move(refuse)});
+    }
+
+    Result await_resume()
+    {
+        if (const auto *error = std::get_if<InferenceError>(&m_shared->outcome))
+            throw *error;
+        return std::move(std::get<Result>(m_shared->outcome));
+    }
+
+private:
+    struct None
+    {
+    };
+    using Outcome = std::variant<None, Result, InferenceError>;
+
+    struct Shared
+    {
+        std::mutex lock;
+        Outcome outcome;
+        // The main thread's:
+        std::function<Result()> call; // until it is queued
+        std::coroutine_handle<> waiter;
+    };
+
+    static Outcome perform(const std::function<Result()> &call, InferenceError::Case otherwise)
+    {
+        try {
+            return call();
+        } catch (const InferenceError &error) {
+            return error;
+        } catch (...) {
+            return InferenceError(otherwise);
+        }
+    }
+
+    // The first outcome counts: a job that was given up may be refused while it still runs.
+    static void settle(const std::shared_ptr<Shared> &shared, Outcome outcome)
+    {
+        {
+            const std::scoped_lock guard(shared->lock);
+            if (!std::holds_alternative<None>(shared->outcome))
+                return;
+            shared->outcome = std::move(outcome);
+        }
+        MainThread::post([shared] {
+            if (const auto waiter = std::exchange(shared->waiter, nullptr))
+                waiter.resume();
+        });
+    }
+
+    WorkQueue &m_queue;
+    InferenceError::Case m_otherwise;
+    std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();
+};

@@ -1,0 +1,168 @@
+#include "models/ModelManager.h"
+
+#include "inference/LlamaEngine.h"
+#include "models/Download.h"
+#include "models/PartialFile.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QPointer>
+#include <QSettings>
+#include <QStandardPaths>
+#include <QTimer>
+
+#include <system_error>
+#include <utility>
+
+namespace {
+const QString choiceKey = QStringLiteral("selectedModel");
+
+LocalModel rememberedChoice()
+{
+    const QString id = QSettings().value(choiceKey).toString();
+    for (const LocalModel &model : LocalModel::catalog()) {
+        if (model.id == id)
+            return model;
+    }
+    return LocalModel::catalog().first();
+}
+
+QString filePath(const LocalModel &model)
+{
+    return QDir(ModelManager::directory()).filePath(model.fileName);
+}
+} // namespace
+
+ModelManager::ModelManager(QObject *parent)
+    : ModelManager(std::make_shared<LlamaEngine>(), stallTimeout, parent)
+{
+}
+
+ModelManager::ModelManager(std::shared_ptr<InferenceEngine> engine,
+                           std::chrono::milliseconds patience, QObject *parent)
+    : QObject(parent)
+    , m_selected(rememberedChoice())
+    , m_engine(std::move(engine))
+    , m_patience(patience)
+{
+    PartialFile::sweep(directory());
+    refresh();
+}
+
+ModelManager::~ModelManager() = default;
+
+QString ModelManager::directory()
+{
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    const QString models = QDir(data).filePath(QStringLiteral("Quillon/Models"));
+    QDir().mkpath(models);
+    return models;
+}
+
+void ModelManager::refresh()
+{
+    setState(QFileInfo::exists(filePath(m_selected)) ? State::ready() : State::needsDownload());
+}
+
+void ModelManager::select(const LocalModel &model)
+{
+    if (model == m_selected)
+        return;
+    ++m_choice;
+    cancelTask();
+    m_engine->unload();
+    setSelected(model);
+    QSettings().setValue(choiceKey, model.id);
+    refresh();
+    if (m_state.kind == State::Case::ready)
+        QTimer::singleShot(0, this, [this] { startLoading(); });
+}
+
+void ModelManager::download()
+{
+    if (m_task)
+        return;
+    forgetEndedTasks();
+    setState(State::downloading(0));
+    Download::Events events;
+    events.progress = [this](double fraction) { setState(State::downloading(fraction)); };
+    events.end = [this](const std::optional<QString> &failure) { endDownload(failure); };
+    try {
+        m_task =
+            std::make_unique<Download>(m_selected.url, directory(), m_patience, std::move(events));
+    } catch (const std::system_error &error) {
+        setState(State::failed(QString::fromLocal8Bit(error.what())));
+    }
+}
+
+void ModelManager::endDownload(const std::optional<QString> &failure)
+{
+    m_task.reset();
+    if (failure)
+        return setState(State::failed(*failure));
+    refresh();
+    startLoading();
+}
+
+void ModelManager::cancelTask()
+{
+    forgetEndedTasks();
+    if (!m_task)
+        return;
+    m_task->cancel();
+    // Its thread may be inside a slow write: the destructor would wait for it here.
+    m_cancelledTasks.push_back(std::move(m_task));
+}
+
+void ModelManager::forgetEndedTasks()
+{
+    std::erase_if(m_cancelledTasks, [](const auto &task) { return task->isOver(); });
+}
+
+void ModelManager::startLoading()
+{
+    // Let go on purpose: a load cannot be cancelled, it looks after the manager by itself once it
+    // resumes, and its outcome is in state().
+    static_cast<void>(loadIfNeeded());
+}
+
+QCoro::Task<> ModelManager::loadIfNeeded()
+{
+    if (m_engine->isLoaded()) {
+        setState(State::loaded());
+        co_return;
+    }
+    if (m_state.kind != State::Case::ready && m_state.kind != State::Case::loaded)
+        co_return;
+    setState(State::loading());
+
+    const QPointer<ModelManager> self(this);
+    const std::shared_ptr<InferenceEngine> engine = m_engine;
+    const int choice = m_choice;
+    State outcome = State::loaded();
+    try {
+        co_await engine->load(filePath(m_selected));
+    } catch (const std::exception &error) {
+        outcome = State::failed(QString::fromUtf8(error.what()));
+    }
+    // A load that ends after another model was chosen says nothing about that one: the engine has
+    // been told to release what was loaded.
+    if (self && self->m_choice == choice)
+        self->setState(std::move(outcome));
+}
+
+void ModelManager::setState(State state)
+{
+    if (state == m_state)
+        return;
+    Q_EMIT stateWillChange();
+    m_state = std::move(state);
+    Q_EMIT stateChanged();
+}
+
+void ModelManager::setSelected(const LocalModel &model)
+{
+    Q_EMIT selectedWillChange();
+    m_selected = model;
+    Q_EMIT selectedChanged();
+}

@@ -1,0 +1,37 @@
+# shellcheck shell=sh disable=SC2154 # variables come from common.sh
+# Configures and builds. Reads common.sh and llama.sh first.
+
+# build_preset PRESET [arguments of cmake --build…]
+build_preset()
+{
+    preset=$1
+    shift
+    folder=$root/build/$preset
+    lock "$root/build/lock-$preset" "Another script is building here; waiting for it."
+
+    llama=$(llama_dir)
+    fresh=
+    # CMake remembers the parts of a llama.cpp one by one, and would mix two of them.
+    if [ -f "$folder/CMakeCache.txt" ] &&
+        ! grep -qxF "llama_DIR:PATH=$llama" "$folder/CMakeCache.txt"; then
+        fresh=--fresh
+    fi
+    languages=CXX
+    ! on_macos || languages="CXX OBJCXX"
+    launchers=
+    for language in $languages; do
+        launchers="$launchers -DCMAKE_${language}_COMPILER_LAUNCHER=$(command -v ccache || true)"
+    done
+    # The package finds its own libraries through these folders, in their order: its own goes first,
+    # lest a library of the same name elsewhere gets in between.
+    prefixes=${llama%/lib*/cmake/llama}${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}
+    ! on_macos || prefixes=$prefixes:$(brew --prefix)
+
+    # shellcheck disable=SC2086 # options or nothing
+    (cd "$root" && CMAKE_PREFIX_PATH=$prefixes cmake --preset "$preset" $fresh \
+        $launchers -Dllama_DIR:PATH="$llama" -Dggml_DIR:PATH="${llama%/llama}/ggml" &&
+        cmake --build "build/$preset" "$@")
+    result=$?
+    unlock
+    return "$result"
+}

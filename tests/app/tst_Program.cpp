@@ -1,0 +1,282 @@
+#include "models/LocalModel.h"
+#include "tests/support/Program.h"
+#include "tests/support/TestModel.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+// The real program as a user starts it: real engine on a real model file, real files, in a home of
+// its own. The replies differ from the examples in the system prompt, by which the test model would
+// think that it has given them already.
+class tst_Program : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void performsWhatTheModelGenerates();
+    void saysInOneSentenceThatThereIsNoModel();
+    void saysInOneSentenceThatTheModelFileIsBroken();
+    void saysInOneSentenceWhatItNeeds_data();
+    void saysInOneSentenceWhatItNeeds();
+    void declinesWhatNobodyCanBeAskedAbout();
+    void asksBeforeARiskyStep_data();
+    void asksBeforeARiskyStep();
+    void anAnswerFromBeforeTheQuestionIsNone();
+    void ctrlCWhileItAsksDeclinesAndEndsTheTask();
+    void showsControlCharactersInsteadOfObeyingThem();
+    void isStartedAgainAfterBeingKilledAtAnyMoment();
+
+private:
+    [[nodiscard]] QString home(const QString &path = {}) const;
+    void touch(const QString &path, qint64 secondsAgo = 0) const;
+    void giveModel(const QStringList &replies) const;
+    [[nodiscard]] Program::Options options(Program::Input input = Program::Input::nothing) const;
+    [[nodiscard]] QStringList modelFiles() const;
+
+    std::unique_ptr<QTemporaryDir> m_home;
+};
+
+namespace {
+const QString program = QStringLiteral(QUILLON_PROGRAM);
+
+QStringList taskArguments(const QString &task)
+{
+    return {u"--task"_s, task};
+}
+} // namespace
+
+void tst_Program::init()
+{
+    m_home = std::make_unique<QTemporaryDir>();
+    QVERIFY(m_home->isValid());
+    for (const QString &folder : {u"Downloads"_s, u"Desktop"_s, u"models/Quillon/Models"_s})
+        QVERIFY(QDir(m_home->path()).mkpath(folder));
+}
+
+void tst_Program::cleanup()
+{
+    m_home.reset();
+}
+
+QString tst_Program::home(const QString &path) const
+{
+    return m_home->filePath(path);
+}
+
+void tst_Program::touch(const QString &path, qint64 secondsAgo) const
+{
+    QFile file(home(path));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("content");
+    QVERIFY(file.flush());
+    QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(-secondsAgo),
+                             QFileDevice::FileModificationTime));
+}
+
+void tst_Program::giveModel(const QStringList &replies) const
+{
+    QList<QByteArray> texts;
+    for (const QString &reply : replies)
+        texts << reply.toUtf8();
+    TestModel::saying(texts).write(
+        home(u"models/Quillon/Models/"_s + LocalModel::catalog().first().fileName));
+}
+
+Program::Options tst_Program::options(Program::Input input) const
+{
+    return {.environment = {{u"HOME"_s, home()},
+                            {u"PATH"_s, qEnvironmentVariable("PATH")},
+                            {u"XDG_DATA_HOME"_s, home(u"models"_s)},
+                            {u"XDG_CONFIG_HOME"_s, home(u"config"_s)},
+                            {u"XDG_CACHE_HOME"_s, home(u"cache"_s)},
+                            {u"ASAN_OPTIONS"_s, qEnvironmentVariable("ASAN_OPTIONS")},
+                            {u"LSAN_OPTIONS"_s, qEnvironmentVariable("LSAN_OPTIONS")},
+                            {u"TSAN_OPTIONS"_s, qEnvironmentVariable("TSAN_OPTIONS")},
+                            {u"LC_ALL"_s, u"C.UTF-8"_s}},
+            .input = input,
+            .hasNetwork = false};
+}
+
+QStringList tst_Program::modelFiles() const
+{
+    return QDir(home(u"models/Quillon/Models"_s))
+        .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+
+void tst_Program::performsWhatTheModelGenerates()
+{
+    touch(u"Downloads/old.pdf"_s, 3600);
+    touch(u"Downloads/Latest Report.PDF"_s, 60);
+    touch(u"Downloads/notes.txt"_s);
+    giveModel({uR"({"action":"find_files","folder":"Downloads","extension":"PDF"})"_s,
+               uR"({"action":"create_folder","in":"Desktop"})"_s,
+               uR"({"action":"done","message":"Your latest PDF is Latest Report.PDF."})"_s});
+
+    Program quillon(program, taskArguments(u" Find the latest PDF in my Downloads folder "_s),
+                    options());
+    QCOMPARE(quillon.waitForExit(), 0);
+    QCOMPARE(quillon.output(), u"Find the latest PDF in my Downloads folder\n"
+                               "  ✓ Searching Downloads\n"
+                               "  ✗ Creating folder “” — Missing folder name.\n"
+                               "  ✔ Your latest PDF is Latest Report.PDF.\n"_s);
+    QCOMPARE(quillon.errors(), QString());
+}
+
+void tst_Program::saysInOneSentenceThatThereIsNoModel()
+{
+    Program quillon(program, taskArguments(u"Find the latest PDF"_s), options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    QCOMPARE(quillon.output(), QString());
+    const QStringList lines = quillon.errors().split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 2);
+    QCOMPARE(lines[0], u"Downloading Qwen2.5 1.5B Instruct (~986 MB), once."_s);
+    QVERIFY2(lines[1].startsWith(u"Qwen2.5 1.5B Instruct isn't ready: "_s), qPrintable(lines[1]));
+    QCOMPARE(modelFiles(), QStringList());
+}
+
+void tst_Program::saysInOneSentenceThatTheModelFileIsBroken()
+{
+    touch(u"models/Quillon/Models/"_s + LocalModel::catalog().first().fileName);
+    Program quillon(program, taskArguments(u"Find the latest PDF"_s), options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    QCOMPARE(quillon.output(), QString());
+    QCOMPARE(quillon.errors(),
+             u"Qwen2.5 1.5B Instruct isn't ready: Couldn't load the model file.\n"_s);
+}
+
+void tst_Program::saysInOneSentenceWhatItNeeds_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("sentence");
+
+    const QString needsTask =
+        u"Quillon needs a task: quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s;
+    QTest::newRow("nothing given") << QStringList() << needsTask;
+    QTest::newRow("a word without the option") << QStringList{u"hello"_s} << needsTask;
+    QTest::newRow("a blank task") << taskArguments(u" \t"_s) << u"The task is empty.\n"_s;
+    QTest::newRow("an unknown option")
+        << QStringList{u"--nonsense"_s} << u"Quillon: Unknown option 'nonsense'.\n"_s;
+    QTest::newRow("no text behind the option")
+        << QStringList{u"--task"_s} << u"Quillon: Missing value after '--task'.\n"_s;
+}
+
+void tst_Program::saysInOneSentenceWhatItNeeds()
+{
+    QFETCH(QStringList, arguments);
+    Program quillon(program, arguments, options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    QCOMPARE(quillon.output(), QString());
+    QTEST(quillon.errors(), "sentence");
+}
+
+void tst_Program::declinesWhatNobodyCanBeAskedAbout()
+{
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s,
+               uR"({"action":"done","message":"Gone."})"_s});
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s), options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    QCOMPARE(quillon.output(),
+             u"Throw old.tar away\n"
+             "  ? Move “Downloads/old.tar” to the Trash [y/N] — nobody to ask here\n"
+             "  ✗ Declined: Moving “Downloads/old.tar” to Trash\n"
+             "I didn't do that, as requested.\n"_s);
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+void tst_Program::asksBeforeARiskyStep_data()
+{
+    QTest::addColumn<QByteArray>("answer");
+    QTest::addColumn<bool>("isApproved");
+
+    QTest::newRow("y") << QByteArray("y\n") << true;
+    QTest::newRow("Yes") << QByteArray(" Yes \n") << true;
+    QTest::newRow("n") << QByteArray("n\n") << false;
+    QTest::newRow("Return alone") << QByteArray("\n") << false;
+    QTest::newRow("something else") << QByteArray("yesterday\n") << false;
+    QTest::newRow("end of input") << QByteArray("\x04") << false;
+}
+
+void tst_Program::asksBeforeARiskyStep()
+{
+    QFETCH(QByteArray, answer);
+    QFETCH(bool, isApproved);
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s,
+               uR"({"action":"done","message":"Gone."})"_s});
+
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s),
+                    options(Program::Input::terminal));
+    QVERIFY(quillon.waitForOutput("Move “Downloads/old.tar” to the Trash [y/N] "));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+    quillon.type(answer);
+    QCOMPARE(quillon.waitForExit(), isApproved ? 0 : 1);
+    QCOMPARE(QFile::exists(home(u"Downloads/old.tar"_s)), !isApproved);
+    QCOMPARE(QFile::exists(home(u"models/Trash/files/old.tar"_s)), isApproved);
+    QVERIFY(quillon.output().contains(isApproved ? u"  ✔ Gone.\n"_s
+                                                 : u"I didn't do that, as requested.\n"_s));
+}
+
+void tst_Program::anAnswerFromBeforeTheQuestionIsNone()
+{
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
+    Program::Options impatient = options(Program::Input::terminal);
+    impatient.typedAhead = "y\n";
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s), impatient);
+    QVERIFY(quillon.waitForOutput("[y/N] "));
+    QVERIFY(!quillon.waitForExit(500));
+    quillon.type("n\n");
+    QCOMPARE(quillon.waitForExit(), 1);
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+void tst_Program::ctrlCWhileItAsksDeclinesAndEndsTheTask()
+{
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s),
+                    options(Program::Input::terminal));
+    QVERIFY(quillon.waitForOutput("[y/N] "));
+    quillon.type("\x03");
+    QCOMPARE(quillon.waitForExit(), 128 + SIGINT);
+    QVERIFY(quillon.output().contains(u"Declined: Moving “Downloads/old.tar” to Trash"_s));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+void tst_Program::showsControlCharactersInsteadOfObeyingThem()
+{
+    giveModel({uR"({"action":"done","message":"\u001b[2J\u202eevil\u0007"})"_s});
+    Program quillon(program, taskArguments(u"Say something"_s), options());
+    QCOMPARE(quillon.waitForExit(), 0);
+    QCOMPARE(quillon.output(), u"Say something\n  ✔ \ufffd[2J\ufffdevil\ufffd\n"_s);
+}
+
+void tst_Program::isStartedAgainAfterBeingKilledAtAnyMoment()
+{
+    touch(u"Downloads/a.pdf"_s);
+    giveModel({uR"({"action":"find_files","folder":"Downloads","extension":".pdf"})"_s,
+               uR"({"action":"done","message":"Found it."})"_s});
+    const QStringList files = modelFiles();
+    for (int milliseconds = 0; milliseconds < 120; milliseconds += 8) {
+        Program quillon(program, taskArguments(u"Find a PDF"_s), options());
+        [[maybe_unused]] const auto ended = quillon.waitForExit(milliseconds);
+        quillon.signal(SIGKILL);
+        QVERIFY(quillon.waitForExit());
+        QCOMPARE(modelFiles(), files);
+    }
+    Program quillon(program, taskArguments(u"Find a PDF"_s), options());
+    QCOMPARE(quillon.waitForExit(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_Program)
+#include "tst_Program.moc"

@@ -1,0 +1,48 @@
+#!/bin/sh
+# What only a real build shows: does the installed program start wherever it is moved to?
+#   tst_install.sh CHECKOUT BUILD-FOLDER
+# shellcheck source=tests/scripts/harness.sh
+. "$(dirname "$0")/harness.sh"
+build=$2
+
+test_the_installed_program_can_be_moved()
+{
+    cmake --install "$build" --prefix "$sandbox/first place" >"$sandbox/err" 2>&1 ||
+        complain "it could not be installed"
+    mv "$sandbox/first place" "$sandbox/second place"
+    status=0
+    # From a folder and an environment that cannot help it to find anything.
+    (cd / && env -i "$sandbox/second place/bin/quillon" --version) >"$sandbox/out" \
+        2>"$sandbox/err" || status=$?
+    expect_status 0
+    grep -q '^Quillon [0-9]' "$sandbox/out" || complain "it said: $(cat "$sandbox/out")"
+}
+
+test_the_installed_program_names_no_folder_of_the_checkout()
+{
+    cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
+    for tool in "readelf -d" "otool -l"; do
+        ! command -v "${tool% *}" >/dev/null 2>&1 || break
+    done
+    $tool "$sandbox/place/bin/quillon" | grep -E 'R(UN)?PATH|path ' >"$sandbox/paths" ||
+        complain "it has no run path at all"
+    grep -qE 'ORIGIN|@executable_path' "$sandbox/paths" ||
+        complain "it does not look beside itself: $(cat "$sandbox/paths")"
+    ! grep -qF "$build" "$sandbox/paths" || complain "it looks in $(cat "$sandbox/paths")"
+}
+
+test_the_scripts_know_an_installed_llama_when_they_see_one()
+{
+    package=$(sed -n 's/^llama_DIR:PATH=//p' "$build/CMakeCache.txt")
+    prefix=${package%/lib*/cmake/llama}
+    # shellcheck disable=SC2034 # for common.sh
+    root=$sandbox HOME=$sandbox CMAKE_PREFIX_PATH=$prefix
+    # shellcheck source=scripts/lib/common.sh
+    . "$checkout/scripts/lib/common.sh"
+    # shellcheck source=scripts/lib/llama.sh
+    . "$checkout/scripts/lib/llama.sh"
+    [ "$(installed_llama)" = "$package" ] || complain "$(installed_llama) instead of $package"
+}
+
+# shellcheck disable=SC2046 # one word for each test
+run_tests $(tests_in "$0")

@@ -1,0 +1,108 @@
+#!/bin/sh
+# What scripts/run and scripts/build do with a prepared machine.
+# shellcheck disable=SC1111,SC2016 # quotation marks of a task, and text that must not expand
+# shellcheck source=tests/scripts/harness.sh
+. "$(dirname "$0")/harness.sh"
+# shellcheck source=tests/scripts/machine.sh
+. "$(dirname "$0")/machine.sh"
+
+test_the_program_gets_the_arguments_and_has_stdout_to_itself()
+{
+    make_debian
+    run_script run --task "Open  the “latest” PDF" '' '$HOME *'
+    [ "$(cat "$sandbox/out")" = '[--task][Open  the “latest” PDF][][$HOME *]' ] ||
+        complain "on stdout: $(cat "$sandbox/out")"
+    # The program's own exit status.
+    expect_status 7
+}
+
+test_a_second_run_says_nothing_and_asks_no_network()
+{
+    make_debian
+    run_script run
+    : >"$calls"
+    run_script run
+    expect_status 7
+    [ ! -s "$sandbox/err" ] || complain "it spoke"
+    expect_no_call apt-get curl npm
+}
+
+test_the_program_runs_where_the_user_is()
+{
+    make_debian
+    run_script run
+    mkdir "$sandbox/elsewhere"
+    cat >"$sandbox/fakes/cmake" <<'END'
+#!/bin/sh
+printf '#!/bin/sh\npwd\n' >"$sandbox/tree/build/release/app/quillon"
+END
+    cd "$sandbox/elsewhere"
+    run_script run
+    expect_status 0
+    [ "$(cat "$sandbox/out")" = "$sandbox/elsewhere" ] || complain "it ran in $(cat "$sandbox/out")"
+}
+
+test_a_build_that_fails_shows_its_messages_and_one_sentence()
+{
+    make_debian
+    run_script setup
+    : >"$sandbox/broken"
+    run_script run
+    expect_status 1
+    expect_said "error: no such header"
+    expect_last_line "scripts/run: Quillon could not be built."
+    [ ! -s "$sandbox/out" ] || complain "on stdout: $(cat "$sandbox/out")"
+}
+
+test_nothing_runs_where_setup_fails()
+{
+    make_debian
+    : >"$sandbox/offline"
+    run_script run
+    expect_status 1
+    expect_last_line "scripts/setup: Not all packages could be installed: check the internet connection and run this again."
+}
+
+test_a_build_starts_afresh_with_another_llama()
+{
+    make_debian
+    run_script setup
+    run_script build release
+    expect_status 0
+    : >"$calls"
+    run_script build release
+    expect_status 0
+    ! grep -q -- --fresh "$calls" || complain "it started afresh with the same llama.cpp"
+    printf 'second' >"$sandbox/cpu"
+    run_script setup
+    run_script build release --target quillon
+    expect_status 0
+    grep -q '^cmake --preset release --fresh ' "$calls" || complain "it mixes two of them"
+    expect_called "cmake --build build/release --target quillon"
+}
+
+test_the_chosen_llama_comes_before_every_other_one()
+{
+    make_debian
+    run_script setup
+    stand_in cmake <<'END'
+[ "$1" != --preset ] || printf '%s\n' "$CMAKE_PREFIX_PATH" >"$sandbox/prefixes"
+END
+    extra_environment="CMAKE_PREFIX_PATH=/opt/some:/opt/other"
+    run_script build release
+    case $(cat "$sandbox/prefixes") in
+    "$sandbox/home dir/.cache/quillon/llama-"*:/opt/some:/opt/other) ;;
+    *) complain "the order is $(cat "$sandbox/prefixes")" ;;
+    esac
+}
+
+test_a_build_without_setup_says_what_to_do()
+{
+    make_debian
+    run_script build
+    expect_status 1
+    expect_last_line "scripts/build: Run scripts/setup first: llama.cpp is not there yet."
+}
+
+# shellcheck disable=SC2046 # one word for each test
+run_tests $(tests_in "$0")

@@ -1,0 +1,538 @@
+#!/bin/sh
+# What scripts/setup does to a machine, and what it says when it cannot.
+# shellcheck source=tests/scripts/harness.sh
+. "$(dirname "$0")/harness.sh"
+# shellcheck source=tests/scripts/machine.sh
+. "$(dirname "$0")/machine.sh"
+
+place='Everything that Quillon needs is in place.'
+
+# cached_builds FOLDER: how many builds of llama.cpp are complete there.
+cached_builds()
+{
+    set -- "$1"/llama-*/lib/cmake/llama/llama-config.cmake
+    if [ -f "$1" ]; then echo $#; else echo 0; fi
+}
+
+# expect_builds NUMBER: that many, and nothing half-made beside them.
+expect_builds()
+{
+    cache="$sandbox/home dir/.cache/quillon"
+    [ "$(sh "$sandbox/fakes/uname")" = Linux ] || cache="$sandbox/home dir/Library/Caches/quillon"
+    [ "$(cached_builds "$cache")" = "$1" ] || complain "$(cached_builds "$cache") builds instead of $1"
+    for entry in "$cache"/*; do
+        case ${entry##*/} in
+        llama-* | '*') ;;
+        *) complain "left behind: $entry" ;;
+        esac
+    done
+}
+
+#
+# Packages
+#
+
+test_debian_gets_what_is_missing_and_nothing_else()
+{
+    make_debian
+    printf 'cmake\ng++\nninja-build\n' >"$sandbox/installed"
+    run_script setup
+    expect_status 0
+    expect_last_line "$place"
+    for package in qt6-base-dev qcoro-qt6-dev nlohmann-json3-dev; do
+        grep -qxF "$package" "$sandbox/installed" || complain "$package was not installed"
+    done
+    [ "$(grep -c '^cmake$' "$sandbox/installed")" = 1 ] || complain "cmake was installed again"
+    expect_no_call sudo
+    ! grep -qx xvfb "$sandbox/installed" || complain "users need no test packages"
+}
+
+test_the_tests_need_more_packages()
+{
+    make_debian
+    run_script setup --tests
+    expect_status 0
+    # It was removed and has left its settings, which does not count as installed.
+    grep -qx xvfb "$sandbox/installed" || complain "xvfb was not installed"
+}
+
+test_a_second_run_asks_neither_apt_nor_the_network()
+{
+    make_debian
+    run_script setup --tests
+    : >"$calls"
+    run_script setup --tests
+    expect_status 0
+    expect_last_line "$place"
+    expect_no_call apt-get curl npm git cmake
+    expect_builds 1
+}
+
+test_a_quiet_second_run_says_nothing()
+{
+    make_debian
+    run_script setup
+    run_script setup --quiet
+    expect_status 0
+    [ ! -s "$sandbox/err" ] || complain "it spoke"
+}
+
+test_stdout_stays_empty()
+{
+    make_debian
+    run_script setup
+    [ ! -s "$sandbox/out" ] || complain "on stdout: $(cat "$sandbox/out")"
+}
+
+test_a_user_installs_packages_through_sudo()
+{
+    make_debian
+    echo 1000 >"$sandbox/uid"
+    stand_in sudo <<'END'
+exec "$@"
+END
+    run_script setup
+    expect_status 0
+    grep -q '^sudo env DEBIAN_FRONTEND=noninteractive apt-get .*install' "$calls" ||
+        complain "apt-get ran without sudo"
+}
+
+test_a_user_without_sudo_is_told_what_is_missing()
+{
+    make_debian
+    echo 1000 >"$sandbox/uid"
+    sed 's/#.*//' "$sandbox/tree/scripts/packages/debian.txt" | grep -vx qt6-base-dev \
+        >"$sandbox/installed"
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: Packages are missing and neither root nor sudo is at hand: have an administrator install qt6-base-dev."
+    expect_no_call apt-get
+}
+
+test_a_user_for_whom_nothing_is_missing_needs_no_sudo()
+{
+    make_debian
+    run_script setup
+    echo 1000 >"$sandbox/uid"
+    run_script setup
+    expect_status 0
+}
+
+test_packages_that_cannot_be_had_end_in_one_sentence()
+{
+    make_debian
+    : >"$sandbox/offline"
+    run_script setup
+    expect_status 1
+    expect_said "E: Unable to fetch some archives"
+    expect_last_line "scripts/setup: Not all packages could be installed: check the internet connection and run this again."
+}
+
+test_systems_without_a_list_are_refused()
+{
+    n=0
+    while IFS='|' read -r release message; do
+        n=$((n + 1))
+        make_sandbox "refused-$n"
+        make_linux "$(printf '%b' "$release")"
+        run_script setup
+        expect_status 1
+        expect_last_line "scripts/setup: $message: setup prepares Debian 12, Ubuntu 24.04 and macOS 13, or later ones."
+        expect_no_call apt-get
+    done <<'END'
+ID=fedora\nVERSION_ID=40\nPRETTY_NAME="Fedora Linux 40"|Fedora Linux 40 is not known here
+ID=arch\nNAME="Arch Linux"|Arch Linux is not known here
+ID=debian\nVERSION_ID="11"\nPRETTY_NAME="Debian GNU/Linux 11"|Debian GNU/Linux 11 is too old
+ID=ubuntu\nID_LIKE=debian\nVERSION_ID="22.04"\nNAME=Ubuntu|Ubuntu is too old
+END
+    [ "$n" = 4 ] || complain "$n of 4 rows"
+}
+
+test_systems_with_a_list_are_prepared()
+{
+    n=0
+    while read -r release; do
+        n=$((n + 1))
+        make_sandbox "prepared-$n"
+        make_linux "$(printf '%b' "$release")"
+        run_script setup
+        expect_status 0
+    done <<'END'
+ID=debian\nVERSION_ID="13"
+ID=debian\nPRETTY_NAME="Debian GNU/Linux forky/sid"
+ID=ubuntu\nID_LIKE=debian\nVERSION_ID="24.04"
+ID=ubuntu\nID_LIKE=debian\nVERSION_ID="26.04"
+ID=linuxmint\nID_LIKE="ubuntu\040debian"\nVERSION_ID="22"
+END
+    [ "$n" = 5 ] || complain "$n of 5 rows"
+}
+
+test_an_unknown_kernel_is_refused()
+{
+    make_tools FreeBSD
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: FreeBSD is not known here: setup prepares Debian 12, Ubuntu 24.04 and macOS 13, or later ones."
+}
+
+test_macos_gets_what_is_missing_from_homebrew()
+{
+    make_macos 14.5
+    mkdir -p "$sandbox/brew/opt/cmake"
+    run_script setup
+    expect_status 0
+    expect_called "brew install --formula --quiet ninja nlohmann-json pkgconf qcoro6 qtbase"
+    expect_builds 1
+    : >"$calls"
+    run_script setup --tests
+    expect_status 0
+    expect_no_call "brew install" curl cmake
+}
+
+test_macos_that_lacks_something_setup_cannot_bring_is_told_so()
+{
+    make_macos 12.7.1
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: This macOS is too old: Quillon needs macOS 13 or later."
+
+    make_sandbox no-tools
+    make_macos 13.0
+    : >"$sandbox/no-tools"
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: Apple's command line tools are missing: run xcode-select --install, then this again."
+
+    make_sandbox no-brew
+    make_macos 26.1
+    rm "$sandbox/fakes/brew"
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: Homebrew is missing: install it as its site says, then run this again."
+
+    make_sandbox offline
+    make_macos 14.5
+    : >"$sandbox/offline"
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: Not all packages could be installed: check the internet connection and run this again."
+}
+
+test_an_option_that_does_not_exist_is_refused()
+{
+    make_debian
+    run_script setup --test
+    expect_status 1
+    expect_last_line "scripts/setup: There is no option --test, only --tests and --quiet."
+    expect_no_call apt-get
+}
+
+test_without_a_home_there_is_no_place_to_build()
+{
+    make_debian
+    extra_environment="-u HOME"
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: The variable HOME is not set, so there is no place for what is built once."
+}
+
+test_the_cache_folder_can_be_elsewhere()
+{
+    make_debian
+    extra_environment="XDG_CACHE_HOME=$sandbox/elsewhere"
+    run_script setup
+    expect_status 0
+    [ "$(cached_builds "$sandbox/elsewhere/quillon")" = 1 ] || complain "nothing was built there"
+    [ ! -e "$sandbox/home dir/.cache" ] || complain "something was written to the home folder"
+}
+
+#
+# llama.cpp
+#
+
+test_the_archive_is_enough_where_it_can_be_reached()
+{
+    make_debian
+    run_script setup
+    expect_status 0
+    expect_no_call npm git
+    expect_builds 1
+}
+
+test_the_npm_package_steps_in_for_the_archive()
+{
+    make_debian
+    : >"$sandbox/no-github"
+    run_script setup
+    expect_status 0
+    expect_said "Its archive on GitHub cannot be reached; trying the npm package that carries it."
+    expect_called "npm pack node-llama-cpp@3.22.1 --fetch-retries=1 --fetch-retry-mintimeout=1000"
+    expect_builds 1
+}
+
+test_npm_and_git_are_installed_only_when_they_are_needed()
+{
+    make_debian
+    : >"$sandbox/no-github"
+    mv "$sandbox/fakes/npm" "$sandbox/fakes/git" "$sandbox"
+    # The packages bring the commands.
+    cat >>"$sandbox/fakes/apt-get" <<'END'
+case " $* " in *" npm git "*) cp "$sandbox/npm" "$sandbox/git" "$sandbox/fakes" ;; esac
+END
+    run_script setup
+    expect_status 0
+    expect_said "Installing npm git (with apt)."
+    expect_builds 1
+}
+
+test_an_archive_that_was_tampered_with_is_not_used()
+{
+    for change in changed added removed linked; do
+        make_sandbox "$change"
+        make_debian
+        source=$sandbox/release/llama.cpp-0.5.0/src
+        case $change in
+        changed) echo 'int evil;' >>"$source/llama.cpp" ;;
+        added) echo 'int evil;' >"$source/evil.cpp" ;;
+        removed) rm "$source/llama.cpp" ;;
+        linked) ln -s /etc/passwd "$source/evil.cpp" ;;
+        esac
+        pack_archive
+        run_script setup
+        expect_status 0
+        expect_said "Its archive does not have the pinned contents; trying the npm package that carries it."
+        expect_builds 1
+    done
+}
+
+test_something_that_is_no_archive_is_not_used()
+{
+    make_debian
+    echo '<html>Sign in to this network</html>' >"$sandbox/archive.tar.gz"
+    run_script setup
+    expect_status 0
+    expect_said "Its archive does not have the pinned contents; trying the npm package that carries it."
+    expect_builds 1
+}
+
+test_a_tampered_npm_package_is_refused()
+{
+    make_debian
+    : >"$sandbox/no-github"
+    echo more >>"$sandbox/package/llama/gitRelease.bundle"
+    pack_npm_package
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: The source of llama.cpp that was downloaded is not the pinned one, so it is not used."
+    expect_no_call git cmake
+    expect_builds 0
+}
+
+test_a_bundle_with_other_contents_is_refused()
+{
+    make_debian
+    : >"$sandbox/no-github"
+    stand_in git <<'END'
+while [ "$1" != -q ]; do shift; done
+mkdir "$3" && tar -xf "$2" -C "$3" && echo evil >"$3/evil.cpp"
+END
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: The source of llama.cpp that was downloaded is not the pinned one, so it is not used."
+    expect_no_call cmake
+    expect_builds 0
+}
+
+test_without_any_source_one_sentence_says_so()
+{
+    make_debian
+    : >"$sandbox/no-github"
+    : >"$sandbox/no-npm"
+    run_script setup
+    expect_status 1
+    expect_last_line "scripts/setup: The source of llama.cpp cannot be downloaded: check the internet connection and run this again."
+    expect_builds 0
+}
+
+test_a_build_that_fails_leaves_nothing_and_shows_why()
+{
+    make_debian
+    : >"$sandbox/broken"
+    run_script setup
+    expect_status 1
+    expect_said "error: no such header"
+    expect_last_line "scripts/setup: llama.cpp could not be built."
+    expect_builds 0
+    rm "$sandbox/broken"
+    run_script setup
+    expect_status 0
+    expect_builds 1
+}
+
+test_flags_of_the_caller_do_not_change_the_build()
+{
+    make_debian
+    extra_environment="SOURCE_DATE_EPOCH=1 CFLAGS=-O0 CXXFLAGS=-fsanitize=address CPPFLAGS=-DX"
+    run_script setup
+    expect_status 0
+    [ ! -s "$sandbox/flags" ] || complain "the build saw $(cat "$sandbox/flags")"
+}
+
+test_another_processor_gets_a_build_of_its_own()
+{
+    make_debian
+    run_script setup
+    printf 'second' >"$sandbox/cpu"
+    run_script setup
+    expect_status 0
+    expect_said "Building llama.cpp"
+    expect_builds 2
+    printf 'first' >"$sandbox/cpu"
+    : >"$calls"
+    run_script setup
+    expect_no_call cmake
+}
+
+# install_llama PREFIX VERSION: a package of the system's.
+install_llama()
+{
+    mkdir -p "$1/lib/cmake/llama"
+    : >"$1/lib/cmake/llama/llama-config.cmake"
+    printf 'set(PACKAGE_VERSION "%s")\n' "$2" >"$1/lib/cmake/llama/llama-config-version.cmake"
+}
+
+test_an_installed_llama_is_used_where_it_is_new_enough()
+{
+    for version in 0.5.0 0.5.0-dev 0.6.1 0.12.0; do
+        make_sandbox "installed-$version"
+        make_debian
+        install_llama "$sandbox/opt" "$version"
+        extra_environment="CMAKE_PREFIX_PATH=/nowhere:$sandbox/opt"
+        run_script setup
+        expect_status 0
+        expect_no_call cmake curl npm
+        run_script build release
+        expect_status 0
+        grep -q -- "-Dllama_DIR:PATH=$sandbox/opt/lib/cmake/llama" "$calls" || complain "it is not used"
+    done
+    for version in 0.0.9999 0.4.9 1.0.0 ''; do
+        make_sandbox "outdated-$version"
+        make_debian
+        install_llama "$sandbox/opt" "$version"
+        extra_environment="CMAKE_PREFIX_PATH=$sandbox/opt"
+        run_script setup
+        expect_status 0
+        expect_builds 1
+    done
+}
+
+test_homebrews_llama_is_used()
+{
+    make_macos 14.5
+    install_llama "$sandbox/brew" 0.5.2
+    run_script setup
+    expect_status 0
+    expect_no_call cmake curl npm
+}
+
+#
+# Interruptions and company
+#
+
+# wait_for FILE: as long as it takes, within what ctest allows the whole file.
+wait_for()
+{
+    until [ -e "$1" ]; do sleep 0.05; done
+}
+
+# start_setup in the background; $setup is its process.
+start_setup()
+{
+    env -u XDG_CACHE_HOME -u CMAKE_PREFIX_PATH -u CXX HOME="$sandbox/home dir" \
+        PATH="$sandbox/fakes:$sandbox/tools" \
+        "$sandbox/tree/scripts/setup" >"$sandbox/out" 2>"$sandbox/err.$1" </dev/null &
+    setup=$!
+}
+
+test_a_killed_setup_leaves_nothing_in_place_and_the_next_one_works()
+{
+    make_debian
+    : >"$sandbox/hold"
+    start_setup killed
+    wait_for "$sandbox/building"
+    kill -KILL "$setup" "$(cat "$sandbox/building")"
+    wait "$setup" 2>/dev/null || true
+    [ "$(cached_builds "$sandbox/home dir/.cache/quillon")" = 0 ] || complain "a build is in place"
+    rm "$sandbox/hold"
+    run_script setup
+    expect_status 0
+    [ "$(cached_builds "$sandbox/home dir/.cache/quillon")" = 1 ] || complain "there is no build"
+}
+
+test_leftovers_of_killed_setups_are_swept_away_after_a_day()
+{
+    make_debian
+    cache="$sandbox/home dir/.cache/quillon"
+    mkdir -p "$cache/work.old/build" "$cache/work.new"
+    touch -t 202001010000 "$cache/work.old"
+    run_script setup
+    expect_status 0
+    [ ! -e "$cache/work.old" ] || complain "the old one is still there"
+    [ -d "$cache/work.new" ] || complain "somebody could still be at work in the new one"
+}
+
+test_a_terminated_setup_cleans_up()
+{
+    make_debian
+    : >"$sandbox/hold"
+    start_setup terminated
+    wait_for "$sandbox/building"
+    kill -TERM "$setup"
+    # A shell acts on the signal when the command at hand has ended.
+    rm "$sandbox/hold"
+    status=0
+    wait "$setup" || status=$?
+    expect_status 143
+    expect_builds 0
+}
+
+test_two_setups_at_once_build_once()
+{
+    make_debian
+    run_script setup
+    rm -rf "$sandbox/home dir/.cache"
+    : >"$calls"
+    : >"$sandbox/hold"
+    start_setup first
+    first=$setup
+    wait_for "$sandbox/building"
+    start_setup second
+    second=$setup
+    until grep -q 'Another script is building llama.cpp; waiting for it.' "$sandbox/err.second"; do
+        sleep 0.05
+    done
+    rm "$sandbox/hold"
+    wait "$first" || complain "the first failed"
+    wait "$second" || complain "the second failed"
+    [ "$(grep -c '^cmake --install' "$calls")" = 1 ] || complain "it was built more than once"
+    expect_builds 1
+}
+
+test_the_slower_of_two_builds_gives_way()
+{
+    root=$sandbox HOME=$sandbox
+    # shellcheck source=scripts/lib/common.sh
+    . "$checkout/scripts/lib/common.sh"
+    # shellcheck source=scripts/lib/llama.sh
+    . "$checkout/scripts/lib/llama.sh"
+    mkdir -p "$sandbox/a/new-llama" "$sandbox/b/new-llama"
+    echo a >"$sandbox/a/new-llama/file"
+    echo b >"$sandbox/b/new-llama/file"
+    put_in_place "$sandbox/a/new-llama" "$sandbox/llama"
+    put_in_place "$sandbox/b/new-llama" "$sandbox/llama"
+    [ "$(cat "$sandbox/llama/file")" = a ] || complain "the first was replaced"
+    [ "$(ls "$sandbox/llama")" = file ] || complain "the second lies inside the first"
+}
+
+# shellcheck disable=SC2046 # one word for each test
+run_tests $(tests_in "$0")
