@@ -1,12 +1,15 @@
 #include "tests/support/VirtualDesktop.h"
 
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QThread>
 
 #include <csignal>
 #include <sys/prctl.h>
 #include <unistd.h>
+#include <xcb/xcb_ewmh.h>
 
 namespace {
 constexpr int startLimit = 20'000;
@@ -154,8 +157,25 @@ void VirtualDesktop::startBus()
 
 void VirtualDesktop::startWindowManager()
 {
-    // It runs the command when it manages windows, and not before.
-    firstLine(start(QStringLiteral("openbox"),
-                    {QStringLiteral("--sm-disable"), QStringLiteral("--startup"),
-                     QStringLiteral("echo ready")}));
+    start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    // It loses what windows ask of it before its event loop runs, also after it has announced
+    // itself. So it is asked to change the desktop, again and again, until it does, and back.
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    xcb_ewmh_connection_t ewmh{};
+    if (!xcb_ewmh_init_atoms_replies(&ewmh, xcb_ewmh_init_atoms(connection.get(), &ewmh), nullptr))
+        qFatal("The X server does not answer.");
+    for (const uint32_t wanted : {1U, 0U}) {
+        uint32_t current = 2;
+        for (const QDeadlineTimer limit(startLimit); current != wanted;) {
+            if (limit.hasExpired())
+                qFatal("openbox did not start.");
+            xcb_ewmh_request_change_current_desktop(&ewmh, 0, wanted, XCB_CURRENT_TIME);
+            xcb_flush(connection.get());
+            QThread::msleep(10);
+            xcb_ewmh_get_current_desktop_reply(&ewmh, xcb_ewmh_get_current_desktop(&ewmh, 0),
+                                               &current, nullptr);
+        }
+    }
+    xcb_ewmh_connection_wipe(&ewmh);
 }
