@@ -1,6 +1,8 @@
 #include "app/TerminalRunner.h"
 
-#include <QCoro/QCoroSignal>
+#include <QCoro/QCoroFuture>
+
+#include <utility>
 
 namespace {
 using StateCase = ModelManager::State::Case;
@@ -43,6 +45,8 @@ TerminalRunner::TerminalRunner(ModelManager &models, AgentSession &session, Term
     : QObject(parent), m_models(models), m_session(session), m_terminal(terminal)
 {
     connect(&m_models, &ModelManager::stateChanged, this, &TerminalRunner::showDownload);
+    connect(&m_models, &ModelManager::stateChanged, this, &TerminalRunner::announceChange);
+    connect(&m_session, &AgentSession::isRunningChanged, this, &TerminalRunner::announceChange);
     connect(&m_session, &AgentSession::turnsChanged, this, &TerminalRunner::printSettledLines);
     connect(&m_session, &AgentSession::statusChanged, this, &TerminalRunner::showActivity);
     connect(&m_session, &AgentSession::pendingChanged, this, &TerminalRunner::askForApproval);
@@ -67,7 +71,7 @@ QCoro::Task<int> TerminalRunner::run(QString task)
     m_session.submit(task);
     m_terminal.print(m_session.turns().last().command);
     while (m_session.isRunning())
-        co_await qCoro(&m_session, &AgentSession::isRunningChanged);
+        co_await nextChange();
 
     const Turn &turn = m_session.turns().last();
     const LogEntry &ending = turn.log.last();
@@ -106,9 +110,24 @@ QCoro::Task<bool> TerminalRunner::makeModelReady()
                kind == StateCase::loading;
     };
     while (isBusy() && !m_stopStatus)
-        co_await qCoro(&m_models, &ModelManager::stateChanged);
+        co_await nextChange();
     m_terminal.showStatus({});
     co_return m_models.state().kind == StateCase::loaded;
+}
+
+// Not QCoro's own wait for a signal: 0.8 resumes once for each of several in a row, and so a
+// coroutine that has gone on, or is gone.
+QFuture<void> TerminalRunner::nextChange()
+{
+    m_change.emplace();
+    m_change->start();
+    return m_change->future();
+}
+
+void TerminalRunner::announceChange()
+{
+    if (auto change = std::exchange(m_change, std::nullopt))
+        change->finish();
 }
 
 void TerminalRunner::showDownload()

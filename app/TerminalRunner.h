@@ -5,7 +5,9 @@
 #include "models/ModelManager.h"
 
 #include <QCoro/QCoroTask>
+#include <QFuture>
 #include <QObject>
+#include <QPromise>
 #include <QString>
 
 #include <optional>
@@ -29,6 +31,8 @@ public:
 
 private:
     [[nodiscard]] QCoro::Task<bool> makeModelReady();
+    [[nodiscard]] QFuture<void> nextChange();
+    void announceChange();
     void showDownload();
     void showActivity();
     void printSettledLines();
@@ -38,6 +42,7 @@ private:
     ModelManager &m_models;
     AgentSession &m_session;
     Terminal &m_terminal;
+    std::optional<QPromise<void>> m_change; ///< What nextChange() promised.
     qsizetype m_printedLines = 0;
     bool m_downloadIsAnnounced = false;
     std::optional<int> m_stopStatus; ///< Present once stop() was called.

@@ -1,0 +1,147 @@
+#include "agent/AgentSession.h"
+#include "app/InterruptSignal.h"
+#include "app/Terminal.h"
+#include "app/TerminalRunner.h"
+#include "models/ModelManager.h"
+#include "tests/support/FakePlatform.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/Program.h"
+#include "tests/support/ScriptedEngine.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <csignal>
+
+using namespace Qt::StringLiterals;
+
+// What a user sees in a terminal while the model is downloaded. This program plays both parts: the
+// tests start it again, on a terminal, with the argument that names a scene.
+namespace {
+constexpr qint64 modelSize = 4'000'000;
+
+QCoro::Task<> play(TerminalRunner &runner)
+{
+    QCoreApplication::exit(co_await runner.run(u"Do it"_s));
+}
+
+// A first start: no model is there, the server stops half-way and, in one scene, goes on.
+int playScene(const QByteArray &scene)
+{
+    HttpServer server;
+    HttpServer::Answer answer;
+    answer.body = "model";
+    answer.size = modelSize;
+    answer.holdAfter = modelSize / 2;
+    if (scene != "missing")
+        server.setAnswer(u"/test.gguf"_s, answer);
+
+    FakePlatform platform;
+    const auto engine = std::make_shared<ScriptedEngine>();
+    engine->addReplies({uR"({"action":"done","message":"All done."})"_s});
+    ModelManager models(engine);
+    models.select(LocalModel{.id = u"test"_s,
+                             .name = u"Test Model"_s,
+                             .detail = u"Small"_s,
+                             .url = server.url(u"/test.gguf"_s),
+                             .fileName = u"test.gguf"_s,
+                             .sizeMB = 4});
+    AgentSession session(models);
+    Terminal terminal;
+    TerminalRunner runner(models, session, terminal);
+    const InterruptSignal interrupt;
+    QObject::connect(&interrupt, &InterruptSignal::interrupted, &runner, &TerminalRunner::stop);
+    QObject::connect(&models, &ModelManager::stateChanged, &runner, [&] {
+        if (scene == "whole" && models.state().progress > 0)
+            server.release();
+    });
+
+    QCoro::Task<> playing;
+    QTimer::singleShot(0, &runner, [&] { playing = play(runner); });
+    return QCoreApplication::exec();
+}
+} // namespace
+
+class tst_TerminalRunner : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void showsHowFarTheDownloadIs();
+    void ctrlCEndsTheDownloadAndLeavesNothing();
+    void saysWhyTheDownloadFailed();
+
+private:
+    [[nodiscard]] Program::Options options(const QTemporaryDir &home) const;
+};
+
+Program::Options tst_TerminalRunner::options(const QTemporaryDir &home) const
+{
+    Program::Options result;
+    for (const QString &name : {u"PATH"_s, u"ASAN_OPTIONS"_s, u"LSAN_OPTIONS"_s, u"TSAN_OPTIONS"_s})
+        result.environment[name] = qEnvironmentVariable(name.toUtf8().constData());
+    for (const QString &name : {u"HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CONFIG_HOME"_s})
+        result.environment[name] = home.path();
+    result.input = Program::Input::terminal;
+    return result;
+}
+
+namespace {
+QStringList modelFiles(const QTemporaryDir &home)
+{
+    return QDir(home.filePath(u"Quillon/Models"_s))
+        .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+}
+} // namespace
+
+void tst_TerminalRunner::showsHowFarTheDownloadIs()
+{
+    const QTemporaryDir home;
+    Program quillon(QCoreApplication::applicationFilePath(), {u"whole"_s}, options(home));
+    QCOMPARE(quillon.waitForExit(), 0);
+    const QString output = quillon.output();
+    QVERIFY(output.contains(u"Downloading Test Model (~4 MB), once.\n"_s));
+    QVERIFY(output.contains(u"░░░░░░░░░░░░░░░░░░░░░░░░ 0% of ~4 MB"_s));
+    QVERIFY(output.contains(u"████████████████████████ 100% of ~4 MB"_s));
+    QVERIFY(output.endsWith(u"  ✔ All done.\n"_s));
+    QCOMPARE(modelFiles(home), QStringList{u"test.gguf"_s});
+}
+
+void tst_TerminalRunner::ctrlCEndsTheDownloadAndLeavesNothing()
+{
+    const QTemporaryDir home;
+    Program quillon(QCoreApplication::applicationFilePath(), {u"half"_s}, options(home));
+    QVERIFY(quillon.waitForOutput(" 50% of ~4 MB") || quillon.waitForOutput(" 49% of ~4 MB", 0));
+    QCOMPARE(modelFiles(home).size(), 1);
+    quillon.type("\x03");
+    QCOMPARE(quillon.waitForExit(), 128 + SIGINT);
+    QVERIFY(!quillon.output().contains(u"isn't ready"_s));
+    QCOMPARE(modelFiles(home), QStringList());
+}
+
+void tst_TerminalRunner::saysWhyTheDownloadFailed()
+{
+    const QTemporaryDir home;
+    Program quillon(QCoreApplication::applicationFilePath(), {u"missing"_s}, options(home));
+    QCOMPARE(quillon.waitForExit(), 1);
+    QVERIFY(quillon.output().endsWith(u"Test Model isn't ready: Download failed (HTTP 404).\n"_s));
+    QCOMPARE(modelFiles(home), QStringList());
+}
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setOrganizationName(u"Quillon"_s);
+    QCoreApplication::setApplicationName(u"Quillon"_s);
+    for (const QByteArray scene : {"whole", "half", "missing"}) {
+        if (argc == 2 && scene == argv[1])
+            return playScene(scene);
+    }
+    tst_TerminalRunner tests;
+    return QTest::qExec(&tests, argc, argv);
+}
+
+#include "tst_TerminalRunner.moc"
