@@ -3,6 +3,7 @@
 #include <memory>
 
 class Accessibility;
+class Keyboard;
 class Screen;
 class Workspace;
 
@@ -16,6 +17,7 @@ public:
 
     virtual Accessibility &accessibility() = 0;
     virtual Workspace &workspace() = 0;
+    virtual Keyboard &keyboard() = 0;
     virtual Screen &screen() = 0;
 
     /// The platform in use: this system's own, made at the first call, unless an Override stands.

@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/macos/MacAccessibility.h"
+#include "platform/macos/MacKeyboard.h"
 #include "platform/macos/MacScreen.h"
 #include "platform/macos/MacWorkspace.h"
 
@@ -10,12 +11,14 @@ class MacPlatform final : public Platform
 public:
     Accessibility &accessibility() override { return m_accessibility; }
     Workspace &workspace() override { return m_workspace; }
+    Keyboard &keyboard() override { return m_keyboard; }
     Screen &screen() override { return m_screen; }
 
 private:
     MacAccessibility m_accessibility;
-    MacWorkspace m_workspace;
+    MacKeyboard m_keyboard;
     MacScreen m_screen;
+    MacWorkspace m_workspace{m_screen};
 };
 } // namespace
 

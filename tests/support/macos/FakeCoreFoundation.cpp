@@ -5,7 +5,15 @@
 #include <cstring>
 
 namespace {
-enum class Type : CFTypeID { string = 7, dictionary = 18, array = 19, boolean = 21, number = 22 };
+enum class Type : CFTypeID {
+    string = 7,
+    dictionary = 18,
+    array = 19,
+    boolean = 21,
+    number = 22,
+    event = 40,
+    eventSource = 41,
+};
 
 struct Object
 {
@@ -15,6 +23,7 @@ struct Object
     double number = 0;
     QList<CFTypeRef> items{};
     QList<std::pair<CFStringRef, CFTypeRef>> members{};
+    FakeCoreFoundation::PostedKey key{};
 };
 
 int living = 0;
@@ -61,6 +70,8 @@ const CFStringRef kCGWindowName = constantKey("kCGWindowName");
 
 bool FakeCoreFoundation::trusted = true;
 int FakeCoreFoundation::trustPrompts = 0;
+QList<FakeCoreFoundation::PostedKey> FakeCoreFoundation::postedKeys;
+bool FakeCoreFoundation::makesKeyEvents = true;
 std::function<CFTypeRef(CGWindowListOption, CGWindowID)> FakeCoreFoundation::windowList;
 
 CFTypeRef FakeCoreFoundation::makeString(const QString &text)
@@ -203,6 +214,46 @@ Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef options)
     if (prompt && object(prompt, Type::boolean).number != 0)
         ++FakeCoreFoundation::trustPrompts;
     return FakeCoreFoundation::trusted;
+}
+
+CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state)
+{
+    return static_cast<CGEventSourceRef>(const_cast<void *>(
+        made({.type = Type::eventSource, .number = static_cast<double>(state)})));
+}
+
+CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode code, bool isDown)
+{
+    if (!FakeCoreFoundation::makesKeyEvents)
+        return nullptr;
+    const int32_t state =
+        source ? static_cast<int32_t>(object(source, Type::eventSource).number) : -1;
+    return static_cast<CGEventRef>(
+        const_cast<void *>(made({.type = Type::event,
+                                 .key = {.tap = 0,
+                                         .sourceState = state,
+                                         .code = code,
+                                         .isDown = isDown,
+                                         .flags = 0x100, // What the user holds.
+                                         .text = {}}})));
+}
+
+void CGEventKeyboardSetUnicodeString(CGEventRef event, UniCharCount length, const UniChar *text)
+{
+    object(event, Type::event).key.text = QString::fromUtf16(
+        reinterpret_cast<const char16_t *>(text), static_cast<qsizetype>(length));
+}
+
+void CGEventSetFlags(CGEventRef event, CGEventFlags flags)
+{
+    object(event, Type::event).key.flags = flags;
+}
+
+void CGEventPost(CGEventTapLocation tap, CGEventRef event)
+{
+    FakeCoreFoundation::PostedKey key = object(event, Type::event).key;
+    key.tap = tap;
+    FakeCoreFoundation::postedKeys.append(key);
 }
 
 CFArrayRef CGWindowListCopyWindowInfo(CGWindowListOption option, CGWindowID window)
