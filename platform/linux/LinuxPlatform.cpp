@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/linux/LinuxScreen.h"
+#include "platform/linux/LinuxScripts.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Desktop.h"
 
@@ -10,11 +11,13 @@ class LinuxPlatform final : public Platform
 public:
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     X11Desktop m_desktop;
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
+    LinuxScripts m_scripts;
 };
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/macos/MacScreen.h"
+#include "platform/macos/MacScripts.h"
 #include "platform/macos/MacWorkspace.h"
 
 namespace {
@@ -9,10 +10,12 @@ class MacPlatform final : public Platform
 public:
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     MacWorkspace m_workspace;
     MacScreen m_screen;
+    MacScripts m_scripts;
 };
 } // namespace
 

@@ -47,7 +47,9 @@ void setVariable(const char *name, const QString &value)
 }
 } // namespace
 
-VirtualDesktop::VirtualDesktop()
+VirtualDesktop::VirtualDesktop() : VirtualDesktop(Options()) {}
+
+VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
 {
     const auto folder = [this](const char *variable, const QString &entry) {
         QDir(m_folder.path()).mkpath(entry);
@@ -138,8 +140,8 @@ void VirtualDesktop::startServer()
     if (!m_display.isEmpty())
         arguments << m_display;
     arguments << QStringLiteral("-displayfd") << QStringLiteral("1") << QStringLiteral("-screen")
-              << QStringLiteral("0") << QStringLiteral("1280x800x24") << QStringLiteral("-nolisten")
-              << QStringLiteral("tcp") << QStringLiteral("-noreset");
+              << QStringLiteral("0") << m_options.screen << QStringLiteral("-nolisten")
+              << QStringLiteral("tcp") << QStringLiteral("-noreset") << m_options.serverArguments;
     m_server->start(QStringLiteral("Xvfb"), arguments);
     if (!m_server->waitForStarted(startLimit))
         qFatal("Xvfb is not installed.");
