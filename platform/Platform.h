@@ -2,6 +2,7 @@
 
 #include <memory>
 
+class Accessibility;
 class Screen;
 class Scripts;
 class Workspace;
@@ -14,6 +15,7 @@ class Platform
 public:
     virtual ~Platform() = default;
 
+    virtual Accessibility &accessibility() = 0;
     virtual Workspace &workspace() = 0;
     virtual Screen &screen() = 0;
     virtual Scripts &scripts() = 0;

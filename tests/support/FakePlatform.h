@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Accessibility.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
 #include "platform/Scripts.h"
@@ -60,6 +61,17 @@ private:
     int m_lastPid = 1000;
 };
 
+/// Controls that can be looked at by those whom the user trusts.
+class FakeAccessibility final : public Accessibility
+{
+public:
+    bool trusted = true;
+    int trustRequests = 0;
+
+    bool isTrusted() override { return trusted; }
+    void requestTrust() override { ++trustRequests; }
+};
+
 /// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.
 class FakeScreen final : public Screen
 {
@@ -101,10 +113,12 @@ public:
 class FakePlatform : public Platform
 {
 public:
+    Accessibility &accessibility() override { return controls; }
     Workspace &workspace() override { return desk; }
     Screen &screen() override { return display; }
     Scripts &scripts() override { return language; }
 
+    FakeAccessibility controls;
     FakeWorkspace desk;
     FakeScreen display;
     FakeScripts language;
