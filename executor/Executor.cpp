@@ -22,10 +22,12 @@ constexpr auto dispatch = std::to_array<Entry>({
     {u"open_url", Actions::openURL},
     {u"web_search", Actions::webSearch},
     {u"create_folder", Actions::createFolder},
+    {u"screenshot", Actions::screenshot},
     {u"find_files", Actions::findFiles},
     {u"open_path", Actions::openPath},
     {u"trash", Actions::trash},
     {u"list_windows", Actions::listWindows},
+    {u"applescript", Actions::appleScript},
 });
 } // namespace
 

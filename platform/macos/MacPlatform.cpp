@@ -1,18 +1,24 @@
 #include "platform/Platform.h"
 
+#include "platform/macos/MacAccessibility.h"
 #include "platform/macos/MacScreen.h"
+#include "platform/macos/MacScripts.h"
 #include "platform/macos/MacWorkspace.h"
 
 namespace {
 class MacPlatform final : public Platform
 {
 public:
+    Accessibility &accessibility() override { return m_accessibility; }
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
+    MacAccessibility m_accessibility;
     MacWorkspace m_workspace;
     MacScreen m_screen;
+    MacScripts m_scripts;
 };
 } // namespace
 

@@ -15,8 +15,15 @@
 class VirtualDesktop
 {
 public:
+    struct Options
+    {
+        QString screen = QStringLiteral("1280x800x24"); ///< Its width, height and depth.
+        QStringList serverArguments = {};
+    };
+
     /// Aborts the test program with a sentence where a part cannot be started.
     VirtualDesktop();
+    explicit VirtualDesktop(const Options &options);
     ~VirtualDesktop();
     VirtualDesktop(const VirtualDesktop &) = delete;
     VirtualDesktop &operator=(const VirtualDesktop &) = delete;
@@ -33,6 +40,10 @@ public:
     /// Starts a program that lives no longer than this object, with its output to read.
     QProcess &start(const QString &program, const QStringList &arguments);
 
+    /// Brings up the accessibility bus and enables it. Applications that were started before need
+    /// not be on it.
+    void enableAccessibility();
+
     /// The X server's process, for stopping and resuming it.
     [[nodiscard]] qint64 server() const;
 
@@ -44,6 +55,7 @@ private:
     void startBus();
     void startWindowManager();
 
+    const Options m_options;
     QTemporaryDir m_folder;
     QString m_display;
     std::list<QProcess> m_processes; ///< Ended in the opposite order.
