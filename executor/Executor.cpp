@@ -25,10 +25,12 @@ constexpr auto dispatch = std::to_array<Entry>({
     {u"type_text", Actions::typeText},
     {u"press_key", Actions::pressKey},
     {u"create_folder", Actions::createFolder},
+    {u"screenshot", Actions::screenshot},
     {u"find_files", Actions::findFiles},
     {u"open_path", Actions::openPath},
     {u"trash", Actions::trash},
     {u"list_windows", Actions::listWindows},
+    {u"applescript", Actions::appleScript},
 });
 } // namespace
 

@@ -5,6 +5,7 @@
 class Accessibility;
 class Keyboard;
 class Screen;
+class Scripts;
 class Workspace;
 
 /// The operating system's capabilities as the executor and the safety assessment reach them.
@@ -19,6 +20,7 @@ public:
     virtual Workspace &workspace() = 0;
     virtual Keyboard &keyboard() = 0;
     virtual Screen &screen() = 0;
+    virtual Scripts &scripts() = 0;
 
     /// The platform in use: this system's own, made at the first call, unless an Override stands.
     static Platform &current();

@@ -3,6 +3,7 @@
 #include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxKeyboard.h"
 #include "platform/linux/LinuxScreen.h"
+#include "platform/linux/LinuxScripts.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Desktop.h"
 
@@ -14,6 +15,7 @@ public:
     Workspace &workspace() override { return m_workspace; }
     Keyboard &keyboard() override { return m_keyboard; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     X11Desktop m_desktop;
@@ -21,6 +23,7 @@ private:
     LinuxKeyboard m_keyboard;
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
+    LinuxScripts m_scripts;
 };
 } // namespace
 

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <fstream>
 
 QList<InstalledApplication> FakeWorkspace::applicationsIn(const QString &folder)
 {
@@ -152,4 +153,28 @@ std::unique_ptr<KeyboardSource> FakeKeyboard::open(const QString &text)
 {
     announced.append(text);
     return std::make_unique<FakeSource>(*this);
+}
+
+QFuture<void> FakeScreen::capture(const std::filesystem::path &file)
+{
+    captured.append(file);
+    if (!holdsCaptures) {
+        write(file);
+        return settled(failure);
+    }
+    m_held.emplace().start();
+    return m_held->future();
+}
+
+void FakeScreen::finishCapture()
+{
+    write(captured.constLast());
+    settle(*m_held, failure);
+    m_held.reset();
+}
+
+void FakeScreen::write(const std::filesystem::path &file) const
+{
+    if (permitsCapture && !failure)
+        std::ofstream(file) << "picture";
 }

@@ -4,6 +4,7 @@
 #include "platform/Keyboard.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
+#include "platform/Scripts.h"
 #include "platform/Workspace.h"
 
 #include <QMap>
@@ -94,13 +95,41 @@ public:
     std::unique_ptr<KeyboardSource> open(const QString &text) override;
 };
 
-/// A screen that shows what it is told to.
+/// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.
 class FakeScreen final : public Screen
 {
 public:
     std::optional<QList<WindowInfo>> shown = QList<WindowInfo>();
+    bool permitsCapture = true;
+    std::optional<QString> failure; ///< The sentence with which a capture fails.
+    bool holdsCaptures = false;     ///< A capture takes until finishCapture().
+
+    QList<std::filesystem::path> captured; ///< What was asked for, oldest first.
+
+    /// Ends the capture that holdsCaptures held back.
+    void finishCapture();
 
     std::optional<QList<WindowInfo>> windows() override { return shown; }
+    QFuture<void> capture(const std::filesystem::path &file) override;
+
+private:
+    void write(const std::filesystem::path &file) const;
+
+    std::optional<QPromise<void>> m_held;
+};
+
+/// Scripting with one answer to every script.
+class FakeScripts final : public Scripts
+{
+public:
+    ScriptOutcome outcome = ScriptResult{};
+    QStringList sources; ///< What was run, oldest first.
+
+    ScriptOutcome run(const QString &source) override
+    {
+        sources.append(source);
+        return outcome;
+    }
 };
 
 /// Stands in for the system's platform for as long as it lives.
@@ -111,11 +140,13 @@ public:
     Workspace &workspace() override { return desk; }
     Keyboard &keyboard() override { return keys; }
     Screen &screen() override { return display; }
+    Scripts &scripts() override { return language; }
 
     FakeAccessibility controls;
     FakeWorkspace desk;
     FakeKeyboard keys;
     FakeScreen display;
+    FakeScripts language;
 
 private:
     Override m_override{*this};
