@@ -54,4 +54,10 @@ namespace Executor {
 /// Lists the folder's matching entries, newest first, and reveals the newest.
 [[nodiscard]] QString findFiles(const QString &folder, const std::optional<QString> &extension,
                                 const std::optional<QString> &query);
+
+/// Captures the screen into a PNG file.
+[[nodiscard]] QCoro::Task<void> screenshot(QString file);
+
+/// Runs a script of the user's system and tells what it returned. Holds the thread while it runs.
+[[nodiscard]] QString appleScript(const QString &source);
 } // namespace Executor

@@ -4,6 +4,7 @@
 
 class Accessibility;
 class Screen;
+class Scripts;
 class Workspace;
 
 /// The operating system's capabilities as the executor and the safety assessment reach them.
@@ -17,6 +18,7 @@ public:
     virtual Accessibility &accessibility() = 0;
     virtual Workspace &workspace() = 0;
     virtual Screen &screen() = 0;
+    virtual Scripts &scripts() = 0;
 
     /// The platform in use: this system's own, made at the first call, unless an Override stands.
     static Platform &current();

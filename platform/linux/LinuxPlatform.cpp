@@ -2,6 +2,7 @@
 
 #include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxScreen.h"
+#include "platform/linux/LinuxScripts.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Desktop.h"
 
@@ -12,12 +13,14 @@ public:
     Accessibility &accessibility() override { return m_accessibility; }
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     X11Desktop m_desktop;
     LinuxAccessibility m_accessibility;
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
+    LinuxScripts m_scripts;
 };
 } // namespace
 

@@ -2,6 +2,7 @@
 
 #include "platform/macos/MacAccessibility.h"
 #include "platform/macos/MacScreen.h"
+#include "platform/macos/MacScripts.h"
 #include "platform/macos/MacWorkspace.h"
 
 namespace {
@@ -11,11 +12,13 @@ public:
     Accessibility &accessibility() override { return m_accessibility; }
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     MacAccessibility m_accessibility;
     MacWorkspace m_workspace;
     MacScreen m_screen;
+    MacScripts m_scripts;
 };
 } // namespace
 

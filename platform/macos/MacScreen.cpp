@@ -2,6 +2,7 @@
 
 #include "platform/macos/CFOwner.h"
 #include "platform/macos/CFText.h"
+#include "platform/macos/CaptureTool.h"
 
 #include <CoreGraphics/CoreGraphics.h>
 
@@ -49,4 +50,9 @@ std::optional<QList<WindowInfo>> MacScreen::windows()
             windows.append(windowInfo(static_cast<CFDictionaryRef>(description)));
     }
     return windows;
+}
+
+QFuture<void> MacScreen::capture(const std::filesystem::path &file)
+{
+    return CaptureTool::run(QStringLiteral("/usr/sbin/screencapture"), file);
 }

@@ -5,6 +5,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <fstream>
 
 namespace {
 class FakeTree final : public AccessibleTree
@@ -202,4 +203,28 @@ void FakeWorkspace::bringToFront(const QString &location)
                         .policy = ActivationPolicy::regular,
                         .location = location};
     running.append(*front);
+}
+
+QFuture<void> FakeScreen::capture(const std::filesystem::path &file)
+{
+    captured.append(file);
+    if (!holdsCaptures) {
+        write(file);
+        return settled(failure);
+    }
+    m_held.emplace().start();
+    return m_held->future();
+}
+
+void FakeScreen::finishCapture()
+{
+    write(captured.constLast());
+    settle(*m_held, failure);
+    m_held.reset();
+}
+
+void FakeScreen::write(const std::filesystem::path &file) const
+{
+    if (permitsCapture && !failure)
+        std::ofstream(file) << "picture";
 }

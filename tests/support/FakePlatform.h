@@ -3,6 +3,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
+#include "platform/Scripts.h"
 #include "platform/Workspace.h"
 
 #include <QMap>
@@ -101,13 +102,41 @@ public:
                                          std::chrono::milliseconds limit) override;
 };
 
-/// A screen that shows what it is told to.
+/// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.
 class FakeScreen final : public Screen
 {
 public:
     std::optional<QList<WindowInfo>> shown = QList<WindowInfo>();
+    bool permitsCapture = true;
+    std::optional<QString> failure; ///< The sentence with which a capture fails.
+    bool holdsCaptures = false;     ///< A capture takes until finishCapture().
+
+    QList<std::filesystem::path> captured; ///< What was asked for, oldest first.
+
+    /// Ends the capture that holdsCaptures held back.
+    void finishCapture();
 
     std::optional<QList<WindowInfo>> windows() override { return shown; }
+    QFuture<void> capture(const std::filesystem::path &file) override;
+
+private:
+    void write(const std::filesystem::path &file) const;
+
+    std::optional<QPromise<void>> m_held;
+};
+
+/// Scripting with one answer to every script.
+class FakeScripts final : public Scripts
+{
+public:
+    ScriptOutcome outcome = ScriptResult{};
+    QStringList sources; ///< What was run, oldest first.
+
+    ScriptOutcome run(const QString &source) override
+    {
+        sources.append(source);
+        return outcome;
+    }
 };
 
 /// Stands in for the system's platform for as long as it lives.
@@ -117,10 +146,12 @@ public:
     Accessibility &accessibility() override { return controls; }
     Workspace &workspace() override { return desk; }
     Screen &screen() override { return display; }
+    Scripts &scripts() override { return language; }
 
     FakeAccessibility controls;
     FakeWorkspace desk;
     FakeScreen display;
+    FakeScripts language;
 
 private:
     Override m_override{*this};
