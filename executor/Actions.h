@@ -18,12 +18,14 @@ QCoro::Task<QString> webSearch(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> newTab(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> typeText(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> pressKey(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> click(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> createFolder(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> screenshot(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> findFiles(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> openPath(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> trash(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> listWindows(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> readUI(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> appleScript(AgentAction action, Surrounding surrounding);
 
 /// The argument under that key; an ActionError with the sentence where there is none.

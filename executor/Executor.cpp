@@ -24,12 +24,14 @@ constexpr auto dispatch = std::to_array<Entry>({
     {u"new_tab", Actions::newTab},
     {u"type_text", Actions::typeText},
     {u"press_key", Actions::pressKey},
+    {u"click", Actions::click},
     {u"create_folder", Actions::createFolder},
     {u"screenshot", Actions::screenshot},
     {u"find_files", Actions::findFiles},
     {u"open_path", Actions::openPath},
     {u"trash", Actions::trash},
     {u"list_windows", Actions::listWindows},
+    {u"read_ui", Actions::readUI},
     {u"applescript", Actions::appleScript},
 });
 } // namespace
