@@ -2,6 +2,7 @@
 // desktop in memory, in turns with xdotool, a tool for the same job. What arrives is compared.
 #include "bench/Measure.h"
 #include "executor/Executor.h"
+#include "executor/Pause.h"
 #include "platform/Platform.h"
 #include "support/VirtualDesktop.h"
 
@@ -17,7 +18,8 @@
 namespace {
 constexpr int rounds = 15;
 // What it takes by design: 50 pieces of 20 characters, 15 ms after each.
-constexpr double pauses = 50 * 0.015;
+constexpr int pieces = 50;
+constexpr double pauses = pieces * 0.015;
 
 // Runs the event loop until the task has ended; QCoro's own waitFor knows no exceptions.
 void await(QCoro::Task<> task)
@@ -35,6 +37,13 @@ void await(QCoro::Task<> task)
         std::rethrow_exception(failure);
 }
 
+// The same pauses with nothing between them: what they take on this machine at this moment.
+QCoro::Task<> pauseOnly()
+{
+    for (int i = 0; i < pieces; ++i)
+        co_await Executor::pause(std::chrono::milliseconds(15), {});
+}
+
 /// A terminal that writes down what is typed into it.
 class Terminal
 {
@@ -49,6 +58,8 @@ public:
         const ProcessId pid{process.processId()};
         waitFor([&] { return Platform::current().workspace().focusedProcess() == pid; });
         waitFor([this] { return QFile::exists(m_file); });
+        // Keys that come before it has noticed that it is in front are lost.
+        QThread::sleep(1);
     }
 
     /// How long the work takes that types the text, until it is all there.
@@ -96,6 +107,7 @@ void measure()
     const QString foreign = QStringLiteral("Größe, naïveté: Жук шёл. ").repeated(40).left(1000);
 
     std::vector<double> plainTimes;
+    std::vector<double> pauseTimes;
     std::vector<double> foreignTimes;
     std::vector<double> otherTimes;
     std::vector<double> hastyTimes;
@@ -103,6 +115,9 @@ void measure()
     for (int round = -1; round < rounds; ++round) {
         Measure::say("typing: round " + std::to_string(round + 1));
         const double ours = terminal.seconds(plain, [&] { await(Executor::typeText(plain)); });
+        const Measure::Stopwatch nothing;
+        await(pauseOnly());
+        const double pausing = nothing.seconds();
         const double oursForeign =
             terminal.seconds(foreign, [&] { await(Executor::typeText(foreign)); });
         const double others = terminal.seconds(
@@ -117,6 +132,7 @@ void measure()
         if (round < 0)
             continue; // To warm up.
         plainTimes.push_back(ours);
+        pauseTimes.push_back(pausing);
         foreignTimes.push_back(oursForeign);
         otherTimes.push_back(others);
         hastyTimes.push_back(hasty);
@@ -132,6 +148,7 @@ void measure()
           1.1},
          {"one key, in milliseconds", keyMilliseconds.median, Measure::Goal::Side::atMost, 20}},
         {{"overPauses", toPauses},
+         {"overPausesOfTheSameRound", Measure::summarize(Measure::ratios(plainTimes, pauseTimes))},
          {"foreignOverPauses", Measure::summarize(Measure::ratios(foreignTimes, sums))},
          {"overXdotool", Measure::summarize(Measure::ratios(plainTimes, otherTimes))},
          {"overXdotoolWithoutDelay", Measure::summarize(Measure::ratios(plainTimes, hastyTimes))},

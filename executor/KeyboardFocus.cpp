@@ -10,6 +10,8 @@ namespace {
 // How long an application may take to come to the front, and how often we look.
 constexpr std::chrono::milliseconds activationLimit{2000};
 constexpr std::chrono::milliseconds activationStep{10};
+// How long it gets to notice that it is there: some windows drop the keys that come before.
+constexpr std::chrono::milliseconds focusSettle{50};
 } // namespace
 
 QCoro::Task<ProcessId> Executor::KeyboardFocus::handOver()
@@ -28,6 +30,7 @@ QCoro::Task<ProcessId> Executor::KeyboardFocus::handOver()
                                              "input."));
         co_await pause(activationStep, {});
     }
+    co_await pause(focusSettle, {});
     co_return front->pid;
 }
 

@@ -23,7 +23,7 @@ constexpr uint tabSymbol = 0xff09;
 // X names the characters of Latin-1 by their codes, and the others by theirs beyond this.
 constexpr uint unicodeSymbols = 0x01000000;
 
-uint symbolOf(uint character)
+uint symbolOfCharacter(uint character)
 {
     const bool isLatin1 =
         (character >= 0x20 && character < 0x7f) || (character >= 0xa0 && character <= 0xff);
@@ -35,19 +35,21 @@ QList<uint> symbolsOf(QString text)
 {
     text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
     QList<uint> symbols;
-    for (const uint character : text.toUcs4()) {
+    for (uint character : text.toUcs4()) {
+        if (QChar::isSurrogate(character))
+            character = QChar::ReplacementCharacter; // Half a character is none.
         if (character == u'\n' || character == u'\r')
             symbols.append(returnSymbol);
         else if (character == u'\t')
             symbols.append(tabSymbol);
         else if (character >= 0x20 && (character < 0x7f || character >= 0xa0))
-            symbols.append(symbolOf(character));
+            symbols.append(symbolOfCharacter(character));
     }
     return symbols;
 }
 
 // What the keys of the standard Mac keyboard type or do.
-uint symbolOf(quint16 code)
+uint symbolOfKey(quint16 code)
 {
     static const QMap<quint16, uint> table{
         {0, 'a'},      {1, 's'},     {2, 'd'},     {3, 'f'},      {4, 'h'},      {5, 'g'},
@@ -134,7 +136,7 @@ public:
     {
         if (event.text.isEmpty()) {
             return ask(event.isDown
-                           ? request("press", {symbolOf(event.code), modifiersOf(event.flags)})
+                           ? request("press", {symbolOfKey(event.code), modifiersOf(event.flags)})
                            : request("release"));
         }
         // Text has no key that could be down for a while.
@@ -183,6 +185,7 @@ private:
         if (m_isFinishing && !m_failure && m_awaited.size() == 1 &&
             m_process->exitStatus() == QProcess::NormalExit)
             settleNext();
+        // Nothing more can be asked of it.
         fail(QStringLiteral("The keyboard program ended too early."));
     }
 
@@ -199,6 +202,9 @@ private:
     void fail(const QString &sentence)
     {
         m_limit.stop();
+        // What it has not got round to is not to be typed when nobody expects it any more.
+        if (m_process->state() != QProcess::NotRunning)
+            m_process->terminate();
         if (!m_failure)
             m_failure = sentence;
         for (QPromise<void> &promise : std::exchange(m_awaited, {}))

@@ -356,7 +356,9 @@ void tst_Keyboard::theUsersApplicationGetsTheKeyboardBack()
         m_platform->keys.afterEachEvent = [this] {
             QCOMPARE(m_platform->desk.activated, QList{notes});
         };
+        m_pauses->durations.clear();
         QVERIFY(!outcome(name, {{u"text"_s, u"a"_s}, {u"key"_s, u"a"_s}}).contains(u"Error"_s));
+        QCOMPARE(m_pauses->durations.constFirst(), 50ms);
         QCOMPARE(m_platform->keys.events.size(), 2);
     }
     // Who has it already is left alone.

@@ -19,22 +19,18 @@ struct Unreferenced
 template <typename T>
 using Owned = std::unique_ptr<T, Unreferenced>;
 
-// One name for each character, however a layout names it. Keys that do something, the ones of the
-// keypad among them, keep their own.
-KeySymbol canonical(KeySymbol symbol)
+// Keys that do something, and those of the keypad.
+bool isFunction(KeySymbol symbol)
 {
-    constexpr KeySymbol firstFunction = 0xfd00;
-    constexpr KeySymbol lastFunction = 0xffff;
-    constexpr KeySymbol unicode = 0x01000000;
-    if (symbol >= firstFunction && symbol <= lastFunction)
-        return symbol;
-    const uint32_t character = xkb_keysym_to_utf32(symbol);
-    return character == 0 ? symbol : unicode | character;
+    return symbol >= 0xfd00 && symbol <= 0xffff;
 }
 
-bool isOfKeypad(KeySymbol symbol)
+// One name for each character, however a layout names it.
+KeySymbol canonical(KeySymbol symbol)
 {
-    return symbol >= XKB_KEY_KP_Space && symbol <= XKB_KEY_KP_Equal;
+    constexpr KeySymbol unicode = 0x01000000;
+    const uint32_t character = isFunction(symbol) ? 0 : xkb_keysym_to_utf32(symbol);
+    return character == 0 ? symbol : unicode | character;
 }
 
 std::span<const xkb_keysym_t> symbolsAt(xkb_keymap *map, xcb_keycode_t code,
@@ -116,8 +112,9 @@ KeyMap::KeyMap(XKeyboard &keyboard)
             m_spare.push_back(code);
 
         const std::vector<KeySymbol> levels = meanings(state.get(), code);
-        // Terminals take these for the keypad's as soon as a modifier is held.
-        const bool hasOnlyBase = std::ranges::any_of(levels, isOfKeypad);
+        // With a modifier, a terminal takes what such a key could do on another level for a
+        // command.
+        const bool hasOnlyBase = std::ranges::any_of(levels, isFunction);
         for (xkb_level_index_t level = 0; level < (hasOnlyBase ? 1 : levels.size()); ++level) {
             for (const xkb_mod_mask_t mask : waysTo(state.get(), code, level)) {
                 if ((mask & ~static_cast<xkb_mod_mask_t>(m_forCharacters)) == 0)

@@ -50,6 +50,7 @@ void Typist::type(std::span<const KeySymbol> symbols)
         const std::optional<Stroke> stroke = m_map->find(symbol);
         if (!stroke)
             throw Failure("The keyboard layout has no room for one of the characters.");
+        checkIsWanted();
         hold(stroke->modifiers);
         m_keyboard.fake(stroke->code, true);
         m_keyboard.fake(stroke->code, false);
@@ -70,6 +71,7 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
     }
     if (!stroke)
         throw Failure("The keyboard layout has no room for this key.");
+    checkIsWanted();
 
     uint8_t held = stroke->modifiers;
     for (const auto &[modifier, mask] :
@@ -121,6 +123,13 @@ void Typist::prepare()
             return;
         m_usersKeys.putAside(*m_map);
     }
+}
+
+// Whoever asked may have given up while the server took its time.
+void Typist::checkIsWanted() const
+{
+    if (m_isGivenUp != 0)
+        throw Failure("Typing was given up.");
 }
 
 void Typist::read()

@@ -6,6 +6,7 @@
 #include "platform/linux/keyboard/UsersKeys.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
+#include <csignal>
 #include <deque>
 #include <map>
 #include <optional>
@@ -17,7 +18,8 @@
 class Typist
 {
 public:
-    Typist() = default;
+    /// As soon as the flag is set, nothing more is typed.
+    explicit Typist(const volatile std::sig_atomic_t &isGivenUp) : m_isGivenUp(isGivenUp) {}
     ~Typist();
     Typist(const Typist &) = delete;
     Typist &operator=(const Typist &) = delete;
@@ -37,12 +39,14 @@ public:
 
 private:
     void prepare();
+    void checkIsWanted() const;
     void read();
     void borrowForExpected();
     void borrow(std::span<const KeySymbol> symbols);
     void letApplicationsFollow();
     void hold(uint8_t modifiers);
 
+    const volatile std::sig_atomic_t &m_isGivenUp;
     XKeyboard m_keyboard;
     UsersKeys m_usersKeys{m_keyboard};
     BorrowedKeys m_borrowed{m_keyboard};

@@ -3,7 +3,6 @@
 #include "platform/linux/keyboard/Xcb.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <span>
 #include <utility>
@@ -39,7 +38,6 @@ public:
     XKeyboard &operator=(const XKeyboard &) = delete;
 
     [[nodiscard]] xcb_connection_t *connection() const { return m_connection.get(); }
-    [[nodiscard]] xcb_window_t root() const { return m_root; }
     [[nodiscard]] xcb_input_device_id_t device() const { return m_core; }
 
     /// Presses or releases a key of the keyboard that belongs to no hardware.

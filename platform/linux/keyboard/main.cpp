@@ -8,7 +8,7 @@
 //   press SYMBOL MODIFIERS
 //   release
 // Each is answered with an empty line, or with a sentence about what went wrong, which ends it. So
-// does the end of the input.
+// does the end of the input; and SIGTERM, after which nothing more is typed.
 
 #include "platform/linux/keyboard/Typist.h"
 
@@ -21,6 +21,13 @@
 #include <vector>
 
 namespace {
+volatile std::sig_atomic_t s_isGivenUp = 0;
+
+void giveUp(int)
+{
+    s_isGivenUp = 1;
+}
+
 std::vector<KeySymbol> numbers(std::istream &line)
 {
     std::vector<KeySymbol> all;
@@ -52,10 +59,11 @@ int main()
 {
     // Whatever ends the program that started us leaves us the time to clean up.
     setsid();
-    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM})
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE})
         std::signal(number, SIG_IGN);
+    std::signal(SIGTERM, &giveUp);
     try {
-        Typist typist;
+        Typist typist(s_isGivenUp);
         for (std::string request; std::getline(std::cin, request);) {
             perform(typist, request);
             std::cout << '\n' << std::flush;
