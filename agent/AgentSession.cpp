@@ -40,6 +40,14 @@ AgentSession::~AgentSession()
         m_confirmation->resume(false);
 }
 
+void AgentSession::setTurns(const QList<Turn> &turns)
+{
+    Q_ASSERT(!m_isRunning);
+    Q_EMIT turnsWillChange();
+    m_turns = turns;
+    Q_EMIT turnsChanged();
+}
+
 void AgentSession::submit(const QString &text)
 {
     const QString command = text.trimmed();

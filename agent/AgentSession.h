@@ -45,6 +45,9 @@ public:
     /// The task of the last turn, running or finished; absent before the first.
     [[nodiscard]] const std::shared_ptr<Cancellation> &task() const { return m_task; }
 
+    /// Replaces the whole transcript. Only while no turn runs: the loop writes to the last one.
+    void setTurns(const QList<Turn> &turns);
+
     /// Starts a turn. Blank text, or any while a turn runs, is ignored.
     void submit(const QString &text);
 
