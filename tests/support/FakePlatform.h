@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/Screen.h"
 #include "platform/Workspace.h"
+#include "tests/support/FakeShell.h"
 
 #include <QMap>
 #include <QPromise>
@@ -72,8 +73,17 @@ public:
 class FakePlatform : public Platform
 {
 public:
+    Appearance &appearance() override { return settings; }
+    GlobalHotKey &hotKey() override { return key; }
+    Instance &instance() override { return place; }
+    Shell &shell() override { return panels; }
     Workspace &workspace() override { return desk; }
     Screen &screen() override { return display; }
+
+    FakeAppearance settings;
+    FakeHotKey key;
+    FakeInstance place;
+    FakeShell panels;
 
     FakeWorkspace desk;
     FakeScreen display;
