@@ -1,6 +1,7 @@
 #include "app/Panel.h"
 
 #include "app/HotKey.h"
+#include "platform/Accessibility.h"
 #include "platform/Appearance.h"
 #include "platform/PanelWindow.h"
 #include "platform/Platform.h"
@@ -11,14 +12,18 @@
 #include <utility>
 
 namespace {
+bool isGivenTrust()
+{
+    return Platform::current().accessibility().isTrusted();
+}
+
 Look look()
 {
     return Platform::current().appearance().look();
 }
 } // namespace
 
-Panel::Panel(Trust trust, QObject *parent)
-    : QObject(parent), m_trust(std::move(trust)), m_isTrusted(m_trust.isGiven())
+Panel::Panel(QObject *parent) : QObject(parent), m_isTrusted(isGivenTrust())
 {
     connect(&HotKey::shared(), &HotKey::summonPalette, this, [this] {
         readTrust();
@@ -66,7 +71,7 @@ QColor Panel::accentColor() const
 
 void Panel::requestTrust()
 {
-    m_trust.request();
+    Platform::current().accessibility().requestTrust();
 }
 
 void Panel::hide()
@@ -88,7 +93,7 @@ void Panel::minimise()
 
 void Panel::readTrust()
 {
-    const bool isTrusted = m_trust.isGiven();
+    const bool isTrusted = isGivenTrust();
     if (std::exchange(m_isTrusted, isTrusted) != isTrusted)
         Q_EMIT trustedChanged();
 }

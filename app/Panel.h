@@ -4,8 +4,6 @@
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
-#include <functional>
-
 class PanelWindow;
 
 /// What the views need to know of the desktop, and what they ask of their window. Main thread.
@@ -24,14 +22,7 @@ class Panel final : public QObject
     Q_PROPERTY(QColor accentColor READ accentColor NOTIFY lookChanged)
 
 public:
-    /// How the permission to operate the computer is looked up and asked for.
-    struct Trust
-    {
-        std::function<bool()> isGiven;
-        std::function<void()> request;
-    };
-
-    explicit Panel(Trust trust, QObject *parent = nullptr);
+    explicit Panel(QObject *parent = nullptr);
     ~Panel() override;
 
     /// The window that the views are in. It must outlive its place here.
@@ -61,7 +52,6 @@ Q_SIGNALS:
 private:
     void readTrust();
 
-    const Trust m_trust;
     PanelWindow *m_window = nullptr;
     bool m_isTrusted;
 };

@@ -64,6 +64,11 @@ QRect QuickPanelWindow::screenArea() const
     return screen ? screen->availableGeometry() : QRect();
 }
 
+double QuickPanelWindow::scale() const
+{
+    return m_window.devicePixelRatio();
+}
+
 void QuickPanelWindow::moveTo(QPoint corner)
 {
     m_window.setPosition(corner);

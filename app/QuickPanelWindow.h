@@ -24,6 +24,7 @@ public:
     void close() override;
     [[nodiscard]] QSize size() const override;
     [[nodiscard]] QRect screenArea() const override;
+    [[nodiscard]] double scale() const override;
     void moveTo(QPoint corner) override;
 
 private:

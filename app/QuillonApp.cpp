@@ -25,8 +25,7 @@ bool hasVisibleWindows()
 }
 } // namespace
 
-QuillonApp::QuillonApp(const Views &views)
-    : m_session(m_models), m_panel({[] { return true; }, [] {}})
+QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
 {
     QGuiApplication::setQuitOnLastWindowClosed(
         AppDelegate::applicationShouldTerminateAfterLastWindowClosed());

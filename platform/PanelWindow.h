@@ -24,8 +24,9 @@ public:
     virtual void minimise() = 0;
     virtual void close() = 0;
 
-    /// In the toolkit's coordinates.
+    /// In the toolkit's coordinates, of which each is scale() pixels.
     [[nodiscard]] virtual QSize size() const = 0;
     [[nodiscard]] virtual QRect screenArea() const = 0; ///< Without the desktop's bars.
+    [[nodiscard]] virtual double scale() const = 0;
     virtual void moveTo(QPoint corner) = 0;
 };

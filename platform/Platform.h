@@ -2,6 +2,7 @@
 
 #include <memory>
 
+class Accessibility;
 class Appearance;
 class GlobalHotKey;
 class Instance;
@@ -17,6 +18,7 @@ class Platform
 public:
     virtual ~Platform() = default;
 
+    virtual Accessibility &accessibility() = 0;
     virtual Appearance &appearance() = 0;
     virtual GlobalHotKey &hotKey() = 0;
     virtual Instance &instance() = 0;

@@ -1,5 +1,6 @@
 #include "platform/Platform.h"
 
+#include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxAppearance.h"
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/LinuxInstance.h"
@@ -12,6 +13,7 @@ namespace {
 class LinuxPlatform final : public Platform
 {
 public:
+    Accessibility &accessibility() override { return m_accessibility; }
     Appearance &appearance() override { return m_appearance; }
     GlobalHotKey &hotKey() override { return m_hotKey; }
     Instance &instance() override { return m_instance; }
@@ -25,6 +27,7 @@ private:
     LinuxInstance m_instance;
     LinuxShell m_shell{m_hotKey};
     X11Desktop m_desktop;
+    LinuxAccessibility m_accessibility;
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
 };

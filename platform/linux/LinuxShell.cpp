@@ -5,7 +5,9 @@
 #include "platform/linux/LinuxHotKey.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
+#include <vector>
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
@@ -16,6 +18,29 @@ namespace {
 constexpr std::chrono::milliseconds serverLimit{5000};
 
 constexpr xcb_window_t noWindow = XCB_WINDOW_NONE;
+
+// What the panel's own corners look like.
+constexpr double cornerRadius = 14;
+
+// Rectangles that together are one with round corners, each as x, y, width and height.
+std::vector<uint32_t> roundedRegion(QSize size, double radius)
+{
+    const auto rows = std::min(static_cast<int>(std::ceil(radius)), size.height() / 2);
+    std::vector<uint32_t> region;
+    const auto add = [&](int x, int y, int width, int height) {
+        for (const int number : {x, y, width, height})
+            region.push_back(static_cast<uint32_t>(std::max(number, 0)));
+    };
+    for (int row = 0; row < rows; ++row) {
+        const double rise = radius - row - 0.5;
+        const auto inset = static_cast<int>(
+            std::ceil(radius - std::sqrt(std::max(radius * radius - rise * rise, 0.0))));
+        add(inset, row, size.width() - 2 * inset, 1);
+        add(inset, size.height() - 1 - row, size.width() - 2 * inset, 1);
+    }
+    add(0, rows, size.width(), size.height() - 2 * rows);
+    return region;
+}
 
 xcb_window_t windowId(PanelWindow &window)
 {
@@ -95,12 +120,13 @@ public:
         m_comes = noWindow;
     }
 
-    // What is behind the window, out of focus. An empty list of rectangles is the whole window.
-    void blurBehind(xcb_window_t window)
+    // From now on what is behind the window is out of focus, except behind its round corners.
+    void blurBehind(xcb_window_t window, QSize size, double cornerRadius)
     {
-        xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window, m_blur, XCB_ATOM_CARDINAL,
-                            32, 0, nullptr);
-        m_events->flush();
+        m_blurred = window;
+        m_cornerRadius = cornerRadius;
+        watch(window);
+        describeBlur(size);
     }
 
 private:
@@ -181,6 +207,10 @@ private:
                 m_goes = noWindow;
                 giveFocusBack();
             }
+        } else if (type == XCB_CONFIGURE_NOTIFY) {
+            const auto &change = reinterpret_cast<const xcb_configure_notify_event_t &>(event);
+            if (change.window == m_blurred)
+                describeBlur({change.width, change.height});
         } else if (type == m_selectionEvent) {
             const auto owner =
                 reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event).owner;
@@ -188,6 +218,15 @@ private:
             if (std::exchange(m_isComposited, isComposited) != isComposited)
                 m_compositionChanged();
         }
+    }
+
+    void describeBlur(QSize size)
+    {
+        const std::vector<uint32_t> region = roundedRegion(size, m_cornerRadius);
+        xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, m_blurred, m_blur,
+                            XCB_ATOM_CARDINAL, 32, static_cast<uint32_t>(region.size()),
+                            region.data());
+        m_events->flush();
     }
 
     void requestFocus(xcb_window_t window)
@@ -223,6 +262,8 @@ private:
     xcb_ewmh_connection_t m_ewmh{};
     xcb_atom_t m_manager = XCB_ATOM_NONE; ///< The selection that a compositor owns.
     xcb_atom_t m_blur = XCB_ATOM_NONE;
+    xcb_window_t m_blurred = noWindow;
+    double m_cornerRadius = 0; ///< In pixels.
     int m_selectionEvent = -1;
     bool m_isComposited = false;
     quint32 m_userTime = XCB_CURRENT_TIME;
@@ -350,7 +391,8 @@ void LinuxShell::style(PanelWindow &)
 void LinuxShell::layUnder(PanelWindow &window, Material)
 {
     if (Session *const current = session())
-        current->blurBehind(windowId(window));
+        current->blurBehind(windowId(window), window.size() * window.scale(),
+                            cornerRadius * window.scale());
 }
 
 bool LinuxShell::isComposited()

@@ -68,6 +68,7 @@ public:
     void close() override { isOnScreen = isFocused = false; }
     [[nodiscard]] QSize size() const override { return {720, 620}; }
     [[nodiscard]] QRect screenArea() const override { return {0, 0, 1920, 1080}; }
+    [[nodiscard]] double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
 
     QString name;

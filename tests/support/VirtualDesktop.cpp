@@ -59,9 +59,11 @@ VirtualDesktop::VirtualDesktop()
     folder("XDG_DATA_HOME", QStringLiteral("home/.local/share"));
     folder("XDG_STATE_HOME", QStringLiteral("home/.local/state"));
     folder("XDG_RUNTIME_DIR", QStringLiteral("run"));
-    // The machine's own applications stay out of the way, its file types and themes are of use.
+    // The machine's own applications stay out of the way; its file types, themes and the settings'
+    // descriptions, without which programs abort, are of use.
     folder("XDG_DATA_DIRS", QStringLiteral("share"));
-    for (const QString &part : {QStringLiteral("mime"), QStringLiteral("themes")}) {
+    for (const QString &part :
+         {QStringLiteral("glib-2.0"), QStringLiteral("mime"), QStringLiteral("themes")}) {
         QFile::link(QStringLiteral("/usr/share/") + part,
                     m_folder.filePath(QStringLiteral("share/")) + part);
     }
@@ -115,6 +117,25 @@ QProcess &VirtualDesktop::start(const QString &program, const QStringList &argum
     if (!process.waitForStarted(startLimit))
         qFatal("%s is not installed.", qPrintable(program));
     return process;
+}
+
+void VirtualDesktop::enableAccessibility()
+{
+    qunsetenv("NO_AT_BRIDGE");
+    for (const QStringList &request :
+         {QStringList{QStringLiteral("org.a11y.Bus.GetAddress")},
+          QStringList{QStringLiteral("org.freedesktop.DBus.Properties.Set"),
+                      QStringLiteral("string:org.a11y.Status"), QStringLiteral("string:IsEnabled"),
+                      QStringLiteral("variant:boolean:true")}}) {
+        QProcess asking;
+        asking.start(QStringLiteral("dbus-send"),
+                     QStringList{QStringLiteral("--session"), QStringLiteral("--print-reply"),
+                                 QStringLiteral("--dest=org.a11y.Bus"),
+                                 QStringLiteral("/org/a11y/bus")} +
+                         request);
+        if (!asking.waitForFinished(startLimit) || asking.exitCode() != 0)
+            qFatal("No accessibility bus: %s", asking.readAllStandardError().constData());
+    }
 }
 
 qint64 VirtualDesktop::server() const
