@@ -1,6 +1,7 @@
 #include "app/PanelProgram.h"
 
 #include "app/HotKey.h"
+#include "app/SingleInstance.h"
 #include "app/Terminal.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
@@ -11,34 +12,6 @@
 
 #include <cstdlib>
 #include <vector>
-
-namespace {
-// A predecessor that ends between two looks at it leaves the place free for us, or for another
-// start that is quicker. So often it does not happen by chance.
-constexpr int attempts = 5;
-
-// Nothing once this process is the one that runs; else its exit status.
-std::optional<int> becomeTheOne(const std::function<void(Instance::Request)> &received,
-                                Instance::Request request, Terminal &terminal)
-{
-    Instance &instance = Platform::current().instance();
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        if (instance.claim(received))
-            return std::nullopt;
-        switch (instance.handOver(request)) {
-        case Instance::Answer::taken:
-            return EXIT_SUCCESS;
-        case Instance::Answer::nobody:
-            continue;
-        case Instance::Answer::silent:
-            attempt = attempts;
-        }
-    }
-    terminal.complain(
-        QStringLiteral("Quillon is running but does not answer: end it, then start it again."));
-    return EXIT_FAILURE;
-}
-} // namespace
 
 int PanelProgram::run(int argc, char **argv, Instance::Request request,
                       const QuillonApp::Views &views)
@@ -79,8 +52,16 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
                 HotKey::summon();
         });
     };
-    if (const std::optional<int> status = becomeTheOne(received, request, terminal))
-        return *status;
+    switch (SingleInstance::settle(received, request)) {
+    case SingleInstance::Outcome::isOurs:
+        break;
+    case SingleInstance::Outcome::handedOver:
+        return EXIT_SUCCESS;
+    case SingleInstance::Outcome::silent:
+        terminal.complain(
+            QStringLiteral("Quillon is running but does not answer: end it, then start it again."));
+        return EXIT_FAILURE;
+    }
 
     QuillonApp quillon(views);
     running = &quillon;

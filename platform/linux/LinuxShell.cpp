@@ -209,8 +209,9 @@ private:
             }
         } else if (type == XCB_CONFIGURE_NOTIFY) {
             const auto &change = reinterpret_cast<const xcb_configure_notify_event_t &>(event);
-            if (change.window == m_blurred)
-                describeBlur({change.width, change.height});
+            const QSize size(change.width, change.height);
+            if (change.window == m_blurred && size != m_blurredSize)
+                describeBlur(size);
         } else if (type == m_selectionEvent) {
             const auto owner =
                 reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event).owner;
@@ -222,6 +223,7 @@ private:
 
     void describeBlur(QSize size)
     {
+        m_blurredSize = size;
         const std::vector<uint32_t> region = roundedRegion(size, m_cornerRadius);
         xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, m_blurred, m_blur,
                             XCB_ATOM_CARDINAL, 32, static_cast<uint32_t>(region.size()),
@@ -263,6 +265,7 @@ private:
     xcb_atom_t m_manager = XCB_ATOM_NONE; ///< The selection that a compositor owns.
     xcb_atom_t m_blur = XCB_ATOM_NONE;
     xcb_window_t m_blurred = noWindow;
+    QSize m_blurredSize;
     double m_cornerRadius = 0; ///< In pixels.
     int m_selectionEvent = -1;
     bool m_isComposited = false;

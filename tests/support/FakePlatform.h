@@ -95,9 +95,9 @@ public:
 
     FakeAccessibility controls;
     FakeAppearance settings;
-    FakeHotKey key;
     FakeInstance place;
     FakeShell panels;
+    FakeHotKey key{panels.calls};
     FakeWorkspace desk;
     FakeScreen display;
 

@@ -34,22 +34,43 @@ private:
 class FakeHotKey final : public GlobalHotKey
 {
 public:
+    /// Writes down there that it was registered.
+    explicit FakeHotKey(QStringList &calls) : m_calls(calls) {}
+
     void registerKey(std::function<void()> pressed) override
     {
-        ++registrations;
+        m_calls << QStringLiteral("register");
         press = std::move(pressed);
     }
 
-    int registrations = 0;
     std::function<void()> press;
+
+private:
+    QStringList &m_calls;
 };
 
 /// A desktop on which another process runs, or none.
 class FakeInstance final : public Instance
 {
 public:
-    bool claim(std::function<void(Request)>) override { return true; }
-    Answer handOver(Request) override { return Answer::nobody; }
+    bool claim(std::function<void(Request)> received) override
+    {
+        ++claims;
+        if (answers.isEmpty())
+            request = std::move(received);
+        return answers.isEmpty();
+    }
+    Answer handOver(Request asked) override
+    {
+        requests.append(asked);
+        return answers.takeFirst();
+    }
+
+    /// What the processes that run, one after the other, answer; none where none runs.
+    QList<Answer> answers;
+    QList<Request> requests; ///< What they were asked.
+    int claims = 0;
+    std::function<void(Request)> request; ///< How later starts reach this process.
 };
 
 /// A window in memory.

@@ -46,6 +46,7 @@ public:
 
 private:
     void startBus();
+    void configureWindowManager() const;
     void startWindowManager();
 
     QTemporaryDir m_folder;
