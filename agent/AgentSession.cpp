@@ -40,14 +40,6 @@ AgentSession::~AgentSession()
         m_confirmation->resume(false);
 }
 
-void AgentSession::setTurns(const QList<Turn> &turns)
-{
-    Q_ASSERT(!m_isRunning);
-    Q_EMIT turnsWillChange();
-    m_turns = turns;
-    Q_EMIT turnsChanged();
-}
-
 void AgentSession::submit(const QString &text)
 {
     const QString command = text.trimmed();
@@ -64,6 +56,15 @@ void AgentSession::submit(const QString &text)
         if (session)
             session->m_loop = session->run(command, session->m_turns.size() - 1);
     });
+}
+
+void AgentSession::setTurns(const QList<Turn> &turns)
+{
+    if (m_isRunning)
+        return;
+    Q_EMIT turnsWillChange();
+    m_turns = turns;
+    Q_EMIT turnsChanged();
 }
 
 void AgentSession::resolve(bool approved)

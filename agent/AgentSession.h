@@ -45,11 +45,11 @@ public:
     /// The task of the last turn, running or finished; absent before the first.
     [[nodiscard]] const std::shared_ptr<Cancellation> &task() const { return m_task; }
 
-    /// Replaces the whole transcript. Only while no turn runs: the loop writes to the last one.
-    void setTurns(const QList<Turn> &turns);
-
     /// Starts a turn. Blank text, or any while a turn runs, is ignored.
     void submit(const QString &text);
+
+    /// Puts another transcript in place. Ignored while a turn runs, whose own place it holds.
+    void setTurns(const QList<Turn> &turns);
 
     /// The user's answer to the pending confirmation.
     void resolve(bool approved);

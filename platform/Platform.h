@@ -2,7 +2,12 @@
 
 #include <memory>
 
+class Accessibility;
+class Appearance;
+class GlobalHotKey;
+class Instance;
 class Screen;
+class Shell;
 class Workspace;
 
 /// The operating system's capabilities as the executor and the safety assessment reach them.
@@ -13,10 +18,16 @@ class Platform
 public:
     virtual ~Platform() = default;
 
+    virtual Accessibility &accessibility() = 0;
+    virtual Appearance &appearance() = 0;
+    virtual GlobalHotKey &hotKey() = 0;
+    virtual Instance &instance() = 0;
+    virtual Shell &shell() = 0;
     virtual Workspace &workspace() = 0;
     virtual Screen &screen() = 0;
 
-    /// The platform in use: this system's own, made at the first call, unless an Override stands.
+    /// The platform in use: this system's own, made at the first call and gone with the
+    /// application, unless an Override stands.
     static Platform &current();
 
     /// Puts another platform in place for as long as it lives. For tests; not nested.

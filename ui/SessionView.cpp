@@ -79,8 +79,7 @@ void SessionView::resolve(bool approved)
 
 void SessionView::clearHistory()
 {
-    if (!m_session.isRunning())
-        m_session.setTurns({});
+    m_session.setTurns({});
 }
 
 void SessionView::copyTurn(int row) const

@@ -1,8 +1,14 @@
 #pragma once
 
+#include "app/QuillonApp.h"
+
 class QQmlEngine;
 
+/// The panel's views as the application takes them. Main thread.
 namespace Ui {
-/// Makes the module Quillon known to an engine, which can then load qrc:/Quillon/PanelWindow.qml.
+/// Makes the QML module Quillon known to an engine.
 void install(QQmlEngine &engine);
+
+/// The panel's window, over view models that the engine owns.
+[[nodiscard]] QuillonApp::Views views();
 } // namespace Ui

@@ -1,8 +1,10 @@
 #pragma once
 
+#include "platform/Accessibility.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
 #include "platform/Workspace.h"
+#include "tests/support/FakeShell.h"
 
 #include <QMap>
 #include <QPromise>
@@ -59,6 +61,17 @@ private:
     int m_lastPid = 1000;
 };
 
+/// Controls that can be looked at by those whom the user trusts.
+class FakeAccessibility final : public Accessibility
+{
+public:
+    bool trusted = true;
+    int trustRequests = 0;
+
+    bool isTrusted() override { return trusted; }
+    void requestTrust() override { ++trustRequests; }
+};
+
 /// A screen that shows what it is told to.
 class FakeScreen final : public Screen
 {
@@ -72,9 +85,19 @@ public:
 class FakePlatform : public Platform
 {
 public:
+    Accessibility &accessibility() override { return controls; }
+    Appearance &appearance() override { return settings; }
+    GlobalHotKey &hotKey() override { return key; }
+    Instance &instance() override { return place; }
+    Shell &shell() override { return panels; }
     Workspace &workspace() override { return desk; }
     Screen &screen() override { return display; }
 
+    FakeAccessibility controls;
+    FakeAppearance settings;
+    FakeInstance place;
+    FakeShell panels;
+    FakeHotKey key{panels.calls};
     FakeWorkspace desk;
     FakeScreen display;
 

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <csignal>
@@ -59,9 +60,11 @@ VirtualDesktop::VirtualDesktop()
     folder("XDG_DATA_HOME", QStringLiteral("home/.local/share"));
     folder("XDG_STATE_HOME", QStringLiteral("home/.local/state"));
     folder("XDG_RUNTIME_DIR", QStringLiteral("run"));
-    // The machine's own applications stay out of the way, its file types and themes are of use.
+    // The machine's own applications stay out of the way; its file types, themes and the settings'
+    // descriptions, without which programs abort, are of use.
     folder("XDG_DATA_DIRS", QStringLiteral("share"));
-    for (const QString &part : {QStringLiteral("mime"), QStringLiteral("themes")}) {
+    for (const QString &part :
+         {QStringLiteral("glib-2.0"), QStringLiteral("mime"), QStringLiteral("themes")}) {
         QFile::link(QStringLiteral("/usr/share/") + part,
                     m_folder.filePath(QStringLiteral("share/")) + part);
     }
@@ -117,6 +120,25 @@ QProcess &VirtualDesktop::start(const QString &program, const QStringList &argum
     return process;
 }
 
+void VirtualDesktop::enableAccessibility()
+{
+    qunsetenv("NO_AT_BRIDGE");
+    for (const QStringList &request :
+         {QStringList{QStringLiteral("org.a11y.Bus.GetAddress")},
+          QStringList{QStringLiteral("org.freedesktop.DBus.Properties.Set"),
+                      QStringLiteral("string:org.a11y.Status"), QStringLiteral("string:IsEnabled"),
+                      QStringLiteral("variant:boolean:true")}}) {
+        QProcess asking;
+        asking.start(QStringLiteral("dbus-send"),
+                     QStringList{QStringLiteral("--session"), QStringLiteral("--print-reply"),
+                                 QStringLiteral("--dest=org.a11y.Bus"),
+                                 QStringLiteral("/org/a11y/bus")} +
+                         request);
+        if (!asking.waitForFinished(startLimit) || asking.exitCode() != 0)
+            qFatal("No accessibility bus: %s", asking.readAllStandardError().constData());
+    }
+}
+
 qint64 VirtualDesktop::server() const
 {
     return m_server->processId();
@@ -155,8 +177,23 @@ void VirtualDesktop::startBus()
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
 }
 
+// Its own configuration binds the keys that summon the assistant.
+void VirtualDesktop::configureWindowManager() const
+{
+    QFile usual(QStringLiteral("/etc/xdg/openbox/rc.xml"));
+    if (!usual.open(QIODevice::ReadOnly))
+        qFatal("openbox is not installed.");
+    QString configuration = QString::fromUtf8(usual.readAll());
+    static const QRegularExpression binding(
+        QStringLiteral("<keybind key=\"A-space\">.*?</keybind>"),
+        QRegularExpression::DotMatchesEverythingOption);
+    configuration.remove(binding);
+    write(QStringLiteral(".config/openbox/rc.xml"), configuration.toUtf8());
+}
+
 void VirtualDesktop::startWindowManager()
 {
+    configureWindowManager();
     start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
     // It loses what windows ask of it before its event loop runs, also after it has announced
     // itself. So it is asked to change the desktop, again and again, until it does, and back.

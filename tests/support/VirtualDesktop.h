@@ -33,6 +33,10 @@ public:
     /// Starts a program that lives no longer than this object, with its output to read.
     QProcess &start(const QString &program, const QStringList &arguments);
 
+    /// Brings up the accessibility bus and enables it. Applications that were started before need
+    /// not be on it.
+    void enableAccessibility();
+
     /// The X server's process, for stopping and resuming it.
     [[nodiscard]] qint64 server() const;
 
@@ -42,6 +46,7 @@ public:
 
 private:
     void startBus();
+    void configureWindowManager() const;
     void startWindowManager();
 
     QTemporaryDir m_folder;

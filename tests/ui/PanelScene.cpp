@@ -1,5 +1,6 @@
 #include "tests/ui/PanelScene.h"
 
+#include "app/HotKey.h"
 #include "ui/Ui.h"
 
 #include <QQmlComponent>
@@ -30,8 +31,9 @@ void PanelScene::prepareEnvironment()
 
 PanelScene::PanelScene(Model model) : ViewModels(model)
 {
+    panel.setWindow(&frame);
     Ui::install(qml);
-    QQmlComponent component(&qml, QUrl(QStringLiteral("qrc:/Quillon/PanelWindow.qml")));
+    QQmlComponent component(&qml, Ui::views().rootFile);
     if (!component.isReady())
         qFatal("%s", qPrintable(component.errorString()));
     QObject *const root = component.createWithInitialProperties(
@@ -101,6 +103,22 @@ bool PanelScene::hasFocus(const QString &name) const
 {
     const QQuickItem *const focused = window->activeFocusItem();
     return focused != nullptr && focused->objectName() == name;
+}
+
+void PanelScene::summon()
+{
+    Q_EMIT HotKey::shared().summonPalette();
+}
+
+void PanelScene::setTrusted(bool isTrusted)
+{
+    platform.controls.trusted = isTrusted;
+    summon();
+}
+
+qsizetype PanelScene::hides() const
+{
+    return platform.panels.calls.count(QStringLiteral("hide"));
 }
 
 QObject &PanelScene::theme()

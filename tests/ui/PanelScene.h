@@ -33,6 +33,13 @@ public:
     [[nodiscard]] QString typed() const { return text(QStringLiteral("commandField")); }
     [[nodiscard]] bool hasFocus(const QString &name) const;
 
+    /// The hot key was pressed.
+    static void summon();
+    void setTrusted(bool isTrusted);
+    void setLook(const Look &look) { platform.settings.change(look); }
+    /// How often the panel was asked to hide.
+    [[nodiscard]] qsizetype hides() const;
+
     /// The singleton with the colours and the fonts.
     [[nodiscard]] QObject &theme();
     [[nodiscard]] QColor color(const char *name);
@@ -48,6 +55,7 @@ public:
     /// What the window shows.
     [[nodiscard]] QImage grab() const { return window->grabWindow(); }
 
+    FakePanelWindow frame{QStringLiteral("panel")};
     Panel panel;
     QQmlEngine qml;
     std::unique_ptr<QQuickWindow> window;

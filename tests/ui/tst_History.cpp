@@ -358,7 +358,7 @@ void tst_History::scrollsWithMotion()
 void tst_History::scrollsAtOnceWhereMotionIsUnwanted()
 {
     Scene scene;
-    scene.panel.setProperty("reducedMotion", true);
+    scene.setLook({.hasReducedMotion = true});
     scene.session->setTurns(manyTurns(20));
     QVERIFY(scene.showsEnd());
 }
@@ -378,7 +378,7 @@ void tst_History::makesRowsOnlyForWhatIsSeen()
 void tst_History::rowsThatAreUsedAgainShowTheirOwnTurn()
 {
     Scene scene;
-    scene.panel.setProperty("reducedMotion", true);
+    scene.setLook({.hasReducedMotion = true});
     QList<Turn> turns;
     for (int i = 0; i < 100; ++i) {
         turns << turnOf(u"Task %1"_s.arg(i),
@@ -415,7 +415,7 @@ void tst_History::rowsThatAreUsedAgainShowTheirOwnTurn()
 void tst_History::scrollsByTheWheel()
 {
     Scene scene;
-    scene.panel.setProperty("reducedMotion", true);
+    scene.setLook({.hasReducedMotion = true});
     scene.session->setTurns(manyTurns(20));
     const double end = scene.contentY();
     const auto turnWheel = [&scene](int angle) {
@@ -439,7 +439,7 @@ void tst_History::scrollsByTheWheel()
 void tst_History::scrollsByKeys()
 {
     Scene scene;
-    scene.panel.setProperty("reducedMotion", true);
+    scene.setLook({.hasReducedMotion = true});
     scene.session->setTurns(manyTurns(20));
     const double end = scene.contentY();
     scene.key(Qt::Key_PageUp);
@@ -461,7 +461,7 @@ void tst_History::scrollsByKeys()
 void tst_History::staysAtTheEndInASmallerWindow()
 {
     Scene scene;
-    scene.panel.setProperty("reducedMotion", true);
+    scene.setLook({.hasReducedMotion = true});
     scene.session->setTurns(manyTurns(20));
     QVERIFY(scene.showsEnd());
     scene.window->resize(640, 460);

@@ -52,8 +52,8 @@ void tst_PanelScreenshots::shows()
     PanelScene scene(isSetUp               ? Model::missing
                      : state == u"loading" ? Model::present
                                            : Model::loaded);
-    scene.panel.setProperty("darkMode", dark);
-    scene.panel.setProperty("trusted", state != u"no-access");
+    scene.setLook({.isDark = dark});
+    scene.setTrusted(state != u"no-access");
     if (state == u"loading") {
     }
     const auto history = [&scene] {

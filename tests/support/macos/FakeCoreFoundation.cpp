@@ -5,7 +5,7 @@
 #include <cstring>
 
 namespace {
-enum class Type : CFTypeID { string = 7, array = 19, dictionary = 18, number = 22 };
+enum class Type : CFTypeID { string = 7, dictionary = 18, array = 19, boolean = 21, number = 22 };
 
 struct Object
 {
@@ -19,10 +19,18 @@ struct Object
 
 int living = 0;
 
-Object &object(CFTypeRef reference, Type type)
+Object &object(CFTypeRef reference)
 {
     auto &found = *const_cast<Object *>(static_cast<const Object *>(reference));
-    if (found.references < 1 || found.type != type)
+    if (found.references < 1)
+        std::abort();
+    return found;
+}
+
+Object &object(CFTypeRef reference, Type type)
+{
+    Object &found = object(reference);
+    if (found.type != type)
         std::abort();
     return found;
 }
@@ -40,11 +48,19 @@ CFStringRef constantKey(const char *name)
 }
 } // namespace
 
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+const CFBooleanRef kCFBooleanTrue = static_cast<CFBooleanRef>(
+    static_cast<CFTypeRef>(new Object{.type = Type::boolean, .number = 1}));
+const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{};
+const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{};
+CFStringRef kAXTrustedCheckOptionPrompt = constantKey("AXTrustedCheckOptionPrompt");
 const CFStringRef kCGWindowLayer = constantKey("kCGWindowLayer");
 const CFStringRef kCGWindowOwnerPID = constantKey("kCGWindowOwnerPID");
 const CFStringRef kCGWindowOwnerName = constantKey("kCGWindowOwnerName");
 const CFStringRef kCGWindowName = constantKey("kCGWindowName");
 
+bool FakeCoreFoundation::trusted = true;
+int FakeCoreFoundation::trustPrompts = 0;
 std::function<CFTypeRef(CGWindowListOption, CGWindowID)> FakeCoreFoundation::windowList;
 
 CFTypeRef FakeCoreFoundation::makeString(const QString &text)
@@ -82,25 +98,20 @@ void CFRelease(CFTypeRef reference)
 {
     if (!reference)
         std::abort();
-    auto *const found = const_cast<Object *>(static_cast<const Object *>(reference));
-    if (found->references < 1)
-        std::abort();
-    if (--found->references > 0)
+    Object &found = object(reference);
+    if (--found.references > 0)
         return;
-    for (const CFTypeRef item : std::as_const(found->items))
+    for (const CFTypeRef item : std::as_const(found.items))
         CFRelease(item);
-    for (const auto &[key, value] : std::as_const(found->members))
+    for (const auto &[key, value] : std::as_const(found.members))
         CFRelease(value);
     --living;
-    delete found;
+    delete &found;
 }
 
 CFTypeID CFGetTypeID(CFTypeRef reference)
 {
-    const auto *const found = static_cast<const Object *>(reference);
-    if (found->references < 1)
-        std::abort();
-    return static_cast<CFTypeID>(found->type);
+    return static_cast<CFTypeID>(object(reference).type);
 }
 
 CFTypeID CFNumberGetTypeID()
@@ -156,6 +167,22 @@ const void *CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index)
     return items[index];
 }
 
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void **keys, const void **values,
+                                   CFIndex count, const CFDictionaryKeyCallBacks *keyCallBacks,
+                                   const CFDictionaryValueCallBacks *valueCallBacks)
+{
+    // Without these the members would not be counted.
+    if (allocator != kCFAllocatorDefault || keyCallBacks != &kCFTypeDictionaryKeyCallBacks ||
+        valueCallBacks != &kCFTypeDictionaryValueCallBacks)
+        std::abort();
+    QList<std::pair<CFStringRef, CFTypeRef>> members;
+    for (CFIndex i = 0; i < count; ++i) {
+        ++object(values[i]).references;
+        members.append({static_cast<CFStringRef>(keys[i]), values[i]});
+    }
+    return static_cast<CFDictionaryRef>(FakeCoreFoundation::makeDictionary(members));
+}
+
 const void *CFDictionaryGetValue(CFDictionaryRef dictionary, const void *key)
 {
     for (const auto &[name, value] : std::as_const(object(dictionary, Type::dictionary).members)) {
@@ -163,6 +190,19 @@ const void *CFDictionaryGetValue(CFDictionaryRef dictionary, const void *key)
             return value;
     }
     return nullptr;
+}
+
+Boolean AXIsProcessTrusted()
+{
+    return FakeCoreFoundation::trusted;
+}
+
+Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef options)
+{
+    const CFTypeRef prompt = CFDictionaryGetValue(options, kAXTrustedCheckOptionPrompt);
+    if (prompt && object(prompt, Type::boolean).number != 0)
+        ++FakeCoreFoundation::trustPrompts;
+    return FakeCoreFoundation::trusted;
 }
 
 CFArrayRef CGWindowListCopyWindowInfo(CGWindowListOption option, CGWindowID window)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <ApplicationServices/ApplicationServices.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <CoreGraphics/CoreGraphics.h>
 
@@ -22,6 +23,10 @@ namespace FakeCoreFoundation {
 
 /// How many objects there are, apart from the constant keys.
 [[nodiscard]] int livingObjects();
+
+/// Whether the user trusts us with accessibility, and how often they were asked.
+extern bool trusted;
+extern int trustPrompts;
 
 /// Who makes the answers of CGWindowListCopyWindowInfo.
 extern std::function<CFTypeRef(CGWindowListOption option, CGWindowID window)> windowList;

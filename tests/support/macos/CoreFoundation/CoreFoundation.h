@@ -16,6 +16,8 @@ using CFStringRef = const struct __CFString *;
 using CFNumberRef = const struct __CFNumber *;
 using CFArrayRef = const struct __CFArray *;
 using CFDictionaryRef = const struct __CFDictionary *;
+using CFBooleanRef = const struct __CFBoolean *;
+using CFAllocatorRef = const struct __CFAllocator *;
 
 struct CFRange
 {
@@ -30,7 +32,21 @@ inline CFRange CFRangeMake(CFIndex location, CFIndex length)
 
 constexpr CFNumberType kCFNumberSInt64Type = 4;
 
+struct CFDictionaryKeyCallBacks
+{
+    CFIndex version;
+};
+
+struct CFDictionaryValueCallBacks
+{
+    CFIndex version;
+};
+
 extern "C" {
+extern const CFAllocatorRef kCFAllocatorDefault;
+extern const CFBooleanRef kCFBooleanTrue;
+extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
+extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
 void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);
 CFTypeID CFNumberGetTypeID();
@@ -41,6 +57,9 @@ CFIndex CFStringGetLength(CFStringRef string);
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar *buffer);
 CFIndex CFArrayGetCount(CFArrayRef array);
 const void *CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
+CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void **keys, const void **values,
+                                   CFIndex count, const CFDictionaryKeyCallBacks *keyCallBacks,
+                                   const CFDictionaryValueCallBacks *valueCallBacks);
 const void *CFDictionaryGetValue(CFDictionaryRef dictionary, const void *key);
 }
 // NOLINTEND

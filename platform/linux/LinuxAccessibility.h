@@ -1,0 +1,16 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/linux/BoundedWorker.h"
+
+/// Accessibility over AT-SPI. We are trusted when its bus answers and is enabled, which is a wish
+/// that every program may express.
+class LinuxAccessibility final : public Accessibility
+{
+public:
+    bool isTrusted() override;
+    void requestTrust() override;
+
+private:
+    BoundedWorker m_worker;
+};

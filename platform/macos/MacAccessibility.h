@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+
+/// Accessibility as the system offers it to the programs that the user trusts with it.
+class MacAccessibility final : public Accessibility
+{
+public:
+    bool isTrusted() override;
+    void requestTrust() override;
+};
