@@ -22,6 +22,10 @@ FocusScope {
         card.session.resolve(false);
     }
 
+    function scrollBy(distance: real): void {
+        reasonView.contentY = Math.max(0, Math.min(reasonView.contentHeight - reasonView.height, reasonView.contentY + distance));
+    }
+
     objectName: "confirmCard"
     visible: session.isPending
 
@@ -35,6 +39,10 @@ FocusScope {
         if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter) {
             if (!event.isAutoRepeat)
                 card.allow();
+        } else if (event.key === Qt.Key_Up || event.key === Qt.Key_Down) {
+            card.scrollBy(event.key === Qt.Key_Up ? -20 : 20);
+        } else if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {
+            card.scrollBy(0.9 * (event.key === Qt.Key_PageUp ? -reasonView.height : reasonView.height));
         } else if (event.text.trim() !== "" && card.isReady) {
             card.isReady = false;
             settling.restart();
@@ -80,6 +88,7 @@ FocusScope {
         color: Theme.raised
         focus: true
         height: content.implicitHeight + 40
+        objectName: "confirmFace"
         radius: Theme.cardRadius
         width: Math.min(420, card.width - 2 * Theme.margin)
 
@@ -106,6 +115,7 @@ FocusScope {
                     implicitHeight: 20
                     implicitWidth: 20
                     name: "exclamationmark.shield.fill"
+                    objectName: "confirmSymbol"
                 }
 
                 PlainText {
@@ -128,6 +138,14 @@ FocusScope {
                 boundsBehavior: Flickable.StopAtBounds
                 clip: true
                 contentHeight: reason.implicitHeight
+                interactive: false
+                objectName: "confirmReasonView"
+
+                WheelHandler {
+                    acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
+
+                    onWheel: event => card.scrollBy(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y / 2)
+                }
 
                 PlainText {
                     id: reason

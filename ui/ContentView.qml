@@ -17,6 +17,9 @@ FocusScope {
             bar.focusField();
     }
 
+    // Whoever has the keyboard; nobody in particular once that one is gone.
+    readonly property Item focusItem: Window.activeFocusItem
+
     focus: true
 
     Component.onCompleted: {
@@ -25,6 +28,13 @@ FocusScope {
     }
     Keys.onEscapePressed: panel.hide()
     Keys.onPressed: event => history.scrollByKey(event)
+
+    Timer {
+        interval: 0
+        running: content.focusItem === content || content.focusItem === content.Window.contentItem
+
+        onTriggered: content.focusField()
+    }
 
     CommandInput {
         id: command

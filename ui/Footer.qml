@@ -11,7 +11,6 @@ RowLayout {
     spacing: 12
 
     Row {
-        objectName: "onDeviceBadge"
         spacing: 6
         visible: footer.panel.trusted
 
@@ -21,12 +20,14 @@ RowLayout {
             color: Theme.secondary
             height: 12
             name: "lock.fill"
+            objectName: "onDeviceSymbol"
             width: 12
         }
 
         PlainText {
             color: Theme.secondary
             font.pixelSize: 11
+            objectName: "onDevice"
             text: "On-device"
         }
     }

@@ -52,6 +52,7 @@ Window {
         readonly property bool isRound: window.frameless && window.panel.composited && window.visibility === Window.Windowed
 
         anchors.fill: parent
+        objectName: "background"
         color: Qt.alpha(Theme.surface, !window.panel.composited ? 1 : window.frameless ? Theme.translucency : 0)
         radius: isRound ? Theme.windowRadius : 0
 
@@ -73,6 +74,7 @@ Window {
     Rectangle {
         anchors.fill: parent
         border.color: Theme.innerHairline
+        objectName: "windowHairline"
         color: "transparent"
         radius: background.radius
         visible: window.frameless
@@ -89,6 +91,7 @@ Window {
 
     WindowEdges {
         anchors.fill: parent
+        objectName: "windowEdges"
         visible: window.frameless
         window: window
     }

@@ -30,20 +30,20 @@ QtObject {
     // Text and glyphs.
     readonly property color primary: dark ? "#f5f5f7" : "#1d1d1f"
     readonly property color secondary: dark ? "#b4b4ba" : "#56565c"
-    readonly property color tertiary: dark ? "#9c9ca3" : "#636369"
-    readonly property color red: dark ? "#ff7b74" : "#c41e26"
+    readonly property color tertiary: dark ? "#a8a8af" : "#5f5f65"
+    readonly property color red: dark ? "#ff857e" : "#bd1a22"
     readonly property color green: dark ? "#32d15b" : "#1f8a3b"
     readonly property color orange: dark ? "#ff9f0a" : "#b85d00"
 
     // The one accent: as a fill under white letters, as letters, and as a glyph or a ring.
     readonly property color accentInk: "#ffffff"
     readonly property color accentFill: Contrast.legible(systemAccent, accentInk, 4.5)
-    readonly property color accentText: Contrast.legible(systemAccent, throughSurface, 4.5)
-    readonly property color accent: Contrast.legible(systemAccent, throughSurface, 3)
-    readonly property color selection: Contrast.over(Qt.alpha(systemAccent, dark ? 0.45 : 0.28), surface)
+    readonly property color accentText: Contrast.legible(systemAccent, worstSurface, 4.5)
+    readonly property color accent: Contrast.legible(systemAccent, worstSurface, 3)
+    readonly property color selection: Contrast.over(Qt.alpha(systemAccent, dark ? 0.3 : 0.28), surface)
 
-    // The surface over the worst that may be behind it.
-    readonly property color throughSurface: Contrast.over(Qt.alpha(surface, translucency), dark ? "#ffffff" : "#000000")
+    // The surface under the mouse, over the worst that may be behind it.
+    readonly property color worstSurface: Contrast.over(hover, Contrast.over(Qt.alpha(surface, translucency), dark ? "#ffffff" : "#000000"))
 
     readonly property int margin: 22
     readonly property int windowRadius: 14

@@ -6,6 +6,8 @@
 #include <QQmlComponent>
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 constexpr int eventually = 30'000;
 
@@ -18,6 +20,14 @@ void collect(QQuickItem *item, const QString &name, QList<QQuickItem *> &found)
     for (QQuickItem *const child : item->childItems())
         collect(child, name, found);
 }
+
+QList<QQuickItem *> everything(const QQuickWindow &window)
+{
+    QList<QQuickItem *> items{window.contentItem()};
+    for (qsizetype i = 0; i < items.size(); ++i)
+        items += items[i]->childItems();
+    return items;
+}
 } // namespace
 
 void PanelScene::prepareEnvironment()
@@ -29,7 +39,7 @@ void PanelScene::prepareEnvironment()
         qunsetenv(name);
 }
 
-PanelScene::PanelScene(Model model) : ViewModels(model)
+PanelScene::PanelScene(Model model, Qt::WindowFlags flags) : ViewModels(model)
 {
     panel.setWindow(&frame);
     Ui::install(qml);
@@ -43,7 +53,7 @@ PanelScene::PanelScene(Model model) : ViewModels(model)
     if (root == nullptr)
         qFatal("%s", qPrintable(component.errorString()));
     window.reset(qobject_cast<QQuickWindow *>(root));
-    window->setFlags(Qt::Window | Qt::FramelessWindowHint);
+    window->setFlags(flags);
     window->show();
     window->requestActivate();
     if (!QTest::qWaitForWindowActive(window.get(), eventually))
@@ -65,15 +75,19 @@ QList<QQuickItem *> PanelScene::all(const QString &name) const
     return found;
 }
 
+QQuickItem *PanelScene::itemAnywhere(const QString &name) const
+{
+    const QList<QQuickItem *> items = everything(*window);
+    const auto found = std::ranges::find(items, name, &QQuickItem::objectName);
+    return found != items.end() ? *found : nullptr;
+}
+
 QList<QQuickItem *> PanelScene::allTexts() const
 {
     QList<QQuickItem *> found;
-    QList<QQuickItem *> left{window->contentItem()};
-    while (!left.isEmpty()) {
-        QQuickItem *const item = left.takeLast();
+    for (QQuickItem *const item : everything(*window)) {
         if (item->property("textFormat").isValid())
             found << item;
-        left += item->childItems();
     }
     return found;
 }

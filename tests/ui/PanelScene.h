@@ -14,7 +14,8 @@ class PanelScene : public ViewModels
 {
 public:
     /// Shows the panel and waits until it has the focus.
-    explicit PanelScene(Model model = Model::loaded);
+    explicit PanelScene(Model model = Model::loaded,
+                        Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint);
     ~PanelScene();
 
     /// The environment that the panel is tested in; before the application object is made.
@@ -24,6 +25,8 @@ public:
     [[nodiscard]] QQuickItem *find(const QString &name, QQuickItem *parent = nullptr) const;
     /// All of that name, from the top down.
     [[nodiscard]] QList<QQuickItem *> all(const QString &name) const;
+    /// The item of that name, seen or not, or null.
+    [[nodiscard]] QQuickItem *itemAnywhere(const QString &name) const;
     /// All items that show text and could take it for markup.
     [[nodiscard]] QList<QQuickItem *> allTexts() const;
     /// The item of that name, which must be there.
