@@ -17,18 +17,20 @@ LineLook LineLook::of(const LogEntry &entry)
 {
     const Tone::Value text = toneOfText(entry);
     if (entry.running)
-        return {.symbol = {}, .symbolTone = Tone::Secondary, .textTone = text};
+        return {{}, Tone::Secondary, text, QStringLiteral("In progress")};
     switch (entry.kind) {
     case Kind::step:
-        return {QStringLiteral("checkmark"), Tone::Secondary, text};
+        return {QStringLiteral("checkmark"), Tone::Secondary, text, QStringLiteral("Done")};
     case Kind::success:
-        return {QStringLiteral("checkmark.circle.fill"), Tone::Green, text};
+        return {QStringLiteral("checkmark.circle.fill"), Tone::Green, text,
+                QStringLiteral("Finished")};
     case Kind::failure:
-        return {QStringLiteral("xmark.circle.fill"), Tone::Red, text};
+        return {QStringLiteral("xmark.circle.fill"), Tone::Red, text, QStringLiteral("Failed")};
     case Kind::info:
-        return {QStringLiteral("info.circle"), Tone::Secondary, text};
+        return {QStringLiteral("info.circle"), Tone::Secondary, text, QStringLiteral("Note")};
     case Kind::confirm:
-        return {QStringLiteral("hand.raised.fill"), Tone::Orange, text};
+        return {QStringLiteral("hand.raised.fill"), Tone::Orange, text,
+                QStringLiteral("Needs approval")};
     }
     Q_UNREACHABLE();
 }

@@ -20,6 +20,7 @@ struct LineLook
     QString symbol; ///< Its glyph's name; empty where a spinner stands instead.
     Tone::Value symbolTone = Tone::Secondary;
     Tone::Value textTone = Tone::Secondary;
+    QString spoken; ///< What the symbol says to those who do not see it.
 
     bool operator==(const LineLook &) const = default;
 

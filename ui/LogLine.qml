@@ -5,6 +5,7 @@ Item {
     id: line
 
     required property bool running
+    required property string spoken
     required property string symbol
     required property int symbolTone
     required property string text
@@ -12,6 +13,7 @@ Item {
 
     implicitHeight: Math.max(label.implicitHeight, 14)
 
+    Accessible.description: spoken
     Accessible.name: text
     Accessible.role: Accessible.ListItem
 
@@ -45,6 +47,8 @@ Item {
         id: label
 
         objectName: "lineText"
+        // The line itself is what is read.
+        Accessible.ignored: true
         anchors.verticalCenter: parent.verticalCenter
         color: Theme.tone(line.textTone)
         text: line.text

@@ -18,6 +18,8 @@ QVariant LogModel::data(const QModelIndex &index, int role) const
         return int(LineLook::of(entry).symbolTone);
     case TextTone:
         return int(LineLook::of(entry).textTone);
+    case Spoken:
+        return LineLook::of(entry).spoken;
     default:
         return {};
     }
@@ -25,9 +27,7 @@ QVariant LogModel::data(const QModelIndex &index, int role) const
 
 QHash<int, QByteArray> LogModel::roleNames() const
 {
-    return {{Text, "text"},
-            {Running, "running"},
-            {Symbol, "symbol"},
-            {SymbolTone, "symbolTone"},
-            {TextTone, "textTone"}};
+    return {{Text, "text"},         {Running, "running"},
+            {Symbol, "symbol"},     {SymbolTone, "symbolTone"},
+            {TextTone, "textTone"}, {Spoken, "spoken"}};
 }

@@ -19,7 +19,9 @@ T.ComboBox {
     rightPadding: 34
     textRole: "row"
 
+    Accessible.description: displayText
     Accessible.name: "Model"
+    Accessible.onPressAction: popup.open()
 
     Keys.onEscapePressed: event => {
         event.accepted = popup.visible;

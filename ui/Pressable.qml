@@ -10,7 +10,10 @@ T.Button {
     font.pixelSize: 13
     hoverEnabled: true
 
+    Accessible.focusable: enabled
     Accessible.name: text
+    Accessible.onPressAction: if (enabled)
+        button.clicked()
 
     Keys.onEnterPressed: event => press(event)
     Keys.onReturnPressed: event => press(event)

@@ -33,7 +33,7 @@ Item {
             text: turn.command
             width: turn.width
 
-            Accessible.role: Accessible.Heading
+            Accessible.ignored: true
         }
 
         Column {

@@ -98,7 +98,7 @@ void tst_TurnsModel::showsTurns()
              QSet<QByteArray>({"command", "log", "hasSummary", "summary"}));
     const QHash<int, QByteArray> lineRoles = log.roleNames();
     QCOMPARE(QSet<QByteArray>(lineRoles.begin(), lineRoles.end()),
-             QSet<QByteArray>({"text", "running", "symbol", "symbolTone", "textTone"}));
+             QSet<QByteArray>({"text", "running", "symbol", "symbolTone", "textTone", "spoken"}));
 }
 
 void tst_TurnsModel::announcesOnlyWhatDiffers()
