@@ -7,7 +7,7 @@
 class PanelWindow;
 
 /// What the views need to know of the desktop, and what they ask of their window. Main thread.
-class Panel final : public QObject
+class Panel : public QObject
 {
     Q_OBJECT
     QML_ANONYMOUS
