@@ -41,8 +41,8 @@ Panel::Panel(QObject *parent) : QObject(parent), m_isTrusted(isGivenTrust())
 
 Panel::~Panel()
 {
-    Platform::current().appearance().observe({});
-    Platform::current().shell().observeComposition({});
+    Platform::current().appearance().observe([] {});
+    Platform::current().shell().observeComposition([] {});
 }
 
 bool Panel::isComposited() const

@@ -33,7 +33,7 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    shell.observeReopening([&running](bool) {
+    shell.observeReopening([&running] {
         if (running)
             running->reopen();
     });

@@ -1,5 +1,6 @@
 #include "app/QuillonApp.h"
 
+#include "app/EditMenu.h"
 #include "app/HotKey.h"
 #include "app/VisualEffect.h"
 #include "app/WindowStyler.h"
@@ -56,7 +57,7 @@ std::optional<QString> QuillonApp::launch()
 {
     if (!m_window)
         return QStringLiteral("Quillon's panel cannot be shown: %1").arg(m_problem);
-    shell().addMenuItem(QStringLiteral("Clear History"), u'k', [this] { m_session.setTurns({}); });
+    EditMenu::install([this] { m_session.setTurns({}); });
     shell().center(*m_window);
     WindowStyler::make(*m_window);
     VisualEffect(Shell::Material::underWindowBackground).make(*m_window);

@@ -304,7 +304,7 @@ QByteArrayList LinuxShell::toolkitArguments() const
                                                           : QByteArrayList();
 }
 
-void LinuxShell::observeReopening(std::function<void(bool)>)
+void LinuxShell::observeReopening(std::function<void()>)
 {
     // The desktop starts the program once more, and that start reaches us as a request.
 }

@@ -1,7 +1,11 @@
 #include "platform/Platform.h"
 
 #include "platform/macos/MacAccessibility.h"
+#include "platform/macos/MacAppearance.h"
+#include "platform/macos/MacHotKey.h"
+#include "platform/macos/MacInstance.h"
 #include "platform/macos/MacScreen.h"
+#include "platform/macos/MacShell.h"
 #include "platform/macos/MacWorkspace.h"
 
 namespace {
@@ -9,11 +13,19 @@ class MacPlatform final : public Platform
 {
 public:
     Accessibility &accessibility() override { return m_accessibility; }
+    Appearance &appearance() override { return m_appearance; }
+    GlobalHotKey &hotKey() override { return m_hotKey; }
+    Instance &instance() override { return m_instance; }
+    Shell &shell() override { return m_shell; }
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
 
 private:
     MacAccessibility m_accessibility;
+    MacAppearance m_appearance;
+    MacHotKey m_hotKey;
+    MacInstance m_instance;
+    MacShell m_shell;
     MacWorkspace m_workspace;
     MacScreen m_screen;
 };
