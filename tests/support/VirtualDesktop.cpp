@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <csignal>
@@ -197,8 +198,23 @@ void VirtualDesktop::startBus()
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
 }
 
+// Its own configuration binds the keys that summon the assistant.
+void VirtualDesktop::configureWindowManager() const
+{
+    QFile usual(QStringLiteral("/etc/xdg/openbox/rc.xml"));
+    if (!usual.open(QIODevice::ReadOnly))
+        qFatal("openbox is not installed.");
+    QString configuration = QString::fromUtf8(usual.readAll());
+    static const QRegularExpression binding(
+        QStringLiteral("<keybind key=\"A-space\">.*?</keybind>"),
+        QRegularExpression::DotMatchesEverythingOption);
+    configuration.remove(binding);
+    write(QStringLiteral(".config/openbox/rc.xml"), configuration.toUtf8());
+}
+
 void VirtualDesktop::startWindowManager()
 {
+    configureWindowManager();
     start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
     // It loses what windows ask of it before its event loop runs, also after it has announced
     // itself. So it is asked to change the desktop, again and again, until it does, and back.

@@ -53,6 +53,7 @@ public:
 
 private:
     void startBus();
+    void configureWindowManager() const;
     void startWindowManager();
 
     const Options m_options;
