@@ -4,6 +4,7 @@
 #include "executor/Pause.h"
 
 #include <QCoro/QCoroTask>
+#include <QDateTime>
 #include <QString>
 
 #include <optional>
@@ -14,15 +15,22 @@ QCoro::Task<QString> openApp(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> quitApp(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> openURL(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> webSearch(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> click(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> createFolder(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> screenshot(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> findFiles(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> openPath(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> trash(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> listWindows(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> readUI(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> appleScript(AgentAction action, Surrounding surrounding);
 
 /// The argument under that key; an ActionError with the sentence where there is none.
 [[nodiscard]] QString required(const AgentAction &action, const char *key, const char *complaint);
 
 /// The argument under that key, if there is one.
 [[nodiscard]] std::optional<QString> optional(const AgentAction &action, const char *key);
+
+/// What a screenshot is called that was taken at that moment, in the moment's own time zone.
+[[nodiscard]] QString screenshotName(const QDateTime &moment);
 } // namespace Executor::Actions

@@ -25,6 +25,13 @@ namespace Executor {
 /// The open windows front to back, at most eight, or "none".
 [[nodiscard]] QString windowSummary();
 
+/// Presses the control of the application in front that has this label, or else the first one whose
+/// label contains it. Blocks for about two seconds at most.
+[[nodiscard]] QString click(const QString &label);
+
+/// Up to forty of the controls in the application in front, in one line. Blocks for as long.
+[[nodiscard]] QString readUI();
+
 /// Starts the application of that name or brings it to the front, and returns what it is called.
 [[nodiscard]] QCoro::Task<QString> launch(QString name,
                                           std::shared_ptr<const Cancellation> surrounding = {});
@@ -47,4 +54,10 @@ namespace Executor {
 /// Lists the folder's matching entries, newest first, and reveals the newest.
 [[nodiscard]] QString findFiles(const QString &folder, const std::optional<QString> &extension,
                                 const std::optional<QString> &query);
+
+/// Captures the screen into a PNG file.
+[[nodiscard]] QCoro::Task<void> screenshot(QString file);
+
+/// Runs a script of the user's system and tells what it returned. Holds the thread while it runs.
+[[nodiscard]] QString appleScript(const QString &source);
 } // namespace Executor

@@ -22,13 +22,6 @@ void createDirectories(const std::filesystem::path &folder)
     if (error)
         throw PlatformError(QString::fromStdString(error.message()));
 }
-
-bool somethingExistsAt(const QString &path)
-{
-    std::error_code error;
-    return !path.contains(QChar::Null) &&
-           std::filesystem::exists(Executor::nativePath(path), error);
-}
 } // namespace
 
 QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Surrounding)

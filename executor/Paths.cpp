@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <pwd.h>
+#include <system_error>
 
 namespace {
 // Some path with no slash at its end, except for the root itself.
@@ -89,6 +90,12 @@ std::filesystem::path Executor::nativePath(const QString &path)
         throw PlatformError(qt_error_string(EINVAL));
     const QByteArray bytes = QFile::encodeName(path);
     return {bytes.begin(), bytes.end()};
+}
+
+bool Executor::somethingExistsAt(const QString &path)
+{
+    std::error_code error;
+    return !path.contains(QChar::Null) && std::filesystem::exists(nativePath(path), error);
 }
 
 QString Executor::shownName(const std::filesystem::path &name)

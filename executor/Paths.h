@@ -16,6 +16,9 @@ namespace Executor {
 /// all: it would stop reading at a null character and mean another item.
 [[nodiscard]] std::filesystem::path nativePath(const QString &path);
 
+/// Whether there is an item at that path; a link counts as what it leads to.
+[[nodiscard]] bool somethingExistsAt(const QString &path);
+
 /// A native name as text, with replacement characters where it is none.
 [[nodiscard]] QString shownName(const std::filesystem::path &name);
 } // namespace Executor

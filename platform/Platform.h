@@ -7,6 +7,7 @@ class Appearance;
 class GlobalHotKey;
 class Instance;
 class Screen;
+class Scripts;
 class Shell;
 class Workspace;
 
@@ -25,6 +26,7 @@ public:
     virtual Shell &shell() = 0;
     virtual Workspace &workspace() = 0;
     virtual Screen &screen() = 0;
+    virtual Scripts &scripts() = 0;
 
     /// The platform in use: this system's own, made at the first call and gone with the
     /// application, unless an Override stands.

@@ -5,6 +5,7 @@
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/LinuxInstance.h"
 #include "platform/linux/LinuxScreen.h"
+#include "platform/linux/LinuxScripts.h"
 #include "platform/linux/LinuxShell.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Desktop.h"
@@ -20,6 +21,7 @@ public:
     Shell &shell() override { return m_shell; }
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     LinuxAppearance m_appearance;
@@ -30,6 +32,7 @@ private:
     LinuxAccessibility m_accessibility;
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
+    LinuxScripts m_scripts;
 };
 } // namespace
 

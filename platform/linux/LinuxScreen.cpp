@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxScreen.h"
 
+#include "platform/linux/ScreenCapture.h"
+#include "platform/linux/ScreenPortal.h"
 #include "platform/linux/WindowOwner.h"
 #include "platform/linux/X11Desktop.h"
 
@@ -23,4 +25,12 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
                       .title = window.title});
     }
     return shown;
+}
+
+QFuture<void> LinuxScreen::capture(const std::filesystem::path &file)
+{
+    // Under Wayland the X server that may be there as well shows nothing of the screen.
+    if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
+        return ScreenPortal::capture(file);
+    return ScreenCapture::capture(file);
 }

@@ -11,6 +11,7 @@ public:
     explicit LinuxScreen(X11Desktop &desktop) : m_desktop(desktop) {}
 
     std::optional<QList<WindowInfo>> windows() override;
+    QFuture<void> capture(const std::filesystem::path &file) override;
 
 private:
     X11Desktop &m_desktop;

@@ -1,5 +1,7 @@
 #include "platform/linux/X11Connection.h"
 
+#include "platform/linux/XcbReply.h"
+
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
@@ -7,18 +9,11 @@
 #include <QByteArray>
 
 #include <algorithm>
-#include <cstdlib>
 #include <span>
 #include <vector>
 
 namespace {
-struct Freed
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-template <typename T>
-using Reply = std::unique_ptr<T, Freed>;
-using PropertyReply = Reply<xcb_get_property_reply_t>;
+using PropertyReply = XcbReply<xcb_get_property_reply_t>;
 
 // Applications choose these themselves, so nobody's megabytes are fetched: 4 KiB, 1,024 windows.
 constexpr uint32_t maxTextLength = 1024;
@@ -146,7 +141,7 @@ private:
         const xcb_query_extension_reply_t *const extension =
             xcb_get_extension_data(m_connection, &xcb_res_id);
         if (extension && extension->present) {
-            const Reply<xcb_res_query_version_reply_t> version(xcb_res_query_version_reply(
+            const XcbReply<xcb_res_query_version_reply_t> version(xcb_res_query_version_reply(
                 m_connection, xcb_res_query_version(m_connection, 1, 2), nullptr));
             m_tellsClients = version && (version->server_major > 1 || (version->server_major == 1 &&
                                                                        version->server_minor >= 2));
@@ -169,7 +164,7 @@ private:
     // True when all that was sent has reached the server.
     [[nodiscard]] bool arrived() const
     {
-        const Reply<xcb_get_input_focus_reply_t> reply(
+        const XcbReply<xcb_get_input_focus_reply_t> reply(
             xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
         return reply != nullptr;
     }
@@ -241,7 +236,7 @@ private:
     [[nodiscard]] std::optional<uint32_t>
     clientProcess(xcb_res_query_client_ids_cookie_t cookie) const
     {
-        const Reply<xcb_res_query_client_ids_reply_t> reply(
+        const XcbReply<xcb_res_query_client_ids_reply_t> reply(
             xcb_res_query_client_ids_reply(m_connection, cookie, nullptr));
         if (!reply)
             return std::nullopt;

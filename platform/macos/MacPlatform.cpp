@@ -5,6 +5,7 @@
 #include "platform/macos/MacHotKey.h"
 #include "platform/macos/MacInstance.h"
 #include "platform/macos/MacScreen.h"
+#include "platform/macos/MacScripts.h"
 #include "platform/macos/MacShell.h"
 #include "platform/macos/MacWorkspace.h"
 
@@ -19,6 +20,7 @@ public:
     Shell &shell() override { return m_shell; }
     Workspace &workspace() override { return m_workspace; }
     Screen &screen() override { return m_screen; }
+    Scripts &scripts() override { return m_scripts; }
 
 private:
     MacAccessibility m_accessibility;
@@ -28,6 +30,7 @@ private:
     MacShell m_shell;
     MacWorkspace m_workspace;
     MacScreen m_screen;
+    MacScripts m_scripts;
 };
 } // namespace
 

@@ -7,4 +7,5 @@ class MacScreen final : public Screen
 {
 public:
     std::optional<QList<WindowInfo>> windows() override;
+    QFuture<void> capture(const std::filesystem::path &file) override;
 };

@@ -45,6 +45,7 @@ void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone_data()
     QTest::newRow("create_folder") << u"create_folder"_s << u"name"_s << u"Missing folder name."_s;
     QTest::newRow("open_path") << u"open_path"_s << u"path"_s << u"Missing path."_s;
     QTest::newRow("trash") << u"trash"_s << u"path"_s << u"Missing path."_s;
+    QTest::newRow("applescript") << u"applescript"_s << u"script"_s << u"Missing script."_s;
 }
 
 void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone()
@@ -65,6 +66,7 @@ void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone()
     QVERIFY(platform.desk.opened.isEmpty() && platform.desk.openedWith.isEmpty());
     QVERIFY(platform.desk.launched.isEmpty() && platform.desk.terminated.isEmpty());
     QVERIFY(platform.desk.revealed.isEmpty() && platform.desk.trashed.isEmpty());
+    QVERIFY(platform.language.sources.isEmpty());
     QVERIFY(pauses.durations.isEmpty());
 }
 

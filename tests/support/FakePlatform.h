@@ -3,6 +3,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
+#include "platform/Scripts.h"
 #include "platform/Workspace.h"
 #include "tests/support/FakeShell.h"
 
@@ -61,24 +62,82 @@ private:
     int m_lastPid = 1000;
 };
 
-/// Controls that can be looked at by those whom the user trusts.
+/// A control in memory. Its children are numbers of others, so that a tree may be no tree.
+struct FakeControl
+{
+    QString role{};
+    QString title{};
+    QString description{};
+    QString value{};
+    QString help{};
+    QList<qsizetype> children{};
+    bool refusesPress = false;
+};
+
+/// Controls that can be looked at by those whom the user trusts. The first one is the application.
 class FakeAccessibility final : public Accessibility
 {
 public:
+    // What the application in front is like.
     bool trusted = true;
+    QList<FakeControl> all{{.role = QStringLiteral("AXApplication")}};
+    bool hasRoot = true;
+    std::optional<qsizetype> silentAfter; ///< How many controls it tells of before it hangs.
+    std::optional<qsizetype> timeUpAfter; ///< How many of them there is time for.
+    std::optional<QString> failure;       ///< What the system says instead of opening it.
+
+    // What was asked of it.
     int trustRequests = 0;
+    QList<ProcessId> opened;
+    qsizetype nodesRead = 0;
+    qsizetype childrenRead = 0;
+    qsizetype textsRead = 0;
+    QList<qsizetype> pressed; ///< The controls' numbers.
+
+    /// Adds a control into that one and returns its number.
+    qsizetype add(qsizetype parent, const FakeControl &control);
 
     bool isTrusted() override { return trusted; }
     void requestTrust() override { ++trustRequests; }
+    std::unique_ptr<AccessibleTree> open(ProcessId application,
+                                         std::chrono::milliseconds limit) override;
 };
 
-/// A screen that shows what it is told to.
+/// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.
 class FakeScreen final : public Screen
 {
 public:
     std::optional<QList<WindowInfo>> shown = QList<WindowInfo>();
+    bool permitsCapture = true;
+    std::optional<QString> failure; ///< The sentence with which a capture fails.
+    bool holdsCaptures = false;     ///< A capture takes until finishCapture().
+
+    QList<std::filesystem::path> captured; ///< What was asked for, oldest first.
+
+    /// Ends the capture that holdsCaptures held back.
+    void finishCapture();
 
     std::optional<QList<WindowInfo>> windows() override { return shown; }
+    QFuture<void> capture(const std::filesystem::path &file) override;
+
+private:
+    void write(const std::filesystem::path &file) const;
+
+    std::optional<QPromise<void>> m_held;
+};
+
+/// Scripting with one answer to every script.
+class FakeScripts final : public Scripts
+{
+public:
+    ScriptOutcome outcome = ScriptResult{};
+    QStringList sources; ///< What was run, oldest first.
+
+    ScriptOutcome run(const QString &source) override
+    {
+        sources.append(source);
+        return outcome;
+    }
 };
 
 /// Stands in for the system's platform for as long as it lives.
@@ -92,6 +151,7 @@ public:
     Shell &shell() override { return panels; }
     Workspace &workspace() override { return desk; }
     Screen &screen() override { return display; }
+    Scripts &scripts() override { return language; }
 
     FakeAccessibility controls;
     FakeAppearance settings;
@@ -100,6 +160,7 @@ public:
     FakeHotKey key{panels.calls};
     FakeWorkspace desk;
     FakeScreen display;
+    FakeScripts language;
 
 private:
     Override m_override{*this};

@@ -1,5 +1,6 @@
 #include "tests/support/VirtualDesktop.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -48,7 +49,9 @@ void setVariable(const char *name, const QString &value)
 }
 } // namespace
 
-VirtualDesktop::VirtualDesktop()
+VirtualDesktop::VirtualDesktop() : VirtualDesktop(Options()) {}
+
+VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
 {
     const auto folder = [this](const char *variable, const QString &entry) {
         QDir(m_folder.path()).mkpath(entry);
@@ -156,24 +159,42 @@ void VirtualDesktop::startServer()
     m_server = std::make_unique<QProcess>();
     bindToUs(*m_server);
     m_server->setStandardErrorFile(QProcess::nullDevice());
-    QStringList arguments;
-    if (!m_display.isEmpty())
-        arguments << m_display;
+    // A display of this process's own number: the first free one could become another desktop's
+    // while this one's server is away.
+    const QString display =
+        QStringLiteral(":%1").arg(1000 + QCoreApplication::applicationPid() % 50000);
+    QStringList arguments{display};
     arguments << QStringLiteral("-displayfd") << QStringLiteral("1") << QStringLiteral("-screen")
-              << QStringLiteral("0") << QStringLiteral("1280x800x24") << QStringLiteral("-nolisten")
-              << QStringLiteral("tcp") << QStringLiteral("-noreset");
+              << QStringLiteral("0") << m_options.screen << QStringLiteral("-nolisten")
+              << QStringLiteral("tcp") << QStringLiteral("-noreset") << m_options.serverArguments;
     m_server->start(QStringLiteral("Xvfb"), arguments);
     if (!m_server->waitForStarted(startLimit))
         qFatal("Xvfb is not installed.");
-    m_display = u':' + QString::fromLatin1(firstLine(*m_server));
-    setVariable("DISPLAY", m_display);
+    firstLine(*m_server);
+    setVariable("DISPLAY", display);
 }
 
 void VirtualDesktop::startBus()
 {
+    // The machine's own configuration would let it start any service that is installed there.
+    const QString services = m_folder.filePath(QStringLiteral("services"));
+    QDir().mkdir(services);
+    QFile::link(QStringLiteral("/usr/share/dbus-1/services/org.a11y.Bus.service"),
+                services + QStringLiteral("/org.a11y.Bus.service"));
+    QFile configuration(m_folder.filePath(QStringLiteral("bus.conf")));
+    if (!configuration.open(QIODevice::WriteOnly))
+        qFatal("%s cannot be written.", qPrintable(configuration.fileName()));
+    configuration.write("<busconfig><type>session</type><auth>EXTERNAL</auth><listen>unix:dir=" +
+                        QFile::encodeName(m_folder.filePath(QStringLiteral("run"))) +
+                        "</listen><servicedir>" + QFile::encodeName(services) +
+                        "</servicedir><policy context=\"default\"><allow send_destination=\"*\" "
+                        "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/>"
+                        "</policy></busconfig>\n");
+    configuration.close();
     QProcess &bus = start(QStringLiteral("dbus-daemon"),
-                          {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                           QStringLiteral("--nopidfile"), QStringLiteral("--print-address")});
+                          {QStringLiteral("--config-file=") + configuration.fileName(),
+                           QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
+                           QStringLiteral("--print-address")});
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
 }
 

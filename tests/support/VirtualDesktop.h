@@ -15,8 +15,15 @@
 class VirtualDesktop
 {
 public:
+    struct Options
+    {
+        QString screen = QStringLiteral("1280x800x24"); ///< Its width, height and depth.
+        QStringList serverArguments = {};
+    };
+
     /// Aborts the test program with a sentence where a part cannot be started.
     VirtualDesktop();
+    explicit VirtualDesktop(const Options &options);
     ~VirtualDesktop();
     VirtualDesktop(const VirtualDesktop &) = delete;
     VirtualDesktop &operator=(const VirtualDesktop &) = delete;
@@ -49,8 +56,8 @@ private:
     void configureWindowManager() const;
     void startWindowManager();
 
+    const Options m_options;
     QTemporaryDir m_folder;
-    QString m_display;
     std::list<QProcess> m_processes; ///< Ended in the opposite order.
     std::unique_ptr<QProcess> m_server;
 };

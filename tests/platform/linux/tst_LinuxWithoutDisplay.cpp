@@ -2,6 +2,7 @@
 #include "platform/Platform.h"
 #include "platform/PlatformError.h"
 #include "platform/Screen.h"
+#include "tests/executor/Running.h"
 #include "tests/platform/linux/TestWindow.h"
 
 #include <QTemporaryDir>
@@ -19,6 +20,7 @@ private Q_SLOTS:
     void aDisplayThatIsNotThereIsNone();
     void openingSaysWhatIsMissing();
     void revealingDoesNothing();
+    void noPictureIsTaken();
 
 private:
     QTemporaryDir m_home;
@@ -62,6 +64,12 @@ void tst_LinuxWithoutDisplay::openingSaysWhatIsMissing()
 void tst_LinuxWithoutDisplay::revealingDoesNothing()
 {
     Platform::current().workspace().reveal(m_home.path().toStdString());
+}
+
+void tst_LinuxWithoutDisplay::noPictureIsTaken()
+{
+    QCOMPARE(outcome(u"screenshot"_s, {{u"folder"_s, u"home"_s}}),
+             u"PlatformError: There is no display to take a picture of."_s);
 }
 
 QTEST_GUILESS_MAIN(tst_LinuxWithoutDisplay)

@@ -1,0 +1,40 @@
+#include "platform/macos/CaptureTool.h"
+
+#include "platform/Outcome.h"
+
+#include <QFile>
+#include <QProcess>
+#include <QTimer>
+
+#include <chrono>
+#include <memory>
+
+namespace {
+// Far longer than a picture takes, for the case that the tool hangs.
+constexpr std::chrono::seconds limit{30};
+} // namespace
+
+QFuture<void> CaptureTool::run(const QString &program, const std::filesystem::path &file)
+{
+    const auto promise = std::make_shared<QPromise<void>>();
+    promise->start();
+    auto *const tool = new QProcess;
+    tool->setStandardInputFile(QProcess::nullDevice());
+    tool->setStandardOutputFile(QProcess::nullDevice());
+    tool->setStandardErrorFile(QProcess::nullDevice());
+    QObject::connect(tool, &QProcess::finished, tool, [tool, promise] {
+        settle(*promise, std::nullopt);
+        tool->deleteLater();
+    });
+    QObject::connect(tool, &QProcess::errorOccurred, tool,
+                     [tool, promise](QProcess::ProcessError error) {
+                         // After any other error the tool still ends.
+                         if (error != QProcess::FailedToStart)
+                             return;
+                         settle(*promise, tool->errorString());
+                         tool->deleteLater();
+                     });
+    QTimer::singleShot(limit, tool, &QProcess::kill);
+    tool->start(program, {QStringLiteral("-x"), QFile::decodeName(file.c_str())});
+    return promise->future();
+}

@@ -1,0 +1,104 @@
+#include "platform/PlatformError.h"
+#include "platform/macos/CaptureTool.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+// A shell script in the tool's place.
+class tst_CaptureTool : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void theToolGetsThePathAndNoSound();
+    void howTheToolEndsDoesNotMatter_data();
+    void howTheToolEndsDoesNotMatter();
+    void aToolThatCannotBeStartedIsTheSystemsFailure();
+    void theEventLoopLivesOnWhileTheToolRuns();
+
+private:
+    [[nodiscard]] QString at(const QString &entry) const { return m_folder->filePath(entry); }
+
+    [[nodiscard]] QString tool(const QByteArray &body) const
+    {
+        QFile file(at(u"tool"_s));
+        if (!file.open(QIODevice::WriteOnly) || file.write("#!/bin/sh\n" + body) < 0)
+            qFatal("The tool cannot be written.");
+        file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+        return file.fileName();
+    }
+
+    std::unique_ptr<QTemporaryDir> m_folder;
+};
+
+void tst_CaptureTool::init()
+{
+    m_folder = std::make_unique<QTemporaryDir>();
+}
+
+void tst_CaptureTool::cleanup()
+{
+    m_folder.reset();
+}
+
+void tst_CaptureTool::theToolGetsThePathAndNoSound()
+{
+    const QString picture = at(u"Bild ä 1.png"_s);
+    QFuture<void> future =
+        CaptureTool::run(tool("printf '%s|' \"$@\" > \"$2\"\n"), picture.toStdString());
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    QFile file(picture);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), "-x|" + picture.toUtf8() + '|');
+}
+
+void tst_CaptureTool::howTheToolEndsDoesNotMatter_data()
+{
+    QTest::addColumn<QByteArray>("body");
+    QTest::newRow("success") << "exit 0\n"_ba;
+    QTest::newRow("failure") << "exit 1\n"_ba;
+    QTest::newRow("crash") << "kill -9 $$\n"_ba;
+}
+
+void tst_CaptureTool::howTheToolEndsDoesNotMatter()
+{
+    QFETCH(QByteArray, body);
+    QFuture<void> future = CaptureTool::run(tool(body), "/nowhere/a.png");
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    future.waitForFinished(); // It would throw.
+}
+
+void tst_CaptureTool::aToolThatCannotBeStartedIsTheSystemsFailure()
+{
+    QFuture<void> future = CaptureTool::run(at(u"no tool"_s), "/nowhere/a.png");
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    try {
+        future.waitForFinished();
+        QFAIL("It started.");
+    } catch (const PlatformError &error) {
+        QVERIFY2(QByteArray(error.what()).contains("No such file or directory"), error.what());
+    }
+}
+
+void tst_CaptureTool::theEventLoopLivesOnWhileTheToolRuns()
+{
+    // The tool waits for what only this event loop does.
+    QFuture<void> future =
+        CaptureTool::run(tool("until [ -e \"$2.go\" ]; do sleep 0.01; done; touch \"$2\"\n"),
+                         at(u"a.png"_s).toStdString());
+    QTimer::singleShot(0, this, [this] { QDir().mkdir(at(u"a.png.go"_s)); });
+    QVERIFY(!future.isFinished());
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    QVERIFY(QFile::exists(at(u"a.png"_s)));
+}
+
+QTEST_GUILESS_MAIN(tst_CaptureTool)
+#include "tst_CaptureTool.moc"
