@@ -8,6 +8,7 @@
 
 #include <QGuiApplication>
 #include <QQuickWindow>
+#include <QStyleHints>
 #include <QTimer>
 
 #include <cstdlib>
@@ -41,6 +42,8 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickWindow::setDefaultAlphaBuffer(true);
     const QGuiApplication application(count, arguments.data());
+    // A cursor that blinks would wake the processor for nothing, again and again.
+    QGuiApplication::styleHints()->setCursorFlashTime(0);
     QGuiApplication::setDesktopFileName(QStringLiteral("app.quillon.Quillon"));
 
     // Requests come from the event loop, so not before the panel is there.

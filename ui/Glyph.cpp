@@ -3,6 +3,8 @@
 #include <QCache>
 #include <QImage>
 #include <QPainter>
+#include <QQuickWindow>
+#include <QSGImageNode>
 #include <QSvgRenderer>
 
 #include <algorithm>
@@ -43,14 +45,17 @@ QImage tinted(QImage image, const QColor &color)
 }
 } // namespace
 
-Glyph::Glyph(QQuickItem *parent) : QQuickPaintedItem(parent) {}
+Glyph::Glyph(QQuickItem *parent) : QQuickItem(parent)
+{
+    setFlag(ItemHasContents);
+}
 
 void Glyph::setName(const QString &name)
 {
     if (name == m_name)
         return;
     m_name = name;
-    update();
+    redraw();
     Q_EMIT nameChanged();
 }
 
@@ -59,7 +64,7 @@ void Glyph::setColor(const QColor &color)
     if (color == m_color)
         return;
     m_color = color;
-    update();
+    redraw();
     Q_EMIT colorChanged();
 }
 
@@ -68,17 +73,15 @@ void Glyph::setTurn(int degrees)
     if (degrees == m_turn)
         return;
     m_turn = degrees;
-    update();
+    redraw();
     Q_EMIT turnChanged();
 }
 
-// On the thread that renders, while the main thread waits: never two at a time.
-void Glyph::paint(QPainter *painter)
+QImage Glyph::drawing(double scale) const
 {
-    if (m_name.isEmpty())
-        return;
-    const double scale = painter->device()->devicePixelRatio();
     const QSize pixels = (size() * scale).toSize();
+    if (m_name.isEmpty() || pixels.isEmpty())
+        return {};
     const QString key = QStringLiteral("%1 %2 %3x%4 %5")
                             .arg(m_name)
                             .arg(m_turn)
@@ -89,5 +92,43 @@ void Glyph::paint(QPainter *painter)
     static QCache<QString, QImage> images(200);
     if (!images.contains(key))
         images.insert(key, new QImage(tinted(stencil(m_name, m_turn, pixels), m_color)));
-    painter->drawImage(boundingRect(), *images.object(key));
+    return *images.object(key);
+}
+
+void Glyph::geometryChange(const QRectF &now, const QRectF &before)
+{
+    QQuickItem::geometryChange(now, before);
+    if (now.size() != before.size())
+        redraw();
+}
+
+void Glyph::itemChange(ItemChange change, const ItemChangeData &value)
+{
+    QQuickItem::itemChange(change, value);
+    if (change == ItemDevicePixelRatioHasChanged)
+        redraw();
+}
+
+void Glyph::redraw()
+{
+    m_isDrawn = false;
+    update();
+}
+
+// On the thread that renders, while the main thread waits: never two at a time.
+QSGNode *Glyph::updatePaintNode(QSGNode *node, UpdatePaintNodeData *)
+{
+    if (node != nullptr && m_isDrawn)
+        return node;
+    m_isDrawn = true;
+    delete node;
+    const QImage image = drawing(window()->effectiveDevicePixelRatio());
+    if (image.isNull())
+        return nullptr;
+    QSGImageNode *const picture = window()->createImageNode();
+    picture->setTexture(window()->createTextureFromImage(image));
+    picture->setOwnsTexture(true);
+    picture->setFiltering(QSGTexture::Linear);
+    picture->setRect(boundingRect());
+    return picture;
 }

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <QColor>
-#include <QQuickPaintedItem>
+#include <QImage>
+#include <QQuickItem>
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
 /// One symbol, drawn in one colour at whatever size the item has, crisp at every scale. The
 /// drawings are the module's own, under the names that Apple's set has for the same meaning.
-class Glyph : public QQuickPaintedItem
+class Glyph : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
@@ -26,15 +27,24 @@ public:
     [[nodiscard]] int turn() const { return m_turn; }
     void setTurn(int degrees);
 
-    void paint(QPainter *painter) override;
+    /// What is shown, with that many pixels to a point.
+    [[nodiscard]] QImage drawing(double scale) const;
 
 Q_SIGNALS:
     void nameChanged();
     void colorChanged();
     void turnChanged();
 
+protected:
+    QSGNode *updatePaintNode(QSGNode *node, UpdatePaintNodeData *data) override;
+    void geometryChange(const QRectF &now, const QRectF &before) override;
+    void itemChange(ItemChange change, const ItemChangeData &value) override;
+
 private:
+    void redraw();
+
     QString m_name;
     QColor m_color = Qt::black;
     int m_turn = 0;
+    bool m_isDrawn = false; ///< What the scene graph has is what is to be shown.
 };

@@ -47,6 +47,12 @@ std::optional<Look::Color> color(const QVariant &value)
     return result;
 }
 
+bool isZero(const QVariant &value)
+{
+    bool isNumber = false;
+    return value.toDouble(&isNumber) == 0 && isNumber;
+}
+
 // A setting of GNOME's, as a text, where this system knows it: asking for another one is fatal.
 std::optional<QString> localSetting(const char *key)
 {
@@ -136,7 +142,7 @@ void LinuxAppearance::take(const QString &group, const QString &key, const QVari
     else if (group == gnome && key == u"enable-animations")
         look.hasReducedMotion = !value.toBool();
     else if (group == kde && key == u"AnimationDurationFactor")
-        look.hasReducedMotion = value.toDouble() == 0;
+        look.hasReducedMotion = isZero(value);
     if (std::exchange(m_look, look) != look && m_changed)
         m_changed();
 }

@@ -1,5 +1,7 @@
 #include "platform/linux/LinuxHotKey.h"
 
+#include "platform/linux/XcbReply.h"
+
 #include <QList>
 #include <QMetaObject>
 
@@ -86,8 +88,8 @@ private:
     }
 
     xcb_keycode_t m_first;
-    X11Reply<xcb_get_keyboard_mapping_reply_t> m_mapping;
-    X11Reply<xcb_get_modifier_mapping_reply_t> m_modifiers;
+    XcbReply<xcb_get_keyboard_mapping_reply_t> m_mapping;
+    XcbReply<xcb_get_modifier_mapping_reply_t> m_modifiers;
 };
 } // namespace
 
@@ -109,10 +111,10 @@ void LinuxHotKey::listenToKeyboard()
     if (!extension || !extension->present)
         return;
     m_keyboardEvent = extension->first_event;
-    const X11Reply<xcb_xkb_use_extension_reply_t> version(
+    const XcbReply<xcb_xkb_use_extension_reply_t> version(
         xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
     // A key that is held repeats as presses without releases in between: so they can be told apart.
-    const X11Reply<xcb_xkb_per_client_flags_reply_t> flags(xcb_xkb_per_client_flags_reply(
+    const XcbReply<xcb_xkb_per_client_flags_reply_t> flags(xcb_xkb_per_client_flags_reply(
         connection,
         xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD,
                                  XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT,
@@ -168,7 +170,7 @@ void LinuxHotKey::grab()
     }
     // A combination that belongs to somebody else stays theirs.
     for (const xcb_void_cookie_t cookie : asked)
-        const X11Reply<xcb_generic_error_t> refusal(xcb_request_check(connection, cookie));
+        const XcbReply<xcb_generic_error_t> refusal(xcb_request_check(connection, cookie));
     m_grabbed = wanted;
     m_events->flush();
 }

@@ -3,6 +3,7 @@
 #include "platform/PanelWindow.h"
 #include "platform/linux/BoundedWorker.h"
 #include "platform/linux/LinuxHotKey.h"
+#include "platform/linux/XcbReply.h"
 
 #include <algorithm>
 #include <cmath>
@@ -163,7 +164,7 @@ private:
 
     [[nodiscard]] xcb_atom_t interned(xcb_intern_atom_cookie_t cookie) const
     {
-        const X11Reply<xcb_intern_atom_reply_t> reply(
+        const XcbReply<xcb_intern_atom_reply_t> reply(
             xcb_intern_atom_reply(connection(), cookie, nullptr));
         return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
     }
@@ -175,7 +176,7 @@ private:
         if (!extension || !extension->present)
             return;
         m_selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
-        const X11Reply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
+        const XcbReply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
             connection(), xcb_xfixes_query_version(connection(), 1, 0), nullptr));
         xcb_xfixes_select_selection_input(
             connection(), m_events->root(), m_manager,
@@ -186,7 +187,7 @@ private:
 
     [[nodiscard]] bool hasCompositor() const
     {
-        const X11Reply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        const XcbReply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
             connection(), xcb_get_selection_owner(connection(), m_manager), nullptr));
         return reply && reply->owner != noWindow;
     }
@@ -248,7 +249,7 @@ private:
         if (window == noWindow)
             return;
         // What was closed, minimised or left on another desktop meanwhile stays so.
-        const X11Reply<xcb_get_window_attributes_reply_t> attributes(
+        const XcbReply<xcb_get_window_attributes_reply_t> attributes(
             xcb_get_window_attributes_reply(
                 connection(), xcb_get_window_attributes(connection(), window), nullptr));
         if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {

@@ -1,5 +1,7 @@
 #include "platform/linux/X11Events.h"
 
+#include "platform/linux/XcbReply.h"
+
 #include <QMetaObject>
 
 #include <utility>
@@ -47,7 +49,7 @@ void X11Events::flush()
 void X11Events::drain()
 {
     m_drainIsDue = false;
-    while (const X11Reply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection)})
+    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection)})
         m_handler(*event);
     if (xcb_connection_has_error(m_connection) != 0)
         m_notifier.setEnabled(false);

@@ -3,7 +3,6 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-#include <cstdlib>
 #include <functional>
 #include <memory>
 
@@ -45,11 +44,3 @@ private:
     QSocketNotifier m_notifier;
     bool m_drainIsDue = false;
 };
-
-struct FreedByXcb
-{
-    void operator()(void *memory) const { std::free(memory); }
-};
-/// An answer of the X server, which its caller has to free.
-template <typename T>
-using X11Reply = std::unique_ptr<T, FreedByXcb>;

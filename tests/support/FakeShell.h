@@ -6,6 +6,7 @@
 #include "platform/PanelWindow.h"
 #include "platform/Shell.h"
 
+#include <QMap>
 #include <QStringList>
 
 #include <algorithm>
@@ -113,7 +114,7 @@ public:
     void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override
     {
         calls << QStringLiteral("menu item ") + title + u' ' + key;
-        menuItem = std::move(chosen);
+        menu.insert(title, std::move(chosen));
     }
     bool isActive() override { return isInFront; }
     void activate() override
@@ -170,7 +171,7 @@ public:
     QStringList calls;
     bool isInFront = false;
     bool hasCompositor = false;
-    std::function<void()> menuItem;
+    QMap<QString, std::function<void()>> menu; ///< What the items do, by title.
 
 private:
     static FakePanelWindow &fake(PanelWindow &window)

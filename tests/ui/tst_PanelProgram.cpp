@@ -1,5 +1,5 @@
-// The program as a user meets it: a task typed into the real panel, a real model file, real actions,
-// real keys and clicks.
+// The program as a user meets it: a task typed into the real panel, a real model file, real
+// actions, real keys and clicks.
 
 #include "models/LocalModel.h"
 #include "platform/linux/X11Desktop.h"
