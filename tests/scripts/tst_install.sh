@@ -28,6 +28,18 @@ test_the_desktop_finds_the_installed_program()
     done
 }
 
+test_the_keyboard_program_is_installed_with_it()
+{
+    [ "$(uname)" != Darwin ] || return 0 # Which needs none.
+    cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
+    status=0
+    (cd / && env -i "$sandbox/place/libexec/quillon/quillon-keyboard" </dev/null) \
+        >"$sandbox/out" 2>"$sandbox/err" || status=$?
+    expect_status 1
+    [ "$(cat "$sandbox/out")" = "There is no X server to type on." ] ||
+        complain "it said: $(cat "$sandbox/out")"
+}
+
 test_the_installed_program_names_no_folder_of_the_checkout()
 {
     cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
