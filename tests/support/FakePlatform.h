@@ -70,6 +70,7 @@ struct FakeControl
     QString value{};
     QString help{};
     QList<qsizetype> children{};
+    bool isHidden = false;
     bool refusesPress = false;
 };
 
