@@ -79,6 +79,7 @@ struct FakeControl
     QString value{};
     QString help{};
     QList<qsizetype> children{};
+    bool isHidden = false;
     bool refusesPress = false;
 };
 
