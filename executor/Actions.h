@@ -15,12 +15,14 @@ QCoro::Task<QString> openApp(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> quitApp(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> openURL(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> webSearch(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> click(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> createFolder(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> screenshot(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> findFiles(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> openPath(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> trash(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> listWindows(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> readUI(AgentAction action, Surrounding surrounding);
 QCoro::Task<QString> appleScript(AgentAction action, Surrounding surrounding);
 
 /// The argument under that key; an ActionError with the sentence where there is none.

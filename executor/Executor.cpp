@@ -21,12 +21,14 @@ constexpr auto dispatch = std::to_array<Entry>({
     {u"quit_app", Actions::quitApp},
     {u"open_url", Actions::openURL},
     {u"web_search", Actions::webSearch},
+    {u"click", Actions::click},
     {u"create_folder", Actions::createFolder},
     {u"screenshot", Actions::screenshot},
     {u"find_files", Actions::findFiles},
     {u"open_path", Actions::openPath},
     {u"trash", Actions::trash},
     {u"list_windows", Actions::listWindows},
+    {u"read_ui", Actions::readUI},
     {u"applescript", Actions::appleScript},
 });
 } // namespace

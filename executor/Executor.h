@@ -25,6 +25,13 @@ namespace Executor {
 /// The open windows front to back, at most eight, or "none".
 [[nodiscard]] QString windowSummary();
 
+/// Presses the control of the application in front that has this label, or else the first one whose
+/// label contains it. Blocks for about two seconds at most.
+[[nodiscard]] QString click(const QString &label);
+
+/// Up to forty of the controls in the application in front, in one line. Blocks for as long.
+[[nodiscard]] QString readUI();
+
 /// Starts the application of that name or brings it to the front, and returns what it is called.
 [[nodiscard]] QCoro::Task<QString> launch(QString name,
                                           std::shared_ptr<const Cancellation> surrounding = {});

@@ -10,6 +10,8 @@ class LinuxAccessibility final : public Accessibility
 public:
     bool isTrusted() override;
     void requestTrust() override;
+    std::unique_ptr<AccessibleTree> open(ProcessId application,
+                                         std::chrono::milliseconds limit) override;
 
 private:
     BoundedWorker m_worker;

@@ -1,17 +1,18 @@
 #include "platform/linux/PrivateBus.h"
 
+#include "platform/linux/DBusValues.h"
+
 #include <QFile>
 #include <QHash>
 
 #include <algorithm>
 
 namespace {
-int millisecondsUntil(PrivateBus::Deadline deadline)
-{
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
-    return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
-}
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// More in flight make nothing faster, and the bus keeps what an application has not read yet.
+constexpr size_t maxInFlight = 256;
 } // namespace
 
 void PrivateBus::Closer::operator()(DBusConnection *connection) const
@@ -24,42 +25,70 @@ PrivateBus::PrivateBus(const QByteArray &address, Deadline deadline)
     : m_connection(address.isEmpty() ? nullptr
                                      : dbus_connection_open_private(address.constData(), nullptr))
 {
-    if (!m_connection)
-        return;
     std::vector<DBusMessagePtr> hello;
-    hello.emplace_back(dbus_message_new_method_call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS,
-                                                    DBUS_INTERFACE_DBUS, "Hello"));
-    const std::vector<DBusMessagePtr> welcome = exchange(hello, deadline);
-    if (!welcome.front() ||
-        dbus_message_get_type(welcome.front().get()) != DBUS_MESSAGE_TYPE_METHOD_RETURN)
+    hello.push_back(
+        DBusValues::call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello"));
+    if (m_connection && !DBusValues::isReturn(exchange(hello, deadline).front()))
         m_connection.reset();
 }
 
+bool PrivateBus::isOpen() const
+{
+    return m_connection && dbus_connection_get_is_connected(m_connection.get());
+}
+
 std::vector<DBusMessagePtr> PrivateBus::exchange(const std::vector<DBusMessagePtr> &calls,
-                                                 Deadline deadline)
+                                                 Deadline deadline, milliseconds silence)
+{
+    return exchange(calls, deadline, silence, Until::allReplies);
+}
+
+std::vector<DBusMessagePtr> PrivateBus::exchangeUntilLast(const std::vector<DBusMessagePtr> &calls,
+                                                          Deadline deadline)
+{
+    return exchange(calls, deadline, unlimited, Until::lastReply);
+}
+
+std::vector<DBusMessagePtr> PrivateBus::exchange(const std::vector<DBusMessagePtr> &calls,
+                                                 Deadline deadline, milliseconds silence,
+                                                 Until until)
 {
     std::vector<DBusMessagePtr> replies(calls.size());
-    if (!isOpen())
+    if (!m_connection)
         return replies;
     QHash<dbus_uint32_t, size_t> waiting;
-    for (size_t i = 0; i < calls.size(); ++i) {
-        dbus_uint32_t serial = 0;
-        if (dbus_connection_send(m_connection.get(), calls[i].get(), &serial))
-            waiting.insert(serial, i);
-    }
-    while (!waiting.isEmpty()) {
+    size_t sent = 0;
+    Deadline lastReply = steady_clock::now();
+    while (true) {
+        for (; sent < calls.size() && static_cast<size_t>(waiting.size()) < maxInFlight; ++sent) {
+            dbus_uint32_t serial = 0;
+            if (dbus_connection_send(m_connection.get(), calls[sent].get(), &serial))
+                waiting.insert(serial, sent);
+        }
+        bool received = false;
         while (DBusMessagePtr message{dbus_connection_pop_message(m_connection.get())}) {
             const auto call = waiting.constFind(dbus_message_get_reply_serial(message.get()));
             if (call == waiting.constEnd())
                 continue;
             replies[*call] = std::move(message);
             waiting.erase(call);
+            received = true;
         }
-        const int left = millisecondsUntil(deadline);
-        if (waiting.isEmpty() || left == 0 || !dbus_connection_read_write(m_connection.get(), left))
-            break;
+        if ((waiting.isEmpty() && sent == calls.size()) ||
+            (until == Until::lastReply && replies.back()))
+            return replies;
+        const Deadline now = steady_clock::now();
+        if (received) {
+            lastReply = now;
+            if (now < deadline)
+                continue;
+        }
+        const auto left =
+            std::chrono::ceil<milliseconds>(std::min(deadline, lastReply + silence) - now);
+        if (left <= milliseconds::zero() ||
+            !dbus_connection_read_write(m_connection.get(), static_cast<int>(left.count())))
+            return replies;
     }
-    return replies;
 }
 
 QByteArray PrivateBus::sessionAddress()

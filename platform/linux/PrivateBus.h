@@ -1,18 +1,12 @@
 #pragma once
 
-#include <QByteArray>
+#include "platform/linux/DBusMessagePtr.h"
 
-#include <dbus/dbus.h>
+#include <QByteArray>
 
 #include <chrono>
 #include <memory>
 #include <vector>
-
-struct DBusMessageUnref
-{
-    void operator()(DBusMessage *message) const { dbus_message_unref(message); }
-};
-using DBusMessagePtr = std::unique_ptr<DBusMessage, DBusMessageUnref>;
 
 /// A connection of our own to a message bus, for many calls at once and bounded waits. It has no
 /// thread and no event loop: replies arrive while exchange() waits. One thread at a time.
@@ -20,16 +14,25 @@ class PrivateBus
 {
 public:
     using Deadline = std::chrono::steady_clock::time_point;
+    static constexpr std::chrono::milliseconds unlimited = std::chrono::hours(1);
 
-    /// Connects to that address and introduces itself. What cannot be reached is not open.
+    /// Connects to that address and introduces itself. What cannot be reached is not open. A bus
+    /// that has stopped may block this, if many wait for it already.
     PrivateBus(const QByteArray &address, Deadline deadline);
 
-    [[nodiscard]] bool isOpen() const { return m_connection != nullptr; }
+    /// Whether the bus is there, as far as the last exchange has shown.
+    [[nodiscard]] bool isOpen() const;
 
     /// Sends the calls and returns the replies in their order: a method's return or an error, and
-    /// null where none came by the deadline.
-    [[nodiscard]] std::vector<DBusMessagePtr> exchange(const std::vector<DBusMessagePtr> &calls,
-                                                       Deadline deadline);
+    /// null where none came by the deadline, or when all were silent for that long.
+    [[nodiscard]] std::vector<DBusMessagePtr>
+    exchange(const std::vector<DBusMessagePtr> &calls, Deadline deadline,
+             std::chrono::milliseconds silence = unlimited);
+
+    /// The same, but it waits for the reply to the last call only: who answers in order and has not
+    /// answered the others by then is still at them.
+    [[nodiscard]] std::vector<DBusMessagePtr>
+    exchangeUntilLast(const std::vector<DBusMessagePtr> &calls, Deadline deadline);
 
     /// Where the session's bus is; empty where there is none.
     [[nodiscard]] static QByteArray sessionAddress();
@@ -39,6 +42,11 @@ private:
     {
         void operator()(DBusConnection *connection) const;
     };
+
+    enum class Until { allReplies, lastReply };
+    std::vector<DBusMessagePtr> exchange(const std::vector<DBusMessagePtr> &calls,
+                                         Deadline deadline, std::chrono::milliseconds silence,
+                                         Until until);
 
     std::unique_ptr<DBusConnection, Closer> m_connection;
 };

@@ -1,6 +1,7 @@
 #include "platform/macos/MacAccessibility.h"
 
 #include "platform/macos/CFOwner.h"
+#include "platform/macos/MacAccessibleTree.h"
 
 #include <ApplicationServices/ApplicationServices.h>
 
@@ -17,4 +18,11 @@ void MacAccessibility::requestTrust()
                                                               &kCFTypeDictionaryKeyCallBacks,
                                                               &kCFTypeDictionaryValueCallBacks));
     (void)AXIsProcessTrustedWithOptions(options.get());
+}
+
+std::unique_ptr<AccessibleTree> MacAccessibility::open(ProcessId application,
+                                                       std::chrono::milliseconds limit)
+{
+    return std::make_unique<MacAccessibleTree>(application,
+                                               std::chrono::steady_clock::now() + limit);
 }

@@ -8,4 +8,6 @@ class MacAccessibility final : public Accessibility
 public:
     bool isTrusted() override;
     void requestTrust() override;
+    std::unique_ptr<AccessibleTree> open(ProcessId application,
+                                         std::chrono::milliseconds limit) override;
 };

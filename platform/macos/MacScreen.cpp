@@ -1,6 +1,7 @@
 #include "platform/macos/MacScreen.h"
 
 #include "platform/macos/CFOwner.h"
+#include "platform/macos/CFText.h"
 #include "platform/macos/CaptureTool.h"
 
 #include <CoreGraphics/CoreGraphics.h>
@@ -22,19 +23,6 @@ std::optional<qint64> number(CFDictionaryRef description, CFStringRef key)
     return result;
 }
 
-std::optional<QString> text(CFDictionaryRef description, CFStringRef key)
-{
-    const CFTypeRef found = value(description, key, CFStringGetTypeID());
-    if (!found)
-        return std::nullopt;
-    const auto string = static_cast<CFStringRef>(found);
-    const CFIndex length = CFStringGetLength(string);
-    QString result(length, Qt::Uninitialized);
-    CFStringGetCharacters(string, CFRangeMake(0, length),
-                          reinterpret_cast<UniChar *>(result.data()));
-    return result;
-}
-
 WindowInfo windowInfo(CFDictionaryRef description)
 {
     WindowInfo window;
@@ -42,8 +30,8 @@ WindowInfo windowInfo(CFDictionaryRef description)
         window.layer = static_cast<int>(*layer);
     if (const std::optional<qint64> owner = number(description, kCGWindowOwnerPID))
         window.owner = ProcessId{*owner};
-    window.ownerName = text(description, kCGWindowOwnerName);
-    window.title = text(description, kCGWindowName);
+    window.ownerName = textOf(CFDictionaryGetValue(description, kCGWindowOwnerName));
+    window.title = textOf(CFDictionaryGetValue(description, kCGWindowName));
     return window;
 }
 } // namespace

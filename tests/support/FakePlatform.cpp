@@ -7,6 +7,105 @@
 #include <algorithm>
 #include <fstream>
 
+namespace {
+class FakeTree final : public AccessibleTree
+{
+public:
+    explicit FakeTree(FakeAccessibility &accessibility) : m_fake(accessibility) {}
+
+    QList<ElementId> roots() override
+    {
+        return m_fake.hasRoot ? QList{ElementId{0}} : QList<ElementId>();
+    }
+
+    QList<AccessibleNode> nodes(const QList<ElementId> &elements, qsizetype maxChildren) override
+    {
+        QList<AccessibleNode> nodes;
+        for (const ElementId element : elements) {
+            if (m_fake.silentAfter && m_fake.nodesRead == *m_fake.silentAfter)
+                throw UnresponsiveApplication();
+            AccessibleNode node;
+            if (!isTimeUp()) {
+                ++m_fake.nodesRead;
+                node.role = control(element).role;
+                for (const qsizetype child : control(element).children) {
+                    if (maxChildren-- <= 0)
+                        break;
+                    ++m_fake.childrenRead;
+                    node.children.append(ElementId{static_cast<qint32>(child)});
+                }
+            }
+            nodes.append(node);
+        }
+        return nodes;
+    }
+
+    QList<QStringList> texts(const QList<ElementId> &elements,
+                             const QList<LabelAttribute> &attributes) override
+    {
+        QList<QStringList> texts;
+        for (const ElementId element : elements) {
+            QStringList &own = texts.emplace_back();
+            for (const LabelAttribute attribute : attributes) {
+                ++m_fake.textsRead;
+                own.append(text(control(element), attribute));
+            }
+        }
+        return texts;
+    }
+
+    bool isTimeUp() const override
+    {
+        return m_fake.timeUpAfter && m_fake.nodesRead >= *m_fake.timeUpAfter;
+    }
+
+    bool press(ElementId element) override
+    {
+        m_fake.pressed.append(static_cast<qsizetype>(element));
+        return !control(element).refusesPress;
+    }
+
+private:
+    [[nodiscard]] const FakeControl &control(ElementId element) const
+    {
+        return m_fake.all.at(static_cast<qsizetype>(element));
+    }
+
+    static QString text(const FakeControl &control, LabelAttribute attribute)
+    {
+        switch (attribute) {
+        case LabelAttribute::title:
+            return control.title;
+        case LabelAttribute::description:
+            return control.description;
+        case LabelAttribute::value:
+            return control.value;
+        case LabelAttribute::help:
+            return control.help;
+        }
+        return {};
+    }
+
+    FakeAccessibility &m_fake;
+};
+} // namespace
+
+qsizetype FakeAccessibility::add(qsizetype parent, const FakeControl &control)
+{
+    all[parent].children.append(all.size());
+    all.append(control);
+    return all.size() - 1;
+}
+
+std::unique_ptr<AccessibleTree> FakeAccessibility::open(ProcessId application,
+                                                        std::chrono::milliseconds)
+{
+    if (failure)
+        throw PlatformError(*failure);
+    opened.append(application);
+    return std::make_unique<FakeTree>(*this);
+}
+
 QList<InstalledApplication> FakeWorkspace::applicationsIn(const QString &folder)
 {
     return installed.value(folder);

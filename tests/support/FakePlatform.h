@@ -61,15 +61,45 @@ private:
     int m_lastPid = 1000;
 };
 
-/// Controls that can be looked at by those whom the user trusts.
+/// A control in memory. Its children are numbers of others, so that a tree may be no tree.
+struct FakeControl
+{
+    QString role{};
+    QString title{};
+    QString description{};
+    QString value{};
+    QString help{};
+    QList<qsizetype> children{};
+    bool refusesPress = false;
+};
+
+/// Controls that can be looked at by those whom the user trusts. The first one is the application.
 class FakeAccessibility final : public Accessibility
 {
 public:
+    // What the application in front is like.
     bool trusted = true;
+    QList<FakeControl> all{{.role = QStringLiteral("AXApplication")}};
+    bool hasRoot = true;
+    std::optional<qsizetype> silentAfter; ///< How many controls it tells of before it hangs.
+    std::optional<qsizetype> timeUpAfter; ///< How many of them there is time for.
+    std::optional<QString> failure;       ///< What the system says instead of opening it.
+
+    // What was asked of it.
     int trustRequests = 0;
+    QList<ProcessId> opened;
+    qsizetype nodesRead = 0;
+    qsizetype childrenRead = 0;
+    qsizetype textsRead = 0;
+    QList<qsizetype> pressed; ///< The controls' numbers.
+
+    /// Adds a control into that one and returns its number.
+    qsizetype add(qsizetype parent, const FakeControl &control);
 
     bool isTrusted() override { return trusted; }
     void requestTrust() override { ++trustRequests; }
+    std::unique_ptr<AccessibleTree> open(ProcessId application,
+                                         std::chrono::milliseconds limit) override;
 };
 
 /// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.

@@ -1,15 +1,54 @@
-#include "platform/Accessibility.h"
-#include "platform/Platform.h"
+#include "platform/linux/LinuxAccessibility.h"
+
+#include "tests/executor/Running.h"
+#include "tests/support/FakePlatform.h"
 #include "tests/support/VirtualDesktop.h"
 
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QTest>
+
+#include <csignal>
+#include <dbus/dbus.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-Accessibility &accessibility()
+/// The desktop's real controls, with any process in front.
+class FrontPlatform final : public FakePlatform
 {
-    return Platform::current().accessibility();
+public:
+    explicit FrontPlatform(qint64 process)
+    {
+        desk.front = Application{.pid = ProcessId{process}, .name = u"Liar"_s};
+    }
+
+    Accessibility &accessibility() override { return m_accessibility; }
+
+private:
+    LinuxAccessibility m_accessibility;
+};
+
+QString click(const QString &label)
+{
+    return outcome(u"click"_s, {{u"label"_s, label}});
+}
+
+QString readUI()
+{
+    return outcome(u"read_ui"_s);
+}
+
+bool waitForLine(QProcess &process, const QByteArray &line)
+{
+    for (const QDeadlineTimer limit(20'000); !limit.hasExpired();) {
+        while (process.canReadLine()) {
+            if (process.readLine().trimmed() == line)
+                return true;
+        }
+        process.waitForReadyRead(100);
+    }
+    return false;
 }
 } // namespace
 
@@ -19,11 +58,37 @@ class tst_LinuxAccessibility : public QObject
 
 private Q_SLOTS:
     void initTestCase();
+    void cleanup();
+
     void withoutASessionNobodyIsTrusted();
     void askingEnablesTheBus();
 
+    void controlsAreReadAndPressed();
+    void anApplicationThatIsNotOnTheBusHasNoControls();
+    void aProcessThatIsOurOwnIsNotAsked();
+    void aTreeInACircleEnds();
+    void aHundredThousandChildrenAreNotFetched();
+    void labelsOfAMegabyteAreCut();
+    void elementsThatVanishAreSkipped();
+    void valuesOfOtherTypesAreAbsent();
+    void impossibleAndUnknownNamesAreSkipped();
+    void elementsOfOurOwnAreNotAsked();
+    void whatNobodySeesIsNotThere();
+    void passwordsAreNotRead();
+    void theActionIsChosenByItsName();
+    void aControlThatRefusesIsTold();
+    void aPressThatOpensADialogIsAPress();
+    void aSlowApplicationIsNotWaitedForForEver();
+    void anApplicationThatHangsIsTold_data();
+    void anApplicationThatHangsIsTold();
+    void anApplicationThatHangsAtAPressIsTold();
+    void aBusThatGoesAwayIsTold();
+
 private:
+    QProcess &startLiar(const QString &manner, const QString &argument = {});
+
     std::unique_ptr<VirtualDesktop> m_desktop;
+    QList<QProcess *> m_liars;
 };
 
 void tst_LinuxAccessibility::initTestCase()
@@ -31,23 +96,241 @@ void tst_LinuxAccessibility::initTestCase()
     m_desktop = std::make_unique<VirtualDesktop>();
 }
 
+void tst_LinuxAccessibility::cleanup()
+{
+    for (QProcess *const liar : std::as_const(m_liars)) {
+        liar->kill();
+        liar->waitForFinished();
+    }
+    m_liars.clear();
+}
+
+QProcess &tst_LinuxAccessibility::startLiar(const QString &manner, const QString &argument)
+{
+    QProcess &liar = m_desktop->start(QStringLiteral(LYING_APPLICATION), {manner, argument});
+    m_liars.append(&liar);
+    if (!waitForLine(liar, "known"))
+        qFatal("The registry does not answer.");
+    return liar;
+}
+
 void tst_LinuxAccessibility::withoutASessionNobodyIsTrusted()
 {
     for (const char *address : {"", "unix:path=/nowhere", "no address at all"}) {
         const QByteArray session = qgetenv("DBUS_SESSION_BUS_ADDRESS");
         qputenv("DBUS_SESSION_BUS_ADDRESS", address);
-        accessibility().requestTrust();
-        const bool trusted = accessibility().isTrusted();
+        LinuxAccessibility accessibility;
+        accessibility.requestTrust();
+        const bool trusted = accessibility.isTrusted();
+        QString failure;
+        try {
+            (void)accessibility.open(ProcessId{1}, std::chrono::seconds(1));
+        } catch (const PlatformError &error) {
+            failure = QString::fromUtf8(error.what());
+        }
         qputenv("DBUS_SESSION_BUS_ADDRESS", session);
         QVERIFY2(!trusted, address);
+        QCOMPARE(failure, u"The accessibility bus doesn't respond."_s);
     }
 }
 
 void tst_LinuxAccessibility::askingEnablesTheBus()
 {
-    QVERIFY(!accessibility().isTrusted());
-    accessibility().requestTrust();
-    QTRY_VERIFY(accessibility().isTrusted());
+    LinuxAccessibility accessibility;
+    QVERIFY(!accessibility.isTrusted());
+    QTRY_VERIFY((accessibility.requestTrust(), accessibility.isTrusted()));
+}
+
+void tst_LinuxAccessibility::controlsAreReadAndPressed()
+{
+    QProcess &liar = startLiar(u"honest"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(readUI(), u"Button: Button 0 | Button: Button 1 | Button: Button 2"_s);
+    QCOMPARE(click(u"button 1"_s), u"Clicked “button 1”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /button/1"));
+    QCOMPARE(click(u"button 7"_s), u"ActionError: Couldn't find a control labelled “button 7”."_s);
+}
+
+void tst_LinuxAccessibility::anApplicationThatIsNotOnTheBusHasNoControls()
+{
+    const FrontPlatform platform(1);
+    QCOMPARE(readUI(), u"No readable controls found."_s);
+    QCOMPARE(click(u"OK"_s), u"ActionError: Couldn't find a control labelled “OK”."_s);
+}
+
+void tst_LinuxAccessibility::aProcessThatIsOurOwnIsNotAsked()
+{
+    const FrontPlatform platform(QCoreApplication::applicationPid());
+    QCOMPARE(readUI(), u"No readable controls found."_s);
+}
+
+void tst_LinuxAccessibility::aTreeInACircleEnds()
+{
+    const FrontPlatform platform(startLiar(u"circle"_s).processId());
+    QCOMPARE(readUI(), u"Button: Button 0"_s);
+    QCOMPARE(click(u"Button 1"_s), u"ActionError: Couldn't find a control labelled “Button 1”."_s);
+}
+
+void tst_LinuxAccessibility::aHundredThousandChildrenAreNotFetched()
+{
+    const FrontPlatform platform(startLiar(u"many"_s).processId());
+    QCOMPARE(readUI(), u"Button: last | Button: Button 0"_s);
+    QCOMPARE(click(u"Button 0"_s), u"Clicked “Button 0”."_s);
+}
+
+void tst_LinuxAccessibility::labelsOfAMegabyteAreCut()
+{
+    const FrontPlatform platform(startLiar(u"megabytes"_s).processId());
+    const QStringList lines = readUI().split(u" | "_s);
+    QCOMPARE(lines.size(), 20);
+    QCOMPARE(lines[19], u"Button: 19"_s + u"x"_s.repeated(48));
+    QCOMPARE(click(u"7x"_s), u"Clicked “7x”."_s);
+}
+
+void tst_LinuxAccessibility::elementsThatVanishAreSkipped()
+{
+    const FrontPlatform platform(startLiar(u"vanishing"_s).processId());
+    QCOMPARE(readUI(), u"Button: Button 0 | Button: Button 3 | Button: Button 5"_s);
+}
+
+void tst_LinuxAccessibility::valuesOfOtherTypesAreAbsent()
+{
+    const FrontPlatform platform(startLiar(u"types"_s).processId());
+    QCOMPARE(readUI(), u"No readable controls found."_s);
+}
+
+void tst_LinuxAccessibility::impossibleAndUnknownNamesAreSkipped()
+{
+    const FrontPlatform platform(startLiar(u"names"_s).processId());
+    QCOMPARE(readUI(), u"Button: Button 0"_s);
+}
+
+void tst_LinuxAccessibility::elementsOfOurOwnAreNotAsked()
+{
+    // This process stands on the bus, as its panel does, and cannot answer while it waits.
+    QProcess address;
+    address.start(u"dbus-send"_s,
+                  {u"--session"_s, u"--print-reply=literal"_s, u"--dest=org.a11y.Bus"_s,
+                   u"/org/a11y/bus"_s, u"org.a11y.Bus.GetAddress"_s});
+    QVERIFY(address.waitForFinished());
+    DBusConnection *const own =
+        dbus_connection_open_private(address.readAll().trimmed().constData(), nullptr);
+    QVERIFY(own && dbus_bus_register(own, nullptr));
+    const char *const name = dbus_bus_get_unique_name(own);
+    const char *const root = "/org/a11y/atspi/accessible/root";
+    DBusMessage *const embed = dbus_message_new_method_call("org.a11y.atspi.Registry", root,
+                                                            "org.a11y.atspi.Socket", "Embed");
+    DBusMessageIter at;
+    DBusMessageIter members;
+    dbus_message_iter_init_append(embed, &at);
+    dbus_message_iter_open_container(&at, DBUS_TYPE_STRUCT, nullptr, &members);
+    dbus_message_iter_append_basic(&members, DBUS_TYPE_STRING, static_cast<const void *>(&name));
+    dbus_message_iter_append_basic(&members, DBUS_TYPE_OBJECT_PATH,
+                                   static_cast<const void *>(&root));
+    dbus_message_iter_close_container(&at, &members);
+    DBusMessage *const reply =
+        dbus_connection_send_with_reply_and_block(own, embed, 20'000, nullptr);
+    QVERIFY(reply);
+    dbus_message_unref(reply);
+    dbus_message_unref(embed);
+
+    const FrontPlatform platform(startLiar(u"foreign"_s, QString::fromUtf8(name)).processId());
+    QCOMPARE(readUI(), u"Button: Button 0"_s);
+    while (dbus_connection_read_write(own, 0) &&
+           dbus_connection_get_dispatch_status(own) == DBUS_DISPATCH_DATA_REMAINS) {
+        DBusMessage *const message = dbus_connection_pop_message(own);
+        const bool isQuestion =
+            dbus_message_is_method_call(message, "org.a11y.atspi.Accessible", "GetRole");
+        dbus_message_unref(message);
+        QVERIFY(!isQuestion);
+    }
+    dbus_connection_close(own);
+    dbus_connection_unref(own);
+}
+
+void tst_LinuxAccessibility::whatNobodySeesIsNotThere()
+{
+    const FrontPlatform platform(startLiar(u"hidden"_s).processId());
+    QCOMPARE(readUI(), u"Button: scrolled away"_s);
+    QCOMPARE(click(u"hidden"_s), u"ActionError: Couldn't find a control labelled “hidden”."_s);
+}
+
+void tst_LinuxAccessibility::passwordsAreNotRead()
+{
+    const FrontPlatform platform(startLiar(u"fields"_s).processId());
+    QCOMPARE(readUI(), u"TextField: what was typed | TextField: Your password"_s);
+}
+
+void tst_LinuxAccessibility::theActionIsChosenByItsName()
+{
+    QProcess &liar = startLiar(u"actions"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(click(u"focus"_s), u"ActionError: “focus” didn't respond to a click."_s);
+    QCOMPARE(click(u"none"_s), u"ActionError: “none” didn't respond to a click."_s);
+    QCOMPARE(click(u"second"_s), u"Clicked “second”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 1 of /second"));
+    QCOMPARE(click(u"tab"_s), u"Clicked “tab”."_s);
+    QVERIFY(waitForLine(liar, "SelectChild 0 of /org/a11y/atspi/accessible/root"));
+}
+
+void tst_LinuxAccessibility::aControlThatRefusesIsTold()
+{
+    const FrontPlatform platform(startLiar(u"refuse"_s).processId());
+    QCOMPARE(click(u"Button 0"_s), u"ActionError: “Button 0” didn't respond to a click."_s);
+}
+
+void tst_LinuxAccessibility::aPressThatOpensADialogIsAPress()
+{
+    const FrontPlatform platform(startLiar(u"dialog"_s).processId());
+    QCOMPARE(click(u"Button 0"_s), u"Clicked “Button 0”."_s);
+}
+
+void tst_LinuxAccessibility::aSlowApplicationIsNotWaitedForForEver()
+{
+    const FrontPlatform platform(startLiar(u"slow"_s).processId());
+    LinuxAccessibility accessibility;
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(readUI(), u"ActionError: “Liar” doesn't respond."_s);
+    QVERIFY2(timer.elapsed() < 15'000, qPrintable(QString::number(timer.elapsed())));
+}
+
+void tst_LinuxAccessibility::anApplicationThatHangsIsTold_data()
+{
+    QTest::addColumn<QString>("manner");
+    QTest::addColumn<QString>("calls");
+    for (const char *manner : {"silent", "stops", "dies"}) {
+        for (const char *calls : {"0", "3", "100"}) {
+            QTest::addRow("%s after %s", manner, calls)
+                << QString::fromLatin1(manner) << QString::fromLatin1(calls);
+        }
+    }
+}
+
+void tst_LinuxAccessibility::anApplicationThatHangsIsTold()
+{
+    QFETCH(QString, manner);
+    QFETCH(QString, calls);
+    const FrontPlatform platform(startLiar(manner, calls).processId());
+    QCOMPARE(click(u"nothing"_s), u"ActionError: “Liar” doesn't respond."_s);
+}
+
+void tst_LinuxAccessibility::anApplicationThatHangsAtAPressIsTold()
+{
+    QProcess &liar = startLiar(u"honest"_s);
+    LinuxAccessibility accessibility;
+    const auto tree = accessibility.open(ProcessId{liar.processId()}, std::chrono::seconds(20));
+    const QList<ElementId> window = tree->nodes(tree->roots(), 9)[0].children;
+    const QList<ElementId> buttons = tree->nodes(window, 9)[0].children;
+    QCOMPARE(buttons.size(), 3);
+    kill(static_cast<pid_t>(liar.processId()), SIGSTOP);
+    QVERIFY(!tree->press(buttons[0]));
+}
+
+void tst_LinuxAccessibility::aBusThatGoesAwayIsTold()
+{
+    const FrontPlatform platform(startLiar(u"ends-the-bus"_s, u"20"_s).processId());
+    QCOMPARE(readUI(), u"PlatformError: The accessibility bus doesn't respond."_s);
 }
 
 QTEST_GUILESS_MAIN(tst_LinuxAccessibility)

@@ -1,10 +1,87 @@
 #include "FakeCoreFoundation.h"
 #include "platform/macos/MacAccessibility.h"
 
+#include <QMap>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
 namespace Fake = FakeCoreFoundation;
+
+namespace {
+constexpr pid_t application = 500;
+constexpr pid_t helper = 501;
+
+using Maker = std::function<CFTypeRef()>;
+
+Maker text(const QString &string)
+{
+    return [string] { return Fake::makeString(string); };
+}
+
+Maker elements(const QList<qint64> &numbers)
+{
+    return [numbers] {
+        QList<CFTypeRef> items;
+        for (const qint64 number : numbers)
+            items.append(Fake::makeElement(number));
+        return Fake::makeArray(items);
+    };
+}
+
+/// An application whose elements answer as the system's do: a name that they do not know has an
+/// error in its place.
+class FakeApplication
+{
+public:
+    FakeApplication()
+    {
+        Fake::processOf = [this](qint64 element) {
+            return helpersElements.contains(element) ? helper : application;
+        };
+        Fake::attributeValues = [this](qint64 element, const QStringList &names,
+                                       QList<CFTypeRef> &values) {
+            asked.append({element, names});
+            if (errors.contains(element))
+                return errors[element];
+            for (const QString &name : names) {
+                const Maker maker = attributes[element].value(name, &Fake::makeAttributeError);
+                values.append(maker());
+            }
+            return kAXErrorSuccess;
+        };
+        Fake::performAction = [this](qint64 element, const QString &action) {
+            performed.append({element, action});
+            return actionErrors.value(element, kAXErrorSuccess);
+        };
+    }
+
+    ~FakeApplication()
+    {
+        Fake::processOf = nullptr;
+        Fake::attributeValues = nullptr;
+        Fake::performAction = nullptr;
+    }
+
+    FakeApplication(const FakeApplication &) = delete;
+    FakeApplication &operator=(const FakeApplication &) = delete;
+
+    QMap<qint64, QMap<QString, Maker>> attributes;
+    QMap<qint64, AXError> errors;
+    QMap<qint64, AXError> actionErrors;
+    QList<qint64> helpersElements;
+    QList<std::pair<qint64, QStringList>> asked;
+    QList<std::pair<qint64, QString>> performed;
+};
+
+std::unique_ptr<AccessibleTree> open(std::chrono::milliseconds limit = 1h)
+{
+    return MacAccessibility().open(ProcessId{application}, limit);
+}
+
+const QList<LabelAttribute> allTexts{LabelAttribute::title, LabelAttribute::description,
+                                     LabelAttribute::value, LabelAttribute::help};
+} // namespace
 
 class tst_MacAccessibility : public QObject
 {
@@ -17,12 +94,32 @@ private Q_SLOTS:
     void trustIsWhatTheSystemSays();
     void lookingAtTrustAsksNobody();
     void askingShowsTheSystemsPrompt();
+
+    void theRootIsTheApplication();
+    void messagesAreNotWaitedForForLong();
+    void anElementTellsWhatItIsInOneMessage();
+    void childrenAreAskedForOnlyWhereTheyAreWanted();
+    void childrenBeyondTheLimitAreLeftOut();
+    void valuesOfOtherTypesAreAbsent_data();
+    void valuesOfOtherTypesAreAbsent();
+    void aShortAnswerIsNoneForTheRest();
+    void anElementThatIsGoneIsEmpty();
+    void textsComeInTheOrderAsked();
+    void aPasswordIsNotRead();
+    void anApplicationThatDoesNotAnswerIsTold();
+    void aHungHelperIsLeftAlone();
+    void withoutTimeNothingIsAsked();
+    void aPressIsWhatTheElementSays_data();
+    void aPressIsWhatTheElementSays();
+    void aPressThatOpensADialogIsAPress();
+    void aPressOfAHungApplicationIsNone();
 };
 
 void tst_MacAccessibility::init()
 {
     Fake::trusted = true;
     Fake::trustPrompts = 0;
+    Fake::messagingTimeout = 0;
 }
 
 void tst_MacAccessibility::cleanup()
@@ -49,6 +146,217 @@ void tst_MacAccessibility::askingShowsTheSystemsPrompt()
     Fake::trusted = false;
     MacAccessibility().requestTrust();
     QCOMPARE(Fake::trustPrompts, 1);
+}
+
+void tst_MacAccessibility::theRootIsTheApplication()
+{
+    FakeApplication fake;
+    fake.attributes[application][u"AXRole"_s] = text(u"AXApplication"_s);
+    const auto tree = open();
+    const QList<AccessibleNode> nodes = tree->nodes(tree->roots(), 10);
+    QCOMPARE(nodes, QList{AccessibleNode{.role = u"AXApplication"_s}});
+}
+
+void tst_MacAccessibility::messagesAreNotWaitedForForLong()
+{
+    FakeApplication fake;
+    const auto tree = open();
+    QCOMPARE(Fake::messagingTimeout, 0.7F);
+}
+
+void tst_MacAccessibility::anElementTellsWhatItIsInOneMessage()
+{
+    FakeApplication fake;
+    fake.attributes[application] = {{u"AXRole"_s, text(u"AXApplication"_s)},
+                                    {u"AXChildren"_s, elements({1, 2})}};
+    fake.attributes[1] = {{u"AXRole"_s, text(u"AXWindow"_s)}, {u"AXChildren"_s, elements({3})}};
+    fake.attributes[2][u"AXRole"_s] = text(u"AXMenuBar"_s);
+    const auto tree = open();
+    const QList<ElementId> windows = tree->nodes(tree->roots(), 10)[0].children;
+    QCOMPARE(windows.size(), 2);
+    const QList<AccessibleNode> nodes = tree->nodes(windows, 10);
+    QCOMPARE(nodes[0].role, u"AXWindow"_s);
+    QCOMPARE(nodes[0].children.size(), 1);
+    QCOMPARE(nodes[1], AccessibleNode{.role = u"AXMenuBar"_s});
+    const QStringList names{u"AXRole"_s, u"AXChildren"_s};
+    QCOMPARE(fake.asked,
+             (QList<std::pair<qint64, QStringList>>{{application, names}, {1, names}, {2, names}}));
+}
+
+void tst_MacAccessibility::childrenAreAskedForOnlyWhereTheyAreWanted()
+{
+    FakeApplication fake;
+    fake.attributes[application] = {{u"AXRole"_s, text(u"AXApplication"_s)},
+                                    {u"AXChildren"_s, elements({1})}};
+    const auto tree = open();
+    QVERIFY(tree->nodes(tree->roots(), 0)[0].children.isEmpty());
+    QCOMPARE(fake.asked[0].second, QStringList{u"AXRole"_s});
+}
+
+void tst_MacAccessibility::childrenBeyondTheLimitAreLeftOut()
+{
+    FakeApplication fake;
+    fake.attributes[application][u"AXChildren"_s] = elements({1, 2, 3});
+    const auto tree = open();
+    const QList<ElementId> twice{ElementId{0}, ElementId{0}, ElementId{0}};
+    const QList<AccessibleNode> nodes = tree->nodes(twice, 4);
+    QCOMPARE(nodes[0].children.size(), 3);
+    QCOMPARE(nodes[1].children.size(), 1);
+    QCOMPARE(nodes[2].children.size(), 0);
+}
+
+void tst_MacAccessibility::valuesOfOtherTypesAreAbsent_data()
+{
+    QTest::addColumn<Maker>("role");
+    QTest::addColumn<Maker>("children");
+    QTest::addColumn<qsizetype>("count");
+    QTest::newRow("numbers") << Maker([] { return Fake::makeNumber(1); })
+                             << Maker([] { return Fake::makeNumber(1); }) << qsizetype(0);
+    QTest::newRow("nothing") << Maker(&Fake::makeNull) << Maker(&Fake::makeNull) << qsizetype(0);
+    QTest::newRow("errors") << Maker(&Fake::makeAttributeError) << Maker(&Fake::makeAttributeError)
+                            << qsizetype(0);
+    QTest::newRow("an element") << Maker([] { return Fake::makeElement(1); })
+                                << Maker([] { return Fake::makeElement(1); }) << qsizetype(0);
+    QTest::newRow("other things in a list")
+        << Maker([] { return Fake::makeArray({}); }) << Maker([] {
+               return Fake::makeArray({Fake::makeString(u"a"_s), Fake::makeElement(1),
+                                       Fake::makeNull(), Fake::makeArray({Fake::makeElement(2)})});
+           })
+        << qsizetype(1);
+}
+
+void tst_MacAccessibility::valuesOfOtherTypesAreAbsent()
+{
+    QFETCH(Maker, role);
+    QFETCH(Maker, children);
+    QFETCH(qsizetype, count);
+    FakeApplication fake;
+    for (const char *name : {"AXRole", "AXTitle", "AXDescription", "AXValue", "AXHelp"})
+        fake.attributes[application][QString::fromLatin1(name)] = role;
+    fake.attributes[application][u"AXChildren"_s] = children;
+    const auto tree = open();
+    const AccessibleNode node = tree->nodes(tree->roots(), 10)[0];
+    QCOMPARE(node.role, QString());
+    QCOMPARE(node.children.size(), count);
+    QCOMPARE(tree->texts(tree->roots(), allTexts), QList<QStringList>{QStringList(4)});
+}
+
+void tst_MacAccessibility::aShortAnswerIsNoneForTheRest()
+{
+    FakeApplication fake;
+    Fake::attributeValues = [](qint64, const QStringList &, QList<CFTypeRef> &values) {
+        values.append(Fake::makeString(u"AXButton"_s));
+        return kAXErrorSuccess;
+    };
+    const auto tree = open();
+    QCOMPARE(tree->nodes(tree->roots(), 10), QList{AccessibleNode{.role = u"AXButton"_s}});
+    QCOMPARE(tree->texts(tree->roots(), allTexts), QList<QStringList>{QStringList(4)});
+}
+
+void tst_MacAccessibility::anElementThatIsGoneIsEmpty()
+{
+    FakeApplication fake;
+    fake.errors[application] = kAXErrorInvalidUIElement;
+    const auto tree = open();
+    QCOMPARE(tree->nodes(tree->roots(), 10), QList{AccessibleNode()});
+    QCOMPARE(tree->texts(tree->roots(), allTexts), QList<QStringList>{QStringList(4)});
+}
+
+void tst_MacAccessibility::textsComeInTheOrderAsked()
+{
+    FakeApplication fake;
+    fake.attributes[application] = {{u"AXTitle"_s, text(u"t"_s)},
+                                    {u"AXDescription"_s, text(u"d 😀"_s)},
+                                    {u"AXValue"_s, text(u"v"_s)},
+                                    {u"AXHelp"_s, text(u"h"_s)}};
+    const auto tree = open();
+    QCOMPARE(tree->texts(tree->roots(), allTexts)[0],
+             (QStringList{u"t"_s, u"d 😀"_s, u"v"_s, u"h"_s}));
+    QCOMPARE(tree->texts(tree->roots(), {LabelAttribute::help, LabelAttribute::title})[0],
+             (QStringList{u"h"_s, u"t"_s}));
+}
+
+void tst_MacAccessibility::aPasswordIsNotRead()
+{
+    FakeApplication fake;
+    fake.attributes[application] = {{u"AXSubrole"_s, text(u"AXSecureTextField"_s)},
+                                    {u"AXDescription"_s, text(u"Password"_s)},
+                                    {u"AXValue"_s, text(u"secret"_s)}};
+    const auto tree = open();
+    QCOMPARE(tree->texts(tree->roots(), allTexts)[0],
+             (QStringList{QString(), u"Password"_s, QString(), QString()}));
+}
+
+void tst_MacAccessibility::anApplicationThatDoesNotAnswerIsTold()
+{
+    FakeApplication fake;
+    fake.errors[application] = kAXErrorCannotComplete;
+    const auto tree = open();
+    QVERIFY_EXCEPTION_THROWN((void)tree->nodes(tree->roots(), 10), UnresponsiveApplication);
+    QVERIFY_EXCEPTION_THROWN((void)tree->texts(tree->roots(), allTexts), UnresponsiveApplication);
+}
+
+void tst_MacAccessibility::aHungHelperIsLeftAlone()
+{
+    FakeApplication fake;
+    fake.helpersElements = {1, 2};
+    fake.errors[1] = kAXErrorCannotComplete;
+    fake.attributes[application] = {{u"AXRole"_s, text(u"AXApplication"_s)},
+                                    {u"AXChildren"_s, elements({1, 2, 3})}};
+    fake.attributes[3][u"AXRole"_s] = text(u"AXButton"_s);
+    const auto tree = open();
+    const QList<ElementId> all = tree->nodes(tree->roots(), 10)[0].children;
+    const QList<AccessibleNode> nodes = tree->nodes(all, 10);
+    QCOMPARE(nodes, (QList<AccessibleNode>{{}, {}, {.role = u"AXButton"_s}}));
+    // The second one would only cost the same time again.
+    QCOMPARE(fake.asked.size(), 3);
+}
+
+void tst_MacAccessibility::withoutTimeNothingIsAsked()
+{
+    FakeApplication fake;
+    const auto tree = open(0ms);
+    QVERIFY(tree->isTimeUp());
+    QCOMPARE(tree->nodes(tree->roots(), 10), QList{AccessibleNode()});
+    QVERIFY(fake.asked.isEmpty());
+    QVERIFY(!open()->isTimeUp());
+}
+
+void tst_MacAccessibility::aPressIsWhatTheElementSays_data()
+{
+    QTest::addColumn<AXError>("error");
+    QTest::addColumn<bool>("isPressed");
+    QTest::newRow("success") << kAXErrorSuccess << true;
+    QTest::newRow("unsupported") << kAXErrorActionUnsupported << false;
+    QTest::newRow("gone") << kAXErrorInvalidUIElement << false;
+    QTest::newRow("failure") << kAXErrorFailure << false;
+}
+
+void tst_MacAccessibility::aPressIsWhatTheElementSays()
+{
+    QFETCH(AXError, error);
+    QFETCH(bool, isPressed);
+    FakeApplication fake;
+    fake.actionErrors[application] = error;
+    const auto tree = open();
+    QCOMPARE(tree->press(ElementId{0}), isPressed);
+    QCOMPARE(fake.performed, (QList<std::pair<qint64, QString>>{{application, u"AXPress"_s}}));
+}
+
+void tst_MacAccessibility::aPressThatOpensADialogIsAPress()
+{
+    FakeApplication fake;
+    fake.actionErrors[application] = kAXErrorCannotComplete;
+    fake.attributes[application][u"AXRole"_s] = text(u"AXApplication"_s);
+    QVERIFY(open()->press(ElementId{0}));
+}
+
+void tst_MacAccessibility::aPressOfAHungApplicationIsNone()
+{
+    FakeApplication fake;
+    fake.actionErrors[application] = kAXErrorCannotComplete;
+    fake.errors[application] = kAXErrorCannotComplete;
+    QVERIFY(!open()->press(ElementId{0}));
 }
 
 QTEST_APPLESS_MAIN(tst_MacAccessibility)

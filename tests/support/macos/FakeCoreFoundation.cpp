@@ -1,11 +1,22 @@
 #include "FakeCoreFoundation.h"
 
+#include <QHash>
+
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
-enum class Type : CFTypeID { string = 7, dictionary = 18, array = 19, boolean = 21, number = 22 };
+enum class Type : CFTypeID {
+    string = 7,
+    null = 16,
+    dictionary = 18,
+    array = 19,
+    boolean = 21,
+    number = 22,
+    element = 250,
+    attributeError = 251,
+};
 
 struct Object
 {
@@ -41,6 +52,9 @@ CFTypeRef made(Object &&object)
     return new Object(std::move(object));
 }
 
+// The system's own number for what no application owns.
+constexpr qint64 everything = -1;
+
 CFStringRef constantKey(const char *name)
 {
     return static_cast<CFStringRef>(
@@ -51,6 +65,7 @@ CFStringRef constantKey(const char *name)
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFBooleanRef kCFBooleanTrue = static_cast<CFBooleanRef>(
     static_cast<CFTypeRef>(new Object{.type = Type::boolean, .number = 1}));
+const CFArrayCallBacks kCFTypeArrayCallBacks{};
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{};
 const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{};
 CFStringRef kAXTrustedCheckOptionPrompt = constantKey("AXTrustedCheckOptionPrompt");
@@ -61,6 +76,11 @@ const CFStringRef kCGWindowName = constantKey("kCGWindowName");
 
 bool FakeCoreFoundation::trusted = true;
 int FakeCoreFoundation::trustPrompts = 0;
+std::function<pid_t(qint64)> FakeCoreFoundation::processOf;
+std::function<AXError(qint64, const QStringList &, QList<CFTypeRef> &)>
+    FakeCoreFoundation::attributeValues;
+std::function<AXError(qint64, const QString &)> FakeCoreFoundation::performAction;
+float FakeCoreFoundation::messagingTimeout = 0;
 std::function<CFTypeRef(CGWindowListOption, CGWindowID)> FakeCoreFoundation::windowList;
 
 CFTypeRef FakeCoreFoundation::makeString(const QString &text)
@@ -78,6 +98,21 @@ CFTypeRef FakeCoreFoundation::makeFraction(double number)
     return made({.type = Type::number, .number = number});
 }
 
+CFTypeRef FakeCoreFoundation::makeNull()
+{
+    return made({.type = Type::null});
+}
+
+CFTypeRef FakeCoreFoundation::makeElement(qint64 number)
+{
+    return made({.type = Type::element, .number = static_cast<double>(number)});
+}
+
+CFTypeRef FakeCoreFoundation::makeAttributeError()
+{
+    return made({.type = Type::attributeError});
+}
+
 CFTypeRef FakeCoreFoundation::makeArray(const QList<CFTypeRef> &items)
 {
     return made({.type = Type::array, .items = items});
@@ -92,6 +127,21 @@ FakeCoreFoundation::makeDictionary(const QList<std::pair<CFStringRef, CFTypeRef>
 int FakeCoreFoundation::livingObjects()
 {
     return living;
+}
+
+CFStringRef __CFStringMakeConstantString(const char *text)
+{
+    static QHash<QByteArray, CFStringRef> constants;
+    CFStringRef &constant = constants[text];
+    if (!constant)
+        constant = constantKey(text);
+    return constant;
+}
+
+CFTypeRef CFRetain(CFTypeRef reference)
+{
+    ++object(reference).references;
+    return reference;
 }
 
 void CFRelease(CFTypeRef reference)
@@ -112,6 +162,11 @@ void CFRelease(CFTypeRef reference)
 CFTypeID CFGetTypeID(CFTypeRef reference)
 {
     return static_cast<CFTypeID>(object(reference).type);
+}
+
+CFTypeID CFArrayGetTypeID()
+{
+    return static_cast<CFTypeID>(Type::array);
 }
 
 CFTypeID CFNumberGetTypeID()
@@ -154,6 +209,18 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar *buffer)
                 static_cast<size_t>(range.length) * sizeof(UniChar));
 }
 
+CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void **items, CFIndex count,
+                         const CFArrayCallBacks *callBacks)
+{
+    // Without these the items would not be counted.
+    if (allocator != kCFAllocatorDefault || callBacks != &kCFTypeArrayCallBacks)
+        std::abort();
+    QList<CFTypeRef> own;
+    for (CFIndex i = 0; i < count; ++i)
+        own.append(CFRetain(items[i]));
+    return static_cast<CFArrayRef>(FakeCoreFoundation::makeArray(own));
+}
+
 CFIndex CFArrayGetCount(CFArrayRef array)
 {
     return object(array, Type::array).items.size();
@@ -177,8 +244,7 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void **keys, 
         std::abort();
     QList<std::pair<CFStringRef, CFTypeRef>> members;
     for (CFIndex i = 0; i < count; ++i) {
-        ++object(values[i]).references;
-        members.append({static_cast<CFStringRef>(keys[i]), values[i]});
+        members.append({static_cast<CFStringRef>(keys[i]), CFRetain(values[i])});
     }
     return static_cast<CFDictionaryRef>(FakeCoreFoundation::makeDictionary(members));
 }
@@ -203,6 +269,78 @@ Boolean AXIsProcessTrustedWithOptions(CFDictionaryRef options)
     if (prompt && object(prompt, Type::boolean).number != 0)
         ++FakeCoreFoundation::trustPrompts;
     return FakeCoreFoundation::trusted;
+}
+
+namespace {
+qint64 numberOf(AXUIElementRef element)
+{
+    return static_cast<qint64>(object(element, Type::element).number);
+}
+} // namespace
+
+CFTypeID AXUIElementGetTypeID()
+{
+    return static_cast<CFTypeID>(Type::element);
+}
+
+AXUIElementRef AXUIElementCreateSystemWide()
+{
+    return static_cast<AXUIElementRef>(FakeCoreFoundation::makeElement(everything));
+}
+
+AXUIElementRef AXUIElementCreateApplication(pid_t process)
+{
+    return static_cast<AXUIElementRef>(FakeCoreFoundation::makeElement(process));
+}
+
+AXError AXUIElementGetPid(AXUIElementRef element, pid_t *process)
+{
+    *process = FakeCoreFoundation::processOf(numberOf(element));
+    return kAXErrorSuccess;
+}
+
+AXError AXUIElementSetMessagingTimeout(AXUIElementRef element, float seconds)
+{
+    if (numberOf(element) == everything)
+        FakeCoreFoundation::messagingTimeout = seconds;
+    return kAXErrorSuccess;
+}
+
+AXError AXUIElementCopyAttributeValue(AXUIElementRef element, CFStringRef attribute,
+                                      CFTypeRef *value)
+{
+    QList<CFTypeRef> values;
+    const AXError error = FakeCoreFoundation::attributeValues(
+        numberOf(element), {object(attribute, Type::string).text}, values);
+    if (values.size() > 1)
+        std::abort();
+    if (!values.isEmpty())
+        *value = values.constFirst();
+    return error;
+}
+
+AXError AXUIElementCopyMultipleAttributeValues(AXUIElementRef element, CFArrayRef attributes,
+                                               AXCopyMultipleAttributeOptions options,
+                                               CFArrayRef *values)
+{
+    // One attribute that is missing must not hide the others.
+    if (options != 0)
+        std::abort();
+    QStringList names;
+    for (const CFTypeRef name : std::as_const(object(attributes, Type::array).items))
+        names.append(object(name, Type::string).text);
+    QList<CFTypeRef> made;
+    const AXError error = FakeCoreFoundation::attributeValues(numberOf(element), names, made);
+    if (error == kAXErrorSuccess)
+        *values = static_cast<CFArrayRef>(FakeCoreFoundation::makeArray(made));
+    else if (!made.isEmpty())
+        std::abort();
+    return error;
+}
+
+AXError AXUIElementPerformAction(AXUIElementRef element, CFStringRef action)
+{
+    return FakeCoreFoundation::performAction(numberOf(element), object(action, Type::string).text);
 }
 
 CFArrayRef CGWindowListCopyWindowInfo(CGWindowListOption option, CGWindowID window)

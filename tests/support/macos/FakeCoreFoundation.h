@@ -6,6 +6,7 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <utility>
@@ -18,11 +19,26 @@ namespace FakeCoreFoundation {
 [[nodiscard]] CFTypeRef makeString(const QString &text);
 [[nodiscard]] CFTypeRef makeNumber(qint64 number);
 [[nodiscard]] CFTypeRef makeFraction(double number); ///< A number that is no whole one.
+[[nodiscard]] CFTypeRef makeNull();                  ///< What stands in arrays for nothing.
 [[nodiscard]] CFTypeRef makeArray(const QList<CFTypeRef> &items);
 [[nodiscard]] CFTypeRef makeDictionary(const QList<std::pair<CFStringRef, CFTypeRef>> &members);
 
 /// How many objects there are, apart from the constant keys.
 [[nodiscard]] int livingObjects();
+
+/// An accessible element under a number of the test's own; an application's is its process. What
+/// the system calls an error's placeholder in a list of values.
+[[nodiscard]] CFTypeRef makeElement(qint64 number);
+[[nodiscard]] CFTypeRef makeAttributeError();
+
+/// The process of an element, who makes the values of its attributes (taken over by the caller,
+/// one for each name or less), and who performs its actions.
+extern std::function<pid_t(qint64 element)> processOf;
+extern std::function<AXError(qint64 element, const QStringList &names, QList<CFTypeRef> &values)>
+    attributeValues;
+extern std::function<AXError(qint64 element, const QString &action)> performAction;
+/// The time-out of the elements that have no other.
+extern float messagingTimeout;
 
 /// Whether the user trusts us with accessibility, and how often they were asked.
 extern bool trusted;

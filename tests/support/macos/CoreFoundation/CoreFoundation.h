@@ -32,6 +32,11 @@ inline CFRange CFRangeMake(CFIndex location, CFIndex length)
 
 constexpr CFNumberType kCFNumberSInt64Type = 4;
 
+struct CFArrayCallBacks
+{
+    CFIndex version;
+};
+
 struct CFDictionaryKeyCallBacks
 {
     CFIndex version;
@@ -42,19 +47,27 @@ struct CFDictionaryValueCallBacks
     CFIndex version;
 };
 
+#define CFSTR(text) __CFStringMakeConstantString(text)
+
 extern "C" {
 extern const CFAllocatorRef kCFAllocatorDefault;
 extern const CFBooleanRef kCFBooleanTrue;
+extern const CFArrayCallBacks kCFTypeArrayCallBacks;
 extern const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks;
 extern const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks;
+CFStringRef __CFStringMakeConstantString(const char *text);
+CFTypeRef CFRetain(CFTypeRef object);
 void CFRelease(CFTypeRef object);
 CFTypeID CFGetTypeID(CFTypeRef object);
+CFTypeID CFArrayGetTypeID();
 CFTypeID CFNumberGetTypeID();
 CFTypeID CFStringGetTypeID();
 CFTypeID CFDictionaryGetTypeID();
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void *value);
 CFIndex CFStringGetLength(CFStringRef string);
 void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar *buffer);
+CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void **items, CFIndex count,
+                         const CFArrayCallBacks *callBacks);
 CFIndex CFArrayGetCount(CFArrayRef array);
 const void *CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
 CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void **keys, const void **values,

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+
+#include <QStringView>
+
+#include <functional>
+#include <span>
+
+/// Walks an application's controls breadth first, as if it looked at one after the other. They are
+/// fetched many at a time, since each question is a trip to another process, but hardly more of
+/// them than the walk gets to.
+namespace ControlWalk {
+struct Limits
+{
+    qsizetype elements = 0; ///< How many are looked at.
+    int depth = 0;          ///< Children are followed while their parent lies above it.
+};
+
+struct Control
+{
+    ElementId element;
+    QString role;
+    QString label; ///< Empty where it has none.
+};
+
+enum class Next { goOn, stop };
+
+/// Shows each control of one of these roles to the visitor, until that has seen enough, a limit is
+/// reached or the time is up.
+void run(AccessibleTree &tree, Limits limits, std::span<const QStringView> roles,
+         const std::function<Next(const Control &)> &visit);
+} // namespace ControlWalk

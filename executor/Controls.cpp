@@ -1,0 +1,153 @@
+#include "executor/Actions.h"
+#include "executor/ControlWalk.h"
+#include "executor/Executor.h"
+
+#include "agent/ActionError.h"
+#include "platform/Platform.h"
+
+#include <QStringList>
+#include <QTextBoundaryFinder>
+
+#include <array>
+
+namespace {
+using ControlWalk::Control;
+using ControlWalk::Next;
+
+// A press takes its own time; both together stay near the two seconds that an action may hold the
+// main thread.
+constexpr std::chrono::milliseconds walkLimit{1500};
+
+constexpr auto clickableRoles =
+    std::to_array<QStringView>({u"AXButton", u"AXMenuItem", u"AXMenuBarItem", u"AXRadioButton",
+                                u"AXCheckBox", u"AXLink", u"AXTab", u"AXPopUpButton"});
+constexpr ControlWalk::Limits clickLimits{.elements = 3000, .depth = 12};
+
+constexpr auto readableRoles =
+    std::to_array<QStringView>({u"AXButton", u"AXTextField", u"AXMenuItem", u"AXLink", u"AXTab",
+                                u"AXRadioButton", u"AXCheckBox", u"AXStaticText"});
+constexpr ControlWalk::Limits readLimits{.elements = 1500, .depth = 10};
+constexpr qsizetype maxLines = 40;
+constexpr qsizetype maxLabelCharacters = 50;
+
+struct Front
+{
+    QString name;
+    std::unique_ptr<AccessibleTree> tree;
+
+    [[nodiscard]] ActionError doesNotRespond() const
+    {
+        return ActionError((name.isEmpty() ? QStringLiteral("The frontmost app")
+                                           : QStringLiteral("“") + name + QStringLiteral("”")) +
+                           QStringLiteral(" doesn't respond."));
+    }
+};
+
+Front openFront()
+{
+    Accessibility &accessibility = Platform::current().accessibility();
+    if (!accessibility.isTrusted()) {
+        accessibility.requestTrust();
+        throw ActionError(QStringLiteral("Accessibility permission is required. Enable it in "
+                                         "System Settings → Privacy & Security → Accessibility."));
+    }
+    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+    if (!front)
+        throw ActionError(QStringLiteral("No frontmost app."));
+    return {.name = front->name.value_or(QString()),
+            .tree = accessibility.open(front->pid, walkLimit)};
+}
+
+// For comparing: the same letter may be written in two ways.
+QString folded(const QString &text)
+{
+    return text.normalized(QString::NormalizationForm_C).toLower();
+}
+
+QString firstCharacters(const QString &text, qsizetype count)
+{
+    QTextBoundaryFinder boundaries(QTextBoundaryFinder::Grapheme, text);
+    for (qsizetype i = 0; i < count; ++i) {
+        if (boundaries.toNextBoundary() < 0)
+            return text;
+    }
+    return text.first(boundaries.position());
+}
+
+// The first control with that label, else the first one whose label contains it.
+std::optional<ElementId> find(AccessibleTree &tree, const QString &label)
+{
+    std::optional<ElementId> exact;
+    std::optional<ElementId> partial;
+    ControlWalk::run(tree, clickLimits, clickableRoles,
+                     [&, target = folded(label)](const Control &control) {
+                         const QString candidate = folded(control.label);
+                         if (candidate == target) {
+                             exact = control.element;
+                             return Next::stop;
+                         }
+                         if (!partial && candidate.contains(target))
+                             partial = control.element;
+                         return Next::goOn;
+                     });
+    return exact ? exact : partial;
+}
+
+QStringList lines(AccessibleTree &tree)
+{
+    QStringList found;
+    ControlWalk::run(tree, readLimits, readableRoles, [&](const Control &control) {
+        if (control.label.isEmpty())
+            return Next::goOn;
+        const QString line = control.role.sliced(2) + QStringLiteral(": ") +
+                             firstCharacters(control.label, maxLabelCharacters);
+        if (!found.contains(line))
+            found.append(line);
+        return found.size() < maxLines ? Next::goOn : Next::stop;
+    });
+    return found;
+}
+} // namespace
+
+QString Executor::click(const QString &label)
+{
+    const Front front = openFront();
+    try {
+        const std::optional<ElementId> control = find(*front.tree, label);
+        if (!control && front.tree->isTimeUp())
+            throw front.doesNotRespond();
+        if (!control)
+            throw ActionError(QStringLiteral("Couldn't find a control labelled “") + label +
+                              QStringLiteral("”."));
+        if (!front.tree->press(*control))
+            throw ActionError(QStringLiteral("“") + label +
+                              QStringLiteral("” didn't respond to a click."));
+    } catch (const UnresponsiveApplication &) {
+        throw front.doesNotRespond();
+    }
+    return QStringLiteral("Clicked “") + label + QStringLiteral("”.");
+}
+
+QString Executor::readUI()
+{
+    const Front front = openFront();
+    try {
+        const QStringList found = lines(*front.tree);
+        if (found.isEmpty() && front.tree->isTimeUp())
+            throw front.doesNotRespond();
+        return found.isEmpty() ? QStringLiteral("No readable controls found.")
+                               : found.join(QStringLiteral(" | "));
+    } catch (const UnresponsiveApplication &) {
+        throw front.doesNotRespond();
+    }
+}
+
+QCoro::Task<QString> Executor::Actions::click(AgentAction action, Surrounding)
+{
+    co_return Executor::click(required(action, "label", "Missing label."));
+}
+
+QCoro::Task<QString> Executor::Actions::readUI(AgentAction, Surrounding)
+{
+    co_return Executor::readUI();
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <QString>
+
+/// The roles of AT-SPI that mean something to us, under the numbers of its protocol.
+enum class AtSpiRole : quint32 {
+    unknown = 0,
+    checkBox = 7,
+    checkMenuItem = 8,
+    comboBox = 11,
+    dialog = 16,
+    frame = 23,
+    image = 27,
+    label = 29,
+    list = 31,
+    menu = 33,
+    menuBar = 34,
+    menuItem = 35,
+    pageTab = 37,
+    pageTabList = 38,
+    passwordText = 40,
+    popupMenu = 41,
+    pushButton = 43,
+    radioButton = 44,
+    radioMenuItem = 45,
+    spinButton = 52,
+    table = 55,
+    tearOffMenuItem = 59,
+    text = 61,
+    toggleButton = 62,
+    toolBar = 63,
+    tree = 65,
+    treeTable = 66,
+    window = 69,
+    application = 75,
+    autocomplete = 76,
+    entry = 79,
+    caption = 81,
+    heading = 83,
+    link = 88,
+    webDocument = 95,
+    listBox = 98,
+    staticText = 116,
+    menuButton = 129,
+};
+
+namespace AtSpiRoles {
+/// What the Mac calls such an element; "AXGroup" where nothing else fits.
+[[nodiscard]] QString axName(AtSpiRole role, bool liesInMenuBar);
+
+/// Menus are there also while nobody sees them.
+[[nodiscard]] bool isPartOfMenu(AtSpiRole role);
+
+/// Whether the element's text, without counting that of its children, says what it shows.
+[[nodiscard]] bool showsText(AtSpiRole role);
+} // namespace AtSpiRoles

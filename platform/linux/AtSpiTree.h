@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/Accessibility.h"
+#include "platform/linux/AtSpiRole.h"
+#include "platform/linux/DBusValues.h"
+#include "platform/linux/PrivateBus.h"
+
+#include <QSet>
+
+#include <memory>
+#include <vector>
+
+/// The interface of an application as it tells it over AT-SPI. Whatever that says is doubted: other
+/// programs are on that bus, too.
+class AtSpiTree final : public AccessibleTree
+{
+public:
+    /// Throws a PlatformError where there is no bus.
+    AtSpiTree(std::shared_ptr<PrivateBus> bus, ProcessId application,
+              PrivateBus::Deadline deadline);
+
+    QList<ElementId> roots() override;
+    QList<AccessibleNode> nodes(const QList<ElementId> &elements, qsizetype maxChildren) override;
+    QList<QStringList> texts(const QList<ElementId> &elements,
+                             const QList<LabelAttribute> &attributes) override;
+    bool isTimeUp() const override;
+    bool press(ElementId element) override;
+
+private:
+    struct Element
+    {
+        DBusObject object{};
+        std::optional<AtSpiRole> role{}; ///< Absent until it is read, or where it does not say.
+        bool isRoot = false;
+        bool liesInMenuBar = false;
+        std::optional<bool> isHidden{}; ///< Absent until it is read.
+    };
+
+    /// The replies in the order of the calls; null where none came while there was time.
+    std::vector<DBusMessagePtr> ask(std::vector<DBusMessagePtr> calls);
+    /// Reads what the elements are, and tells how many children each has where that is wanted.
+    std::vector<qsizetype> readRoles(const QList<ElementId> &elements, bool countsChildren);
+    [[nodiscard]] static bool mayBeHidden(const Element &element);
+    [[nodiscard]] ElementId add(const DBusObject &object);
+    [[nodiscard]] Element &at(ElementId element);
+
+    std::shared_ptr<PrivateBus> m_bus;
+    ProcessId m_application;
+    PrivateBus::Deadline m_deadline;
+    std::vector<Element> m_elements;
+    QSet<QByteArray> m_applicationNames; ///< The application's own connections.
+    QSet<QByteArray> m_avoidedNames;     ///< Our own, which would wait for us, and hung helpers'.
+};

@@ -1,0 +1,516 @@
+#include "tests/executor/Running.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QString noPermission =
+    u"ActionError: Accessibility permission is required. Enable it in System Settings → Privacy & Security → Accessibility."_s;
+
+/// A desktop with an application in front that has controls.
+class Desktop : public FakePlatform
+{
+public:
+    Desktop() { desk.front = Application{.pid = ProcessId{7}, .name = u"Notes"_s}; }
+
+    /// Elements one in the other, the first in the application; returns the last one.
+    qsizetype chain(qsizetype length)
+    {
+        qsizetype last = 0;
+        for (qsizetype i = 0; i < length; ++i)
+            last = controls.add(last, {.role = u"AXGroup"_s});
+        return last;
+    }
+};
+
+QString click(const QString &label)
+{
+    return outcome(u"click"_s, {{u"label"_s, label}});
+}
+
+QString readUI()
+{
+    return outcome(u"read_ui"_s);
+}
+} // namespace
+
+class tst_Accessibility : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void withoutPermissionItIsAskedFor();
+    void permissionComesBeforeTheFront();
+    void withoutAFrontThereIsNothingToLookAt();
+    void theFrontApplicationIsLookedAt();
+    void clickingWantsALabel();
+
+    void clickableRoles_data();
+    void clickableRoles();
+    void readableRoles_data();
+    void readableRoles();
+    void theFirstTextThatIsNotEmptyIsTheLabel_data();
+    void theFirstTextThatIsNotEmptyIsTheLabel();
+
+    void anExactLabelWinsWhereverItLies();
+    void ofPartialLabelsTheFirstWins();
+    void ofSameLabelsTheFirstWins();
+    void caseAndTheWayAnAccentIsWrittenDoNotMatter();
+    void elementsOfOneLevelComeBeforeTheNext();
+    void aLabelIsTrimmedAndToldAsGiven();
+    void aControlThatRefusesIsTold();
+    void aControlThatIsNotThereIsTold();
+    void clickLooksAtThreeThousandElements();
+    void clickGoesTwelveLevelsDeep();
+    void clickLooksNoFurtherThanItNeeds();
+
+    void linesStandInTheOrderOfTheWalk();
+    void whatHasNoLabelIsNotRead();
+    void sameLinesStandOnce();
+    void aLongLabelIsCutAtACharacter();
+    void labelsWithTheSameBeginningMakeOneLine();
+    void nothingToReadIsToldAsSuch();
+    void fortyLinesAreRead();
+    void readingLooksAtFifteenHundredElements();
+    void readingGoesTenLevelsDeep();
+    void readingStopsSoonAfterItsLastLine();
+    void labelsAreFetchedOnlyWhereTheyMatter();
+
+    void aTreeInACircleEnds();
+    void anElementOfAHundredThousandChildrenIsNotFollowedFurther();
+    void anApplicationThatShowsNothingHasNoControls();
+    void aHungApplicationIsTold_data();
+    void aHungApplicationIsTold();
+    void whatThereWasTimeForIsUsed();
+    void withoutTimeForAnythingTheApplicationDoesNotRespond();
+    void theSystemsOwnFailureIsPassedOn();
+};
+
+void tst_Accessibility::withoutPermissionItIsAskedFor()
+{
+    Desktop desktop;
+    desktop.controls.trusted = false;
+    QCOMPARE(click(u"Save"_s), noPermission);
+    QCOMPARE(desktop.controls.trustRequests, 1);
+    QCOMPARE(readUI(), noPermission);
+    QCOMPARE(desktop.controls.trustRequests, 2);
+    QVERIFY(desktop.controls.opened.isEmpty());
+    QCOMPARE(outcome(u"list_windows"_s), u"none"_s);
+    QCOMPARE(desktop.controls.trustRequests, 2);
+}
+
+void tst_Accessibility::permissionComesBeforeTheFront()
+{
+    Desktop desktop;
+    desktop.desk.front.reset();
+    desktop.controls.trusted = false;
+    QCOMPARE(readUI(), noPermission);
+}
+
+void tst_Accessibility::withoutAFrontThereIsNothingToLookAt()
+{
+    Desktop desktop;
+    desktop.desk.front.reset();
+    QCOMPARE(click(u"Save"_s), u"ActionError: No frontmost app."_s);
+    QCOMPARE(readUI(), u"ActionError: No frontmost app."_s);
+    QCOMPARE(desktop.controls.trustRequests, 0);
+}
+
+void tst_Accessibility::theFrontApplicationIsLookedAt()
+{
+    Desktop desktop;
+    (void)readUI();
+    (void)click(u"Save"_s);
+    QCOMPARE(desktop.controls.opened, QList<ProcessId>(2, ProcessId{7}));
+}
+
+void tst_Accessibility::clickingWantsALabel()
+{
+    Desktop desktop;
+    desktop.controls.trusted = false;
+    QCOMPARE(outcome(u"click"_s), u"ActionError: Missing label."_s);
+    QCOMPARE(click(u" \n"_s), u"ActionError: Missing label."_s);
+    QCOMPARE(desktop.controls.trustRequests, 0);
+}
+
+namespace {
+void addRoles(const QStringList &chosen)
+{
+    QTest::addColumn<QString>("role");
+    QTest::addColumn<bool>("isChosen");
+    for (const char *role :
+         {"AXButton", "AXTextField", "AXMenuItem", "AXMenuBarItem", "AXLink", "AXTab",
+          "AXRadioButton", "AXCheckBox", "AXStaticText", "AXPopUpButton", "AXWindow", "AXGroup",
+          "AXImage", "AXMenu", "AXMenuBar", "AXTextArea", "Button", "axbutton", ""}) {
+        QTest::newRow(role) << QString::fromLatin1(role)
+                            << chosen.contains(QString::fromLatin1(role));
+    }
+}
+} // namespace
+
+void tst_Accessibility::clickableRoles_data()
+{
+    addRoles({u"AXButton"_s, u"AXMenuItem"_s, u"AXMenuBarItem"_s, u"AXRadioButton"_s,
+              u"AXCheckBox"_s, u"AXLink"_s, u"AXTab"_s, u"AXPopUpButton"_s});
+}
+
+void tst_Accessibility::clickableRoles()
+{
+    QFETCH(QString, role);
+    QFETCH(bool, isChosen);
+    Desktop desktop;
+    const qsizetype control = desktop.controls.add(0, {.role = role, .title = u"Save"_s});
+    QCOMPARE(click(u"Save"_s), isChosen
+                                   ? u"Clicked “Save”."_s
+                                   : u"ActionError: Couldn't find a control labelled “Save”."_s);
+    QCOMPARE(desktop.controls.pressed, isChosen ? QList{control} : QList<qsizetype>());
+}
+
+void tst_Accessibility::readableRoles_data()
+{
+    addRoles({u"AXButton"_s, u"AXTextField"_s, u"AXMenuItem"_s, u"AXLink"_s, u"AXTab"_s,
+              u"AXRadioButton"_s, u"AXCheckBox"_s, u"AXStaticText"_s});
+}
+
+void tst_Accessibility::readableRoles()
+{
+    QFETCH(QString, role);
+    QFETCH(bool, isChosen);
+    Desktop desktop;
+    desktop.controls.add(0, {.role = role, .title = u"Save"_s});
+    QCOMPARE(readUI(), isChosen ? role.mid(2) + u": Save"_s : u"No readable controls found."_s);
+}
+
+void tst_Accessibility::theFirstTextThatIsNotEmptyIsTheLabel_data()
+{
+    QTest::addColumn<QStringList>("texts");
+    QTest::addColumn<QString>("label");
+    QTest::newRow("all") << QStringList{u"t"_s, u"d"_s, u"v"_s, u"h"_s} << u"t"_s;
+    QTest::newRow("no title") << QStringList{u""_s, u"d"_s, u"v"_s, u"h"_s} << u"d"_s;
+    QTest::newRow("a value") << QStringList{u""_s, u""_s, u"v"_s, u"h"_s} << u"v"_s;
+    QTest::newRow("help alone") << QStringList{u""_s, u""_s, u""_s, u"h"_s} << u"h"_s;
+    QTest::newRow("a blank title") << QStringList{u" "_s, u"d"_s, u"v"_s, u"h"_s} << u" "_s;
+}
+
+void tst_Accessibility::theFirstTextThatIsNotEmptyIsTheLabel()
+{
+    QFETCH(QStringList, texts);
+    QFETCH(QString, label);
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"first"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s,
+                             .title = texts[0],
+                             .description = texts[1],
+                             .value = texts[2],
+                             .help = texts[3]});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .description = u"last"_s});
+    QCOMPARE(readUI(), u"Button: first | Button: "_s + label + u" | Button: last"_s);
+}
+
+void tst_Accessibility::anExactLabelWinsWhereverItLies()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
+    const qsizetype save =
+        desktop.controls.add(desktop.chain(5), {.role = u"AXButton"_s, .title = u"Save"_s});
+    QCOMPARE(click(u"save"_s), u"Clicked “save”."_s);
+    QCOMPARE(desktop.controls.pressed, QList{save});
+}
+
+void tst_Accessibility::ofPartialLabelsTheFirstWins()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXStaticText"_s, .title = u"sav"_s});
+    const qsizetype saveAs =
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    QCOMPARE(click(u"sav"_s), u"Clicked “sav”."_s);
+    QCOMPARE(desktop.controls.pressed, QList{saveAs});
+}
+
+void tst_Accessibility::ofSameLabelsTheFirstWins()
+{
+    Desktop desktop;
+    const qsizetype first = desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    (void)click(u"OK"_s);
+    QCOMPARE(desktop.controls.pressed, QList{first});
+}
+
+void tst_Accessibility::caseAndTheWayAnAccentIsWrittenDoNotMatter()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXMenuBarItem"_s, .title = u"ÉDITION"_s});
+    QCOMPARE(click(u"e\u0301dition"_s), u"Clicked “e\u0301dition”."_s);
+    QCOMPARE(click(u"édit"_s), u"Clicked “édit”."_s);
+}
+
+void tst_Accessibility::elementsOfOneLevelComeBeforeTheNext()
+{
+    Desktop desktop;
+    const qsizetype window = desktop.controls.add(0, {.role = u"AXWindow"_s, .title = u"w"_s});
+    desktop.controls.add(window, {.role = u"AXButton"_s, .title = u"deep"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"flat"_s});
+    desktop.controls.all[0].role = u"AXButton"_s;
+    desktop.controls.all[0].title = u"root"_s;
+    QCOMPARE(readUI(), u"Button: root | Button: flat | Button: deep"_s);
+}
+
+void tst_Accessibility::aLabelIsTrimmedAndToldAsGiven()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    QCOMPARE(click(u" SAVE\n"_s), u"Clicked “SAVE”."_s);
+}
+
+void tst_Accessibility::aControlThatRefusesIsTold()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s, .refusesPress = true});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    QCOMPARE(click(u"Save"_s), u"ActionError: “Save” didn't respond to a click."_s);
+    QCOMPARE(desktop.controls.pressed.size(), 1);
+}
+
+void tst_Accessibility::aControlThatIsNotThereIsTold()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Sav"_s});
+    QCOMPARE(click(u"Save"_s), u"ActionError: Couldn't find a control labelled “Save”."_s);
+    QVERIFY(desktop.controls.pressed.isEmpty());
+}
+
+void tst_Accessibility::clickLooksAtThreeThousandElements()
+{
+    Desktop desktop;
+    for (int i = 0; i < 2999; ++i)
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"beyond"_s});
+    QCOMPARE(click(u"2998"_s), u"Clicked “2998”."_s);
+    QCOMPARE(click(u"beyond"_s), u"ActionError: Couldn't find a control labelled “beyond”."_s);
+}
+
+void tst_Accessibility::clickGoesTwelveLevelsDeep()
+{
+    Desktop desktop;
+    const qsizetype eleventh = desktop.chain(11);
+    const qsizetype twelfth =
+        desktop.controls.add(eleventh, {.role = u"AXButton"_s, .title = u"twelve"_s});
+    desktop.controls.add(twelfth, {.role = u"AXButton"_s, .title = u"thirteen"_s});
+    QCOMPARE(click(u"twelve"_s), u"Clicked “twelve”."_s);
+    QCOMPARE(click(u"thirteen"_s), u"ActionError: Couldn't find a control labelled “thirteen”."_s);
+}
+
+void tst_Accessibility::clickLooksNoFurtherThanItNeeds()
+{
+    Desktop desktop;
+    for (int i = 0; i < 2000; ++i)
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+    (void)click(u"3"_s);
+    QVERIFY2(desktop.controls.nodesRead <= 200,
+             qPrintable(QString::number(desktop.controls.nodesRead)));
+}
+
+void tst_Accessibility::linesStandInTheOrderOfTheWalk()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXStaticText"_s, .value = u"Name:"_s});
+    desktop.controls.add(0, {.role = u"AXTextField"_s, .value = u"Ada"_s});
+    desktop.controls.add(0, {.role = u"AXPopUpButton"_s, .title = u"Size"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    QCOMPARE(readUI(), u"StaticText: Name: | TextField: Ada | Button: OK"_s);
+}
+
+void tst_Accessibility::whatHasNoLabelIsNotRead()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s});
+    QCOMPARE(readUI(), u"No readable controls found."_s);
+}
+
+void tst_Accessibility::sameLinesStandOnce()
+{
+    Desktop desktop;
+    for (const QString &title : {u"OK"_s, u"Cancel"_s, u"OK"_s, u"ok"_s})
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = title});
+    desktop.controls.add(0, {.role = u"AXLink"_s, .title = u"OK"_s});
+    QCOMPARE(readUI(), u"Button: OK | Button: Cancel | Button: ok | Link: OK"_s);
+}
+
+void tst_Accessibility::aLongLabelIsCutAtACharacter()
+{
+    Desktop desktop;
+    const QString family = u"👩‍👩‍👧"_s; // One character of three persons.
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(80)});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50)});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = family.repeated(51)});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"e\u0301"_s.repeated(50)});
+    QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50) + u" | Button: "_s +
+                           family.repeated(50) + u" | Button: "_s + u"e\u0301"_s.repeated(50));
+}
+
+void tst_Accessibility::labelsWithTheSameBeginningMakeOneLine()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'a'});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'b'});
+    QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50));
+}
+
+void tst_Accessibility::nothingToReadIsToldAsSuch()
+{
+    Desktop desktop;
+    QCOMPARE(readUI(), u"No readable controls found."_s);
+}
+
+void tst_Accessibility::fortyLinesAreRead()
+{
+    Desktop desktop;
+    QStringList lines;
+    for (int i = 0; i < 41; ++i) {
+        // What is skipped or repeated takes nobody's place.
+        desktop.controls.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
+        for (int again = 0; again < 2; ++again)
+            desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+        lines.append(u"Button: "_s + QString::number(i));
+    }
+    lines.removeLast();
+    QCOMPARE(readUI(), lines.join(u" | "_s));
+}
+
+void tst_Accessibility::readingLooksAtFifteenHundredElements()
+{
+    Desktop desktop;
+    for (int i = 0; i < 1498; ++i)
+        desktop.controls.add(0, {.role = u"AXGroup"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"last"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"beyond"_s});
+    QCOMPARE(readUI(), u"Button: last"_s);
+}
+
+void tst_Accessibility::readingGoesTenLevelsDeep()
+{
+    Desktop desktop;
+    const qsizetype tenth =
+        desktop.controls.add(desktop.chain(9), {.role = u"AXButton"_s, .title = u"ten"_s});
+    desktop.controls.add(tenth, {.role = u"AXButton"_s, .title = u"eleven"_s});
+    QCOMPARE(readUI(), u"Button: ten"_s);
+    QCOMPARE(desktop.controls.childrenRead, 10);
+}
+
+void tst_Accessibility::readingStopsSoonAfterItsLastLine()
+{
+    Desktop desktop;
+    for (int i = 0; i < 1400; ++i)
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+    (void)readUI();
+    QVERIFY2(desktop.controls.nodesRead <= 200,
+             qPrintable(QString::number(desktop.controls.nodesRead)));
+}
+
+void tst_Accessibility::labelsAreFetchedOnlyWhereTheyMatter()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"button"_s});
+    (void)readUI();
+    QCOMPARE(desktop.controls.textsRead, 1);
+}
+
+void tst_Accessibility::aTreeInACircleEnds()
+{
+    Desktop desktop;
+    const qsizetype window = desktop.controls.add(0, {.role = u"AXWindow"_s});
+    desktop.controls.add(window, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.controls.all[window].children.append({0, window, window});
+    QCOMPARE(readUI(), u"Button: OK"_s);
+    QCOMPARE(desktop.controls.nodesRead, 1500);
+    desktop.controls.nodesRead = 0;
+    QCOMPARE(click(u"Cancel"_s), u"ActionError: Couldn't find a control labelled “Cancel”."_s);
+    QCOMPARE(desktop.controls.nodesRead, 3000);
+}
+
+void tst_Accessibility::anElementOfAHundredThousandChildrenIsNotFollowedFurther()
+{
+    Desktop desktop;
+    const qsizetype list = desktop.controls.add(0, {.role = u"AXList"_s});
+    const qsizetype item = desktop.controls.add(list, {.role = u"AXGroup"_s});
+    desktop.controls.all[list].children = QList<qsizetype>(100'000, item);
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    QCOMPARE(readUI(), u"Button: OK"_s);
+    QCOMPARE(desktop.controls.childrenRead, 1499);
+    desktop.controls.childrenRead = 0;
+    QCOMPARE(click(u"O"_s), u"Clicked “O”."_s);
+    QCOMPARE(desktop.controls.childrenRead, 2999);
+}
+
+void tst_Accessibility::anApplicationThatShowsNothingHasNoControls()
+{
+    Desktop desktop;
+    desktop.controls.hasRoot = false;
+    QCOMPARE(readUI(), u"No readable controls found."_s);
+    QCOMPARE(click(u"OK"_s), u"ActionError: Couldn't find a control labelled “OK”."_s);
+}
+
+void tst_Accessibility::aHungApplicationIsTold_data()
+{
+    QTest::addColumn<qsizetype>("silentAfter");
+    QTest::addColumn<std::optional<QString>>("name");
+    QTest::addColumn<QString>("sentence");
+    using Name = std::optional<QString>;
+    QTest::newRow("at once") << qsizetype(0) << Name(u"Notes"_s) << u"“Notes” doesn't respond."_s;
+    QTest::newRow("later") << qsizetype(2) << Name(u"Notes"_s) << u"“Notes” doesn't respond."_s;
+    QTest::newRow("nameless") << qsizetype(0) << Name() << u"The frontmost app doesn't respond."_s;
+}
+
+void tst_Accessibility::aHungApplicationIsTold()
+{
+    QFETCH(qsizetype, silentAfter);
+    QFETCH(std::optional<QString>, name);
+    QFETCH(QString, sentence);
+    Desktop desktop;
+    desktop.desk.front->name = name;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.controls.add(0, {.role = u"AXGroup"_s});
+    desktop.controls.silentAfter = silentAfter;
+    QCOMPARE(readUI(), u"ActionError: "_s + sentence);
+    desktop.controls.nodesRead = 0;
+    QCOMPARE(click(u"OK"_s), u"ActionError: "_s + sentence);
+    QVERIFY(desktop.controls.pressed.isEmpty());
+}
+
+void tst_Accessibility::whatThereWasTimeForIsUsed()
+{
+    Desktop desktop;
+    for (const QString &title : {u"OK now"_s, u"Cancel"_s, u"OK"_s})
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = title});
+    desktop.controls.timeUpAfter = 3;
+    QCOMPARE(readUI(), u"Button: OK now | Button: Cancel"_s);
+    desktop.controls.nodesRead = 0;
+    QCOMPARE(click(u"OK"_s), u"Clicked “OK”."_s);
+    QCOMPARE(desktop.controls.pressed, QList<qsizetype>{1});
+}
+
+void tst_Accessibility::withoutTimeForAnythingTheApplicationDoesNotRespond()
+{
+    Desktop desktop;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.controls.timeUpAfter = 1;
+    QCOMPARE(readUI(), u"ActionError: “Notes” doesn't respond."_s);
+    desktop.controls.nodesRead = 0;
+    QCOMPARE(click(u"OK"_s), u"ActionError: “Notes” doesn't respond."_s);
+}
+
+void tst_Accessibility::theSystemsOwnFailureIsPassedOn()
+{
+    Desktop desktop;
+    desktop.controls.failure = u"The accessibility bus is gone."_s;
+    QCOMPARE(readUI(), u"PlatformError: The accessibility bus is gone."_s);
+    QCOMPARE(click(u"OK"_s), u"PlatformError: The accessibility bus is gone."_s);
+}
+
+QTEST_GUILESS_MAIN(tst_Accessibility)
+#include "tst_Accessibility.moc"
