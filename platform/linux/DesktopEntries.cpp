@@ -5,6 +5,7 @@
 #include "platform/linux/X11Connection.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLatin1StringView>
@@ -198,9 +199,17 @@ std::optional<QString> startEntry(const EntryPtr &entry, const QByteArray &uri)
     // ends with what we were started from.
     const auto flags = static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL |
                                                 G_SPAWN_STDERR_TO_DEV_NULL);
-    const auto leaveSession = [](void *) { setsid(); };
+    const std::unique_ptr<char, GFree> ownFolder(
+        g_desktop_app_info_get_string(entry.get(), G_KEY_FILE_DESKTOP_KEY_PATH));
+    QByteArray home = ownFolder ? QByteArray() : QFile::encodeName(QDir::homePath());
+    const auto leave = [](void *folder) {
+        setsid();
+        // Where we were started is not where people look for their files.
+        if (const auto *const path = static_cast<const char *>(folder); *path && chdir(path) != 0)
+            return;
+    };
     const gboolean started = g_desktop_app_info_launch_uris_as_manager(
-        entry.get(), uri.isEmpty() ? nullptr : &uris, context.get(), flags, leaveSession, nullptr,
+        entry.get(), uri.isEmpty() ? nullptr : &uris, context.get(), flags, leave, home.data(),
         nullptr, nullptr, &failure);
     const GErrorPtr error(failure);
     if (started)

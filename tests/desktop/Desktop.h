@@ -2,6 +2,7 @@
 
 #include "executor/Executor.h"
 #include "platform/Platform.h"
+#include "platform/linux/X11Desktop.h"
 #include "tests/executor/Running.h"
 #include "tests/support/VirtualDesktop.h"
 
@@ -13,6 +14,11 @@
 constexpr int appLimit = 30'000;
 
 #define APP_TRY_COMPARE(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, appLimit)
+/// For functions that return something.
+#define APP_TRY_WAIT(condition)                                                                    \
+    if (!QTest::qWaitFor([&] { return condition; }, appLimit))                                     \
+    qFatal("It never came to " #condition)
+
 #define APP_TRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, appLimit)
 
 /// The application in front, as the model is told of it.
@@ -20,6 +26,14 @@ constexpr int appLimit = 30'000;
 {
     const auto front = Platform::current().workspace().frontmostApplication();
     return front ? front->name.value_or(QString()) : QStringLiteral("nothing");
+}
+
+/// The title of the window that the keys go to.
+[[nodiscard]] inline QString activeTitle()
+{
+    const auto snapshot = X11Desktop().snapshot();
+    const auto active = snapshot ? snapshot->active : std::nullopt;
+    return active ? active->title.value_or(QString()) : QString();
 }
 
 /// The open windows, front to back.

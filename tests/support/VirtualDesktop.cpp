@@ -144,9 +144,17 @@ void VirtualDesktop::install(const QString &entry, const QStringList &contentTyp
     if (!QFile::exists(source))
         qFatal("%s is not installed.", qPrintable(entry));
     QFile::link(source, m_folder.filePath(QStringLiteral("share/applications/")) + entry);
+    setDefault(entry, contentTypes);
+}
+
+void VirtualDesktop::setDefault(const QString &entry, const QStringList &contentTypes)
+{
     for (const QString &type : contentTypes)
-        m_defaults += (type + u'=' + entry + u'\n').toUtf8();
-    write(QStringLiteral(".config/mimeapps.list"), m_defaults);
+        m_defaults[type] = entry;
+    QByteArray list = "[Default Applications]\n";
+    for (const auto &[type, application] : m_defaults.asKeyValueRange())
+        list += (type + u'=' + application + u'\n').toUtf8();
+    write(QStringLiteral(".config/mimeapps.list"), list);
 }
 
 void VirtualDesktop::uninstall(const QString &entry) const

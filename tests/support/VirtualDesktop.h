@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -43,6 +44,7 @@ public:
     /// Takes an application of this machine into the desktop, by the name of its desktop entry, as
     /// the default for those kinds of files and addresses. All others stay unknown here.
     void install(const QString &entry, const QStringList &contentTypes = {});
+    void setDefault(const QString &entry, const QStringList &contentTypes);
 
     /// Takes it away again.
     void uninstall(const QString &entry) const;
@@ -72,7 +74,7 @@ private:
     const Options m_options;
     QTemporaryDir m_folder;
     QString m_display;
-    QByteArray m_defaults = "[Default Applications]\n";
-    std::list<QProcess> m_processes; ///< Ended in the opposite order.
+    QMap<QString, QString> m_defaults; ///< Entries by content type.
+    std::list<QProcess> m_processes;   ///< Ended in the opposite order.
     std::unique_ptr<QProcess> m_server;
 };
