@@ -1,13 +1,17 @@
 #include "executor/ControlWalk.h"
 
+#include <QStringList>
+
 #include <algorithm>
 #include <deque>
 
 namespace {
 using namespace ControlWalk;
 
-// Enough to keep an application busy while answers travel, and soon enough over.
-constexpr qsizetype batchSize = 128;
+// An application has to wait between two batches. So they grow, and what is fetched beyond the last
+// element that matters stays in proportion to what comes before it.
+constexpr qsizetype firstBatch = 64;
+constexpr qsizetype largestBatch = 1024;
 
 struct Queued
 {
@@ -52,17 +56,52 @@ QList<Queued> takeBatch(std::deque<Queued> &queue, qsizetype most, int depthLimi
     }
     return batch;
 }
+
+// Those of the elements that the visitor is to see.
+QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
+                        const QList<AccessibleNode> &nodes, const Interest &interest)
+{
+    QList<Control> found;
+    QList<ElementId> asked;
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        if (std::ranges::find(interest.roles, QStringView(nodes[i].role)) == interest.roles.end())
+            continue;
+        asked.append(elements[i]);
+        found.append({.element = elements[i], .role = nodes[i].role, .label = {}});
+    }
+    if (asked.isEmpty())
+        return found;
+    const QStringList texts = labels(tree, asked);
+    for (qsizetype i = 0; i < found.size(); ++i)
+        found[i].label = texts[i];
+    found.removeIf([&](const Control &control) { return !interest.label(control.label); });
+    if (found.isEmpty())
+        return found;
+    asked.clear();
+    for (const Control &control : std::as_const(found))
+        asked.append(control.element);
+    QList<Control> shown;
+    const QList<bool> hidden = tree.areHidden(asked);
+    for (qsizetype i = 0; i < found.size(); ++i) {
+        if (!hidden[i])
+            shown.append(found[i]);
+    }
+    return shown;
+}
 } // namespace
 
-void ControlWalk::run(AccessibleTree &tree, Limits limits, std::span<const QStringView> roles,
+void ControlWalk::run(AccessibleTree &tree, Limits limits, const Interest &interest,
                       const std::function<Next(const Control &)> &visit)
 {
     std::deque<Queued> queue;
     for (const ElementId root : tree.roots())
         queue.push_back({root, 0});
     qsizetype left = limits.elements;
+    qsizetype batchSize = firstBatch;
     while (!queue.empty() && left > 0 && !tree.isTimeUp()) {
         const QList<Queued> batch = takeBatch(queue, std::min(batchSize, left), limits.depth);
+        if (batch.size() == batchSize)
+            batchSize = std::min(2 * batchSize, largestBatch);
         left -= batch.size();
         QList<ElementId> elements;
         for (const Queued &queued : batch)
@@ -72,20 +111,12 @@ void ControlWalk::run(AccessibleTree &tree, Limits limits, std::span<const QStri
         const bool expands = batch.constFirst().depth < limits.depth;
         const QList<AccessibleNode> nodes =
             tree.nodes(elements, expands ? std::max<qsizetype>(room, 0) : 0);
-
-        QList<ElementId> wanted;
-        QStringList wantedRoles;
         for (qsizetype i = 0; i < batch.size(); ++i) {
-            if (std::ranges::find(roles, QStringView(nodes[i].role)) != roles.end()) {
-                wanted.append(elements[i]);
-                wantedRoles.append(nodes[i].role);
-            }
             for (const ElementId child : nodes[i].children)
                 queue.push_back({child, batch[i].depth + 1});
         }
-        const QStringList found = wanted.isEmpty() ? QStringList() : labels(tree, wanted);
-        for (qsizetype i = 0; i < wanted.size(); ++i) {
-            if (visit({wanted[i], wantedRoles[i], found[i]}) == Next::stop)
+        for (const Control &control : controls(tree, elements, nodes, interest)) {
+            if (visit(control) == Next::stop)
                 return;
         }
     }

@@ -21,13 +21,19 @@ struct Control
 {
     ElementId element;
     QString role;
-    QString label; ///< Empty where it has none.
+    QString label;
 };
 
 enum class Next { goOn, stop };
 
-/// Shows each control of one of these roles to the visitor, until that has seen enough, a limit is
-/// reached or the time is up.
-void run(AccessibleTree &tree, Limits limits, std::span<const QStringView> roles,
+struct Interest
+{
+    std::span<const QStringView> roles;
+    std::function<bool(const QString &label)> label; ///< Asked once for each control of the roles.
+};
+
+/// Shows each control of interest to the visitor, until that has seen enough, a limit is reached or
+/// the time is up. What the user cannot see is passed over.
+void run(AccessibleTree &tree, Limits limits, const Interest &interest,
          const std::function<Next(const Control &)> &visit);
 } // namespace ControlWalk

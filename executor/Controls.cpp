@@ -77,28 +77,29 @@ QString firstCharacters(const QString &text, qsizetype count)
 // The first control with that label, else the first one whose label contains it.
 std::optional<ElementId> find(AccessibleTree &tree, const QString &label)
 {
+    const QString target = folded(label);
     std::optional<ElementId> exact;
     std::optional<ElementId> partial;
-    ControlWalk::run(tree, clickLimits, clickableRoles,
-                     [&, target = folded(label)](const Control &control) {
-                         const QString candidate = folded(control.label);
-                         if (candidate == target) {
-                             exact = control.element;
-                             return Next::stop;
-                         }
-                         if (!partial && candidate.contains(target))
-                             partial = control.element;
-                         return Next::goOn;
-                     });
+    const auto contains = [&](const QString &candidate) {
+        return folded(candidate).contains(target);
+    };
+    ControlWalk::run(tree, clickLimits, {clickableRoles, contains}, [&](const Control &control) {
+        if (folded(control.label) == target) {
+            exact = control.element;
+            return Next::stop;
+        }
+        if (!partial)
+            partial = control.element;
+        return Next::goOn;
+    });
     return exact ? exact : partial;
 }
 
 QStringList lines(AccessibleTree &tree)
 {
     QStringList found;
-    ControlWalk::run(tree, readLimits, readableRoles, [&](const Control &control) {
-        if (control.label.isEmpty())
-            return Next::goOn;
+    const auto isThere = [](const QString &label) { return !label.isEmpty(); };
+    ControlWalk::run(tree, readLimits, {readableRoles, isThere}, [&](const Control &control) {
         const QString line = control.role.sliced(2) + QStringLiteral(": ") +
                              firstCharacters(control.label, maxLabelCharacters);
         if (!found.contains(line))

@@ -32,9 +32,7 @@ public:
     [[nodiscard]] const char *what() const noexcept override { return "It doesn't respond."; }
 };
 
-/// The interface of one application, for as long as one action looks at it. What the user cannot
-/// see (a closed dialog, a page behind another one) has neither labels nor children, apart from
-/// what lies in menus.
+/// The interface of one application, for as long as one action looks at it.
 /// Each method but isTimeUp throws UnresponsiveApplication, and a PlatformError when the system's
 /// own service fails. They block, but not past the time that the tree was opened with.
 class AccessibleTree
@@ -50,7 +48,8 @@ public:
 
     /// What these elements are, in their order, with at most maxChildren children of all of them
     /// together: those of the first ones. With none wanted, the application is not asked for them.
-    /// An element that is gone has no role and no children, just as one that time was up for.
+    /// An element that is gone has no role and no children, just as one that time was up for. What
+    /// the user cannot see has none either, a closed dialog for example, apart from menus.
     [[nodiscard]] virtual QList<AccessibleNode> nodes(const QList<ElementId> &elements,
                                                       qsizetype maxChildren) = 0;
 
@@ -58,6 +57,9 @@ public:
     /// order. One that is missing or no text is empty, and so is the content of a password field.
     [[nodiscard]] virtual QList<QStringList> texts(const QList<ElementId> &elements,
                                                    const QList<LabelAttribute> &attributes) = 0;
+
+    /// Which of these elements the user cannot see, because they are put away; menus do not count.
+    [[nodiscard]] virtual QList<bool> areHidden(const QList<ElementId> &elements) = 0;
 
     /// Whether the time has passed that the tree was opened with.
     [[nodiscard]] virtual bool isTimeUp() const = 0;

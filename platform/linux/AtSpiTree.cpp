@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <map>
 
 namespace {
 using std::chrono::steady_clock;
@@ -92,9 +93,9 @@ DBusMessagePtr askFor(const DBusObject &object, AtSpiRole role, LabelAttribute a
 }
 } // namespace
 
-AtSpiTree::AtSpiTree(std::shared_ptr<PrivateBus> bus, ProcessId application,
+AtSpiTree::AtSpiTree(std::shared_ptr<PrivateBus> bus, AtSpiPeers &peers, ProcessId application,
                      PrivateBus::Deadline deadline)
-    : m_bus(std::move(bus)), m_application(application), m_deadline(deadline)
+    : m_bus(std::move(bus)), m_peers(peers), m_application(application), m_deadline(deadline)
 {
     if (!m_bus)
         failWithoutBus();
@@ -114,6 +115,7 @@ QList<ElementId> AtSpiTree::roots()
         roots.append(add(root));
         at(roots.constLast()).isRoot = true;
     }
+    connectToPeers(listing->application);
     return roots;
 }
 
@@ -160,10 +162,7 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
     }
     qsizetype room = maxChildren;
     for (const Asked &one : asked) {
-        const ElementId parent = elements[one.element];
-        if (one.states < one.children)
-            at(parent).isHidden = tellsThatItIsHidden(replies[one.states]);
-        if (at(parent).isHidden.value_or(false))
+        if (one.states < one.children && tellsThatItIsHidden(replies[one.states]))
             continue;
         QList<DBusObject> children;
         if (!one.isLong)
@@ -178,7 +177,7 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
             if (object.path == nothing || m_avoidedNames.contains(object.bus))
                 continue;
             const ElementId child = add(object);
-            at(child).liesInMenuBar = at(parent).role == AtSpiRole::menuBar;
+            at(child).liesInMenuBar = at(elements[one.element]).role == AtSpiRole::menuBar;
             nodes[one.element].children.append(child);
             --room;
         }
@@ -192,18 +191,12 @@ QList<QStringList> AtSpiTree::texts(const QList<ElementId> &elements,
     struct Asked
     {
         qsizetype element = 0;
-        std::optional<qsizetype> attribute{}; ///< Absent: its states.
+        qsizetype attribute = 0;
     };
     std::vector<Asked> asked;
     std::vector<DBusMessagePtr> calls;
     for (qsizetype i = 0; i < elements.size(); ++i) {
         const Element &element = at(elements[i]);
-        if (element.isHidden.value_or(false))
-            continue;
-        if (!element.isHidden && mayBeHidden(element)) {
-            asked.push_back({.element = i});
-            calls.push_back(askForStates(element.object));
-        }
         for (qsizetype k = 0; k < attributes.size(); ++k) {
             DBusMessagePtr call =
                 askFor(element.object, element.role.value_or(AtSpiRole::unknown), attributes[k]);
@@ -217,17 +210,28 @@ QList<QStringList> AtSpiTree::texts(const QList<ElementId> &elements,
 
     QList<QStringList> texts(elements.size(), QStringList(attributes.size()));
     for (size_t i = 0; i < asked.size(); ++i) {
-        Element &element = at(elements[asked[i].element]);
-        if (!asked[i].attribute) {
-            element.isHidden = tellsThatItIsHidden(replies[i]);
-        } else if (!element.isHidden.value_or(false)) {
-            const QString text =
-                QString::fromUtf8(DBusValues::text(replies[i]).value_or(QByteArray()));
-            const bool isTitle = attributes[*asked[i].attribute] == LabelAttribute::title;
-            texts[asked[i].element][*asked[i].attribute] = isTitle ? cleanedTitle(text) : text;
-        }
+        const QString text = QString::fromUtf8(DBusValues::text(replies[i]).value_or(QByteArray()));
+        const bool isTitle = attributes[asked[i].attribute] == LabelAttribute::title;
+        texts[asked[i].element][asked[i].attribute] = isTitle ? cleanedTitle(text) : text;
     }
     return texts;
+}
+
+QList<bool> AtSpiTree::areHidden(const QList<ElementId> &elements)
+{
+    QList<qsizetype> asked;
+    std::vector<DBusMessagePtr> calls;
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        if (!mayBeHidden(at(elements[i])))
+            continue;
+        asked.append(i);
+        calls.push_back(askForStates(at(elements[i]).object));
+    }
+    const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
+    QList<bool> hidden(elements.size(), false);
+    for (qsizetype i = 0; i < asked.size(); ++i)
+        hidden[asked[i]] = tellsThatItIsHidden(replies[static_cast<size_t>(i)]);
+    return hidden;
 }
 
 bool AtSpiTree::isTimeUp() const
@@ -242,31 +246,61 @@ bool AtSpiTree::press(ElementId element)
                              steady_clock::now() + silenceLimit);
 }
 
+void AtSpiTree::connectToPeers(const QList<DBusObject> &roots)
+{
+    QList<DBusObject> strangers;
+    std::vector<DBusMessagePtr> calls;
+    for (const DBusObject &root : roots) {
+        if (m_peers.find(m_application, root.bus))
+            continue;
+        strangers.append(root);
+        calls.push_back(
+            DBusValues::call(root, "org.a11y.atspi.Application", "GetApplicationBusAddress"));
+    }
+    const std::vector<DBusMessagePtr> addresses = ask(std::move(calls));
+    for (size_t i = 0; i < addresses.size(); ++i)
+        m_peers.connect(m_application, strangers[static_cast<qsizetype>(i)].bus,
+                        DBusValues::text(addresses[i]).value_or(QByteArray()), silenceLimit);
+}
+
+PrivateBus &AtSpiTree::wayTo(const QByteArray &name) const
+{
+    const std::shared_ptr<PrivateBus> peer = m_peers.find(m_application, name);
+    return peer ? *peer : *m_bus;
+}
+
 std::vector<DBusMessagePtr> AtSpiTree::ask(std::vector<DBusMessagePtr> calls)
 {
-    std::vector<DBusMessagePtr> replies(calls.size());
-    std::vector<DBusMessagePtr> sent;
-    std::vector<size_t> positions;
+    std::map<PrivateBus *, std::vector<size_t>> ways;
     for (size_t i = 0; i < calls.size(); ++i) {
-        if (m_avoidedNames.contains(dbus_message_get_destination(calls[i].get())))
-            continue;
-        positions.push_back(i);
-        sent.push_back(std::move(calls[i]));
+        const QByteArray name = dbus_message_get_destination(calls[i].get());
+        if (!m_avoidedNames.contains(name))
+            ways[&wayTo(name)].push_back(i);
     }
-    std::vector<DBusMessagePtr> answers = m_bus->exchange(sent, m_deadline, silenceLimit);
-    if (!m_bus->isOpen())
-        failWithoutBus();
-    const bool wentSilent = !isTimeUp();
-    for (size_t i = 0; i < sent.size(); ++i) {
-        if (answers[i] ? isGone(answers[i]) : wentSilent) {
-            const QByteArray name = dbus_message_get_destination(sent[i].get());
-            if (m_applicationNames.contains(name))
-                throw UnresponsiveApplication();
-            m_avoidedNames.insert(name);
+    std::vector<DBusMessagePtr> replies(calls.size());
+    for (const auto &[bus, indices] : ways) {
+        std::vector<DBusMessagePtr> sent;
+        for (const size_t index : indices)
+            sent.push_back(std::move(calls[index]));
+        std::vector<DBusMessagePtr> answers = bus->exchange(sent, m_deadline, silenceLimit);
+        if (!m_bus->isOpen())
+            failWithoutBus();
+        const bool wentSilent = !isTimeUp() || !bus->isOpen();
+        for (size_t i = 0; i < sent.size(); ++i) {
+            if (answers[i] ? isGone(answers[i]) : wentSilent)
+                giveUpOn(dbus_message_get_destination(sent[i].get()));
+            replies[indices[i]] = std::move(answers[i]);
         }
-        replies[positions[i]] = std::move(answers[i]);
     }
     return replies;
+}
+
+void AtSpiTree::giveUpOn(const QByteArray &name)
+{
+    m_peers.drop(m_application, name);
+    if (m_applicationNames.contains(name))
+        throw UnresponsiveApplication();
+    m_avoidedNames.insert(name);
 }
 
 std::vector<qsizetype> AtSpiTree::readRoles(const QList<ElementId> &elements, bool countsChildren)

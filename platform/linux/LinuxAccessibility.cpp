@@ -36,5 +36,5 @@ std::unique_ptr<AccessibleTree> LinuxAccessibility::open(ProcessId application, 
 {
     const auto deadline = steady_clock::now() + limit;
     return std::make_unique<AtSpiTree>(ask(m_worker, &AtSpiBus::connect).value_or(nullptr),
-                                       application, deadline);
+                                       m_peers, application, deadline);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/linux/AtSpiPeers.h"
 #include "platform/linux/BoundedWorker.h"
 
 /// Accessibility over AT-SPI. We are trusted when its bus answers and is enabled, which is a wish
@@ -10,9 +11,11 @@ class LinuxAccessibility final : public Accessibility
 public:
     bool isTrusted() override;
     void requestTrust() override;
+    /// The tree has to go before this does.
     std::unique_ptr<AccessibleTree> open(ProcessId application,
                                          std::chrono::milliseconds limit) override;
 
 private:
     BoundedWorker m_worker;
+    AtSpiPeers m_peers;
 };

@@ -32,6 +32,12 @@ PrivateBus::PrivateBus(const QByteArray &address, Deadline deadline)
         m_connection.reset();
 }
 
+std::shared_ptr<PrivateBus> PrivateBus::connectToPeer(const QByteArray &address)
+{
+    return std::shared_ptr<PrivateBus>(
+        new PrivateBus(dbus_connection_open_private(address.constData(), nullptr)));
+}
+
 bool PrivateBus::isOpen() const
 {
     return m_connection && dbus_connection_get_is_connected(m_connection.get());

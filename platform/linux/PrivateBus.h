@@ -20,6 +20,10 @@ public:
     /// that has stopped may block this, if many wait for it already.
     PrivateBus(const QByteArray &address, Deadline deadline);
 
+    /// Connects directly to another program, which sees to it that all messages get where they are
+    /// addressed to; this may block, too.
+    [[nodiscard]] static std::shared_ptr<PrivateBus> connectToPeer(const QByteArray &address);
+
     /// Whether the bus is there, as far as the last exchange has shown.
     [[nodiscard]] bool isOpen() const;
 
@@ -42,6 +46,8 @@ private:
     {
         void operator()(DBusConnection *connection) const;
     };
+
+    explicit PrivateBus(DBusConnection *connection) : m_connection(connection) {}
 
     enum class Until { allReplies, lastReply };
     std::vector<DBusMessagePtr> exchange(const std::vector<DBusMessagePtr> &calls,

@@ -94,6 +94,12 @@ QList<QStringList> MacAccessibleTree::texts(const QList<ElementId> &elements,
     return texts;
 }
 
+QList<bool> MacAccessibleTree::areHidden(const QList<ElementId> &elements)
+{
+    // What is put away is not among anything's children here.
+    return QList<bool>(elements.size(), false);
+}
+
 bool MacAccessibleTree::isTimeUp() const
 {
     return std::chrono::steady_clock::now() >= m_deadline;

@@ -71,6 +71,7 @@ private Q_SLOTS:
     void sameLinesStandOnce();
     void aLongLabelIsCutAtACharacter();
     void labelsWithTheSameBeginningMakeOneLine();
+    void whatIsHiddenIsPassedOver();
     void nothingToReadIsToldAsSuch();
     void fortyLinesAreRead();
     void readingLooksAtFifteenHundredElements();
@@ -358,6 +359,18 @@ void tst_Accessibility::labelsWithTheSameBeginningMakeOneLine()
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'a'});
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'b'});
     QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50));
+}
+
+void tst_Accessibility::whatIsHiddenIsPassedOver()
+{
+    Desktop desktop;
+    for (const bool isHidden : {true, false, true})
+        desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s, .isHidden = isHidden});
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Cancel"_s, .isHidden = true});
+    QCOMPARE(readUI(), u"Button: OK"_s);
+    QCOMPARE(click(u"OK"_s), u"Clicked “OK”."_s);
+    QCOMPARE(desktop.controls.pressed, QList<qsizetype>{2});
+    QCOMPARE(click(u"Cancel"_s), u"ActionError: Couldn't find a control labelled “Cancel”."_s);
 }
 
 void tst_Accessibility::nothingToReadIsToldAsSuch()

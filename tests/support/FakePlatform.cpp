@@ -54,6 +54,14 @@ public:
         return texts;
     }
 
+    QList<bool> areHidden(const QList<ElementId> &elements) override
+    {
+        QList<bool> hidden;
+        for (const ElementId element : elements)
+            hidden.append(control(element).isHidden);
+        return hidden;
+    }
+
     bool isTimeUp() const override
     {
         return m_fake.timeUpAfter && m_fake.nodesRead >= *m_fake.timeUpAfter;

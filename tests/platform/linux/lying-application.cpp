@@ -45,7 +45,8 @@ int callsLeft = -1;
 std::function<void()> whenCallsAreOver;
 bool liesAboutTypes = false;
 int delay = 0;
-std::string pressing; // "refuse", "never" or nothing.
+std::string pressing; // "refuse", "dialog" or nothing.
+std::string peerAddress;
 
 Control &add(const std::string &parent, const std::string &path, const Control &control)
 {
@@ -124,6 +125,8 @@ void appendAnswer(DBusMessageIter &at, DBusMessage *call, const Control &control
         appendObject(at, control.children[static_cast<size_t>(number)]);
     } else if (member == "GetName") {
         appendText(at, control.actions[static_cast<size_t>(number)]);
+    } else if (member == "GetApplicationBusAddress") {
+        appendText(at, peerAddress);
     } else if (member == "GetText") {
         appendText(at, control.text);
     } else if (member == "GetIndexInParent") {
@@ -266,6 +269,9 @@ void build(const std::string &manner, const std::string &argument)
     } else if (manner == "refuse" || manner == "dialog") {
         addButtons(1);
         pressing = manner;
+    } else if (manner == "address") {
+        addButtons(1);
+        peerAddress = argument;
     } else if (manner == "slow") {
         addButtons(400);
         delay = 20'000;

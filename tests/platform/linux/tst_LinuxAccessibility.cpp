@@ -6,6 +6,7 @@
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
+#include <QFile>
 #include <QTest>
 
 #include <csignal>
@@ -73,6 +74,8 @@ private Q_SLOTS:
     void valuesOfOtherTypesAreAbsent();
     void impossibleAndUnknownNamesAreSkipped();
     void elementsOfOurOwnAreNotAsked();
+    void anAddressThatIsNoSocketIsNotFollowed_data();
+    void anAddressThatIsNoSocketIsNotFollowed();
     void whatNobodySeesIsNotThere();
     void passwordsAreNotRead();
     void theActionIsChosenByItsName();
@@ -246,6 +249,27 @@ void tst_LinuxAccessibility::elementsOfOurOwnAreNotAsked()
     }
     dbus_connection_close(own);
     dbus_connection_unref(own);
+}
+
+void tst_LinuxAccessibility::anAddressThatIsNoSocketIsNotFollowed_data()
+{
+    QTest::addColumn<QString>("address");
+    QTest::newRow("a program") << u"unixexec:path=/usr/bin/touch,argv1=%1"_s;
+    QTest::newRow("one behind another")
+        << u"unix:path=/nowhere;unixexec:path=/usr/bin/touch,argv1=%1"_s;
+    QTest::newRow("nobody") << u"unix:path=%1"_s;
+    QTest::newRow("nonsense") << u"unix:"_s;
+}
+
+void tst_LinuxAccessibility::anAddressThatIsNoSocketIsNotFollowed()
+{
+    QFETCH(QString, address);
+    const QString touched = m_desktop->home(u"touched"_s);
+    const FrontPlatform platform(
+        startLiar(u"address"_s, address.contains(u'%') ? address.arg(touched) : address)
+            .processId());
+    QCOMPARE(readUI(), u"Button: Button 0"_s);
+    QVERIFY(!QFile::exists(touched));
 }
 
 void tst_LinuxAccessibility::whatNobodySeesIsNotThere()

@@ -1,0 +1,137 @@
+// What it takes to look at another application's controls and to press one, beside a walk that asks
+// one question after the other.
+
+#include "Measure.h"
+#include "agent/ActionError.h"
+#include "executor/ControlWalk.h"
+#include "executor/Executor.h"
+#include "platform/Platform.h"
+#include "support/VirtualDesktop.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+#include <array>
+#include <stdexcept>
+
+namespace {
+constexpr int rounds = 15;
+
+// Those of a click.
+constexpr ControlWalk::Limits limits{.elements = 3000, .depth = 12};
+constexpr auto roles =
+    std::to_array<QStringView>({u"AXButton", u"AXMenuItem", u"AXMenuBarItem", u"AXRadioButton",
+                                u"AXCheckBox", u"AXLink", u"AXTab", u"AXPopUpButton"});
+
+struct Walked
+{
+    QStringList controls;
+    double milliseconds = 0;
+};
+
+enum class Wanted { nothing, everything };
+
+// With nothing wanted it is the walk of a click on a label that is not there.
+Walked batched(ProcessId application, Wanted wanted)
+{
+    Walked walked;
+    const auto label = [&](const QString &) { return wanted == Wanted::everything; };
+    const Measure::Stopwatch watch;
+    const auto tree =
+        Platform::current().accessibility().open(application, std::chrono::minutes(1));
+    ControlWalk::run(*tree, limits, {roles, label}, [&](const ControlWalk::Control &control) {
+        walked.controls.append(control.role + u' ' + control.label);
+        return ControlWalk::Next::goOn;
+    });
+    walked.milliseconds = watch.seconds() * 1e3;
+    return walked;
+}
+
+Walked oneByOne(ProcessId application)
+{
+    QProcess walk;
+    walk.start(QStringLiteral(ONE_BY_ONE_WALK),
+               {QString::number(static_cast<qint64>(application))});
+    if (!walk.waitForFinished(60'000) || walk.exitCode() != 0)
+        throw std::runtime_error("The walk one by one failed.");
+    QStringList lines = QString::fromUtf8(walk.readAllStandardOutput()).trimmed().split(u'\n');
+    const double milliseconds = lines.takeLast().toDouble();
+    return {.controls = lines, .milliseconds = milliseconds};
+}
+
+void waitUntilShown(ProcessId application)
+{
+    QElapsedTimer waiting;
+    waiting.start();
+    while (waiting.elapsed() < 60'000) {
+        const std::optional<Application> front =
+            Platform::current().workspace().frontmostApplication();
+        try {
+            if (front && front->pid == application &&
+                Executor::readUI().contains(QStringLiteral("Button 0")))
+                return;
+        } catch (const ActionError &) {
+            // It is still busy with itself.
+        }
+    }
+    throw std::runtime_error("The window did not appear.");
+}
+
+Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *program,
+                      const char *elements, std::vector<Measure::Goal> &goals)
+{
+    QProcess &window = desktop.start(QString::fromLatin1(program), {QString::fromLatin1(elements)});
+    const ProcessId application{window.processId()};
+    waitUntilShown(application);
+    std::vector<double> ours;
+    std::vector<double> plain;
+    std::vector<double> reads;
+    std::vector<double> clicks;
+    qsizetype count = 0;
+    for (int round = 0; round < rounds; ++round) {
+        const QStringList controls = batched(application, Wanted::everything).controls;
+        ours.push_back(batched(application, Wanted::nothing).milliseconds);
+        const Walked single = oneByOne(application);
+        if (controls != single.controls)
+            throw std::runtime_error("The two walks differ.");
+        count = controls.size();
+        plain.push_back(single.milliseconds);
+        const Measure::Stopwatch reading;
+        (void)Executor::readUI();
+        reads.push_back(reading.seconds() * 1e3);
+        const Measure::Stopwatch clicking;
+        (void)Executor::click(QStringLiteral("Button 100"));
+        clicks.push_back(clicking.seconds() * 1e3);
+    }
+    window.kill();
+    window.waitForFinished();
+    const Measure::Summary ratio = Measure::summarize(Measure::ratios(plain, ours));
+    goals.push_back({std::string("one by one / batched, ") + toolkit, ratio.median,
+                     Measure::Goal::Side::atLeast, 5});
+    return {{"controls", count},
+            {"walkMilliseconds", Measure::summarize(ours)},
+            {"oneByOneMilliseconds", Measure::summarize(plain)},
+            {"oneByOneOverBatched", ratio},
+            {"noise", Measure::summarize(Measure::neighbourRatios(ours))},
+            {"readUiMilliseconds", Measure::summarize(reads)},
+            {"clickMilliseconds", Measure::summarize(clicks)}};
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    VirtualDesktop desktop;
+    desktop.enableAccessibility();
+    try {
+        std::vector<Measure::Goal> goals;
+        Measure::Json figures;
+        figures["gtk"] = measure(desktop, "GTK", GTK_WINDOW, "3000", goals);
+        figures["qt"] = measure(desktop, "Qt", QT_WINDOW, "1500", goals);
+        Measure::report("accessibility", goals, figures);
+        return EXIT_SUCCESS;
+    } catch (const std::exception &error) {
+        Measure::say(error.what());
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,119 @@
+#include "platform/linux/Kinship.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+/// A process table of the test's own.
+class Table
+{
+public:
+    void add(int process, int parent, const QString &program, const QByteArray &sandbox = {})
+    {
+        const QString folder = path() + u'/' + QString::number(process);
+        QDir().mkpath(folder + u"/root"_s);
+        write(folder + u"/stat"_s,
+              QByteArray::number(process) + " (a) (b) S " + QByteArray::number(parent) + " 0 0\n");
+        if (!program.isEmpty())
+            QFile::link(program, folder + u"/exe"_s);
+        if (!sandbox.isEmpty())
+            write(folder + u"/root/.flatpak-info"_s, sandbox);
+    }
+
+    [[nodiscard]] QString path() const { return m_folder.path(); }
+
+    [[nodiscard]] bool isOneApplication(int one, int other) const
+    {
+        const bool forward = Kinship::isOneApplication(ProcessId{one}, ProcessId{other}, path());
+        const bool backward = Kinship::isOneApplication(ProcessId{other}, ProcessId{one}, path());
+        return forward && backward;
+    }
+
+private:
+    static void write(const QString &path, const QByteArray &content)
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
+            qFatal("The table cannot be written.");
+    }
+
+    QTemporaryDir m_folder;
+};
+} // namespace
+
+class tst_Kinship : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void helpersOfTheSameProgramBelongTogether();
+    void whatAnApplicationStartsDoesNotBelongToIt();
+    void twoStartsOfAProgramAreTwoApplications();
+    void processesOfASandboxBelongTogether();
+    void processesThatAreGoneBelongToNobody();
+    void aCircleOfParentsEnds();
+};
+
+void tst_Kinship::helpersOfTheSameProgramBelongTogether()
+{
+    Table table;
+    table.add(10, 1, u"/usr/bin/browser"_s);
+    table.add(11, 10, u"/usr/bin/browser"_s);
+    table.add(12, 11, u"/usr/bin/browser"_s);
+    QVERIFY(table.isOneApplication(10, 11));
+    QVERIFY(table.isOneApplication(10, 12));
+}
+
+void tst_Kinship::whatAnApplicationStartsDoesNotBelongToIt()
+{
+    Table table;
+    table.add(10, 1, u"/usr/bin/terminal"_s);
+    table.add(11, 10, u"/usr/bin/editor"_s);
+    QVERIFY(!table.isOneApplication(10, 11));
+}
+
+void tst_Kinship::twoStartsOfAProgramAreTwoApplications()
+{
+    Table table;
+    table.add(5, 1, u"/usr/bin/shell"_s);
+    table.add(10, 5, u"/usr/bin/editor"_s);
+    table.add(11, 5, u"/usr/bin/editor"_s);
+    QVERIFY(!table.isOneApplication(10, 11));
+}
+
+void tst_Kinship::processesOfASandboxBelongTogether()
+{
+    Table table;
+    const QByteArray info = "[Application]\nname=org.example.App\n\n[Instance]\ninstance-id=";
+    table.add(10, 1, u"/app/bin/app"_s, info + "77\n");
+    table.add(11, 1, u"/usr/bin/xdg-dbus-proxy"_s, info + "77\n");
+    table.add(12, 1, u"/usr/bin/xdg-dbus-proxy"_s, info + "78\n");
+    table.add(13, 1, u"/usr/bin/xdg-dbus-proxy"_s);
+    QVERIFY(table.isOneApplication(10, 11));
+    QVERIFY(!table.isOneApplication(10, 12));
+    QVERIFY(!table.isOneApplication(10, 13));
+}
+
+void tst_Kinship::processesThatAreGoneBelongToNobody()
+{
+    Table table;
+    table.add(10, 1, QString());
+    QVERIFY(!table.isOneApplication(10, 11));
+    QVERIFY(!table.isOneApplication(11, 12));
+}
+
+void tst_Kinship::aCircleOfParentsEnds()
+{
+    Table table;
+    table.add(10, 11, u"/usr/bin/a"_s);
+    table.add(11, 10, u"/usr/bin/a"_s);
+    table.add(12, 1, u"/usr/bin/a"_s);
+    QVERIFY(!table.isOneApplication(10, 12));
+}
+
+QTEST_APPLESS_MAIN(tst_Kinship)
+#include "tst_Kinship.moc"

@@ -1,0 +1,279 @@
+#include "platform/Platform.h"
+#include "tests/executor/Running.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDeadlineTimer>
+#include <QFile>
+#include <QFileInfo>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// On a machine with a lot to do, an application may take its time before it answers. Then nothing
+// has been pressed yet.
+QString patiently(const QString &name, const QMap<QString, QString> &args = {})
+{
+    QString told;
+    for (const QDeadlineTimer limit(30'000); !limit.hasExpired();) {
+        told = outcome(name, args);
+        if (!told.endsWith(u"doesn't respond."_s))
+            break;
+    }
+    return told;
+}
+
+QString click(const QString &label)
+{
+    return patiently(u"click"_s, {{u"label"_s, label}});
+}
+
+QString readUI()
+{
+    return patiently(u"read_ui"_s);
+}
+
+bool reads(const QString &line)
+{
+    return readUI().split(u" | "_s).contains(line);
+}
+
+bool isInFront(const QProcess &process)
+{
+    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+    return front && front->pid == ProcessId{process.processId()};
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+// What was read has to hold all lines of the file in their order. There may be more: other versions
+// have other controls, and some say who runs them. To renew a file, delete it and run this.
+QString missingFrom(const QString &read, const QString &golden)
+{
+    const QString path = QStringLiteral(GOLDEN_FOLDER "/") + golden + u".txt"_s;
+    QStringList lines = read.split(u" | "_s);
+    if (!QFile::exists(path)) {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly))
+            return u"The file cannot be written."_s;
+        file.write(lines.join(u'\n').toUtf8() + '\n');
+        return u"There was no file; look at the one that was written."_s;
+    }
+    for (const QString &expected : QString::fromUtf8(contentOf(path).trimmed()).split(u'\n')) {
+        const qsizetype at = lines.indexOf(expected);
+        if (at < 0)
+            return expected + u" is missing in: "_s + read;
+        lines.remove(0, at + 1);
+    }
+    return {};
+}
+} // namespace
+
+class tst_LinuxControls : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void anEditorsMenusWork();
+    void aDialogEndsWithTheButtonThatIsPressed_data();
+    void aDialogEndsWithTheButtonThatIsPressed();
+    void aCalculatorCalculates();
+    void anEditorOfAnotherToolkitOpensItsPreferences();
+    void ordinaryControlsAnswerToTheirLabels();
+    void whatTheUserCannotSeeIsNotRead();
+    void pagesAndLinksOfABrowserAreReached();
+
+    void dumpsAreAsBefore_data();
+    void dumpsAreAsBefore();
+
+private:
+    QProcess &start(const QString &program, const QStringList &arguments = {});
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+    QList<QProcess *> m_started;
+};
+
+void tst_LinuxControls::initTestCase()
+{
+    qputenv("LC_ALL", "C.UTF-8");
+    m_desktop = std::make_unique<VirtualDesktop>();
+    m_desktop->enableAccessibility();
+}
+
+void tst_LinuxControls::cleanup()
+{
+    for (QProcess *const process : std::as_const(m_started)) {
+        process->kill();
+        process->waitForFinished();
+    }
+    m_started.clear();
+    QTRY_VERIFY(!Platform::current().workspace().frontmostApplication());
+}
+
+QProcess &tst_LinuxControls::start(const QString &program, const QStringList &arguments)
+{
+    QProcess &process = m_desktop->start(program, arguments);
+    m_started.append(&process);
+    return process;
+}
+
+void tst_LinuxControls::anEditorsMenusWork()
+{
+    m_desktop->write(u"list.txt"_s, "one\ntwo\n");
+    const QProcess &editor = start(u"mousepad"_s, {m_desktop->home(u"list.txt"_s)});
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"MenuItem: Delete Line"_s), 30'000);
+    // The menus stay closed.
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"list.txt"_s), 30'000);
+    QCOMPARE(click(u"Delete Line"_s), u"Clicked “Delete Line”."_s);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"*"_s), 30'000);
+    QCOMPARE(click(u"Save"_s), u"Clicked “Save”."_s);
+    QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_desktop->home(u"list.txt"_s)), "two\n", 30'000);
+}
+
+void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed_data()
+{
+    QTest::addColumn<QString>("button");
+    QTest::addColumn<int>("status");
+    QTest::newRow("yes") << u"Yes"_s << 0;
+    QTest::newRow("no") << u"No"_s << 1;
+}
+
+void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed()
+{
+    QFETCH(QString, button);
+    QFETCH(int, status);
+    QProcess &dialog = start(u"zenity"_s, {u"--question"_s, u"--text=Really?"_s});
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(dialog) && reads(u"Button: "_s + button), 30'000);
+    QCOMPARE(click(button), u"Clicked “"_s + button + u"”."_s);
+    QVERIFY(dialog.waitForFinished());
+    QCOMPARE(dialog.exitCode(), status);
+}
+
+void tst_LinuxControls::aCalculatorCalculates()
+{
+    const QProcess &calculator = start(u"gnome-calculator"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(calculator) && readUI().contains(u"Button: 7"_s), 30'000);
+    for (const QString &key : {u"7"_s, u"×"_s, u"6"_s, u"="_s})
+        QCOMPARE(click(key), u"Clicked “"_s + key + u"”."_s);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"TextField: 42"_s), 30'000);
+}
+
+void tst_LinuxControls::anEditorOfAnotherToolkitOpensItsPreferences()
+{
+    const QProcess &editor = start(u"featherpad"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor) && reads(u"MenuItem: Save As"_s), 30'000);
+    QCOMPARE(click(u"Options"_s), u"Clicked “Options”."_s);
+    QCOMPARE(click(u"Preferences"_s), u"Clicked “Preferences”."_s);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Preferences"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Tab: Shortcuts"_s), 30'000);
+}
+
+void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
+{
+    QProcess &window = start(QStringLiteral(CONTROLS_WINDOW));
+    auto told = [&, output = QByteArray()](const QByteArray &line) mutable {
+        output += window.readAllStandardOutput();
+        return output.split('\n').contains(line);
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), 30'000);
+    QCOMPARE(click(u"greet"_s), u"Clicked “greet”."_s);
+    QTRY_VERIFY(told("greeted"));
+    QCOMPARE(click(u"Wave"_s), u"Clicked “Wave”."_s);
+    QTRY_VERIFY(told("waved"));
+    QCOMPARE(click(u"Check me"_s), u"Clicked “Check me”."_s);
+    QTRY_VERIFY(told("checked"));
+    QCOMPARE(click(u"Check me"_s), u"Clicked “Check me”."_s);
+    QTRY_VERIFY(told("unchecked"));
+    QCOMPARE(click(u"choose"_s), u"Clicked “choose”."_s);
+    QTRY_VERIFY(told("chosen"));
+    QCOMPARE(click(u"Not now"_s), u"ActionError: “Not now” didn't respond to a click."_s);
+    // It answers the press only when the dialog is closed again.
+    QCOMPARE(click(u"Open dialog"_s), u"Clicked “Open dialog”."_s);
+    QTRY_VERIFY(told("dialog opened"));
+    QTRY_VERIFY(reads(u"Button: Close the dialog"_s));
+    QCOMPARE(click(u"Close the dialog"_s), u"Clicked “Close the dialog”."_s);
+    QTRY_VERIFY(told("dialog closed"));
+    QCOMPARE(click(u"Second"_s), u"Clicked “Second”."_s);
+    QTRY_COMPARE(click(u"Behind"_s), u"Clicked “Behind”."_s);
+    QTRY_VERIFY(told("behind"));
+}
+
+void tst_LinuxControls::whatTheUserCannotSeeIsNotRead()
+{
+    const QProcess &window = start(QStringLiteral(CONTROLS_WINDOW));
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), 30'000);
+    const QString read = readUI();
+    QVERIFY2(read.contains(u"TextField: typed text"_s), qPrintable(read));
+    for (const QString &unseen : {u"secret"_s, u"Hidden"_s, u"Behind"_s, u"closed window"_s})
+        QVERIFY2(!read.contains(unseen), qPrintable(read));
+    for (const QString &label : {u"Hidden"_s, u"Behind"_s, u"In a closed window"_s}) {
+        QCOMPARE(click(label),
+                 u"ActionError: Couldn't find a control labelled “"_s + label + u"”."_s);
+    }
+}
+
+void tst_LinuxControls::pagesAndLinksOfABrowserAreReached()
+{
+    HttpServer server;
+    server.setAnswer(u"/"_s,
+                     {.body = "<!DOCTYPE html><title>Shop</title><h1>Welcome</h1>"
+                              "<button onclick=\"document.title='Bought'\">Buy now</button>"
+                              "<p><a href='/next'>To the next page</a></p>"
+                              "<input type=password value=secret aria-label='Your password'>",
+                      .headers = {"Content-Type: text/html"}});
+    server.setAnswer(u"/next"_s, {.body = "<!DOCTYPE html><title>Next</title>"
+                                          "<button>You are there</button>",
+                                  .headers = {"Content-Type: text/html"}});
+    start(u"chromium"_s,
+          {u"--no-sandbox"_s, u"--force-renderer-accessibility"_s, u"--no-first-run"_s,
+           u"--disable-gpu"_s, u"--no-default-browser-check"_s, u"--password-store=basic"_s,
+           u"--user-data-dir="_s + m_desktop->home(u"chromium"_s), server.url(u"/"_s).toString()});
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: Buy now"_s), 60'000);
+    QString missing;
+    QTRY_VERIFY2_WITH_TIMEOUT((missing = missingFrom(readUI(), u"chromium-page"_s)).isEmpty(),
+                              qPrintable(missing), 10'000);
+    QVERIFY2(!readUI().contains(u"secret"_s), qPrintable(readUI()));
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Bought"_s), 30'000);
+    QCOMPARE(click(u"to the next page"_s), u"Clicked “to the next page”."_s);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: You are there"_s), 30'000);
+}
+
+void tst_LinuxControls::dumpsAreAsBefore_data()
+{
+    QTest::addColumn<QString>("program");
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("lastLine");
+    QTest::newRow("mousepad") << u"mousepad"_s << QStringList() << u"MenuItem: Find Next"_s;
+    QTest::newRow("zenity") << u"zenity"_s << QStringList{u"--question"_s, u"--text=Really?"_s}
+                            << u"Button: Yes"_s;
+    QTest::newRow("gnome-calculator") << u"gnome-calculator"_s << QStringList() << u"Button: = ="_s;
+    QTest::newRow("featherpad") << u"featherpad"_s << QStringList() << u"MenuItem: Undo"_s;
+    QTest::newRow("controls") << QStringLiteral(CONTROLS_WINDOW) << QStringList()
+                              << u"MenuItem: Wave"_s;
+}
+
+void tst_LinuxControls::dumpsAreAsBefore()
+{
+    QFETCH(QString, program);
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, lastLine);
+    const QProcess &process = start(program, arguments);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(process) && reads(lastLine), 30'000);
+    const QString golden = QString::fromUtf8(QTest::currentDataTag());
+    QString missing;
+    QTRY_VERIFY2_WITH_TIMEOUT((missing = missingFrom(readUI(), golden)).isEmpty(),
+                              qPrintable(missing), 10'000);
+}
+
+QTEST_GUILESS_MAIN(tst_LinuxControls)
+#include "tst_LinuxControls.moc"
