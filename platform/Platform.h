@@ -3,6 +3,7 @@
 #include <memory>
 
 class Accessibility;
+class Keyboard;
 class Screen;
 class Scripts;
 class Workspace;
@@ -17,6 +18,7 @@ public:
 
     virtual Accessibility &accessibility() = 0;
     virtual Workspace &workspace() = 0;
+    virtual Keyboard &keyboard() = 0;
     virtual Screen &screen() = 0;
     virtual Scripts &scripts() = 0;
 

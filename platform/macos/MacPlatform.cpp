@@ -1,6 +1,7 @@
 #include "platform/Platform.h"
 
 #include "platform/macos/MacAccessibility.h"
+#include "platform/macos/MacKeyboard.h"
 #include "platform/macos/MacScreen.h"
 #include "platform/macos/MacScripts.h"
 #include "platform/macos/MacWorkspace.h"
@@ -11,14 +12,16 @@ class MacPlatform final : public Platform
 public:
     Accessibility &accessibility() override { return m_accessibility; }
     Workspace &workspace() override { return m_workspace; }
+    Keyboard &keyboard() override { return m_keyboard; }
     Screen &screen() override { return m_screen; }
     Scripts &scripts() override { return m_scripts; }
 
 private:
     MacAccessibility m_accessibility;
-    MacWorkspace m_workspace;
+    MacKeyboard m_keyboard;
     MacScreen m_screen;
     MacScripts m_scripts;
+    MacWorkspace m_workspace{m_screen};
 };
 } // namespace
 

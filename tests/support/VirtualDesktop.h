@@ -57,7 +57,6 @@ private:
 
     const Options m_options;
     QTemporaryDir m_folder;
-    QString m_display;
     std::list<QProcess> m_processes; ///< Ended in the opposite order.
     std::unique_ptr<QProcess> m_server;
 };
