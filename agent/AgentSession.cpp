@@ -58,6 +58,15 @@ void AgentSession::submit(const QString &text)
     });
 }
 
+void AgentSession::setTurns(const QList<Turn> &turns)
+{
+    if (m_isRunning)
+        return;
+    Q_EMIT turnsWillChange();
+    m_turns = turns;
+    Q_EMIT turnsChanged();
+}
+
 void AgentSession::resolve(bool approved)
 {
     setPending(std::nullopt);

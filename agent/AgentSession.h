@@ -48,6 +48,9 @@ public:
     /// Starts a turn. Blank text, or any while a turn runs, is ignored.
     void submit(const QString &text);
 
+    /// Puts another transcript in place. Ignored while a turn runs, whose own place it holds.
+    void setTurns(const QList<Turn> &turns);
+
     /// The user's answer to the pending confirmation.
     void resolve(bool approved);
 

@@ -121,8 +121,8 @@ QCoro::Task<void> Executor::typeText(QString text)
     }
     co_await source->finish();
     if (!isStillThere)
-        throw ActionError(QStringLiteral("Typing stopped because another application came to the "
-                                         "front."));
+        throw ActionError(
+            QStringLiteral("Typing stopped because the application is no longer in front."));
 }
 
 QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)

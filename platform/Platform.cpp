@@ -1,17 +1,22 @@
 #include "platform/Platform.h"
 
-#include <QtGlobal>
+#include <QCoreApplication>
 
 namespace {
 Platform *s_override = nullptr;
-}
+std::unique_ptr<Platform> s_native;
+} // namespace
 
 Platform &Platform::current()
 {
     if (s_override)
         return *s_override;
-    static const std::unique_ptr<Platform> native = makeNative();
-    return *native;
+    if (!s_native) {
+        s_native = makeNative();
+        // Its connections to the desktop need the application to be given up in good order.
+        qAddPostRoutine([] { s_native.reset(); });
+    }
+    return *s_native;
 }
 
 Platform::Override::Override(Platform &replacement)

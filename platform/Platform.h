@@ -3,9 +3,13 @@
 #include <memory>
 
 class Accessibility;
+class Appearance;
+class GlobalHotKey;
+class Instance;
 class Keyboard;
 class Screen;
 class Scripts;
+class Shell;
 class Workspace;
 
 /// The operating system's capabilities as the executor and the safety assessment reach them.
@@ -17,12 +21,17 @@ public:
     virtual ~Platform() = default;
 
     virtual Accessibility &accessibility() = 0;
+    virtual Appearance &appearance() = 0;
+    virtual GlobalHotKey &hotKey() = 0;
+    virtual Instance &instance() = 0;
+    virtual Shell &shell() = 0;
     virtual Workspace &workspace() = 0;
     virtual Keyboard &keyboard() = 0;
     virtual Screen &screen() = 0;
     virtual Scripts &scripts() = 0;
 
-    /// The platform in use: this system's own, made at the first call, unless an Override stands.
+    /// The platform in use: this system's own, made at the first call and gone with the
+    /// application, unless an Override stands.
     static Platform &current();
 
     /// Puts another platform in place for as long as it lives. For tests; not nested.

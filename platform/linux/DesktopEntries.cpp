@@ -5,6 +5,7 @@
 #include "platform/linux/X11Connection.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLatin1StringView>
@@ -15,7 +16,10 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <filesystem>
+#include <map>
 #include <memory>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -23,7 +27,11 @@
 namespace {
 using EntryPtr = GObjectPtr<GDesktopAppInfo>;
 
-constexpr std::chrono::seconds entryLifetime{1};
+// How long the entries are taken to be what they were, without a look at their files.
+constexpr std::chrono::seconds lookInterval{1};
+
+// GIO notices a change by itself, and not at once.
+constexpr std::chrono::seconds gioLag{5};
 
 struct GFree
 {
@@ -109,15 +117,44 @@ std::vector<Entry> readEntries()
     return entries;
 }
 
-// Reading them all takes some 10 ms, and one step of a task asks for them several times.
+using FileTimes = std::map<std::filesystem::path, std::filesystem::file_time_type>;
+
+// When each entry was written last.
+FileTimes entryTimes()
+{
+    FileTimes times;
+    for (const QString &folder : DesktopEntries::folders()) {
+        std::error_code error;
+        using Iterator = std::filesystem::recursive_directory_iterator;
+        const auto options = std::filesystem::directory_options::follow_directory_symlink |
+                             std::filesystem::directory_options::skip_permission_denied;
+        Iterator each(QFile::encodeName(folder).toStdString(), options, error);
+        for (; !error && each != Iterator(); each.increment(error)) {
+            std::error_code unknown;
+            times.emplace(each->path(), each->last_write_time(unknown));
+        }
+    }
+    return times;
+}
+
+// Reading them all takes some 20 ms, so it is done when they have changed. One step of a task asks
+// for them several times, so not even their files are looked at each time.
 const std::vector<Entry> &allEntries()
 {
     static std::vector<Entry> entries;
-    static QDeadlineTimer stale(0);
-    if (stale.hasExpired()) {
+    static FileTimes times;
+    static QDeadlineTimer nextLook(0);
+    static QDeadlineTimer settled(0);
+    if (!nextLook.hasExpired())
+        return entries;
+    FileTimes timesNow = entryTimes();
+    if (timesNow != times || entries.empty())
+        settled.setRemainingTime(gioLag);
+    if (!settled.hasExpired()) {
         entries = readEntries();
-        stale.setRemainingTime(entryLifetime);
+        times = std::move(timesNow);
     }
+    nextLook.setRemainingTime(lookInterval);
     return entries;
 }
 
@@ -162,9 +199,17 @@ std::optional<QString> startEntry(const EntryPtr &entry, const QByteArray &uri)
     // ends with what we were started from.
     const auto flags = static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL |
                                                 G_SPAWN_STDERR_TO_DEV_NULL);
-    const auto leaveSession = [](void *) { setsid(); };
+    const std::unique_ptr<char, GFree> ownFolder(
+        g_desktop_app_info_get_string(entry.get(), G_KEY_FILE_DESKTOP_KEY_PATH));
+    QByteArray home = ownFolder ? QByteArray() : QFile::encodeName(QDir::homePath());
+    const auto leave = [](void *folder) {
+        setsid();
+        // Where we were started is not where people look for their files.
+        if (const auto *const path = static_cast<const char *>(folder); *path && chdir(path) != 0)
+            return;
+    };
     const gboolean started = g_desktop_app_info_launch_uris_as_manager(
-        entry.get(), uri.isEmpty() ? nullptr : &uris, context.get(), flags, leaveSession, nullptr,
+        entry.get(), uri.isEmpty() ? nullptr : &uris, context.get(), flags, leave, home.data(),
         nullptr, nullptr, &failure);
     const GErrorPtr error(failure);
     if (started)

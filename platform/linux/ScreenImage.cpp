@@ -11,6 +11,7 @@ QByteArray ScreenImage::toPng() const
     image.width = width;
     image.height = height;
     image.format = PNG_FORMAT_RGB;
+    image.flags = PNG_IMAGE_FLAG_FAST;
     QByteArray file(static_cast<qsizetype>(PNG_IMAGE_PNG_SIZE_MAX(image)), Qt::Uninitialized);
     auto length = static_cast<png_alloc_size_t>(file.size());
     if (png_image_write_to_memory(&image, file.data(), &length, 0, rgb.data(), 0, nullptr) == 0) {

@@ -1,9 +1,13 @@
 #include "platform/Platform.h"
 
 #include "platform/macos/MacAccessibility.h"
+#include "platform/macos/MacAppearance.h"
+#include "platform/macos/MacHotKey.h"
+#include "platform/macos/MacInstance.h"
 #include "platform/macos/MacKeyboard.h"
 #include "platform/macos/MacScreen.h"
 #include "platform/macos/MacScripts.h"
+#include "platform/macos/MacShell.h"
 #include "platform/macos/MacWorkspace.h"
 
 namespace {
@@ -11,6 +15,10 @@ class MacPlatform final : public Platform
 {
 public:
     Accessibility &accessibility() override { return m_accessibility; }
+    Appearance &appearance() override { return m_appearance; }
+    GlobalHotKey &hotKey() override { return m_hotKey; }
+    Instance &instance() override { return m_instance; }
+    Shell &shell() override { return m_shell; }
     Workspace &workspace() override { return m_workspace; }
     Keyboard &keyboard() override { return m_keyboard; }
     Screen &screen() override { return m_screen; }
@@ -19,6 +27,10 @@ public:
 private:
     MacAccessibility m_accessibility;
     MacKeyboard m_keyboard;
+    MacAppearance m_appearance;
+    MacHotKey m_hotKey;
+    MacInstance m_instance;
+    MacShell m_shell;
     MacScreen m_screen;
     MacScripts m_scripts;
     MacWorkspace m_workspace{m_screen};

@@ -96,6 +96,8 @@ private Q_SLOTS:
     void ignoresBlankTasks_data();
     void ignoresBlankTasks();
     void ignoresATaskWhileOneRuns();
+    void forgetsItsTurnsWhileIdle();
+    void keepsItsTurnsWhileOneRuns();
     void takesTheTaskTrimmed();
     void startsTheLoopOnlyAfterSubmitReturned();
 
@@ -177,6 +179,37 @@ void tst_AgentSession::ignoresATaskWhileOneRuns()
     QCOMPARE(scene.session->turns().size(), 1);
     QCOMPARE(scene.turn().command, u"first"_s);
     QCOMPARE(scene.engine->generations().size(), 1);
+}
+
+void tst_AgentSession::forgetsItsTurnsWhileIdle()
+{
+    const Scene scene({done, done});
+    scene.run();
+    QCOMPARE(scene.session->turns().size(), 1);
+    qsizetype before = -1;
+    connect(scene.session.get(), &AgentSession::turnsWillChange, scene.session.get(),
+            [&] { before = scene.session->turns().size(); });
+    const QSignalSpy changes(scene.session.get(), &AgentSession::turnsChanged);
+    scene.session->setTurns({});
+    QCOMPARE(before, 1);
+    QCOMPARE(changes.size(), 1);
+    QVERIFY(scene.session->turns().isEmpty());
+    // The next turn is the first again.
+    scene.run();
+    QCOMPARE(scene.session->turns().size(), 1);
+    QVERIFY(scene.turn().finished);
+}
+
+void tst_AgentSession::keepsItsTurnsWhileOneRuns()
+{
+    const Scene scene({done});
+    scene.session->submit(u"Do it"_s);
+    const QSignalSpy changes(scene.session.get(), &AgentSession::turnsChanged);
+    scene.session->setTurns({});
+    QVERIFY(changes.isEmpty());
+    QCOMPARE(scene.session->turns().size(), 1);
+    scene.waitUntilIdle();
+    QCOMPARE(scene.texts(), QStringList{u"All done."_s});
 }
 
 void tst_AgentSession::takesTheTaskTrimmed()

@@ -159,8 +159,14 @@ void tst_Program::saysInOneSentenceWhatItNeeds_data()
     QTest::addColumn<QString>("sentence");
 
     const QString needsTask =
-        u"Quillon needs a task: quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s;
-    QTest::newRow("nothing given") << QStringList() << needsTask;
+        u"Quillon takes a task as one text: quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s;
+    const QString needsDesktop =
+        u"Quillon needs a desktop to show its panel on; without one, give it a task: "
+        "quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s;
+    QTest::newRow("a panel without a display") << QStringList() << needsDesktop;
+    QTest::newRow("a toggle without a display") << QStringList{u"--toggle"_s} << needsDesktop;
+    QTest::newRow("two options that exclude each other")
+        << QStringList{u"--toggle"_s, u"more"_s} << needsTask;
     QTest::newRow("a word without the option") << QStringList{u"hello"_s} << needsTask;
     QTest::newRow("a blank task") << taskArguments(u" \t"_s) << u"The task is empty.\n"_s;
     QTest::newRow("an unknown option")

@@ -395,7 +395,7 @@ void tst_Keyboard::typingStopsWhenAnotherApplicationComesToTheFront()
             m_platform->desk.front = Application{.pid = mail, .name = u"Mail"_s};
     };
     QCOMPARE(typed(u"x"_s.repeated(100)),
-             u"ActionError: Typing stopped because another application came to the front."_s);
+             u"ActionError: Typing stopped because the application is no longer in front."_s);
     // The piece that had begun is finished.
     QCOMPARE(pieces(m_platform->keys.events).size(), 2);
     QCOMPARE(m_platform->keys.finishedSources, 1);
@@ -405,7 +405,7 @@ void tst_Keyboard::typingStopsWhenOurOwnPanelComesToTheFront()
 {
     m_platform->keys.afterEachEvent = [this] { m_platform->desk.focused = ourselves(); };
     QCOMPARE(typed(u"x"_s.repeated(100)),
-             u"ActionError: Typing stopped because another application came to the front."_s);
+             u"ActionError: Typing stopped because the application is no longer in front."_s);
     QCOMPARE(pieces(m_platform->keys.events).size(), 1);
     QVERIFY(m_platform->desk.activated.isEmpty());
 }

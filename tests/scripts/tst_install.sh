@@ -18,13 +18,38 @@ test_the_installed_program_can_be_moved()
     grep -q '^Quillon [0-9]' "$sandbox/out" || complain "it said: $(cat "$sandbox/out")"
 }
 
+test_the_desktop_finds_the_installed_program()
+{
+    cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
+    [ ! -d "$sandbox/place/Quillon.app" ] || return 0
+    for file in applications/app.quillon.Quillon.desktop \
+        icons/hicolor/scalable/apps/app.quillon.Quillon.svg; do
+        [ -s "$sandbox/place/share/$file" ] || complain "$file is missing"
+    done
+}
+
+test_the_keyboard_program_is_installed_with_it()
+{
+    [ "$(uname)" != Darwin ] || return 0 # Which needs none.
+    cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
+    status=0
+    (cd / && env -i "$sandbox/place/libexec/quillon/quillon-keyboard" </dev/null) \
+        >"$sandbox/out" 2>"$sandbox/err" || status=$?
+    expect_status 1
+    [ "$(cat "$sandbox/out")" = "There is no X server to type on." ] ||
+        complain "it said: $(cat "$sandbox/out")"
+}
+
 test_the_installed_program_names_no_folder_of_the_checkout()
 {
     cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
     for tool in "readelf -d" "otool -l"; do
         ! command -v "${tool% *}" >/dev/null 2>&1 || break
     done
-    $tool "$sandbox/place/bin/quillon" | grep -E 'R(UN)?PATH|path ' >"$sandbox/paths" ||
+    program=$sandbox/place/bin/quillon
+    [ ! -d "$sandbox/place/Quillon.app" ] ||
+        program=$sandbox/place/Quillon.app/Contents/MacOS/Quillon
+    $tool "$program" | grep -E 'R(UN)?PATH|path ' >"$sandbox/paths" ||
         complain "it has no run path at all"
     grep -qE 'ORIGIN|@executable_path' "$sandbox/paths" ||
         complain "it does not look beside itself: $(cat "$sandbox/paths")"

@@ -181,7 +181,7 @@ test_macos_gets_what_is_missing_from_homebrew()
     mkdir -p "$sandbox/brew/opt/cmake"
     run_script setup
     expect_status 0
-    expect_called "brew install --formula --quiet ninja nlohmann-json pkgconf qcoro6 qtbase"
+    expect_called "brew install --formula --quiet ninja nlohmann-json pkgconf qcoro6 qtbase qtdeclarative qtsvg"
     expect_builds 1
     : >"$calls"
     run_script setup --tests

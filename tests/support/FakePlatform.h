@@ -6,6 +6,7 @@
 #include "platform/Screen.h"
 #include "platform/Scripts.h"
 #include "platform/Workspace.h"
+#include "tests/support/FakeShell.h"
 
 #include <QMap>
 #include <QPromise>
@@ -168,12 +169,20 @@ class FakePlatform : public Platform
 {
 public:
     Accessibility &accessibility() override { return controls; }
+    Appearance &appearance() override { return settings; }
+    GlobalHotKey &hotKey() override { return key; }
+    Instance &instance() override { return place; }
+    Shell &shell() override { return panels; }
     Workspace &workspace() override { return desk; }
     Keyboard &keyboard() override { return keys; }
     Screen &screen() override { return display; }
     Scripts &scripts() override { return language; }
 
     FakeAccessibility controls;
+    FakeAppearance settings;
+    FakeInstance place;
+    FakeShell panels;
+    FakeHotKey key{panels.calls};
     FakeWorkspace desk;
     FakeKeyboard keys;
     FakeScreen display;

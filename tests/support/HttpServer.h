@@ -26,10 +26,10 @@ public:
     struct Answer
     {
         int status = 200;
-        QByteArray body;
+        QByteArray body = {};
         qint64 size = -1; ///< The body is repeated up to this many bytes; -1: once.
         Framing framing = Framing::length;
-        QList<QByteArray> headers;
+        QList<QByteArray> headers = {};
         qint64 cutAfter = -1;  ///< Closes the connection after this many bytes of the body.
         qint64 holdAfter = -1; ///< Pauses there, until release().
         int dripInterval = 0;  ///< Milliseconds between single bytes, where above zero.

@@ -5,6 +5,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QRegularExpression>
 #include <QThread>
 
 #include <csignal>
@@ -42,6 +43,19 @@ QByteArray firstLine(QProcess &process)
     return process.readLine().trimmed();
 }
 
+// The processes whose environment names that folder.
+QList<qint64> processesOf(const QString &folder)
+{
+    QList<qint64> found;
+    for (const QString &process : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        QFile environment(QStringLiteral("/proc/") + process + QStringLiteral("/environ"));
+        if (environment.open(QIODevice::ReadOnly) &&
+            environment.readAll().contains(QFile::encodeName(folder)))
+            found.append(process.toLongLong());
+    }
+    return found;
+}
+
 void setVariable(const char *name, const QString &value)
 {
     qputenv(name, QFile::encodeName(value));
@@ -66,17 +80,25 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
     // descriptions, without which programs abort, are of use.
     folder("XDG_DATA_DIRS", QStringLiteral("share"));
     for (const QString &part :
-         {QStringLiteral("glib-2.0"), QStringLiteral("mime"), QStringLiteral("themes")}) {
-        QFile::link(QStringLiteral("/usr/share/") + part,
-                    m_folder.filePath(QStringLiteral("share/")) + part);
+         QDir(QStringLiteral("/usr/share")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
+        if (part != u"applications") {
+            QFile::link(QStringLiteral("/usr/share/") + part,
+                        m_folder.filePath(QStringLiteral("share/")) + part);
+        }
     }
+    QDir(m_folder.path()).mkpath(QStringLiteral("share/applications"));
     QFile::setPermissions(m_folder.filePath(QStringLiteral("run")),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     qputenv("XDG_CURRENT_DESKTOP", "Test");
     qputenv("GSETTINGS_BACKEND", "memory");
     qputenv("NO_AT_BRIDGE", "1");
-    qunsetenv("WAYLAND_DISPLAY");
-    qunsetenv("DESKTOP_STARTUP_ID");
+    qputenv("LC_ALL", "C.UTF-8");
+    // There is no graphics card behind it, and trying costs applications a second each.
+    qputenv("LIBGL_ALWAYS_SOFTWARE", "1");
+    qputenv("GSK_RENDERER", "cairo");
+    for (const char *name :
+         {"WAYLAND_DISPLAY", "DESKTOP_STARTUP_ID", "QT_QPA_PLATFORM", "GDK_BACKEND", "LANGUAGE"})
+        qunsetenv(name);
     startServer();
     startBus();
     startWindowManager();
@@ -89,6 +111,7 @@ VirtualDesktop::~VirtualDesktop()
         m_processes.pop_back();
     }
     endServer();
+    endRest();
 }
 
 QString VirtualDesktop::home(const QString &entry) const
@@ -109,6 +132,47 @@ QString VirtualDesktop::writeScript(const QString &entry, const QByteArray &body
     write(entry, "#!/bin/sh\n" + body);
     QFile::setPermissions(home(entry), QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     return home(entry);
+}
+
+QByteArray VirtualDesktop::read(const QString &entry) const
+{
+    QFile file(home(entry));
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void VirtualDesktop::install(const QString &entry, const QStringList &contentTypes)
+{
+    const QString source = QStringLiteral("/usr/share/applications/") + entry;
+    if (!QFile::exists(source))
+        qFatal("%s is not installed.", qPrintable(entry));
+    QFile::link(source, m_folder.filePath(QStringLiteral("share/applications/")) + entry);
+    setDefault(entry, contentTypes);
+}
+
+void VirtualDesktop::setDefault(const QString &entry, const QStringList &contentTypes)
+{
+    for (const QString &type : contentTypes)
+        m_defaults[type] = entry;
+    QByteArray list = "[Default Applications]\n";
+    for (const auto &[type, application] : m_defaults.asKeyValueRange())
+        list += (type + u'=' + application + u'\n').toUtf8();
+    write(QStringLiteral(".config/mimeapps.list"), list);
+}
+
+void VirtualDesktop::uninstall(const QString &entry) const
+{
+    QFile::remove(m_folder.filePath(QStringLiteral("share/applications/")) + entry);
+}
+
+QList<qint64> VirtualDesktop::processes(const QString &program) const
+{
+    QList<qint64> found;
+    for (const qint64 process : processesOf(m_folder.path())) {
+        const QString link = QStringLiteral("/proc/%1/exe").arg(process);
+        if (QFile::symLinkTarget(link).endsWith(program))
+            found.append(process);
+    }
+    return found;
 }
 
 QProcess &VirtualDesktop::start(const QString &program, const QStringList &arguments)
@@ -151,6 +215,14 @@ void VirtualDesktop::endServer()
     if (m_server)
         end(*m_server);
     m_server.reset();
+}
+
+void VirtualDesktop::endRest() const
+{
+    for (const qint64 process : processesOf(m_folder.path())) {
+        if (process != getpid())
+            ::kill(static_cast<pid_t>(process), SIGKILL);
+    }
 }
 
 void VirtualDesktop::startServer()
@@ -197,8 +269,23 @@ void VirtualDesktop::startBus()
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
 }
 
+// Its own configuration binds the keys that summon the assistant.
+void VirtualDesktop::configureWindowManager() const
+{
+    QFile usual(QStringLiteral("/etc/xdg/openbox/rc.xml"));
+    if (!usual.open(QIODevice::ReadOnly))
+        qFatal("openbox is not installed.");
+    QString configuration = QString::fromUtf8(usual.readAll());
+    static const QRegularExpression binding(
+        QStringLiteral("<keybind key=\"A-space\">.*?</keybind>"),
+        QRegularExpression::DotMatchesEverythingOption);
+    configuration.remove(binding);
+    write(QStringLiteral(".config/openbox/rc.xml"), configuration.toUtf8());
+}
+
 void VirtualDesktop::startWindowManager()
 {
+    configureWindowManager();
     start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
     // It loses what windows ask of it before its event loop runs, also after it has announced
     // itself. So it is asked to change the desktop, again and again, until it does, and back.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QMap>
 #include <QProcess>
 #include <QString>
 #include <QStringList>
@@ -10,8 +11,8 @@
 
 /// A desktop of one's own: an X server in memory, a window manager, a session bus and a home
 /// folder. The environment of this process points to it, so it must be there before anything asks
-/// for the display, the bus or the home. All of it goes with the object, and also when this process
-/// dies. One at a time in a process.
+/// for the display, the bus or the home. All of it goes with the object, with all that was started
+/// on it by whomever, and also when this process dies. One at a time in a process.
 class VirtualDesktop
 {
 public:
@@ -31,11 +32,25 @@ public:
     /// The path of an entry in the home folder, which is there.
     [[nodiscard]] QString home(const QString &entry = {}) const;
 
+    /// The content of a file in the home folder; nothing where there is none.
+    [[nodiscard]] QByteArray read(const QString &entry) const;
+
     /// Writes a file into the home folder, and the folders above it.
     void write(const QString &entry, const QByteArray &content) const;
 
     /// Writes an executable shell script and returns its path.
     [[nodiscard]] QString writeScript(const QString &entry, const QByteArray &body) const;
+
+    /// Takes an application of this machine into the desktop, by the name of its desktop entry, as
+    /// the default for those kinds of files and addresses. All others stay unknown here.
+    void install(const QString &entry, const QStringList &contentTypes = {});
+    void setDefault(const QString &entry, const QStringList &contentTypes);
+
+    /// Takes it away again.
+    void uninstall(const QString &entry) const;
+
+    /// The processes on this desktop that run that program, by the end of its path.
+    [[nodiscard]] QList<qint64> processes(const QString &program) const;
 
     /// Starts a program that lives no longer than this object, with its output to read.
     QProcess &start(const QString &program, const QStringList &arguments);
@@ -53,10 +68,13 @@ public:
 
 private:
     void startBus();
+    void configureWindowManager() const;
     void startWindowManager();
+    void endRest() const;
 
     const Options m_options;
     QTemporaryDir m_folder;
-    std::list<QProcess> m_processes; ///< Ended in the opposite order.
+    QMap<QString, QString> m_defaults; ///< Entries by content type.
+    std::list<QProcess> m_processes;   ///< Ended in the opposite order.
     std::unique_ptr<QProcess> m_server;
 };

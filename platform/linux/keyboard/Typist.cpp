@@ -56,7 +56,7 @@ void Typist::type(std::span<const KeySymbol> symbols)
         m_expected.pop_front();
     }
     hold(0);
-    m_keyboard.sync();
+    m_keyboard.flush();
 }
 
 void Typist::press(KeySymbol symbol, uint8_t modifiers)
@@ -82,7 +82,7 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
     hold(held);
     m_pressed = stroke->code;
     m_keyboard.fake(stroke->code, true);
-    m_keyboard.sync();
+    m_keyboard.flush();
 }
 
 void Typist::release()
@@ -90,7 +90,7 @@ void Typist::release()
     if (m_pressed)
         m_keyboard.fake(*std::exchange(m_pressed, std::nullopt), false);
     hold(0);
-    m_keyboard.sync();
+    m_keyboard.flush();
 }
 
 void Typist::finish()
@@ -112,15 +112,14 @@ void Typist::finish()
 
 void Typist::prepare()
 {
-    bool isStale =
-        m_keyboard.mapHasChanged() || !m_map || m_keyboard.state()->group != m_map->group();
     for (int i = 0; i < maxReadings; ++i) {
+        const auto state = m_keyboard.state();
+        const bool isStale = m_keyboard.mapHasChanged() || !m_map || state->group != m_map->group();
         if (isStale)
             read();
-        m_usersKeys.putAside(*m_map);
-        isStale = m_keyboard.mapHasChanged();
-        if (!isStale)
+        else if ((state->mods & ~m_map->numLock()) == 0)
             return;
+        m_usersKeys.putAside(*m_map);
     }
 }
 

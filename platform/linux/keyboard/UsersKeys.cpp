@@ -3,6 +3,7 @@
 #include "platform/linux/keyboard/KeyMap.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 // Keys that lock do so when they go down; that they are held means nothing.
@@ -38,7 +39,8 @@ void UsersKeys::putAside(const KeyMap &map)
 
 void UsersKeys::giveBack()
 {
-    m_keyboard.lock(m_locked, m_locked);
+    if (const uint8_t locked = std::exchange(m_locked, uint8_t{0}))
+        m_keyboard.lock(locked, locked);
     m_keyboard.sync();
     std::map<DeviceKey, int> pressed;
     for (const auto &[key, releases] : std::exchange(m_held, {})) {
@@ -54,5 +56,4 @@ void UsersKeys::giveBack()
             m_keyboard.fake(key, false);
     }
     m_keyboard.sync();
-    m_locked = 0;
 }

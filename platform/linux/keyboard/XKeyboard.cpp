@@ -73,9 +73,9 @@ xcb_atom_t XKeyboard::atom(const std::string &name) const
 
 void XKeyboard::findDevices()
 {
-    const auto names = answered(xcb_xkb_get_state_reply(
+    const auto desktop = answered(xcb_xkb_get_state_reply(
         connection(), xcb_xkb_get_state(connection(), XCB_XKB_ID_USE_CORE_KBD), nullptr));
-    m_core = names->deviceID;
+    m_core = desktop->deviceID;
     const auto all = answered(xcb_input_xi_query_device_reply(
         connection(), xcb_input_xi_query_device(connection(), XCB_INPUT_DEVICE_ALL), nullptr));
     auto each = xcb_input_xi_query_device_infos_iterator(all.get());
@@ -128,10 +128,21 @@ void XKeyboard::fake(const DeviceKey &key, bool isDown)
         --m_releases[key];
 }
 
+void XKeyboard::flush()
+{
+    if (xcb_flush(connection()) <= 0)
+        throw Failure("The X server went away.");
+}
+
 void XKeyboard::sync()
 {
     (void)answered(
         xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
+    hear();
+}
+
+void XKeyboard::hear()
+{
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())})
         hear(*event);
 }
@@ -163,7 +174,6 @@ void XKeyboard::become()
 
 bool XKeyboard::mapHasChanged()
 {
-    sync();
     return std::exchange(m_mapHasChanged, false);
 }
 
@@ -219,8 +229,10 @@ std::vector<std::vector<xcb_keycode_t>> XKeyboard::modifierKeys()
 
 XcbReply<xcb_xkb_get_state_reply_t> XKeyboard::state()
 {
-    return answered(
+    auto reply = answered(
         xcb_xkb_get_state_reply(connection(), xcb_xkb_get_state(connection(), m_core), nullptr));
+    hear();
+    return reply;
 }
 
 void XKeyboard::lock(uint8_t affected, uint8_t locked)
@@ -231,27 +243,21 @@ void XKeyboard::lock(uint8_t affected, uint8_t locked)
 
 std::vector<KeyEntry> XKeyboard::entries(xcb_keycode_t first, xcb_keycode_t last)
 {
-    return entriesOf(m_core, first, last);
-}
-
-std::vector<KeyEntry> XKeyboard::entriesOf(xcb_input_device_id_t device, xcb_keycode_t first,
-                                           xcb_keycode_t last) const
-{
     const auto count = static_cast<uint8_t>(last - first + 1);
     const auto reply = answered(
         xcb_xkb_get_map_reply(connection(),
-                              xcb_xkb_get_map(connection(), device, 0, XCB_XKB_MAP_PART_KEY_SYMS, 0,
+                              xcb_xkb_get_map(connection(), m_ours, 0, XCB_XKB_MAP_PART_KEY_SYMS, 0,
                                               0, first, count, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
                               nullptr));
     // Nothing but these entries was asked for, so they are all that is there.
     const auto *bytes = static_cast<const uint8_t *>(xcb_xkb_get_map_map(reply.get()));
-    std::vector<KeyEntry> entries;
+    std::vector<KeyEntry> all;
     for (int i = 0; i < count; ++i) {
         const size_t size = entryHead + symbolCount(bytes) * sizeof(uint32_t);
-        entries.emplace_back(bytes, bytes + size);
+        all.emplace_back(bytes, bytes + size);
         bytes += size;
     }
-    return entries;
+    return all;
 }
 
 void XKeyboard::change(const std::map<xcb_keycode_t, KeyEntry> &changes)
@@ -260,25 +266,25 @@ void XKeyboard::change(const std::map<xcb_keycode_t, KeyEntry> &changes)
         return;
     const xcb_keycode_t first = changes.begin()->first;
     const xcb_keycode_t last = changes.rbegin()->first;
-    const xcb_setup_t *const setup = xcb_get_setup(connection());
-    // The keyboards of flesh and blood keep their own maps: whoever uses one gets it back at once.
-    for (const xcb_input_device_id_t device : {m_ours, m_core}) {
-        std::vector<uint8_t> all;
-        size_t symbols = 0;
-        xcb_keycode_t code = first;
-        for (const KeyEntry &current : entriesOf(device, first, last)) {
-            const auto changed = changes.find(code++);
-            const KeyEntry &entry = changed == changes.end() ? current : changed->second;
-            symbols += symbolCount(entry.data());
-            all.insert(all.end(), entry.begin(), entry.end());
-        }
-        xcb_xkb_set_map(connection(), device, XCB_XKB_MAP_PART_KEY_SYMS, 0, setup->min_keycode,
-                        setup->max_keycode, 0, 0, first, static_cast<uint8_t>(last - first + 1),
-                        static_cast<uint16_t>(symbols), 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-                        0, all.data());
+    std::vector<uint8_t> all;
+    size_t symbols = 0;
+    xcb_keycode_t code = first;
+    for (const KeyEntry &current : entries(first, last)) {
+        const auto changed = changes.find(code++);
+        const KeyEntry &entry = changed == changes.end() ? current : changed->second;
+        symbols += symbolCount(entry.data());
+        all.insert(all.end(), entry.begin(), entry.end());
     }
-    m_mapHasChanged = true;
-    sync();
+    // The desktop's own map would spread to the hardware's keyboards, which may have other ones. It
+    // becomes the map of ours once another keyboard has been in use, and ours then again.
+    const xcb_setup_t *const setup = xcb_get_setup(connection());
+    xcb_xkb_set_map(connection(), m_others.empty() ? m_core : m_ours, XCB_XKB_MAP_PART_KEY_SYMS, 0,
+                    setup->min_keycode, setup->max_keycode, 0, 0, first,
+                    static_cast<uint8_t>(last - first + 1), static_cast<uint16_t>(symbols), 0, 0, 0,
+                    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, all.data());
+    if (!m_others.empty())
+        fake(DeviceKey{m_others.front(), setup->min_keycode}, false);
+    become();
 }
 
 Front XKeyboard::waitForFront()

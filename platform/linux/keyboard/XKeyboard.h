@@ -48,6 +48,9 @@ public:
     /// The same for a key of any of the keyboards, as if its owner's finger did it.
     void fake(const DeviceKey &key, bool isDown);
 
+    /// Sends what has been asked for.
+    void flush();
+
     /// Sends what has been asked for, waits until the server has done it, and hears what else has
     /// happened there.
     void sync();
@@ -56,7 +59,7 @@ public:
     /// desktop's is that of the keyboard that was used last.
     void become();
 
-    /// Whether what the keys mean may have changed since the last call.
+    /// Whether we have heard since the last call that the keys may mean something else.
     [[nodiscard]] bool mapHasChanged();
 
     /// How often others have released that key since we began.
@@ -68,16 +71,18 @@ public:
     /// The keys of each of the eight modifiers.
     [[nodiscard]] std::vector<std::vector<xcb_keycode_t>> modifierKeys();
 
+    /// The group and the modifiers in effect. Hears what else has happened, as sync does.
     [[nodiscard]] XcbReply<xcb_xkb_get_state_reply_t> state();
 
     /// Locks those of the affected modifiers that are to be locked, and unlocks the others.
     void lock(uint8_t affected, uint8_t locked);
 
-    /// The symbols of the keys from one code to another, both included, that now count.
+    /// What the keys from one code to another, both included, mean on the keyboard without
+    /// hardware.
     [[nodiscard]] std::vector<KeyEntry> entries(xcb_keycode_t first, xcb_keycode_t last);
 
-    /// Changes entries in one request for each keyboard that is concerned. Those that stand between
-    /// the first and the last stay as they are.
+    /// Changes entries there, in one request, and becomes that keyboard. Entries between the first
+    /// and the last stay as they are.
     void change(const std::map<xcb_keycode_t, KeyEntry> &changes);
 
     /// Waits until the application in front has seen all that was sent to it so far.
@@ -92,9 +97,8 @@ private:
     [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &extension, const char *complaint) const;
     void findDevices();
     void listen();
+    void hear();
     void hear(const xcb_generic_event_t &event);
-    [[nodiscard]] std::vector<KeyEntry> entriesOf(xcb_input_device_id_t device, xcb_keycode_t first,
-                                                  xcb_keycode_t last) const;
     [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
 
     std::unique_ptr<xcb_connection_t, Closed> m_connection;

@@ -207,7 +207,8 @@ void tst_LinuxApplications::startedProgramsWriteNothingToUsAndAreNotInOurSession
     const QString script = m_desktop->writeScript(
         u"bin/chatty"_s,
         "out=$(readlink /proc/$$/fd/1); errors=$(readlink /proc/$$/fd/2)\n"
-        "printf '%s\\n%s\\n%s\\n' \"$out\" \"$errors\" \"$(ps -o sid= -p $$)\" > \"$HOME/new\"\n"
+        "printf '%s\\n%s\\n%s\\n%s\\n' \"$out\" \"$errors\" \"$(ps -o sid= -p $$)\" \"$(pwd)\" "
+        "> \"$HOME/new\"\n"
         "mv \"$HOME/new\" \"$HOME/chatty.calls\"\n");
     m_desktop->write(applications + u"chatty.desktop"_s, entry("Chatty", script.toUtf8()));
     // What is installed now is not known at once.
@@ -218,6 +219,7 @@ void tst_LinuxApplications::startedProgramsWriteNothingToUsAndAreNotInOurSession
     QCOMPARE(lines.value(0), "/dev/null"_ba);
     QCOMPARE(lines.value(1), "/dev/null"_ba);
     QVERIFY(lines.value(2).trimmed().toLongLong() != getsid(0));
+    QCOMPARE(lines.value(3), m_desktop->home().toUtf8());
 }
 
 void tst_LinuxApplications::foldersStandTheUsersFirst()

@@ -114,8 +114,8 @@ public:
         return reply->mask & 0xff;
     }
 
-    /// Does what somebody's finger does, on the keyboard of that name.
-    void finger(const QByteArray &keyboard, xcb_keycode_t code, bool presses)
+    /// The keyboard of that name.
+    [[nodiscard]] int device(const QByteArray &keyboard) const
     {
         const std::unique_ptr<xcb_input_xi_query_device_reply_t, decltype(&std::free)> all(
             xcb_input_xi_query_device_reply(connection(),
@@ -123,17 +123,21 @@ public:
             &std::free);
         auto each = xcb_input_xi_query_device_infos_iterator(all.get());
         for (; each.rem > 0; xcb_input_xi_device_info_next(&each)) {
-            if (QByteArray(xcb_input_xi_device_info_name(each.data), each.data->name_len) !=
+            if (QByteArray(xcb_input_xi_device_info_name(each.data), each.data->name_len) ==
                 keyboard)
-                continue;
-            const int type = m_firstEvent +
-                             (presses ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
-            xcb_test_fake_input(connection(), static_cast<uint8_t>(type), code, 0, 0, 0, 0,
-                                static_cast<uint8_t>(each.data->deviceid));
-            sync();
-            return;
+                return each.data->deviceid;
         }
         qFatal("There is no keyboard %s.", keyboard.constData());
+    }
+
+    /// Does what somebody's finger does, on the keyboard of that name.
+    void finger(const QByteArray &keyboard, xcb_keycode_t code, bool presses)
+    {
+        const int type =
+            m_firstEvent + (presses ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
+        xcb_test_fake_input(connection(), static_cast<uint8_t>(type), code, 0, 0, 0, 0,
+                            static_cast<uint8_t>(device(keyboard)));
+        sync();
     }
 
     [[nodiscard]] int group() const
@@ -290,6 +294,7 @@ private Q_SLOTS:
     void textReachesApplicationsExactly();
     void layoutsMakeNoDifference_data();
     void layoutsMakeNoDifference();
+    void aLayoutOfTheHardwareAloneMakesNoDifference();
     void locksMakeNoDifference_data();
     void locksMakeNoDifference();
     void heldModifiersMakeNoDifference_data();
@@ -390,6 +395,25 @@ void tst_LinuxKeyboard::layoutsMakeNoDifference()
     QCOMPARE(m_server->group(), group);
     QTRY_COMPARE(QString::fromUtf8(receiver->received()), asWritten(everything));
     m_server->lockGroup(0);
+}
+
+void tst_LinuxKeyboard::aLayoutOfTheHardwareAloneMakesNoDifference()
+{
+    const auto receiver = terminal(*m_desktop, u"hardware"_s);
+    setLayout({u"-device"_s, QString::number(m_server->device(hardware)), u"fr"_s});
+    m_server->finger(hardware, 24, true);
+    m_server->finger(hardware, 24, false);
+    QTRY_COMPARE(receiver->received(), "a"_ba);
+    const QByteArray map = keyboardMap();
+    QVERIFY(map != m_map);
+    const QString text = u"qwerty azerty äöü Жук"_s;
+    QCOMPARE(typed(text), u"Typed text."_s);
+    QTRY_COMPARE(QString::fromUtf8(receiver->received()), u'a' + text);
+    // Whoever goes on at the hardware finds it as it was.
+    m_server->finger(hardware, 24, true);
+    m_server->finger(hardware, 24, false);
+    QTRY_COMPARE(QString::fromUtf8(receiver->received()), u'a' + text + u'a');
+    QCOMPARE(keyboardMap(), map);
 }
 
 void tst_LinuxKeyboard::locksMakeNoDifference_data()
@@ -556,7 +580,7 @@ void tst_LinuxKeyboard::typingStopsWhenAnotherWindowComesForward()
     });
     const QByteArray text = QByteArray("0123456789").repeated(100);
     QCOMPARE(typed(QString::fromLatin1(text)),
-             u"ActionError: Typing stopped because another application came to the front."_s);
+             u"ActionError: Typing stopped because the application is no longer in front."_s);
     QTRY_VERIFY(!receiver->received().isEmpty());
     QVERIFY(receiver->received().size() < text.size());
     QVERIFY(text.startsWith(receiver->received()));
@@ -636,7 +660,7 @@ void tst_LinuxKeyboard::aServerThatDiesIsTold()
     QTimer::singleShot(200, this, [this] { m_desktop->endServer(); });
     const QString result = typed(u"0123456789"_s.repeated(500));
     QVERIFY2(result == u"PlatformError: The X server went away."_s ||
-                 result == u"ActionError: Typing stopped because another application came to the "
+                 result == u"ActionError: Typing stopped because the application is no longer in "
                            "front."_s,
              qPrintable(result));
     QCOMPARE(pressed(u"a"_s),

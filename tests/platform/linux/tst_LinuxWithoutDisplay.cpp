@@ -1,4 +1,5 @@
 #include "executor/Executor.h"
+#include "platform/Keyboard.h"
 #include "platform/Platform.h"
 #include "platform/PlatformError.h"
 #include "platform/Screen.h"
@@ -20,6 +21,7 @@ private Q_SLOTS:
     void aDisplayThatIsNotThereIsNone();
     void openingSaysWhatIsMissing();
     void revealingDoesNothing();
+    void typingSaysWhatIsMissing();
     void noPictureIsTaken();
 
 private:
@@ -70,6 +72,19 @@ void tst_LinuxWithoutDisplay::noPictureIsTaken()
 {
     QCOMPARE(outcome(u"screenshot"_s, {{u"folder"_s, u"home"_s}}),
              u"PlatformError: There is no display to take a picture of."_s);
+}
+
+void tst_LinuxWithoutDisplay::typingSaysWhatIsMissing()
+{
+    const auto source = Platform::current().keyboard().open(u"text"_s);
+    const QFuture<void> posted = source->post({.isDown = true, .text = u"text"_s});
+    QTRY_VERIFY_WITH_TIMEOUT(posted.isFinished(), 20'000);
+    try {
+        QFuture<void>(posted).waitForFinished();
+        QFAIL("It was typed.");
+    } catch (const PlatformError &error) {
+        QCOMPARE(error.what(), "There is no X server to type on.");
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_LinuxWithoutDisplay)

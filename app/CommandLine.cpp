@@ -1,0 +1,90 @@
+#include "app/CommandLine.h"
+
+#include "app/InterruptSignal.h"
+#include "app/PanelProgram.h"
+#include "app/Terminal.h"
+#include "app/TerminalRunner.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QCoro/QCoroTask>
+#include <QTimer>
+
+namespace {
+const QString taskOption = QStringLiteral("task");
+const QString toggleOption = QStringLiteral("toggle");
+
+// These names decide where settings and models are kept: ~/.config/Quillon and the like.
+void setNames()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Quillon"));
+    QCoreApplication::setOrganizationDomain(QStringLiteral("quillon.app"));
+    QCoreApplication::setApplicationName(QStringLiteral("Quillon"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
+}
+
+void describe(QCommandLineParser &parser)
+{
+    parser.setApplicationDescription(
+        QStringLiteral("Operates your computer for you, with a language model that runs on it. "
+                       "Without an option it opens its panel, or brings it to the front."));
+    parser.addOption(
+        {taskOption, QStringLiteral("Run one task in this terminal."), QStringLiteral("text")});
+    parser.addOption({toggleOption, QStringLiteral("Show or hide the panel, as its key does.")});
+    parser.addHelpOption();
+    parser.addVersionOption();
+}
+
+QCoro::Task<> runInTerminal(TerminalRunner &runner, QString task)
+{
+    QCoreApplication::exit(co_await runner.run(std::move(task)));
+}
+
+int runTask(const QString &task)
+{
+    Terminal terminal;
+    ModelManager models;
+    AgentSession session(models);
+    TerminalRunner runner(models, session, terminal);
+    const InterruptSignal interrupt;
+    QObject::connect(&interrupt, &InterruptSignal::interrupted, &runner, &TerminalRunner::stop);
+
+    QCoro::Task<> running;
+    QTimer::singleShot(0, &runner, [&] { running = runInTerminal(runner, task); });
+    return QCoreApplication::exec();
+}
+
+// What the arguments say, before there is an application to ask.
+bool asksForPanel(int argc, char **argv, Instance::Request &request)
+{
+    QCommandLineParser parser;
+    describe(parser);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty())
+        return false;
+    const QStringList options = parser.optionNames();
+    request = options.isEmpty() ? Instance::Request::open : Instance::Request::toggle;
+    return options.isEmpty() || options == QStringList{toggleOption};
+}
+} // namespace
+
+int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
+{
+    setNames();
+    Instance::Request request = Instance::Request::open;
+    if (asksForPanel(argc, argv, request))
+        return PanelProgram::run(argc, argv, request, views);
+
+    // Everything else gets along without a display.
+    const QCoreApplication application(argc, argv);
+    QCommandLineParser parser;
+    describe(parser);
+    parser.process(application);
+    if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())
+        return runTask(parser.value(taskOption));
+    Terminal().complain(QStringLiteral("Quillon takes a task as one text: quillon --task \"Find "
+                                       "the latest PDF in my Downloads folder\""));
+    return EXIT_FAILURE;
+}

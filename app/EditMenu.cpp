@@ -1,0 +1,44 @@
+#include "app/EditMenu.h"
+
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <QGuiApplication>
+#include <QKeyEvent>
+#include <QWindow>
+
+#include <array>
+
+namespace {
+struct TextItem
+{
+    const char16_t *title;
+    char16_t key; ///< A capital is typed with Shift.
+};
+constexpr std::array textItems{TextItem{u"Undo", u'z'},  TextItem{u"Redo", u'Z'},
+                               TextItem{u"Cut", u'x'},   TextItem{u"Copy", u'c'},
+                               TextItem{u"Paste", u'v'}, TextItem{u"Select All", u'a'}};
+
+// The views know these keys, so the menu types them.
+void type(QChar letter)
+{
+    QWindow *const window = QGuiApplication::focusWindow();
+    if (!window)
+        return;
+    const Qt::KeyboardModifiers modifiers =
+        Qt::ControlModifier | (letter.isUpper() ? Qt::ShiftModifier : Qt::NoModifier);
+    const int key = letter.toUpper().unicode();
+    for (const QEvent::Type event : {QEvent::KeyPress, QEvent::KeyRelease})
+        QCoreApplication::postEvent(window, new QKeyEvent(event, key, modifiers));
+}
+} // namespace
+
+void EditMenu::install(std::function<void()> clearHistory)
+{
+    Shell &shell = Platform::current().shell();
+    for (const TextItem &item : textItems) {
+        const QChar key(item.key);
+        shell.addMenuItem(QString::fromUtf16(item.title), key, [key] { type(key); });
+    }
+    shell.addMenuItem(QStringLiteral("Clear History"), u'k', std::move(clearHistory));
+}

@@ -1,0 +1,48 @@
+#include "app/HotKey.h"
+
+#include "platform/GlobalHotKey.h"
+#include "platform/PanelWindow.h"
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <algorithm>
+
+namespace {
+bool hasVisibleKeyWindow(Shell &shell)
+{
+    const QList<PanelWindow *> &windows = shell.windows();
+    const auto key =
+        std::ranges::find_if(windows, [&](PanelWindow *window) { return shell.isKey(*window); });
+    return key != windows.end() && shell.isVisible(**key);
+}
+} // namespace
+
+HotKey &HotKey::shared()
+{
+    static HotKey hotKey;
+    return hotKey;
+}
+
+void HotKey::registerKey()
+{
+    Platform::current().hotKey().registerKey(&HotKey::summon);
+}
+
+void HotKey::summon()
+{
+    Shell &shell = Platform::current().shell();
+    if (shell.isActive() && hasVisibleKeyWindow(shell)) {
+        shell.hide();
+        return;
+    }
+    shell.activate();
+    // A copy: what a window does when it comes forward may change the list.
+    const QList<PanelWindow *> windows = shell.windows();
+    for (PanelWindow *const window : windows) {
+        if (!window->canBecomeMain())
+            continue;
+        shell.makeKeyAndOrderFront(*window);
+        shell.center(*window);
+    }
+    Q_EMIT shared().summonPalette();
+}

@@ -1,0 +1,99 @@
+#include "app/Panel.h"
+
+#include "app/HotKey.h"
+#include "platform/Accessibility.h"
+#include "platform/Appearance.h"
+#include "platform/PanelWindow.h"
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <QGuiApplication>
+
+#include <utility>
+
+namespace {
+bool isGivenTrust()
+{
+    return Platform::current().accessibility().isTrusted();
+}
+
+Look look()
+{
+    return Platform::current().appearance().look();
+}
+} // namespace
+
+Panel::Panel(QObject *parent) : QObject(parent), m_isTrusted(isGivenTrust())
+{
+    connect(&HotKey::shared(), &HotKey::summonPalette, this, [this] {
+        readTrust();
+        Q_EMIT summonPalette();
+    });
+    // There is no timer: who has just given the permission comes back to the panel for more.
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
+            [this](Qt::ApplicationState state) {
+                if (state == Qt::ApplicationActive)
+                    readTrust();
+            });
+    Platform::current().appearance().observe([this] { Q_EMIT lookChanged(); });
+    Platform::current().shell().observeComposition([this] { Q_EMIT compositedChanged(); });
+}
+
+Panel::~Panel()
+{
+    Platform::current().appearance().observe([] {});
+    Platform::current().shell().observeComposition([] {});
+}
+
+bool Panel::isComposited() const
+{
+    return Platform::current().shell().isComposited();
+}
+
+bool Panel::isDark() const
+{
+    return look().isDark;
+}
+
+bool Panel::hasReducedMotion() const
+{
+    return look().hasReducedMotion;
+}
+
+QColor Panel::accentColor() const
+{
+    const std::optional<Look::Color> accent = look().accent;
+    return accent ? QColor::fromRgbF(static_cast<float>(accent->red),
+                                     static_cast<float>(accent->green),
+                                     static_cast<float>(accent->blue))
+                  : QColor();
+}
+
+void Panel::requestTrust()
+{
+    Platform::current().accessibility().requestTrust();
+}
+
+void Panel::hide()
+{
+    Platform::current().shell().hide();
+}
+
+void Panel::close()
+{
+    if (m_window)
+        m_window->close();
+}
+
+void Panel::minimise()
+{
+    if (m_window)
+        m_window->minimise();
+}
+
+void Panel::readTrust()
+{
+    const bool isTrusted = isGivenTrust();
+    if (std::exchange(m_isTrusted, isTrusted) != isTrusted)
+        Q_EMIT trustedChanged();
+}

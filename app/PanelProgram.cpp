@@ -1,0 +1,78 @@
+#include "app/PanelProgram.h"
+
+#include "app/HotKey.h"
+#include "app/SingleInstance.h"
+#include "app/Terminal.h"
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QStyleHints>
+#include <QTimer>
+
+#include <cstdlib>
+#include <vector>
+
+int PanelProgram::run(int argc, char **argv, Instance::Request request,
+                      const QuillonApp::Views &views)
+{
+    Terminal terminal;
+    Shell &shell = Platform::current().shell();
+    if (!shell.hasDisplay()) {
+        terminal.complain(QStringLiteral(
+            "Quillon needs a desktop to show its panel on; without one, give it a task: "
+            "quillon --task \"Find the latest PDF in my Downloads folder\""));
+        return EXIT_FAILURE;
+    }
+
+    QByteArrayList extra = shell.toolkitArguments();
+    std::vector<char *> arguments(argv, argv + argc);
+    for (QByteArray &argument : extra)
+        arguments.push_back(argument.data());
+    int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+
+    QuillonApp *running = nullptr;
+    shell.observeReopening([&running] {
+        if (running)
+            running->reopen();
+    });
+    if (shell.paintsInSoftware())
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    QQuickWindow::setDefaultAlphaBuffer(true);
+    const QGuiApplication application(count, arguments.data());
+    // A cursor that blinks would wake the processor for nothing, again and again.
+    QGuiApplication::styleHints()->setCursorFlashTime(0);
+    QGuiApplication::setDesktopFileName(QStringLiteral("app.quillon.Quillon"));
+
+    // Requests come from the event loop, so not before the panel is there.
+    const auto received = [&running](Instance::Request asked) {
+        QTimer::singleShot(0, qGuiApp, [&running, asked] {
+            if (running && asked == Instance::Request::open)
+                running->reopen();
+            else if (running)
+                HotKey::summon();
+        });
+    };
+    switch (SingleInstance::settle(received, request)) {
+    case SingleInstance::Outcome::isOurs:
+        break;
+    case SingleInstance::Outcome::handedOver:
+        return EXIT_SUCCESS;
+    case SingleInstance::Outcome::silent:
+        terminal.complain(
+            QStringLiteral("Quillon is running but does not answer: end it, then start it again."));
+        return EXIT_FAILURE;
+    }
+
+    QuillonApp quillon(views);
+    running = &quillon;
+    if (const std::optional<QString> failure = quillon.launch()) {
+        terminal.complain(*failure);
+        return EXIT_FAILURE;
+    }
+    const int status = QGuiApplication::exec();
+    running = nullptr;
+    return status;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/PanelWindow.h"
+
+class QQuickWindow;
+
+/// A Qt Quick window as the shell handles it; known to the shell while it lives. Borrows the
+/// window. Main thread.
+class QuickPanelWindow final : public PanelWindow
+{
+public:
+    explicit QuickPanelWindow(QQuickWindow &window);
+    ~QuickPanelWindow() override;
+    QuickPanelWindow(const QuickPanelWindow &) = delete;
+    QuickPanelWindow &operator=(const QuickPanelWindow &) = delete;
+
+    [[nodiscard]] quintptr handle() const override;
+    [[nodiscard]] bool isShown() const override;
+    [[nodiscard]] bool hasFocus() const override;
+    [[nodiscard]] bool canBecomeMain() const override { return true; }
+    void show() override;
+    void hide() override;
+    void minimise() override;
+    void close() override;
+    [[nodiscard]] QSize size() const override;
+    [[nodiscard]] QRect screenArea() const override;
+    [[nodiscard]] double scale() const override;
+    void moveTo(QPoint corner) override;
+
+private:
+    QQuickWindow &m_window;
+};

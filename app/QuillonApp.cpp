@@ -1,0 +1,74 @@
+#include "app/QuillonApp.h"
+
+#include "app/EditMenu.h"
+#include "app/HotKey.h"
+#include "app/VisualEffect.h"
+#include "app/WindowStyler.h"
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <QGuiApplication>
+#include <QQmlError>
+#include <QQuickWindow>
+
+#include <algorithm>
+
+namespace {
+Shell &shell()
+{
+    return Platform::current().shell();
+}
+
+bool hasVisibleWindows()
+{
+    return std::ranges::any_of(shell().windows(),
+                               [](PanelWindow *window) { return shell().isVisible(*window); });
+}
+} // namespace
+
+QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
+{
+    QGuiApplication::setQuitOnLastWindowClosed(
+        AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+    QObject::connect(&m_engine, &QQmlEngine::warnings, &m_engine,
+                     [this](const QList<QQmlError> &errors) {
+                         if (m_problem.isEmpty())
+                             m_problem = errors.first().toString();
+                     });
+    QVariantMap properties = views.prepare(m_engine, m_models, m_session);
+    properties.insert(QStringLiteral("panel"), QVariant::fromValue(&m_panel));
+    m_engine.setInitialProperties(properties);
+    m_engine.load(views.rootFile);
+    const QList<QObject *> roots = m_engine.rootObjects();
+    auto *const window = roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow *>(roots.first());
+    if (!window)
+        return;
+    window->setFlags(shell().windowFlags());
+    m_window.emplace(*window);
+    m_panel.setWindow(&*m_window);
+}
+
+QuillonApp::~QuillonApp()
+{
+    m_panel.setWindow(nullptr);
+}
+
+std::optional<QString> QuillonApp::launch()
+{
+    if (!m_window)
+        return QStringLiteral("Quillon's panel cannot be shown: %1").arg(m_problem);
+    EditMenu::install([this] { m_session.setTurns({}); });
+    shell().center(*m_window);
+    WindowStyler::make(*m_window);
+    VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
+    m_window->show();
+    m_delegate.applicationDidFinishLaunching();
+    return std::nullopt;
+}
+
+void QuillonApp::reopen()
+{
+    const bool wasVisible = hasVisibleWindows();
+    shell().activate();
+    m_delegate.applicationShouldHandleReopen(wasVisible);
+}

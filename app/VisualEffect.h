@@ -1,0 +1,15 @@
+#pragma once
+
+#include "platform/Shell.h"
+
+/// The platform's blurred, translucent material under a window's contents. Main thread.
+class VisualEffect
+{
+public:
+    explicit VisualEffect(Shell::Material material) : m_material(material) {}
+
+    void make(PanelWindow &window) const;
+
+private:
+    Shell::Material m_material;
+};

@@ -1,0 +1,16 @@
+#include "app/WindowStyler.h"
+
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <QCoreApplication>
+#include <QTimer>
+
+void WindowStyler::make(PanelWindow &window)
+{
+    QTimer::singleShot(0, QCoreApplication::instance(), [&window] {
+        Shell &shell = Platform::current().shell();
+        if (shell.windows().contains(&window))
+            shell.style(window);
+    });
+}

@@ -1,0 +1,74 @@
+// Draws the icon in every size that macOS asks for, and writes them into one .icns file.
+//   make-icns quillon.svg Quillon.icns
+
+#include <QBuffer>
+#include <QFile>
+#include <QGuiApplication>
+#include <QImage>
+#include <QPainter>
+#include <QSvgRenderer>
+#include <QtEndian>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+struct Entry
+{
+    const char *type; ///< The system's name for a size in pixels.
+    int pixels;
+};
+constexpr std::array entries{Entry{"icp4", 16},  Entry{"icp5", 32},  Entry{"ic11", 32},
+                             Entry{"ic12", 64},  Entry{"ic07", 128}, Entry{"ic08", 256},
+                             Entry{"ic13", 256}, Entry{"ic09", 512}, Entry{"ic14", 512},
+                             Entry{"ic10", 1024}};
+
+QByteArray bigEndian(qsizetype number)
+{
+    QByteArray bytes(sizeof(quint32), Qt::Uninitialized);
+    qToBigEndian(static_cast<quint32>(number), bytes.data());
+    return bytes;
+}
+
+QByteArray png(QSvgRenderer &drawing, int pixels)
+{
+    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    drawing.render(&painter);
+    painter.end();
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    image.save(&buffer, "PNG");
+    return bytes;
+}
+
+// A block is its type, its length with these eight bytes, and its content.
+QByteArray block(const char *type, const QByteArray &content)
+{
+    constexpr int header = 8;
+    return type + bigEndian(content.size() + header) + content;
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "minimal");
+    const QGuiApplication application(argc, argv);
+    if (argc != 3) {
+        std::fputs("make-icns needs the drawing and the file to write.\n", stderr);
+        return EXIT_FAILURE;
+    }
+    QSvgRenderer drawing(QString::fromLocal8Bit(argv[1]));
+    QFile file(QString::fromLocal8Bit(argv[2]));
+    if (!drawing.isValid() || !file.open(QIODevice::WriteOnly)) {
+        std::fputs("make-icns cannot read the drawing or write the file.\n", stderr);
+        return EXIT_FAILURE;
+    }
+    QByteArray blocks;
+    for (const Entry &entry : entries)
+        blocks += block(entry.type, png(drawing, entry.pixels));
+    const QByteArray icon = block("icns", blocks);
+    return file.write(icon) == icon.size() ? EXIT_SUCCESS : EXIT_FAILURE;
+}

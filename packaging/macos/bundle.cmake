@@ -1,0 +1,26 @@
+# Makes Quillon.app of the target quillon: the program with its description, its icon and what it
+# may ask the user for.
+
+set(drawing "${CMAKE_SOURCE_DIR}/packaging/icon/quillon.svg")
+set(icon "${CMAKE_CURRENT_BINARY_DIR}/Quillon.icns")
+add_custom_command(OUTPUT "${icon}"
+    COMMAND make-icns "${drawing}" "${icon}"
+    DEPENDS make-icns "${drawing}"
+    VERBATIM)
+set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+target_sources(quillon PRIVATE "${icon}")
+
+set_target_properties(quillon PROPERTIES
+    OUTPUT_NAME Quillon
+    MACOSX_BUNDLE TRUE
+    MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_LIST_DIR}/Info.plist.in")
+
+set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - is nobody in particular")
+add_custom_command(TARGET quillon POST_BUILD
+    COMMAND codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
+        --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements"
+        "$<TARGET_BUNDLE_DIR:quillon>"
+    VERBATIM)
+
+# For terminals: the bundle's program under its usual name.
+install(PROGRAMS "${CMAKE_CURRENT_LIST_DIR}/quillon" DESTINATION "${CMAKE_INSTALL_BINDIR}")

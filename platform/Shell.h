@@ -1,0 +1,74 @@
+#pragma once
+
+#include <QByteArrayList>
+#include <QChar>
+#include <QList>
+#include <QString>
+#include <Qt>
+#include <QtGlobal>
+
+#include <functional>
+
+class PanelWindow;
+
+/// The assistant's own application and windows as this desktop handles them. Main thread only.
+/// Requests are best effort: a desktop that refuses one leaves things as they are.
+class Shell
+{
+public:
+    /// NSVisualEffectView's materials, by its own numbers.
+    enum class Material : long { underWindowBackground = 21 };
+
+    virtual ~Shell() = default;
+
+    // Before the toolkit starts.
+
+    /// Whether there is a display to show windows on.
+    [[nodiscard]] virtual bool hasDisplay() = 0;
+    /// What the toolkit is told on its command line.
+    [[nodiscard]] virtual QByteArrayList toolkitArguments() const = 0;
+    /// Calls this on the main thread when the user opens the running application again by the
+    /// desktop's own means. For one observer.
+    virtual void observeReopening(std::function<void()> reopened) = 0;
+    /// Whether windows are painted faster without the graphics processor's help.
+    [[nodiscard]] virtual bool paintsInSoftware() const = 0;
+    [[nodiscard]] virtual Qt::WindowFlags windowFlags() const = 0;
+
+    // The application.
+
+    /// An application with a place in the Dock or the task bar and, where there is one, a menu bar.
+    virtual void setRegularPolicy() = 0;
+    /// Adds the item with its Command key behind the text-editing items of the menu bar.
+    virtual void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) = 0;
+    [[nodiscard]] virtual bool isActive() = 0;
+    /// Brings the application to the front, over all others.
+    virtual void activate() = 0;
+    /// Hides the application's windows and gives the focus back to whoever had it.
+    virtual void hide() = 0;
+
+    // Its windows, in their order. A window stays until it is forgotten.
+
+    void add(PanelWindow &window) { m_windows.append(&window); }
+    void forget(PanelWindow &window) { m_windows.removeOne(&window); }
+    [[nodiscard]] const QList<PanelWindow *> &windows() const { return m_windows; }
+
+    [[nodiscard]] virtual bool isVisible(PanelWindow &window) = 0;
+    [[nodiscard]] virtual bool isKey(PanelWindow &window) = 0;
+    virtual void makeKeyAndOrderFront(PanelWindow &window) = 0;
+    virtual void center(PanelWindow &window) = 0;
+
+    /// Makes the window a translucent panel without a title bar that its own contents fill.
+    virtual void style(PanelWindow &window) = 0;
+    /// Lays the system's blurred material under the window's contents.
+    virtual void layUnder(PanelWindow &window, Material material) = 0;
+
+    // What is behind.
+
+    /// Whether translucent pixels show what is behind the window.
+    [[nodiscard]] virtual bool isComposited() = 0;
+    /// Calls this on the main thread whenever isComposited() has changed. For one observer.
+    virtual void observeComposition(std::function<void()> changed) = 0;
+
+private:
+    QList<PanelWindow *> m_windows;
+};

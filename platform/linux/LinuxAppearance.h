@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/Appearance.h"
+
+#include <QDBusVariant>
+#include <QObject>
+#include <QVariant>
+
+/// The settings that desktops share: at once from GSettings where its schema is installed, then
+/// from the desktop portal, which most desktops offer and which also tells of changes.
+class LinuxAppearance final : public QObject, public Appearance
+{
+    Q_OBJECT
+
+public:
+    Look look() override;
+    void observe(std::function<void()> changed) override;
+
+private Q_SLOTS:
+    void takePortalSetting(const QString &group, const QString &key, const QDBusVariant &value);
+
+private:
+    void start();
+    void askPortal();
+    void take(const QString &group, const QString &key, const QVariant &value);
+
+    Look m_look;
+    bool m_hasStarted = false;
+    std::function<void()> m_changed;
+};

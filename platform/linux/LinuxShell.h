@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/Shell.h"
+#include "platform/linux/X11Events.h"
+
+#include <memory>
+#include <optional>
+
+class LinuxHotKey;
+
+/// The application on an X desktop: windows come forward and give the focus back through EWMH.
+/// Borrows the hot key, which must outlive it.
+class LinuxShell final : public Shell
+{
+public:
+    explicit LinuxShell(const LinuxHotKey &hotKey);
+    ~LinuxShell() override;
+
+    bool hasDisplay() override;
+    QByteArrayList toolkitArguments() const override;
+    void observeReopening(std::function<void()> reopened) override;
+    bool paintsInSoftware() const override { return true; }
+    Qt::WindowFlags windowFlags() const override { return Qt::Window | Qt::FramelessWindowHint; }
+
+    void setRegularPolicy() override;
+    void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override;
+    bool isActive() override;
+    void activate() override;
+    void hide() override;
+
+    bool isVisible(PanelWindow &window) override;
+    bool isKey(PanelWindow &window) override;
+    void makeKeyAndOrderFront(PanelWindow &window) override;
+    void center(PanelWindow &window) override;
+    void style(PanelWindow &window) override;
+    void layUnder(PanelWindow &window, Material material) override;
+
+    bool isComposited() override;
+    void observeComposition(std::function<void()> changed) override;
+
+private:
+    class Session;
+
+    /// The session with the X server, where there is one.
+    Session *session();
+
+    const LinuxHotKey &m_hotKey;
+    quint32 m_usedPress = 0; ///< The press of the hot key that has had its effect.
+    quint32 m_userTime = 0;  ///< When the user asked for us; 0 where that is not known.
+    std::optional<std::unique_ptr<Session>> m_session; ///< Present once it was tried.
+    std::function<void()> m_compositionChanged;
+};

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/Appearance.h"
+
+/// The appearance of AppKit.
+class MacAppearance final : public Appearance
+{
+public:
+    Look look() override;
+    void observe(std::function<void()> changed) override;
+};

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "platform/Shell.h"
+
+/// The application and its windows as AppKit has them.
+class MacShell final : public Shell
+{
+public:
+    bool hasDisplay() override;
+    QByteArrayList toolkitArguments() const override { return {}; }
+    void observeReopening(std::function<void()> reopened) override;
+    bool paintsInSoftware() const override { return false; }
+    Qt::WindowFlags windowFlags() const override { return Qt::Window; }
+
+    void setRegularPolicy() override;
+    void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override;
+    bool isActive() override;
+    void activate() override;
+    void hide() override;
+
+    bool isVisible(PanelWindow &window) override;
+    bool isKey(PanelWindow &window) override;
+    void makeKeyAndOrderFront(PanelWindow &window) override;
+    void center(PanelWindow &window) override;
+    void style(PanelWindow &window) override;
+    void layUnder(PanelWindow &window, Material material) override;
+
+    bool isComposited() override { return true; }
+    void observeComposition(std::function<void()>) override {}
+};

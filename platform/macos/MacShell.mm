@@ -1,0 +1,159 @@
+#include "platform/macos/MacShell.h"
+
+#include "platform/PanelWindow.h"
+#include "platform/macos/CFOwner.h"
+
+#import <AppKit/AppKit.h>
+#import <ApplicationServices/ApplicationServices.h>
+
+#include <utility>
+
+namespace {
+std::function<void()> s_reopened;
+} // namespace
+
+/// Stands behind the toolkit's own delegate, which passes on what it does not handle itself.
+@interface QuillonReopening : NSObject <NSApplicationDelegate>
+@end
+
+@implementation QuillonReopening
+- (BOOL)applicationShouldHandleReopen:(NSApplication *)sender hasVisibleWindows:(BOOL)flag
+{
+    (void)sender;
+    (void)flag;
+    s_reopened();
+    return YES;
+}
+@end
+
+/// What a menu item does.
+@interface QuillonMenuAction : NSObject {
+    std::function<void()> _chosen;
+}
+- (instancetype)initWithFunction:(std::function<void()>)chosen;
+- (void)choose:(id)sender;
+@end
+
+@implementation QuillonMenuAction
+- (instancetype)initWithFunction:(std::function<void()>)chosen
+{
+    self = [super init];
+    _chosen = std::move(chosen);
+    return self;
+}
+
+- (void)choose:(id)sender
+{
+    (void)sender;
+    _chosen();
+}
+@end
+
+namespace {
+NSView *view(PanelWindow &window)
+{
+    return (__bridge NSView *)reinterpret_cast<void *>(window.handle());
+}
+
+NSMenu *newEditMenu()
+{
+    NSMenu *const menu = [[NSMenu alloc] initWithTitle:@"Edit"];
+    NSMenuItem *const item = [[NSMenuItem alloc] initWithTitle:@"Edit"
+                                                        action:nil
+                                                 keyEquivalent:@""];
+    item.submenu = menu;
+    [NSApp.mainMenu addItem:item];
+    return menu;
+}
+} // namespace
+
+bool MacShell::hasDisplay()
+{
+    // A login without the window server has none.
+    return CFOwner<CFDictionaryRef>(CGSessionCopyCurrentDictionary()) != nullptr;
+}
+
+void MacShell::observeReopening(std::function<void()> reopened)
+{
+    s_reopened = std::move(reopened);
+    // The application does not keep its delegate alive.
+    static QuillonReopening *const delegate = [[QuillonReopening alloc] init];
+    NSApplication.sharedApplication.delegate = delegate;
+}
+
+void MacShell::setRegularPolicy()
+{
+    [NSApp setActivationPolicy:NSApplicationActivationPolicyRegular];
+}
+
+void MacShell::addMenuItem(const QString &title, QChar key, std::function<void()> chosen)
+{
+    static NSMenu *const menu = newEditMenu();
+    // Menu items do not keep their targets alive either.
+    static NSMutableArray *const actions = [[NSMutableArray alloc] init];
+    QuillonMenuAction *const action =
+        [[QuillonMenuAction alloc] initWithFunction:std::move(chosen)];
+    [actions addObject:action];
+    NSMenuItem *const item = [menu addItemWithTitle:title.toNSString()
+                                             action:@selector(choose:)
+                                      keyEquivalent:QString(key).toNSString()];
+    item.target = action;
+}
+
+bool MacShell::isActive()
+{
+    return NSApp.isActive;
+}
+
+void MacShell::activate()
+{
+    [NSApp activateIgnoringOtherApps:YES];
+}
+
+void MacShell::hide()
+{
+    [NSApp hide:nil];
+}
+
+bool MacShell::isVisible(PanelWindow &window)
+{
+    return view(window).window.isVisible;
+}
+
+bool MacShell::isKey(PanelWindow &window)
+{
+    return view(window).window.isKeyWindow;
+}
+
+void MacShell::makeKeyAndOrderFront(PanelWindow &window)
+{
+    window.show();
+    [view(window).window makeKeyAndOrderFront:nil];
+}
+
+void MacShell::center(PanelWindow &window)
+{
+    [view(window).window center];
+}
+
+void MacShell::style(PanelWindow &window)
+{
+    NSWindow *const panel = view(window).window;
+    [panel setTitlebarAppearsTransparent:YES];
+    [panel setTitleVisibility:NSWindowTitleHidden];
+    [panel setMovableByWindowBackground:YES];
+    [panel setStyleMask:panel.styleMask | NSWindowStyleMaskFullSizeContentView];
+    [panel setOpaque:NO];
+    [panel setBackgroundColor:NSColor.clearColor];
+}
+
+void MacShell::layUnder(PanelWindow &window, Material material)
+{
+    NSView *const content = view(window);
+    NSVisualEffectView *const effect = [[NSVisualEffectView alloc] initWithFrame:content.frame];
+    [effect setMaterial:static_cast<NSVisualEffectMaterial>(material)];
+    [effect setBlendingMode:NSVisualEffectBlendingModeBehindWindow];
+    [effect setState:NSVisualEffectStateActive];
+    effect.autoresizingMask = NSViewWidthSizable | NSViewHeightSizable;
+    [content.superview addSubview:effect positioned:NSWindowBelow relativeTo:content];
+}

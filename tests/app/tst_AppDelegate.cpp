@@ -1,0 +1,93 @@
+#include "app/AppDelegate.h"
+#include "app/VisualEffect.h"
+#include "app/WindowStyler.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QTest>
+
+#include <optional>
+
+using namespace Qt::StringLiterals;
+
+class tst_AppDelegate : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void launchingMakesARegularApplicationWithItsHotKeyInFront();
+    void theLastWindowDoesNotTakeTheApplicationWithIt();
+    void reopeningSummonsAfterTheEventAtHand();
+    void reopeningChangesNothingWhileAWindowIsVisible();
+    void aWindowIsStyledAfterTheEventAtHand();
+    void aWindowThatIsGoneByThenIsNotStyled();
+    void theMaterialLiesUnderTheWindow();
+};
+
+void tst_AppDelegate::launchingMakesARegularApplicationWithItsHotKeyInFront()
+{
+    FakePlatform platform;
+    AppDelegate delegate;
+    delegate.applicationDidFinishLaunching();
+    QCOMPARE(platform.panels.calls, (QStringList{u"regular"_s, u"register"_s, u"activate"_s}));
+    QVERIFY(platform.key.press);
+}
+
+void tst_AppDelegate::theLastWindowDoesNotTakeTheApplicationWithIt()
+{
+    QVERIFY(!AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+}
+
+void tst_AppDelegate::reopeningSummonsAfterTheEventAtHand()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    AppDelegate delegate;
+    QVERIFY(delegate.applicationShouldHandleReopen(false));
+    QVERIFY(platform.panels.calls.isEmpty());
+    QTRY_VERIFY(panel.isOnScreen);
+    QCOMPARE(platform.panels.calls,
+             (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+}
+
+void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
+{
+    FakePlatform platform;
+    AppDelegate delegate;
+    QVERIFY(delegate.applicationShouldHandleReopen(true));
+    QCoreApplication::processEvents();
+    QVERIFY(platform.panels.calls.isEmpty());
+}
+
+void tst_AppDelegate::aWindowIsStyledAfterTheEventAtHand()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    WindowStyler::make(panel);
+    QVERIFY(platform.panels.calls.isEmpty());
+    QTRY_COMPARE(platform.panels.calls, QStringList{u"style panel"_s});
+}
+
+void tst_AppDelegate::aWindowThatIsGoneByThenIsNotStyled()
+{
+    FakePlatform platform;
+    auto panel = std::optional<FakePanelWindow>(u"panel"_s);
+    platform.panels.add(*panel);
+    WindowStyler::make(*panel);
+    platform.panels.forget(*panel);
+    panel.reset();
+    QCoreApplication::processEvents();
+    QVERIFY(platform.panels.calls.isEmpty());
+}
+
+void tst_AppDelegate::theMaterialLiesUnderTheWindow()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    VisualEffect(Shell::Material::underWindowBackground).make(panel);
+    QCOMPARE(platform.panels.calls, QStringList{u"material 21 under panel"_s});
+}
+
+QTEST_GUILESS_MAIN(tst_AppDelegate)
+#include "tst_AppDelegate.moc"

@@ -1,0 +1,155 @@
+#include "app/HotKey.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class tst_HotKey : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void summoningBringsTheApplicationForwardAndCentresItsPanel();
+    void theViewsHearOfASummonWhenThePanelIsInFront();
+    void summoningHidesTheApplicationWhileItsPanelHasTheKeyboard();
+    void summoningShowsWhatIsNotSeen_data();
+    void summoningShowsWhatIsNotSeen();
+    void everyMainWindowComesForwardInOrder();
+    void windowsThatCannotBecomeMainStayWhereTheyAre();
+    void anApplicationWithoutWindowsIsStillActivated();
+    void thePressedKeySummons();
+};
+
+void tst_HotKey::summoningBringsTheApplicationForwardAndCentresItsPanel()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls,
+             (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+    QVERIFY(panel.isOnScreen);
+
+    // Wherever the user has left it: in the middle again.
+    panel.isFocused = false;
+    platform.panels.calls.clear();
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls,
+             (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+}
+
+void tst_HotKey::theViewsHearOfASummonWhenThePanelIsInFront()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    int summons = 0;
+    QObject listener;
+    connect(&HotKey::shared(), &HotKey::summonPalette, &listener, [&] {
+        ++summons;
+        QCOMPARE(platform.panels.calls.last(), u"center panel"_s);
+    });
+    HotKey::summon();
+    QCOMPARE(summons, 1);
+    HotKey::summon();
+    QCOMPARE(summons, 1); // That one hid it.
+    QVERIFY(HotKey::staticMetaObject.indexOfSignal("summonPalette()") >= 0);
+}
+
+void tst_HotKey::summoningHidesTheApplicationWhileItsPanelHasTheKeyboard()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    HotKey::summon();
+    platform.panels.calls.clear();
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
+    QVERIFY(!panel.isOnScreen);
+}
+
+void tst_HotKey::summoningShowsWhatIsNotSeen_data()
+{
+    QTest::addColumn<bool>("isActive");
+    QTest::addColumn<bool>("isKey");
+    QTest::addColumn<bool>("isVisible");
+
+    QTest::newRow("nothing") << false << false << false;
+    QTest::newRow("another application is in front") << false << false << true;
+    QTest::newRow("another application is in front, the panel was key") << false << true << true;
+    QTest::newRow("another window of ours has the keyboard") << true << false << true;
+    QTest::newRow("the key panel is not visible") << true << true << false;
+    QTest::newRow("minimised while active") << true << false << false;
+}
+
+void tst_HotKey::summoningShowsWhatIsNotSeen()
+{
+    QFETCH(bool, isActive);
+    QFETCH(bool, isKey);
+    QFETCH(bool, isVisible);
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    platform.panels.isInFront = isActive;
+    panel.isFocused = isKey;
+    panel.isOnScreen = isVisible;
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls,
+             (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+}
+
+void tst_HotKey::everyMainWindowComesForwardInOrder()
+{
+    FakePlatform platform;
+    FakePanelWindow first(u"first"_s);
+    FakePanelWindow second(u"second"_s);
+    platform.panels.add(first);
+    platform.panels.add(second);
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls, (QStringList{u"activate"_s, u"front first"_s, u"center first"_s,
+                                                 u"front second"_s, u"center second"_s}));
+    platform.panels.calls.clear();
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
+}
+
+void tst_HotKey::windowsThatCannotBecomeMainStayWhereTheyAre()
+{
+    FakePlatform platform;
+    FakePanelWindow tip(u"tip"_s);
+    tip.mayBecomeMain = false;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(tip);
+    platform.panels.add(panel);
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls,
+             (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+    QVERIFY(!tip.isOnScreen);
+}
+
+void tst_HotKey::anApplicationWithoutWindowsIsStillActivated()
+{
+    FakePlatform platform;
+    const QSignalSpy summons(&HotKey::shared(), &HotKey::summonPalette);
+    HotKey::summon();
+    QCOMPARE(platform.panels.calls, QStringList{u"activate"_s});
+    QCOMPARE(summons.size(), 1);
+}
+
+void tst_HotKey::thePressedKeySummons()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    HotKey::shared().registerKey();
+    QCOMPARE(platform.panels.calls, QStringList{u"register"_s});
+    platform.key.press();
+    QVERIFY(panel.isOnScreen);
+    platform.key.press();
+    QVERIFY(!panel.isOnScreen);
+}
+
+QTEST_GUILESS_MAIN(tst_HotKey)
+#include "tst_HotKey.moc"

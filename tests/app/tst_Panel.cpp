@@ -1,0 +1,153 @@
+#include "app/HotKey.h"
+#include "app/Panel.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QGuiApplication>
+#include <QSignalSpy>
+#include <QTest>
+#include <QWindow>
+
+using namespace Qt::StringLiterals;
+
+class tst_Panel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theTrustIsThePlatformsFromTheStart();
+    void theTrustIsReadAgainOnEverySummon();
+    void theTrustIsReadAgainWhenTheApplicationBecomesActive();
+    void askingForTrustAsksThePlatform();
+    void theSummonIsPassedOnToTheViews();
+    void hidingIsTheApplications();
+    void closingAndMinimisingAreTheWindows();
+    void nothingHappensWithoutAWindow();
+    void theLookIsTheDesktops();
+    void theCompositorMayComeAndGo();
+};
+
+void tst_Panel::theTrustIsThePlatformsFromTheStart()
+{
+    FakePlatform platform;
+    platform.controls.trusted = true;
+    QVERIFY(Panel().isTrusted());
+    platform.controls.trusted = false;
+    QVERIFY(!Panel().isTrusted());
+}
+
+void tst_Panel::theTrustIsReadAgainOnEverySummon()
+{
+    FakePlatform platform;
+    platform.controls.trusted = false;
+    const Panel panel;
+    const QSignalSpy changes(&panel, &Panel::trustedChanged);
+    platform.controls.trusted = true;
+    QVERIFY(!panel.isTrusted()); // There is no timer.
+    HotKey::summon();
+    QVERIFY(panel.isTrusted());
+    QCOMPARE(changes.size(), 1);
+    HotKey::summon();
+    QCOMPARE(changes.size(), 1);
+}
+
+void tst_Panel::theTrustIsReadAgainWhenTheApplicationBecomesActive()
+{
+    FakePlatform platform;
+    platform.controls.trusted = false;
+    const Panel panel;
+    platform.controls.trusted = true;
+    QWindow window;
+    window.show();
+    window.requestActivate();
+    QTRY_COMPARE(QGuiApplication::applicationState(), Qt::ApplicationActive);
+    QTRY_VERIFY(panel.isTrusted());
+}
+
+void tst_Panel::askingForTrustAsksThePlatform()
+{
+    FakePlatform platform;
+    Panel panel;
+    panel.requestTrust();
+    QCOMPARE(platform.controls.trustRequests, 1);
+}
+
+void tst_Panel::theSummonIsPassedOnToTheViews()
+{
+    FakePlatform platform;
+    platform.controls.trusted = false;
+    const Panel panel;
+    platform.controls.trusted = true;
+    bool wasTrusted = false;
+    connect(&panel, &Panel::summonPalette, &panel, [&] { wasTrusted = panel.isTrusted(); });
+    const QSignalSpy summons(&panel, &Panel::summonPalette);
+    HotKey::summon();
+    QCOMPARE(summons.size(), 1);
+    QVERIFY(wasTrusted);
+}
+
+void tst_Panel::hidingIsTheApplications()
+{
+    FakePlatform platform;
+    Panel().hide();
+    QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
+}
+
+void tst_Panel::closingAndMinimisingAreTheWindows()
+{
+    FakePlatform platform;
+    FakePanelWindow window(u"panel"_s);
+    Panel panel;
+    panel.setWindow(&window);
+    window.isOnScreen = true;
+    panel.minimise();
+    QVERIFY(!window.isOnScreen);
+    window.isOnScreen = true;
+    panel.close();
+    QVERIFY(!window.isOnScreen);
+    QVERIFY(platform.panels.calls.isEmpty());
+}
+
+void tst_Panel::nothingHappensWithoutAWindow()
+{
+    const FakePlatform platform;
+    Panel panel;
+    panel.minimise();
+    panel.close();
+    QVERIFY(platform.panels.calls.isEmpty());
+}
+
+void tst_Panel::theLookIsTheDesktops()
+{
+    FakePlatform platform;
+    const Panel panel;
+    QVERIFY(!panel.isDark());
+    QVERIFY(!panel.hasReducedMotion());
+    QVERIFY(!panel.accentColor().isValid());
+    const QSignalSpy changes(&panel, &Panel::lookChanged);
+    platform.settings.change(
+        {.isDark = true, .hasReducedMotion = true, .accent = Look::Color{1, 0.5, 0}});
+    QCOMPARE(changes.size(), 1);
+    QVERIFY(panel.property("darkMode").toBool());
+    QVERIFY(panel.property("reducedMotion").toBool());
+    QCOMPARE(panel.property("accentColor").value<QColor>().name(), u"#ff8000"_s);
+}
+
+void tst_Panel::theCompositorMayComeAndGo()
+{
+    FakePlatform platform;
+    const Panel panel;
+    const QSignalSpy changes(&panel, &Panel::compositedChanged);
+    QVERIFY(!panel.isComposited());
+    platform.panels.changeComposition(true);
+    QVERIFY(panel.property("composited").toBool());
+    QCOMPARE(changes.size(), 1);
+}
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
+    tst_Panel test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_Panel.moc"

@@ -1,0 +1,643 @@
+// The program with its panel as a user meets it: real windows, real keys, other applications
+// beside.
+
+#include "platform/linux/LinuxInstance.h"
+#include "platform/linux/X11Desktop.h"
+#include "tests/platform/linux/TestWindow.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QPoint>
+#include <QRect>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <csignal>
+
+#include <xcb/xcb.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QRect inTheMiddle(280, 90, 720, 620); // Of a screen of 1280 by 800.
+
+/// A start of the program, from which its output can be read. Killed when this goes away.
+class Start
+{
+public:
+    explicit Start(const QStringList &arguments = {}, const QProcessEnvironment &environment =
+                                                          QProcessEnvironment::systemEnvironment())
+    {
+        m_process.setProcessEnvironment(environment);
+        m_process.start(QStringLiteral(PANEL_PROGRAM), arguments);
+        if (!m_process.waitForStarted())
+            qFatal("The program does not start.");
+    }
+
+    ~Start() { end(); }
+    Start(const Start &) = delete;
+    Start &operator=(const Start &) = delete;
+
+    [[nodiscard]] bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
+    [[nodiscard]] int exitCode() const { return m_process.exitCode(); }
+    [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
+    [[nodiscard]] QString errors() { return QString::fromUtf8(m_process.readAllStandardError()); }
+
+    void signal(int number) const { ::kill(static_cast<pid_t>(m_process.processId()), number); }
+
+    void end()
+    {
+        m_process.kill();
+        m_process.waitForFinished(-1);
+    }
+
+private:
+    QProcess m_process;
+};
+
+QByteArray output(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(20'000) || process.error() == QProcess::FailedToStart)
+        qFatal("%s does not work.", qPrintable(program));
+    return process.readAllStandardOutput();
+}
+
+void xdotool(const QStringList &arguments)
+{
+    (void)output(u"xdotool"_s, arguments);
+}
+
+void press(const QString &keys)
+{
+    xdotool({u"key"_s, keys});
+}
+
+QString id(const X11Window &window)
+{
+    return QString::number(static_cast<quint32>(window.id));
+}
+
+QRect geometry(const X11Window &window)
+{
+    const QByteArray text =
+        output(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s, id(window)});
+    const auto number = [&](const QString &name) {
+        const QRegularExpression line(name + u"=(-?\\d+)"_s);
+        return line.match(QString::fromUtf8(text)).captured(1).toInt();
+    };
+    return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
+}
+} // namespace
+
+class tst_PanelOnDesktop : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void startingOpensThePanelInTheMiddleWithTheKeyboard();
+    void thePanelCannotBeMadeSmallerThanItsContents();
+    void thePanelIsAnOrdinaryApplicationOfTheTaskBar();
+    void theHotKeyBringsThePanelInFrontOfAnotherApplication();
+    void theHotKeyHidesThePanelAndGivesTheFocusBack();
+    void aWindowThatWasMinimisedMeanwhileStaysSo();
+    void theHotKeyWorksWhateverIsLocked_data();
+    void theHotKeyWorksWhateverIsLocked();
+    void theHotKeyWorksInEveryLayout_data();
+    void theHotKeyWorksInEveryLayout();
+    void holdingTheHotKeyIsOnePress();
+    void aHotKeyThatIsTakenIsNotMentioned();
+    void fiftyQuickTogglesLeaveAPanelThatWorks();
+    void everySummonPutsThePanelInTheMiddleAgain();
+    void thePanelKeepsItsSizeBetweenSummons();
+    void escapeHidesThePanel();
+    void closingThePanelLeavesTheProgramRunning();
+    void aMinimisedPanelIsSummoned();
+    void aSecondStartSummonsWhatIsHidden();
+    void aSecondStartBringsForwardWhatIsCovered();
+    void aSecondStartChangesNothingWhileThePanelHasTheKeyboard();
+    void toggleShowsAndHidesTheRunningPanel();
+    void toggleStartsThePanelWhereNoneRuns();
+    void desktopsReachThePanelOverTheirBus();
+    void fiftyStartsAtOnceAreOnePanel();
+    void aKilledPredecessorIsSucceeded();
+    void aStoppedPredecessorIsNotWaitedForForever();
+    void withoutASessionBusThePanelWorksAllTheSame();
+    void withoutADisplayThereIsOneSentence_data();
+    void withoutADisplayThereIsOneSentence();
+
+private:
+    [[nodiscard]] X11Snapshot look() { return m_screen.snapshot().value_or(X11Snapshot()); }
+    [[nodiscard]] QString activeTitle()
+    {
+        const std::optional<X11Window> active = look().active;
+        return active ? active->title.value_or(u"untitled"_s) : u"nothing"_s;
+    }
+    [[nodiscard]] std::optional<X11Window> panel()
+    {
+        for (const X11Window &window : look().windows) {
+            if (window.title == u"Quillon")
+                return window;
+        }
+        return std::nullopt;
+    }
+    [[nodiscard]] bool panelIsSeen()
+    {
+        const std::optional<X11Window> found = panel();
+        return found && found->onScreen;
+    }
+    [[nodiscard]] bool panelHasTheKeyboard()
+    {
+        const std::optional<X11Window> found = panel();
+        // The window manager's word and the X server's.
+        return found && look().active && look().active->id == found->id &&
+               output(u"xdotool"_s, {u"getwindowfocus"_s}).trimmed() == id(*found).toLatin1();
+    }
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+    X11Desktop m_screen;
+};
+
+void tst_PanelOnDesktop::initTestCase()
+{
+    m_desktop = std::make_unique<VirtualDesktop>();
+}
+
+void tst_PanelOnDesktop::cleanup()
+{
+    QTRY_VERIFY(look().windows.isEmpty());
+}
+
+void tst_PanelOnDesktop::startingOpensThePanelInTheMiddleWithTheKeyboard()
+{
+    Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+    QCOMPARE(quillon.errors(), QString());
+}
+
+void tst_PanelOnDesktop::thePanelCannotBeMadeSmallerThanItsContents()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    xdotool({u"windowsize"_s, id(*panel()), u"100"_s, u"100"_s});
+    QTRY_COMPARE(geometry(*panel()).size(), QSize(640, 460));
+}
+
+void tst_PanelOnDesktop::thePanelIsAnOrdinaryApplicationOfTheTaskBar()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QCOMPARE(panel()->kind, X11Window::Kind::ordinary);
+    QVERIFY(panel()->inTaskBar);
+    QCOMPARE(panel()->className, u"Quillon"_s);
+    QCOMPARE(panel()->owner, quillon.pid());
+}
+
+void tst_PanelOnDesktop::theHotKeyBringsThePanelInFrontOfAnotherApplication()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    QTRY_COMPARE(activeTitle(), u"other"_s);
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+}
+
+void tst_PanelOnDesktop::theHotKeyHidesThePanelAndGivesTheFocusBack()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    TestWindow first(*m_desktop, u"first"_s, u"one.One"_s);
+    TestWindow second(*m_desktop, u"second"_s, u"two.Two"_s);
+    QTRY_COMPARE(activeTitle(), u"second"_s);
+    for (const QString &title : {u"first"_s, u"second"_s}) {
+        for (const X11Window &window : look().windows) {
+            if (window.title == title)
+                m_screen.activate(window.id);
+        }
+        QTRY_COMPARE(activeTitle(), title);
+        press(u"alt+space"_s);
+        QTRY_VERIFY(panelHasTheKeyboard());
+        press(u"alt+space"_s);
+        QTRY_COMPARE(activeTitle(), title);
+        QTRY_VERIFY(!panelIsSeen());
+        QVERIFY(quillon.isRunning());
+    }
+}
+
+void tst_PanelOnDesktop::aWindowThatWasMinimisedMeanwhileStaysSo()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    TestWindow first(*m_desktop, u"first"_s, u"one.One"_s);
+    TestWindow second(*m_desktop, u"second"_s, u"two.Two"_s);
+    QTRY_COMPARE(activeTitle(), u"second"_s);
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    second.iconify();
+    const auto isMinimised = [this] {
+        for (const X11Window &window : look().windows) {
+            if (window.title == u"second")
+                return !window.onScreen;
+        }
+        return false;
+    };
+    QTRY_VERIFY(isMinimised());
+    press(u"alt+space"_s);
+    QTRY_COMPARE(activeTitle(), u"first"_s);
+    QVERIFY(isMinimised());
+}
+
+void tst_PanelOnDesktop::theHotKeyWorksWhateverIsLocked_data()
+{
+    QTest::addColumn<QStringList>("locks");
+
+    QTest::newRow("nothing") << QStringList();
+    QTest::newRow("Caps Lock") << QStringList{u"Caps_Lock"_s};
+    QTest::newRow("Num Lock") << QStringList{u"Num_Lock"_s};
+    QTest::newRow("Scroll Lock") << QStringList{u"Scroll_Lock"_s};
+    QTest::newRow("Caps Lock and Num Lock") << QStringList{u"Caps_Lock"_s, u"Num_Lock"_s};
+}
+
+void tst_PanelOnDesktop::theHotKeyWorksWhateverIsLocked()
+{
+    QFETCH(QStringList, locks);
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    for (const QString &lock : locks)
+        press(lock);
+    press(u"alt+space"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    for (const QString &lock : locks)
+        press(lock);
+}
+
+void tst_PanelOnDesktop::theHotKeyWorksInEveryLayout_data()
+{
+    QTest::addColumn<QStringList>("layout");
+
+    QTest::newRow("German") << QStringList{u"de"_s};
+    QTest::newRow("Cyrillic first") << QStringList{u"-layout"_s, u"ru,us"_s};
+    QTest::newRow("Alt where Super was")
+        << QStringList{u"us"_s, u"-option"_s, u"altwin:swap_alt_win"_s};
+    QTest::newRow("Alt where Control was")
+        << QStringList{u"us"_s, u"-option"_s, u"ctrl:swap_lalt_lctl"_s};
+}
+
+void tst_PanelOnDesktop::theHotKeyWorksInEveryLayout()
+{
+    QFETCH(QStringList, layout);
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    (void)output(u"setxkbmap"_s, layout);
+    press(u"alt+space"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    (void)output(u"setxkbmap"_s, {u"-layout"_s, u"us"_s, u"-option"_s, QString()});
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::holdingTheHotKeyIsOnePress()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    // Repeated every 20 ms after 50, or it would take long to be seen.
+    (void)output(u"xset"_s, {u"r"_s, u"rate"_s, u"50"_s, u"50"_s});
+    xdotool({u"keydown"_s, u"alt"_s, u"keydown"_s, u"space"_s});
+    QTRY_VERIFY(!panelIsSeen());
+    const auto staysHidden = [this] {
+        for (int i = 0; i < 20; ++i) {
+            QTest::qWait(25);
+            if (panelIsSeen())
+                return false;
+        }
+        return true;
+    };
+    QVERIFY(staysHidden());
+    xdotool({u"keyup"_s, u"space"_s, u"keyup"_s, u"alt"_s});
+    (void)output(u"xset"_s, {u"r"_s, u"rate"_s});
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::aHotKeyThatIsTakenIsNotMentioned()
+{
+    // Somebody else has all of Alt's combinations with the space bar.
+    constexpr xcb_keycode_t spaceBar = 65;
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> owner(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(owner.get())).data->root;
+    xcb_generic_error_t *const refusal = xcb_request_check(
+        owner.get(), xcb_grab_key_checked(owner.get(), 0, root, XCB_MOD_MASK_ANY, spaceBar,
+                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    QVERIFY(!refusal);
+
+    Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    press(u"alt+space"_s);
+    QVERIFY(QTest::qWaitFor([&] {
+        xcb_generic_event_t *const event = xcb_poll_for_event(owner.get());
+        const bool isPress = event && (event->response_type & 0x7f) == XCB_KEY_PRESS;
+        std::free(event);
+        return isPress;
+    }));
+    QVERIFY(panelHasTheKeyboard());
+    QCOMPARE(quillon.errors(), QString());
+
+    // There is the other way.
+    const Start toggle({u"--toggle"_s});
+    QTRY_VERIFY(!panelIsSeen());
+}
+
+void tst_PanelOnDesktop::fiftyQuickTogglesLeaveAPanelThatWorks()
+{
+    Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    QTRY_COMPARE(activeTitle(), u"other"_s);
+    xdotool({u"key"_s, u"--repeat"_s, u"50"_s, u"--repeat-delay"_s, u"5"_s, u"alt+space"_s});
+
+    // It comes to rest in one of its two states, and the key then leads to the other one.
+    const auto isHidden = [this] { return !panelIsSeen() && activeTitle() == u"other"; };
+    bool wasHidden = false;
+    int looks = 0;
+    QTRY_VERIFY([&] {
+        const bool hidden = isHidden();
+        looks = hidden == wasHidden && (hidden || panelHasTheKeyboard()) ? looks + 1 : 0;
+        wasHidden = hidden;
+        return looks >= 5;
+    }());
+    press(u"alt+space"_s);
+    QTRY_COMPARE(isHidden(), !wasHidden);
+    press(u"alt+space"_s);
+    QTRY_COMPARE(isHidden(), wasHidden);
+    if (wasHidden)
+        press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+    QCOMPARE(quillon.errors(), QString());
+}
+
+void tst_PanelOnDesktop::everySummonPutsThePanelInTheMiddleAgain()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
+    press(u"alt+space"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+
+    // Also where it is only covered.
+    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    QTRY_COMPARE(activeTitle(), u"other"_s);
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+}
+
+void tst_PanelOnDesktop::thePanelKeepsItsSizeBetweenSummons()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    xdotool({u"windowsize"_s, id(*panel()), u"800"_s, u"500"_s});
+    QTRY_COMPARE(geometry(*panel()).size(), QSize(800, 500));
+    press(u"alt+space"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), QRect(240, 150, 800, 500));
+}
+
+void tst_PanelOnDesktop::escapeHidesThePanel()
+{
+    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    press(u"Escape"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    QTRY_COMPARE(activeTitle(), u"other"_s);
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::closingThePanelLeavesTheProgramRunning()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    m_screen.close({panel()->id});
+    QTRY_VERIFY(!panel());
+    QVERIFY(quillon.isRunning());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+}
+
+void tst_PanelOnDesktop::aMinimisedPanelIsSummoned()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    xdotool({u"windowminimize"_s, id(*panel())});
+    QTRY_VERIFY(panel() && !panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+}
+
+void tst_PanelOnDesktop::aSecondStartSummonsWhatIsHidden()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    for (const bool isClosed : {false, true}) {
+        if (isClosed)
+            m_screen.close({panel()->id});
+        else
+            xdotool({u"windowminimize"_s, id(*panel())});
+        QTRY_VERIFY(!panelIsSeen());
+        Start second;
+        QTRY_VERIFY(panelHasTheKeyboard());
+        QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+        QTRY_VERIFY(!second.isRunning());
+        QCOMPARE(second.exitCode(), 0);
+        QCOMPARE(second.errors(), QString());
+        QCOMPARE(panel()->owner, quillon.pid());
+    }
+}
+
+void tst_PanelOnDesktop::aSecondStartBringsForwardWhatIsCovered()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
+    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    QTRY_COMPARE(activeTitle(), u"other"_s);
+    const Start second;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    // It was visible, so this is no summon.
+    QCOMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
+}
+
+void tst_PanelOnDesktop::aSecondStartChangesNothingWhileThePanelHasTheKeyboard()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
+    const Start second;
+    QTRY_VERIFY(!second.isRunning());
+    QCOMPARE(second.exitCode(), 0);
+    QVERIFY(panelHasTheKeyboard());
+    QCOMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
+}
+
+void tst_PanelOnDesktop::toggleShowsAndHidesTheRunningPanel()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    for (const bool isShown : {false, true, false}) {
+        const Start toggle({u"--toggle"_s});
+        QTRY_VERIFY(!toggle.isRunning());
+        QCOMPARE(toggle.exitCode(), 0);
+        if (isShown)
+            QTRY_VERIFY(panelHasTheKeyboard());
+        else
+            QTRY_VERIFY(!panelIsSeen());
+    }
+}
+
+void tst_PanelOnDesktop::toggleStartsThePanelWhereNoneRuns()
+{
+    const Start quillon({u"--toggle"_s});
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QVERIFY(quillon.isRunning());
+    QCOMPARE(panel()->owner, quillon.pid());
+}
+
+void tst_PanelOnDesktop::desktopsReachThePanelOverTheirBus()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    const auto call = [](const QString &method, const QVariantList &arguments) {
+        QDBusMessage message =
+            QDBusMessage::createMethodCall(u"app.quillon.Quillon"_s, u"/app/quillon/Quillon"_s,
+                                           u"org.freedesktop.Application"_s, method);
+        message.setArguments(arguments);
+        return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+    };
+    m_screen.close({panel()->id});
+    QTRY_VERIFY(!panelIsSeen());
+    QVERIFY(call(u"Activate"_s, {QVariantMap()}));
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QVERIFY(call(u"ActivateAction"_s, {u"toggle"_s, QVariantList(), QVariantMap()}));
+    QTRY_VERIFY(!panelIsSeen());
+    QVERIFY(call(u"Open"_s, {QStringList{u"file:///"_s}, QVariantMap()}));
+    QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::fiftyStartsAtOnceAreOnePanel()
+{
+    std::vector<std::unique_ptr<Start>> starts;
+    for (int i = 0; i < 50; ++i)
+        starts.push_back(std::make_unique<Start>());
+    const auto running = [&] {
+        return std::ranges::count_if(starts, [](const auto &start) { return start->isRunning(); });
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(running(), 1, 120'000);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    int windows = 0;
+    for (const X11Window &window : look().windows)
+        windows += window.title == u"Quillon" ? 1 : 0;
+    QCOMPARE(windows, 1);
+    for (const auto &start : starts) {
+        if (start->isRunning())
+            QCOMPARE(panel()->owner, start->pid());
+        else
+            QCOMPARE(start->exitCode(), 0);
+        QCOMPARE(start->errors(), QString());
+    }
+}
+
+void tst_PanelOnDesktop::aKilledPredecessorIsSucceeded()
+{
+    for (int i = 0; i < 3; ++i) {
+        const Start first;
+        QTRY_VERIFY(panelHasTheKeyboard());
+        first.signal(SIGKILL);
+        const Start second;
+        QTRY_VERIFY(panelHasTheKeyboard() && panel()->owner == second.pid());
+        press(u"alt+space"_s);
+        QTRY_VERIFY(!panelIsSeen());
+    }
+}
+
+void tst_PanelOnDesktop::aStoppedPredecessorIsNotWaitedForForever()
+{
+    const Start first;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    first.signal(SIGSTOP);
+    Start second;
+    QTRY_VERIFY_WITH_TIMEOUT(!second.isRunning(), LinuxInstance::answerLimit + 30'000);
+    QCOMPARE(second.exitCode(), 1);
+    QCOMPARE(second.errors(),
+             u"Quillon is running but does not answer: end it, then start it again.\n"_s);
+    // It gets what it missed once it goes on.
+    first.signal(SIGCONT);
+    const Start third({u"--toggle"_s});
+    QTRY_VERIFY(!third.isRunning());
+    QCOMPARE(third.exitCode(), 0);
+    QTRY_VERIFY(!panelIsSeen());
+}
+
+void tst_PanelOnDesktop::withoutASessionBusThePanelWorksAllTheSame()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere/bus"_s);
+    const Start quillon({}, environment);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::withoutADisplayThereIsOneSentence_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QString>("display");
+
+    QTest::newRow("none") << QStringList() << QString();
+    QTest::newRow("one where nobody answers") << QStringList() << u":987"_s;
+    QTest::newRow("a toggle") << QStringList{u"--toggle"_s} << QString();
+}
+
+void tst_PanelOnDesktop::withoutADisplayThereIsOneSentence()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QString, display);
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"DISPLAY"_s, display);
+    Start quillon(arguments, environment);
+    QTRY_VERIFY(!quillon.isRunning());
+    QCOMPARE(quillon.exitCode(), 1);
+    QCOMPARE(quillon.errors(),
+             u"Quillon needs a desktop to show its panel on; without one, give it a task: "
+             "quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s);
+}
+
+QTEST_GUILESS_MAIN(tst_PanelOnDesktop)
+#include "tst_PanelOnDesktop.moc"

@@ -1,0 +1,81 @@
+#include "app/SingleInstance.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QTest>
+
+using Answer = Instance::Answer;
+using Outcome = SingleInstance::Outcome;
+using Request = Instance::Request;
+
+class tst_SingleInstance : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theFirstStartIsTheOneAndHearsOfLaterOnes();
+    void laterStartsHandTheirRequestOver_data();
+    void laterStartsHandTheirRequestOver();
+    void aProcessThatHasJustEndedLeavesItsPlace();
+    void aProcessThatDoesNotAnswerIsNotAskedAgain();
+    void placesThatChangeHandsForeverAreGivenUp();
+};
+
+void tst_SingleInstance::theFirstStartIsTheOneAndHearsOfLaterOnes()
+{
+    FakePlatform platform;
+    QList<Request> heard;
+    const auto received = [&](Request request) { heard.append(request); };
+    QCOMPARE(SingleInstance::settle(received, Request::open), Outcome::isOurs);
+    QVERIFY(heard.isEmpty());
+    platform.place.request(Request::toggle);
+    QCOMPARE(heard, QList{Request::toggle});
+}
+
+void tst_SingleInstance::laterStartsHandTheirRequestOver_data()
+{
+    QTest::addColumn<Request>("request");
+
+    QTest::newRow("open") << Request::open;
+    QTest::newRow("toggle") << Request::toggle;
+}
+
+void tst_SingleInstance::laterStartsHandTheirRequestOver()
+{
+    QFETCH(Request, request);
+    FakePlatform platform;
+    platform.place.answers = {Answer::taken};
+    QCOMPARE(SingleInstance::settle({}, request), Outcome::handedOver);
+    QCOMPARE(platform.place.requests, QList{request});
+    QCOMPARE(platform.place.claims, 1);
+}
+
+void tst_SingleInstance::aProcessThatHasJustEndedLeavesItsPlace()
+{
+    FakePlatform platform;
+    platform.place.answers = {Answer::nobody};
+    QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::isOurs);
+    QCOMPARE(platform.place.claims, 2);
+
+    // Another start may have been quicker.
+    platform.place.answers = {Answer::nobody, Answer::taken};
+    QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::handedOver);
+}
+
+void tst_SingleInstance::aProcessThatDoesNotAnswerIsNotAskedAgain()
+{
+    FakePlatform platform;
+    platform.place.answers = {Answer::silent, Answer::taken};
+    QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::silent);
+    QCOMPARE(platform.place.requests.size(), 1);
+}
+
+void tst_SingleInstance::placesThatChangeHandsForeverAreGivenUp()
+{
+    FakePlatform platform;
+    platform.place.answers = QList<Answer>(100, Answer::nobody);
+    QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::silent);
+    QCOMPARE(platform.place.claims, 5);
+}
+
+QTEST_GUILESS_MAIN(tst_SingleInstance)
+#include "tst_SingleInstance.moc"

@@ -1,0 +1,269 @@
+#include "agent/AgentSession.h"
+#include "models/ModelManager.h"
+#include "tests/desktop/Desktop.h"
+#include "tests/support/HttpServer.h"
+#include "tests/support/ScriptedEngine.h"
+
+#include <QFile>
+#include <QSslCertificate>
+#include <QSslConfiguration>
+#include <QSslKey>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// A page with that title.
+HttpServer::Answer page(const QByteArray &title, const QByteArray &body)
+{
+    return {.body = "<!DOCTYPE html><html lang=en><head><meta charset=utf-8><title>" + title +
+                    "</title></head><body>" + body + "</body></html>",
+            .headers = {"Content-Type: text/html; charset=utf-8"}};
+}
+
+QSslConfiguration loopbackTls()
+{
+    const QString folder = QStringLiteral(QUILLON_TEST_SUPPORT "/tls/");
+    QFile key(folder + u"loopback-key.pem"_s);
+    if (!key.open(QIODevice::ReadOnly))
+        qFatal("%s cannot be read.", qPrintable(key.fileName()));
+    QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
+    tls.setLocalCertificateChain(QSslCertificate::fromPath(folder + u"loopback-certificate.pem"_s));
+    tls.setPrivateKey(QSslKey(&key, QSsl::Rsa));
+    return tls;
+}
+} // namespace
+
+// Chromium, and pages that this test serves.
+class tst_DesktopBrowser : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void anAddressOpensInTheDefaultBrowser();
+    void anAddressOpensInTheNamedBrowserThatRuns();
+    void aSearchReachesTheEngineAsItWasMeant();
+    void theStockBrowserMeansThisOne();
+    void aLinkIsFollowed();
+    void aPageIsReadButNotItsPasswords();
+    void aNewTabOpensInFront();
+    void theAddressFieldTakesWhatIsTyped();
+    void aFormIsFilledAndSentOnceItIsApproved();
+    void aFormIsNotSentWhenThatIsDeclined();
+    void quittingEndsTheBrowser();
+
+private:
+    // The paths that were asked for, without what browsers ask for by themselves.
+    [[nodiscard]] QList<QByteArray> asked(const HttpServer &server) const
+    {
+        QList<QByteArray> paths;
+        for (const HttpServer::Request &request : server.requests()) {
+            if (request.path != "/favicon.ico")
+                paths.append(request.path);
+        }
+        return paths;
+    }
+
+    void open(const QString &path, const QString &title)
+    {
+        QVERIFY(outcome(u"open_url"_s, {{u"url"_s, m_server->url(path).toString()}})
+                    .startsWith(u"Opened "_s));
+        APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — "_s + title + u" - Chromium"_s);
+    }
+
+    // A session on the real desktop, whose model plans this.
+    void plan(const QStringList &replies)
+    {
+        auto engine = std::make_shared<ScriptedEngine>();
+        engine->setLoaded(true);
+        for (const QString &reply : replies)
+            engine->addReplies({reply});
+        m_session.reset();
+        m_models = std::make_unique<ModelManager>(engine);
+        QCoro::waitFor(m_models->loadIfNeeded());
+        m_session = std::make_unique<AgentSession>(*m_models);
+    }
+
+    [[nodiscard]] QString frontWindow() const { return windows().constFirst(); }
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+    std::unique_ptr<HttpServer> m_server;
+    std::unique_ptr<HttpServer> m_engine; ///< In place of the search engine.
+    std::unique_ptr<ModelManager> m_models;
+    std::unique_ptr<AgentSession> m_session;
+};
+
+void tst_DesktopBrowser::initTestCase()
+{
+    m_desktop = std::make_unique<VirtualDesktop>();
+    m_desktop->enableAccessibility();
+    m_server = std::make_unique<HttpServer>();
+    m_engine = std::make_unique<HttpServer>(loopbackTls());
+    m_server->setAnswer(u"/one"_s, page("First page", "<h1>One</h1><a href=/two>Go on</a>"));
+    m_server->setAnswer(u"/two"_s, page("Second page", "<h1>Two</h1>"));
+    m_server->setAnswer(u"/order"_s,
+                        page("Order form", "<form action=/sent method=get>"
+                                           "<label>Name <input name=name autofocus></label>"
+                                           "<label>Remark <input name=remark></label>"
+                                           "<button>Send order</button></form>"));
+    const QString sent = u"/sent?name=Ada+L%C3%B6ve&remark=two+%26+a+half"_s;
+    m_server->setAnswer(sent, page("Thank you", "<h1>Thank you</h1>"));
+    m_server->setAnswer(u"/login"_s,
+                        page("Log in",
+                             "<h1>Who are you?</h1><form><label>Password <input type=password "
+                             "value=hunter2></label><button>Enter</button></form>"));
+    m_engine->setAnswer(u"/search?q=a&b%20c%20%C3%A9"_s, page("Results", "<h1>Found</h1>"));
+
+    m_desktop->install(u"debian-xterm.desktop"_s);
+    m_desktop->install(u"chromium.desktop"_s,
+                       {u"x-scheme-handler/http"_s, u"x-scheme-handler/https"_s, u"text/html"_s});
+    // As it is, but for what it lacks here: a sandbox, a graphics card, and the world's web.
+    QFile entry(u"/usr/share/applications/chromium.desktop"_s);
+    QVERIFY(entry.open(QIODevice::ReadOnly));
+    const QByteArray options =
+        " --no-sandbox --disable-gpu --disable-dev-shm-usage --password-store=basic --no-first-run"
+        " --no-default-browser-check --no-proxy-server --force-renderer-accessibility"
+        " --ignore-certificate-errors \"--host-resolver-rules=MAP www.google.com:443 127.0.0.1:" +
+        QByteArray::number(m_engine->url({}).port()) + ", EXCLUDE localhost\"";
+    QByteArray content = entry.readAll();
+    content.replace("Exec=/usr/bin/chromium", "Exec=/usr/bin/chromium" + options);
+    m_desktop->write(u".local/share/applications/chromium.desktop"_s, content);
+}
+
+void tst_DesktopBrowser::cleanupTestCase()
+{
+    closeEverything();
+    m_desktop.reset();
+}
+
+void tst_DesktopBrowser::anAddressOpensInTheDefaultBrowser()
+{
+    const QUrl url = m_server->url(u"/one"_s);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, url.toString()}}),
+             u"Opened "_s + url.host() + u" in the default browser."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — First page - Chromium"_s);
+    QCOMPARE(asked(*m_server), QList<QByteArray>{"/one"});
+}
+
+void tst_DesktopBrowser::anAddressOpensInTheNamedBrowserThatRuns()
+{
+    m_desktop->start(u"xterm"_s, {});
+    APP_TRY_COMPARE(frontName(), u"XTerm"_s);
+    const ProcessId pid = processOf(u"chromium"_s);
+    const QUrl url = m_server->url(u"/two"_s);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, url.toString()}, {u"app"_s, u"Chromium"_s}}),
+             u"Opened "_s + url.host() + u" in Chromium Web Browser."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — Second page - Chromium"_s);
+    QCOMPARE(asked(*m_server), (QList<QByteArray>{"/one", "/two"}));
+    QCOMPARE(processOf(u"chromium"_s), pid);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, url.toString()}, {u"app"_s, u"XTerm"_s}}),
+             u"PlatformError: “XTerm” doesn't open addresses."_s);
+}
+
+void tst_DesktopBrowser::aSearchReachesTheEngineAsItWasMeant()
+{
+    QCOMPARE(outcome(u"web_search"_s, {{u"query"_s, u"a&b c é"_s}}),
+             u"Opened www.google.com in the default browser."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — Results - Chromium"_s);
+    QCOMPARE(asked(*m_engine).constFirst(), "/search?q=a&b%20c%20%C3%A9"_ba);
+}
+
+void tst_DesktopBrowser::theStockBrowserMeansThisOne()
+{
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"XTerm"_s}}), u"XTerm is now frontmost."_s);
+    APP_TRY_COMPARE(frontName(), u"XTerm"_s);
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Safari"_s}}),
+             u"Chromium Web Browser is now frontmost."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — Results - Chromium"_s);
+}
+
+void tst_DesktopBrowser::aLinkIsFollowed()
+{
+    open(u"/one"_s, u"First page"_s);
+    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Link: Go on"_s));
+    QCOMPARE(outcome(u"click"_s, {{u"label"_s, u"go on"_s}}), u"Clicked “go on”."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — Second page - Chromium"_s);
+    QCOMPARE(asked(*m_server).constLast(), "/two"_ba);
+}
+
+void tst_DesktopBrowser::aPageIsReadButNotItsPasswords()
+{
+    open(u"/login"_s, u"Log in"_s);
+    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: Enter"_s));
+    const QString told = outcome(u"read_ui"_s);
+    QVERIFY2(told.contains(u"Who are you?"_s), qPrintable(told));
+    QVERIFY2(!told.contains(u"hunter2"_s), qPrintable(told));
+}
+
+void tst_DesktopBrowser::aNewTabOpensInFront()
+{
+    open(u"/one"_s, u"First page"_s);
+    QCOMPARE(outcome(u"new_tab"_s, {{u"app"_s, u"chromium"_s}}), u"Opened a new tab."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — New Tab - Chromium"_s);
+    QCOMPARE(windows().filter(u"Chromium"_s).size(), 1);
+}
+
+void tst_DesktopBrowser::theAddressFieldTakesWhatIsTyped()
+{
+    open(u"/one"_s, u"First page"_s);
+    const qsizetype before = asked(*m_server).size();
+    QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"l"_s}, {u"modifiers"_s, u"command"_s}}),
+             u"Pressed l."_s);
+    QCOMPARE(outcome(u"type_text"_s, {{u"text"_s, m_server->url(u"/two"_s).toString() + u'\n'}}),
+             u"Typed text."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — Second page - Chromium"_s);
+    QCOMPARE(asked(*m_server).sliced(before), QList<QByteArray>{"/two"});
+}
+
+void tst_DesktopBrowser::aFormIsFilledAndSentOnceItIsApproved()
+{
+    open(u"/order"_s, u"Order form"_s);
+    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: Send order"_s));
+    const qsizetype before = asked(*m_server).size();
+    plan({uR"({"action":"type_text","text":"Ada Löve"})"_s,
+          uR"({"action":"press_key","key":"tab"})"_s,
+          uR"({"action":"type_text","text":"two & a half"})"_s,
+          uR"({"action":"click","label":"Send order"})"_s,
+          uR"({"action":"done","message":"The order is sent."})"_s});
+    m_session->submit(u"Order two and a half for Ada Löve"_s);
+    APP_TRY_VERIFY(m_session->pending());
+    QCOMPARE(m_session->pending()->reason, u"Click “Send order” in Chromium Web Browser"_s);
+    QCOMPARE(asked(*m_server).size(), before);
+    m_session->resolve(true);
+    APP_TRY_VERIFY(!m_session->isRunning());
+    QCOMPARE(m_session->turns().constLast().summary, u"The order is sent."_s);
+    APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — Thank you - Chromium"_s);
+    QCOMPARE(asked(*m_server).sliced(before),
+             QList<QByteArray>{"/sent?name=Ada+L%C3%B6ve&remark=two+%26+a+half"});
+}
+
+void tst_DesktopBrowser::aFormIsNotSentWhenThatIsDeclined()
+{
+    open(u"/order"_s, u"Order form"_s);
+    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: Send order"_s));
+    const qsizetype before = asked(*m_server).size();
+    plan({uR"({"action":"click","label":"Send order"})"_s});
+    m_session->submit(u"Send the order"_s);
+    APP_TRY_VERIFY(m_session->pending());
+    m_session->resolve(false);
+    APP_TRY_VERIFY(!m_session->isRunning());
+    // What came later would have come after it.
+    open(u"/two"_s, u"Second page"_s);
+    QCOMPARE(asked(*m_server).sliced(before), QList<QByteArray>{"/two"});
+}
+
+void tst_DesktopBrowser::quittingEndsTheBrowser()
+{
+    const ProcessId pid = processOf(u"chromium"_s);
+    const Executor::PauseOverride untilItHasEnded([&](auto, const auto &) {
+        APP_TRY_VERIFY(Platform::current().workspace().hasTerminated(pid));
+    });
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Chromium"_s}}), u"Chromium quit."_s);
+    APP_TRY_VERIFY(m_desktop->processes(u"/chromium"_s).isEmpty());
+    QVERIFY(windows().filter(u"Chromium"_s).isEmpty());
+}
+
+QTEST_GUILESS_MAIN(tst_DesktopBrowser)
+#include "tst_DesktopBrowser.moc"

@@ -1,0 +1,173 @@
+#include "tests/desktop/Desktop.h"
+
+#include <QFile>
+
+using namespace Qt::StringLiterals;
+
+// A calculator of GTK 4, dialogs of GTK 3 and a terminal of neither: what they show, what they
+// answer and what they leave behind.
+class tst_DesktopControls : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void cleanup();
+
+    void aCalculationByItsButtons();
+    void aCalculationByTheKeyboard();
+    void anAnswerIsTypedAndConfirmed();
+    void aQuestionIsAnsweredByAButton_data();
+    void aQuestionIsAnsweredByAButton();
+    void aControlThatIsNotThereIsTold();
+    void aPasswordIsNotRead();
+    void aDialogThatVanishesIsNoTrouble();
+    void aCommandRunsInTheTerminal();
+    void aProgramInTheTerminalIsInterrupted();
+
+private:
+    void openCalculator()
+    {
+        QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Calculator"_s}}),
+                 u"Calculator is now frontmost."_s);
+        APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: = ="_s));
+    }
+
+    // A dialog that is there to be answered.
+    QProcess &ask(const QStringList &options, const QString &text)
+    {
+        QProcess &dialog = m_desktop->start(u"zenity"_s, options + QStringList{u"--text"_s, text});
+        APP_TRY_WAIT(outcome(u"read_ui"_s).contains(text));
+        return dialog;
+    }
+
+    static void click(const QString &label)
+    {
+        QCOMPARE(outcome(u"click"_s, {{u"label"_s, label}}), u"Clicked “"_s + label + u"”."_s);
+    }
+
+    static void type(const QString &text)
+    {
+        QCOMPARE(outcome(u"type_text"_s, {{u"text"_s, text}}), u"Typed text."_s);
+    }
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+};
+
+void tst_DesktopControls::initTestCase()
+{
+    m_desktop = std::make_unique<VirtualDesktop>();
+    m_desktop->enableAccessibility();
+    m_desktop->install(u"org.gnome.Calculator.desktop"_s);
+    m_desktop->install(u"debian-xterm.desktop"_s);
+}
+
+void tst_DesktopControls::cleanup()
+{
+    closeEverything();
+}
+
+void tst_DesktopControls::aCalculationByItsButtons()
+{
+    openCalculator();
+    for (const QString &label : {u"7"_s, u"×"_s, u"8"_s, u"="_s})
+        click(label);
+    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"TextField: 56 |"_s));
+}
+
+void tst_DesktopControls::aCalculationByTheKeyboard()
+{
+    openCalculator();
+    type(u"12*12-100\n"_s);
+    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"TextField: 44 |"_s));
+    QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"Escape"_s}}), u"Pressed Escape."_s);
+    APP_TRY_VERIFY(!outcome(u"read_ui"_s).contains(u"TextField: 44"_s));
+}
+
+void tst_DesktopControls::anAnswerIsTypedAndConfirmed()
+{
+    QProcess &dialog = ask({u"--entry"_s}, u"What is your name?"_s);
+    type(u"Ada Lövelace"_s);
+    click(u"OK"_s);
+    APP_TRY_COMPARE(dialog.state(), QProcess::NotRunning);
+    QCOMPARE(QString::fromUtf8(dialog.readAllStandardOutput()), u"Ada Lövelace\n"_s);
+    QCOMPARE(dialog.exitCode(), 0);
+}
+
+void tst_DesktopControls::aQuestionIsAnsweredByAButton_data()
+{
+    QTest::addColumn<QString>("label");
+    QTest::addColumn<int>("status");
+    QTest::newRow("Yes") << u"yes"_s << 0;
+    QTest::newRow("No") << u"No"_s << 1;
+}
+
+void tst_DesktopControls::aQuestionIsAnsweredByAButton()
+{
+    QFETCH(QString, label);
+    QFETCH(int, status);
+    const QProcess &dialog = ask({u"--question"_s}, u"Shall it be?"_s);
+    click(label);
+    APP_TRY_COMPARE(dialog.state(), QProcess::NotRunning);
+    QCOMPARE(dialog.exitCode(), status);
+}
+
+void tst_DesktopControls::aControlThatIsNotThereIsTold()
+{
+    const QProcess &dialog = ask({u"--question"_s}, u"Shall it be?"_s);
+    QCOMPARE(outcome(u"click"_s, {{u"label"_s, u"Perhaps"_s}}),
+             u"ActionError: Couldn't find a control labelled “Perhaps”."_s);
+    // It is a text and no control.
+    QCOMPARE(outcome(u"click"_s, {{u"label"_s, u"Shall it be?"_s}}),
+             u"ActionError: Couldn't find a control labelled “Shall it be?”."_s);
+    QCOMPARE(dialog.state(), QProcess::Running);
+}
+
+void tst_DesktopControls::aPasswordIsNotRead()
+{
+    QProcess &dialog = ask({u"--entry"_s, u"--hide-text"_s}, u"Your secret?"_s);
+    type(u"hunter2"_s);
+    const QString told = outcome(u"read_ui"_s);
+    QVERIFY2(told.contains(u"Your secret?"_s) && !told.contains(u"hunter"_s), qPrintable(told));
+    click(u"OK"_s);
+    APP_TRY_COMPARE(dialog.state(), QProcess::NotRunning);
+    QCOMPARE(dialog.readAllStandardOutput(), "hunter2\n"_ba);
+}
+
+void tst_DesktopControls::aDialogThatVanishesIsNoTrouble()
+{
+    QProcess &dialog = ask({u"--question"_s}, u"Shall it be?"_s);
+    dialog.kill();
+    QVERIFY(dialog.waitForFinished());
+    const QString told = outcome(u"click"_s, {{u"label"_s, u"Yes"_s}});
+    QVERIFY2(told == u"ActionError: No frontmost app."_s ||
+                 told == u"ActionError: Couldn't find a control labelled “Yes”."_s,
+             qPrintable(told));
+    APP_TRY_COMPARE(outcome(u"read_ui"_s), u"ActionError: No frontmost app."_s);
+}
+
+void tst_DesktopControls::aCommandRunsInTheTerminal()
+{
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Terminal"_s}}), u"XTerm is now frontmost."_s);
+    APP_TRY_COMPARE(frontName(), u"XTerm"_s);
+    type(u"printf '%s' \"a|b~c\\\\d{e}\" > \"$HOME/written\"; echo done > \"$HOME/all\"\n"_s);
+    APP_TRY_COMPARE(m_desktop->read(u"all"_s), "done\n"_ba);
+    QCOMPARE(m_desktop->read(u"written"_s), "a|b~c\\d{e}"_ba);
+}
+
+void tst_DesktopControls::aProgramInTheTerminalIsInterrupted()
+{
+    const QString script = m_desktop->writeScript(
+        u"waiting"_s, "trap 'echo interrupted > \"$HOME/end\"; exit' INT\n"
+                      "echo ready > \"$HOME/start\"\nwhile :; do sleep 0.1; done\n");
+    const QProcess &terminal = m_desktop->start(u"xterm"_s, {u"-e"_s, script});
+    APP_TRY_COMPARE(m_desktop->read(u"start"_s), "ready\n"_ba);
+    APP_TRY_COMPARE(frontName(), u"XTerm"_s);
+    QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"c"_s}, {u"modifiers"_s, u"control"_s}}),
+             u"Pressed c."_s);
+    APP_TRY_COMPARE(terminal.state(), QProcess::NotRunning);
+    QCOMPARE(m_desktop->read(u"end"_s), "interrupted\n"_ba);
+}
+
+QTEST_GUILESS_MAIN(tst_DesktopControls)
+#include "tst_DesktopControls.moc"

@@ -1,0 +1,183 @@
+#pragma once
+
+#include "platform/Appearance.h"
+#include "platform/GlobalHotKey.h"
+#include "platform/Instance.h"
+#include "platform/PanelWindow.h"
+#include "platform/Shell.h"
+
+#include <QMap>
+#include <QStringList>
+
+#include <algorithm>
+
+/// Settings that say what they are told to.
+class FakeAppearance final : public Appearance
+{
+public:
+    Look look() override { return current; }
+    void observe(std::function<void()> changed) override { m_changed = std::move(changed); }
+
+    void change(const Look &look)
+    {
+        current = look;
+        if (m_changed)
+            m_changed();
+    }
+
+    Look current;
+
+private:
+    std::function<void()> m_changed;
+};
+
+/// A hot key that is pressed by calling press().
+class FakeHotKey final : public GlobalHotKey
+{
+public:
+    /// Writes down there that it was registered.
+    explicit FakeHotKey(QStringList &calls) : m_calls(calls) {}
+
+    void registerKey(std::function<void()> pressed) override
+    {
+        m_calls << QStringLiteral("register");
+        press = std::move(pressed);
+    }
+
+    std::function<void()> press;
+
+private:
+    QStringList &m_calls;
+};
+
+/// A desktop on which another process runs, or none.
+class FakeInstance final : public Instance
+{
+public:
+    bool claim(std::function<void(Request)> received) override
+    {
+        ++claims;
+        if (answers.isEmpty())
+            request = std::move(received);
+        return answers.isEmpty();
+    }
+    Answer handOver(Request asked) override
+    {
+        requests.append(asked);
+        return answers.takeFirst();
+    }
+
+    /// What the processes that run, one after the other, answer; none where none runs.
+    QList<Answer> answers;
+    QList<Request> requests; ///< What they were asked.
+    int claims = 0;
+    std::function<void(Request)> request; ///< How later starts reach this process.
+};
+
+/// A window in memory.
+class FakePanelWindow final : public PanelWindow
+{
+public:
+    explicit FakePanelWindow(QString windowName) : name(std::move(windowName)) {}
+
+    [[nodiscard]] quintptr handle() const override { return reinterpret_cast<quintptr>(this); }
+    [[nodiscard]] bool isShown() const override { return isOnScreen; }
+    [[nodiscard]] bool hasFocus() const override { return isFocused; }
+    [[nodiscard]] bool canBecomeMain() const override { return mayBecomeMain; }
+    void show() override { isOnScreen = true; }
+    void hide() override { isOnScreen = isFocused = false; }
+    void minimise() override { isOnScreen = isFocused = false; }
+    void close() override { isOnScreen = isFocused = false; }
+    [[nodiscard]] QSize size() const override { return {720, 620}; }
+    [[nodiscard]] QRect screenArea() const override { return {0, 0, 1920, 1080}; }
+    [[nodiscard]] double scale() const override { return 1; }
+    void moveTo(QPoint to) override { corner = to; }
+
+    QString name;
+    bool isOnScreen = false;
+    bool isFocused = false;
+    bool mayBecomeMain = true;
+    QPoint corner{-1, -1};
+};
+
+/// An application on a desktop that obeys at once and writes down what it is asked, oldest first.
+class FakeShell final : public Shell
+{
+public:
+    bool hasDisplay() override { return true; }
+    QByteArrayList toolkitArguments() const override { return {}; }
+    void observeReopening(std::function<void()>) override {}
+    bool paintsInSoftware() const override { return true; }
+    Qt::WindowFlags windowFlags() const override { return Qt::Window; }
+
+    void setRegularPolicy() override { calls << QStringLiteral("regular"); }
+    void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override
+    {
+        calls << QStringLiteral("menu item ") + title + u' ' + key;
+        menu.insert(title, std::move(chosen));
+    }
+    bool isActive() override { return isInFront; }
+    void activate() override
+    {
+        calls << QStringLiteral("activate");
+        isInFront = true;
+    }
+    void hide() override
+    {
+        calls << QStringLiteral("hide");
+        isInFront = false;
+        for (PanelWindow *const window : windows())
+            window->hide();
+    }
+
+    bool isVisible(PanelWindow &window) override { return window.isShown(); }
+    bool isKey(PanelWindow &window) override { return window.hasFocus(); }
+    void makeKeyAndOrderFront(PanelWindow &window) override
+    {
+        calls << QStringLiteral("front ") + fake(window).name;
+        for (PanelWindow *const other : windows())
+            fake(*other).isFocused = false;
+        window.show();
+        fake(window).isFocused = true;
+    }
+    void center(PanelWindow &window) override
+    {
+        calls << QStringLiteral("center ") + fake(window).name;
+    }
+    void style(PanelWindow &window) override
+    {
+        calls << QStringLiteral("style ") + fake(window).name;
+    }
+    void layUnder(PanelWindow &window, Material material) override
+    {
+        calls << QStringLiteral("material %1 under %2")
+                     .arg(static_cast<long>(material))
+                     .arg(fake(window).name);
+    }
+
+    bool isComposited() override { return hasCompositor; }
+    void observeComposition(std::function<void()> changed) override
+    {
+        m_compositionChanged = std::move(changed);
+    }
+
+    void changeComposition(bool composited)
+    {
+        hasCompositor = composited;
+        if (m_compositionChanged)
+            m_compositionChanged();
+    }
+
+    QStringList calls;
+    bool isInFront = false;
+    bool hasCompositor = false;
+    QMap<QString, std::function<void()>> menu; ///< What the items do, by title.
+
+private:
+    static FakePanelWindow &fake(PanelWindow &window)
+    {
+        return static_cast<FakePanelWindow &>(window);
+    }
+
+    std::function<void()> m_compositionChanged;
+};

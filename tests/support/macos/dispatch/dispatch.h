@@ -1,0 +1,14 @@
+#pragma once
+
+// The little of libdispatch that our code calls; see FakeCarbon.h.
+
+// NOLINTBEGIN
+struct dispatch_queue_s;
+using dispatch_queue_t = dispatch_queue_s *;
+using dispatch_function_t = void (*)(void *);
+
+extern "C" {
+dispatch_queue_t dispatch_get_main_queue();
+void dispatch_async_f(dispatch_queue_t queue, void *context, dispatch_function_t work);
+}
+// NOLINTEND

@@ -1,0 +1,383 @@
+#include "tests/ui/PanelTest.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int forEver = 1'000'000;
+
+/// A panel in which a risky step waits for approval.
+struct Scene : PanelScene
+{
+    explicit Scene()
+    {
+        QFile old(home.filePath(u"home/old.zip"_s));
+        if (!old.open(QIODevice::WriteOnly))
+            qFatal("The file to be moved cannot be made.");
+        card = itemAnywhere(u"confirmCard"_s);
+        if (card == nullptr)
+            qFatal("There is no confirm card.");
+    }
+
+    /// Runs a task up to the question. The card takes approval once that many milliseconds are
+    /// over.
+    void ask(int wait = 0)
+    {
+        card->setProperty("wait", wait);
+        engine->addReplies({Say::trashOld});
+        submit(u"Tidy up"_s);
+        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, 30'000));
+        if (wait == 0)
+            QVERIFY(QTest::qWaitFor([this] { return isReady(); }, 30'000));
+    }
+    [[nodiscard]] bool isReady() const { return card->property("isReady").toBool(); }
+    void press(Qt::Key key, const QString &text, bool isRepeated) const
+    {
+        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text, isRepeated);
+        QCoreApplication::sendEvent(window.get(), &event);
+    }
+    void waitUntilIdle() const { QTRY_VERIFY(!session->isRunning()); }
+    [[nodiscard]] bool wasAllowed() const { return platform.desk.trashed.size() == 1; }
+    [[nodiscard]] bool wasDeclined() const
+    {
+        return platform.desk.trashed.isEmpty() &&
+               session->turns().last().summary == u"I didn't do that, as requested."_s;
+    }
+
+    QQuickItem *card = nullptr;
+};
+} // namespace
+
+class tst_ConfirmCard : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void saysWhatAndWhy();
+    void liesOverTheCentre();
+    void allowsByMouse();
+    void declinesByMouse();
+    void returnAllows_data();
+    void returnAllows();
+    void escapeDeclinesAndDoesNotHide();
+    void waitsBeforeItTakesApproval();
+    void aReturnThatWasOnItsWayApprovesNothing_data();
+    void aReturnThatWasOnItsWayApprovesNothing();
+    void aHeldReturnApprovesNothing();
+    void typingOnRestartsTheWait();
+    void cancellingNeedsNoWait();
+    void returnOnCancelDeclines();
+    void holdsTheKeyboard();
+    void keepsTheKeyboardWhenSummoned();
+    void givesTheKeyboardBack();
+    void theNextCardWaitsAnew();
+    void stopRefuses();
+    void showsHostileReasonsAsText();
+    void aLongReasonScrolls();
+    void coversWhatIsBehind();
+};
+
+void tst_ConfirmCard::saysWhatAndWhy()
+{
+    Scene scene;
+    QVERIFY(!scene.find(u"confirmCard"_s));
+    scene.ask();
+    QCOMPARE(scene.text(u"confirmHeading"_s), u"Confirm action"_s);
+    QCOMPARE(scene.item(u"confirmSymbol"_s).property("name"), u"exclamationmark.shield.fill"_s);
+    QCOMPARE(scene.text(u"confirmReason"_s), scene.session->pending()->reason);
+    QCOMPARE(scene.text(u"cancelButton"_s), u"Cancel"_s);
+    QCOMPARE(scene.text(u"allowButton"_s), u"Allow"_s);
+    QVERIFY(scene.item(u"allowButton"_s).property("prominent").toBool());
+    QVERIFY(!scene.item(u"cancelButton"_s).property("prominent").toBool());
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+    QVERIFY(!scene.find(u"confirmCard"_s));
+}
+
+void tst_ConfirmCard::liesOverTheCentre()
+{
+    Scene scene;
+    scene.ask();
+    const QQuickItem &history = scene.item(u"history"_s);
+    const QQuickItem &face = scene.item(u"confirmFace"_s);
+    QCOMPARE(scene.card->mapRectToScene(scene.card->boundingRect()),
+             history.mapRectToScene(history.boundingRect()));
+    const QPointF middle = face.mapRectToScene(face.boundingRect()).center();
+    QVERIFY(qAbs(middle.x() - 360) <= 1);
+    QVERIFY(scene.card->mapRectToScene(scene.card->boundingRect())
+                .contains(face.mapRectToScene(face.boundingRect())));
+    QVERIFY(scene.find(u"live"_s));
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::allowsByMouse()
+{
+    Scene scene;
+    scene.ask();
+    scene.click(u"allowButton"_s);
+    QVERIFY(!scene.sessionView->isPending());
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasAllowed());
+}
+
+void tst_ConfirmCard::declinesByMouse()
+{
+    Scene scene;
+    scene.ask();
+    scene.click(u"cancelButton"_s);
+    QVERIFY(!scene.sessionView->isPending());
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+}
+
+void tst_ConfirmCard::returnAllows_data()
+{
+    QTest::addColumn<Qt::Key>("key");
+    QTest::newRow("Return") << Qt::Key_Return;
+    QTest::newRow("Enter") << Qt::Key_Enter;
+}
+
+void tst_ConfirmCard::returnAllows()
+{
+    QFETCH(const Qt::Key, key);
+    Scene scene;
+    scene.ask();
+    scene.key(key);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasAllowed());
+}
+
+void tst_ConfirmCard::escapeDeclinesAndDoesNotHide()
+{
+    Scene scene;
+    scene.ask();
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+    QCOMPARE(scene.hides(), 0);
+    scene.key(Qt::Key_Escape);
+    QCOMPARE(scene.hides(), 1);
+}
+
+void tst_ConfirmCard::waitsBeforeItTakesApproval()
+{
+    const Scene scene;
+    QCOMPARE(scene.card->property("wait"), 400);
+}
+
+void tst_ConfirmCard::aReturnThatWasOnItsWayApprovesNothing_data()
+{
+    QTest::addColumn<QString>("focus");
+    QTest::addColumn<Qt::Key>("key");
+    QTest::newRow("Return") << QString() << Qt::Key_Return;
+    QTest::newRow("Enter") << QString() << Qt::Key_Enter;
+    QTest::newRow("Return on Allow") << u"allowButton"_s << Qt::Key_Return;
+    QTest::newRow("Space on Allow") << u"allowButton"_s << Qt::Key_Space;
+}
+
+void tst_ConfirmCard::aReturnThatWasOnItsWayApprovesNothing()
+{
+    QFETCH(const QString, focus);
+    QFETCH(const Qt::Key, key);
+    Scene scene;
+    scene.ask(forEver);
+    if (!focus.isEmpty())
+        scene.item(focus).forceActiveFocus(Qt::TabFocusReason);
+    scene.key(key);
+    QVERIFY(scene.sessionView->isPending());
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+}
+
+void tst_ConfirmCard::aHeldReturnApprovesNothing()
+{
+    Scene scene;
+    scene.ask();
+    scene.press(Qt::Key_Return, u"\r"_s, true);
+    QVERIFY(scene.sessionView->isPending());
+    scene.item(u"allowButton"_s).forceActiveFocus(Qt::TabFocusReason);
+    scene.press(Qt::Key_Return, u"\r"_s, true);
+    QVERIFY(scene.sessionView->isPending());
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+}
+
+void tst_ConfirmCard::typingOnRestartsTheWait()
+{
+    Scene scene;
+    scene.ask();
+    scene.card->setProperty("wait", forEver);
+    scene.type(u"and"_s);
+    QVERIFY(!scene.isReady());
+    scene.key(Qt::Key_Return);
+    QVERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.typed(), QString());
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+}
+
+void tst_ConfirmCard::cancellingNeedsNoWait()
+{
+    Scene scene;
+    scene.ask(forEver);
+    scene.click(u"cancelButton"_s);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+}
+
+void tst_ConfirmCard::returnOnCancelDeclines()
+{
+    Scene scene;
+    scene.ask();
+    scene.key(Qt::Key_Tab);
+    QVERIFY(scene.hasFocus(u"cancelButton"_s));
+    scene.key(Qt::Key_Return);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+}
+
+void tst_ConfirmCard::holdsTheKeyboard()
+{
+    Scene scene;
+    scene.ask();
+    QStringList names;
+    for (int i = 0; i < 4; ++i) {
+        scene.key(Qt::Key_Tab);
+        names << scene.window->activeFocusItem()->objectName();
+    }
+    QCOMPARE(names, QStringList({u"cancelButton"_s, u"allowButton"_s, u"cancelButton"_s,
+                                 u"allowButton"_s}));
+    scene.key(Qt::Key_Backtab, Qt::ShiftModifier);
+    QVERIFY(scene.hasFocus(u"cancelButton"_s));
+    // Neither the field nor a text of the history can be clicked into.
+    for (const QString &name : {u"commandField"_s, u"turnCommand"_s}) {
+        scene.click(name);
+        QVERIFY(scene.card->hasActiveFocus());
+    }
+    scene.type(u"text"_s);
+    QCOMPARE(scene.typed(), QString());
+    scene.key(Qt::Key_PageUp);
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::keepsTheKeyboardWhenSummoned()
+{
+    Scene scene;
+    scene.ask();
+    PanelScene::summon();
+    QVERIFY(scene.card->hasActiveFocus());
+    scene.key(Qt::Key_Return);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasAllowed());
+}
+
+void tst_ConfirmCard::givesTheKeyboardBack()
+{
+    Scene scene;
+    scene.ask();
+    scene.key(Qt::Key_Return);
+    QVERIFY(scene.hasFocus(u"commandField"_s));
+    scene.waitUntilIdle();
+    scene.type(u"next"_s);
+    QCOMPARE(scene.typed(), u"next"_s);
+}
+
+void tst_ConfirmCard::theNextCardWaitsAnew()
+{
+    Scene scene;
+    scene.ask();
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+    QVERIFY(!scene.isReady());
+    scene.ask(forEver);
+    scene.key(Qt::Key_Return);
+    QVERIFY(scene.sessionView->isPending());
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::stopRefuses()
+{
+    Scene scene;
+    scene.ask();
+    scene.click(u"stopButton"_s);
+    QVERIFY(!scene.sessionView->isPending());
+    QVERIFY(scene.session->task()->isCancelled());
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+    QVERIFY(scene.hasFocus(u"commandField"_s));
+}
+
+void tst_ConfirmCard::showsHostileReasonsAsText()
+{
+    Scene scene;
+    scene.card->setProperty("wait", 0);
+    const QString path = u"<b>x</b><img src='file:///dev/zero'>"_s;
+    scene.engine->addReplies({uR"({"action":"trash","path":"%1"})"_s.arg(path)});
+    scene.submit(u"Tidy up"_s);
+    QTRY_VERIFY(scene.sessionView->isPending());
+    const QQuickItem &reason = scene.item(u"confirmReason"_s);
+    QVERIFY(reason.property("text").toString().contains(path));
+    for (const QQuickItem *const text : scene.allTexts())
+        QCOMPARE(text->property("textFormat").toInt(), int(Qt::PlainText));
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::aLongReasonScrolls()
+{
+    Scene scene;
+    scene.window->resize(640, 460);
+    scene.card->setProperty("wait", 0);
+    scene.engine->addReplies(
+        {uR"({"action":"trash","path":"%1"})"_s.arg(u"long-name-"_s.repeated(300))});
+    scene.submit(u"Tidy up"_s);
+    QTRY_VERIFY(scene.sessionView->isPending());
+    const QQuickItem &view = scene.item(u"confirmReasonView"_s);
+    const QQuickItem &reason = scene.item(u"confirmReason"_s);
+    QTRY_VERIFY(reason.height() > view.height());
+    const QQuickItem &face = scene.item(u"confirmFace"_s);
+    QTRY_VERIFY(face.height() < scene.card->height());
+    QCOMPARE(view.property("contentY"), 0);
+    scene.key(Qt::Key_Down);
+    const double line = view.property("contentY").toDouble();
+    QVERIFY(line > 0);
+    scene.key(Qt::Key_PageDown);
+    QVERIFY(view.property("contentY").toDouble() > line);
+    for (int i = 0; i < 100; ++i)
+        scene.key(Qt::Key_PageDown);
+    QCOMPARE(view.property("contentY").toDouble(), reason.height() - view.height());
+    scene.key(Qt::Key_PageUp);
+    scene.key(Qt::Key_Up);
+    QVERIFY(view.property("contentY").toDouble() < reason.height() - view.height());
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::coversWhatIsBehind()
+{
+    Scene scene;
+    QList<Turn> turns;
+    for (int i = 0; i < 30; ++i)
+        turns << Turn{.command = u"Task %1"_s.arg(i)};
+    scene.setLook({.hasReducedMotion = true});
+    scene.session->setTurns(turns);
+    scene.ask();
+    const QQuickItem &list = scene.item(u"turns"_s);
+    const QVariant before = list.property("contentY");
+    const QPointF corner = scene.card->mapToScene({10, 10});
+    QWheelEvent wheel(corner, corner, {}, {0, 120}, Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                      false);
+    QCoreApplication::sendEvent(scene.window.get(), &wheel);
+    QCOMPARE(list.property("contentY"), before);
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+PANEL_TEST_MAIN(tst_ConfirmCard)
+
+#include "tst_ConfirmCard.moc"

@@ -1,0 +1,116 @@
+#include "tests/ui/PanelTest.h"
+
+using namespace Qt::StringLiterals;
+
+using Model = PanelScene::Model;
+
+class tst_Footer : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void saysThatEverythingStaysHere();
+    void asksForAccess();
+    void showsAccessThatWasGrantedMeanwhile();
+    void namesTheHotKey();
+    void offersModelsWhileOneIsLoadedOnly();
+    void choosesAModelByMouse();
+    void choosesAModelByKeys();
+    void escapeClosesTheMenuFirst();
+};
+
+void tst_Footer::saysThatEverythingStaysHere()
+{
+    const PanelScene scene;
+    QCOMPARE(scene.text(u"onDevice"_s), u"On-device"_s);
+    QCOMPARE(scene.item(u"onDeviceSymbol"_s).property("name"), u"lock.fill"_s);
+    QVERIFY(!scene.find(u"grantButton"_s));
+}
+
+void tst_Footer::asksForAccess()
+{
+    PanelScene scene;
+    scene.setTrusted(false);
+    QCOMPARE(scene.text(u"grantButton"_s), u"Grant Accessibility access"_s);
+    QCOMPARE(scene.item(u"grantButton"_s).property("symbol"), u"hand.raised.fill"_s);
+    QVERIFY(!scene.find(u"onDevice"_s));
+    scene.click(u"grantButton"_s);
+    QCOMPARE(scene.platform.controls.trustRequests, 1);
+    // The answer is not known before the next summon.
+    QVERIFY(scene.find(u"grantButton"_s));
+}
+
+void tst_Footer::showsAccessThatWasGrantedMeanwhile()
+{
+    PanelScene scene;
+    scene.setTrusted(false);
+    scene.platform.controls.trusted = true;
+    QVERIFY(scene.find(u"grantButton"_s));
+    PanelScene::summon();
+    QVERIFY(scene.find(u"onDevice"_s));
+    QVERIFY(!scene.find(u"grantButton"_s));
+}
+
+void tst_Footer::namesTheHotKey()
+{
+    const PanelScene scene(Model::missing);
+    QCOMPARE(scene.text(u"hotKeyHint"_s), u"⌥Space"_s);
+}
+
+void tst_Footer::offersModelsWhileOneIsLoadedOnly()
+{
+    PanelScene scene(Model::loading);
+    QVERIFY(!scene.find(u"modelMenuButton"_s));
+    scene.engine->releaseLoad();
+    QTRY_VERIFY(scene.find(u"modelMenuButton"_s));
+    QCOMPARE(scene.text(u"modelMenuButton"_s), u"Qwen2.5 1.5B Instruct"_s);
+    scene.manager->select(LocalModel::catalog().at(1));
+    QVERIFY(!scene.find(u"modelMenuButton"_s));
+}
+
+void tst_Footer::choosesAModelByMouse()
+{
+    PanelScene scene;
+    scene.click(u"modelMenuButton"_s);
+    QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
+    QCOMPARE(scene.text(u"modelMenuItem0"_s), u"Qwen2.5 1.5B Instruct"_s);
+    QCOMPARE(scene.text(u"modelMenuItem1"_s), u"Llama 3.2 3B Instruct"_s);
+    QVERIFY(!scene.find(u"modelMenuItem2"_s));
+    scene.click(u"modelMenuItem1"_s);
+    QTRY_COMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
+    QTRY_VERIFY(scene.find(u"setUpCard"_s));
+    QCOMPARE(scene.text(u"downloadButton"_s), u"Download Llama 3.2 3B Instruct"_s);
+}
+
+void tst_Footer::choosesAModelByKeys()
+{
+    PanelScene scene;
+    ViewModels::putModel(LocalModel::catalog().at(1));
+    scene.item(u"modelMenuButton"_s).forceActiveFocus(Qt::TabFocusReason);
+    scene.key(Qt::Key_Return);
+    QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
+    scene.key(Qt::Key_Down);
+    scene.key(Qt::Key_Down);
+    scene.key(Qt::Key_Return);
+    QTRY_COMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
+    QTRY_VERIFY(scene.modelsView->isLoaded());
+    QTRY_COMPARE(scene.text(u"modelMenuButton"_s), u"Llama 3.2 3B Instruct"_s);
+}
+
+void tst_Footer::escapeClosesTheMenuFirst()
+{
+    PanelScene scene;
+    scene.click(u"modelMenuButton"_s);
+    QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
+    scene.key(Qt::Key_Escape);
+    QTRY_VERIFY(!scene.find(u"modelMenuItem1"_s));
+    QCOMPARE(scene.hides(), 0);
+    // The keyboard is where it was.
+    QTRY_VERIFY(scene.hasFocus(u"commandField"_s));
+    scene.key(Qt::Key_Escape);
+    QCOMPARE(scene.hides(), 1);
+}
+
+PANEL_TEST_MAIN(tst_Footer)
+
+#include "tst_Footer.moc"

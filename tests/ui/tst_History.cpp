@@ -1,0 +1,541 @@
+#include "tests/ui/PanelTest.h"
+
+#include <QClipboard>
+
+#include <algorithm>
+
+using namespace Qt::StringLiterals;
+
+using Kind = LogEntry::Kind;
+
+namespace {
+const QString markup =
+    u"<b>bold</b> <img src=\"file:///dev/zero\"> <a href=\"x\">y</a> &amp; **z**"_s;
+
+Turn turnOf(const QString &command, const QList<LogEntry> &log,
+            const std::optional<QString> &summary = {})
+{
+    return {.command = command, .log = log, .finished = true, .summary = summary};
+}
+
+QList<Turn> manyTurns(int count)
+{
+    QList<Turn> turns;
+    for (int i = 0; i < count; ++i) {
+        turns << turnOf(u"Task %1"_s.arg(i),
+                        {{.text = u"Searching Downloads"_s, .kind = Kind::step},
+                         {.text = u"Found it."_s, .kind = Kind::success}},
+                        u"Found it."_s);
+    }
+    return turns;
+}
+
+struct Scene : PanelScene
+{
+    using PanelScene::PanelScene;
+
+    [[nodiscard]] QQuickItem &list() const { return item(u"turns"_s); }
+    [[nodiscard]] double contentY() const { return list().property("contentY").toDouble(); }
+    /// Where the row is in the list's own window.
+    [[nodiscard]] QRectF place(const QQuickItem *row) const
+    {
+        return row->mapRectToItem(&list(), row->boundingRect());
+    }
+    /// The rows in sight, from the top down; the list keeps others for later.
+    [[nodiscard]] QList<QQuickItem *> rows() const
+    {
+        QList<QQuickItem *> seen;
+        for (QQuickItem *const row : all(u"turn"_s)) {
+            if (place(row).intersects(list().boundingRect()))
+                seen << row;
+        }
+        std::ranges::sort(seen, {}, [this](QQuickItem *row) { return place(row).top(); });
+        return seen;
+    }
+    /// Whether the last turn's end is at the list's end.
+    [[nodiscard]] bool showsEnd() const
+    {
+        const QList<QQuickItem *> seen = rows();
+        return !seen.isEmpty() &&
+               seen.last()->property("command") == session->turns().last().command &&
+               qAbs(place(seen.last()).bottom() - (list().height() - 20)) <= 1;
+    }
+    [[nodiscard]] QQuickItem &part(const QQuickItem *line, const QString &name) const
+    {
+        QQuickItem *const found = find(name, const_cast<QQuickItem *>(line));
+        if (found == nullptr)
+            qFatal("The line has no %s.", qPrintable(name));
+        return *found;
+    }
+};
+
+} // namespace
+
+class tst_History : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void beginsWithSuggestions();
+    void aSuggestionFillsTheFieldOnly_data();
+    void aSuggestionFillsTheFieldOnly();
+    void showsTurnsAsTheyAre();
+    void looksByKind_data();
+    void looksByKind();
+    void aTurnWithoutALogHasNoGap();
+    void showsMarkupAsText();
+    void aStepTurnsFromSpinnerToTick();
+    void theFirstTurnReplacesTheSuggestions();
+    void showsWhatGoesOn();
+    void keepsTheLastTurnAndTheLiveStatusInSight();
+    void scrollsWithMotion();
+    void scrollsAtOnceWhereMotionIsUnwanted();
+    void makesRowsOnlyForWhatIsSeen();
+    void rowsThatAreUsedAgainShowTheirOwnTurn();
+    void scrollsByTheWheel();
+    void scrollsByKeys();
+    void staysAtTheEndInASmallerWindow();
+    void textIsSelectedAndCopied();
+    void aTurnIsCopiedByKeys();
+    void clearsByTheShortcut();
+    void doesNotClearWhileATaskRuns();
+    void nothingMovesWhileNothingHappens();
+};
+
+void tst_History::beginsWithSuggestions()
+{
+    const Scene scene;
+    QCOMPARE(scene.text(u"suggestionsHeading"_s), u"Try"_s);
+    QCOMPARE(scene.text(u"suggestion0"_s), u"Open Safari and search Google for MacBook Air"_s);
+    QCOMPARE(scene.text(u"suggestion1"_s), u"Open Finder and create a folder called Projects"_s);
+    QCOMPARE(scene.text(u"suggestion2"_s), u"Take a screenshot and save it to Downloads"_s);
+    QCOMPARE(scene.text(u"suggestion3"_s), u"Open my Downloads folder and find the latest PDF"_s);
+    QVERIFY(!scene.find(u"suggestion4"_s));
+    QCOMPARE(scene.find(u"suggestionSymbol"_s)->property("name"), u"arrow.turn.down.right"_s);
+    QCOMPARE(scene.all(u"suggestionSymbol"_s).size(), 4);
+}
+
+void tst_History::aSuggestionFillsTheFieldOnly_data()
+{
+    QTest::addColumn<bool>("byKeys");
+    QTest::newRow("mouse") << false;
+    QTest::newRow("keys") << true;
+}
+
+void tst_History::aSuggestionFillsTheFieldOnly()
+{
+    QFETCH(const bool, byKeys);
+    Scene scene;
+    scene.type(u"something else"_s);
+    if (byKeys) {
+        scene.item(u"suggestion2"_s).forceActiveFocus(Qt::TabFocusReason);
+        scene.key(Qt::Key_Return);
+    } else {
+        scene.click(u"suggestion2"_s);
+    }
+    QCOMPARE(scene.typed(), u"Take a screenshot and save it to Downloads"_s);
+    QVERIFY(scene.hasFocus(u"commandField"_s));
+    QVERIFY(scene.session->turns().isEmpty());
+    QVERIFY(!scene.session->isRunning());
+}
+
+void tst_History::showsTurnsAsTheyAre()
+{
+    Scene scene;
+    scene.session->setTurns({turnOf(u"Open Mail"_s,
+                                    {{.text = u"Launching Mail"_s, .kind = Kind::step},
+                                     {.text = u"Mail is open."_s, .kind = Kind::success}},
+                                    u"Mail is open."_s)});
+    QTRY_COMPARE(scene.all(u"logLine"_s).size(), 2);
+    QVERIFY(!scene.find(u"suggestions"_s));
+    const QQuickItem &command = scene.item(u"turnCommand"_s);
+    const QQuickItem &log = scene.item(u"turnLog"_s);
+    const QQuickItem &summary = scene.item(u"turnSummary"_s);
+    const QList<QQuickItem *> lines = scene.all(u"logLine"_s);
+    QCOMPARE(command.property("text"), u"Open Mail"_s);
+    QCOMPARE(summary.property("text"), u"Mail is open."_s);
+
+    const auto font = [](const QQuickItem &item) { return item.property("font").value<QFont>(); };
+    QCOMPARE(font(command).pixelSize(), 15);
+    QCOMPARE(font(command).weight(), QFont::DemiBold);
+    QCOMPARE(font(summary).pixelSize(), 13);
+    QCOMPARE(summary.property("color").value<QColor>(), scene.color("secondary"));
+    QCOMPARE(summary.property("topPadding"), 2);
+
+    // 10 between the parts, 6 between the lines, 8 between a line's two parts.
+    const auto top = [](const QQuickItem &item) { return item.mapToScene({}).y(); };
+    QCOMPARE(top(log), top(command) + command.height() + 10);
+    QCOMPARE(top(summary), top(log) + log.height() + 10);
+    QCOMPARE(top(*lines[1]), top(*lines[0]) + lines[0]->height() + 6);
+    const QQuickItem &symbol = scene.part(lines[0], u"lineSymbolPlace"_s);
+    const QQuickItem &text = scene.part(lines[0], u"lineText"_s);
+    QCOMPARE(symbol.width(), 14);
+    QCOMPARE(text.mapToScene({}).x(), symbol.mapToScene({}).x() + 14 + 8);
+    QCOMPARE(font(text).pixelSize(), 13);
+    QVERIFY(qAbs(top(symbol) + symbol.height() / 2 - top(text) - text.height() / 2) <= 0.5);
+    for (const QQuickItem *const item : {&command, &summary, &text})
+        QVERIFY(item->width() > 600);
+}
+
+void tst_History::looksByKind_data()
+{
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<bool>("running");
+    QTest::addColumn<QString>("symbol");
+    QTest::addColumn<QByteArray>("symbolColor");
+    QTest::addColumn<QByteArray>("textColor");
+    using Bytes = QByteArray;
+    QTest::newRow("step") << Kind::step << false << u"checkmark"_s << Bytes("secondary")
+                          << Bytes("secondary");
+    QTest::newRow("success") << Kind::success << false << u"checkmark.circle.fill"_s
+                             << Bytes("green") << Bytes("primary");
+    QTest::newRow("failure") << Kind::failure << false << u"xmark.circle.fill"_s << Bytes("red")
+                             << Bytes("red");
+    QTest::newRow("info") << Kind::info << false << u"info.circle"_s << Bytes("secondary")
+                          << Bytes("secondary");
+    QTest::newRow("confirm") << Kind::confirm << false << u"hand.raised.fill"_s << Bytes("orange")
+                             << Bytes("secondary");
+    QTest::newRow("running step") << Kind::step << true << QString() << Bytes() << Bytes("primary");
+    QTest::newRow("running failure")
+        << Kind::failure << true << QString() << Bytes() << Bytes("red");
+    QTest::newRow("running info") << Kind::info << true << QString() << Bytes() << Bytes("primary");
+}
+
+void tst_History::looksByKind()
+{
+    QFETCH(const Kind, kind);
+    QFETCH(const bool, running);
+    QFETCH(const QString, symbol);
+    QFETCH(const QByteArray, symbolColor);
+    QFETCH(const QByteArray, textColor);
+    Scene scene;
+    scene.session->setTurns(
+        {turnOf(u"Task"_s, {{.text = u"A line"_s, .kind = kind, .running = running}})});
+    QTRY_COMPARE(scene.all(u"logLine"_s).size(), 1);
+    const QQuickItem *const line = scene.find(u"logLine"_s);
+    QCOMPARE(scene.find(u"lineSpinner"_s) != nullptr, running);
+    QCOMPARE(scene.find(u"lineSymbol"_s) != nullptr, !running);
+    if (!running) {
+        QCOMPARE(scene.part(line, u"lineSymbol"_s).property("name"), symbol);
+        QCOMPARE(scene.part(line, u"lineSymbol"_s).property("color").value<QColor>(),
+                 scene.color(symbolColor));
+    }
+    QCOMPARE(scene.part(line, u"lineText"_s).property("color").value<QColor>(),
+             scene.color(textColor));
+}
+
+void tst_History::aTurnWithoutALogHasNoGap()
+{
+    Scene scene;
+    Turn turn = turnOf(u"Task"_s, {});
+    scene.session->setTurns({turn});
+    QTRY_VERIFY(scene.find(u"turnCommand"_s));
+    QCOMPARE(scene.item(u"turn"_s).height(), scene.item(u"turnCommand"_s).height());
+    QVERIFY(!scene.find(u"turnSummary"_s));
+    turn.summary = u"Done"_s;
+    scene.session->setTurns({turn});
+    QVERIFY(scene.find(u"turnSummary"_s));
+    QTRY_COMPARE(scene.item(u"turn"_s).height(), scene.item(u"turnCommand"_s).height() + 10 +
+                                                     scene.item(u"turnSummary"_s).height());
+}
+
+void tst_History::showsMarkupAsText()
+{
+    Scene scene;
+    scene.session->setTurns({turnOf(markup, {{.text = markup}}, markup)});
+    QTRY_COMPARE(scene.all(u"logLine"_s).size(), 1);
+    for (const QString &name : {u"turnCommand"_s, u"lineText"_s, u"turnSummary"_s}) {
+        const QQuickItem &item = scene.item(name);
+        QCOMPARE(item.property("text"), markup);
+        QCOMPARE(item.property("length").toInt(), int(markup.size()));
+        QCOMPARE(item.property("textFormat").toInt(), int(Qt::PlainText));
+    }
+    scene.engine->addReplies({Say::done()});
+    scene.engine->holdGenerations();
+    scene.session->submit(markup);
+    QTRY_VERIFY(scene.engine->isGenerating());
+    scene.engine->sendPiece(markup);
+    QTRY_COMPARE(scene.text(u"livePreview"_s), markup);
+    QVERIFY(scene.allTexts().size() > 10);
+    for (const QQuickItem *const text : scene.allTexts())
+        QCOMPARE(text->property("textFormat").toInt(), int(Qt::PlainText));
+    scene.engine->releaseGeneration();
+    QTRY_VERIFY(!scene.session->isRunning());
+}
+
+void tst_History::aStepTurnsFromSpinnerToTick()
+{
+    Scene scene;
+    Turn turn = turnOf(u"Task"_s, {{.text = u"Searching"_s, .running = true}});
+    scene.session->setTurns({turn});
+    QTRY_VERIFY(scene.find(u"lineSpinner"_s));
+    const QPointer<QQuickItem> line = scene.find(u"logLine"_s);
+    turn.log[0].running = false;
+    scene.session->setTurns({turn});
+    QVERIFY(!scene.find(u"lineSpinner"_s));
+    QCOMPARE(scene.item(u"lineSymbol"_s).property("name"), u"checkmark"_s);
+    QCOMPARE(scene.find(u"logLine"_s), line.data());
+}
+
+void tst_History::theFirstTurnReplacesTheSuggestions()
+{
+    Scene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    QVERIFY(!scene.find(u"suggestions"_s));
+    QTRY_COMPARE(scene.text(u"turnCommand"_s), u"Which windows are open?"_s);
+    QTRY_COMPARE(scene.all(u"logLine"_s).size(), 2);
+}
+
+void tst_History::showsWhatGoesOn()
+{
+    Scene scene;
+    QVERIFY(!scene.find(u"live"_s));
+    scene.engine->addReplies({Say::done()});
+    scene.engine->holdGenerations();
+    scene.submit(u"Anything"_s);
+    QTRY_COMPARE(scene.text(u"liveStatus"_s), u"Thinking…"_s);
+    QVERIFY(!scene.find(u"livePreview"_s));
+    QVERIFY(scene.find(u"liveSpinner"_s));
+    scene.engine->sendPiece(u"{\"action\":\n\"done\""_s);
+    QTRY_COMPARE(scene.text(u"livePreview"_s), u"{\"action\": \"done\""_s);
+    const QQuickItem &status = scene.item(u"liveStatus"_s);
+    const QQuickItem &preview = scene.item(u"livePreview"_s);
+    const QFont statusFont = status.property("font").value<QFont>();
+    QCOMPARE(statusFont.pixelSize(), 13);
+    QCOMPARE(statusFont.weight(), QFont::Medium);
+    QCOMPARE(preview.property("font").value<QFont>().pixelSize(), 11);
+    QCOMPARE(preview.property("font").value<QFont>().family(),
+             scene.theme().property("fixedFamily").toString());
+    QCOMPARE(preview.property("color").value<QColor>(), scene.color("tertiary"));
+    QCOMPARE(preview.mapToScene({}).x(), status.mapToScene({}).x());
+    QTRY_COMPARE(preview.mapToScene({}).y(), status.mapToScene({}).y() + status.height() + 2);
+    scene.engine->releaseGeneration();
+    QTRY_VERIFY(!scene.find(u"live"_s));
+}
+
+void tst_History::keepsTheLastTurnAndTheLiveStatusInSight()
+{
+    Scene scene;
+    scene.session->setTurns(manyTurns(20));
+    QTRY_VERIFY(scene.showsEnd());
+    scene.engine->addReplies({Say::listWindows, Say::listWindows});
+    scene.engine->holdGenerations();
+    scene.submit(u"The last one"_s);
+    const auto liveIsBelow = [&scene] {
+        const QQuickItem &live = scene.item(u"live"_s);
+        const QQuickItem &history = scene.item(u"history"_s);
+        const double bottom = live.mapRectToItem(&history, live.boundingRect()).bottom();
+        const double top = live.mapRectToItem(&history, live.boundingRect()).top();
+        return bottom <= history.height() && top >= scene.list().height() - 20;
+    };
+    QTRY_VERIFY(scene.showsEnd());
+    QTRY_VERIFY(liveIsBelow());
+    // Also once there are more lines.
+    scene.engine->releaseGeneration();
+    QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
+    QTRY_VERIFY(scene.showsEnd());
+    QTRY_VERIFY(liveIsBelow());
+    scene.engine->releaseGeneration();
+    QTRY_VERIFY(!scene.session->isRunning());
+    QTRY_VERIFY(scene.showsEnd());
+}
+
+void tst_History::scrollsWithMotion()
+{
+    Scene scene;
+    scene.session->setTurns(manyTurns(20));
+    QTRY_VERIFY(scene.showsEnd());
+    QList<Turn> turns = scene.session->turns();
+    turns << manyTurns(3);
+    const double before = scene.contentY();
+    scene.session->setTurns(turns);
+    // It begins where it was.
+    QVERIFY(scene.contentY() < before + 100);
+    QTRY_VERIFY(scene.showsEnd());
+    QVERIFY(scene.contentY() > before + 200);
+}
+
+void tst_History::scrollsAtOnceWhereMotionIsUnwanted()
+{
+    Scene scene;
+    scene.setLook({.hasReducedMotion = true});
+    scene.session->setTurns(manyTurns(20));
+    QVERIFY(scene.showsEnd());
+}
+
+void tst_History::makesRowsOnlyForWhatIsSeen()
+{
+    Scene scene;
+    scene.session->setTurns(manyTurns(200));
+    QTRY_VERIFY(scene.showsEnd());
+    QCOMPARE(scene.list().property("count"), 200);
+    int made = 0;
+    for (const QQuickItem *const item : scene.window->contentItem()->findChildren<QQuickItem *>())
+        made += item->objectName() == u"turn" ? 1 : 0;
+    QVERIFY2(made < 40, qPrintable(QString::number(made)));
+}
+
+void tst_History::rowsThatAreUsedAgainShowTheirOwnTurn()
+{
+    Scene scene;
+    scene.setLook({.hasReducedMotion = true});
+    QList<Turn> turns;
+    for (int i = 0; i < 100; ++i) {
+        turns << turnOf(u"Task %1"_s.arg(i),
+                        QList<LogEntry>(i % 4, {.text = u"Line of %1"_s.arg(i)}),
+                        i % 2 == 0 ? std::optional(u"Summary %1"_s.arg(i)) : std::nullopt);
+        for (LogEntry &entry : turns.last().log)
+            entry.id = QUuid::createUuid();
+    }
+    scene.session->setTurns(turns);
+    for (const int distance : {-2000, -3000, 1500, -4000, 2500}) {
+        QMetaObject::invokeMethod(&scene.item(u"history"_s), "scrollBy",
+                                  Q_ARG(double, double(distance)));
+        QTest::qWait(20);
+        const QList<QQuickItem *> rows = scene.rows();
+        QVERIFY(!rows.isEmpty());
+        for (QQuickItem *const row : rows) {
+            const QString command = row->property("command").toString();
+            const int number = command.mid(5).toInt();
+            QCOMPARE(scene.find(u"turnCommand"_s, row)->property("text"), command);
+            QQuickItem *const summary = scene.find(u"turnSummary"_s, row);
+            QCOMPARE(summary != nullptr, number % 2 == 0);
+            int lines = 0;
+            for (const QQuickItem *const line : scene.all(u"logLine"_s)) {
+                if (row->isAncestorOf(line)) {
+                    QCOMPARE(line->property("text"), u"Line of %1"_s.arg(number));
+                    ++lines;
+                }
+            }
+            QCOMPARE(lines, number % 4);
+        }
+    }
+}
+
+void tst_History::scrollsByTheWheel()
+{
+    Scene scene;
+    scene.setLook({.hasReducedMotion = true});
+    scene.session->setTurns(manyTurns(20));
+    const double end = scene.contentY();
+    const auto turnWheel = [&scene](int angle) {
+        const QPointF middle = scene.list().mapToScene(scene.list().boundingRect().center());
+        QWheelEvent event(middle, middle, {}, {0, angle}, Qt::NoButton, Qt::NoModifier,
+                          Qt::NoScrollPhase, false);
+        QCoreApplication::sendEvent(scene.window.get(), &event);
+    };
+    turnWheel(120);
+    QCOMPARE(scene.contentY(), end - 60);
+    turnWheel(-120);
+    QCOMPARE(scene.contentY(), end);
+    turnWheel(-1200);
+    QCOMPARE(scene.contentY(), end);
+    for (int i = 0; i < 100; ++i)
+        turnWheel(1200);
+    QVERIFY(scene.contentY() < end - 500);
+    QCOMPARE(scene.rows().first()->property("command"), u"Task 0"_s);
+}
+
+void tst_History::scrollsByKeys()
+{
+    Scene scene;
+    scene.setLook({.hasReducedMotion = true});
+    scene.session->setTurns(manyTurns(20));
+    const double end = scene.contentY();
+    scene.key(Qt::Key_PageUp);
+    const double page = scene.contentY();
+    QVERIFY(page < end);
+    // From the field and from the list.
+    scene.key(Qt::Key_Tab);
+    QVERIFY(scene.hasFocus(u"turn"_s));
+    scene.key(Qt::Key_PageDown);
+    QCOMPARE(scene.contentY(), end);
+    scene.key(Qt::Key_Up);
+    QCOMPARE(scene.window->activeFocusItem()->property("command"), u"Task 18"_s);
+    scene.key(Qt::Key_Home);
+    QTRY_COMPARE(scene.window->activeFocusItem()->property("command"), u"Task 0"_s);
+    scene.key(Qt::Key_End);
+    QTRY_COMPARE(scene.window->activeFocusItem()->property("command"), u"Task 19"_s);
+}
+
+void tst_History::staysAtTheEndInASmallerWindow()
+{
+    Scene scene;
+    scene.setLook({.hasReducedMotion = true});
+    scene.session->setTurns(manyTurns(20));
+    QVERIFY(scene.showsEnd());
+    scene.window->resize(640, 460);
+    QTRY_COMPARE(scene.item(u"history"_s).width(), 640);
+    QTRY_VERIFY(scene.showsEnd());
+}
+
+void tst_History::textIsSelectedAndCopied()
+{
+    Scene scene;
+    scene.session->setTurns({turnOf(u"Open Mail"_s, {{.text = u"Launching Mail"_s}})});
+    QTRY_VERIFY(scene.find(u"lineText"_s));
+    QQuickItem &text = scene.item(u"lineText"_s);
+    const QPoint start = text.mapToScene({1, text.height() / 2}).toPoint();
+    QTest::mouseDClick(scene.window.get(), Qt::LeftButton, Qt::NoModifier, start + QPoint(5, 0));
+    QTRY_COMPARE(text.property("selectedText"), u"Launching"_s);
+    scene.key(Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(QGuiApplication::clipboard()->text(), u"Launching"_s);
+    // Nobody changes what was said.
+    scene.key(Qt::Key_X);
+    QCOMPARE(text.property("text"), u"Launching Mail"_s);
+    QVERIFY(text.property("readOnly").toBool());
+}
+
+void tst_History::aTurnIsCopiedByKeys()
+{
+    Scene scene;
+    scene.session->setTurns({turnOf(u"Open Mail"_s, {{.text = u"Launching Mail"_s}}, u"Done"_s),
+                             turnOf(u"Open Music"_s, {})});
+    QTRY_COMPARE(scene.all(u"turn"_s).size(), 2);
+    scene.key(Qt::Key_Tab);
+    QVERIFY(scene.hasFocus(u"turn"_s));
+    scene.key(Qt::Key_Up);
+    scene.key(Qt::Key_C, Qt::ControlModifier);
+    QCOMPARE(QGuiApplication::clipboard()->text(), u"Open Mail\nLaunching Mail\nDone"_s);
+}
+
+void tst_History::clearsByTheShortcut()
+{
+    Scene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    QVERIFY(scene.hasFocus(u"commandField"_s));
+    scene.key(Qt::Key_K, Qt::ControlModifier);
+    QVERIFY(scene.session->turns().isEmpty());
+    QTRY_VERIFY(scene.find(u"suggestions"_s));
+}
+
+void tst_History::doesNotClearWhileATaskRuns()
+{
+    Scene scene;
+    scene.engine->addReplies({Say::done()});
+    scene.engine->holdGenerations();
+    scene.submit(u"Anything"_s);
+    scene.key(Qt::Key_K, Qt::ControlModifier);
+    QCOMPARE(scene.session->turns().size(), 1);
+    scene.engine->releaseGeneration();
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.session->turns().size(), 1);
+}
+
+void tst_History::nothingMovesWhileNothingHappens()
+{
+    Scene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    // The cursor's blinking is the only thing that an idle panel may paint.
+    scene.key(Qt::Key_Tab);
+    QVERIFY(!scene.hasFocus(u"commandField"_s));
+    QTest::qWait(500);
+    int frames = 0;
+    connect(scene.window.get(), &QQuickWindow::frameSwapped, this, [&frames] { ++frames; });
+    QTest::qWait(700);
+    QCOMPARE(frames, 0);
+}
+
+PANEL_TEST_MAIN(tst_History)
+
+#include "tst_History.moc"

@@ -1,0 +1,181 @@
+#include "tests/ui/PanelTest.h"
+
+#include <QAccessible>
+#include <QDir>
+#include <QFile>
+#include <QMetaEnum>
+
+using namespace Qt::StringLiterals;
+
+using Kind = LogEntry::Kind;
+using Model = PanelScene::Model;
+
+namespace {
+QString roleOf(const QAccessibleInterface &element)
+{
+    static const QMetaEnum names = QAccessible::staticMetaObject.enumerator(
+        QAccessible::staticMetaObject.indexOfEnumerator("Role"));
+    return QString::fromLatin1(names.valueToKey(element.role()));
+}
+
+/// One line for each element that a screen reader meets: role, name, description, value, states.
+void describe(QAccessibleInterface *element, int depth, QStringList &lines)
+{
+    if (element == nullptr || !element->isValid() || element->state().invisible)
+        return;
+    const QAccessible::State state = element->state();
+    QString line = QString(2 * depth, u' ') + roleOf(*element);
+    if (const QString name = element->text(QAccessible::Name); !name.isEmpty())
+        line += u" “%1”"_s.arg(name);
+    if (const QString description = element->text(QAccessible::Description); !description.isEmpty())
+        line += u" (%1)"_s.arg(description);
+    if (const auto *const value = element->valueInterface())
+        line += u" = %1 of %2"_s.arg(value->currentValue().toDouble())
+                    .arg(value->maximumValue().toDouble());
+    if (state.focusable && element->role() != QAccessible::StaticText)
+        line += u" focusable"_s;
+    if (state.focused)
+        line += u" focused"_s;
+    if (state.disabled)
+        line += u" disabled"_s;
+    if (state.readOnly)
+        line += u" read-only"_s;
+    if (const auto *const actions = element->actionInterface()) {
+        if (actions->actionNames().contains(QAccessibleActionInterface::pressAction()))
+            line += u" press"_s;
+    }
+    lines << line;
+    for (int i = 0; i < element->childCount(); ++i)
+        describe(element->child(i), depth + 1, lines);
+}
+
+QString section(const QString &title, const PanelScene &scene)
+{
+    // Lays everything out.
+    static_cast<void>(scene.grab());
+    QStringList lines{u"# "_s + title};
+    describe(QAccessible::queryAccessibleInterface(scene.window.get()), 0, lines);
+    return lines.join(u'\n') + u"\n\n"_s;
+}
+
+QAccessibleInterface *elementNamed(QAccessibleInterface *below, const QString &name,
+                                   QAccessible::Role role)
+{
+    if (below->role() == role && below->text(QAccessible::Name) == name)
+        return below;
+    for (int i = 0; i < below->childCount(); ++i) {
+        if (QAccessibleInterface *const found = elementNamed(below->child(i), name, role))
+            return found;
+    }
+    return nullptr;
+}
+} // namespace
+
+class tst_PanelAccessibility : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QAccessible::setActive(true); }
+
+    void looksToAScreenReaderAsItDid();
+    void everyControlHasANameAndAPress();
+    void aScreenReaderAnswersTheCard();
+};
+
+void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
+{
+    QString tree;
+    {
+        PanelScene scene(Model::missing);
+        scene.setTrusted(false);
+        tree += section(u"Set-up"_s, scene);
+    }
+    {
+        PanelScene scene(Model::unreadable);
+        QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+        tree += section(u"A model that cannot be loaded"_s, scene);
+    }
+    {
+        PanelScene scene;
+        tree += section(u"No history"_s, scene);
+        Turn turn{.command = u"Find the latest PDF"_s};
+        turn.log = {
+            {.text = u"Opening ~/Nowhere — Nothing exists at ~/Nowhere."_s, .kind = Kind::failure},
+            {.text = u"Searching Downloads"_s, .kind = Kind::step},
+            {.text = u"Found report.pdf."_s, .kind = Kind::success}};
+        turn.summary = u"Found report.pdf."_s;
+        scene.session->setTurns({turn});
+        scene.engine->addReplies({Say::trashOld});
+        scene.engine->holdGenerations();
+        scene.submit(u"Tidy up"_s);
+        QTRY_VERIFY(scene.engine->isGenerating());
+        scene.engine->sendPiece(u"{\"action\""_s);
+        QTRY_VERIFY(scene.find(u"livePreview"_s));
+        tree += section(u"A task is running"_s, scene);
+        scene.engine->releaseGeneration();
+        QTRY_VERIFY(scene.sessionView->isPending());
+        tree += section(u"A step waits for approval"_s, scene);
+        scene.sessionView->stop();
+        QTRY_VERIFY(!scene.session->isRunning());
+    }
+
+    QFile golden(QStringLiteral(GOLDEN "/accessibility.txt"));
+    QVERIFY(golden.open(QIODevice::ReadOnly));
+    const QString expected = QString::fromUtf8(golden.readAll());
+    QFile actual(QStringLiteral(ACTUAL "/accessibility.txt"));
+    QVERIFY(actual.open(QIODevice::WriteOnly));
+    actual.write(tree.toUtf8());
+    actual.close();
+    QVERIFY2(
+        tree == expected,
+        qPrintable(u"%1 differs from %2; look at both, and copy it over where it is right."_s.arg(
+            actual.fileName(), golden.fileName())));
+}
+
+void tst_PanelAccessibility::everyControlHasANameAndAPress()
+{
+    PanelScene scene;
+    QList<QAccessibleInterface *> left{QAccessible::queryAccessibleInterface(scene.window.get())};
+    int controls = 0;
+    while (!left.isEmpty()) {
+        QAccessibleInterface *const element = left.takeFirst();
+        for (int i = 0; i < element->childCount(); ++i)
+            left << element->child(i);
+        // The toolkit takes texts for focusable.
+        if (element->state().invisible || !element->state().focusable ||
+            element->role() == QAccessible::StaticText)
+            continue;
+        ++controls;
+        QVERIFY2(!element->text(QAccessible::Name).isEmpty(),
+                 qPrintable(element->object()->objectName()));
+        if (element->role() != QAccessible::EditableText && element->role() != QAccessible::List) {
+            QVERIFY2(element->actionInterface() &&
+                         element->actionInterface()->actionNames().contains(
+                             QAccessibleActionInterface::pressAction()),
+                     qPrintable(element->object()->objectName()));
+        }
+    }
+    QVERIFY(controls >= 8); // Field, send, four suggestions, menu, two of the window.
+}
+
+void tst_PanelAccessibility::aScreenReaderAnswersTheCard()
+{
+    PanelScene scene;
+    QFile old(scene.home.filePath(u"home/old.zip"_s));
+    QVERIFY(old.open(QIODevice::WriteOnly));
+    scene.itemAnywhere(u"confirmCard"_s)->setProperty("wait", 0);
+    scene.engine->addReplies({Say::trashOld, Say::done()});
+    scene.submit(u"Tidy up"_s);
+    QTRY_VERIFY(scene.itemAnywhere(u"confirmCard"_s)->property("isReady").toBool());
+    QAccessibleInterface *const allow = elementNamed(
+        QAccessible::queryAccessibleInterface(scene.window.get()), u"Allow"_s, QAccessible::Button);
+    QVERIFY(allow);
+    allow->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.platform.desk.trashed.size(), 1);
+}
+
+PANEL_TEST_MAIN(tst_PanelAccessibility)
+
+#include "tst_PanelAccessibility.moc"

@@ -1,0 +1,270 @@
+// The program as a user meets it: a task typed into the real panel, a real model file, real
+// actions, real keys and clicks.
+
+#include "models/LocalModel.h"
+#include "platform/linux/X11Desktop.h"
+#include "tests/support/TestModel.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDir>
+#include <QFile>
+#include <QGuiApplication>
+#include <QPixmap>
+#include <QRegularExpression>
+#include <QScreen>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int eventually = 60'000;
+const QRect inTheMiddle(280, 90, 720, 620); // Of a screen of 1280 by 800.
+
+QByteArray output(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(20'000) || process.error() == QProcess::FailedToStart)
+        qFatal("%s does not work.", qPrintable(program));
+    return process.readAllStandardOutput();
+}
+
+void xdotool(const QStringList &arguments)
+{
+    static_cast<void>(output(u"xdotool"_s, arguments));
+}
+
+void type(const QString &text)
+{
+    xdotool({u"type"_s, u"--delay"_s, u"10"_s, text});
+}
+
+void press(const QString &key)
+{
+    xdotool({u"key"_s, key});
+}
+
+void moveMouse(const QPoint &place)
+{
+    xdotool({u"mousemove"_s, QString::number(place.x()), QString::number(place.y())});
+}
+
+void click(const QPoint &place)
+{
+    moveMouse(place);
+    xdotool({u"click"_s, u"1"_s});
+}
+
+/// Slowly, as a hand does it.
+void drag(const QPoint &from, const QPoint &to)
+{
+    moveMouse(from);
+    xdotool({u"mousedown"_s, u"1"_s});
+    for (int step = 1; step <= 10; ++step) {
+        moveMouse(from + (to - from) * step / 10);
+        QTest::qWait(30);
+    }
+    xdotool({u"mouseup"_s, u"1"_s});
+}
+} // namespace
+
+class tst_PanelProgram : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit tst_PanelProgram(VirtualDesktop &desktop) : m_desktop(desktop) {}
+
+private Q_SLOTS:
+    void cleanup();
+
+    void performsATypedTask();
+    void performsARiskyStepThatIsAllowed();
+    void leavesARiskyStepThatIsDeclined();
+    void leavesARiskyStepWhenStopped();
+    void isDraggedByAnEmptyArea();
+    void isResizedByAnEdge();
+    void minimisesAndClosesByItsControls();
+
+private:
+    [[nodiscard]] std::optional<X11Window> panel()
+    {
+        const X11Snapshot look = m_screen.snapshot().value_or(X11Snapshot());
+        for (const X11Window &window : look.windows) {
+            if (window.title == u"Quillon" && window.onScreen)
+                return window;
+        }
+        return std::nullopt;
+    }
+    [[nodiscard]] QRect geometry()
+    {
+        const std::optional<X11Window> window = panel();
+        if (!window)
+            return {};
+        const QString text = QString::fromUtf8(
+            output(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s,
+                                  QString::number(static_cast<quint32>(window->id))}));
+        const auto number = [&text](const QString &name) {
+            const QRegularExpression line(name + u"=(-?\\d+)"_s);
+            return line.match(text).captured(1).toInt();
+        };
+        return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
+    }
+    /// The keyboard is the panel's, as the X server has it.
+    [[nodiscard]] bool panelHasTheKeyboard()
+    {
+        const std::optional<X11Window> window = panel();
+        return window && output(u"xdotool"_s, {u"getwindowfocus"_s}).trimmed() ==
+                             QByteArray::number(static_cast<quint32>(window->id));
+    }
+    /// The card's white face lies over the grey of the panel.
+    [[nodiscard]] static bool asks()
+    {
+        const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0, 440, 424, 1, 1);
+        return picture.toImage().pixelColor(0, 0) == QColor(Qt::white);
+    }
+    static void keepPicture(const QString &name)
+    {
+        QDir().mkpath(QStringLiteral(SCREENSHOTS));
+        QVERIFY(QGuiApplication::primaryScreen()->grabWindow(0).save(
+            QStringLiteral(SCREENSHOTS "/%1.png").arg(name)));
+    }
+    /// Starts the program with a model that gives these replies, one after the other.
+    void start(const QList<QByteArray> &replies);
+    /// Starts the program and types a task that it has to ask about.
+    void startAndAsk();
+    [[nodiscard]] bool isTrashed() const { return !QFile::exists(m_desktop.home(u"old.zip"_s)); }
+
+    VirtualDesktop &m_desktop;
+    X11Desktop m_screen;
+    QProcess m_program;
+};
+
+void tst_PanelProgram::cleanup()
+{
+    m_program.kill();
+    m_program.waitForFinished(-1);
+    QTRY_VERIFY(!panel());
+}
+
+void tst_PanelProgram::start(const QList<QByteArray> &replies)
+{
+    const QString file = u".local/share/Quillon/Models/"_s + LocalModel::catalog().first().fileName;
+    m_desktop.write(file, {});
+    TestModel::saying(replies).write(m_desktop.home(file));
+    m_desktop.write(u"old.zip"_s, "old");
+    QDir().mkpath(m_desktop.home(u"Documents"_s));
+    m_program.setProcessChannelMode(QProcess::ForwardedChannels);
+    m_program.start(QStringLiteral(QUILLON_PROGRAM), QStringList());
+    QVERIFY(m_program.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(geometry(), inTheMiddle, eventually);
+}
+
+void tst_PanelProgram::startAndAsk()
+{
+    start({R"({"action":"trash","path":"old.zip"})",
+           R"({"action":"done","message":"That is all there was to do."})"});
+    // A Return that comes before the model is loaded leaves the text where it is.
+    type(u"tidy up"_s);
+    const auto asksAfterReturn = [] {
+        if (!asks())
+            press(u"Return"_s);
+        return QTest::qWaitFor([] { return asks(); }, 2000);
+    };
+    QVERIFY(QTest::qWaitFor(asksAfterReturn, eventually));
+}
+
+void tst_PanelProgram::performsATypedTask()
+{
+    start({R"({"action":"create_folder","name":"Made","in":"Documents"})",
+           R"({"action":"done","message":"The folder is there."})"});
+    type(u"make a folder"_s);
+    const auto isMade = [this] {
+        press(u"Return"_s);
+        return QTest::qWaitFor(
+            [this] { return QDir(m_desktop.home(u"Documents/Made"_s)).exists(); }, 2000);
+    };
+    const bool wasMade = QTest::qWaitFor(isMade, 10000);
+    keepPicture(u"program-task"_s);
+    QVERIFY(wasMade);
+}
+
+void tst_PanelProgram::performsARiskyStepThatIsAllowed()
+{
+    startAndAsk();
+    keepPicture(u"program-confirm"_s);
+    QVERIFY(!isTrashed());
+    // It takes no approval within its first moments.
+    const auto isTrashedAfterReturn = [this] {
+        if (asks())
+            press(u"Return"_s);
+        return isTrashed();
+    };
+    QVERIFY(QTest::qWaitFor(isTrashedAfterReturn, eventually));
+    QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+}
+
+void tst_PanelProgram::leavesARiskyStepThatIsDeclined()
+{
+    startAndAsk();
+    press(u"Escape"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+    QVERIFY(panelHasTheKeyboard());
+    QVERIFY(!isTrashed());
+    // The next Escape hides the panel.
+    press(u"Escape"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(!panel(), eventually);
+    QVERIFY(!isTrashed());
+}
+
+void tst_PanelProgram::leavesARiskyStepWhenStopped()
+{
+    startAndAsk();
+    click(inTheMiddle.topRight() + QPoint(-22 - 17, 34 + 17));
+    QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+    QVERIFY(!isTrashed());
+    QVERIFY(panel());
+}
+
+void tst_PanelProgram::isDraggedByAnEmptyArea()
+{
+    start({R"({"action":"done","message":"Nothing to do."})"});
+    const QPoint empty = inTheMiddle.bottomLeft() + QPoint(300, -100);
+    drag(empty, empty + QPoint(-120, 60));
+    QTRY_VERIFY_WITH_TIMEOUT(geometry().x() < inTheMiddle.x() - 60, eventually);
+    QCOMPARE(geometry().size(), inTheMiddle.size());
+}
+
+void tst_PanelProgram::isResizedByAnEdge()
+{
+    start({R"({"action":"done","message":"Nothing to do."})"});
+    const QPoint edge(inTheMiddle.right() - 2, inTheMiddle.center().y());
+    drag(edge, edge + QPoint(80, 0));
+    QTRY_VERIFY_WITH_TIMEOUT(geometry().width() > inTheMiddle.width() + 40, eventually);
+    QCOMPARE(geometry().topLeft(), inTheMiddle.topLeft());
+    QCOMPARE(geometry().height(), inTheMiddle.height());
+}
+
+void tst_PanelProgram::minimisesAndClosesByItsControls()
+{
+    start({R"({"action":"done","message":"Nothing to do."})"});
+    for (const int fromTheRight : {44, 20}) {
+        click(inTheMiddle.topRight() + QPoint(-fromTheRight, 18));
+        QTRY_VERIFY_WITH_TIMEOUT(!panel(), eventually);
+        QCOMPARE(m_program.state(), QProcess::Running);
+        static_cast<void>(output(QStringLiteral(QUILLON_PROGRAM), {u"--toggle"_s}));
+        QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
+        QTRY_COMPARE_WITH_TIMEOUT(geometry(), inTheMiddle, eventually);
+    }
+}
+
+int main(int argc, char *argv[])
+{
+    VirtualDesktop desktop;
+    const QGuiApplication application(argc, argv);
+    tst_PanelProgram test(desktop);
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_PanelProgram.moc"

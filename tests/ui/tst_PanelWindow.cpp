@@ -1,0 +1,101 @@
+#include "tests/ui/PanelTest.h"
+
+using namespace Qt::StringLiterals;
+
+class tst_PanelWindow : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void hasItsTitleAndSizes();
+    void hasItsOwnControlsWithoutAFrame();
+    void leavesTheControlsToAFrame();
+    void isSolidWithoutACompositor();
+    void isTranslucentWithACompositor();
+    void isClearOverTheSystemsMaterial();
+    void followsTheDesktopsLook();
+};
+
+void tst_PanelWindow::hasItsTitleAndSizes()
+{
+    const PanelScene scene;
+    QCOMPARE(scene.window->title(), u"Quillon"_s);
+    QCOMPARE(scene.window->size(), QSize(720, 620));
+    QCOMPARE(scene.window->minimumSize(), QSize(640, 460));
+    QCOMPARE(scene.window->color().alpha(), 0);
+}
+
+void tst_PanelWindow::hasItsOwnControlsWithoutAFrame()
+{
+    PanelScene scene;
+    for (const QString &name : {u"minimiseButton"_s, u"closeButton"_s}) {
+        const QQuickItem &button = scene.item(name);
+        const QRectF place = button.mapRectToScene(button.boundingRect());
+        // In the free space above the command bar.
+        QVERIFY(place.top() >= 0 && place.bottom() <= 34);
+    }
+    scene.frame.show();
+    scene.click(u"minimiseButton"_s);
+    QVERIFY(!scene.frame.isShown());
+    scene.frame.show();
+    scene.click(u"closeButton"_s);
+    QVERIFY(!scene.frame.isShown());
+    QVERIFY(scene.find(u"windowEdges"_s));
+}
+
+void tst_PanelWindow::leavesTheControlsToAFrame()
+{
+    const PanelScene scene(PanelScene::Model::loaded, Qt::Window);
+    for (const QString &name :
+         {u"minimiseButton"_s, u"closeButton"_s, u"windowEdges"_s, u"windowHairline"_s})
+        QVERIFY(!scene.find(name));
+}
+
+void tst_PanelWindow::isSolidWithoutACompositor()
+{
+    const PanelScene scene;
+    const QQuickItem &background = scene.item(u"background"_s);
+    QCOMPARE(background.property("color").value<QColor>().alpha(), 255);
+    QCOMPARE(background.property("radius"), 0);
+}
+
+void tst_PanelWindow::isTranslucentWithACompositor()
+{
+    PanelScene scene;
+    scene.platform.panels.changeComposition(true);
+    const QQuickItem &background = scene.item(u"background"_s);
+    QVERIFY(qAbs(background.property("color").value<QColor>().alphaF() - 0.94) < 0.01);
+    QCOMPARE(background.property("radius"), 14);
+    QVERIFY(scene.find(u"windowHairline"_s));
+}
+
+void tst_PanelWindow::isClearOverTheSystemsMaterial()
+{
+    PanelScene scene(PanelScene::Model::loaded, Qt::Window);
+    scene.platform.panels.changeComposition(true);
+    const QQuickItem &background = scene.item(u"background"_s);
+    QCOMPARE(background.property("color").value<QColor>().alpha(), 0);
+}
+
+void tst_PanelWindow::followsTheDesktopsLook()
+{
+    PanelScene scene;
+    const QColor light = scene.color("surface");
+    QVERIFY(light.lightnessF() > 0.9F);
+    scene.setLook({.isDark = true,
+                   .hasReducedMotion = true,
+                   .accent = Look::Color{.red = 1, .green = 0.5, .blue = 0}});
+    QVERIFY(scene.color("surface").lightnessF() < 0.2F);
+    QCOMPARE(scene.theme().property("motion"), 0);
+    QCOMPARE(scene.color("systemAccent"), QColor::fromRgbF(1, 0.5, 0));
+    scene.setLook({});
+    QCOMPARE(scene.color("surface"), light);
+    QVERIFY(scene.theme().property("motion").toInt() >= 120);
+    QVERIFY(scene.theme().property("motion").toInt() <= 180);
+    // Without an accent of the desktop's, the toolkit's.
+    QVERIFY(scene.color("systemAccent") != QColor::fromRgbF(1, 0.5, 0));
+}
+
+PANEL_TEST_MAIN(tst_PanelWindow)
+
+#include "tst_PanelWindow.moc"

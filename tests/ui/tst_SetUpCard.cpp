@@ -1,0 +1,345 @@
+#include "tests/support/HttpServer.h"
+#include "tests/ui/PanelTest.h"
+
+using namespace Qt::StringLiterals;
+
+using Model = PanelScene::Model;
+
+namespace {
+LocalModel modelAt(const QUrl &url)
+{
+    return {u"test"_s, u"Test"_s, u"Small"_s, url, u"test.gguf"_s, 1234567};
+}
+} // namespace
+
+class tst_SetUpCard : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void saysWhatItIsFor();
+    void standsInTheMiddle();
+    void showsOneElementForEachState();
+    void downloadsAndLoads();
+    void showsProgress();
+    void cancelReturnsToTheDownloadButton();
+    void showsWhyADownloadFailed_data();
+    void showsWhyADownloadFailed();
+    void tryAgainDownloadsAgain();
+    void tryAgainLoadsAPresentFile();
+    void showsHostileMessagesAsText();
+    void aLongMessageStaysInTheCard();
+    void picksAModelByMouse();
+    void picksAModelByKeys();
+    void escapeClosesTheListFirst();
+    void theCardIsUsedByKeysAlone();
+    void loadsWhenThePanelAppears();
+    void theHistoryStaysWhileAModelIsLoadedAnew();
+};
+
+void tst_SetUpCard::saysWhatItIsFor()
+{
+    const PanelScene scene(Model::missing);
+    QVERIFY(scene.find(u"setUpCard"_s));
+    QVERIFY(!scene.find(u"history"_s));
+    QCOMPARE(scene.text(u"setUpTitle"_s), u"Set up your private AI"_s);
+    QCOMPARE(scene.text(u"setUpExplanation"_s),
+             u"Quillon runs a language model entirely on your Mac. The one-time download is stored "
+             "locally; nothing you type ever leaves this device."_s);
+    QCOMPARE(scene.item(u"modelPicker"_s).property("displayText"),
+             u"Qwen2.5 1.5B Instruct — Fast and light · ~1 GB"_s);
+    QCOMPARE(scene.text(u"downloadButton"_s), u"Download Qwen2.5 1.5B Instruct"_s);
+    QVERIFY(!scene.find(u"modelMenuButton"_s));
+}
+
+void tst_SetUpCard::standsInTheMiddle()
+{
+    const PanelScene scene(Model::missing);
+    const QQuickItem &card = scene.item(u"setUpCard"_s);
+    const QStringList names{u"setUpSymbol"_s, u"setUpTitle"_s, u"setUpExplanation"_s,
+                            u"modelPicker"_s, u"downloadButton"_s};
+    qreal bottom = 0;
+    for (const QString &name : names) {
+        const QQuickItem &item = scene.item(name);
+        const QRectF place = item.mapRectToItem(&card, item.boundingRect());
+        QVERIFY(qAbs(place.center().x() - card.width() / 2) <= 0.5);
+        QVERIFY(place.left() >= 30 && place.right() <= card.width() - 30);
+        if (bottom > 0)
+            QCOMPARE(place.top(), bottom + 16);
+        bottom = place.bottom();
+    }
+    const QQuickItem &first = scene.item(names.first());
+    const qreal top = first.mapRectToItem(&card, first.boundingRect()).top();
+    QVERIFY(qAbs(top - (card.height() - bottom)) <= 1);
+    scene.window->resize(640, 460);
+    QTRY_COMPARE(card.width(), 640);
+    QTRY_VERIFY(first.mapRectToItem(&card, first.boundingRect()).top() >= 30);
+}
+
+void tst_SetUpCard::showsOneElementForEachState()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(100, 'x'), .holdAfter = 50});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    const auto seen = [&scene] {
+        QStringList names;
+        for (const QString &name : {u"downloadButton"_s, u"downloadProgress"_s,
+                                    u"downloadProgressText"_s, u"cancelDownloadButton"_s,
+                                    u"failureMessage"_s, u"tryAgainButton"_s, u"loadingText"_s}) {
+            if (scene.find(name))
+                names << name;
+        }
+        return names;
+    };
+    QCOMPARE(seen(), QStringList{u"downloadButton"_s});
+    scene.engine->holdLoads();
+    scene.click(u"downloadButton"_s);
+    QCOMPARE(seen(), QStringList({u"downloadProgress"_s, u"downloadProgressText"_s,
+                                  u"cancelDownloadButton"_s}));
+    QTRY_VERIFY(scene.modelsView->progress() > 0);
+    server.release();
+    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loading);
+    QCOMPARE(seen(), QStringList{u"loadingText"_s});
+    QCOMPARE(scene.text(u"loadingText"_s), u"Loading model…"_s);
+    scene.manager->refresh();
+    QCOMPARE(scene.modelsView->state(), ModelsView::Ready);
+    QCOMPARE(seen(), QStringList{u"loadingText"_s});
+    scene.engine->releaseLoad();
+    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
+    QVERIFY(!scene.find(u"setUpCard"_s));
+    QVERIFY(scene.find(u"history"_s));
+}
+
+void tst_SetUpCard::downloadsAndLoads()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = "model"});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    QCOMPARE(scene.text(u"downloadButton"_s), u"Download Test"_s);
+    scene.click(u"downloadButton"_s);
+    QTRY_VERIFY(scene.modelsView->isLoaded());
+    QTRY_VERIFY(scene.find(u"suggestions"_s));
+    QCOMPARE(scene.engine->loads().size(), 1);
+}
+
+void tst_SetUpCard::showsProgress()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(10'000, 'x'), .holdAfter = 4299});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    scene.click(u"downloadButton"_s);
+    QTRY_COMPARE(scene.text(u"downloadProgressText"_s), u"42% of ~1234567 MB"_s);
+    const QQuickItem &bar = scene.item(u"downloadProgress"_s);
+    QCOMPARE(bar.width(), 300);
+    QCOMPARE(bar.property("from"), 0);
+    QCOMPARE(bar.property("to"), 1);
+    QCOMPARE(bar.property("value"), 0.4299);
+    QCOMPARE(bar.property("indeterminate"), false);
+    scene.click(u"cancelDownloadButton"_s);
+}
+
+void tst_SetUpCard::cancelReturnsToTheDownloadButton()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(100, 'x'), .holdAfter = 50});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    scene.click(u"downloadButton"_s);
+    QTRY_VERIFY(scene.modelsView->progress() > 0);
+    QCOMPARE(scene.text(u"cancelDownloadButton"_s), u"Cancel"_s);
+    scene.click(u"cancelDownloadButton"_s);
+    QVERIFY(scene.find(u"downloadButton"_s));
+    server.release();
+    QTRY_COMPARE(server.connections(), 0);
+    QVERIFY(scene.find(u"downloadButton"_s));
+    QVERIFY(!scene.find(u"failureMessage"_s));
+}
+
+void tst_SetUpCard::showsWhyADownloadFailed_data()
+{
+    QTest::addColumn<HttpServer::Answer>("answer");
+    QTest::addColumn<QString>("message");
+    QTest::newRow("not found") << HttpServer::Answer{.status = 404}
+                               << u"Download failed (HTTP 404)."_s;
+    QTest::newRow("server error") << HttpServer::Answer{.status = 503}
+                                  << u"Download failed (HTTP 503)."_s;
+    QTest::newRow("breaks off") << HttpServer::Answer{.body = QByteArray(100, 'x'), .cutAfter = 50}
+                                << QString();
+}
+
+void tst_SetUpCard::showsWhyADownloadFailed()
+{
+    QFETCH(const HttpServer::Answer, answer);
+    QFETCH(const QString, message);
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, answer);
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    scene.click(u"downloadButton"_s);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QCOMPARE(scene.text(u"failureMessage"_s), scene.manager->state().message);
+    if (message.isEmpty())
+        QVERIFY(!scene.text(u"failureMessage"_s).isEmpty());
+    else
+        QCOMPARE(scene.text(u"failureMessage"_s), message);
+    QCOMPARE(scene.text(u"tryAgainButton"_s), u"Try again"_s);
+    const QQuickItem &button = scene.item(u"tryAgainButton"_s);
+    const QQuickItem &text = scene.item(u"failureMessage"_s);
+    QCOMPARE(button.mapToScene({}).y(), text.mapToScene({}).y() + text.height() + 8);
+}
+
+void tst_SetUpCard::tryAgainDownloadsAgain()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    scene.click(u"downloadButton"_s);
+    QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+    server.setAnswer(u"/test.gguf"_s, {.body = "model"});
+    scene.click(u"tryAgainButton"_s);
+    QTRY_VERIFY(scene.modelsView->isLoaded());
+    QCOMPARE(server.requests().size(), 2);
+}
+
+void tst_SetUpCard::tryAgainLoadsAPresentFile()
+{
+    PanelScene scene(Model::unreadable);
+    QTRY_COMPARE(scene.text(u"failureMessage"_s), u"Couldn't load the model file."_s);
+    scene.engine->setLoadError({});
+    scene.click(u"tryAgainButton"_s);
+    QTRY_VERIFY(scene.modelsView->isLoaded());
+    QCOMPARE(scene.engine->loads().size(), 2);
+}
+
+void tst_SetUpCard::showsHostileMessagesAsText()
+{
+    PanelScene scene(Model::missing);
+    scene.manager->select({u"test"_s, u"<b>Bold</b><img src=\"file:///dev/zero\">"_s, u"Small"_s,
+                           HttpServer::closedUrl(u"/test.gguf"_s), u"test.gguf"_s, 1});
+    QCOMPARE(scene.text(u"downloadButton"_s),
+             u"Download <b>Bold</b><img src=\"file:///dev/zero\">"_s);
+    for (const QQuickItem *const text : scene.allTexts())
+        QCOMPARE(text->property("textFormat").toInt(), int(Qt::PlainText));
+}
+
+void tst_SetUpCard::aLongMessageStaysInTheCard()
+{
+    PanelScene scene(Model::unreadable);
+    QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+    scene.window->resize(640, 460);
+    QTRY_COMPARE(scene.item(u"setUpCard"_s).width(), 640);
+    QQuickItem &message = scene.item(u"failureMessage"_s);
+    message.setProperty("text", QString(u"A long sentence without an end. "_s).repeated(50));
+    const QQuickItem &card = scene.item(u"setUpCard"_s);
+    const QQuickItem &button = scene.item(u"tryAgainButton"_s);
+    const auto bottom = [&] { return button.mapRectToItem(&card, button.boundingRect()).bottom(); };
+    QTRY_VERIFY(message.height() > 40);
+    QTRY_VERIFY(bottom() <= card.height());
+    const auto right = [&] { return message.mapRectToItem(&card, message.boundingRect()).right(); };
+    QTRY_VERIFY(right() <= card.width() - 30);
+}
+
+void tst_SetUpCard::picksAModelByMouse()
+{
+    PanelScene scene(Model::missing);
+    scene.click(u"modelPicker"_s);
+    QTRY_VERIFY(scene.find(u"modelPickerRow1"_s));
+    QCOMPARE(scene.text(u"modelPickerRow0"_s), u"Qwen2.5 1.5B Instruct — Fast and light · ~1 GB"_s);
+    QCOMPARE(scene.text(u"modelPickerRow1"_s),
+             u"Llama 3.2 3B Instruct — Smarter planning · ~2 GB"_s);
+    scene.click(u"modelPickerRow1"_s);
+    QCOMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
+    QCOMPARE(scene.text(u"downloadButton"_s), u"Download Llama 3.2 3B Instruct"_s);
+    QTRY_VERIFY(!scene.find(u"modelPickerRow1"_s));
+    QCOMPARE(scene.item(u"modelPicker"_s).property("displayText"),
+             u"Llama 3.2 3B Instruct — Smarter planning · ~2 GB"_s);
+}
+
+void tst_SetUpCard::picksAModelByKeys()
+{
+    PanelScene scene(Model::missing);
+    scene.item(u"modelPicker"_s).forceActiveFocus(Qt::TabFocusReason);
+    scene.key(Qt::Key_Return);
+    QTRY_VERIFY(scene.find(u"modelPickerRow1"_s));
+    scene.key(Qt::Key_Down);
+    QCOMPARE(scene.manager->selected().id, u"qwen2.5-1.5b"_s);
+    scene.key(Qt::Key_Return);
+    QCOMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
+    QTRY_VERIFY(!scene.find(u"modelPickerRow1"_s));
+    scene.key(Qt::Key_Up);
+    QCOMPARE(scene.manager->selected().id, u"qwen2.5-1.5b"_s);
+}
+
+void tst_SetUpCard::escapeClosesTheListFirst()
+{
+    PanelScene scene(Model::missing);
+    scene.click(u"modelPicker"_s);
+    QTRY_VERIFY(scene.find(u"modelPickerRow1"_s));
+    scene.key(Qt::Key_Escape);
+    QTRY_VERIFY(!scene.find(u"modelPickerRow1"_s));
+    QCOMPARE(scene.hides(), 0);
+    QCOMPARE(scene.manager->selected().id, u"qwen2.5-1.5b"_s);
+    scene.key(Qt::Key_Escape);
+    QCOMPARE(scene.hides(), 1);
+}
+
+void tst_SetUpCard::theCardIsUsedByKeysAlone()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(100, 'x'), .holdAfter = 50});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    const auto reach = [&scene](const QString &name) {
+        for (int i = 0; i < 12 && !scene.hasFocus(name); ++i)
+            scene.key(Qt::Key_Tab);
+        return scene.hasFocus(name);
+    };
+    QVERIFY(reach(u"modelPicker"_s));
+    QVERIFY(reach(u"downloadButton"_s));
+    scene.key(Qt::Key_Return);
+    QCOMPARE(scene.modelsView->state(), ModelsView::Downloading);
+    QVERIFY(reach(u"cancelDownloadButton"_s));
+    scene.key(Qt::Key_Space);
+    QCOMPARE(scene.modelsView->state(), ModelsView::NeedsDownload);
+    server.setAnswer(u"/test.gguf"_s, {.status = 404});
+    QVERIFY(reach(u"downloadButton"_s));
+    scene.key(Qt::Key_Return);
+    QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+    QVERIFY(reach(u"tryAgainButton"_s));
+}
+
+void tst_SetUpCard::loadsWhenThePanelAppears()
+{
+    PanelScene scene(Model::loading);
+    QCOMPARE(scene.modelsView->state(), ModelsView::Loading);
+    QCOMPARE(scene.text(u"loadingText"_s), u"Loading model…"_s);
+    scene.engine->releaseLoad();
+    QTRY_VERIFY(scene.find(u"suggestions"_s));
+}
+
+void tst_SetUpCard::theHistoryStaysWhileAModelIsLoadedAnew()
+{
+    PanelScene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    // Another model, whose download fails.
+    const HttpServer server;
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    QCOMPARE(scene.modelsView->state(), ModelsView::NeedsDownload);
+    QVERIFY(scene.find(u"history"_s));
+    QVERIFY(!scene.find(u"setUpCard"_s));
+    QVERIFY(!scene.find(u"modelMenuButton"_s));
+    scene.modelsView->download();
+    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QVERIFY(scene.find(u"history"_s));
+    // Without a turn the card has its place again.
+    scene.key(Qt::Key_K, Qt::ControlModifier);
+    QTRY_VERIFY(scene.find(u"setUpCard"_s));
+    QCOMPARE(scene.text(u"failureMessage"_s), u"Download failed (HTTP 404)."_s);
+}
+
+PANEL_TEST_MAIN(tst_SetUpCard)
+
+#include "tst_SetUpCard.moc"

@@ -1,0 +1,99 @@
+import QtQuick
+import QtQuick.Layouts
+import QtQuick.Templates as T
+import Quillon
+
+RowLayout {
+    id: bar
+
+    required property CommandInput input
+    required property SessionView session
+
+    function focusField(): void {
+        field.forceActiveFocus();
+    }
+
+    spacing: 14
+
+    Glyph {
+        color: Theme.accent
+        implicitHeight: 24
+        implicitWidth: 24
+        name: "sparkle"
+        objectName: "sparkle"
+
+        Accessible.ignored: true
+    }
+
+    T.TextField {
+        id: field
+
+        Layout.fillWidth: true
+        color: Theme.primary
+        // The confirm card holds the keyboard.
+        enabled: !bar.session.isPending
+        focus: true
+        font.pixelSize: 22
+        implicitHeight: 32
+        objectName: "commandField"
+        placeholderText: "Tell your Mac what to do…"
+        selectByMouse: true
+        selectedTextColor: Theme.primary
+        selectionColor: Theme.selection
+        text: bar.input.text
+        verticalAlignment: TextInput.AlignVCenter
+
+        Accessible.name: placeholderText
+        Accessible.role: Accessible.EditableText
+
+        Keys.onDownPressed: bar.input.recallLater()
+        Keys.onUpPressed: bar.input.recallEarlier()
+        onAccepted: bar.input.send()
+        onTextEdited: bar.input.text = text
+
+        PlainText {
+            Accessible.ignored: true
+            anchors.fill: parent
+            anchors.leftMargin: 1
+            color: Theme.tertiary
+            elide: Text.ElideRight
+            font: field.font
+            objectName: "placeholder"
+            text: field.placeholderText
+            verticalAlignment: Text.AlignVCenter
+            visible: field.length === 0 && field.preeditText === ""
+            wrapMode: Text.NoWrap
+        }
+    }
+
+    IconButton {
+        color: Theme.accent
+        glyphSize: 26
+        help: "Stop"
+        objectName: "stopButton"
+        symbol: "stop.circle.fill"
+        text: "Stop"
+        visible: bar.session.isRunning
+
+        onClicked: {
+            bar.session.stop();
+            bar.focusField();
+        }
+    }
+
+    IconButton {
+        color: enabled ? Theme.accent : Theme.tertiary
+        enabled: bar.input.canSend
+        glyphSize: 26
+        objectName: "sendButton"
+        opacity: enabled ? 1 : 0.5
+        symbol: "arrow.up.circle.fill"
+        text: "Send"
+        visible: !bar.session.isRunning
+
+        onClicked: {
+            bar.input.send();
+            bar.focusField();
+        }
+    }
+}

@@ -1,0 +1,102 @@
+#include "ui/CommandInput.h"
+
+#include <algorithm>
+
+namespace {
+// Enough to find yesterday's task, and an end to what is kept.
+constexpr qsizetype mostRemembered = 100;
+} // namespace
+
+void CommandInput::setSession(SessionView *session)
+{
+    if (m_session == session)
+        return;
+    m_session = session;
+    if (session != nullptr) {
+        // Who clears the history does not want to meet its tasks again in the field.
+        connect(session, &SessionView::turnsChanged, this, [this] {
+            if (m_session->hasTurns())
+                return;
+            m_sent.clear();
+            m_place = 0;
+        });
+    }
+    Q_EMIT sessionChanged();
+}
+
+void CommandInput::setModels(ModelsView *models)
+{
+    if (m_models == models)
+        return;
+    m_models = models;
+    if (models != nullptr)
+        connect(models, &ModelsView::stateChanged, this, &CommandInput::canSendChanged);
+    Q_EMIT modelsChanged();
+    Q_EMIT canSendChanged();
+}
+
+void CommandInput::setText(const QString &text)
+{
+    if (text == m_text)
+        return;
+    m_text = text;
+    Q_EMIT textChanged();
+    Q_EMIT canSendChanged();
+}
+
+bool CommandInput::canSend() const
+{
+    return m_models && m_models->isLoaded() && !m_text.trimmed().isEmpty();
+}
+
+QStringList CommandInput::suggestions()
+{
+    return {QStringLiteral("Open Safari and search Google for MacBook Air"),
+            QStringLiteral("Open Finder and create a folder called Projects"),
+            QStringLiteral("Take a screenshot and save it to Downloads"),
+            QStringLiteral("Open my Downloads folder and find the latest PDF")};
+}
+
+void CommandInput::send()
+{
+    if (!m_session || !m_models || !m_models->isLoaded())
+        return;
+    const QString text = m_text;
+    if (!text.trimmed().isEmpty() && (m_sent.isEmpty() || m_sent.last() != text)) {
+        m_sent.append(text);
+        if (m_sent.size() > mostRemembered)
+            m_sent.removeFirst();
+    }
+    m_place = m_sent.size();
+    setText({});
+    m_session->submit(text);
+}
+
+void CommandInput::recallEarlier()
+{
+    if (isDraft()) {
+        m_draft = m_text;
+        m_place = m_sent.size();
+    }
+    recall(m_place - 1);
+}
+
+void CommandInput::recallLater()
+{
+    if (!isDraft())
+        recall(m_place + 1);
+}
+
+void CommandInput::recall(qsizetype place)
+{
+    if (place < 0 || place > m_sent.size())
+        return;
+    m_place = place;
+    setText(place == m_sent.size() ? m_draft : m_sent.at(place));
+}
+
+// A recalled task that was changed is one, too.
+bool CommandInput::isDraft() const
+{
+    return m_place == m_sent.size() || m_text != m_sent.at(m_place);
+}

@@ -1,0 +1,189 @@
+import QtQuick
+import QtQuick.Layouts
+import Quillon
+
+// Asks before a risky step and holds the keyboard until it is answered.
+FocusScope {
+    id: card
+
+    required property SessionView session
+
+    // Keys that were on their way when the card appeared approve nothing, nor does a Return at the
+    // end of a text that somebody goes on typing.
+    property int wait: 400
+    property bool isReady: false
+
+    function allow(): void {
+        if (card.isReady)
+            card.session.resolve(true);
+    }
+
+    function decline(): void {
+        card.session.resolve(false);
+    }
+
+    function scrollBy(distance: real): void {
+        reasonView.contentY = Math.max(0, Math.min(reasonView.contentHeight - reasonView.height, reasonView.contentY + distance));
+    }
+
+    objectName: "confirmCard"
+    visible: session.isPending
+
+    Accessible.name: "Confirm action"
+    Accessible.role: Accessible.Dialog
+
+    Keys.onEscapePressed: decline()
+    Keys.onPressed: event => {
+        // Nothing reaches what is behind the card.
+        event.accepted = true;
+        if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter) {
+            if (!event.isAutoRepeat)
+                card.allow();
+        } else if (event.key === Qt.Key_Up || event.key === Qt.Key_Down) {
+            card.scrollBy(event.key === Qt.Key_Up ? -20 : 20);
+        } else if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {
+            card.scrollBy(0.9 * (event.key === Qt.Key_PageUp ? -reasonView.height : reasonView.height));
+        } else if (event.text.trim() !== "" && card.isReady) {
+            card.isReady = false;
+            settling.restart();
+        }
+    }
+    onVisibleChanged: {
+        card.isReady = false;
+        if (visible) {
+            settling.restart();
+            reasonView.contentY = 0;
+            face.forceActiveFocus();
+        } else {
+            settling.stop();
+        }
+    }
+
+    Timer {
+        id: settling
+
+        interval: card.wait
+
+        onTriggered: card.isReady = true
+    }
+
+    // Catches the mouse.
+    Rectangle {
+        anchors.fill: parent
+        color: Theme.scrim
+
+        MouseArea {
+            anchors.fill: parent
+            hoverEnabled: true
+
+            onWheel: event => event.accepted = true
+        }
+    }
+
+    Rectangle {
+        id: face
+
+        anchors.centerIn: parent
+        border.color: Theme.hairline
+        color: Theme.raised
+        focus: true
+        height: content.implicitHeight + 40
+        objectName: "confirmFace"
+        radius: Theme.cardRadius
+        width: Math.min(420, card.width - 2 * Theme.margin)
+
+        KeyNavigation.backtab: allowButton
+        KeyNavigation.tab: cancelButton
+
+        Shadow {}
+
+        ColumnLayout {
+            id: content
+
+            anchors.left: parent.left
+            anchors.margins: 20
+            anchors.right: parent.right
+            anchors.top: parent.top
+            spacing: 12
+
+            RowLayout {
+                spacing: 10
+
+                Glyph {
+                    Accessible.ignored: true
+                    color: Theme.orange
+                    implicitHeight: 20
+                    implicitWidth: 20
+                    name: "exclamationmark.shield.fill"
+                    objectName: "confirmSymbol"
+                }
+
+                PlainText {
+                    Layout.fillWidth: true
+                    font.pixelSize: 15
+                    font.weight: Font.DemiBold
+                    objectName: "confirmHeading"
+                    text: "Confirm action"
+
+                    Accessible.role: Accessible.Heading
+                }
+            }
+
+            // A reason may quote a whole script.
+            Flickable {
+                id: reasonView
+
+                Layout.fillWidth: true
+                Layout.preferredHeight: Math.min(reason.implicitHeight, card.height - 180)
+                boundsBehavior: Flickable.StopAtBounds
+                clip: true
+                contentHeight: reason.implicitHeight
+                interactive: false
+                objectName: "confirmReasonView"
+
+                WheelHandler {
+                    acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
+
+                    onWheel: event => card.scrollBy(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y / 2)
+                }
+
+                PlainText {
+                    id: reason
+
+                    objectName: "confirmReason"
+                    text: card.session.pendingReason
+                    width: reasonView.width
+                }
+            }
+
+            RowLayout {
+                Layout.alignment: Qt.AlignRight
+                Layout.topMargin: 4
+                spacing: 8
+
+                PushButton {
+                    id: cancelButton
+
+                    KeyNavigation.backtab: allowButton
+                    KeyNavigation.tab: allowButton
+                    objectName: "cancelButton"
+                    text: "Cancel"
+
+                    onClicked: card.decline()
+                }
+
+                PushButton {
+                    id: allowButton
+
+                    KeyNavigation.backtab: cancelButton
+                    KeyNavigation.tab: cancelButton
+                    objectName: "allowButton"
+                    prominent: true
+                    text: "Allow"
+
+                    onClicked: card.allow()
+                }
+            }
+        }
+    }
+}

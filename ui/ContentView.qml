@@ -1,0 +1,134 @@
+import QtQuick
+import QtQuick.Layouts
+import Quillon
+
+// Everything inside the panel, from the command bar down to the footer.
+FocusScope {
+    id: content
+
+    required property ModelsView models
+    required property Panel panel
+    required property SessionView session
+
+    function focusField(): void {
+        if (session.isPending)
+            card.forceActiveFocus();
+        else
+            bar.focusField();
+    }
+
+    // Whoever has the keyboard; nobody in particular once that one is gone.
+    readonly property Item focusItem: Window.activeFocusItem
+
+    focus: true
+
+    Component.onCompleted: {
+        focusField();
+        models.loadIfNeeded();
+    }
+    Keys.onEscapePressed: panel.hide()
+    Keys.onPressed: event => history.scrollByKey(event)
+
+    Timer {
+        interval: 0
+        running: content.focusItem === content || content.focusItem === content.Window.contentItem
+
+        onTriggered: content.focusField()
+    }
+
+    CommandInput {
+        id: command
+
+        models: content.models
+        session: content.session
+    }
+
+    Connections {
+        function onSummonPalette(): void {
+            content.focusField();
+        }
+
+        target: content.panel
+    }
+
+    Connections {
+        function onPendingChanged(): void {
+            content.focusField();
+        }
+
+        target: content.session
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        CommandBar {
+            id: bar
+
+            Layout.bottomMargin: 18
+            Layout.fillWidth: true
+            Layout.leftMargin: 22
+            Layout.rightMargin: 22
+            Layout.topMargin: 34
+            input: command
+            session: content.session
+        }
+
+        Rectangle {
+            Layout.fillWidth: true
+            color: Theme.separator
+            implicitHeight: 1
+            objectName: "divider"
+            opacity: 0.4
+        }
+
+        Item {
+            id: centre
+
+            // The history stays on screen even where a model is loaded anew.
+            readonly property bool showsHistory: content.models.isLoaded || content.session.hasTurns
+
+            Layout.fillHeight: true
+            Layout.fillWidth: true
+
+            SetUpCard {
+                anchors.fill: parent
+                enabled: visible
+                models: content.models
+                visible: !centre.showsHistory
+            }
+
+            History {
+                id: history
+
+                anchors.fill: parent
+                session: content.session
+                suggestions: command.suggestions
+                visible: centre.showsHistory
+
+                onSuggestionChosen: text => {
+                    command.text = text;
+                    bar.focusField();
+                }
+            }
+
+            ConfirmCard {
+                id: card
+
+                anchors.fill: parent
+                session: content.session
+            }
+        }
+
+        Footer {
+            Layout.bottomMargin: 8
+            Layout.fillWidth: true
+            Layout.leftMargin: 22
+            Layout.rightMargin: 16
+            Layout.topMargin: 8
+            models: content.models
+            panel: content.panel
+        }
+    }
+}

@@ -1,0 +1,177 @@
+import QtQuick
+import QtQuick.Templates as T
+import Quillon
+
+// The turns, oldest first, and below the last one what goes on right now.
+Item {
+    id: history
+
+    required property SessionView session
+    required property var suggestions
+
+    signal suggestionChosen(string text)
+
+    // The last turn moves to the bottom of the list, and what goes on stands below it.
+    function showEnd(): void {
+        list.followsEnd = true;
+        list.isPlacing = true;
+        const from = list.contentY;
+        motion.stop();
+        list.forceLayout();
+        list.positionViewAtEnd();
+        const end = list.end();
+        const isGliding = Theme.motion > 0 && end !== from;
+        list.contentY = isGliding ? from : end;
+        list.isPlacing = false;
+        if (!isGliding)
+            return;
+        motion.from = from;
+        motion.to = end;
+        motion.start();
+    }
+
+    function scrollBy(distance: real): void {
+        motion.stop();
+        list.contentY = Math.max(list.start(), Math.min(list.end(), list.contentY + distance));
+        list.followsEnd = list.contentY === list.end();
+    }
+
+    function scrollByKey(event: KeyEvent): void {
+        if (event.key !== Qt.Key_PageUp && event.key !== Qt.Key_PageDown)
+            return;
+        history.scrollBy((event.key === Qt.Key_PageUp ? -0.9 : 0.9) * list.height);
+        event.accepted = true;
+    }
+
+    objectName: "history"
+
+    Connections {
+        function onIsRunningChanged(): void {
+            history.showEnd();
+        }
+
+        function onTurnsChanged(): void {
+            list.currentIndex = list.count - 1;
+            if (history.session.hasTurns)
+                history.showEnd();
+        }
+
+        target: history.session
+    }
+
+    Suggestions {
+        anchors.left: parent.left
+        anchors.leftMargin: Theme.margin - 10
+        anchors.right: parent.right
+        anchors.rightMargin: Theme.margin - 10
+        anchors.top: parent.top
+        anchors.topMargin: 20
+        texts: history.suggestions
+        visible: !history.session.hasTurns
+
+        onChosen: text => history.suggestionChosen(text)
+    }
+
+    ListView {
+        id: list
+
+        // Whether the end is what the user looks at: it then stays in sight while lines get their
+        // heights and the window another size.
+        property bool followsEnd: true
+        property bool isPlacing: false
+
+        function keepEnd(): void {
+            if (followsEnd && !isPlacing)
+                history.showEnd();
+        }
+
+        function start(): real {
+            return originY - topMargin;
+        }
+
+        function end(): real {
+            return Math.max(start(), originY + contentHeight + bottomMargin - height);
+        }
+
+        activeFocusOnTab: true
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: live.visible ? live.height + 14 : 0
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        bottomMargin: 20
+        boundsBehavior: Flickable.StopAtBounds
+        clip: true
+        // Dragging an empty area moves the window.
+        highlightFollowsCurrentItem: false
+        interactive: false
+        keyNavigationEnabled: true
+        model: history.session.turns
+        objectName: "turns"
+        reuseItems: true
+        spacing: 24
+        topMargin: 20
+        visible: history.session.hasTurns
+
+        Accessible.name: "History"
+        Accessible.role: Accessible.List
+
+        Keys.onPressed: event => {
+            if (event.matches(StandardKey.Copy))
+                history.session.copyTurn(currentIndex);
+            else if (event.key === Qt.Key_Home)
+                currentIndex = 0;
+            else if (event.key === Qt.Key_End)
+                currentIndex = count - 1;
+            else
+                return;
+            event.accepted = true;
+        }
+        onContentHeightChanged: keepEnd()
+        onHeightChanged: keepEnd()
+        onWidthChanged: keepEnd()
+        onCurrentIndexChanged: if (activeFocus)
+            positionViewAtIndex(currentIndex, ListView.Contain)
+
+        T.ScrollBar.vertical: SlimScrollBar {
+            objectName: "historyScrollBar"
+        }
+        delegate: TurnView {
+            objectName: "turn"
+            width: ListView.view.width - 2 * Theme.margin
+            x: Theme.margin
+        }
+
+        NumberAnimation {
+            id: motion
+
+            duration: Theme.motion
+            easing.type: Easing.OutCubic
+            property: "contentY"
+            target: list
+
+            // Rows that came into being on the way may have moved the end.
+            onFinished: list.contentY = list.end()
+        }
+
+        WheelHandler {
+            acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
+
+            // Three lines for a notch of a wheel.
+            onWheel: event => history.scrollBy(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y * 60 / 120)
+        }
+    }
+
+    LiveStatus {
+        id: live
+
+        anchors.left: parent.left
+        anchors.leftMargin: Theme.margin
+        anchors.right: parent.right
+        anchors.rightMargin: Theme.margin
+        session: history.session
+        visible: history.session.isRunning
+        // Right below the last turn, and at the bottom where that is out of sight.
+        y: Math.min(list.originY + list.contentHeight - list.contentY + 10, history.height - height - 14)
+    }
+}

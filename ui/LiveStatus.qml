@@ -1,0 +1,47 @@
+import QtQuick
+import Quillon
+
+// What goes on right now. Its height does not follow the preview's coming and going.
+Item {
+    id: live
+
+    required property SessionView session
+
+    implicitHeight: 34
+    objectName: "live"
+
+    Spinner {
+        objectName: "liveSpinner"
+        anchors.verticalCenter: parent.verticalCenter
+        visible: live.visible
+    }
+
+    Column {
+        anchors.left: parent.left
+        anchors.leftMargin: 14 + 8
+        anchors.right: parent.right
+        anchors.verticalCenter: parent.verticalCenter
+        spacing: 2
+
+        PlainText {
+            elide: Text.ElideRight
+            font.weight: Font.Medium
+            objectName: "liveStatus"
+            text: live.session.status
+            width: parent.width
+            wrapMode: Text.NoWrap
+        }
+
+        PlainText {
+            color: Theme.tertiary
+            elide: Text.ElideLeft
+            font.family: Theme.fixedFamily
+            font.pixelSize: 11
+            objectName: "livePreview"
+            text: live.session.preview
+            visible: text !== ""
+            width: parent.width
+            wrapMode: Text.NoWrap
+        }
+    }
+}

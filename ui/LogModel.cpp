@@ -1,0 +1,33 @@
+#include "ui/LogModel.h"
+
+#include "ui/LineLook.h"
+
+QVariant LogModel::data(const QModelIndex &index, int role) const
+{
+    if (!index.isValid() || index.row() >= records().size())
+        return {};
+    const LogEntry &entry = records().at(index.row());
+    switch (role) {
+    case Text:
+        return entry.text;
+    case Running:
+        return entry.running;
+    case Symbol:
+        return LineLook::of(entry).symbol;
+    case SymbolTone:
+        return int(LineLook::of(entry).symbolTone);
+    case TextTone:
+        return int(LineLook::of(entry).textTone);
+    case Spoken:
+        return LineLook::of(entry).spoken;
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> LogModel::roleNames() const
+{
+    return {{Text, "text"},         {Running, "running"},
+            {Symbol, "symbol"},     {SymbolTone, "symbolTone"},
+            {TextTone, "textTone"}, {Spoken, "spoken"}};
+}

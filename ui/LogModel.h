@@ -1,0 +1,22 @@
+#pragma once
+
+#include "agent/Transcript.h"
+#include "ui/RecordModel.h"
+
+#include <QtQml/qqmlregistration.h>
+
+/// The lines of one turn, each with how it is shown. Main thread; belongs to the TurnsModel.
+class LogModel : public RecordModel<LogEntry>
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("A turn has its log.")
+
+public:
+    enum Role { Text = Qt::UserRole, Running, Symbol, SymbolTone, TextTone, Spoken };
+
+    using RecordModel::RecordModel;
+
+    [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
+    [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
+};

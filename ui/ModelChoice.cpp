@@ -1,0 +1,24 @@
+#include "ui/ModelChoice.h"
+
+#include "models/ModelManager.h"
+
+ModelChoice::ModelChoice(ModelManager &models, const LocalModel &model, QObject *parent)
+    : QObject(parent), m_models(models), m_model(model)
+{
+    connect(&m_models, &ModelManager::selectedChanged, this, &ModelChoice::isSelectedChanged);
+}
+
+QString ModelChoice::row() const
+{
+    return m_model.name + QStringLiteral(" — ") + m_model.detail;
+}
+
+bool ModelChoice::isSelected() const
+{
+    return m_models.selected() == m_model;
+}
+
+void ModelChoice::select() const
+{
+    m_models.select(m_model);
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "models/LocalModel.h"
+
+#include <QObject>
+#include <QString>
+#include <QtQml/qqmlregistration.h>
+
+class ModelManager;
+
+/// One model of the catalogue as a row to choose. Main thread; belongs to the ModelsView.
+class ModelChoice : public QObject
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The models' view has the choices.")
+    Q_PROPERTY(QString name READ name CONSTANT)
+    Q_PROPERTY(QString row READ row CONSTANT)
+    Q_PROPERTY(bool isSelected READ isSelected NOTIFY isSelectedChanged)
+
+public:
+    ModelChoice(ModelManager &models, const LocalModel &model, QObject *parent);
+
+    [[nodiscard]] const QString &name() const { return m_model.name; }
+    /// The name and what the model is good for.
+    [[nodiscard]] QString row() const;
+    [[nodiscard]] bool isSelected() const;
+
+    /// Makes it the user's choice.
+    Q_INVOKABLE void select() const;
+
+Q_SIGNALS:
+    void isSelectedChanged();
+
+private:
+    ModelManager &m_models;
+    const LocalModel m_model;
+};

@@ -1,0 +1,98 @@
+#include "ui/ModelsView.h"
+
+#include "models/LocalModel.h"
+#include "models/ModelManager.h"
+
+#include <QTimer>
+
+ModelsView::ModelsView(ModelManager &models, QObject *parent) : QObject(parent), m_models(models)
+{
+    for (const LocalModel &model : LocalModel::catalog())
+        m_choices << new ModelChoice(m_models, model, this);
+    connect(&m_models, &ModelManager::stateChanged, this, &ModelsView::stateChanged);
+    connect(&m_models, &ModelManager::stateChanged, this, &ModelsView::progressTextChanged);
+    connect(&m_models, &ModelManager::selectedChanged, this, &ModelsView::selectedChanged);
+    connect(&m_models, &ModelManager::selectedChanged, this, &ModelsView::progressTextChanged);
+}
+
+ModelsView::State ModelsView::state() const
+{
+    using Case = ModelManager::State::Case;
+    switch (m_models.state().kind) {
+    case Case::needsDownload:
+        return NeedsDownload;
+    case Case::downloading:
+        return Downloading;
+    case Case::ready:
+        return Ready;
+    case Case::loading:
+        return Loading;
+    case Case::loaded:
+        return Loaded;
+    case Case::failed:
+        return Failed;
+    }
+    Q_UNREACHABLE();
+}
+
+double ModelsView::progress() const
+{
+    return m_models.state().progress;
+}
+
+QString ModelsView::progressText() const
+{
+    return QStringLiteral("%1% of ~%2 MB")
+        .arg(QString::number(static_cast<int>(progress() * 100)),
+             QString::number(m_models.selected().sizeMB));
+}
+
+QString ModelsView::message() const
+{
+    return m_models.state().message;
+}
+
+int ModelsView::selected() const
+{
+    return static_cast<int>(LocalModel::catalog().indexOf(m_models.selected()));
+}
+
+QString ModelsView::selectedName() const
+{
+    return m_models.selected().name;
+}
+
+QQmlListProperty<ModelChoice> ModelsView::choices()
+{
+    using Choices = QQmlListProperty<ModelChoice>;
+    return {this, &m_choices,
+            [](Choices *list) { return static_cast<QList<ModelChoice *> *>(list->data)->size(); },
+            [](Choices *list, qsizetype place) {
+                return static_cast<QList<ModelChoice *> *>(list->data)->at(place);
+            }};
+}
+
+void ModelsView::download()
+{
+    m_models.download();
+}
+
+void ModelsView::cancelDownload()
+{
+    m_models.cancelTask();
+    m_models.refresh();
+}
+
+void ModelsView::tryAgain()
+{
+    m_models.refresh();
+    if (state() == Ready)
+        loadIfNeeded();
+    else
+        m_models.download();
+}
+
+void ModelsView::loadIfNeeded()
+{
+    QTimer::singleShot(0, this, [this] { m_loading = m_models.loadIfNeeded(); });
+}

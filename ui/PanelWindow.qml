@@ -1,0 +1,98 @@
+import QtQuick
+import Quillon
+
+Window {
+    id: window
+
+    required property ModelsView models
+    required property Panel panel
+    required property SessionView session
+
+    // Whether the system leaves frame, corners and background to us.
+    property bool frameless: false
+
+    color: "transparent"
+    height: 620
+    minimumHeight: 460
+    minimumWidth: 640
+    title: "Quillon"
+    width: 720
+
+    onVisibleChanged: frameless = (flags & Qt.FramelessWindowHint) !== 0
+
+    Binding {
+        property: "dark"
+        target: Theme
+        value: window.panel.darkMode
+    }
+
+    Binding {
+        property: "reducedMotion"
+        target: Theme
+        value: window.panel.reducedMotion
+    }
+
+    Binding {
+        property: "systemAccent"
+        target: Theme
+        value: window.panel.accentColor
+        when: window.panel.accentColor.valid
+    }
+
+    Shortcut {
+        sequence: "Ctrl+K"
+
+        onActivated: window.session.clearHistory()
+    }
+
+    Rectangle {
+        id: background
+
+        // Without a compositor what is translucent is black, round corners too.
+        readonly property bool isRound: window.frameless && window.panel.composited && window.visibility === Window.Windowed
+
+        anchors.fill: parent
+        objectName: "background"
+        color: Qt.alpha(Theme.surface, !window.panel.composited ? 1 : window.frameless ? Theme.translucency : 0)
+        radius: isRound ? Theme.windowRadius : 0
+
+        DragHandler {
+            target: null
+
+            onActiveChanged: if (active)
+                window.startSystemMove()
+        }
+    }
+
+    ContentView {
+        anchors.fill: parent
+        models: window.models
+        panel: window.panel
+        session: window.session
+    }
+
+    Rectangle {
+        anchors.fill: parent
+        border.color: Theme.innerHairline
+        objectName: "windowHairline"
+        color: "transparent"
+        radius: background.radius
+        visible: window.frameless
+    }
+
+    WindowControls {
+        anchors.right: parent.right
+        anchors.rightMargin: 10
+        anchors.top: parent.top
+        anchors.topMargin: 8
+        panel: window.panel
+        visible: window.frameless
+    }
+
+    WindowEdges {
+        anchors.fill: parent
+        objectName: "windowEdges"
+        visible: window.frameless
+        window: window
+    }
+}

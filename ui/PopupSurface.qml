@@ -1,0 +1,13 @@
+import QtQuick
+import Quillon
+
+// Under lists that pop up.
+Rectangle {
+    border.color: Theme.hairline
+    color: Theme.raised
+    radius: Theme.controlRadius + 2
+
+    Shadow {
+        opacity: Theme.dark ? 0.8 : 0.45
+    }
+}

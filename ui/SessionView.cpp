@@ -1,0 +1,100 @@
+#include "ui/SessionView.h"
+
+#include "agent/AgentSession.h"
+#include "ui/PreviewTail.h"
+
+#include <QClipboard>
+#include <QGuiApplication>
+
+#include <chrono>
+#include <utility>
+
+namespace {
+// A fast model brings thousands of pieces a second; nobody reads more than thirty states of a line.
+constexpr std::chrono::milliseconds previewInterval{33};
+} // namespace
+
+SessionView::SessionView(AgentSession &session, QObject *parent)
+    : QObject(parent), m_session(session)
+{
+    const auto showTurns = [this] {
+        m_turns.setRecords(m_session.turns());
+        Q_EMIT turnsChanged();
+    };
+    m_turns.setRecords(m_session.turns());
+    connect(&m_session, &AgentSession::turnsChanged, this, showTurns);
+    connect(&m_session, &AgentSession::isRunningChanged, this, &SessionView::isRunningChanged);
+    connect(&m_session, &AgentSession::statusChanged, this, &SessionView::statusChanged);
+    connect(&m_session, &AgentSession::pendingChanged, this, &SessionView::pendingChanged);
+
+    m_previewPause.setSingleShot(true);
+    m_previewPause.setInterval(previewInterval);
+    connect(&m_previewPause, &QTimer::timeout, this, &SessionView::showPreview);
+    connect(&m_session, &AgentSession::streamPreviewChanged, this, [this] {
+        // An emptied preview belongs to a step that is over: it goes at once.
+        if (m_session.streamPreview().isEmpty())
+            showPreview();
+        else if (!m_previewPause.isActive())
+            m_previewPause.start();
+    });
+}
+
+bool SessionView::isRunning() const
+{
+    return m_session.isRunning();
+}
+
+QString SessionView::status() const
+{
+    return m_session.status();
+}
+
+bool SessionView::isPending() const
+{
+    return m_session.pending().has_value();
+}
+
+QString SessionView::pendingReason() const
+{
+    const auto &pending = m_session.pending();
+    return pending ? pending->reason : QString();
+}
+
+void SessionView::submit(const QString &text)
+{
+    m_session.submit(text);
+}
+
+void SessionView::stop()
+{
+    if (const auto task = m_session.task())
+        task->cancel();
+    m_session.resolve(false);
+}
+
+void SessionView::resolve(bool approved)
+{
+    m_session.resolve(approved);
+}
+
+void SessionView::clearHistory()
+{
+    m_session.setTurns({});
+}
+
+void SessionView::copyTurn(int row) const
+{
+    const QString text = m_turns.textOf(row);
+    if (!text.isEmpty())
+        QGuiApplication::clipboard()->setText(text);
+}
+
+void SessionView::showPreview()
+{
+    m_previewPause.stop();
+    QString tail = previewTail(m_session.streamPreview());
+    if (tail == m_preview)
+        return;
+    m_preview = std::move(tail);
+    Q_EMIT previewChanged();
+}

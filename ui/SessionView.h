@@ -1,0 +1,66 @@
+#pragma once
+
+#include "ui/TurnsModel.h"
+
+#include <QObject>
+#include <QString>
+#include <QTimer>
+#include <QtQml/qqmlregistration.h>
+
+class AgentSession;
+
+/// What the panel shows of the session, and what its controls ask of it. Main thread; the session
+/// must outlive it.
+class SessionView : public QObject
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The application has the session.")
+    Q_PROPERTY(TurnsModel *turns READ turns CONSTANT)
+    Q_PROPERTY(bool hasTurns READ hasTurns NOTIFY turnsChanged)
+    Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
+    Q_PROPERTY(QString status READ status NOTIFY statusChanged)
+    Q_PROPERTY(QString preview READ preview NOTIFY previewChanged)
+    Q_PROPERTY(bool isPending READ isPending NOTIFY pendingChanged)
+    Q_PROPERTY(QString pendingReason READ pendingReason NOTIFY pendingChanged)
+
+public:
+    explicit SessionView(AgentSession &session, QObject *parent = nullptr);
+
+    [[nodiscard]] TurnsModel *turns() { return &m_turns; }
+    [[nodiscard]] bool hasTurns() const { return m_turns.rowCount() > 0; }
+    [[nodiscard]] bool isRunning() const;
+    [[nodiscard]] QString status() const;
+    /// The end of the reply as it streams in.
+    [[nodiscard]] const QString &preview() const { return m_preview; }
+    [[nodiscard]] bool isPending() const;
+    [[nodiscard]] QString pendingReason() const;
+
+    /// Hands the task over as typed.
+    void submit(const QString &text);
+
+    /// Stops the running task, and refuses the step that waits for approval.
+    Q_INVOKABLE void stop();
+    /// The user's answer to the step that waits.
+    Q_INVOKABLE void resolve(bool approved);
+    /// Empties the transcript; not while a task runs.
+    Q_INVOKABLE void clearHistory();
+    /// Puts everything that a turn says on the clipboard.
+    Q_INVOKABLE void copyTurn(int row) const;
+
+Q_SIGNALS:
+    /// Any turn came, went or changed.
+    void turnsChanged();
+    void isRunningChanged();
+    void statusChanged();
+    void previewChanged();
+    void pendingChanged();
+
+private:
+    void showPreview();
+
+    AgentSession &m_session;
+    TurnsModel m_turns;
+    QString m_preview;
+    QTimer m_previewPause;
+};

@@ -1,0 +1,149 @@
+import QtQuick
+import Quillon
+
+// Shown until a model is loaded, or there is something to show instead.
+Item {
+    id: card
+
+    required property ModelsView models
+
+    objectName: "setUpCard"
+
+    Column {
+        anchors.centerIn: parent
+        spacing: 16
+        width: Math.min(parent.width - 60, 460)
+
+        Glyph {
+            anchors.horizontalCenter: parent.horizontalCenter
+            color: Theme.accent
+            height: 48
+            name: "cpu"
+            objectName: "setUpSymbol"
+            width: 48
+
+            Accessible.ignored: true
+        }
+
+        PlainText {
+            font.pixelSize: 20
+            font.weight: Font.DemiBold
+            horizontalAlignment: Text.AlignHCenter
+            objectName: "setUpTitle"
+            text: "Set up your private AI"
+            width: parent.width
+
+            Accessible.role: Accessible.Heading
+        }
+
+        PlainText {
+            color: Theme.secondary
+            horizontalAlignment: Text.AlignHCenter
+            lineHeight: 1.2
+            objectName: "setUpExplanation"
+            text: "Quillon runs a language model entirely on your Mac. The one-time download is stored locally; nothing you type ever leaves this device."
+            width: parent.width
+        }
+
+        ModelPicker {
+            anchors.horizontalCenter: parent.horizontalCenter
+            models: card.models
+        }
+
+        // What can be done now, or what is being done.
+        PushButton {
+            anchors.horizontalCenter: parent.horizontalCenter
+            objectName: "downloadButton"
+            prominent: true
+            text: "Download " + card.models.selectedName
+            visible: card.models.state === ModelsView.NeedsDownload
+
+            onClicked: card.models.download()
+        }
+
+        Column {
+            anchors.horizontalCenter: parent.horizontalCenter
+            spacing: 8
+            visible: card.models.state === ModelsView.Downloading
+
+            ProgressLine {
+                objectName: "downloadProgress"
+                value: card.models.progress
+                width: 300
+
+                Accessible.name: "Download"
+            }
+
+            PlainText {
+                color: Theme.secondary
+                horizontalAlignment: Text.AlignHCenter
+                objectName: "downloadProgressText"
+                text: card.models.progressText
+                width: parent.width
+            }
+
+            PushButton {
+                anchors.horizontalCenter: parent.horizontalCenter
+                objectName: "cancelDownloadButton"
+                text: "Cancel"
+
+                onClicked: card.models.cancelDownload()
+            }
+        }
+
+        Column {
+            spacing: 8
+            visible: card.models.state === ModelsView.Failed
+            width: parent.width
+
+            Row {
+                anchors.horizontalCenter: parent.horizontalCenter
+                spacing: 8
+
+                Glyph {
+                    anchors.verticalCenter: parent.verticalCenter
+                    color: Theme.red
+                    height: 14
+                    name: "xmark.circle.fill"
+                    width: 14
+
+                    Accessible.ignored: true
+                }
+
+                PlainText {
+                    elide: Text.ElideRight
+                    maximumLineCount: 5
+                    objectName: "failureMessage"
+                    text: card.models.message
+                    width: Math.min(implicitWidth, card.width - 60 - 22, 438)
+                }
+            }
+
+            PushButton {
+                anchors.horizontalCenter: parent.horizontalCenter
+                objectName: "tryAgainButton"
+                text: "Try again"
+
+                onClicked: card.models.tryAgain()
+            }
+        }
+
+        Row {
+            anchors.horizontalCenter: parent.horizontalCenter
+            height: 32
+            spacing: 8
+            visible: card.models.state === ModelsView.Ready || card.models.state === ModelsView.Loading
+
+            Spinner {
+                anchors.verticalCenter: parent.verticalCenter
+            }
+
+            PlainText {
+                anchors.verticalCenter: parent.verticalCenter
+                color: Theme.secondary
+                objectName: "loadingText"
+                text: "Loading model…"
+            }
+        }
+    }
+}

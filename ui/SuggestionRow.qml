@@ -1,0 +1,45 @@
+import QtQuick
+import Quillon
+
+// A task to begin with.
+Pressable {
+    id: row
+
+    implicitHeight: 36
+
+    background: Rectangle {
+        color: row.down ? Theme.pressed : row.hovered ? Theme.hover : "transparent"
+        radius: Theme.controlRadius
+
+        FocusRing {
+            anchors.margins: -1
+            radius: Theme.controlRadius + 1
+            visible: row.visualFocus
+        }
+    }
+    contentItem: Item {
+        Glyph {
+            Accessible.ignored: true
+            anchors.verticalCenter: parent.verticalCenter
+            color: Theme.tertiary
+            height: 14
+            name: "arrow.turn.down.right"
+            objectName: "suggestionSymbol"
+            width: 14
+            x: 10
+        }
+
+        PlainText {
+            Accessible.ignored: true
+            anchors.left: parent.left
+            anchors.leftMargin: 34
+            anchors.right: parent.right
+            anchors.rightMargin: 10
+            anchors.verticalCenter: parent.verticalCenter
+            elide: Text.ElideRight
+            font: row.font
+            text: row.text
+            wrapMode: Text.NoWrap
+        }
+    }
+}
