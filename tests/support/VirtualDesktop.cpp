@@ -1,5 +1,6 @@
 #include "tests/support/VirtualDesktop.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -228,17 +229,19 @@ void VirtualDesktop::startServer()
     m_server = std::make_unique<QProcess>();
     bindToUs(*m_server);
     m_server->setStandardErrorFile(QProcess::nullDevice());
-    QStringList arguments;
-    if (!m_display.isEmpty())
-        arguments << m_display;
+    // A display of this process's own number: the first free one could become another desktop's
+    // while this one's server is away.
+    const QString display =
+        QStringLiteral(":%1").arg(1000 + QCoreApplication::applicationPid() % 50000);
+    QStringList arguments{display};
     arguments << QStringLiteral("-displayfd") << QStringLiteral("1") << QStringLiteral("-screen")
               << QStringLiteral("0") << m_options.screen << QStringLiteral("-nolisten")
               << QStringLiteral("tcp") << QStringLiteral("-noreset") << m_options.serverArguments;
     m_server->start(QStringLiteral("Xvfb"), arguments);
     if (!m_server->waitForStarted(startLimit))
         qFatal("Xvfb is not installed.");
-    m_display = u':' + QString::fromLatin1(firstLine(*m_server));
-    setVariable("DISPLAY", m_display);
+    firstLine(*m_server);
+    setVariable("DISPLAY", display);
 }
 
 void VirtualDesktop::startBus()

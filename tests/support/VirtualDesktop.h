@@ -73,7 +73,6 @@ private:
 
     const Options m_options;
     QTemporaryDir m_folder;
-    QString m_display;
     QMap<QString, QString> m_defaults; ///< Entries by content type.
     std::list<QProcess> m_processes;   ///< Ended in the opposite order.
     std::unique_ptr<QProcess> m_server;

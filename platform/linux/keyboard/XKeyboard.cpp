@@ -132,7 +132,7 @@ void XKeyboard::sync()
 {
     (void)answered(
         xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection())})
+    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())})
         hear(*event);
 }
 
@@ -183,7 +183,7 @@ std::vector<DeviceKey> XKeyboard::heldKeys()
     std::vector<DeviceKey> held;
     for (size_t i = 0; i < devices.size(); ++i) {
         // A keyboard may have been unplugged.
-        const Reply<xcb_input_query_device_state_reply_t> reply(
+        const XcbReply<xcb_input_query_device_state_reply_t> reply(
             xcb_input_query_device_state_reply(connection(), asked[i], nullptr));
         if (!reply)
             continue;
@@ -217,7 +217,7 @@ std::vector<std::vector<xcb_keycode_t>> XKeyboard::modifierKeys()
     return keys;
 }
 
-Reply<xcb_xkb_get_state_reply_t> XKeyboard::state()
+XcbReply<xcb_xkb_get_state_reply_t> XKeyboard::state()
 {
     return answered(
         xcb_xkb_get_state_reply(connection(), xcb_xkb_get_state(connection(), m_core), nullptr));
@@ -300,7 +300,7 @@ Front XKeyboard::waitForFront()
     if (numbers(active.get()).empty() || numbers(active.get()).front() == XCB_WINDOW_NONE)
         return Front::silent;
     const xcb_window_t window = numbers(active.get()).front();
-    const Reply<xcb_get_property_reply_t> protocols(xcb_get_property_reply(
+    const XcbReply<xcb_get_property_reply_t> protocols(xcb_get_property_reply(
         connection(), xcb_get_property(connection(), 0, window, m_protocols, XCB_ATOM_ATOM, 0, 64),
         nullptr));
     if (!protocols)

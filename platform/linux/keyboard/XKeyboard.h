@@ -68,7 +68,7 @@ public:
     /// The keys of each of the eight modifiers.
     [[nodiscard]] std::vector<std::vector<xcb_keycode_t>> modifierKeys();
 
-    [[nodiscard]] Reply<xcb_xkb_get_state_reply_t> state();
+    [[nodiscard]] XcbReply<xcb_xkb_get_state_reply_t> state();
 
     /// Locks those of the affected modifiers that are to be locked, and unlocks the others.
     void lock(uint8_t affected, uint8_t locked);
