@@ -6,6 +6,7 @@
 
 #include <QCoro/QCoroTask>
 #include <QString>
+#include <QStringList>
 
 #include <memory>
 #include <optional>
@@ -46,6 +47,16 @@ namespace Executor {
 /// Opens a web address in that application, or in the default browser.
 [[nodiscard]] QCoro::Task<QString> openURL(QString text, std::optional<QString> app,
                                            std::shared_ptr<const Cancellation> surrounding = {});
+
+/// Types the text into the application that the user works with, exactly as it stands. Stops with
+/// an ActionError when another application comes to the front. Cancelling does not end it early.
+[[nodiscard]] QCoro::Task<void> typeText(QString text);
+
+/// Presses one key with modifiers for the application that the user works with.
+[[nodiscard]] QCoro::Task<void> keystroke(QString key, QStringList modifiers);
+
+/// The text in pieces of that many user-perceived characters, the last one possibly shorter.
+[[nodiscard]] QStringList chunked(const QString &text, qsizetype size);
 
 /// The location that a folder word ("my downloads"), a ~ path, an absolute path or a path under
 /// the home folder means.

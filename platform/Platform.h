@@ -6,6 +6,7 @@ class Accessibility;
 class Appearance;
 class GlobalHotKey;
 class Instance;
+class Keyboard;
 class Screen;
 class Scripts;
 class Shell;
@@ -25,6 +26,7 @@ public:
     virtual Instance &instance() = 0;
     virtual Shell &shell() = 0;
     virtual Workspace &workspace() = 0;
+    virtual Keyboard &keyboard() = 0;
     virtual Screen &screen() = 0;
     virtual Scripts &scripts() = 0;
 

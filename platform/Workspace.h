@@ -51,6 +51,12 @@ public:
     /// is no desktop or nothing is in front.
     [[nodiscard]] virtual std::optional<Application> frontmostApplication() = 0;
 
+    /// The process that gets what is typed now, the assistant's own included. Cheap.
+    [[nodiscard]] virtual std::optional<ProcessId> focusedProcess() = 0;
+
+    /// Brings the application to the front and hands it the keyboard, which takes a moment.
+    virtual void activate(ProcessId application) = 0;
+
     /// The running applications in the desktop's own order.
     [[nodiscard]] virtual QList<Application> runningApplications() = 0;
 

@@ -4,6 +4,7 @@
 #include "platform/linux/LinuxAppearance.h"
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/LinuxInstance.h"
+#include "platform/linux/LinuxKeyboard.h"
 #include "platform/linux/LinuxScreen.h"
 #include "platform/linux/LinuxScripts.h"
 #include "platform/linux/LinuxShell.h"
@@ -20,6 +21,7 @@ public:
     Instance &instance() override { return m_instance; }
     Shell &shell() override { return m_shell; }
     Workspace &workspace() override { return m_workspace; }
+    Keyboard &keyboard() override { return m_keyboard; }
     Screen &screen() override { return m_screen; }
     Scripts &scripts() override { return m_scripts; }
 
@@ -30,6 +32,7 @@ private:
     LinuxShell m_shell{m_hotKey};
     X11Desktop m_desktop;
     LinuxAccessibility m_accessibility;
+    LinuxKeyboard m_keyboard;
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
     LinuxScripts m_scripts;

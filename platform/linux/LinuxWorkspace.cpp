@@ -67,6 +67,21 @@ std::optional<Application> LinuxWorkspace::frontmostApplication()
     return front ? std::optional(application(*front)) : std::nullopt;
 }
 
+std::optional<ProcessId> LinuxWorkspace::focusedProcess()
+{
+    return m_desktop.activeOwner();
+}
+
+void LinuxWorkspace::activate(ProcessId application)
+{
+    const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    const auto window = std::ranges::find_if(snapshot.windows, [&](const X11Window &each) {
+        return each.owner.value_or(ProcessId{}) == application && each.onScreen && isOrdinary(each);
+    });
+    if (window != snapshot.windows.end())
+        m_desktop.activate(window->id);
+}
+
 QList<Application> LinuxWorkspace::runningApplications()
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());

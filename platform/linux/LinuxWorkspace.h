@@ -13,6 +13,8 @@ public:
     explicit LinuxWorkspace(X11Desktop &desktop) : m_desktop(desktop) {}
 
     std::optional<Application> frontmostApplication() override;
+    std::optional<ProcessId> focusedProcess() override;
+    void activate(ProcessId application) override;
     QList<Application> runningApplications() override;
     QStringList applicationFolders() override;
     QList<InstalledApplication> applicationsIn(const QString &folder) override;

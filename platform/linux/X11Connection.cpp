@@ -104,6 +104,18 @@ public:
         return result;
     }
 
+    std::optional<ProcessId> activeOwner()
+    {
+        const std::optional<uint32_t> active =
+            number(answer(ask(m_root, m_ewmh._NET_ACTIVE_WINDOW, 1)), XCB_ATOM_WINDOW);
+        if (!active || *active == XCB_WINDOW_NONE)
+            return std::nullopt;
+        const xcb_get_property_cookie_t pidCookie = ask(*active, m_ewmh._NET_WM_PID, 1);
+        const xcb_res_query_client_ids_cookie_t clientCookie = askForClient(*active);
+        const PropertyReply pid = answer(pidCookie);
+        return owner(clientCookie, pid).value_or(ProcessId{});
+    }
+
     bool activate(xcb_window_t window)
     {
         // As a task bar would ask: what the user told us to bring forward is no theft of focus.
@@ -184,9 +196,27 @@ private:
         return windows;
     }
 
-    [[nodiscard]] Asked askAbout(xcb_window_t id) const
+    [[nodiscard]] xcb_res_query_client_ids_cookie_t askForClient(xcb_window_t id) const
     {
         const xcb_res_client_id_spec_t spec{id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
+        return m_tellsClients ? xcb_res_query_client_ids(m_connection, 1, &spec)
+                              : xcb_res_query_client_ids_cookie_t{};
+    }
+
+    // What the server knows of its clients holds in containers too, unlike what they say.
+    [[nodiscard]] std::optional<ProcessId> owner(xcb_res_query_client_ids_cookie_t client,
+                                                 const PropertyReply &pid) const
+    {
+        std::optional<uint32_t> process;
+        if (m_tellsClients)
+            process = clientProcess(client);
+        if (!process)
+            process = number(pid, XCB_ATOM_CARDINAL);
+        return process ? std::optional(ProcessId{*process}) : std::nullopt;
+    }
+
+    [[nodiscard]] Asked askAbout(xcb_window_t id) const
+    {
         return {.name = ask(id, m_ewmh._NET_WM_NAME, maxTextLength),
                 .legacyName = ask(id, XCB_ATOM_WM_NAME, maxTextLength),
                 .windowClass = ask(id, XCB_ATOM_WM_CLASS, maxTextLength),
@@ -194,8 +224,7 @@ private:
                 .state = ask(id, m_ewmh._NET_WM_STATE, maxListLength),
                 .type = ask(id, m_ewmh._NET_WM_WINDOW_TYPE, maxListLength),
                 .desktop = ask(id, m_ewmh._NET_WM_DESKTOP, 1),
-                .client = m_tellsClients ? xcb_res_query_client_ids(m_connection, 1, &spec)
-                                         : xcb_res_query_client_ids_cookie_t{}};
+                .client = askForClient(id)};
     }
 
     [[nodiscard]] X11Window described(xcb_window_t id, const Asked &asked,
@@ -222,14 +251,7 @@ private:
             !contains(states, m_ewmh._NET_WM_STATE_HIDDEN) &&
             (!desktop || !currentDesktop || *desktop == allDesktops || *desktop == *currentDesktop);
         window.inTaskBar = !contains(states, m_ewmh._NET_WM_STATE_SKIP_TASKBAR);
-        // What the server knows of its clients holds in containers too, unlike what they say.
-        std::optional<uint32_t> owner;
-        if (m_tellsClients)
-            owner = clientProcess(asked.client);
-        if (!owner)
-            owner = number(pid, XCB_ATOM_CARDINAL);
-        if (owner)
-            window.owner = ProcessId{*owner};
+        window.owner = owner(asked.client, pid);
         return window;
     }
 
@@ -307,6 +329,12 @@ std::optional<X11Snapshot> X11Connection::snapshot()
 {
     Session *const current = session();
     return current ? current->snapshot() : std::nullopt;
+}
+
+std::optional<ProcessId> X11Connection::activeOwner()
+{
+    Session *const current = session();
+    return current ? current->activeOwner() : std::nullopt;
 }
 
 bool X11Connection::activate(X11WindowId window)

@@ -51,6 +51,10 @@ public:
     /// What is on the screen; nothing without a server.
     [[nodiscard]] std::optional<X11Snapshot> snapshot();
 
+    /// The process of the active window, with 0 for one that is unknown; nothing where no window is
+    /// active. Far cheaper than a snapshot.
+    [[nodiscard]] std::optional<ProcessId> activeOwner();
+
     /// Asks the window manager for these; false without a server.
     bool activate(X11WindowId window);
     bool close(const QList<X11WindowId> &windows);

@@ -10,6 +10,13 @@ std::optional<X11Snapshot> X11Desktop::snapshot()
         .value_or(std::nullopt);
 }
 
+std::optional<ProcessId> X11Desktop::activeOwner()
+{
+    return m_worker
+        .run([connection = m_connection] { return connection->activeOwner(); }, answerLimit)
+        .value_or(std::nullopt);
+}
+
 void X11Desktop::activate(X11WindowId window)
 {
     (void)m_worker.run([connection = m_connection, window] { return connection->activate(window); },

@@ -16,6 +16,9 @@ public:
     /// What is on the screen; nothing without a server that answers.
     [[nodiscard]] std::optional<X11Snapshot> snapshot();
 
+    /// The process of the active window, with 0 for one that is unknown.
+    [[nodiscard]] std::optional<ProcessId> activeOwner();
+
     void activate(X11WindowId window);
     void close(const QList<X11WindowId> &windows);
 

@@ -4,6 +4,7 @@
 #include "platform/macos/MacAppearance.h"
 #include "platform/macos/MacHotKey.h"
 #include "platform/macos/MacInstance.h"
+#include "platform/macos/MacKeyboard.h"
 #include "platform/macos/MacScreen.h"
 #include "platform/macos/MacScripts.h"
 #include "platform/macos/MacShell.h"
@@ -19,6 +20,7 @@ public:
     Instance &instance() override { return m_instance; }
     Shell &shell() override { return m_shell; }
     Workspace &workspace() override { return m_workspace; }
+    Keyboard &keyboard() override { return m_keyboard; }
     Screen &screen() override { return m_screen; }
     Scripts &scripts() override { return m_scripts; }
 
@@ -27,10 +29,11 @@ private:
     MacAppearance m_appearance;
     MacHotKey m_hotKey;
     MacInstance m_instance;
-    MacShell m_shell;
-    MacWorkspace m_workspace;
+    MacKeyboard m_keyboard;
     MacScreen m_screen;
     MacScripts m_scripts;
+    MacShell m_shell;
+    MacWorkspace m_workspace{m_screen};
 };
 } // namespace
 

@@ -2,11 +2,17 @@
 
 #include "platform/Workspace.h"
 
-/// The workspace of AppKit.
+class Screen;
+
+/// The workspace of AppKit. Borrows the screen, which must outlive it.
 class MacWorkspace final : public Workspace
 {
 public:
+    explicit MacWorkspace(Screen &screen) : m_screen(screen) {}
+
     std::optional<Application> frontmostApplication() override;
+    std::optional<ProcessId> focusedProcess() override;
+    void activate(ProcessId application) override;
     QList<Application> runningApplications() override;
     QStringList applicationFolders() override;
     QList<InstalledApplication> applicationsIn(const QString &folder) override;
@@ -19,4 +25,7 @@ public:
     bool hasTerminated(ProcessId application) override;
     void reveal(const std::filesystem::path &item) override;
     void trash(const std::filesystem::path &item) override;
+
+private:
+    Screen &m_screen;
 };

@@ -1,5 +1,6 @@
 #include "platform/macos/MacWorkspace.h"
 
+#include "platform/FrontApplication.h"
 #include "platform/Outcome.h"
 #include "platform/macos/ApplicationBundles.h"
 
@@ -83,7 +84,19 @@ std::shared_ptr<QPromise<void>> startedPromise()
 std::optional<Application> MacWorkspace::frontmostApplication()
 {
     NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
-    return front ? std::optional(record(front)) : std::nullopt;
+    return frontApplication(front ? std::optional(record(front)) : std::nullopt, *this, m_screen);
+}
+
+std::optional<ProcessId> MacWorkspace::focusedProcess()
+{
+    NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
+    return front ? std::optional(ProcessId{front.processIdentifier}) : std::nullopt;
+}
+
+void MacWorkspace::activate(ProcessId application)
+{
+    [[NSRunningApplication runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)]
+        activateWithOptions:0];
 }
 
 QList<Application> MacWorkspace::runningApplications()

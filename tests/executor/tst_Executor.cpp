@@ -42,6 +42,7 @@ void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone_data()
     QTest::newRow("quit_app") << u"quit_app"_s << u"app"_s << u"Missing app name."_s;
     QTest::newRow("open_url") << u"open_url"_s << u"url"_s << u"Missing url."_s;
     QTest::newRow("web_search") << u"web_search"_s << u"query"_s << u"Missing query."_s;
+    QTest::newRow("press_key") << u"press_key"_s << u"key"_s << u"Missing key."_s;
     QTest::newRow("create_folder") << u"create_folder"_s << u"name"_s << u"Missing folder name."_s;
     QTest::newRow("open_path") << u"open_path"_s << u"path"_s << u"Missing path."_s;
     QTest::newRow("trash") << u"trash"_s << u"path"_s << u"Missing path."_s;

@@ -128,6 +128,20 @@ std::optional<QString> FakeWorkspace::counterpart(const QString &name)
     return found == counterparts.constEnd() ? std::nullopt : std::optional(*found);
 }
 
+std::optional<ProcessId> FakeWorkspace::focusedProcess()
+{
+    if (focused)
+        return focused;
+    return front ? std::optional(front->pid) : std::nullopt;
+}
+
+void FakeWorkspace::activate(ProcessId application)
+{
+    activated.append(application);
+    if (!refusesFocus)
+        focused = application;
+}
+
 QFuture<void> FakeWorkspace::launch(const QString &location)
 {
     launched.append(location);
@@ -193,6 +207,7 @@ QFuture<void> FakeWorkspace::request()
 
 void FakeWorkspace::bringToFront(const QString &location)
 {
+    focused.reset();
     const auto known = std::ranges::find(running, std::optional(location), &Application::location);
     if (known != running.end()) {
         front = *known;
@@ -203,6 +218,40 @@ void FakeWorkspace::bringToFront(const QString &location)
                         .policy = ActivationPolicy::regular,
                         .location = location};
     running.append(*front);
+}
+
+namespace {
+class FakeSource final : public KeyboardSource
+{
+public:
+    explicit FakeSource(FakeKeyboard &keyboard) : m_keyboard(keyboard) { ++m_keyboard.openSources; }
+
+    ~FakeSource() override { --m_keyboard.openSources; }
+
+    QFuture<void> post(const KeyEvent &event) override
+    {
+        if (!m_keyboard.failure)
+            m_keyboard.events.append(event);
+        if (m_keyboard.afterEachEvent)
+            m_keyboard.afterEachEvent();
+        return settled(m_keyboard.failure);
+    }
+
+    QFuture<void> finish() override
+    {
+        ++m_keyboard.finishedSources;
+        return settled(m_keyboard.failure);
+    }
+
+private:
+    FakeKeyboard &m_keyboard;
+};
+} // namespace
+
+std::unique_ptr<KeyboardSource> FakeKeyboard::open(const QString &text)
+{
+    announced.append(text);
+    return std::make_unique<FakeSource>(*this);
 }
 
 QFuture<void> FakeScreen::capture(const std::filesystem::path &file)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/Keyboard.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
 #include "platform/Scripts.h"
@@ -10,7 +11,9 @@
 #include <QMap>
 #include <QPromise>
 
+#include <functional>
 #include <list>
+#include <memory>
 #include <utility>
 
 /// A desktop in memory that behaves: what is launched comes to the front, what is asked to end
@@ -25,14 +28,17 @@ public:
     QStringList folders;
     QMap<QString, QList<InstalledApplication>> installed; ///< By folder.
     QMap<QString, QString> counterparts;                  ///< Locations by lower-case name.
-    QList<ProcessId> unsaved;       ///< Applications that stay when they are asked to end.
-    std::optional<QString> failure; ///< The sentence with which everything that can fail does.
-    bool holdsRequests = false;     ///< Launching and opening take until finishRequests().
+    QList<ProcessId> unsaved;         ///< Applications that stay when they are asked to end.
+    std::optional<QString> failure;   ///< The sentence with which everything that can fail does.
+    bool holdsRequests = false;       ///< Launching and opening take until finishRequests().
+    std::optional<ProcessId> focused; ///< Who has the keyboard, where that is not the front.
+    bool refusesFocus = false;        ///< Nobody takes the keyboard.
 
     // What was asked of it, oldest first.
     QList<QUrl> opened;
     QList<std::pair<QUrl, QString>> openedWith; ///< The address and the application's location.
     QStringList launched;
+    QList<ProcessId> activated;
     QList<ProcessId> terminated;
     QList<std::filesystem::path> revealed;
     QList<std::filesystem::path> trashed;
@@ -41,6 +47,8 @@ public:
     void finishRequests();
 
     std::optional<Application> frontmostApplication() override { return front; }
+    std::optional<ProcessId> focusedProcess() override;
+    void activate(ProcessId application) override;
     QList<Application> runningApplications() override { return running; }
     QStringList applicationFolders() override { return folders; }
     QList<InstalledApplication> applicationsIn(const QString &folder) override;
@@ -103,6 +111,21 @@ public:
                                          std::chrono::milliseconds limit) override;
 };
 
+/// A keyboard on which nothing is lost: events are there to look at once they have been posted.
+class FakeKeyboard final : public Keyboard
+{
+public:
+    std::optional<QString> failure;       ///< The sentence with which posting fails.
+    std::function<void()> afterEachEvent; ///< What else happens meanwhile.
+
+    QList<KeyEvent> events;
+    QStringList announced; ///< The texts that sources were opened for.
+    int openSources = 0;
+    int finishedSources = 0;
+
+    std::unique_ptr<KeyboardSource> open(const QString &text) override;
+};
+
 /// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.
 class FakeScreen final : public Screen
 {
@@ -150,6 +173,7 @@ public:
     Instance &instance() override { return place; }
     Shell &shell() override { return panels; }
     Workspace &workspace() override { return desk; }
+    Keyboard &keyboard() override { return keys; }
     Screen &screen() override { return display; }
     Scripts &scripts() override { return language; }
 
@@ -159,6 +183,7 @@ public:
     FakeShell panels;
     FakeHotKey key{panels.calls};
     FakeWorkspace desk;
+    FakeKeyboard keys;
     FakeScreen display;
     FakeScripts language;
 

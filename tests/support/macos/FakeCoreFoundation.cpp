@@ -14,6 +14,8 @@ enum class Type : CFTypeID {
     array = 19,
     boolean = 21,
     number = 22,
+    event = 40,
+    eventSource = 41,
     element = 250,
     attributeError = 251,
 };
@@ -26,6 +28,7 @@ struct Object
     double number = 0;
     QList<CFTypeRef> items{};
     QList<std::pair<CFStringRef, CFTypeRef>> members{};
+    FakeCoreFoundation::PostedKey key{};
 };
 
 int living = 0;
@@ -81,6 +84,8 @@ std::function<AXError(qint64, const QStringList &, QList<CFTypeRef> &)>
     FakeCoreFoundation::attributeValues;
 std::function<AXError(qint64, const QString &)> FakeCoreFoundation::performAction;
 float FakeCoreFoundation::messagingTimeout = 0;
+QList<FakeCoreFoundation::PostedKey> FakeCoreFoundation::postedKeys;
+bool FakeCoreFoundation::makesKeyEvents = true;
 std::function<CFTypeRef(CGWindowListOption, CGWindowID)> FakeCoreFoundation::windowList;
 
 CFTypeRef FakeCoreFoundation::makeString(const QString &text)
@@ -341,6 +346,46 @@ AXError AXUIElementCopyMultipleAttributeValues(AXUIElementRef element, CFArrayRe
 AXError AXUIElementPerformAction(AXUIElementRef element, CFStringRef action)
 {
     return FakeCoreFoundation::performAction(numberOf(element), object(action, Type::string).text);
+}
+
+CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state)
+{
+    return static_cast<CGEventSourceRef>(const_cast<void *>(
+        made({.type = Type::eventSource, .number = static_cast<double>(state)})));
+}
+
+CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode code, bool isDown)
+{
+    if (!FakeCoreFoundation::makesKeyEvents)
+        return nullptr;
+    const int32_t state =
+        source ? static_cast<int32_t>(object(source, Type::eventSource).number) : -1;
+    return static_cast<CGEventRef>(
+        const_cast<void *>(made({.type = Type::event,
+                                 .key = {.tap = 0,
+                                         .sourceState = state,
+                                         .code = code,
+                                         .isDown = isDown,
+                                         .flags = 0x100, // What the user holds.
+                                         .text = {}}})));
+}
+
+void CGEventKeyboardSetUnicodeString(CGEventRef event, UniCharCount length, const UniChar *text)
+{
+    object(event, Type::event).key.text = QString::fromUtf16(
+        reinterpret_cast<const char16_t *>(text), static_cast<qsizetype>(length));
+}
+
+void CGEventSetFlags(CGEventRef event, CGEventFlags flags)
+{
+    object(event, Type::event).key.flags = flags;
+}
+
+void CGEventPost(CGEventTapLocation tap, CGEventRef event)
+{
+    FakeCoreFoundation::PostedKey key = object(event, Type::event).key;
+    key.tap = tap;
+    FakeCoreFoundation::postedKeys.append(key);
 }
 
 CFArrayRef CGWindowListCopyWindowInfo(CGWindowListOption option, CGWindowID window)

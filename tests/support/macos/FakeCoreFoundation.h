@@ -44,6 +44,23 @@ extern float messagingTimeout;
 extern bool trusted;
 extern int trustPrompts;
 
+/// A key event as it was posted.
+struct PostedKey
+{
+    uint32_t tap;
+    int32_t sourceState; ///< Of the source that it was made with; -1 without one.
+    uint16_t code;
+    bool isDown;
+    uint64_t flags;
+    QString text;
+
+    bool operator==(const PostedKey &) const = default;
+};
+
+/// What was posted, oldest first, and whether events can be made at all.
+extern QList<PostedKey> postedKeys;
+extern bool makesKeyEvents;
+
 /// Who makes the answers of CGWindowListCopyWindowInfo.
 extern std::function<CFTypeRef(CGWindowListOption option, CGWindowID window)> windowList;
 } // namespace FakeCoreFoundation

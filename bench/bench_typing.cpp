@@ -1,0 +1,155 @@
+// What typing costs beside the pauses that it has to make: 1,000 characters into a terminal on a
+// desktop in memory, in turns with xdotool, a tool for the same job. What arrives is compared.
+#include "bench/Measure.h"
+#include "executor/Executor.h"
+#include "platform/Platform.h"
+#include "support/VirtualDesktop.h"
+
+#include <QCoreApplication>
+#include <QCoro/QCoroTask>
+#include <QFile>
+#include <QThread>
+
+#include <exception>
+#include <functional>
+#include <stdexcept>
+
+namespace {
+constexpr int rounds = 15;
+// What it takes by design: 50 pieces of 20 characters, 15 ms after each.
+constexpr double pauses = 50 * 0.015;
+
+// Runs the event loop until the task has ended; QCoro's own waitFor knows no exceptions.
+void await(QCoro::Task<> task)
+{
+    std::exception_ptr failure;
+    const auto caught = [](QCoro::Task<> unfinished, std::exception_ptr &outcome) -> QCoro::Task<> {
+        try {
+            co_await unfinished;
+        } catch (...) {
+            outcome = std::current_exception();
+        }
+    };
+    QCoro::waitFor(caught(std::move(task), failure));
+    if (failure)
+        std::rethrow_exception(failure);
+}
+
+/// A terminal that writes down what is typed into it.
+class Terminal
+{
+public:
+    explicit Terminal(VirtualDesktop &desktop) : m_file(desktop.home(QStringLiteral("typed")))
+    {
+        const QString script =
+            QStringLiteral("stty -icanon -echo; echo > '%1'; exec cat >> '%1'").arg(m_file);
+        const QProcess &process = desktop.start(
+            QStringLiteral("xterm"), {QStringLiteral("-u8"), QStringLiteral("-e"),
+                                      QStringLiteral("sh"), QStringLiteral("-c"), script});
+        const ProcessId pid{process.processId()};
+        waitFor([&] { return Platform::current().workspace().focusedProcess() == pid; });
+        waitFor([this] { return QFile::exists(m_file); });
+    }
+
+    /// How long the work takes that types the text, until it is all there.
+    double seconds(const QString &text, const std::function<void()> &type)
+    {
+        m_expected += text.toUtf8();
+        const Measure::Stopwatch watch;
+        type();
+        const double result = watch.seconds();
+        waitFor([this] {
+            QFile file(m_file);
+            return file.open(QIODevice::ReadOnly) && file.readAll().mid(1) == m_expected;
+        });
+        return result;
+    }
+
+private:
+    static void waitFor(const std::function<bool()> &condition)
+    {
+        for (int i = 0; i < 10'000 && !condition(); ++i)
+            QThread::msleep(1);
+        if (!condition())
+            throw std::runtime_error("The terminal did not get what was typed.");
+    }
+
+    QString m_file;
+    QByteArray m_expected;
+};
+
+void run(const QString &program, const QStringList &arguments)
+{
+    if (QProcess::execute(program, arguments) != 0)
+        throw std::runtime_error("xdotool is not installed.");
+}
+
+void measure()
+{
+    qputenv("LC_ALL", "C.UTF-8");
+    VirtualDesktop desktop;
+    desktop.enableAccessibility();
+    Terminal terminal(desktop);
+    const QString plain =
+        QStringLiteral("The quick brown fox jumps over it. ").repeated(29).left(1000);
+    // Ten letters that the layout does not have.
+    const QString foreign = QStringLiteral("Größe, naïveté: Жук шёл. ").repeated(40).left(1000);
+
+    std::vector<double> plainTimes;
+    std::vector<double> foreignTimes;
+    std::vector<double> otherTimes;
+    std::vector<double> hastyTimes;
+    std::vector<double> keyTimes;
+    for (int round = -1; round < rounds; ++round) {
+        Measure::say("typing: round " + std::to_string(round + 1));
+        const double ours = terminal.seconds(plain, [&] { await(Executor::typeText(plain)); });
+        const double oursForeign =
+            terminal.seconds(foreign, [&] { await(Executor::typeText(foreign)); });
+        const double others = terminal.seconds(
+            plain, [&] { run(QStringLiteral("xdotool"), {QStringLiteral("type"), plain}); });
+        const double hasty = terminal.seconds(plain, [&] {
+            run(QStringLiteral("xdotool"),
+                {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("0"), plain});
+        });
+        const double key = terminal.seconds(QStringLiteral("a"), [&] {
+            await(Executor::keystroke(QStringLiteral("a"), QStringList()));
+        });
+        if (round < 0)
+            continue; // To warm up.
+        plainTimes.push_back(ours);
+        foreignTimes.push_back(oursForeign);
+        otherTimes.push_back(others);
+        hastyTimes.push_back(hasty);
+        keyTimes.push_back(key * 1e3);
+    }
+
+    const std::vector<double> sums(plainTimes.size(), pauses);
+    const Measure::Summary toPauses = Measure::summarize(Measure::ratios(plainTimes, sums));
+    const Measure::Summary keyMilliseconds = Measure::summarize(keyTimes);
+    Measure::report(
+        "typing",
+        {{"1,000 characters, over the pauses' sum", toPauses.median, Measure::Goal::Side::atMost,
+          1.1},
+         {"one key, in milliseconds", keyMilliseconds.median, Measure::Goal::Side::atMost, 20}},
+        {{"overPauses", toPauses},
+         {"foreignOverPauses", Measure::summarize(Measure::ratios(foreignTimes, sums))},
+         {"overXdotool", Measure::summarize(Measure::ratios(plainTimes, otherTimes))},
+         {"overXdotoolWithoutDelay", Measure::summarize(Measure::ratios(plainTimes, hastyTimes))},
+         {"seconds", Measure::summarize(plainTimes)},
+         {"xdotoolSeconds", Measure::summarize(otherTimes)},
+         {"xdotoolSecondsWithoutDelay", Measure::summarize(hastyTimes)},
+         {"keyMilliseconds", keyMilliseconds}});
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    try {
+        measure();
+        return EXIT_SUCCESS;
+    } catch (const std::exception &error) {
+        Measure::say(error.what());
+        return EXIT_FAILURE;
+    }
+}

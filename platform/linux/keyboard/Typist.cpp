@@ -1,0 +1,194 @@
+#include "platform/linux/keyboard/Typist.h"
+
+#include <algorithm>
+#include <chrono>
+#include <ranges>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace {
+// What others than the application in front need to take up a changed map before keys make use of
+// it, and to read the last key before it changes again; and what an application needs that does not
+// tell when it is that far.
+constexpr std::chrono::milliseconds mapSettle{40};
+constexpr std::chrono::milliseconds silentSettle{150};
+
+// A new layout, and a keyboard that comes into use because we let go of its keys.
+constexpr int maxReadings = 5;
+} // namespace
+
+Typist::~Typist()
+{
+    try {
+        finish();
+    } catch (const Failure &) {
+        // Nobody is left who could do anything about it.
+    }
+}
+
+void Typist::expect(std::span<const KeySymbol> symbols)
+{
+    prepare();
+    m_expected.assign(symbols.begin(), symbols.end());
+    for (const KeySymbol symbol : symbols) {
+        if (!m_map->find(symbol)) {
+            borrowForExpected();
+            break;
+        }
+    }
+}
+
+void Typist::type(std::span<const KeySymbol> symbols)
+{
+    prepare();
+    if (!std::ranges::equal(symbols, m_expected | std::views::take(std::ssize(symbols))))
+        m_expected.assign(symbols.begin(), symbols.end());
+    for (const KeySymbol symbol : symbols) {
+        if (!m_map->find(symbol))
+            borrowForExpected();
+        const std::optional<Stroke> stroke = m_map->find(symbol);
+        if (!stroke)
+            throw Failure("The keyboard layout has no room for one of the characters.");
+        hold(stroke->modifiers);
+        m_keyboard.fake(stroke->code, true);
+        m_keyboard.fake(stroke->code, false);
+        m_expected.pop_front();
+    }
+    hold(0);
+    m_keyboard.sync();
+}
+
+void Typist::press(KeySymbol symbol, uint8_t modifiers)
+{
+    prepare();
+    std::optional<Stroke> stroke = m_map->find(symbol);
+    // A key that needs modifiers of its own would become another shortcut.
+    if (!stroke || (modifiers != 0 && stroke->modifiers != 0)) {
+        borrow(std::span(&symbol, 1));
+        stroke = m_map->find(symbol);
+    }
+    if (!stroke)
+        throw Failure("The keyboard layout has no room for this key.");
+
+    uint8_t held = stroke->modifiers;
+    for (const auto &[modifier, mask] :
+         {std::pair(Modifier::shift, uint8_t{XCB_MOD_MASK_SHIFT}),
+          std::pair(Modifier::control, uint8_t{XCB_MOD_MASK_CONTROL}),
+          std::pair(Modifier::alt, m_map->alt())}) {
+        if ((modifiers & static_cast<uint8_t>(modifier)) != 0)
+            held |= mask;
+    }
+    hold(held);
+    m_pressed = stroke->code;
+    m_keyboard.fake(stroke->code, true);
+    m_keyboard.sync();
+}
+
+void Typist::release()
+{
+    if (m_pressed)
+        m_keyboard.fake(*std::exchange(m_pressed, std::nullopt), false);
+    hold(0);
+    m_keyboard.sync();
+}
+
+void Typist::finish()
+{
+    release();
+    std::optional<Failure> failure;
+    if (!m_borrowed.isEmpty()) {
+        try {
+            letApplicationsFollow();
+        } catch (const Failure &complaint) {
+            failure = complaint;
+        }
+        m_borrowed.giveBack();
+    }
+    m_usersKeys.giveBack();
+    if (failure)
+        throw *failure;
+}
+
+void Typist::prepare()
+{
+    bool isStale =
+        m_keyboard.mapHasChanged() || !m_map || m_keyboard.state()->group != m_map->group();
+    for (int i = 0; i < maxReadings; ++i) {
+        if (isStale)
+            read();
+        m_usersKeys.putAside(*m_map);
+        isStale = m_keyboard.mapHasChanged();
+        if (!isStale)
+            return;
+    }
+}
+
+void Typist::read()
+{
+    m_keyboard.become();
+    (void)m_keyboard.mapHasChanged();
+    m_map.emplace(m_keyboard);
+}
+
+void Typist::borrowForExpected()
+{
+    std::vector<KeySymbol> missing;
+    for (const KeySymbol symbol : m_expected) {
+        const std::optional<Stroke> stroke = m_map->find(symbol);
+        if (!stroke || m_borrowed.contains(stroke->code))
+            missing.push_back(symbol);
+    }
+    borrow(missing);
+}
+
+void Typist::borrow(std::span<const KeySymbol> symbols)
+{
+    hold(0);
+    if (!m_borrowed.isEmpty())
+        letApplicationsFollow();
+    m_borrowed.assign(m_map->spareKeys(), symbols);
+    read();
+    letApplicationsFollow();
+}
+
+void Typist::letApplicationsFollow()
+{
+    m_keyboard.sync();
+    const auto start = std::chrono::steady_clock::now();
+    switch (m_isFrontDeaf ? Front::deaf : m_keyboard.waitForFront()) {
+    case Front::caughtUp:
+        std::this_thread::sleep_until(start + mapSettle);
+        return;
+    case Front::silent:
+        std::this_thread::sleep_until(start + silentSettle);
+        return;
+    case Front::deaf:
+        // It is asked only once, so that all is back to what it was while somebody waits for us.
+        m_isFrontDeaf = true;
+        throw Failure("The application in front does not answer.");
+    }
+}
+
+void Typist::hold(uint8_t modifiers)
+{
+    // Those that go, in the opposite order; then those that come.
+    for (int bit = 7; bit >= 0; --bit) {
+        const auto modifier = static_cast<uint8_t>(1U << bit);
+        const auto held = m_held.find(modifier);
+        if (held == m_held.end() || (modifiers & modifier) != 0)
+            continue;
+        m_keyboard.fake(held->second, false);
+        m_held.erase(held);
+    }
+    for (unsigned bit = 0; bit < 8; ++bit) {
+        const auto modifier = static_cast<uint8_t>(1U << bit);
+        if ((modifiers & modifier) == 0 || m_held.contains(modifier))
+            continue;
+        const std::optional<xcb_keycode_t> key = m_map->holder(modifier);
+        if (!key)
+            throw Failure("The keyboard layout lacks one of the modifier keys.");
+        m_keyboard.fake(*key, true);
+        m_held.emplace(modifier, *key);
+    }
+}

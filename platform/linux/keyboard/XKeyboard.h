@@ -1,0 +1,115 @@
+#pragma once
+
+#include "platform/linux/keyboard/Xcb.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <span>
+#include <utility>
+#include <vector>
+
+/// A key of one of the keyboards that feed the desktop's one.
+struct DeviceKey
+{
+    xcb_input_device_id_t device = 0;
+    xcb_keycode_t code = 0;
+
+    auto operator<=>(const DeviceKey &) const = default;
+};
+
+/// What the symbols of one key look like on the wire: its types, groups and width, and the symbols.
+using KeyEntry = std::vector<uint8_t>;
+
+/// What the application in front says when it is asked whether it has caught up with its input.
+enum class Front {
+    caughtUp, ///< It has.
+    silent,   ///< It does not take part in this.
+    deaf,     ///< Nothing, for longer than anybody wants to wait.
+};
+
+/// The X server's keyboard: who presses what, what the keys mean, and pressing them. Every call may
+/// wait for the server without bound, and throws a Failure where it is gone.
+class XKeyboard
+{
+public:
+    XKeyboard();
+    ~XKeyboard();
+    XKeyboard(const XKeyboard &) = delete;
+    XKeyboard &operator=(const XKeyboard &) = delete;
+
+    [[nodiscard]] xcb_connection_t *connection() const { return m_connection.get(); }
+    [[nodiscard]] xcb_window_t root() const { return m_root; }
+    [[nodiscard]] xcb_input_device_id_t device() const { return m_core; }
+
+    /// Presses or releases a key of the keyboard that belongs to no hardware.
+    void fake(xcb_keycode_t code, bool isDown);
+
+    /// The same for a key of any of the keyboards, as if its owner's finger did it.
+    void fake(const DeviceKey &key, bool isDown);
+
+    /// Sends what has been asked for, waits until the server has done it, and hears what else has
+    /// happened there.
+    void sync();
+
+    /// Makes the keyboard without hardware the one whose map counts: each has its own, and the
+    /// desktop's is that of the keyboard that was used last.
+    void become();
+
+    /// Whether what the keys mean may have changed since the last call.
+    [[nodiscard]] bool mapHasChanged();
+
+    /// How often others have released that key since we began.
+    [[nodiscard]] int releases(const DeviceKey &key) const;
+
+    /// The keys that are held down, keyboard by keyboard.
+    [[nodiscard]] std::vector<DeviceKey> heldKeys();
+
+    /// The keys of each of the eight modifiers.
+    [[nodiscard]] std::vector<std::vector<xcb_keycode_t>> modifierKeys();
+
+    [[nodiscard]] XcbReply<xcb_xkb_get_state_reply_t> state();
+
+    /// Locks those of the affected modifiers that are to be locked, and unlocks the others.
+    void lock(uint8_t affected, uint8_t locked);
+
+    /// The symbols of the keys from one code to another, both included, that now count.
+    [[nodiscard]] std::vector<KeyEntry> entries(xcb_keycode_t first, xcb_keycode_t last);
+
+    /// Changes entries in one request for each keyboard that is concerned. Those that stand between
+    /// the first and the last stay as they are.
+    void change(const std::map<xcb_keycode_t, KeyEntry> &changes);
+
+    /// Waits until the application in front has seen all that was sent to it so far.
+    [[nodiscard]] Front waitForFront();
+
+private:
+    struct Closed
+    {
+        void operator()(xcb_connection_t *connection) const { xcb_disconnect(connection); }
+    };
+
+    [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &extension, const char *complaint) const;
+    void findDevices();
+    void listen();
+    void hear(const xcb_generic_event_t &event);
+    [[nodiscard]] std::vector<KeyEntry> entriesOf(xcb_input_device_id_t device, xcb_keycode_t first,
+                                                  xcb_keycode_t last) const;
+    [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
+
+    std::unique_ptr<xcb_connection_t, Closed> m_connection;
+    xcb_window_t m_root = XCB_WINDOW_NONE;
+    uint8_t m_inputEvents = 0;
+    uint8_t m_inputOpcode = 0;
+    uint8_t m_mapEvents = 0;
+    xcb_input_device_id_t m_core = 0; ///< The desktop's keyboard.
+    xcb_input_device_id_t m_ours = 0; ///< The one without hardware.
+    std::vector<xcb_input_device_id_t> m_others;
+    std::map<DeviceKey, int> m_releases; ///< Those that we have heard of, less our own.
+    bool m_mapHasChanged = true;
+    xcb_atom_t m_activeWindow = XCB_ATOM_NONE;
+    xcb_atom_t m_protocols = XCB_ATOM_NONE;
+    xcb_atom_t m_ping = XCB_ATOM_NONE;
+    uint32_t m_lastPing = 0;
+    uint32_t m_lastPong = 0;
+};

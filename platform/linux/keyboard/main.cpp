@@ -1,0 +1,69 @@
+// Types on the X server for the program that started it, one action long. It is a program of its
+// own so that keys and keyboard map go back to what they were however that program ends, and so
+// that a server which hangs holds nobody else up.
+//
+// One request a line, numbers in hexadecimal:
+//   expect SYMBOL…           what is going to be typed
+//   type SYMBOL…
+//   press SYMBOL MODIFIERS
+//   release
+// Each is answered with an empty line, or with a sentence about what went wrong, which ends it. So
+// does the end of the input.
+
+#include "platform/linux/keyboard/Typist.h"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+std::vector<KeySymbol> numbers(std::istream &line)
+{
+    std::vector<KeySymbol> all;
+    for (KeySymbol number = 0; line >> std::hex >> number;)
+        all.push_back(number);
+    return all;
+}
+
+void perform(Typist &typist, const std::string &request)
+{
+    std::istringstream line(request);
+    std::string what;
+    line >> what;
+    const std::vector<KeySymbol> values = numbers(line);
+    if (what == "expect")
+        typist.expect(values);
+    else if (what == "type")
+        typist.type(values);
+    else if (what == "press" && values.size() == 2)
+        typist.press(values[0], static_cast<uint8_t>(values[1]));
+    else if (what == "release")
+        typist.release();
+    else
+        throw Failure("The keyboard program was asked for something that it does not know.");
+}
+} // namespace
+
+int main()
+{
+    // Whatever ends the program that started us leaves us the time to clean up.
+    setsid();
+    for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTERM})
+        std::signal(number, SIG_IGN);
+    try {
+        Typist typist;
+        for (std::string request; std::getline(std::cin, request);) {
+            perform(typist, request);
+            std::cout << '\n' << std::flush;
+        }
+        typist.finish();
+        return 0;
+    } catch (const std::exception &failure) {
+        std::cout << failure.what() << std::endl;
+        return 1;
+    }
+}

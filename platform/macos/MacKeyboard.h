@@ -1,0 +1,10 @@
+#pragma once
+
+#include "platform/Keyboard.h"
+
+/// The keyboard over Quartz events.
+class MacKeyboard final : public Keyboard
+{
+public:
+    std::unique_ptr<KeyboardSource> open(const QString &text) override;
+};

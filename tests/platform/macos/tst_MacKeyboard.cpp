@@ -1,0 +1,80 @@
+#include "FakeCoreFoundation.h"
+#include "platform/macos/MacKeyboard.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+namespace Fake = FakeCoreFoundation;
+
+namespace {
+// Posts it from a source of its own.
+void post(const KeyEvent &event)
+{
+    MacKeyboard keyboard;
+    const std::unique_ptr<KeyboardSource> source = keyboard.open({});
+    QVERIFY(source->post(event).isFinished());
+    QVERIFY(source->finish().isFinished());
+}
+} // namespace
+
+class tst_MacKeyboard : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup();
+
+    void keysArePostedAsTheHardwareWould();
+    void textIsAttachedInUtf16();
+    void everySourceServesManyEvents();
+    void eventsThatCannotBeMadeAreSkipped();
+};
+
+void tst_MacKeyboard::cleanup()
+{
+    Fake::makesKeyEvents = true;
+    Fake::postedKeys.clear();
+    QCOMPARE(Fake::livingObjects(), 0);
+}
+
+void tst_MacKeyboard::keysArePostedAsTheHardwareWould()
+{
+    post({.code = 37, .flags = 0x100000, .isDown = true});
+    post({.code = 37, .flags = 0, .isDown = false});
+    const QList<Fake::PostedKey> expected{
+        {.tap = 0, .sourceState = 1, .code = 37, .isDown = true, .flags = 0x100000, .text = {}},
+        {.tap = 0, .sourceState = 1, .code = 37, .isDown = false, .flags = 0, .text = {}}};
+    QCOMPARE(Fake::postedKeys, expected);
+}
+
+void tst_MacKeyboard::textIsAttachedInUtf16()
+{
+    const QString text = u"é 東 👨‍👩‍👧‍👦\r\n\t\""_s;
+    post({.isDown = true, .text = text});
+    QCOMPARE(Fake::postedKeys.size(), 1);
+    QCOMPARE(Fake::postedKeys.constFirst().text, text);
+    QCOMPARE(Fake::postedKeys.constFirst().code, 0);
+    QCOMPARE(Fake::postedKeys.constFirst().flags, 0U);
+}
+
+void tst_MacKeyboard::everySourceServesManyEvents()
+{
+    {
+        MacKeyboard keyboard;
+        const std::unique_ptr<KeyboardSource> source = keyboard.open(u"ab"_s);
+        for (int i = 0; i < 50; ++i)
+            QVERIFY(source->post({.isDown = i % 2 == 0, .text = u"ab"_s}).isFinished());
+        QCOMPARE(Fake::livingObjects(), 1);
+    }
+    QCOMPARE(Fake::postedKeys.size(), 50);
+}
+
+void tst_MacKeyboard::eventsThatCannotBeMadeAreSkipped()
+{
+    Fake::makesKeyEvents = false;
+    post({.code = 36, .isDown = true});
+    QVERIFY(Fake::postedKeys.isEmpty());
+}
+
+QTEST_APPLESS_MAIN(tst_MacKeyboard)
+#include "tst_MacKeyboard.moc"

@@ -1,0 +1,73 @@
+#include "platform/FrontApplication.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+Application ourselves()
+{
+    return {.pid = ProcessId{QCoreApplication::applicationPid()}, .name = u"Quillon"_s};
+}
+
+WindowInfo window(qint64 owner, int layer = 0, const std::optional<QString> &name = {})
+{
+    return {.layer = layer, .owner = ProcessId{owner}, .ownerName = name, .title = u"t"_s};
+}
+} // namespace
+
+class tst_FrontApplication : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void itIsTheOneThatHasTheFocus();
+    void behindOurselvesItIsTheNextOne();
+    void itsWindowTellsWhatTheSystemDoesNot();
+    void behindOurselvesThereMayBeNone();
+
+private:
+    [[nodiscard]] std::optional<Application> front(const std::optional<Application> &focused)
+    {
+        return frontApplication(focused, m_platform.desk, m_platform.display);
+    }
+
+    FakePlatform m_platform;
+};
+
+void tst_FrontApplication::itIsTheOneThatHasTheFocus()
+{
+    const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s};
+    m_platform.display.shown = {window(8)};
+    QCOMPARE(front(notes), notes);
+    QCOMPARE(front(std::nullopt), std::nullopt);
+}
+
+void tst_FrontApplication::behindOurselvesItIsTheNextOne()
+{
+    const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s, .location = u"/n"_s};
+    m_platform.desk.running = {{.pid = ProcessId{8}, .name = u"Mail"_s}, notes};
+    m_platform.display.shown = {window(QCoreApplication::applicationPid()), window(8, 25),
+                                WindowInfo{.layer = 0, .owner = {}, .ownerName = {}, .title = {}},
+                                window(7), window(8)};
+    QCOMPARE(front(ourselves()), notes);
+}
+
+void tst_FrontApplication::itsWindowTellsWhatTheSystemDoesNot()
+{
+    m_platform.desk.running.clear();
+    m_platform.display.shown = {window(9, 0, u"Odd"_s)};
+    QCOMPARE(front(ourselves()), (Application{.pid = ProcessId{9}, .name = u"Odd"_s}));
+}
+
+void tst_FrontApplication::behindOurselvesThereMayBeNone()
+{
+    m_platform.display.shown = {window(QCoreApplication::applicationPid()), window(8, 25)};
+    QCOMPARE(front(ourselves()), std::nullopt);
+    m_platform.display.shown.reset();
+    QCOMPARE(front(ourselves()), std::nullopt);
+}
+
+QTEST_GUILESS_MAIN(tst_FrontApplication)
+#include "tst_FrontApplication.moc"
