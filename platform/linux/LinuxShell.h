@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/Shell.h"
-#include "platform/linux/X11Events.h"
 
 #include <memory>
 #include <optional>
 
 class LinuxHotKey;
+class ShellSession;
 
 /// The application on an X desktop: windows come forward and give the focus back through EWMH.
 /// Borrows the hot key, which must outlive it.
@@ -39,14 +39,12 @@ public:
     void observeComposition(std::function<void()> changed) override;
 
 private:
-    class Session;
-
     /// The session with the X server, where there is one.
-    Session *session();
+    ShellSession *session();
 
     const LinuxHotKey &m_hotKey;
     quint32 m_usedPress = 0; ///< The press of the hot key that has had its effect.
     quint32 m_userTime = 0;  ///< When the user asked for us; 0 where that is not known.
-    std::optional<std::unique_ptr<Session>> m_session; ///< Present once it was tried.
+    std::optional<std::unique_ptr<ShellSession>> m_session; ///< Present once it was tried.
     std::function<void()> m_compositionChanged;
 };

@@ -26,13 +26,13 @@ public:
 
 private:
     MacAccessibility m_accessibility;
-    MacKeyboard m_keyboard;
     MacAppearance m_appearance;
     MacHotKey m_hotKey;
     MacInstance m_instance;
-    MacShell m_shell;
+    MacKeyboard m_keyboard;
     MacScreen m_screen;
     MacScripts m_scripts;
+    MacShell m_shell;
     MacWorkspace m_workspace{m_screen};
 };
 } // namespace

@@ -177,17 +177,17 @@ void tst_PanelProgram::startAndAsk()
 
 void tst_PanelProgram::performsATypedTask()
 {
-    start({R"({"action":"create_folder","name":"Made","in":"Documents"})",
-           R"({"action":"done","message":"The folder is there."})"});
-    type(u"make a folder"_s);
-    const auto isMade = [this] {
+    start({R"({"action":"screenshot","save_to":"Documents"})",
+           R"({"action":"done","message":"The picture is there."})"});
+    // A Return that comes before the model is loaded leaves the text where it is.
+    type(u"take a picture"_s);
+    const auto isTaken = [this] {
         press(u"Return"_s);
-        return QTest::qWaitFor(
-            [this] { return QDir(m_desktop.home(u"Documents/Made"_s)).exists(); }, 2000);
+        const QDir documents(m_desktop.home(u"Documents"_s));
+        return QTest::qWaitFor([&documents] { return !documents.isEmpty(QDir::Files); }, 2000);
     };
-    const bool wasMade = QTest::qWaitFor(isMade, 10000);
+    QVERIFY(QTest::qWaitFor(isTaken, eventually));
     keepPicture(u"program-task"_s);
-    QVERIFY(wasMade);
 }
 
 void tst_PanelProgram::performsARiskyStepThatIsAllowed()

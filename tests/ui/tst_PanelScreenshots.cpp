@@ -1,21 +1,134 @@
-#include "models/LocalModel.h"
-#include "tests/ui/PanelScene.h"
+#include "tests/support/HttpServer.h"
+#include "tests/ui/PanelTest.h"
 
 #include <QDir>
-#include <QGuiApplication>
-#include <QTest>
+
+#include <functional>
 
 using namespace Qt::StringLiterals;
 
+using Model = PanelScene::Model;
+
 namespace {
 const QString findPdf = uR"({"action":"find_files","folder":"Downloads","extension":"pdf"})"_s;
-const QString listWindows = uR"({"action":"list_windows"})"_s;
 const QString openNothing = uR"({"action":"open_path","path":"~/Nowhere"})"_s;
-const QString trashOld = uR"({"action":"trash","path":"Downloads/old.zip"})"_s;
 
-QString done(const QString &message)
+LocalModel modelAt(const QUrl &url)
 {
-    return uR"({"action":"done","message":"%1"})"_s.arg(message);
+    LocalModel model = LocalModel::catalog().first();
+    model.url = url;
+    return model;
+}
+
+void addHistory(PanelScene &scene)
+{
+    scene.run(u"Which windows are open?"_s,
+              {Say::listWindows, Say::done(u"Safari and Mail are open."_s)});
+    scene.run(u"Open my Downloads folder and find the latest PDF"_s,
+              {openNothing, findPdf, Say::done(u"There is no PDF in Downloads."_s)});
+}
+
+void startDownload(PanelScene &scene, HttpServer &server, const HttpServer::Answer &answer)
+{
+    server.setAnswer(u"/model.gguf"_s, answer);
+    scene.manager->select(modelAt(server.url(u"/model.gguf"_s)));
+    scene.click(u"downloadButton"_s);
+}
+
+/// One state of the panel: what is there before it opens, and how it comes about.
+struct State
+{
+    const char *name;
+    Model model;
+    std::function<void(PanelScene &, HttpServer &)> reach;
+};
+
+const QList<State> &states()
+{
+    static const QList<State> all{
+        {"set-up", Model::missing, [](PanelScene &, HttpServer &) {}},
+        {"model-picker", Model::missing,
+         [](PanelScene &scene, HttpServer &) {
+             scene.click(u"modelPicker"_s);
+             QTRY_VERIFY(scene.find(u"modelPickerRow1"_s));
+         }},
+        {"downloading", Model::missing,
+         [](PanelScene &scene, HttpServer &server) {
+             startDownload(scene, server, {.body = QByteArray(10'000, 'x'), .holdAfter = 4299});
+             QTRY_COMPARE(scene.modelsView->progress(), 0.4299);
+         }},
+        {"failed", Model::missing,
+         [](PanelScene &scene, HttpServer &server) {
+             startDownload(scene, server, {.status = 404});
+             QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+         }},
+        {"unreadable", Model::unreadable,
+         [](PanelScene &scene, HttpServer &) { QTRY_VERIFY(scene.find(u"tryAgainButton"_s)); }},
+        {"loading", Model::loading, [](PanelScene &, HttpServer &) {}},
+        {"empty", Model::loaded, [](PanelScene &, HttpServer &) {}},
+        {"typing", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             scene.type(u"Find the latest PDF in my Downloads folder"_s);
+         }},
+        {"keyboard-focus", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             scene.key(Qt::Key_Tab);
+             scene.key(Qt::Key_Tab);
+         }},
+        {"thinking", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             addHistory(scene);
+             scene.engine->addReplies({Say::listWindows, Say::done()});
+             scene.engine->holdGenerations();
+             scene.submit(u"Tidy up my Downloads folder"_s);
+             scene.engine->releaseGeneration();
+             QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
+             QTRY_VERIFY(scene.engine->isGenerating());
+             scene.engine->sendPiece(uR"({"action":"trash","path":"Downlo)"_s);
+             QTRY_VERIFY(scene.find(u"livePreview"_s));
+         }},
+        {"confirm", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             addHistory(scene);
+             scene.engine->addReplies({Say::listWindows, Say::trashOld});
+             scene.submit(u"Tidy up my Downloads folder"_s);
+             QTRY_VERIFY(scene.sessionView->isPending());
+         }},
+        {"declined", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             scene.engine->addReplies({Say::trashOld});
+             scene.submit(u"Tidy up my Downloads folder"_s);
+             QTRY_VERIFY(scene.sessionView->isPending());
+             scene.key(Qt::Key_Escape);
+             QTRY_VERIFY(!scene.session->isRunning());
+         }},
+        {"history", Model::loaded, [](PanelScene &scene, HttpServer &) { addHistory(scene); }},
+        {"turn-focus", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             addHistory(scene);
+             scene.key(Qt::Key_Tab);
+         }},
+        {"long-history", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             for (int i = 0; i < 6; ++i)
+                 addHistory(scene);
+         }},
+        {"model-menu", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             addHistory(scene);
+             scene.click(u"modelMenuButton"_s);
+             QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
+         }},
+        {"no-access", Model::loaded,
+         [](PanelScene &scene, HttpServer &) { scene.setTrusted(false); }},
+        {"smallest", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             addHistory(scene);
+             scene.window->resize(640, 460);
+             QTRY_COMPARE(scene.item(u"history"_s).width(), 640);
+         }},
+    };
+    return all;
 }
 } // namespace
 
@@ -31,91 +144,39 @@ private Q_SLOTS:
 
 void tst_PanelScreenshots::shows_data()
 {
-    QTest::addColumn<QString>("state");
+    QTest::addColumn<int>("state");
     QTest::addColumn<bool>("dark");
-    for (const QString &state :
-         {u"set-up"_s, u"downloading"_s, u"failed"_s, u"loading"_s, u"empty"_s, u"typing"_s,
-          u"thinking"_s, u"history"_s, u"confirm"_s, u"no-access"_s, u"model-menu"_s,
-          u"model-picker"_s, u"focus"_s, u"smallest"_s, u"long"_s}) {
+    for (int i = 0; i < states().size(); ++i) {
         for (const bool dark : {false, true})
-            QTest::addRow("%s-%s", qPrintable(state), dark ? "dark" : "light") << state << dark;
+            QTest::addRow("%s-%s", states()[i].name, dark ? "dark" : "light") << i << dark;
     }
 }
 
 void tst_PanelScreenshots::shows()
 {
-    QFETCH(const QString, state);
+    QFETCH(const int, state);
     QFETCH(const bool, dark);
-    using Model = PanelScene::Model;
-    const bool isSetUp = state == u"set-up" || state == u"downloading" || state == u"failed" ||
-                         state == u"model-picker";
-    PanelScene scene(isSetUp               ? Model::missing
-                     : state == u"loading" ? Model::present
-                                           : Model::loaded);
-    scene.setLook({.isDark = dark});
-    scene.setTrusted(state != u"no-access");
-    if (state == u"loading") {
-    }
-    const auto history = [&scene] {
-        scene.run(u"Which windows are open?"_s,
-                  {listWindows, done(u"Safari and Mail are open."_s)});
-        scene.run(u"Open my Downloads folder and find the latest PDF"_s,
-                  {openNothing, findPdf, done(u"There is no PDF in Downloads."_s)});
-    };
-    if (state == u"typing")
-        scene.type(u"Find the latest PDF in my Downl"_s);
-    if (state == u"history" || state == u"no-access" || state == u"model-menu")
-        history();
-    if (state == u"long") {
-        for (int i = 0; i < 6; ++i)
-            history();
-    }
-    if (state == u"thinking" || state == u"confirm" || state == u"smallest") {
-        history();
-        scene.engine->addReplies({listWindows, trashOld});
-        if (state == u"thinking")
-            scene.engine->holdGenerations();
-        scene.submit(u"Tidy up my Downloads folder"_s);
-        if (state == u"thinking") {
-            scene.engine->releaseGeneration();
-            QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
-            QTRY_VERIFY(scene.engine->isGenerating());
-            scene.engine->sendPiece(uR"({"action":"trash","path":"Downlo)"_s);
-            QTRY_VERIFY(!scene.sessionView->preview().isEmpty());
-        } else {
-            QTRY_VERIFY(scene.sessionView->isPending());
-        }
-    }
-    if (state == u"smallest")
-        scene.window->resize(640, 460);
-    if (state == u"focus") {
-        scene.key(Qt::Key_Tab);
-        scene.key(Qt::Key_Tab);
-    }
-    if (state == u"model-menu")
-        scene.click(u"modelMenuButton"_s);
-    if (state == u"model-picker")
-        scene.click(u"modelPicker"_s);
-    QTest::qWait(300);
+    HttpServer server;
+    PanelScene scene(states()[state].model);
+    scene.setLook({.isDark = dark, .hasReducedMotion = true});
+    states()[state].reach(scene, server);
+    QVERIFY(!QTest::currentTestFailed());
 
     const QImage picture = scene.grab();
-    QVERIFY(!picture.isNull());
+    QCOMPARE(picture.size(), scene.window->size() * scene.window->devicePixelRatio());
+    // The surface is where nothing else is: the picture is of that look.
+    QCOMPARE(picture.pixelColor(8, picture.height() / 2).lightnessF() < 0.5F, dark);
     QDir().mkpath(QStringLiteral(SCREENSHOTS));
-    QVERIFY(picture.save(
-        QStringLiteral(SCREENSHOTS "/%1.png").arg(QString::fromUtf8(QTest::currentDataTag()))));
-    if (scene.session->isRunning()) {
-        scene.sessionView->stop();
-        scene.engine->releaseGeneration();
-        QTRY_VERIFY(!scene.session->isRunning());
-    }
+    const QString name = QString::fromUtf8(QTest::currentDataTag());
+    QVERIFY(picture.save(QStringLiteral(SCREENSHOTS "/%1.png").arg(name)));
+
+    scene.sessionView->stop();
+    scene.engine->releaseGeneration();
+    scene.engine->releaseLoad();
+    QTRY_VERIFY(!scene.session->isRunning());
+    QTRY_VERIFY(scene.modelsView->state() != ModelsView::Loading);
 }
 
-int main(int argc, char *argv[])
-{
-    PanelScene::prepareEnvironment();
-    const QGuiApplication application(argc, argv);
-    tst_PanelScreenshots test;
-    return QTest::qExec(&test, argc, argv);
-}
+PANEL_TEST_MAIN(tst_PanelScreenshots)
 
 #include "tst_PanelScreenshots.moc"
