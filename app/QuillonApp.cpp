@@ -58,11 +58,12 @@ std::optional<QString> QuillonApp::launch()
     if (!m_window)
         return QStringLiteral("Quillon's panel cannot be shown: %1").arg(m_problem);
     EditMenu::install([this] { m_session.setTurns({}); });
-    shell().center(*m_window);
     WindowStyler::make(*m_window);
     VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
-    m_window->show();
+    // Before the window is there, so that nobody who gets the focus from it can lose it again.
     m_delegate.applicationDidFinishLaunching();
+    shell().makeKeyAndOrderFront(*m_window);
+    shell().center(*m_window);
     return std::nullopt;
 }
 

@@ -39,7 +39,7 @@ std::optional<xcb_window_t> ShellSession::activeWindow()
 
 void ShellSession::watch(xcb_window_t window)
 {
-    const uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+    const uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_FOCUS_CHANGE;
     xcb_change_window_attributes(connection(), window, XCB_CW_EVENT_MASK, &events);
     m_events->flush();
 }
@@ -121,12 +121,12 @@ void ShellSession::handle(const xcb_generic_event_t &event)
 {
     const int type = event.response_type & 0x7f;
     if (type == XCB_MAP_NOTIFY) {
-        // A window manager may have looked at the window's age only and left it behind.
-        const auto window = reinterpret_cast<const xcb_map_notify_event_t &>(event).window;
-        if (window == m_comes) {
+        if (reinterpret_cast<const xcb_map_notify_event_t &>(event).window == m_comes)
+            insistOnFocus();
+    } else if (type == XCB_FOCUS_IN) {
+        const auto &change = reinterpret_cast<const xcb_focus_in_event_t &>(event);
+        if (change.event == m_comes && change.detail != XCB_NOTIFY_DETAIL_POINTER)
             m_comes = noWindow;
-            requestFocus(window);
-        }
     } else if (type == XCB_UNMAP_NOTIFY) {
         const auto window = reinterpret_cast<const xcb_unmap_notify_event_t &>(event).window;
         if (window == m_goes) {
@@ -165,6 +165,21 @@ void ShellSession::requestFocus(xcb_window_t window)
     xcb_ewmh_request_change_active_window(&m_ewmh, m_events->screen(), window, source, m_userTime,
                                           m_previous);
     m_events->flush();
+}
+
+// A window manager may have looked at the window's age only and left it behind. But where the
+// window has had the focus since, and the user has gone on to another one, asking again would be
+// theft: the answer waited for here brings all events until now, and they are looked at first.
+void ShellSession::insistOnFocus()
+{
+    (void)activeWindow();
+    QMetaObject::invokeMethod(
+        m_events.get(),
+        [this] {
+            if (m_comes != noWindow)
+                requestFocus(std::exchange(m_comes, noWindow));
+        },
+        Qt::QueuedConnection);
 }
 
 void ShellSession::giveFocusBack()

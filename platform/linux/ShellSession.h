@@ -57,6 +57,7 @@ private:
     void handle(const xcb_generic_event_t &event);
     void describeBlur(QSize size);
     void requestFocus(xcb_window_t window);
+    void insistOnFocus();
     void giveFocusBack();
 
     std::unique_ptr<X11Events> m_events;
