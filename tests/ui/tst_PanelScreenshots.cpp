@@ -84,7 +84,7 @@ const QList<State> &states()
              scene.engine->releaseGeneration();
              QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
              QTRY_VERIFY(scene.engine->isGenerating());
-             scene.engine->sendPiece(uR"({"action":"trash","path":"Downlo)"_s);
+             scene.engine->sendPiece(u"{\"action\":\"trash\",\"path\":\"Downlo"_s);
              QTRY_VERIFY(scene.find(u"livePreview"_s));
          }},
         {"confirm", Model::loaded,
