@@ -1,6 +1,7 @@
 #include "executor/Actions.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
+#include "executor/Folding.h"
 
 #include "agent/ActionError.h"
 #include "platform/Platform.h"
@@ -56,12 +57,6 @@ Front openFront()
         throw ActionError(QStringLiteral("No frontmost app."));
     return {.name = front->name.value_or(QString()),
             .tree = accessibility.open(front->pid, walkLimit)};
-}
-
-// For comparing: the same letter may be written in two ways.
-QString folded(const QString &text)
-{
-    return text.normalized(QString::NormalizationForm_C).toLower();
 }
 
 QString firstCharacters(const QString &text, qsizetype count)

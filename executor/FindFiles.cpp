@@ -1,5 +1,6 @@
 #include "executor/Actions.h"
 #include "executor/Executor.h"
+#include "executor/Folding.h"
 #include "executor/Paths.h"
 
 #include "agent/ActionError.h"
@@ -25,12 +26,6 @@ struct Entry
     Time modified;
     qsizetype position = 0; ///< In the listing.
 };
-
-// For comparing: some file systems hand names out with their accents apart.
-QString folded(const QString &text)
-{
-    return text.normalized(QString::NormalizationForm_C).toLower();
-}
 
 // ".PDF " → "pdf"
 QString cleanedExtension(const QString &extension)

@@ -64,7 +64,7 @@ public:
     /// Whether the time has passed that the tree was opened with.
     [[nodiscard]] virtual bool isTimeUp() const = 0;
 
-    /// Presses a control; false where it refuses. It may take another silenceLimit.
+    /// Presses a control; false where it refuses. It may take the silenceLimit once more, or twice.
     [[nodiscard]] virtual bool press(ElementId element) = 0;
 };
 

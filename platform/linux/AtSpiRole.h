@@ -51,6 +51,6 @@ namespace AtSpiRoles {
 /// Menus are there also while nobody sees them.
 [[nodiscard]] bool isPartOfMenu(AtSpiRole role);
 
-/// Whether the element's text, without counting that of its children, says what it shows.
+/// Whether an element of that role shows a text that one may read: a password is none.
 [[nodiscard]] bool showsText(AtSpiRole role);
 } // namespace AtSpiRoles

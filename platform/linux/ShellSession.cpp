@@ -3,6 +3,8 @@
 #include "platform/linux/RoundedRegion.h"
 #include "platform/linux/XcbReply.h"
 
+#include <array>
+#include <cstring>
 #include <utility>
 
 #include <xcb/xfixes.h>
@@ -39,7 +41,8 @@ std::optional<xcb_window_t> ShellSession::activeWindow()
 
 void ShellSession::watch(xcb_window_t window)
 {
-    const uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_FOCUS_CHANGE;
+    const uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_FOCUS_CHANGE |
+                            XCB_EVENT_MASK_VISIBILITY_CHANGE;
     xcb_change_window_attributes(connection(), window, XCB_CW_EVENT_MASK, &events);
     m_events->flush();
 }
@@ -127,6 +130,8 @@ void ShellSession::handle(const xcb_generic_event_t &event)
         const auto &change = reinterpret_cast<const xcb_focus_in_event_t &>(event);
         if (change.event == m_comes && change.detail != XCB_NOTIFY_DETAIL_POINTER)
             m_comes = noWindow;
+    } else if (type == XCB_VISIBILITY_NOTIFY) {
+        tellPlace(reinterpret_cast<const xcb_visibility_notify_event_t &>(event).window);
     } else if (type == XCB_UNMAP_NOTIFY) {
         const auto window = reinterpret_cast<const xcb_unmap_notify_event_t &>(event).window;
         if (window == m_goes) {
@@ -145,6 +150,37 @@ void ShellSession::handle(const xcb_generic_event_t &event)
         if (std::exchange(m_isComposited, isComposited) != isComposited)
             m_compositionChanged();
     }
+}
+
+// The toolkit asks where its window is while the window manager still puts a frame around it, and
+// hears nothing more where the window ends up where it was meant to be. It would then go on with
+// the place of that moment, the screen's corner: the panel would jump when it is dragged, and be
+// centred on the wrong screen. Window managers use this message for the same purpose.
+void ShellSession::tellPlace(xcb_window_t window)
+{
+    const auto sizeCookie = xcb_get_geometry(connection(), window);
+    const auto placeCookie =
+        xcb_translate_coordinates(connection(), window, m_events->root(), 0, 0);
+    const XcbReply<xcb_get_geometry_reply_t> size(
+        xcb_get_geometry_reply(connection(), sizeCookie, nullptr));
+    const XcbReply<xcb_translate_coordinates_reply_t> place(
+        xcb_translate_coordinates_reply(connection(), placeCookie, nullptr));
+    if (size && place) {
+        xcb_configure_notify_event_t told{};
+        told.response_type = XCB_CONFIGURE_NOTIFY;
+        told.event = window;
+        told.window = window;
+        told.x = place->dst_x;
+        told.y = place->dst_y;
+        told.width = size->width;
+        told.height = size->height;
+        // Every event is of the same size on the wire, also where its description is shorter.
+        std::array<char, sizeof(xcb_raw_generic_event_t)> message{};
+        static_assert(sizeof(told) <= message.size());
+        std::memcpy(message.data(), &told, sizeof(told));
+        xcb_send_event(connection(), 0, window, XCB_EVENT_MASK_STRUCTURE_NOTIFY, message.data());
+    }
+    m_events->flush();
 }
 
 void ShellSession::describeBlur(QSize size)

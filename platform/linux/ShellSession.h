@@ -55,6 +55,7 @@ private:
     void followCompositor();
     [[nodiscard]] bool hasCompositor() const;
     void handle(const xcb_generic_event_t &event);
+    void tellPlace(xcb_window_t window);
     void describeBlur(QSize size);
     void requestFocus(xcb_window_t window);
     void insistOnFocus();

@@ -30,25 +30,15 @@ private:
     {
         QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Calculator"_s}}),
                  u"Calculator is now frontmost."_s);
-        APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: = ="_s));
+        APP_TRY_VERIFY(readUI().contains(u"Button: = ="_s));
     }
 
     // A dialog that is there to be answered.
     QProcess &ask(const QStringList &options, const QString &text)
     {
         QProcess &dialog = m_desktop->start(u"zenity"_s, options + QStringList{u"--text"_s, text});
-        APP_TRY_WAIT(outcome(u"read_ui"_s).contains(text));
+        APP_TRY_WAIT(readUI().contains(text));
         return dialog;
-    }
-
-    static void click(const QString &label)
-    {
-        QCOMPARE(outcome(u"click"_s, {{u"label"_s, label}}), u"Clicked “"_s + label + u"”."_s);
-    }
-
-    static void type(const QString &text)
-    {
-        QCOMPARE(outcome(u"type_text"_s, {{u"text"_s, text}}), u"Typed text."_s);
     }
 
     std::unique_ptr<VirtualDesktop> m_desktop;
@@ -70,18 +60,25 @@ void tst_DesktopControls::cleanup()
 void tst_DesktopControls::aCalculationByItsButtons()
 {
     openCalculator();
-    for (const QString &label : {u"7"_s, u"×"_s, u"8"_s, u"="_s})
-        click(label);
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"TextField: 56 |"_s));
+    // Once more from the start where the calculator was too busy to tell whether it was pressed.
+    const auto clicked = [](const QString &label) {
+        return outcome(u"click"_s, {{u"label"_s, label}}) == u"Clicked “"_s + label + u"”."_s;
+    };
+    for (QDeadlineTimer limit(appLimit); !limit.hasExpired();) {
+        if (clicked(u"7"_s) && clicked(u"×"_s) && clicked(u"8"_s) && clicked(u"="_s))
+            break;
+        press(u"escape"_s);
+    }
+    APP_TRY_VERIFY(readUI().contains(u"TextField: 56 |"_s));
 }
 
 void tst_DesktopControls::aCalculationByTheKeyboard()
 {
     openCalculator();
     type(u"12*12-100\n"_s);
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"TextField: 44 |"_s));
-    QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"Escape"_s}}), u"Pressed Escape."_s);
-    APP_TRY_VERIFY(!outcome(u"read_ui"_s).contains(u"TextField: 44"_s));
+    APP_TRY_VERIFY(readUI().contains(u"TextField: 44 |"_s));
+    press(u"Escape"_s);
+    APP_TRY_VERIFY(!readUI().contains(u"TextField: 44"_s));
 }
 
 void tst_DesktopControls::anAnswerIsTypedAndConfirmed()
@@ -127,8 +124,9 @@ void tst_DesktopControls::aPasswordIsNotRead()
 {
     QProcess &dialog = ask({u"--entry"_s, u"--hide-text"_s}, u"Your secret?"_s);
     type(u"hunter2"_s);
-    const QString told = outcome(u"read_ui"_s);
-    QVERIFY2(told.contains(u"Your secret?"_s) && !told.contains(u"hunter"_s), qPrintable(told));
+    QString told;
+    APP_TRY_VERIFY((told = readUI()).contains(u"Your secret?"_s));
+    QVERIFY2(!told.contains(u"hunter"_s), qPrintable(told));
     click(u"OK"_s);
     APP_TRY_COMPARE(dialog.state(), QProcess::NotRunning);
     QCOMPARE(dialog.readAllStandardOutput(), "hunter2\n"_ba);
@@ -143,7 +141,7 @@ void tst_DesktopControls::aDialogThatVanishesIsNoTrouble()
     QVERIFY2(told == u"ActionError: No frontmost app."_s ||
                  told == u"ActionError: Couldn't find a control labelled “Yes”."_s,
              qPrintable(told));
-    APP_TRY_COMPARE(outcome(u"read_ui"_s), u"ActionError: No frontmost app."_s);
+    APP_TRY_COMPARE(readUI(), u"ActionError: No frontmost app."_s);
 }
 
 void tst_DesktopControls::aCommandRunsInTheTerminal()
@@ -163,8 +161,7 @@ void tst_DesktopControls::aProgramInTheTerminalIsInterrupted()
     const QProcess &terminal = m_desktop->start(u"xterm"_s, {u"-e"_s, script});
     APP_TRY_COMPARE(m_desktop->read(u"start"_s), "ready\n"_ba);
     APP_TRY_COMPARE(frontName(), u"XTerm"_s);
-    QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"c"_s}, {u"modifiers"_s, u"control"_s}}),
-             u"Pressed c."_s);
+    press(u"c"_s, u"control"_s);
     APP_TRY_COMPARE(terminal.state(), QProcess::NotRunning);
     QCOMPARE(m_desktop->read(u"end"_s), "interrupted\n"_ba);
 }

@@ -1,7 +1,5 @@
 #include "tests/desktop/Desktop.h"
 
-#include <QDeadlineTimer>
-
 using namespace Qt::StringLiterals;
 
 // Two editors, one of GTK and one of Qt, as far as the model can operate them: what counts is the
@@ -46,22 +44,6 @@ private:
         QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, entry}}), u"Opened "_s + entry + u'.');
         APP_TRY_COMPARE(frontName(), editor);
         APP_TRY_VERIFY(activeTitle().contains(entry));
-    }
-
-    static void press(const QString &key, const QString &modifiers = {})
-    {
-        QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, key}, {u"modifiers"_s, modifiers}}),
-                 u"Pressed "_s + key + u'.');
-    }
-
-    static void type(const QString &text)
-    {
-        QCOMPARE(outcome(u"type_text"_s, {{u"text"_s, text}}), u"Typed text."_s);
-    }
-
-    static void click(const QString &label)
-    {
-        QCOMPARE(outcome(u"click"_s, {{u"label"_s, label}}), u"Clicked “"_s + label + u"”."_s);
     }
 
     // Both editors put a star in front of the name of a text that is not saved.
@@ -183,7 +165,7 @@ void tst_DesktopEditors::unsavedWorkKeepsTheApplication()
              u"Asked "_s + editor + u" to quit (it may be waiting on a save prompt)."_s);
     APP_TRY_COMPARE(windows().size(), before + 1);
     QVERIFY(!Platform::current().workspace().hasTerminated(pid));
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: "_s + button));
+    APP_TRY_VERIFY(readUI().contains(u"Button: "_s + button));
     click(button);
     APP_TRY_VERIFY(Platform::current().workspace().hasTerminated(pid));
     QCOMPARE(m_desktop->read(u"unsaved.txt"_s), "before\n"_ba);
@@ -196,7 +178,7 @@ void tst_DesktopEditors::thePromptSaves()
     type(u"after "_s);
     APP_TRY_VERIFY(isMarkedUnsaved());
     (void)outcome(u"quit_app"_s, {{u"app"_s, u"Mousepad"_s}});
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: Don't Save"_s));
+    APP_TRY_VERIFY(readUI().contains(u"Button: Don't Save"_s));
     click(u"save"_s);
     APP_TRY_VERIFY(Platform::current().workspace().hasTerminated(pid));
     QCOMPARE(m_desktop->read(u"prompt.txt"_s), "after before\n"_ba);
@@ -221,14 +203,14 @@ void tst_DesktopEditors::anEditorThatHangsIsNotWaitedForForever()
 {
     open(u"Mousepad"_s, u"hung.txt"_s, "text\n");
     const auto pid = static_cast<pid_t>(processOf(u"Mousepad"_s));
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"MenuItem: Save"_s));
+    APP_TRY_VERIFY(readUI().contains(u"MenuItem: Save"_s));
     QCOMPARE(::kill(pid, SIGSTOP), 0);
     QCOMPARE(outcome(u"click"_s, {{u"label"_s, u"Save"_s}}),
              u"ActionError: “Mousepad” doesn't respond."_s);
-    QCOMPARE(outcome(u"read_ui"_s), u"ActionError: “Mousepad” doesn't respond."_s);
+    QCOMPARE(readUI(), u"ActionError: “Mousepad” doesn't respond."_s);
     QCOMPARE(frontName(), u"Mousepad"_s);
     QCOMPARE(::kill(pid, SIGCONT), 0);
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"MenuItem: Save"_s));
+    APP_TRY_VERIFY(readUI().contains(u"MenuItem: Save"_s));
     type(u"still "_s);
     press(u"s"_s, u"command"_s);
     APP_TRY_COMPARE(m_desktop->read(u"hung.txt"_s), "still text\n"_ba);

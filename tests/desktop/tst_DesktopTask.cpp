@@ -69,7 +69,7 @@ void tst_DesktopTask::aTaskOfManyStepsIsCarriedOut()
     APP_TRY_VERIFY(activeTitle().contains(u"bill.txt"_s));
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Calculator"_s}}),
              u"Calculator is now frontmost."_s);
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"Button: = ="_s));
+    APP_TRY_VERIFY(readUI().contains(u"Button: = ="_s));
 
     giveModel({uR"({"action":"type_text","text":"6*7\n"})"_s,
                uR"({"action":"focus_app","app":"TextEdit"})"_s,
@@ -104,7 +104,7 @@ void tst_DesktopTask::aTaskOfManyStepsIsCarriedOut()
     APP_TRY_COMPARE(windows().constFirst(), u"File Manager PCManFM — Documents"_s);
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Calculator"_s}}),
              u"Calculator is now frontmost."_s);
-    APP_TRY_VERIFY(outcome(u"read_ui"_s).contains(u"TextField: 42 |"_s));
+    APP_TRY_VERIFY(readUI().contains(u"TextField: 42 |"_s));
 }
 
 QTEST_GUILESS_MAIN(tst_DesktopTask)

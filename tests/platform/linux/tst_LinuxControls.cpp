@@ -5,7 +5,6 @@
 
 #include <QDeadlineTimer>
 #include <QFile>
-#include <QFileInfo>
 #include <QTest>
 
 using namespace Qt::StringLiterals;
