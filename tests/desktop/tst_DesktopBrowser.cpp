@@ -202,7 +202,7 @@ void tst_DesktopBrowser::aNewTabOpensInFront()
     open(u"/one"_s, u"First page"_s);
     QCOMPARE(outcome(u"new_tab"_s, {{u"app"_s, u"chromium"_s}}), u"Opened a new tab."_s);
     APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — New Tab - Chromium"_s);
-    QCOMPARE(windows().filter(u"Chromium"_s).size(), 1);
+    APP_TRY_COMPARE(windows().filter(u"Chromium"_s).size(), 1);
 }
 
 void tst_DesktopBrowser::theAddressFieldTakesWhatIsTyped()
@@ -266,7 +266,7 @@ void tst_DesktopBrowser::quittingEndsTheBrowser()
     });
     QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Chromium"_s}}), u"Chromium quit."_s);
     APP_TRY_VERIFY(m_desktop->processes(u"/chromium"_s).isEmpty());
-    QVERIFY(windows().filter(u"Chromium"_s).isEmpty());
+    APP_TRY_VERIFY(windows().filter(u"Chromium"_s).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_DesktopBrowser)

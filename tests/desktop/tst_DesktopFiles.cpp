@@ -68,7 +68,7 @@ void tst_DesktopFiles::theNewestFileIsFoundAndItsFolderShown()
              u"Found 2 file(s), newest first: Latest Report.PDF, old.pdf. "
              "Revealed “Latest Report.PDF” in Finder."_s);
     APP_TRY_COMPARE(windows(), QStringList{u"File Manager PCManFM — Downloads"_s});
-    QCOMPARE(frontName(), u"File Manager PCManFM"_s);
+    APP_TRY_COMPARE(frontName(), u"File Manager PCManFM"_s);
 }
 
 void tst_DesktopFiles::aNewFolderIsThereAndItsParentIsShown()
