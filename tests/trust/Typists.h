@@ -99,18 +99,14 @@ public:
             qFatal("The terminal does not come to the front.");
         // It drops what comes before it has noticed that it is in front.
         const QDeadlineTimer limit(eventually);
-        while (received().isEmpty()) {
+        while (!received().endsWith('.')) {
             if (limit.hasExpired())
                 qFatal("The terminal does not listen.");
             giveKeyboard(pid());
             (void)outcome(QStringLiteral("press_key"),
-                          {{QStringLiteral("key"), QStringLiteral("x")}});
-            (void)QTest::qWaitFor([&] { return !received().isEmpty(); }, 500);
+                          {{QStringLiteral("key"), QStringLiteral(".")}});
+            (void)QTest::qWaitFor([&] { return received().endsWith('.'); }, 3000);
         }
-        giveKeyboard(pid());
-        (void)outcome(QStringLiteral("press_key"), {{QStringLiteral("key"), QStringLiteral(".")}});
-        if (!QTest::qWaitFor([&] { return received().endsWith('.'); }, eventually))
-            qFatal("The terminal lost a key.");
         m_forgotten = received().size();
     }
     ~Listener()
@@ -143,7 +139,7 @@ public:
     explicit PasswordDialog(VirtualDesktop &desktop)
         : m_process(desktop.start(QStringLiteral("zenity"), {QStringLiteral("--password")}))
     {
-        if (!QTest::qWaitFor([&] { return isInFront(pid()); }, eventually))
+        if (!QTest::qWaitFor([&] { return isInFront(pid()) && isSettled(); }, eventually))
             qFatal("The dialog does not come to the front.");
     }
     ~PasswordDialog()
@@ -155,6 +151,12 @@ public:
     PasswordDialog &operator=(const PasswordDialog &) = delete;
 
     [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
+
+    /// It has dealt with all that came with its being in front, or it would not answer.
+    [[nodiscard]] static bool isSettled()
+    {
+        return outcome(QStringLiteral("read_ui")).contains(QStringLiteral("OK"));
+    }
 
     /// Confirms it, behind a mark that has to arrive, and returns what had been typed before.
     [[nodiscard]] QByteArray takeContent()
