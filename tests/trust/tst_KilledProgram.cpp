@@ -190,10 +190,10 @@ void tst_KilledProgram::whileTheModelLoads()
     bool wasLoading = false;
     for (int i = 0; i < 100 && !wasLoading; ++i) {
         Program quillon(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Load"_s}, options());
-        while (!wasLoading && !quillon.output().contains(u"Load\n"_s)) {
+        const QDeadlineTimer limit(eventually);
+        while (!wasLoading && !quillon.waitForOutput("Load\n", 1)) {
+            QVERIFY(!limit.hasExpired());
             wasLoading = openedModel(quillon.pid());
-            if (!wasLoading)
-                (void)quillon.waitForOutput("Load\n", 0);
         }
         quillon.signal(SIGKILL);
         QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
