@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "app/Doctor.h"
 #include "app/InterruptSignal.h"
 #include "app/PanelProgram.h"
 #include "app/Terminal.h"
@@ -11,6 +12,7 @@
 #include <QTimer>
 
 namespace {
+const QString doctorOption = QStringLiteral("doctor");
 const QString taskOption = QStringLiteral("task");
 const QString toggleOption = QStringLiteral("toggle");
 
@@ -30,6 +32,8 @@ void describe(QCommandLineParser &parser)
                        "Without an option it opens its panel, or brings it to the front."));
     parser.addOption(
         {taskOption, QStringLiteral("Run one task in this terminal."), QStringLiteral("text")});
+    parser.addOption(
+        {doctorOption, QStringLiteral("Check what tasks depend on, and say what to do about it.")});
     parser.addOption({toggleOption, QStringLiteral("Show or hide the panel, as its key does.")});
     parser.addHelpOption();
     parser.addVersionOption();
@@ -52,6 +56,15 @@ int runTask(const QString &task)
     QCoro::Task<> running;
     QTimer::singleShot(0, &runner, [&] { running = runInTerminal(runner, task); });
     return QCoreApplication::exec();
+}
+
+int runDoctor()
+{
+    Terminal terminal;
+    const QList<Doctor::Line> report = Doctor::examine();
+    for (const Doctor::Line &line : report)
+        terminal.print(Doctor::text(line));
+    return Doctor::isHealthy(report) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 // What the arguments say, before there is an application to ask.
@@ -82,6 +95,8 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
     QCommandLineParser parser;
     describe(parser);
     parser.process(application);
+    if (parser.optionNames() == QStringList{doctorOption} && parser.positionalArguments().isEmpty())
+        return runDoctor();
     if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())
         return runTask(parser.value(taskOption));
     Terminal().complain(QStringLiteral("Quillon takes a task as one text: quillon --task \"Find "
