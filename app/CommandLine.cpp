@@ -11,7 +11,11 @@
 #include <QCoro/QCoroTask>
 #include <QTimer>
 
+#include <optional>
+
 namespace {
+// How the bus starts it, to say afterwards what for.
+const QString activatedOption = QStringLiteral("activated");
 const QString doctorOption = QStringLiteral("doctor");
 const QString taskOption = QStringLiteral("task");
 const QString toggleOption = QStringLiteral("toggle");
@@ -35,6 +39,9 @@ void describe(QCommandLineParser &parser)
     parser.addOption(
         {doctorOption, QStringLiteral("Check what tasks depend on, and say what to do about it.")});
     parser.addOption({toggleOption, QStringLiteral("Show or hide the panel, as its key does.")});
+    QCommandLineOption activated(activatedOption);
+    activated.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(activated);
     parser.addHelpOption();
     parser.addVersionOption();
 }
@@ -68,7 +75,7 @@ int runDoctor()
 }
 
 // What the arguments say, before there is an application to ask.
-bool asksForPanel(int argc, char **argv, Instance::Request &request)
+bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &request)
 {
     QCommandLineParser parser;
     describe(parser);
@@ -78,15 +85,20 @@ bool asksForPanel(int argc, char **argv, Instance::Request &request)
     if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty())
         return false;
     const QStringList options = parser.optionNames();
-    request = options.isEmpty() ? Instance::Request::open : Instance::Request::toggle;
-    return options.isEmpty() || options == QStringList{toggleOption};
+    if (options.isEmpty())
+        request = Instance::Request::open;
+    else if (options == QStringList{toggleOption})
+        request = Instance::Request::toggle;
+    else
+        return options == QStringList{activatedOption};
+    return true;
 }
 } // namespace
 
 int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
 {
     setNames();
-    Instance::Request request = Instance::Request::open;
+    std::optional<Instance::Request> request;
     if (asksForPanel(argc, argv, request))
         return PanelProgram::run(argc, argv, request, views);
 

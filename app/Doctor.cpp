@@ -10,10 +10,12 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLocale>
-#include <QStorageInfo>
 #include <QSysInfo>
 
 #include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <system_error>
 
 using Verdict = Finding::Verdict;
 
@@ -38,6 +40,16 @@ bool isThere(const LocalModel &model)
     return QFileInfo::exists(fileOf(model));
 }
 
+// Nothing where the file system does not say.
+std::optional<qint64> roomIn(const QString &folder)
+{
+    std::error_code error;
+    const auto space = std::filesystem::space(QFile::encodeName(folder).toStdString(), error);
+    if (error)
+        return std::nullopt;
+    return static_cast<qint64>(space.available);
+}
+
 Finding examineProgram()
 {
     return {Verdict::good,
@@ -55,10 +67,12 @@ Finding examineModelsFolder()
         return {Verdict::bad, QStringLiteral("%1 cannot be written to").arg(shown),
                 QStringLiteral("Make it a folder of yours that you may write to.")};
     }
-    const qint64 room = QStorageInfo(folder).bytesAvailable();
-    const QString state = QStringLiteral("%1, %2 free").arg(shown, size(room));
+    const std::optional<qint64> room = roomIn(folder);
+    if (!room)
+        return {Verdict::good, shown};
+    const QString state = QStringLiteral("%1, %2 free").arg(shown, size(*room));
     const QList<LocalModel> &catalog = LocalModel::catalog();
-    if (std::ranges::any_of(catalog, isThere) || room >= catalog.first().sizeMB * megabyte)
+    if (std::ranges::any_of(catalog, isThere) || *room >= catalog.first().sizeMB * megabyte)
         return {Verdict::good, state};
     return {Verdict::bad, state,
             QStringLiteral("Make room for a model of about %1.")

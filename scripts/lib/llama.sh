@@ -177,7 +177,7 @@ build_llama()
             $(llama_options) -DGGML_CCACHE=OFF -DGGML_METAL_EMBED_LIBRARY=ON \
             -DLLAMA_BUILD_COMMON=OFF -DLLAMA_BUILD_APP=OFF -DLLAMA_BUILD_TESTS=OFF \
             -DLLAMA_BUILD_TOOLS=OFF -DLLAMA_BUILD_EXAMPLES=OFF -DLLAMA_BUILD_SERVER=OFF &&
-            cmake --build "$2" && cmake --install "$2"
+            cmake --build "$2" && cmake --install "$2" --strip
     )
 }
 

@@ -34,7 +34,7 @@ test_the_desktop_finds_the_installed_program()
         [ "$(od -An -tu1 -j16 -N8 "$icon" | awk '{ print $3 * 256 + $4, $7 * 256 + $8 }')" = \
             "$size $size" ] || complain "the icon of $size pixels is not"
     done
-    grep -qx "Exec=$sandbox/place/bin/quillon" \
+    grep -qx "Exec=$sandbox/place/bin/quillon --activated" \
         "$sandbox/place/share/dbus-1/services/app.quillon.Quillon.service" ||
         complain "the bus would start something else"
 }
