@@ -34,9 +34,9 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    shell.observeReopening([&running] {
+    shell.observeReopening([&running](bool hasVisibleWindows) {
         if (running)
-            running->reopen();
+            running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
     });
     if (shell.paintsInSoftware())
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
@@ -50,7 +50,7 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
     const auto received = [&running](Instance::Request asked) {
         QTimer::singleShot(0, qGuiApp, [&running, asked] {
             if (running && asked == Instance::Request::open)
-                running->reopen();
+                running->delegate().applicationWasStartedAgain();
             else if (running)
                 HotKey::summon();
         });

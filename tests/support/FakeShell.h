@@ -116,7 +116,7 @@ class FakeShell final : public Shell
 public:
     bool hasDisplay() override { return true; }
     QByteArrayList toolkitArguments() const override { return {}; }
-    void observeReopening(std::function<void()>) override {}
+    void observeReopening(std::function<void(bool)>) override {}
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window; }
 
