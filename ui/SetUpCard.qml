@@ -9,7 +9,15 @@ Item {
 
     objectName: "setUpCard"
 
+    FontMetrics {
+        id: lines
+
+        font: failure.font
+    }
+
     Column {
+        id: parts
+
         anchors.centerIn: parent
         spacing: 16
         width: Math.min(parent.width - 60, 460)
@@ -46,6 +54,8 @@ Item {
         }
 
         ModelPicker {
+            id: picker
+
             anchors.horizontalCenter: parent.horizontalCenter
             models: card.models
         }
@@ -111,8 +121,13 @@ Item {
                 }
 
                 PlainText {
+                    id: failure
+
+                    // What is left between the picker and the button.
+                    readonly property real room: card.height - 60 - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
+
                     elide: Text.ElideRight
-                    maximumLineCount: 5
+                    maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
                     objectName: "failureMessage"
                     text: card.models.message
                     width: Math.min(implicitWidth, card.width - 60 - 22, 438)
@@ -120,6 +135,8 @@ Item {
             }
 
             PushButton {
+                id: tryAgain
+
                 anchors.horizontalCenter: parent.horizontalCenter
                 objectName: "tryAgainButton"
                 text: "Try again"
