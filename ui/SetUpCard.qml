@@ -7,6 +7,9 @@ Item {
 
     required property ModelsView models
 
+    // In the smallest window a failure has two lines this way.
+    readonly property bool isCompact: height < 360
+
     objectName: "setUpCard"
 
     FontMetrics {
@@ -25,10 +28,10 @@ Item {
         Glyph {
             anchors.horizontalCenter: parent.horizontalCenter
             color: Theme.accent
-            height: 48
+            height: width
             name: "cpu"
             objectName: "setUpSymbol"
-            width: 48
+            width: card.isCompact ? 32 : 48
 
             Accessible.ignored: true
         }
@@ -47,7 +50,7 @@ Item {
         PlainText {
             color: Theme.secondary
             horizontalAlignment: Text.AlignHCenter
-            lineHeight: 1.2
+            lineHeight: card.isCompact ? 1 : 1.2
             objectName: "setUpExplanation"
             text: "Quillon runs a language model entirely on your Mac. The one-time download is stored locally; nothing you type ever leaves this device."
             width: parent.width

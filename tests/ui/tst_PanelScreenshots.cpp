@@ -67,8 +67,12 @@ const QList<State> &states()
         {"failed-smallest", Model::missing,
          [](PanelScene &scene, HttpServer &server) {
              scene.window->resize(640, 460);
-             startDownload(scene, server, {.body = "model", .cutAfter = 2});
+             startDownload(scene, server, {.status = 404});
              QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+             scene.item(u"failureMessage"_s)
+                 .setProperty("text", u"Error transferring https://models.example/a/model/of/a/"
+                                      "very/long/name/resolve/main/model.gguf — server replied: "
+                                      "Service Unavailable, please come back tomorrow"_s);
          }},
         {"loading", Model::loading, [](PanelScene &, HttpServer &) {}},
         {"empty", Model::loaded, [](PanelScene &, HttpServer &) {}},

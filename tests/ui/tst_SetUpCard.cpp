@@ -237,6 +237,7 @@ void tst_SetUpCard::aLongMessageStaysInTheCard()
     const QQuickItem &button = scene.item(u"tryAgainButton"_s);
     const auto bottom = [&] { return button.mapRectToItem(&card, button.boundingRect()).bottom(); };
     QTRY_VERIFY(bottom() <= card.height() - 30);
+    QVERIFY(message.property("lineCount").toInt() < 5);
     const QQuickItem &symbol = scene.item(u"setUpSymbol"_s);
     QTRY_VERIFY(symbol.mapRectToItem(&card, symbol.boundingRect()).top() >= 30);
     const auto right = [&] { return message.mapRectToItem(&card, message.boundingRect()).right(); };
