@@ -8,6 +8,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QFile>
 #include <QPoint>
 #include <QRect>
 #include <QRegularExpression>
@@ -146,6 +147,7 @@ private Q_SLOTS:
     void toggleShowsAndHidesTheRunningPanel();
     void toggleStartsThePanelWhereNoneRuns();
     void desktopsReachThePanelOverTheirBus();
+    void theBusStartsThePanelForWhateverIsAskedOfIt();
     void fiftyStartsAtOnceAreOnePanel();
     void aKilledPredecessorIsSucceeded();
     void aStoppedPredecessorIsNotWaitedForForever();
@@ -553,17 +555,22 @@ void tst_PanelOnDesktop::toggleStartsThePanelWhereNoneRuns()
     QCOMPARE(panel()->owner, quillon.pid());
 }
 
+namespace {
+/// Calls the program as desktops do, which may start it.
+bool call(const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(u"app.quillon.Quillon"_s, u"/app/quillon/Quillon"_s,
+                                       u"org.freedesktop.Application"_s, method);
+    message.setArguments(arguments);
+    return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+}
+} // namespace
+
 void tst_PanelOnDesktop::desktopsReachThePanelOverTheirBus()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    const auto call = [](const QString &method, const QVariantList &arguments) {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(u"app.quillon.Quillon"_s, u"/app/quillon/Quillon"_s,
-                                           u"org.freedesktop.Application"_s, method);
-        message.setArguments(arguments);
-        return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
-    };
     m_screen.close({panel()->id});
     QTRY_VERIFY(!panelIsSeen());
     QVERIFY(call(u"Activate"_s, {QVariantMap()}));
@@ -572,6 +579,33 @@ void tst_PanelOnDesktop::desktopsReachThePanelOverTheirBus()
     QTRY_VERIFY(!panelIsSeen());
     QVERIFY(call(u"Open"_s, {QStringList{u"file:///"_s}, QVariantMap()}));
     QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::theBusStartsThePanelForWhateverIsAskedOfIt()
+{
+    const auto reload = [] {
+        const QDBusMessage message =
+            QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                           u"org.freedesktop.DBus"_s, u"ReloadConfig"_s);
+        return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+    };
+    const QString service = u"../services/app.quillon.Quillon.service"_s; // Beside the home.
+    m_desktop->write(service, "[D-BUS Service]\nName=app.quillon.Quillon\nExec=" PANEL_PROGRAM
+                              " --activated\n");
+    QVERIFY(reload());
+    // A toggle shows what was not there; the next one hides it.
+    const QVariantList toggle{u"toggle"_s, QVariantList(), QVariantMap()};
+    QVERIFY(call(u"ActivateAction"_s, toggle));
+    QTRY_VERIFY(panelHasTheKeyboard());
+    const auto quillon = static_cast<pid_t>(panel()->owner.value());
+    QVERIFY(call(u"ActivateAction"_s, toggle));
+    QTRY_VERIFY(!panelIsSeen());
+    QVERIFY(call(u"Activate"_s, {QVariantMap()}));
+    QTRY_VERIFY(panelHasTheKeyboard());
+
+    QVERIFY(QFile::remove(m_desktop->home(service)));
+    QVERIFY(reload());
+    QCOMPARE(::kill(quillon, SIGKILL), 0);
 }
 
 void tst_PanelOnDesktop::fiftyStartsAtOnceAreOnePanel()

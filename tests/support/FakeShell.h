@@ -114,7 +114,7 @@ public:
 class FakeShell final : public Shell
 {
 public:
-    bool hasDisplay() override { return true; }
+    bool hasDisplay() override { return displays > 0; }
     QByteArrayList toolkitArguments() const override { return {}; }
     void observeReopening(std::function<void(bool)>) override {}
     bool paintsInSoftware() const override { return true; }
@@ -179,6 +179,7 @@ public:
     }
 
     QStringList calls;
+    int displays = 1;
     bool isInFront = false;
     bool hasCompositor = false;
     QMap<QString, std::function<void()>> menu; ///< What the items do, by title.
