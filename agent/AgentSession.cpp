@@ -191,6 +191,8 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
                 throw ActionError(
                     QStringLiteral("Another application has come to the front meanwhile."));
             result = co_await Executor::run(*action, task);
+        } catch (const ActionError &failure) {
+            error = failure.message; // what() ends at a null character, which a reply can hold.
         } catch (const std::exception &failure) {
             error = QString::fromUtf8(failure.what());
         }

@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "app/Doctor.h"
 #include "app/InterruptSignal.h"
 #include "app/PanelProgram.h"
 #include "app/Terminal.h"
@@ -10,7 +11,12 @@
 #include <QCoro/QCoroTask>
 #include <QTimer>
 
+#include <optional>
+
 namespace {
+// How the bus starts it, to say afterwards what for.
+const QString activatedOption = QStringLiteral("activated");
+const QString doctorOption = QStringLiteral("doctor");
 const QString taskOption = QStringLiteral("task");
 const QString toggleOption = QStringLiteral("toggle");
 
@@ -30,7 +36,12 @@ void describe(QCommandLineParser &parser)
                        "Without an option it opens its panel, or brings it to the front."));
     parser.addOption(
         {taskOption, QStringLiteral("Run one task in this terminal."), QStringLiteral("text")});
+    parser.addOption(
+        {doctorOption, QStringLiteral("Check what tasks depend on, and say what to do about it.")});
     parser.addOption({toggleOption, QStringLiteral("Show or hide the panel, as its key does.")});
+    QCommandLineOption activated(activatedOption);
+    activated.setFlags(QCommandLineOption::HiddenFromHelp);
+    parser.addOption(activated);
     parser.addHelpOption();
     parser.addVersionOption();
 }
@@ -54,8 +65,17 @@ int runTask(const QString &task)
     return QCoreApplication::exec();
 }
 
+int runDoctor()
+{
+    Terminal terminal;
+    const QList<Doctor::Line> report = Doctor::examine();
+    for (const Doctor::Line &line : report)
+        terminal.print(Doctor::text(line));
+    return Doctor::isHealthy(report) ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 // What the arguments say, before there is an application to ask.
-bool asksForPanel(int argc, char **argv, Instance::Request &request)
+bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &request)
 {
     QCommandLineParser parser;
     describe(parser);
@@ -65,15 +85,20 @@ bool asksForPanel(int argc, char **argv, Instance::Request &request)
     if (!parser.parse(arguments) || !parser.positionalArguments().isEmpty())
         return false;
     const QStringList options = parser.optionNames();
-    request = options.isEmpty() ? Instance::Request::open : Instance::Request::toggle;
-    return options.isEmpty() || options == QStringList{toggleOption};
+    if (options.isEmpty())
+        request = Instance::Request::open;
+    else if (options == QStringList{toggleOption})
+        request = Instance::Request::toggle;
+    else
+        return options == QStringList{activatedOption};
+    return true;
 }
 } // namespace
 
 int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
 {
     setNames();
-    Instance::Request request = Instance::Request::open;
+    std::optional<Instance::Request> request;
     if (asksForPanel(argc, argv, request))
         return PanelProgram::run(argc, argv, request, views);
 
@@ -82,6 +107,8 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
     QCommandLineParser parser;
     describe(parser);
     parser.process(application);
+    if (parser.optionNames() == QStringList{doctorOption} && parser.positionalArguments().isEmpty())
+        return runDoctor();
     if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())
         return runTask(parser.value(taskOption));
     Terminal().complain(QStringLiteral("Quillon takes a task as one text: quillon --task \"Find "

@@ -12,9 +12,10 @@
 #include <QTimer>
 
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
-int PanelProgram::run(int argc, char **argv, Instance::Request request,
+int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> request,
                       const QuillonApp::Views &views)
 {
     Terminal terminal;
@@ -34,9 +35,9 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    shell.observeReopening([&running] {
+    shell.observeReopening([&running](bool hasVisibleWindows) {
         if (running)
-            running->reopen();
+            running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
     });
     if (shell.paintsInSoftware())
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
@@ -46,16 +47,21 @@ int PanelProgram::run(int argc, char **argv, Instance::Request request,
     QGuiApplication::styleHints()->setCursorFlashTime(0);
     QGuiApplication::setDesktopFileName(QStringLiteral("app.quillon.Quillon"));
 
-    // Requests come from the event loop, so not before the panel is there.
-    const auto received = [&running](Instance::Request asked) {
+    // Requests come from the event loop, so not before the panel is there. The one that the program
+    // was started for has been met by then: even a toggle is not to hide what it has just brought
+    // up.
+    bool isExpected = !request;
+    const auto received = [&running, &isExpected](Instance::Request asked) {
+        if (std::exchange(isExpected, false))
+            asked = Instance::Request::open;
         QTimer::singleShot(0, qGuiApp, [&running, asked] {
             if (running && asked == Instance::Request::open)
-                running->reopen();
+                running->delegate().applicationWasStartedAgain();
             else if (running)
                 HotKey::summon();
         });
     };
-    switch (SingleInstance::settle(received, request)) {
+    switch (SingleInstance::settle(received, request.value_or(Instance::Request::open))) {
     case SingleInstance::Outcome::isOurs:
         break;
     case SingleInstance::Outcome::handedOver:

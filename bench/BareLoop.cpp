@@ -61,17 +61,25 @@ BareLoop::BareLoop(const QString &modelPath)
 
 BareLoop::~BareLoop() = default;
 
+std::vector<std::int32_t> BareLoop::prompt(const QList<ChatMessage> &conversation) const
+{
+    const std::string text = promptText(m_model.get(), conversation);
+    std::vector<llama_token> tokens(text.size() + 16);
+    const int count = llama_tokenize(llama_model_get_vocab(m_model.get()), text.data(),
+                                     static_cast<int>(text.size()), tokens.data(),
+                                     static_cast<int>(tokens.size()), true, true);
+    if (count < 1)
+        throw std::runtime_error("The prompt could not be tokenized.");
+    tokens.resize(static_cast<std::size_t>(count));
+    return tokens;
+}
+
 std::string BareLoop::generate(const QList<ChatMessage> &conversation, int maxTokens,
                                const std::function<void(const std::string &piece)> &onToken)
 {
     const llama_vocab *const vocabulary = llama_model_get_vocab(m_model.get());
-    const std::string prompt = promptText(m_model.get(), conversation);
-    std::vector<llama_token> tokens(prompt.size() + 16);
-    const int count = llama_tokenize(vocabulary, prompt.data(), static_cast<int>(prompt.size()),
-                                     tokens.data(), static_cast<int>(tokens.size()), true, true);
-    if (count < 1)
-        throw std::runtime_error("The prompt could not be tokenized.");
-
+    std::vector<llama_token> tokens = prompt(conversation);
+    const int count = static_cast<int>(tokens.size());
     llama_memory_clear(llama_get_memory(m_context.get()), true);
     const std::unique_ptr<llama_sampler, decltype(&llama_sampler_free)> sampler(
         llama_sampler_chain_init(llama_sampler_chain_default_params()), &llama_sampler_free);

@@ -5,8 +5,11 @@
 #include <QList>
 #include <QString>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
+#include <string>
+#include <vector>
 
 struct llama_context;
 struct llama_model;
@@ -21,6 +24,9 @@ public:
     ~BareLoop();
     BareLoop(const BareLoop &) = delete;
     BareLoop &operator=(const BareLoop &) = delete;
+
+    /// The conversation as the model reads it.
+    [[nodiscard]] std::vector<std::int32_t> prompt(const QList<ChatMessage> &conversation) const;
 
     /// Calls onToken after each token with the bytes that it stands for.
     std::string generate(const QList<ChatMessage> &conversation, int maxTokens,

@@ -1,5 +1,5 @@
 // What it takes to look at another application's controls and to press one, beside a walk that asks
-// one question after the other.
+// one question after the other, and beside that of a library that people use for it.
 
 #include "Measure.h"
 #include "agent/ActionError.h"
@@ -47,16 +47,36 @@ Walked batched(ProcessId application, Wanted wanted)
     return walked;
 }
 
-Walked oneByOne(ProcessId application)
+// A walk by a program of its own, which prints what it met, and last how long that took.
+Walked walkedBy(const QString &program, QStringList arguments, ProcessId application)
 {
     QProcess walk;
-    walk.start(QStringLiteral(ONE_BY_ONE_WALK),
-               {QString::number(static_cast<qint64>(application))});
+    arguments.append(QString::number(static_cast<qint64>(application)));
+    walk.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    walk.start(program, arguments);
     if (!walk.waitForFinished(60'000) || walk.exitCode() != 0)
         throw std::runtime_error("The walk one by one failed.");
     QStringList lines = QString::fromUtf8(walk.readAllStandardOutput()).trimmed().split(u'\n');
     const double milliseconds = lines.takeLast().toDouble();
     return {.controls = lines, .milliseconds = milliseconds};
+}
+
+Walked oneByOne(ProcessId application)
+{
+    return walkedBy(QStringLiteral(ONE_BY_ONE_WALK), {}, application);
+}
+
+Walked dogtails(ProcessId application)
+{
+    return walkedBy(QStringLiteral("/usr/bin/python3"), {QStringLiteral(DOGTAIL_WALK)},
+                    application);
+}
+
+QStringList withoutRoles(QStringList controls)
+{
+    for (QString &control : controls)
+        control.remove(0, control.indexOf(u' ') + 1);
+    return controls;
 }
 
 void waitUntilShown(ProcessId application)
@@ -85,6 +105,7 @@ Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *
     waitUntilShown(application);
     std::vector<double> ours;
     std::vector<double> plain;
+    std::vector<double> others;
     std::vector<double> reads;
     std::vector<double> clicks;
     qsizetype count = 0;
@@ -96,6 +117,10 @@ Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *
             throw std::runtime_error("The two walks differ.");
         count = controls.size();
         plain.push_back(single.milliseconds);
+        const Walked other = dogtails(application);
+        if (withoutRoles(controls) != other.controls)
+            throw std::runtime_error("Dogtail's walk differs.");
+        others.push_back(other.milliseconds);
         const Measure::Stopwatch reading;
         (void)Executor::readUI();
         reads.push_back(reading.seconds() * 1e3);
@@ -112,6 +137,8 @@ Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *
             {"walkMilliseconds", Measure::summarize(ours)},
             {"oneByOneMilliseconds", Measure::summarize(plain)},
             {"oneByOneOverBatched", ratio},
+            {"dogtailMilliseconds", Measure::summarize(others)},
+            {"dogtailOverBatched", Measure::summarize(Measure::ratios(others, ours))},
             {"noise", Measure::summarize(Measure::neighbourRatios(ours))},
             {"readUiMilliseconds", Measure::summarize(reads)},
             {"clickMilliseconds", Measure::summarize(clicks)}};

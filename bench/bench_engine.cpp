@@ -1,5 +1,7 @@
 // LlamaEngine beside the least code that makes the same library calls: the same file and parameters
-// in the same process, in turns, on a tiny model and on one of the usual size.
+// in the same process, in turns, on a tiny model and on one of the usual size. And, in a process of
+// its own, beside what people write in JavaScript with a binding of the library, where that is
+// installed.
 #include "bench/BareLoop.h"
 #include "bench/Measure.h"
 #include "bench/ShapedModel.h"
@@ -13,6 +15,8 @@
 #include <QDir>
 #include <QProcess>
 #include <QTemporaryDir>
+
+#include <optional>
 
 namespace {
 using Measure::Json;
@@ -74,6 +78,41 @@ Generation generate(InferenceEngine &engine, const Workload &work)
     return clock.generation(work.tokens);
 }
 
+/// The loop over the binding, a program that waits for one generation after the other.
+class BindingLoop
+{
+public:
+    BindingLoop(const QString &folder, const QString &modelFile)
+    {
+        m_program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_program.start(QStringLiteral("node"), {QStringLiteral(BINDING_LOOP), folder, modelFile});
+    }
+    ~BindingLoop()
+    {
+        m_program.closeWriteChannel();
+        m_program.waitForFinished(-1);
+    }
+    BindingLoop(const BindingLoop &) = delete;
+    BindingLoop &operator=(const BindingLoop &) = delete;
+
+    Generation generate(const std::vector<std::int32_t> &prompt, int tokens)
+    {
+        const Json wanted{{"prompt", prompt}, {"count", tokens}};
+        m_program.write(QByteArray::fromStdString(wanted.dump()) + '\n');
+        while (!m_program.canReadLine()) {
+            if (!m_program.waitForReadyRead(-1))
+                throw std::runtime_error("The loop over the binding does not work.");
+        }
+        const Json told = Json::parse(m_program.readLine().toStdString());
+        return {.promptSeconds = told.at("promptSeconds"),
+                .tokenSeconds = told.at("tokenSeconds"),
+                .wholeSeconds = told.at("wholeSeconds")};
+    }
+
+private:
+    QProcess m_program;
+};
+
 struct Series
 {
     std::vector<double> prompt;
@@ -106,9 +145,16 @@ Json compareTimes(const Workload &work)
     // The first run of each touches its memory for the first time.
     generate(bare, work);
     generate(engine, work);
+    std::optional<BindingLoop> binding;
+    const std::vector<std::int32_t> prompt = bare.prompt(work.conversation);
+    if (const QString folder = qEnvironmentVariable("QUILLON_BENCH_BINDING"); !folder.isEmpty()) {
+        binding.emplace(folder, work.file);
+        binding->generate(prompt, work.tokens);
+    }
 
     Series engineSeries;
     Series bareSeries;
+    Series bindingSeries;
     for (int round = 0; round < work.rounds; ++round) {
         if (round % 10 == 0)
             Measure::say("engine: round " + std::to_string(round));
@@ -119,11 +165,23 @@ Json compareTimes(const Workload &work)
         engineSeries.add(generate(engine, work));
         if (!bareFirst)
             bareSeries.add(generate(bare, work));
+        if (binding)
+            bindingSeries.add(binding->generate(prompt, work.tokens));
     }
-    return {{"promptToFirstToken", comparison(engineSeries.prompt, bareSeries.prompt)},
-            {"perToken", comparison(engineSeries.token, bareSeries.token)},
-            {"wholeReply", comparison(engineSeries.whole, bareSeries.whole)},
-            {"replyTokens", work.tokens}};
+    Json found{{"promptToFirstToken", comparison(engineSeries.prompt, bareSeries.prompt)},
+               {"perToken", comparison(engineSeries.token, bareSeries.token)},
+               {"wholeReply", comparison(engineSeries.whole, bareSeries.whole)},
+               {"replyTokens", work.tokens}};
+    if (binding) {
+        const auto ratio = [](const std::vector<double> &ours, const std::vector<double> &theirs) {
+            return Measure::summarize(Measure::ratios(ours, theirs));
+        };
+        found["engineOverBinding"] = {
+            {"promptToFirstToken", ratio(engineSeries.prompt, bindingSeries.prompt)},
+            {"perToken", ratio(engineSeries.token, bindingSeries.token)},
+            {"wholeReply", ratio(engineSeries.whole, bindingSeries.whole)}};
+    }
+    return found;
 }
 
 // Another process each time, as memory that was used once rarely goes back.

@@ -14,12 +14,17 @@ endif()
 
 # The program finds its libraries beside itself, wherever both are moved to, and shared libraries
 # that were linked from elsewhere (a packaged llama.cpp, Homebrew's Qt) where they were linked.
+set(QUILLON_LLAMA_INSTALL_DIR "${CMAKE_INSTALL_LIBDIR}/quillon")
 if(APPLE)
     set(CMAKE_INSTALL_RPATH "@executable_path/../lib" "@executable_path/../Frameworks")
 else()
-    set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+    set(CMAKE_INSTALL_RPATH "$ORIGIN/../${QUILLON_LLAMA_INSTALL_DIR}")
 endif()
-set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
+if(QUILLON_CARRIES_LLAMA)
+    set(CMAKE_INSTALL_RPATH_USE_LINK_PATH OFF)
+else()
+    set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
+endif()
 
 add_library(quillon_options INTERFACE)
 target_include_directories(quillon_options INTERFACE "${CMAKE_SOURCE_DIR}")

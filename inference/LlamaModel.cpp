@@ -2,6 +2,7 @@
 
 #include "inference/AbortGuard.h"
 #include "inference/ChatMl.h"
+#include "inference/Kernels.h"
 #include "inference/LibraryLog.h"
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
@@ -74,6 +75,7 @@ void prepareLibraryOnce()
     [[maybe_unused]] static const bool prepared = [] {
         llama_log_set(log, nullptr);
         ggml_set_abort_callback(AbortGuard::onAbort);
+        Kernels::load();
         return true;
     }();
 }
@@ -229,6 +231,12 @@ LlamaModel::LlamaModel(const QString &path)
 }
 
 LlamaModel::~LlamaModel() = default;
+
+LlamaModel::Library LlamaModel::library()
+{
+    prepareLibraryOnce();
+    return {QString::fromUtf8(llama_version()), Kernels::names(), Kernels::extensions()};
+}
 
 QString LlamaModel::generate(const QList<ChatMessage> &conversation, int maxTokens,
                              const InferenceEngine::OnToken &onToken,

@@ -6,6 +6,7 @@
 #include <QByteArray>
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 #include <functional>
 #include <memory>
@@ -19,6 +20,15 @@
 class LlamaModel
 {
 public:
+    /// The library as it is at hand.
+    struct Library
+    {
+        QString version;
+        QStringList kernels;    ///< What computes: "CPU", "Metal"; none where nothing does.
+        QStringList extensions; ///< What it uses of the processor: "AVX2", "NEON".
+    };
+    [[nodiscard]] static Library library();
+
     /// Reads the GGUF file and makes a context. Throws loadFailed or contextFailed.
     explicit LlamaModel(const QString &path);
     ~LlamaModel();

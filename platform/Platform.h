@@ -4,6 +4,7 @@
 
 class Accessibility;
 class Appearance;
+class Diagnosis;
 class GlobalHotKey;
 class Instance;
 class Keyboard;
@@ -22,6 +23,7 @@ public:
 
     virtual Accessibility &accessibility() = 0;
     virtual Appearance &appearance() = 0;
+    virtual Diagnosis &diagnosis() = 0;
     virtual GlobalHotKey &hotKey() = 0;
     virtual Instance &instance() = 0;
     virtual Shell &shell() = 0;

@@ -1,12 +1,10 @@
 // Draws the icon in every size that macOS asks for, and writes them into one .icns file.
 //   make-icns quillon.svg Quillon.icns
 
-#include <QBuffer>
+#include "packaging/icon/Drawing.h"
+
 #include <QFile>
 #include <QGuiApplication>
-#include <QImage>
-#include <QPainter>
-#include <QSvgRenderer>
 #include <QtEndian>
 
 #include <array>
@@ -28,19 +26,6 @@ QByteArray bigEndian(qsizetype number)
 {
     QByteArray bytes(sizeof(quint32), Qt::Uninitialized);
     qToBigEndian(static_cast<quint32>(number), bytes.data());
-    return bytes;
-}
-
-QByteArray png(QSvgRenderer &drawing, int pixels)
-{
-    QImage image(pixels, pixels, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    drawing.render(&painter);
-    painter.end();
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    image.save(&buffer, "PNG");
     return bytes;
 }
 
@@ -68,7 +53,7 @@ int main(int argc, char *argv[])
     }
     QByteArray blocks;
     for (const Entry &entry : entries)
-        blocks += block(entry.type, png(drawing, entry.pixels));
+        blocks += block(entry.type, Drawing::png(drawing, entry.pixels));
     const QByteArray icon = block("icns", blocks);
     return file.write(icon) == icon.size() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -169,8 +169,11 @@ void LinuxHotKey::grab()
                                              XCB_GRAB_MODE_ASYNC));
     }
     // A combination that belongs to somebody else stays theirs.
-    for (const xcb_void_cookie_t cookie : asked)
-        const XcbReply<xcb_generic_error_t> refusal(xcb_request_check(connection, cookie));
+    m_isOurs = !wanted.empty();
+    for (const xcb_void_cookie_t cookie : asked) {
+        if (const XcbReply<xcb_generic_error_t> refusal{xcb_request_check(connection, cookie)})
+            m_isOurs = false;
+    }
     m_grabbed = wanted;
     m_events->flush();
 }

@@ -15,6 +15,9 @@ class LinuxHotKey final : public QObject, public GlobalHotKey
 public:
     void registerKey(std::function<void()> pressed) override;
 
+    /// Whether every press of the registered key reaches us.
+    [[nodiscard]] bool isOurs() const { return m_isOurs; }
+
     /// When the hot key was pressed last, by the server's clock; 0 before the first time.
     [[nodiscard]] quint32 lastPress() const { return m_lastPress; }
 
@@ -31,6 +34,7 @@ private:
     std::function<void()> m_pressed;
     std::set<Combination> m_grabbed;
     int m_keyboardEvent = -1; ///< The number of the keyboard extension's events.
+    bool m_isOurs = false;
     bool m_layoutHasChanged = false;
     bool m_isHeld = false;
     quint32 m_lastPress = 0;

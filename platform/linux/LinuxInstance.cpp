@@ -33,6 +33,15 @@ bool LinuxInstance::claim(std::function<void(Request)> received)
     return false;
 }
 
+bool LinuxInstance::isRunning()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    bus.interface()->setTimeout(busLimit);
+    return bus.interface()->isServiceRegistered(service);
+}
+
 Instance::Answer LinuxInstance::handOver(Request request)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(

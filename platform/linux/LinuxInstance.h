@@ -20,6 +20,9 @@ public:
     bool claim(std::function<void(Request)> received) override;
     Answer handOver(Request request) override;
 
+    /// Whether some process has claimed its place. Bounded as claim() is.
+    [[nodiscard]] static bool isRunning();
+
 public Q_SLOTS:
     // The interface that stands above.
     Q_SCRIPTABLE void Activate(const QVariantMap &platformData);

@@ -2,6 +2,7 @@
 
 #include "platform/linux/LinuxAccessibility.h"
 #include "platform/linux/LinuxAppearance.h"
+#include "platform/linux/LinuxDiagnosis.h"
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/LinuxInstance.h"
 #include "platform/linux/LinuxKeyboard.h"
@@ -17,6 +18,7 @@ class LinuxPlatform final : public Platform
 public:
     Accessibility &accessibility() override { return m_accessibility; }
     Appearance &appearance() override { return m_appearance; }
+    Diagnosis &diagnosis() override { return m_diagnosis; }
     GlobalHotKey &hotKey() override { return m_hotKey; }
     Instance &instance() override { return m_instance; }
     Shell &shell() override { return m_shell; }
@@ -36,6 +38,7 @@ private:
     LinuxWorkspace m_workspace{m_desktop};
     LinuxScreen m_screen{m_desktop};
     LinuxScripts m_scripts;
+    LinuxDiagnosis m_diagnosis{m_accessibility, m_shell, m_workspace};
 };
 } // namespace
 

@@ -4,6 +4,7 @@
 #include "platform/linux/WholeFile.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
@@ -119,6 +120,16 @@ QFuture<void> ScreenPortal::capture(const std::filesystem::path &file)
     QFuture<void> future = request->future();
     request->send();
     return future;
+}
+
+bool ScreenPortal::isOffered()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    bus.interface()->setTimeout(static_cast<int>(std::chrono::milliseconds(portalLimit).count()));
+    return bus.interface()->isServiceRegistered(portalName) ||
+           bus.interface()->activatableServiceNames().value().contains(portalName);
 }
 
 #include "ScreenPortal.moc"

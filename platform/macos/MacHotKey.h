@@ -11,6 +11,9 @@ class MacHotKey final : public GlobalHotKey
 public:
     void registerKey(std::function<void()> pressed) override;
 
+    /// Whether the system has given us the registered key.
+    [[nodiscard]] bool isOurs() const { return m_ref != nullptr; }
+
 private:
     OpaqueEventHotKeyRef *m_ref = nullptr; ///< The registered hot key, kept for life.
 };

@@ -2,6 +2,7 @@
 
 #include "platform/macos/MacAccessibility.h"
 #include "platform/macos/MacAppearance.h"
+#include "platform/macos/MacDiagnosis.h"
 #include "platform/macos/MacHotKey.h"
 #include "platform/macos/MacInstance.h"
 #include "platform/macos/MacKeyboard.h"
@@ -16,6 +17,7 @@ class MacPlatform final : public Platform
 public:
     Accessibility &accessibility() override { return m_accessibility; }
     Appearance &appearance() override { return m_appearance; }
+    Diagnosis &diagnosis() override { return m_diagnosis; }
     GlobalHotKey &hotKey() override { return m_hotKey; }
     Instance &instance() override { return m_instance; }
     Shell &shell() override { return m_shell; }
@@ -34,6 +36,7 @@ private:
     MacScripts m_scripts;
     MacShell m_shell;
     MacWorkspace m_workspace{m_screen};
+    MacDiagnosis m_diagnosis{m_accessibility, m_shell};
 };
 } // namespace
 

@@ -12,6 +12,9 @@ llama_npm_package=node-llama-cpp@3.22.1
 llama_npm_sha256=a0d9dd80eacd2ab1cfe71aee57ac8a806487fd70b3d2a38fbec637752d9e5c5f
 # Goes up when the way of building below changes.
 llama_recipe=2
+# For whom it is built: native is for this very processor, portable for every one of its family, as
+# packages need it. A script that wants the latter says so after reading this file.
+llama_kind=native
 
 # A checksum of names and contents of all files in a folder. Nothing that is neither file nor folder
 # belongs into it, so such a thing makes it different from any pinned one.
@@ -53,28 +56,37 @@ installed_llama()
     IFS=$old_ifs
 }
 
-# What a build is good for: the compilers and the instructions of this very processor, both of which
-# show in the compiler's own macros. A cache folder that moves to another machine is not used there.
+# What a build is good for: the compilers and, where it is made for this very processor, its
+# instructions, both of which show in the compiler's own macros. A cache folder that moves to another
+# machine is not used there.
 machine_key()
 {
     compiler=${CXX:-c++}
     {
-        $compiler -march=native -dM -E -x c++ /dev/null 2>/dev/null ||
-            $compiler -mcpu=native -dM -E -x c++ /dev/null 2>/dev/null ||
-            { $compiler --version && uname -m; }
+        if [ "$llama_kind" = native ]; then
+            $compiler -march=native -dM -E -x c++ /dev/null 2>/dev/null ||
+                $compiler -mcpu=native -dM -E -x c++ /dev/null 2>/dev/null ||
+                { $compiler --version && uname -m; }
+        else
+            { $compiler -dM -E -x c++ /dev/null 2>/dev/null || $compiler --version; } && uname -m
+        fi
         ${CC:-cc} --version 2>/dev/null || true
     } | sha256 | cut -c 1-12
 }
 
 cached_llama()
 {
-    printf '%s\n' "$cache/llama-$llama_version-$llama_recipe-$(machine_key)"
+    name=llama-$llama_version-$llama_recipe
+    [ "$llama_kind" = native ] || name=$name-$llama_kind
+    printf '%s\n' "$cache/$name-$(machine_key)"
 }
 
-# The folder to give to CMake as llama_DIR; it exists once ensure_llama has run.
+# The folder to give to CMake as llama_DIR; it exists once ensure_llama has run. Packages carry our
+# own along, whatever is installed here.
 llama_dir()
 {
-    folder=$(installed_llama)
+    folder=
+    [ "$llama_kind" != native ] || folder=$(installed_llama)
     printf '%s\n' "${folder:-$(cached_llama)/lib/cmake/llama}"
 }
 
@@ -125,7 +137,29 @@ fetch_llama()
     esac
 }
 
-# build_llama SOURCE BUILD PREFIX. Static, so that the program carries it along wherever it goes.
+# How each kind is built, one option a line. The native one is static, so that the program carries it
+# along wherever it goes.
+llama_options()
+{
+    case $llama_kind-$(uname -s) in
+    native-*)
+        printf '%s\n' -DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=ON
+        ;;
+    portable-Darwin)
+        # What the first of Apple's own processors has; the graphics processor does the work.
+        printf '%s\n' -DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=OFF \
+            -DGGML_CPU_ARM_ARCH=armv8.4-a+dotprod+fp16
+        ;;
+    portable-*)
+        # One library for each generation of processors, all beside the one that chooses among them.
+        # shellcheck disable=SC2016 # the loader's own variable
+        printf '%s\n' -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON \
+            -DGGML_CPU_ALL_VARIANTS=ON -DCMAKE_INSTALL_BINDIR=lib '-DCMAKE_INSTALL_RPATH=$ORIGIN'
+        ;;
+    esac
+}
+
+# build_llama SOURCE BUILD PREFIX
 build_llama()
 {
     (
@@ -135,14 +169,15 @@ build_llama()
         # when gcc 12 has compiled it: the compiler drops what is written to the tile configuration.
         # Without that macro the library uses its AVX-512 code there.
         without_amx=-U__AMX_INT8__
+        # shellcheck disable=SC2046 # one word for each option
         cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=Release \
             -DCMAKE_INSTALL_PREFIX="$3" -DCMAKE_INSTALL_LIBDIR=lib \
-            -DBUILD_SHARED_LIBS=OFF -DCMAKE_POSITION_INDEPENDENT_CODE=ON \
+            -DCMAKE_POSITION_INDEPENDENT_CODE=ON \
             -DCMAKE_C_FLAGS="$without_amx" -DCMAKE_CXX_FLAGS="$without_amx" \
-            -DGGML_NATIVE=ON -DGGML_CCACHE=OFF -DGGML_METAL_EMBED_LIBRARY=ON \
+            $(llama_options) -DGGML_CCACHE=OFF -DGGML_METAL_EMBED_LIBRARY=ON \
             -DLLAMA_BUILD_COMMON=OFF -DLLAMA_BUILD_APP=OFF -DLLAMA_BUILD_TESTS=OFF \
             -DLLAMA_BUILD_TOOLS=OFF -DLLAMA_BUILD_EXAMPLES=OFF -DLLAMA_BUILD_SERVER=OFF &&
-            cmake --build "$2" && cmake --install "$2"
+            cmake --build "$2" && cmake --install "$2" --strip
     )
 }
 
@@ -164,7 +199,7 @@ ensure_llama()
     if [ ! -f "$place/lib/cmake/llama/llama-config.cmake" ]; then
         make_scratch
         fetch_llama "$scratch/source"
-        say "Building llama.cpp $llama_version for this machine: a few minutes, once."
+        say "Building llama.cpp $llama_version ($llama_kind): a few minutes, once."
         quietly "llama.cpp could not be built." \
             build_llama "$scratch/source" "$scratch/build" "$scratch/new-${place##*/}"
         put_in_place "$scratch/new-${place##*/}" "$place"

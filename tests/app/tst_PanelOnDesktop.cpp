@@ -8,12 +8,14 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QFile>
 #include <QPoint>
 #include <QRect>
 #include <QRegularExpression>
 #include <QTest>
 
 #include <csignal>
+#include <cstdlib>
 
 #include <xcb/xcb.h>
 
@@ -90,6 +92,27 @@ QRect geometry(const X11Window &window)
     };
     return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
 }
+
+/// Whether a compositor is asked to blur what is behind the window.
+bool asksForBlur(const X11Window &window)
+{
+    xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
+    const QByteArray name = "_KDE_NET_WM_BLUR_BEHIND_REGION";
+    xcb_intern_atom_reply_t *const atom = xcb_intern_atom_reply(
+        connection,
+        xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.constData()),
+        nullptr);
+    xcb_get_property_reply_t *const property =
+        xcb_get_property_reply(connection,
+                               xcb_get_property(connection, 0, static_cast<uint32_t>(window.id),
+                                                atom->atom, XCB_ATOM_CARDINAL, 0, 4),
+                               nullptr);
+    const bool hasRegion = property && xcb_get_property_value_length(property) > 0;
+    std::free(property);
+    std::free(atom);
+    xcb_disconnect(connection);
+    return hasRegion;
+}
 } // namespace
 
 class tst_PanelOnDesktop : public QObject
@@ -124,6 +147,7 @@ private Q_SLOTS:
     void toggleShowsAndHidesTheRunningPanel();
     void toggleStartsThePanelWhereNoneRuns();
     void desktopsReachThePanelOverTheirBus();
+    void theBusStartsThePanelForWhateverIsAskedOfIt();
     void fiftyStartsAtOnceAreOnePanel();
     void aKilledPredecessorIsSucceeded();
     void aStoppedPredecessorIsNotWaitedForForever();
@@ -437,12 +461,15 @@ void tst_PanelOnDesktop::closingThePanelLeavesTheProgramRunning()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_VERIFY(asksForBlur(*panel()));
     m_screen.close({panel()->id});
     QTRY_VERIFY(!panel());
     QVERIFY(quillon.isRunning());
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+    // It is a new window to the X server, and looks as the first one did.
+    QTRY_VERIFY(asksForBlur(*panel()));
 }
 
 void tst_PanelOnDesktop::aMinimisedPanelIsSummoned()
@@ -528,17 +555,22 @@ void tst_PanelOnDesktop::toggleStartsThePanelWhereNoneRuns()
     QCOMPARE(panel()->owner, quillon.pid());
 }
 
+namespace {
+/// Calls the program as desktops do, which may start it.
+bool call(const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message =
+        QDBusMessage::createMethodCall(u"app.quillon.Quillon"_s, u"/app/quillon/Quillon"_s,
+                                       u"org.freedesktop.Application"_s, method);
+    message.setArguments(arguments);
+    return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+}
+} // namespace
+
 void tst_PanelOnDesktop::desktopsReachThePanelOverTheirBus()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    const auto call = [](const QString &method, const QVariantList &arguments) {
-        QDBusMessage message =
-            QDBusMessage::createMethodCall(u"app.quillon.Quillon"_s, u"/app/quillon/Quillon"_s,
-                                           u"org.freedesktop.Application"_s, method);
-        message.setArguments(arguments);
-        return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
-    };
     m_screen.close({panel()->id});
     QTRY_VERIFY(!panelIsSeen());
     QVERIFY(call(u"Activate"_s, {QVariantMap()}));
@@ -547,6 +579,33 @@ void tst_PanelOnDesktop::desktopsReachThePanelOverTheirBus()
     QTRY_VERIFY(!panelIsSeen());
     QVERIFY(call(u"Open"_s, {QStringList{u"file:///"_s}, QVariantMap()}));
     QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::theBusStartsThePanelForWhateverIsAskedOfIt()
+{
+    const auto reload = [] {
+        const QDBusMessage message =
+            QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
+                                           u"org.freedesktop.DBus"_s, u"ReloadConfig"_s);
+        return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
+    };
+    const QString service = u"../services/app.quillon.Quillon.service"_s; // Beside the home.
+    m_desktop->write(service, "[D-BUS Service]\nName=app.quillon.Quillon\nExec=" PANEL_PROGRAM
+                              " --activated\n");
+    QVERIFY(reload());
+    // A toggle shows what was not there; the next one hides it.
+    const QVariantList toggle{u"toggle"_s, QVariantList(), QVariantMap()};
+    QVERIFY(call(u"ActivateAction"_s, toggle));
+    QTRY_VERIFY(panelHasTheKeyboard());
+    const auto quillon = static_cast<pid_t>(panel()->owner.value());
+    QVERIFY(call(u"ActivateAction"_s, toggle));
+    QTRY_VERIFY(!panelIsSeen());
+    QVERIFY(call(u"Activate"_s, {QVariantMap()}));
+    QTRY_VERIFY(panelHasTheKeyboard());
+
+    QVERIFY(QFile::remove(m_desktop->home(service)));
+    QVERIFY(reload());
+    QCOMPARE(::kill(quillon, SIGKILL), 0);
 }
 
 void tst_PanelOnDesktop::fiftyStartsAtOnceAreOnePanel()

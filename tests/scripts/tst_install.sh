@@ -23,9 +23,20 @@ test_the_desktop_finds_the_installed_program()
     cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
     [ ! -d "$sandbox/place/Quillon.app" ] || return 0
     for file in applications/app.quillon.Quillon.desktop \
-        icons/hicolor/scalable/apps/app.quillon.Quillon.svg; do
+        dbus-1/services/app.quillon.Quillon.service \
+        icons/hicolor/scalable/apps/app.quillon.Quillon.svg \
+        man/man1/quillon.1.gz metainfo/app.quillon.Quillon.metainfo.xml; do
         [ -s "$sandbox/place/share/$file" ] || complain "$file is missing"
     done
+    for size in 16 22 24 32 48 64 128 256 512; do
+        # The width and the height, as a PNG file has them.
+        icon=$sandbox/place/share/icons/hicolor/${size}x$size/apps/app.quillon.Quillon.png
+        [ "$(od -An -tu1 -j16 -N8 "$icon" | awk '{ print $3 * 256 + $4, $7 * 256 + $8 }')" = \
+            "$size $size" ] || complain "the icon of $size pixels is not"
+    done
+    grep -qx "Exec=$sandbox/place/bin/quillon --activated" \
+        "$sandbox/place/share/dbus-1/services/app.quillon.Quillon.service" ||
+        complain "the bus would start something else"
 }
 
 test_the_keyboard_program_is_installed_with_it()

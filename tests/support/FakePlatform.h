@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Accessibility.h"
+#include "platform/Diagnosis.h"
 #include "platform/Keyboard.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
@@ -165,12 +166,39 @@ public:
     }
 };
 
+/// A desktop that is as healthy as it is told to be.
+class FakeDiagnosis final : public Diagnosis
+{
+public:
+    Finding display() override { return screen; }
+    Finding accessibility() override { return controls; }
+    Finding hotKey() override { return answer(key); }
+    Finding screenCapture() override { return answer(capture); }
+    Finding fileManager() override { return folders; }
+
+    Finding screen{.state = QStringLiteral("one screen")};
+    Finding controls{.state = QStringLiteral("allowed")};
+    Finding key{.state = QStringLiteral("free")};
+    Finding capture{.state = QStringLiteral("allowed")};
+    Finding folders{.state = QStringLiteral("Folders")};
+
+private:
+    // Nobody asks for what needs a display where there is none.
+    [[nodiscard]] Finding answer(const Finding &finding) const
+    {
+        if (screen.verdict == Finding::Verdict::bad)
+            qFatal("This needs a display.");
+        return finding;
+    }
+};
+
 /// Stands in for the system's platform for as long as it lives.
 class FakePlatform : public Platform
 {
 public:
     Accessibility &accessibility() override { return controls; }
     Appearance &appearance() override { return settings; }
+    Diagnosis &diagnosis() override { return health; }
     GlobalHotKey &hotKey() override { return key; }
     Instance &instance() override { return place; }
     Shell &shell() override { return panels; }
@@ -181,6 +209,7 @@ public:
 
     FakeAccessibility controls;
     FakeAppearance settings;
+    FakeDiagnosis health;
     FakeInstance place;
     FakeShell panels;
     FakeHotKey key{panels.calls};

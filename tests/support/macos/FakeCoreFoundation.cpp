@@ -78,6 +78,7 @@ const CFStringRef kCGWindowOwnerName = constantKey("kCGWindowOwnerName");
 const CFStringRef kCGWindowName = constantKey("kCGWindowName");
 
 bool FakeCoreFoundation::trusted = true;
+bool FakeCoreFoundation::mayCaptureScreen = true;
 int FakeCoreFoundation::trustPrompts = 0;
 std::function<pid_t(qint64)> FakeCoreFoundation::processOf;
 std::function<AXError(qint64, const QStringList &, QList<CFTypeRef> &)>
@@ -386,6 +387,11 @@ void CGEventPost(CGEventTapLocation tap, CGEventRef event)
     FakeCoreFoundation::PostedKey key = object(event, Type::event).key;
     key.tap = tap;
     FakeCoreFoundation::postedKeys.append(key);
+}
+
+bool CGPreflightScreenCaptureAccess()
+{
+    return FakeCoreFoundation::mayCaptureScreen;
 }
 
 CFArrayRef CGWindowListCopyWindowInfo(CGWindowListOption option, CGWindowID window)

@@ -44,6 +44,9 @@ extern float messagingTimeout;
 extern bool trusted;
 extern int trustPrompts;
 
+/// Whether the user lets us see the screen.
+extern bool mayCaptureScreen;
+
 /// A key event as it was posted.
 struct PostedKey
 {

@@ -1,0 +1,24 @@
+# The cask for Homebrew. scripts/package puts the version and the checksum of its image in.
+cask "quillon" do
+  version "@VERSION@"
+  sha256 "@SHA256@"
+
+  url "https://quillon.app/releases/Quillon-#{version}.dmg"
+  name "Quillon"
+  desc "Desktop assistant with a language model of its own"
+  homepage "https://quillon.app/"
+
+  depends_on arch: :arm64
+  depends_on macos: ">= :ventura"
+
+  app "Quillon.app"
+  binary "#{appdir}/Quillon.app/Contents/MacOS/Quillon", target: "quillon"
+
+  uninstall quit: "app.quillon.Quillon"
+
+  zap trash: [
+    "~/Library/Application Support/Quillon",
+    "~/Library/Caches/Quillon",
+    "~/Library/Preferences/app.quillon.Quillon.plist",
+  ]
+end

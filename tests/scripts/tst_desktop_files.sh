@@ -1,0 +1,70 @@
+#!/bin/sh
+# What the desktops' own checkers say about the files that they are given.
+#   tst_desktop_files.sh CHECKOUT PROGRAM
+# shellcheck source=tests/scripts/harness.sh
+. "$(dirname "$0")/harness.sh"
+
+id=app.quillon.Quillon
+linux=$checkout/packaging/linux
+program=$2
+
+# accepts COMMAND…: it ends well and has nothing to say.
+accepts()
+{
+    "$@" >"$sandbox/out" 2>"$sandbox/err" </dev/null || complain "$1 objects: $(cat "$sandbox/out")"
+    [ -z "$(cat "$sandbox/out" "$sandbox/err")" ] || complain "$1 says: $(cat "$sandbox/out")"
+}
+
+test_the_desktop_entry_is_one()
+{
+    accepts desktop-file-validate "$linux/$id.desktop"
+}
+
+test_software_centres_understand_the_description()
+{
+    appstreamcli validate --no-net "$linux/$id.metainfo.xml" >"$sandbox/out" 2>"$sandbox/err" ||
+        complain "appstreamcli objects: $(cat "$sandbox/out")"
+}
+
+test_the_manual_is_well_formed()
+{
+    accepts mandoc -Tlint -Wwarning "$checkout/packaging/quillon.1"
+    accepts env LC_ALL=C.UTF-8 groff -mandoc -Tutf8 -ww -z "$checkout/packaging/quillon.1"
+}
+
+test_every_name_is_the_same_everywhere()
+{
+    grep -qx "Name=$id" "$linux/$id.service.in" || complain "the bus has another name"
+    grep -qx "Icon=$id" "$linux/$id.desktop" || complain "the entry has another icon"
+    grep -qx "DBusActivatable=true" "$linux/$id.desktop" || complain "the bus cannot start it"
+    grep -qF "\"$id\"" "$checkout/platform/linux/LinuxInstance.cpp" ||
+        complain "the program has another name on the bus"
+    grep -qF "<launchable type=\"desktop-id\">$id.desktop<" "$linux/$id.metainfo.xml" ||
+        complain "the description starts something else"
+}
+
+test_the_version_is_the_same_everywhere()
+{
+    version=$(sed -n 's/^project(Quillon VERSION \([0-9.]*\) .*/\1/p' "$checkout/CMakeLists.txt")
+    [ -n "$version" ] || complain "there is no version"
+    [ "$(sed -n 's/.*<release version="\([^"]*\)".*/\1/p' "$linux/$id.metainfo.xml" | head -n 1)" = \
+        "$version" ] || complain "the description's newest release is another"
+    [ "$(sed -n '1s/^quillon (\(.*\)) .*/\1/p' "$linux/debian/changelog")" = "$version" ] ||
+        complain "the change log's newest release is another"
+}
+
+test_the_manual_knows_every_option()
+{
+    "$program" --help >"$sandbox/help" 2>"$sandbox/err" || complain "no help"
+    sed -n 's/^ .*--\([a-z]*\).*/\1/p' "$sandbox/help" | grep -v -e help-all >"$sandbox/options"
+    for option in task toggle doctor help version; do
+        grep -qx "$option" "$sandbox/options" || complain "--$option is gone"
+    done
+    while read -r option; do
+        grep -qF "Fl \\-$option" "$checkout/packaging/quillon.1" ||
+            complain "the manual does not know --$option"
+    done <"$sandbox/options"
+}
+
+# shellcheck disable=SC2046 # one word for each test
+run_tests $(tests_in "$0")

@@ -1,0 +1,144 @@
+#!/bin/sh
+# What packaging/macos/make-dmg has done to a bundle, in which order, and what it says when it cannot.
+# shellcheck disable=SC2154,SC2016 # variables come from harness.sh; stand-ins expand later
+# shellcheck source=tests/scripts/harness.sh
+. "$(dirname "$0")/harness.sh"
+
+identity='Developer ID Application: Somebody (TEAM)'
+
+# A bundle with a library inside a framework, a plug-in, and Apple's tools to pack it with. Putting Qt
+# in and packing leave a trace; what is to fail is named in the file broken.
+make_mac()
+{
+    bundle="$sandbox/stage dir/Quillon.app"
+    mkdir -p "$bundle/Contents/MacOS" "$bundle/Contents/PlugIns"
+    : >"$bundle/Contents/MacOS/Quillon"
+    : >"$bundle/Contents/PlugIns/plug in.dylib"
+    for tool in macdeployqt codesign xcrun ditto hdiutil; do
+        stand_in $tool <<END
+[ "\$(cat "\$sandbox/broken" 2>/dev/null)" != "$tool \$1" ] || exit 1
+END
+    done
+    cat >>"$sandbox/fakes/macdeployqt" <<'END'
+mkdir -p "$1/Contents/Frameworks/QtCore.framework/Versions/A"
+: >"$1/Contents/Frameworks/libextra.dylib"
+END
+    cat >>"$sandbox/fakes/ditto" <<'END'
+[ "$1" = -c ] || cp -R "$1" "$2"
+END
+    cat >>"$sandbox/fakes/hdiutil" <<'END'
+ls "$5" >"$sandbox/in the image"
+for image in "$@"; do :; done
+: >"$image"
+END
+}
+
+# make_dmg ARGUMENTS…
+make_dmg()
+{
+    status=0
+    env PATH="$sandbox/fakes:$sandbox/tools" TMPDIR="$sandbox" \
+        sh "$checkout/packaging/macos/make-dmg" "$@" >"$sandbox/out" 2>"$sandbox/err" || status=$?
+    [ -z "$(find "$sandbox" -name 'quillon-dmg*')" ] || complain "it left its scratch folder behind"
+}
+
+# expect_calls LINE…: these calls and no others, in this order. The scratch folder is called SCRATCH.
+expect_calls()
+{
+    printf '%s\n' "$@" >"$sandbox/expected"
+    sed -e "s|$sandbox/quillon-dmg\.[A-Za-z0-9]*|SCRATCH|g" "$calls" >"$sandbox/found"
+    cmp -s "$sandbox/expected" "$sandbox/found" ||
+        complain "expected and found: $(diff "$sandbox/expected" "$sandbox/found")"
+}
+
+test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
+{
+    make_mac
+    make_dmg "$bundle/" "$sandbox/Quillon.dmg" "$identity" profile
+    expect_status 0
+    sign="codesign --force --sign $identity --options runtime --timestamp"
+    contents=$bundle/Contents
+    # Neither of the two libraries contains the other: their order is the folder's.
+    find "$contents" -name '*.dylib' >"$sandbox/libraries"
+    expect_calls \
+        "macdeployqt $bundle -qmldir=$checkout/packaging/macos/../../ui -no-strip -verbose=1" \
+        "$sign $(sed -n 1p "$sandbox/libraries")" \
+        "$sign $(sed -n 2p "$sandbox/libraries")" \
+        "$sign $contents/Frameworks/QtCore.framework" \
+        "$sign --entitlements $checkout/packaging/macos/Quillon.entitlements $bundle" \
+        "codesign --verify --deep --strict $bundle" \
+        "ditto -c -k --keepParent $bundle SCRATCH/bundle.zip" \
+        "xcrun notarytool submit SCRATCH/bundle.zip --keychain-profile profile --wait" \
+        "xcrun stapler staple $bundle" \
+        "ditto $bundle SCRATCH/image/Quillon.app" \
+        "hdiutil create -volname Quillon -srcfolder SCRATCH/image -fs HFS+ -format UDZO -ov $sandbox/Quillon.dmg" \
+        "codesign --force --sign $identity --timestamp $sandbox/Quillon.dmg" \
+        "xcrun notarytool submit $sandbox/Quillon.dmg --keychain-profile profile --wait" \
+        "xcrun stapler staple $sandbox/Quillon.dmg"
+    [ "$(cat "$sandbox/in the image")" = 'Applications
+Quillon.app' ] || complain "in the image: $(cat "$sandbox/in the image")"
+}
+
+test_without_an_identity_apple_is_not_asked()
+{
+    make_mac
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" -
+    expect_status 0
+    expect_no_call xcrun
+    ! grep -qE 'timestamp|runtime' "$calls" || complain "as if it were signed: $(cat "$calls")"
+    expect_called "codesign --force --sign - --entitlements $checkout/packaging/macos/Quillon.entitlements $bundle"
+    expect_file "$sandbox/Quillon.dmg"
+}
+
+test_without_a_profile_it_is_signed_and_no_more()
+{
+    make_mac
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" "$identity"
+    expect_status 0
+    expect_no_call xcrun
+    expect_called "codesign --force --sign $identity --timestamp $sandbox/Quillon.dmg"
+}
+
+test_every_failure_ends_it_in_one_sentence()
+{
+    make_mac
+    while IFS=: read -r call sentence; do
+        printf '%s' "$call" | sed "s|BUNDLE|$bundle|" >"$sandbox/broken"
+        rm -f "$sandbox/Quillon.dmg"
+        make_dmg "$bundle" "$sandbox/Quillon.dmg" "$identity" profile
+        expect_status 1
+        expect_last_line "make-dmg: $sentence"
+    done <<'END'
+macdeployqt BUNDLE:macdeployqt could not complete the bundle.
+codesign --verify:The signature of Quillon.app does not hold.
+ditto -c:The bundle could not be packed.
+xcrun notarytool:Apple did not take bundle.zip: xcrun notarytool log tells why.
+xcrun stapler:The ticket could not be put into the bundle.
+ditto BUNDLE:The bundle could not be copied.
+hdiutil create:The image could not be made.
+END
+    # The first to be signed is a library.
+    echo 'codesign --force' >"$sandbox/broken"
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" "$identity" profile
+    expect_status 1
+    grep -qE '^make-dmg: (plug in|libextra).dylib could not be signed.$' "$sandbox/err" ||
+        complain "no sentence about the library"
+}
+
+test_what_cannot_work_is_refused_before_anything_is_touched()
+{
+    make_mac
+    make_dmg "$bundle" "$sandbox/Quillon.dmg"
+    expect_status 1
+    expect_last_line "make-dmg: It takes a bundle, an image, an identity and perhaps a profile."
+    make_dmg "$sandbox" "$sandbox/Quillon.dmg" -
+    expect_status 1
+    expect_last_line "make-dmg: $sandbox is no bundle."
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" - profile
+    expect_status 1
+    expect_last_line "make-dmg: Only what an identity has signed can be notarised."
+    [ ! -s "$calls" ] || complain "it called $(cat "$calls")"
+}
+
+# shellcheck disable=SC2046 # one word for each test
+run_tests $(tests_in "$0")

@@ -1,0 +1,109 @@
+#!/bin/sh
+# What scripts/package does with a prepared machine.
+# shellcheck disable=SC2016 # stand-ins expand later
+# shellcheck source=tests/scripts/harness.sh
+. "$(dirname "$0")/harness.sh"
+# shellcheck source=tests/scripts/machine.sh
+. "$(dirname "$0")/machine.sh"
+
+# The version as CMake remembers it, and the packers, which leave their packages behind.
+make_packers()
+{
+    printf 'CMAKE_PROJECT_VERSION:STATIC=1.2.3\n' >"$sandbox/version"
+    sed -e 's|^--build)$|--build) [ "$2" != build/package ] \|\| cat "$sandbox/version" >>"$2/CMakeCache.txt"|' \
+        "$sandbox/fakes/cmake" >"$sandbox/cmake"
+    cat "$sandbox/cmake" >"$sandbox/fakes/cmake"
+    stand_in cpack <<'END'
+[ ! -f "$sandbox/no-package" ] || exit 0
+: >quillon_1.2.3_amd64.deb
+END
+    mkdir -p "$sandbox/tree/packaging/macos"
+    cp "$checkout/packaging/macos/quillon.rb" "$sandbox/tree/packaging/macos"
+    printf '#!/bin/sh\nprintf "make-dmg %%s|%%s|%%s|%%s\\n" "$@" >>"$calls"\necho image >"$2"\n' \
+        >"$sandbox/tree/packaging/macos/make-dmg"
+    chmod +x "$sandbox/tree/packaging/macos/make-dmg"
+}
+
+test_debian_gets_a_package_for_every_processor()
+{
+    make_debian
+    make_packers
+    run_script package
+    expect_status 0
+    expect_last_line "The package is build/package/quillon_1.2.3_amd64.deb."
+    grep -q '^cmake -S .*-DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON .*-DGGML_CPU_ALL_VARIANTS=ON' \
+        "$calls" || complain "llama.cpp was built for one processor"
+    grep -q '^cmake --preset package .*-Dllama_DIR:PATH=.*-portable-' "$calls" ||
+        complain "the package has another llama.cpp"
+    grep -qx dpkg-dev "$sandbox/installed" || complain "dpkg-dev was not installed"
+}
+
+test_the_users_own_llama_stays_as_it_is()
+{
+    make_debian
+    make_packers
+    run_script setup
+    run_script package
+    expect_status 0
+    grep -q '^cmake -S .*-DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=ON' "$calls" ||
+        complain "the user's own was not built for this processor"
+    set -- "$sandbox/home dir/.cache/quillon"/llama-*
+    [ $# -eq 2 ] || complain "not one of each kind: $*"
+    : >"$calls"
+    run_script package
+    ! grep -q '^cmake -S' "$calls" || complain "it was built again"
+}
+
+test_another_processor_makes_no_difference_to_a_package()
+{
+    make_debian
+    make_packers
+    # The pretended compiler tells of the processor only where it is asked for it.
+    stand_in c++ <<'END'
+case $* in *native*) cat "$sandbox/cpu" ;; *) echo every ;; esac
+END
+    run_script package
+    printf 'second' >"$sandbox/cpu"
+    : >"$calls"
+    run_script package
+    expect_status 0
+    ! grep -q '^cmake -S' "$calls" || complain "it was built again"
+}
+
+test_macos_gets_an_image_and_its_cask()
+{
+    make_macos 14.5
+    make_packers
+    run_script package "Developer ID Application: Somebody" profile
+    expect_status 0
+    expect_last_line "The package is build/package/Quillon-1.2.3.dmg."
+    expect_called "make-dmg stage/Quillon.app|Quillon-1.2.3.dmg|Developer ID Application: Somebody|profile"
+    grep -q '^cmake -S .*-DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=OFF -DGGML_CPU_ARM_ARCH=' "$calls" ||
+        complain "llama.cpp was built for one processor"
+    cask=$sandbox/tree/build/package/quillon.rb
+    grep -qx '  version "1.2.3"' "$cask" || complain "the cask has another version"
+    sum=$(echo image | if command -v sha256sum >/dev/null; then sha256sum; else shasum -a 256; fi)
+    grep -qx "  sha256 \"${sum%% *}\"" "$cask" ||
+        complain "the cask has another checksum"
+}
+
+test_an_identity_is_for_macos_only()
+{
+    make_debian
+    run_script package somebody
+    expect_status 1
+    expect_last_line "scripts/package: Only macOS has packages that are signed by an identity."
+}
+
+test_a_package_that_does_not_come_is_a_failure()
+{
+    make_debian
+    make_packers
+    touch "$sandbox/no-package"
+    run_script package
+    expect_status 1
+    expect_last_line "scripts/package: No package came of it."
+}
+
+# shellcheck disable=SC2046 # one word for each test
+run_tests $(tests_in "$0")
