@@ -90,8 +90,10 @@ public:
         QFile::remove(begun());
         m_process = &desktop.start(
             QStringLiteral("xterm"),
-            {QStringLiteral("-u8"), QStringLiteral("-class"), windowClass, QStringLiteral("-T"),
-             windowClass, QStringLiteral("-e"), QStringLiteral("sh"), QStringLiteral("-c"),
+            {QStringLiteral("-u8"), QStringLiteral("-xrm"),
+             QStringLiteral("*selectToClipboard: true"), QStringLiteral("-class"), windowClass,
+             QStringLiteral("-T"), windowClass, QStringLiteral("-e"), QStringLiteral("sh"),
+             QStringLiteral("-c"),
              QStringLiteral("stty -icanon -echo -isig min 1; : > '%1'; exec cat > '%2'")
                  .arg(begun(), m_file)});
         if (!QTest::qWaitFor([&] { return isInFront(pid()) && QFile::exists(begun()); },

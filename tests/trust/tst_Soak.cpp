@@ -28,7 +28,11 @@ constexpr int usualTurns = 200;
 
 // What the heap may keep for itself between two looks, over any number of turns. A kilobyte that is
 // lost in each of the turns would be twice as much.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr qint64 tolerance = 512 * 1024 * 1024; // They keep for a while what was freed.
+#else
 constexpr qint64 tolerance = 512 * 1024;
+#endif
 
 qint64 residentBytes()
 {
