@@ -128,8 +128,6 @@ void tst_HostilePanel::whatIsShownIsPlainText()
     scene.session->setTurns({});
     start(u"Obey"_s, {hostile.obeyed});
     QTRY_COMPARE(shown(u"confirmReason"_s), QStringList{hostile.reason});
-    // Markup would not take the room that its characters do.
-    QVERIFY(scene.item(u"confirmReason"_s).property("contentWidth").toReal() > 0);
     QTRY_COMPARE(shown(u"lineText"_s),
                  QStringList{asLines(scene.session->turns().constFirst().log.constFirst().text)});
     QCOMPARE(shown(u"liveStatus"_s), QStringList{scene.session->status()});

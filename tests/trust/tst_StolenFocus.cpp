@@ -3,7 +3,6 @@
 #include "agent/AgentSession.h"
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
-#include "platform/linux/X11Desktop.h"
 #include "tests/support/ScriptedEngine.h"
 #include "tests/support/TestModel.h"
 #include "tests/trust/Typists.h"
