@@ -1,5 +1,6 @@
 #include "agent/AgentSession.h"
 
+#include "agent/ActionError.h"
 #include "agent/Safety.h"
 #include "agent/SystemPrompt.h"
 #include "executor/Executor.h"
@@ -171,6 +172,8 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         QString result;
         try {
             result = co_await Executor::run(*action, task);
+        } catch (const ActionError &failure) {
+            error = failure.message; // what() ends at a null character, which a reply can hold.
         } catch (const std::exception &failure) {
             error = QString::fromUtf8(failure.what());
         }

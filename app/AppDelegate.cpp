@@ -6,6 +6,8 @@
 
 #include <QTimer>
 
+#include <algorithm>
+
 void AppDelegate::applicationDidFinishLaunching()
 {
     Shell &shell = Platform::current().shell();
@@ -19,4 +21,16 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
     if (!hasVisibleWindows)
         QTimer::singleShot(0, this, &HotKey::summon);
     return true;
+}
+
+void AppDelegate::applicationWasStartedAgain()
+{
+    Shell &shell = Platform::current().shell();
+    const bool hasVisibleWindows = std::ranges::any_of(
+        shell.windows(), [&shell](PanelWindow *window) { return shell.isVisible(*window); });
+    // Only then: a hidden application would come forward with its panel, and the summon would find
+    // that in front and hide it again.
+    if (hasVisibleWindows)
+        shell.activate();
+    applicationShouldHandleReopen(hasVisibleWindows);
 }

@@ -19,4 +19,8 @@ public:
     /// The user opens the application again while it runs. Where no window is visible the panel is
     /// summoned, after the event at hand.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
+
+    /// The program was started once more. What is visible comes to the front as it stands, as it
+    /// does by itself where the desktop has means of its own to open an application again.
+    void applicationWasStartedAgain();
 };

@@ -35,9 +35,9 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    shell.observeReopening([&running] {
+    shell.observeReopening([&running](bool hasVisibleWindows) {
         if (running)
-            running->reopen();
+            running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
     });
     if (shell.paintsInSoftware())
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
@@ -56,7 +56,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
             asked = Instance::Request::open;
         QTimer::singleShot(0, qGuiApp, [&running, asked] {
             if (running && asked == Instance::Request::open)
-                running->reopen();
+                running->delegate().applicationWasStartedAgain();
             else if (running)
                 HotKey::summon();
         });

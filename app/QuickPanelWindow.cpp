@@ -3,12 +3,17 @@
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
+#include <QEvent>
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QScreen>
 
-QuickPanelWindow::QuickPanelWindow(QQuickWindow &window) : m_window(window)
+#include <utility>
+
+QuickPanelWindow::QuickPanelWindow(QQuickWindow &window, std::function<void()> made)
+    : m_window(window), m_made(std::move(made))
 {
+    m_window.installEventFilter(this);
     Platform::current().shell().add(*this);
 }
 
@@ -72,4 +77,13 @@ double QuickPanelWindow::scale() const
 void QuickPanelWindow::moveTo(QPoint corner)
 {
     m_window.setPosition(corner);
+}
+
+bool QuickPanelWindow::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::PlatformSurface &&
+        static_cast<QPlatformSurfaceEvent *>(event)->surfaceEventType() ==
+            QPlatformSurfaceEvent::SurfaceCreated)
+        m_made();
+    return QObject::eventFilter(watched, event);
 }

@@ -2,14 +2,20 @@
 
 #include "platform/PanelWindow.h"
 
+#include <QObject>
+
+#include <functional>
+
 class QQuickWindow;
 
 /// A Qt Quick window as the shell handles it; known to the shell while it lives. Borrows the
 /// window. Main thread.
-class QuickPanelWindow final : public PanelWindow
+class QuickPanelWindow final : public QObject, public PanelWindow
 {
 public:
-    explicit QuickPanelWindow(QQuickWindow &window);
+    /// Calls `made` whenever the system's window has been made: before it is first seen, and again
+    /// after it was closed.
+    QuickPanelWindow(QQuickWindow &window, std::function<void()> made);
     ~QuickPanelWindow() override;
     QuickPanelWindow(const QuickPanelWindow &) = delete;
     QuickPanelWindow &operator=(const QuickPanelWindow &) = delete;
@@ -27,6 +33,9 @@ public:
     [[nodiscard]] double scale() const override;
     void moveTo(QPoint corner) override;
 
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
     QQuickWindow &m_window;
+    const std::function<void()> m_made;
 };

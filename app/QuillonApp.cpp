@@ -11,18 +11,10 @@
 #include <QQmlError>
 #include <QQuickWindow>
 
-#include <algorithm>
-
 namespace {
 Shell &shell()
 {
     return Platform::current().shell();
-}
-
-bool hasVisibleWindows()
-{
-    return std::ranges::any_of(shell().windows(),
-                               [](PanelWindow *window) { return shell().isVisible(*window); });
 }
 } // namespace
 
@@ -44,7 +36,7 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
     if (!window)
         return;
     window->setFlags(shell().windowFlags());
-    m_window.emplace(*window);
+    m_window.emplace(*window, [this] { dress(); });
     m_panel.setWindow(&*m_window);
 }
 
@@ -58,8 +50,6 @@ std::optional<QString> QuillonApp::launch()
     if (!m_window)
         return QStringLiteral("Quillon's panel cannot be shown: %1").arg(m_problem);
     EditMenu::install([this] { m_session.setTurns({}); });
-    WindowStyler::make(*m_window);
-    VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
     // Before the window is there, so that nobody who gets the focus from it can lose it again.
     m_delegate.applicationDidFinishLaunching();
     shell().makeKeyAndOrderFront(*m_window);
@@ -67,9 +57,8 @@ std::optional<QString> QuillonApp::launch()
     return std::nullopt;
 }
 
-void QuillonApp::reopen()
+void QuillonApp::dress()
 {
-    const bool wasVisible = hasVisibleWindows();
-    shell().activate();
-    m_delegate.applicationShouldHandleReopen(wasVisible);
+    WindowStyler::make(*m_window);
+    VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
 }

@@ -35,10 +35,12 @@ public:
     /// Shows the panel and finishes the launch. One sentence where there is nothing to show.
     [[nodiscard]] std::optional<QString> launch();
 
-    /// The user opens the running application again.
-    void reopen();
+    [[nodiscard]] AppDelegate &delegate() { return m_delegate; }
 
 private:
+    /// Makes a panel of the window that the system has just made.
+    void dress();
+
     AppDelegate m_delegate;
     ModelManager m_models;
     AgentSession m_session;

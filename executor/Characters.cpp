@@ -42,14 +42,14 @@ qsizetype endOfScript(const QString &text, qsizetype start)
 }
 } // namespace
 
-QList<qsizetype> Executor::characterEnds(const QString &text)
+QList<qsizetype> Executor::characterEnds(const QString &text, qsizetype most)
 {
     QList<qsizetype> ends;
-    for (qsizetype start = 0; start < text.size();) {
+    for (qsizetype start = 0; start < text.size() && ends.size() < most;) {
         const qsizetype end = endOfScript(text, start);
         const QString part = text.sliced(start, end - start);
         QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, part);
-        while (characters.toNextBoundary() > 0) {
+        while (ends.size() < most && characters.toNextBoundary() > 0) {
             const qsizetype position = characters.position();
             const bool isInPair = position < part.size() && part[position].isLowSurrogate() &&
                                   part[position - 1].isHighSurrogate();

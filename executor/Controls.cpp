@@ -1,4 +1,5 @@
 #include "executor/Actions.h"
+#include "executor/Characters.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
 #include "executor/Folding.h"
@@ -7,7 +8,6 @@
 #include "platform/Platform.h"
 
 #include <QStringList>
-#include <QTextBoundaryFinder>
 
 #include <array>
 
@@ -61,12 +61,8 @@ Front openFront()
 
 QString firstCharacters(const QString &text, qsizetype count)
 {
-    QTextBoundaryFinder boundaries(QTextBoundaryFinder::Grapheme, text);
-    for (qsizetype i = 0; i < count; ++i) {
-        if (boundaries.toNextBoundary() < 0)
-            return text;
-    }
-    return text.first(boundaries.position());
+    const QList<qsizetype> ends = Executor::characterEnds(text, count);
+    return ends.size() < count ? text : text.first(ends.constLast());
 }
 
 // The first control with that label, else the first one whose label contains it.

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QByteArray>
+#include <QString>
+
 #include <functional>
 #include <optional>
 
@@ -22,8 +25,8 @@ struct Look
     bool operator==(const Look &) const = default;
 };
 
-/// The desktop's settings about appearance. Main thread only. Without an answer from the desktop
-/// the look is a light one with motion.
+/// The desktop's settings about appearance, and its symbols. Main thread only. Without an answer
+/// from the desktop the look is a light one with motion.
 class Appearance
 {
 public:
@@ -34,4 +37,9 @@ public:
 
     /// Calls this on the main thread whenever look() has changed. For one observer.
     virtual void observe(std::function<void()> changed) = 0;
+
+    /// The system's own symbol of that name, under the names of Apple's set, drawn into a square of
+    /// so many pixels: how far each pixel is covered, a byte each, row by row from the top. Empty
+    /// where the system has none. Also on a thread that renders while the main thread waits for it.
+    [[nodiscard]] virtual QByteArray symbol(const QString &name, int side) = 0;
 };

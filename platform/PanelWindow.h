@@ -12,7 +12,8 @@ class PanelWindow
 public:
     virtual ~PanelWindow() = default;
 
-    /// The system's own handle: the X server's number, or the NSView. The same for life.
+    /// The system's own handle: the X server's number, or the NSView. Another one after the window
+    /// was closed.
     [[nodiscard]] virtual quintptr handle() const = 0;
 
     [[nodiscard]] virtual bool isShown() const = 0; ///< And not minimised.

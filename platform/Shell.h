@@ -28,8 +28,8 @@ public:
     /// What the toolkit is told on its command line.
     [[nodiscard]] virtual QByteArrayList toolkitArguments() const = 0;
     /// Calls this on the main thread when the user opens the running application again by the
-    /// desktop's own means. For one observer.
-    virtual void observeReopening(std::function<void()> reopened) = 0;
+    /// desktop's own means, with whether the desktop sees a window of it. For one observer.
+    virtual void observeReopening(std::function<void(bool hasVisibleWindows)> reopened) = 0;
     /// Whether windows are painted faster without the graphics processor's help.
     [[nodiscard]] virtual bool paintsInSoftware() const = 0;
     [[nodiscard]] virtual Qt::WindowFlags windowFlags() const = 0;

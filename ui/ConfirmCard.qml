@@ -1,5 +1,6 @@
 import QtQuick
 import QtQuick.Layouts
+import QtQuick.Templates as T
 import Quillon
 
 // Asks before a risky step and holds the keyboard until it is answered.
@@ -141,6 +142,12 @@ FocusScope {
                 interactive: false
                 objectName: "confirmReasonView"
 
+                // Nobody is to approve what they do not know to be there.
+                T.ScrollBar.vertical: SlimScrollBar {
+                    objectName: "confirmScrollBar"
+                    stays: true
+                }
+
                 WheelHandler {
                     acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
 
@@ -151,6 +158,7 @@ FocusScope {
                     id: reason
 
                     objectName: "confirmReason"
+                    rightPadding: 12
                     text: card.session.pendingReason
                     width: reasonView.width
                 }

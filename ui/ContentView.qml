@@ -125,7 +125,7 @@ FocusScope {
             Layout.bottomMargin: 8
             Layout.fillWidth: true
             Layout.leftMargin: 22
-            Layout.rightMargin: 16
+            Layout.rightMargin: 22
             Layout.topMargin: 8
             models: content.models
             panel: content.panel

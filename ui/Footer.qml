@@ -8,9 +8,14 @@ RowLayout {
     required property ModelsView models
     required property Panel panel
 
+    // Of all that stands here, so that the texts share a line and nothing moves when some of them
+    // come and go.
+    readonly property int lineHeight: 24
+
     spacing: 12
 
     Row {
+        Layout.preferredHeight: footer.lineHeight
         spacing: 6
         visible: footer.panel.trusted
 
@@ -25,6 +30,7 @@ RowLayout {
         }
 
         PlainText {
+            anchors.verticalCenter: parent.verticalCenter
             color: Theme.secondary
             font.pixelSize: 11
             objectName: "onDevice"
@@ -33,6 +39,7 @@ RowLayout {
     }
 
     LinkButton {
+        implicitHeight: footer.lineHeight
         objectName: "grantButton"
         symbol: "hand.raised.fill"
         text: "Grant Accessibility access"
@@ -45,17 +52,25 @@ RowLayout {
         Layout.fillWidth: true
     }
 
-    PlainText {
-        color: Theme.tertiary
-        font.pixelSize: 11
-        // The symbol comes from another font, whose lines may be higher.
-        lineHeight: 15
-        lineHeightMode: Text.FixedHeight
-        objectName: "hotKeyHint"
-        text: "⌥Space"
+    Row {
+        Layout.preferredHeight: footer.lineHeight
+
+        PlainText {
+            anchors.verticalCenter: parent.verticalCenter
+            color: Theme.tertiary
+            font.pixelSize: 11
+            // The symbol comes from another font, whose lines may be higher.
+            lineHeight: 15
+            lineHeightMode: Text.FixedHeight
+            objectName: "hotKeyHint"
+            text: "⌥Space"
+        }
     }
 
     ModelMenu {
+        // It is felt as far as its edge and seen as far as its symbol.
+        Layout.rightMargin: -6
+        implicitHeight: footer.lineHeight
         models: footer.models
         visible: footer.models.isLoaded
     }

@@ -1,5 +1,8 @@
 #include "ui/Glyph.h"
 
+#include "platform/Appearance.h"
+#include "platform/Platform.h"
+
 #include <QCache>
 #include <QImage>
 #include <QPainter>
@@ -27,7 +30,13 @@ QImage stencil(const QString &name, int turn, const QSize &pixels)
     const int side = std::min(pixels.width(), pixels.height());
     QRectF square(0, 0, side, side);
     square.moveCenter(middle);
-    drawing.render(&painter, square);
+    const QByteArray coverage = Platform::current().appearance().symbol(name, side);
+    if (coverage.isEmpty()) {
+        drawing.render(&painter, square);
+    } else {
+        const auto *const bytes = reinterpret_cast<const uchar *>(coverage.constData());
+        painter.drawImage(square, QImage(bytes, side, side, side, QImage::Format_Alpha8));
+    }
     painter.end();
     return image;
 }

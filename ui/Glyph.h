@@ -6,8 +6,9 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
-/// One symbol, drawn in one colour at whatever size the item has, crisp at every scale. The
-/// drawings are the module's own, under the names that Apple's set has for the same meaning.
+/// One symbol, drawn in one colour at whatever size the item has, crisp at every scale. It is the
+/// system's own where that has one, else the module's drawing, under the name that Apple's set has
+/// for the same meaning.
 class Glyph : public QQuickItem
 {
     Q_OBJECT

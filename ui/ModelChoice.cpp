@@ -15,7 +15,7 @@ QString ModelChoice::row() const
 
 bool ModelChoice::isSelected() const
 {
-    return m_models.selected() == m_model;
+    return m_models.selected().id == m_model.id;
 }
 
 void ModelChoice::select() const

@@ -41,6 +41,7 @@ Pressable {
             anchors.verticalCenter: parent.verticalCenter
             color: Theme.secondary
             font: button.font
+            objectName: "modelMenuText"
             text: button.text
             wrapMode: Text.NoWrap
         }
@@ -66,6 +67,10 @@ Pressable {
         x: button.width - width
         y: -height - 4
 
+        // As menus do: also when the panel is hidden and summoned again.
+        onActiveFocusChanged: if (!activeFocus)
+            close()
+
         background: PopupSurface {}
         contentItem: ListView {
             currentIndex: menu.currentIndex
@@ -87,7 +92,10 @@ Pressable {
                 objectName: "modelMenuItem" + index
                 text: modelData.name
 
+                Accessible.checkable: true
+                Accessible.checked: modelData.isSelected
                 Accessible.name: text
+                Accessible.onPressAction: item.clicked()
 
                 onTriggered: modelData.select()
 

@@ -71,7 +71,10 @@ T.ComboBox {
         text: modelData.row
         width: ListView.view ? ListView.view.width : implicitContentWidth
 
+        Accessible.checkable: true
+        Accessible.checked: modelData.isSelected
         Accessible.name: text
+        Accessible.onPressAction: choice.clicked()
 
         contentItem: ChoiceRow {
             chosen: choice.modelData.isSelected

@@ -5,6 +5,8 @@
 
 #include <QTimer>
 
+#include <algorithm>
+
 ModelsView::ModelsView(ModelManager &models, QObject *parent) : QObject(parent), m_models(models)
 {
     for (const LocalModel &model : LocalModel::catalog())
@@ -54,7 +56,9 @@ QString ModelsView::message() const
 
 int ModelsView::selected() const
 {
-    return static_cast<int>(LocalModel::catalog().indexOf(m_models.selected()));
+    const QList<LocalModel> &catalog = LocalModel::catalog();
+    const auto place = std::ranges::find(catalog, m_models.selected().id, &LocalModel::id);
+    return place == catalog.end() ? -1 : static_cast<int>(place - catalog.begin());
 }
 
 QString ModelsView::selectedName() const

@@ -7,9 +7,20 @@ Item {
 
     required property ModelsView models
 
+    // In the smallest window a failure has two lines this way.
+    readonly property bool isCompact: height < 360
+
     objectName: "setUpCard"
 
+    FontMetrics {
+        id: lines
+
+        font: failure.font
+    }
+
     Column {
+        id: parts
+
         anchors.centerIn: parent
         spacing: 16
         width: Math.min(parent.width - 60, 460)
@@ -17,10 +28,10 @@ Item {
         Glyph {
             anchors.horizontalCenter: parent.horizontalCenter
             color: Theme.accent
-            height: 48
+            height: width
             name: "cpu"
             objectName: "setUpSymbol"
-            width: 48
+            width: card.isCompact ? 32 : 48
 
             Accessible.ignored: true
         }
@@ -39,13 +50,15 @@ Item {
         PlainText {
             color: Theme.secondary
             horizontalAlignment: Text.AlignHCenter
-            lineHeight: 1.2
+            lineHeight: card.isCompact ? 1 : 1.2
             objectName: "setUpExplanation"
             text: "Quillon runs a language model entirely on your Mac. The one-time download is stored locally; nothing you type ever leaves this device."
             width: parent.width
         }
 
         ModelPicker {
+            id: picker
+
             anchors.horizontalCenter: parent.horizontalCenter
             models: card.models
         }
@@ -111,8 +124,13 @@ Item {
                 }
 
                 PlainText {
+                    id: failure
+
+                    // What is left between the picker and the button.
+                    readonly property real room: card.height - 60 - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
+
                     elide: Text.ElideRight
-                    maximumLineCount: 5
+                    maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
                     objectName: "failureMessage"
                     text: card.models.message
                     width: Math.min(implicitWidth, card.width - 60 - 22, 438)
@@ -120,6 +138,8 @@ Item {
             }
 
             PushButton {
+                id: tryAgain
+
                 anchors.horizontalCenter: parent.horizontalCenter
                 objectName: "tryAgainButton"
                 text: "Try again"

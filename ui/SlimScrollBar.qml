@@ -5,6 +5,9 @@ import Quillon
 T.ScrollBar {
     id: bar
 
+    // Whether it is also seen while nobody scrolls.
+    property bool stays: false
+
     focusPolicy: Qt.NoFocus
     implicitWidth: 12
     minimumSize: 0.08
@@ -12,7 +15,7 @@ T.ScrollBar {
 
     contentItem: Rectangle {
         color: Theme.tertiary
-        opacity: bar.pressed ? 0.9 : bar.active || bar.hovered ? 0.6 : 0
+        opacity: bar.pressed ? 0.9 : bar.stays || bar.active || bar.hovered ? 0.6 : 0
         radius: width / 2
         visible: bar.size < 1
 

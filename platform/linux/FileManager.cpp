@@ -6,9 +6,15 @@
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
+#include <QDeadlineTimer>
 #include <QStringList>
 
+#include <chrono>
+
 namespace {
+// A window that opens later than that comes in the way of what the user does by then.
+constexpr std::chrono::seconds patience{3};
+
 void openFolderOf(const QByteArray &itemUri)
 {
     const qsizetype slash = itemUri.lastIndexOf('/');
@@ -25,9 +31,11 @@ void FileManager::show(const QByteArray &itemUri)
     call << QStringList{QString::fromLatin1(itemUri)} << QString();
     auto *const watcher =
         new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, itemUri] {
-        watcher->deleteLater();
-        if (watcher->isError())
-            openFolderOf(itemUri);
-    });
+    const QDeadlineTimer limit(patience);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
+                     [watcher, itemUri, limit] {
+                         watcher->deleteLater();
+                         if (watcher->isError() && !limit.hasExpired())
+                             openFolderOf(itemUri);
+                     });
 }

@@ -5,6 +5,6 @@
 /// The desktop's file manager. Main thread.
 namespace FileManager {
 /// Has it show the item of that file address, selected. One that cannot select opens the item's
-/// folder instead.
+/// folder instead; one that hangs does nothing.
 void show(const QByteArray &itemUri);
 } // namespace FileManager

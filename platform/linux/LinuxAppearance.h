@@ -15,6 +15,8 @@ class LinuxAppearance final : public QObject, public Appearance
 public:
     Look look() override;
     void observe(std::function<void()> changed) override;
+    /// Icon themes differ from desktop to desktop, and none has them all in one style.
+    QByteArray symbol(const QString &, int) override { return {}; }
 
 private Q_SLOTS:
     void takePortalSetting(const QString &group, const QString &key, const QDBusVariant &value);

@@ -71,7 +71,7 @@ QByteArrayList LinuxShell::toolkitArguments() const
                                                           : QByteArrayList();
 }
 
-void LinuxShell::observeReopening(std::function<void()>)
+void LinuxShell::observeReopening(std::function<void(bool)>)
 {
     // The desktop starts the program once more, and that start reaches us as a request.
 }

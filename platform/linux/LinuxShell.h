@@ -18,7 +18,7 @@ public:
 
     bool hasDisplay() override;
     QByteArrayList toolkitArguments() const override;
-    void observeReopening(std::function<void()> reopened) override;
+    void observeReopening(std::function<void(bool)> reopened) override;
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window | Qt::FramelessWindowHint; }
 

@@ -40,7 +40,9 @@ std::shared_ptr<PrivateBus> PrivateBus::connectToPeer(const QByteArray &address)
 
 bool PrivateBus::isOpen() const
 {
-    return m_connection && dbus_connection_get_is_connected(m_connection.get());
+    // Only who reads hears that the other side has gone.
+    return m_connection && dbus_connection_read_write(m_connection.get(), 0) &&
+           dbus_connection_get_is_connected(m_connection.get());
 }
 
 std::vector<DBusMessagePtr> PrivateBus::exchange(const std::vector<DBusMessagePtr> &calls,

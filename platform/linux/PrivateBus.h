@@ -24,7 +24,7 @@ public:
     /// addressed to; this may block, too.
     [[nodiscard]] static std::shared_ptr<PrivateBus> connectToPeer(const QByteArray &address);
 
-    /// Whether the bus is there, as far as the last exchange has shown.
+    /// Whether the bus is still there.
     [[nodiscard]] bool isOpen() const;
 
     /// Sends the calls and returns the replies in their order: a method's return or an error, and

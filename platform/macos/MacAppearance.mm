@@ -1,11 +1,25 @@
 #include "platform/macos/MacAppearance.h"
 
+#include "platform/macos/CFOwner.h"
+
 #import <AppKit/AppKit.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 std::function<void()> s_changed;
+
+// Of this size, as letters go, the set's round symbols fill a square.
+constexpr double symbolPointSize = 0.8;
+
+NSRect inTheMiddle(NSSize size, int side)
+{
+    const double fit = std::min({1.0, side / size.width, side / size.height});
+    const NSSize fitted = NSMakeSize(fit * size.width, fit * size.height);
+    return NSMakeRect((side - fitted.width) / 2, (side - fitted.height) / 2, fitted.width,
+                      fitted.height);
+}
 
 Look::Color components(NSColor *color)
 {
@@ -73,4 +87,34 @@ void MacAppearance::observe(std::function<void()> changed)
     s_changed = std::move(changed);
     static QuillonAppearanceObserver *const observer = installedObserver();
     (void)observer;
+}
+
+QByteArray MacAppearance::symbol(const QString &name, int side)
+{
+    @autoreleasepool {
+        NSImage *const any = [NSImage imageWithSystemSymbolName:name.toNSString()
+                                       accessibilityDescription:nil];
+        NSImage *const symbol =
+            [any imageWithSymbolConfiguration:[NSImageSymbolConfiguration
+                                                  configurationWithPointSize:symbolPointSize * side
+                                                                      weight:NSFontWeightRegular]];
+        if (!symbol)
+            return {};
+        const auto width = static_cast<size_t>(side);
+        constexpr size_t channels = 4;
+        QByteArray pixels(static_cast<qsizetype>(channels * width * width), '\0');
+        const CFOwner<CGColorSpaceRef> space(CGColorSpaceCreateDeviceRGB());
+        const CFOwner<CGContextRef> bitmap(CGBitmapContextCreate(pixels.data(), width, width, 8,
+                                                                 channels * width, space.get(),
+                                                                 kCGImageAlphaPremultipliedLast));
+        [NSGraphicsContext saveGraphicsState];
+        NSGraphicsContext.currentContext =
+            [NSGraphicsContext graphicsContextWithCGContext:bitmap.get() flipped:NO];
+        [symbol drawInRect:inTheMiddle(symbol.size, side)];
+        [NSGraphicsContext restoreGraphicsState];
+        QByteArray coverage;
+        for (qsizetype alpha = channels - 1; alpha < pixels.size(); alpha += channels)
+            coverage.append(pixels.at(alpha));
+        return coverage;
+    }
 }

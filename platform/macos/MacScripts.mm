@@ -5,16 +5,13 @@
 namespace {
 std::optional<QString> text(NSString *string)
 {
-    return string ? std::optional(QString::fromUtf8(string.UTF8String)) : std::nullopt;
+    return string ? std::optional(QString::fromNSString(string)) : std::nullopt;
 }
 } // namespace
 
 ScriptOutcome MacScripts::run(const QString &source)
 {
-    NSString *const characters =
-        [NSString stringWithCharacters:reinterpret_cast<const unichar *>(source.utf16())
-                                length:static_cast<NSUInteger>(source.size())];
-    NSAppleScript *const script = [[NSAppleScript alloc] initWithSource:characters];
+    NSAppleScript *const script = [[NSAppleScript alloc] initWithSource:source.toNSString()];
     if (!script)
         return NoScript{};
     NSDictionary<NSString *, id> *error = nil;

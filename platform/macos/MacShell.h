@@ -8,7 +8,7 @@ class MacShell final : public Shell
 public:
     bool hasDisplay() override;
     QByteArrayList toolkitArguments() const override { return {}; }
-    void observeReopening(std::function<void()> reopened) override;
+    void observeReopening(std::function<void(bool)> reopened) override;
     bool paintsInSoftware() const override { return false; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window; }
 

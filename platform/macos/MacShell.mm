@@ -9,7 +9,7 @@
 #include <utility>
 
 namespace {
-std::function<void()> s_reopened;
+std::function<void(bool)> s_reopened;
 } // namespace
 
 /// Stands behind the toolkit's own delegate, which passes on what it does not handle itself.
@@ -20,8 +20,7 @@ std::function<void()> s_reopened;
 - (BOOL)applicationShouldHandleReopen:(NSApplication *)sender hasVisibleWindows:(BOOL)flag
 {
     (void)sender;
-    (void)flag;
-    s_reopened();
+    s_reopened(flag);
     return YES;
 }
 @end
@@ -73,7 +72,7 @@ bool MacShell::hasDisplay()
     return CFOwner<CFDictionaryRef>(CGSessionCopyCurrentDictionary()) != nullptr;
 }
 
-void MacShell::observeReopening(std::function<void()> reopened)
+void MacShell::observeReopening(std::function<void(bool)> reopened)
 {
     s_reopened = std::move(reopened);
     // The application does not keep its delegate alive.

@@ -95,8 +95,12 @@ std::optional<ProcessId> MacWorkspace::focusedProcess()
 
 void MacWorkspace::activate(ProcessId application)
 {
-    [[NSRunningApplication runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)]
-        activateWithOptions:0];
+    NSRunningApplication *const next = [NSRunningApplication
+        runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
+    // Since macOS 14 nobody takes the place of an application in front that does not make way.
+    if (next && [NSApp respondsToSelector:@selector(yieldActivationToApplication:)])
+        [NSApp performSelector:@selector(yieldActivationToApplication:) withObject:next];
+    [next activateWithOptions:0];
 }
 
 QList<Application> MacWorkspace::runningApplications()

@@ -56,6 +56,7 @@ void tst_AgentAction::readsTheFirstObjectOfAReply_data()
         << uR"({"name":"done","message":"ok"})"_s << u"done"_s << Args{{u"message"_s, u"ok"_s}};
     QTest::newRow("action before name before tool")
         << uR"({"tool":"c","name":"b","action":"a"})"_s << u"a"_s << Args{};
+    QTest::newRow("name before tool") << uR"({"tool":"c","name":"b"})"_s << u"b"_s << Args{};
     QTest::newRow("the name is not trimmed")
         << uR"({"action":" Open_App "})"_s << u" open_app "_s << Args{};
     QTest::newRow("an empty name") << uR"({"action":""})"_s << QString() << Args{};
@@ -123,6 +124,7 @@ void tst_AgentAction::findsNoAction_data()
     QTest::newRow("no name") << uR"({"app":"Safari"})"_s;
     QTest::newRow("the name is a number") << uR"({"action":5})"_s;
     QTest::newRow("the next key is not tried") << uR"({"action":5,"name":"open_app"})"_s;
+    QTest::newRow("nor the one after it") << uR"({"name":5,"tool":"open_app"})"_s;
     QTest::newRow("the name is null") << uR"({"action":null,"name":"open_app"})"_s;
     QTest::newRow("the name is a list") << uR"({"action":["open_app"]})"_s;
     QTest::newRow("the name is an object") << uR"({"name":{"action":"open_app"}})"_s;

@@ -1,5 +1,6 @@
 #include "agent/AgentSession.h"
 #include "agent/SystemPrompt.h"
+#include "executor/Pause.h"
 #include "models/ModelManager.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/ScriptedEngine.h"
@@ -105,6 +106,8 @@ private Q_SLOTS:
     void endsWhenTheModelIsDone();
     void tellsTheModelWhatHappened();
     void tellsTheModelOfEveryTurnAnew();
+    void tellsTheModelTheStateAfterTheAction();
+    void tellsAnErrorToItsLastCharacter();
     void theTitleIsTheStatusWhileTheStepRuns();
     void goesOnAfterAFailedAction();
 
@@ -133,12 +136,16 @@ private Q_SLOTS:
     void stopWhileTheModelThinksAndThenFails();
     void stopWhileWaitingForApproval();
     void stopWhileAnActionRuns();
+    void stopWhileTheLastActionRuns();
     void stopWhileTheModelLoads();
 
     void showsTheReplyAsItStreams();
     void dropsPiecesThatComeLate();
     void announcesEveryChangeBeforeAndAfter();
     void aStepKeepsItsIdentity();
+    void linesOfTheSameTextAreToldApart();
+    void aRiskyStepGoesThroughItsStates();
+    void aTurnIsFinishedBeforeTheSessionIsIdle();
     void mayGoAwayAtAnyMoment_data();
     void mayGoAwayAtAnyMoment();
 };
@@ -298,6 +305,27 @@ void tst_AgentSession::tellsTheModelOfEveryTurnAnew()
     QVERIFY(scene.session->turns()[0].id != scene.session->turns()[1].id);
 }
 
+void tst_AgentSession::tellsTheModelTheStateAfterTheAction()
+{
+    Scene scene({uR"({"action":"open_app","app":"Notes"})"_s, done});
+    scene.platform.desk.folders = {u"/apps"_s};
+    scene.platform.desk.installed.insert(u"/apps"_s, {{{u"Notes"_s}, u"/apps/Notes.app"_s}});
+    const Executor::PauseOverride pauses([](auto, const auto &) {});
+    scene.run();
+    QCOMPARE(scene.engine->generations().last().conversation.last().content,
+             u"Result: Notes is now frontmost.\nState: Frontmost app: Notes. Windows: none"_s);
+}
+
+void tst_AgentSession::tellsAnErrorToItsLastCharacter()
+{
+    const QString sentence = u"Couldn't find an app called “a"_s + QChar::Null + u"b”."_s;
+    const Scene scene({uR"({"action":"open_app","app":"a\u0000b"})"_s, done});
+    scene.run();
+    QCOMPARE(scene.line(0).text, u"Launching a"_s + QChar::Null + u"b — "_s + sentence);
+    QCOMPARE(scene.engine->generations().last().conversation.last().content,
+             u"Error: "_s + sentence + u"\nState: Frontmost app: Safari. Windows: none"_s);
+}
+
 void tst_AgentSession::theTitleIsTheStatusWhileTheStepRuns()
 {
     const Scene scene({listWindows, done});
@@ -400,6 +428,7 @@ void tst_AgentSession::endsAfterTwelveReplies()
     QCOMPARE(scene.texts().last(), u"Stopped after too many steps."_s);
     QCOMPARE(scene.kinds().last(), Kind::failure);
     QVERIFY(!scene.turn().summary);
+    QVERIFY(scene.turn().finished);
     QVERIFY(scene.isIdle());
 }
 
@@ -534,8 +563,10 @@ void tst_AgentSession::stopWhileIdleChangesNothing()
     scene.stop();
     scene.run();
     const QList<Turn> turns = scene.session->turns();
+    QVERIFY(scene.session->task());
     scene.stop();
     QCOMPARE(scene.session->turns(), turns);
+    QVERIFY(scene.isIdle());
     scene.run();
     QCOMPARE(scene.turn().summary, u"All done."_s);
 }
@@ -565,6 +596,8 @@ void tst_AgentSession::stopWhileTheModelThinks()
     scene.waitUntilIdle();
     QCOMPARE(scene.texts(), QStringList{u"Cancelled"_s});
     QCOMPARE(scene.kinds(), QList{Kind::info});
+    QVERIFY(!scene.turn().summary);
+    QVERIFY(scene.turn().finished);
     QVERIFY(scene.isIdle());
 }
 
@@ -606,6 +639,22 @@ void tst_AgentSession::stopWhileAnActionRuns()
     QVERIFY(!scene.line(0).running);
     QVERIFY(!scene.turn().summary);
     QCOMPARE(scene.engine->generations().size(), 1);
+}
+
+void tst_AgentSession::stopWhileTheLastActionRuns()
+{
+    QStringList replies;
+    for (int i = 0; i < AgentSession::maxSteps - 1; ++i)
+        replies << search(i % 2 ? u"Downloads"_s : u"Documents"_s);
+    Scene scene(replies + QStringList{uR"({"action":"open_url","url":"example.org"})"_s});
+    scene.session->submit(u"Do it"_s);
+    QTRY_COMPARE(scene.platform.desk.opened.size(), 1);
+    scene.stop();
+    scene.waitUntilIdle();
+    QCOMPARE(scene.engine->generations().size(), 12);
+    QCOMPARE(scene.texts().last(), u"Cancelled"_s);
+    QCOMPARE(scene.kinds().last(), Kind::info);
+    QVERIFY(!scene.turn().summary);
 }
 
 void tst_AgentSession::stopWhileTheModelLoads()
@@ -719,6 +768,72 @@ void tst_AgentSession::aStepKeepsItsIdentity()
     });
     scene.run();
     QCOMPARE(seen.size(), 3);
+}
+
+void tst_AgentSession::linesOfTheSameTextAreToldApart()
+{
+    // No path holds a null character, so the second picture fails.
+    const Scene scene({uR"({"action":"screenshot"})"_s,
+                       uR"({"action":"screenshot","save_to":"a\u0000b"})"_s, done});
+    scene.run();
+    QCOMPARE(scene.texts(),
+             (QStringList{u"Taking a screenshot"_s, u"Taking a screenshot — Invalid argument"_s,
+                          u"All done."_s}));
+    QCOMPARE(scene.kinds(), (QList{Kind::step, Kind::failure, Kind::success}));
+    QVERIFY(scene.line(0).id != scene.line(1).id);
+}
+
+void tst_AgentSession::aRiskyStepGoesThroughItsStates()
+{
+    const Scene scene({trashOld, done});
+    const QUuid none;
+    QList<LogEntry> states;
+    connect(scene.session.get(), &AgentSession::turnsChanged, scene.session.get(), [&] {
+        if (scene.turn().log.isEmpty())
+            return;
+        LogEntry state = scene.line(0);
+        state.id = none;
+        if (states.isEmpty() || states.last() != state)
+            states << state;
+    });
+    scene.session->submit(u"Do it"_s);
+    QTRY_VERIFY(scene.session->pending());
+    scene.session->resolve(true);
+    scene.waitUntilIdle();
+    const QString title = u"Moving “old.zip” to Trash"_s;
+    const QList<LogEntry> expected{
+        {.id = none, .text = title, .kind = Kind::step, .running = true},
+        {.id = none,
+         .text = u"Waiting for approval: "_s + title,
+         .kind = Kind::confirm,
+         .running = false},
+        {.id = none, .text = title, .kind = Kind::step, .running = true},
+        {.id = none, .text = title, .kind = Kind::step, .running = false}};
+    QCOMPARE(states, expected);
+}
+
+void tst_AgentSession::aTurnIsFinishedBeforeTheSessionIsIdle()
+{
+    const Scene scene({done});
+    QStringList order;
+    connect(scene.session.get(), &AgentSession::turnsChanged, scene.session.get(), [&] {
+        if (scene.turn().finished)
+            order << u"turn"_s;
+    });
+    connect(scene.session.get(), &AgentSession::isRunningChanged, scene.session.get(), [&] {
+        if (!scene.session->isRunning())
+            order << u"running"_s;
+    });
+    connect(scene.session.get(), &AgentSession::statusChanged, scene.session.get(), [&] {
+        if (scene.session->status().isEmpty())
+            order << u"status"_s;
+    });
+    connect(scene.session.get(), &AgentSession::streamPreviewChanged, scene.session.get(), [&] {
+        if (!scene.session->isRunning())
+            order << u"preview"_s;
+    });
+    scene.run();
+    QCOMPARE(order, (QStringList{u"turn"_s, u"running"_s, u"status"_s, u"preview"_s}));
 }
 
 void tst_AgentSession::mayGoAwayAtAnyMoment_data()

@@ -18,6 +18,8 @@ private Q_SLOTS:
     void theLastWindowDoesNotTakeTheApplicationWithIt();
     void reopeningSummonsAfterTheEventAtHand();
     void reopeningChangesNothingWhileAWindowIsVisible();
+    void anotherStartSummonsWhatIsHidden();
+    void anotherStartBringsForwardWhatIsVisible();
     void aWindowIsStyledAfterTheEventAtHand();
     void aWindowThatIsGoneByThenIsNotStyled();
     void theMaterialLiesUnderTheWindow();
@@ -57,6 +59,32 @@ void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
     QVERIFY(delegate.applicationShouldHandleReopen(true));
     QCoreApplication::processEvents();
     QVERIFY(platform.panels.calls.isEmpty());
+}
+
+void tst_AppDelegate::anotherStartSummonsWhatIsHidden()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    AppDelegate delegate;
+    delegate.applicationWasStartedAgain();
+    // An application that came forward before the summon would be hidden by it.
+    QVERIFY(platform.panels.calls.isEmpty());
+    QTRY_VERIFY(panel.isOnScreen);
+    QCOMPARE(platform.panels.calls,
+             (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+}
+
+void tst_AppDelegate::anotherStartBringsForwardWhatIsVisible()
+{
+    FakePlatform platform;
+    FakePanelWindow panel(u"panel"_s);
+    panel.isOnScreen = true;
+    platform.panels.add(panel);
+    AppDelegate delegate;
+    delegate.applicationWasStartedAgain();
+    QCoreApplication::processEvents();
+    QCOMPARE(platform.panels.calls, QStringList{u"activate"_s});
 }
 
 void tst_AppDelegate::aWindowIsStyledAfterTheEventAtHand()

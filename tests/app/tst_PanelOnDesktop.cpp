@@ -15,6 +15,7 @@
 #include <QTest>
 
 #include <csignal>
+#include <cstdlib>
 
 #include <xcb/xcb.h>
 
@@ -90,6 +91,27 @@ QRect geometry(const X11Window &window)
         return line.match(QString::fromUtf8(text)).captured(1).toInt();
     };
     return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
+}
+
+/// Whether a compositor is asked to blur what is behind the window.
+bool asksForBlur(const X11Window &window)
+{
+    xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
+    const QByteArray name = "_KDE_NET_WM_BLUR_BEHIND_REGION";
+    xcb_intern_atom_reply_t *const atom = xcb_intern_atom_reply(
+        connection,
+        xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.constData()),
+        nullptr);
+    xcb_get_property_reply_t *const property =
+        xcb_get_property_reply(connection,
+                               xcb_get_property(connection, 0, static_cast<uint32_t>(window.id),
+                                                atom->atom, XCB_ATOM_CARDINAL, 0, 4),
+                               nullptr);
+    const bool hasRegion = property && xcb_get_property_value_length(property) > 0;
+    std::free(property);
+    std::free(atom);
+    xcb_disconnect(connection);
+    return hasRegion;
 }
 } // namespace
 
@@ -439,12 +461,15 @@ void tst_PanelOnDesktop::closingThePanelLeavesTheProgramRunning()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_VERIFY(asksForBlur(*panel()));
     m_screen.close({panel()->id});
     QTRY_VERIFY(!panel());
     QVERIFY(quillon.isRunning());
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
+    // It is a new window to the X server, and looks as the first one did.
+    QTRY_VERIFY(asksForBlur(*panel()));
 }
 
 void tst_PanelOnDesktop::aMinimisedPanelIsSummoned()

@@ -222,7 +222,8 @@ void tst_Program::asksBeforeARiskyStep()
 
     Program quillon(program, taskArguments(u"Throw old.tar away"_s),
                     options(Program::Input::terminal));
-    QVERIFY(quillon.waitForOutput("Move “Downloads/old.tar” to the Trash [y/N] "));
+    QVERIFY2(quillon.waitForOutput("Move “Downloads/old.tar” to the Trash [y/N] "),
+             qPrintable(quillon.output()));
     QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
     quillon.type(answer);
     QCOMPARE(quillon.waitForExit(), isApproved ? 0 : 1);

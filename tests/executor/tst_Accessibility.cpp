@@ -349,8 +349,11 @@ void tst_Accessibility::aLongLabelIsCutAtACharacter()
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50)});
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = family.repeated(51)});
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"e\u0301"_s.repeated(50)});
+    // Behind letters of India the persons are no less one character.
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"नी"_s + family.repeated(50)});
     QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50) + u" | Button: "_s +
-                           family.repeated(50) + u" | Button: "_s + u"e\u0301"_s.repeated(50));
+                           family.repeated(50) + u" | Button: "_s + u"e\u0301"_s.repeated(50) +
+                           u" | Button: नी"_s + family.repeated(49));
 }
 
 void tst_Accessibility::labelsWithTheSameBeginningMakeOneLine()

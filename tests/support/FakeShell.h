@@ -17,6 +17,15 @@ class FakeAppearance final : public Appearance
 public:
     Look look() override { return current; }
     void observe(std::function<void()> changed) override { m_changed = std::move(changed); }
+    QByteArray symbol(const QString &name, int side) override
+    {
+        QByteArray coverage;
+        if (ownSymbols.contains(name)) {
+            for (int pixel = 0; pixel < side * side; ++pixel)
+                coverage.append(pixel % side < side / 2 ? '\xff' : '\x00');
+        }
+        return coverage;
+    }
 
     void change(const Look &look)
     {
@@ -26,6 +35,7 @@ public:
     }
 
     Look current;
+    QStringList ownSymbols; ///< These the desktop has, too: each is the left half of its square.
 
 private:
     std::function<void()> m_changed;
@@ -106,7 +116,7 @@ class FakeShell final : public Shell
 public:
     bool hasDisplay() override { return displays > 0; }
     QByteArrayList toolkitArguments() const override { return {}; }
-    void observeReopening(std::function<void()>) override {}
+    void observeReopening(std::function<void(bool)>) override {}
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window; }
 

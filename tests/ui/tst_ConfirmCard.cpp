@@ -340,6 +340,11 @@ void tst_ConfirmCard::aLongReasonScrolls()
     const QQuickItem &view = scene.item(u"confirmReasonView"_s);
     const QQuickItem &reason = scene.item(u"confirmReason"_s);
     QTRY_VERIFY(reason.height() > view.height());
+    // That there is more can be seen.
+    QTRY_VERIFY(scene.find(u"confirmScrollBar"_s));
+    const auto *const handle =
+        scene.item(u"confirmScrollBar"_s).property("contentItem").value<QQuickItem *>();
+    QTRY_VERIFY(handle->isVisible() && handle->opacity() > 0.5);
     const QQuickItem &face = scene.item(u"confirmFace"_s);
     QTRY_VERIFY(face.height() < scene.card->height());
     QCOMPARE(view.property("contentY"), 0);

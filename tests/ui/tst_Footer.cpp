@@ -17,6 +17,8 @@ private Q_SLOTS:
     void choosesAModelByMouse();
     void choosesAModelByKeys();
     void escapeClosesTheMenuFirst();
+    void aSummonClosesTheMenu();
+    void standsOnOneLineWhateverIsInIt();
 };
 
 void tst_Footer::saysThatEverythingStaysHere()
@@ -109,6 +111,41 @@ void tst_Footer::escapeClosesTheMenuFirst()
     QTRY_VERIFY(scene.hasFocus(u"commandField"_s));
     scene.key(Qt::Key_Escape);
     QCOMPARE(scene.hides(), 1);
+}
+
+void tst_Footer::aSummonClosesTheMenu()
+{
+    PanelScene scene;
+    scene.click(u"modelMenuButton"_s);
+    QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
+    PanelScene::summon();
+    QTRY_VERIFY(scene.hasFocus(u"commandField"_s));
+    QTRY_VERIFY(!scene.find(u"modelMenuItem1"_s));
+    scene.type(u"Open Mail"_s);
+    QCOMPARE(scene.typed(), u"Open Mail"_s);
+}
+
+void tst_Footer::standsOnOneLineWhateverIsInIt()
+{
+    const auto top = [](const PanelScene &scene, const QString &name) {
+        return scene.item(name).mapToScene({}).y();
+    };
+    const auto right = [](const PanelScene &scene, const QString &name) {
+        const QQuickItem &item = scene.item(name);
+        return scene.window->width() - item.mapRectToScene(item.boundingRect()).right();
+    };
+    qreal line = 0;
+    {
+        const PanelScene scene(Model::missing);
+        line = top(scene, u"onDevice"_s);
+        QCOMPARE(top(scene, u"hotKeyHint"_s), line);
+        QCOMPARE(scene.item(u"onDeviceSymbol"_s).mapToScene({}).x(), 22);
+        QVERIFY(qAbs(right(scene, u"hotKeyHint"_s) - 22) < 1);
+    }
+    const PanelScene scene;
+    QTRY_COMPARE(top(scene, u"modelMenuText"_s), line);
+    for (const QString &name : {u"onDevice"_s, u"hotKeyHint"_s})
+        QTRY_COMPARE(top(scene, name), line);
 }
 
 PANEL_TEST_MAIN(tst_Footer)

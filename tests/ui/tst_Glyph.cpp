@@ -42,6 +42,7 @@ private Q_SLOTS:
     void cutsHolesIntoFilledSymbols();
     void turns();
     void drawsNothingWithoutAName();
+    void isTheSystemsSymbolWhereItHasOne();
     void isSharpInAWindow();
 };
 
@@ -111,6 +112,23 @@ void tst_Glyph::turns()
 void tst_Glyph::drawsNothingWithoutAName()
 {
     QVERIFY(drawing({}, 24, 1).isNull());
+}
+
+void tst_Glyph::isTheSystemsSymbolWhereItHasOne()
+{
+    FakePlatform platform;
+    platform.settings.ownSymbols = {u"lock.fill"_s};
+    const QColor colour(200, 100, 50);
+    // Of a size that nothing else here asks for: drawings are kept.
+    const QImage image = drawing(u"lock.fill"_s, 21, 2, colour);
+    QCOMPARE(image.size(), QSize(42, 42));
+    for (const int y : {0, 20, 41}) {
+        QCOMPARE(image.pixelColor(0, y), colour);
+        QCOMPARE(image.pixelColor(20, y), colour);
+        QCOMPARE(image.pixelColor(21, y).alpha(), 0);
+        QCOMPARE(image.pixelColor(41, y).alpha(), 0);
+    }
+    QVERIFY(coverage(drawing(u"sparkle"_s, 21, 2)) < 0.4);
 }
 
 void tst_Glyph::isSharpInAWindow()

@@ -77,6 +77,12 @@ void tst_ModelsView::choosesAModel()
     QCOMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
     scene.manager->select(modelAt(HttpServer::closedUrl(u"/test.gguf"_s)));
     QCOMPARE(scene.modelsView->selected(), -1);
+    // An entry is known by its id alone.
+    LocalModel elsewhere = LocalModel::catalog().at(1);
+    elsewhere.url = HttpServer::closedUrl(u"/test.gguf"_s);
+    scene.manager->select(elsewhere);
+    QCOMPARE(scene.modelsView->selected(), 1);
+    QVERIFY(choice(*scene.modelsView, 1).isSelected());
 }
 
 void tst_ModelsView::namesEachState()

@@ -1,3 +1,4 @@
+#include "tests/support/HttpServer.h"
 #include "tests/ui/PanelTest.h"
 
 #include <QAccessible>
@@ -36,6 +37,8 @@ void describe(QAccessibleInterface *element, int depth, QStringList &lines)
         line += u" focusable"_s;
     if (state.focused)
         line += u" focused"_s;
+    if (state.checked)
+        line += u" checked"_s;
     if (state.disabled)
         line += u" disabled"_s;
     if (state.readOnly)
@@ -81,6 +84,8 @@ private Q_SLOTS:
     void looksToAScreenReaderAsItDid();
     void everyControlHasANameAndAPress();
     void aScreenReaderAnswersTheCard();
+    void aScreenReaderChoosesAModel_data();
+    void aScreenReaderChoosesAModel();
 };
 
 void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
@@ -90,6 +95,32 @@ void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
         PanelScene scene(Model::missing);
         scene.setTrusted(false);
         tree += section(u"Set-up"_s, scene);
+    }
+    {
+        HttpServer server;
+        server.setAnswer(u"/model.gguf"_s, {.body = QByteArray(10'000, 'x'), .holdAfter = 2500});
+        LocalModel model = LocalModel::catalog().first();
+        model.url = server.url(u"/model.gguf"_s);
+        PanelScene scene(Model::missing);
+        scene.manager->select(model);
+        scene.click(u"modelPicker"_s);
+        QTRY_VERIFY(scene.find(u"modelPickerRow1"_s));
+        tree += section(u"The list of models is open"_s, scene);
+        scene.key(Qt::Key_Escape);
+        QTRY_VERIFY(!scene.find(u"modelPickerRow1"_s));
+        scene.click(u"downloadButton"_s);
+        QTRY_COMPARE(scene.modelsView->progress(), 0.25);
+        tree += section(u"A model is on its way"_s, scene);
+        scene.click(u"cancelDownloadButton"_s);
+    }
+    {
+        PanelScene scene(Model::loading);
+        tree += section(u"A model is being loaded"_s, scene);
+        scene.engine->releaseLoad();
+        QTRY_VERIFY(scene.modelsView->isLoaded());
+        scene.click(u"modelMenuButton"_s);
+        QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
+        tree += section(u"The menu of models is open"_s, scene);
     }
     {
         PanelScene scene(Model::unreadable);
@@ -174,6 +205,43 @@ void tst_PanelAccessibility::aScreenReaderAnswersTheCard()
     allow->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
     QTRY_VERIFY(!scene.session->isRunning());
     QCOMPARE(scene.platform.desk.trashed.size(), 1);
+}
+
+void tst_PanelAccessibility::aScreenReaderChoosesAModel_data()
+{
+    QTest::addColumn<Model>("model");
+    QTest::addColumn<QAccessible::Role>("control");
+    QTest::addColumn<QAccessible::Role>("choice");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("from the card")
+        << Model::missing << QAccessible::ComboBox << QAccessible::ListItem
+        << u"Llama 3.2 3B Instruct — Smarter planning · ~2 GB"_s;
+    QTest::newRow("from the menu") << Model::loaded << QAccessible::Button << QAccessible::MenuItem
+                                   << u"Llama 3.2 3B Instruct"_s;
+}
+
+void tst_PanelAccessibility::aScreenReaderChoosesAModel()
+{
+    QFETCH(const Model, model);
+    QFETCH(const QAccessible::Role, control);
+    QFETCH(const QAccessible::Role, choice);
+    QFETCH(const QString, name);
+    PanelScene scene(model);
+    const auto press = [&scene](const QString &what, QAccessible::Role role) {
+        QAccessibleInterface *const element =
+            elementNamed(QAccessible::queryAccessibleInterface(scene.window.get()), what, role);
+        if (element == nullptr || !element->actionInterface())
+            return false;
+        element->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
+        return true;
+    };
+    QVERIFY(press(u"Model"_s, control));
+    const QString row =
+        choice == QAccessible::MenuItem ? u"modelMenuItem1"_s : u"modelPickerRow1"_s;
+    QTRY_VERIFY(scene.find(row));
+    QVERIFY(press(name, choice));
+    QTRY_COMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
+    QTRY_VERIFY(!scene.find(row));
 }
 
 PANEL_TEST_MAIN(tst_PanelAccessibility)

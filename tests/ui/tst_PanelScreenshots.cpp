@@ -64,6 +64,16 @@ const QList<State> &states()
          }},
         {"unreadable", Model::unreadable,
          [](PanelScene &scene, HttpServer &) { QTRY_VERIFY(scene.find(u"tryAgainButton"_s)); }},
+        {"failed-smallest", Model::missing,
+         [](PanelScene &scene, HttpServer &server) {
+             scene.window->resize(640, 460);
+             startDownload(scene, server, {.status = 404});
+             QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+             scene.item(u"failureMessage"_s)
+                 .setProperty("text", u"Error transferring https://models.example/a/model/of/a/"
+                                      "very/long/name/resolve/main/model.gguf — server replied: "
+                                      "Service Unavailable, please come back tomorrow"_s);
+         }},
         {"loading", Model::loading, [](PanelScene &, HttpServer &) {}},
         {"empty", Model::loaded, [](PanelScene &, HttpServer &) {}},
         {"typing", Model::loaded,
@@ -92,6 +102,15 @@ const QList<State> &states()
              addHistory(scene);
              scene.engine->addReplies({Say::listWindows, Say::trashOld});
              scene.submit(u"Tidy up my Downloads folder"_s);
+             QTRY_VERIFY(scene.sessionView->isPending());
+         }},
+        {"confirm-script", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             addHistory(scene);
+             const QString line = uR"(tell application \"Finder\" to empty the trash\n)"_s;
+             scene.engine->addReplies(
+                 {uR"({"action":"applescript","script":"%1"})"_s.arg(line.repeated(30))});
+             scene.submit(u"Empty the trash"_s);
              QTRY_VERIFY(scene.sessionView->isPending());
          }},
         {"declined", Model::loaded,

@@ -16,6 +16,12 @@ constexpr std::chrono::milliseconds silentSettle{150};
 
 // A new layout, and a keyboard that comes into use because we let go of its keys.
 constexpr int maxReadings = 5;
+
+// Without it the key would do something else.
+[[noreturn]] void failWithoutModifier()
+{
+    throw Failure("The keyboard layout lacks one of the modifier keys.");
+}
 } // namespace
 
 Typist::~Typist()
@@ -78,8 +84,11 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
          {std::pair(Modifier::shift, uint8_t{XCB_MOD_MASK_SHIFT}),
           std::pair(Modifier::control, uint8_t{XCB_MOD_MASK_CONTROL}),
           std::pair(Modifier::alt, m_map->alt())}) {
-        if ((modifiers & static_cast<uint8_t>(modifier)) != 0)
-            held |= mask;
+        if ((modifiers & static_cast<uint8_t>(modifier)) == 0)
+            continue;
+        if (mask == 0)
+            failWithoutModifier();
+        held |= mask;
     }
     hold(held);
     m_pressed = stroke->code;
@@ -195,7 +204,7 @@ void Typist::hold(uint8_t modifiers)
             continue;
         const std::optional<xcb_keycode_t> key = m_map->holder(modifier);
         if (!key)
-            throw Failure("The keyboard layout lacks one of the modifier keys.");
+            failWithoutModifier();
         m_keyboard.fake(*key, true);
         m_held.emplace(modifier, *key);
     }

@@ -25,6 +25,14 @@ class FakeFileManager : public QObject, protected QDBusContext
 public:
     QList<QStringList> shown;
     bool fails = false;
+    bool hangs = false;
+
+    /// Comes round to what it hung at, and fails.
+    void comeRound()
+    {
+        QDBusConnection(u"file manager"_s)
+            .send(m_hungAt.createErrorReply(QDBusError::Failed, u"Not today."_s));
+    }
 
 public Q_SLOTS:
     void ShowItems(const QStringList &uris, const QString &startupId)
@@ -33,7 +41,14 @@ public Q_SLOTS:
         shown.append(uris);
         if (fails)
             sendErrorReply(QDBusError::Failed, u"Not today."_s);
+        if (hangs) {
+            setDelayedReply(true);
+            m_hungAt = message();
+        }
     }
+
+private:
+    QDBusMessage m_hungAt;
 };
 
 Workspace &workspace()
@@ -55,6 +70,7 @@ private Q_SLOTS:
     void namesThatAreNoTextReachTheFileManager();
     void withoutSuchAFileManagerTheFolderOpens();
     void aFileManagerThatFailsLeavesTheFolderToBeOpened();
+    void aFileManagerThatHangsOpensNothingLater();
 
     void trashedItemsAreThereWithTheirOrigin();
     void aHomeWithoutAnyDataFolderGetsATrash();
@@ -89,19 +105,21 @@ void tst_LinuxFiles::initTestCase()
 {
     m_desktop = std::make_unique<VirtualDesktop>();
     const QString script = m_desktop->writeScript(
-        u"files"_s,
-        "echo \"$@\" > \"$HOME/opened.new\"; mv \"$HOME/opened.new\" \"$HOME/opened\"\n");
+        u"files"_s, "echo \"$@\" >> \"$HOME/opened.all\"; echo \"$@\" > \"$HOME/opened.new\"; mv "
+                    "\"$HOME/opened.new\" \"$HOME/opened\"\n");
     m_desktop->write(u".local/share/applications/files.desktop"_s,
                      "[Desktop Entry]\nType=Application\nName=Files\nExec=" + script.toUtf8() +
                          " %U\nMimeType=inode/directory;\n");
     m_desktop->write(u".config/mimeapps.list"_s,
                      "[Default Applications]\ninode/directory=files.desktop\n");
     m_desktop->write(u"Downloads/a b.txt"_s, "text");
+    QVERIFY(QDir(m_desktop->home()).mkpath(u"Papers"_s));
 }
 
 void tst_LinuxFiles::init()
 {
     QFile::remove(m_desktop->home(u"opened"_s));
+    QFile::remove(m_desktop->home(u"opened.all"_s));
     QDir::setCurrent(m_desktop->home());
 }
 
@@ -154,6 +172,22 @@ void tst_LinuxFiles::aFileManagerThatFailsLeavesTheFolderToBeOpened()
     QTRY_COMPARE_WITH_TIMEOUT(read(u"opened"_s), m_desktop->home(u"Downloads\n"_s).toUtf8(),
                               10'000);
     QCOMPARE(m_manager->shown.size(), 1);
+}
+
+void tst_LinuxFiles::aFileManagerThatHangsOpensNothingLater()
+{
+    START_FILE_MANAGER()
+    m_manager->hangs = true;
+    workspace().reveal(m_desktop->home(u"Downloads/a b.txt"_s).toStdString());
+    QTRY_COMPARE(m_manager->shown.size(), 1);
+    QTest::qWait(3100); // Until nobody waits for it any more.
+    m_manager->comeRound();
+    m_manager->hangs = false;
+    m_manager->fails = true;
+    workspace().reveal(m_desktop->home(u"Papers/x"_s).toStdString());
+    const QByteArray papers = m_desktop->home(u"Papers\n"_s).toUtf8();
+    QTRY_COMPARE_WITH_TIMEOUT(read(u"opened"_s), papers, 10'000);
+    QCOMPARE(read(u"opened.all"_s), papers);
 }
 
 void tst_LinuxFiles::trashedItemsAreThereWithTheirOrigin()

@@ -321,6 +321,9 @@ private Q_SLOTS:
     void shortcutsWorkInForeignLayouts_data();
     void shortcutsWorkInForeignLayouts();
 
+    void aModifierThatTheLayoutLacksIsTold_data();
+    void aModifierThatTheLayoutLacksIsTold();
+
     void theApplicationBehindOurWindowGetsTheText();
     void typingStopsWhenAnotherWindowComesForward();
     void anApplicationThatHangsGetsNothing();
@@ -586,6 +589,26 @@ void tst_LinuxKeyboard::shortcutsWorkInForeignLayouts()
     QCOMPARE(pressed(u"s"_s, u"command"_s), u"Pressed s."_s);
     QTRY_COMPARE_WITH_TIMEOUT(receiver->received().trimmed(), "kept"_ba, 20'000);
     QCOMPARE(keyboardMap(), map);
+}
+
+void tst_LinuxKeyboard::aModifierThatTheLayoutLacksIsTold_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<QString>("modifier");
+    QTest::newRow("Alt") << u"mod1"_s << u"option"_s;
+    QTest::newRow("Control") << u"control"_s << u"command"_s;
+}
+
+void tst_LinuxKeyboard::aModifierThatTheLayoutLacksIsTold()
+{
+    QFETCH(QString, name);
+    QFETCH(QString, modifier);
+    const auto receiver = terminal(*m_desktop, u"lacking"_s);
+    (void)output(u"xmodmap"_s, {u"-e"_s, u"clear "_s + name});
+    QCOMPARE(pressed(u"x"_s, modifier),
+             u"PlatformError: The keyboard layout lacks one of the modifier keys."_s);
+    QCOMPARE(pressed(u"y"_s), u"Pressed y."_s);
+    QTRY_COMPARE(receiver->received(), "y"_ba);
 }
 
 void tst_LinuxKeyboard::theApplicationBehindOurWindowGetsTheText()

@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
+#include <QTemporaryDir>
 #include <QTest>
 
 #include <csignal>
@@ -34,6 +35,8 @@ class tst_VirtualDesktop : public QObject
 private Q_SLOTS:
     void nothingIsLeftOfOne();
     void nothingRunsAfterACrash();
+    void severalStandSideBySide();
+    void withoutAServerTheTestFails();
 };
 
 void tst_VirtualDesktop::nothingIsLeftOfOne()
@@ -63,6 +66,39 @@ void tst_VirtualDesktop::nothingRunsAfterACrash()
     QDir(folder + u"/.."_s).removeRecursively();
 }
 
+void tst_VirtualDesktop::severalStandSideBySide()
+{
+    const VirtualDesktop desktop;
+    QProcess other;
+    other.start(QCoreApplication::applicationFilePath(), {u"stay"_s});
+    QTRY_VERIFY_WITH_TIMEOUT(other.canReadLine(), 60'000);
+    const QString folder = QString::fromUtf8(other.readLine().trimmed());
+    QVERIFY(folder != desktop.home());
+    QVERIFY(!processesOf(folder).isEmpty());
+    QVERIFY(!processesOf(desktop.home()).isEmpty());
+    other.closeWriteChannel();
+    QVERIFY(other.waitForFinished());
+    QCOMPARE(other.exitCode(), 0);
+    QTRY_COMPARE(processesOf(folder), QStringList());
+    QVERIFY(!processesOf(desktop.home()).isEmpty());
+}
+
+void tst_VirtualDesktop::withoutAServerTheTestFails()
+{
+    const QTemporaryDir folder;
+    QProcess failing;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"PATH"_s, folder.path());
+    environment.insert(u"TMPDIR"_s, folder.path());
+    failing.setProcessEnvironment(environment);
+    failing.start(QCoreApplication::applicationFilePath(), {u"stay"_s});
+    QVERIFY(failing.waitForFinished());
+    QCOMPARE(failing.exitStatus(), QProcess::CrashExit);
+    const QByteArray told = failing.readAllStandardError();
+    QVERIFY2(told.contains("Xvfb is not installed."), told);
+    QCOMPARE(processesOf(folder.path()), QStringList());
+}
+
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
@@ -73,6 +109,13 @@ int main(int argc, char **argv)
         std::puts(qPrintable(desktop.home()));
         std::fflush(stdout);
         raise(SIGKILL);
+    }
+    if (argc == 2 && qstrcmp(argv[1], "stay") == 0) {
+        const VirtualDesktop desktop;
+        std::puts(qPrintable(desktop.home()));
+        std::fflush(stdout);
+        (void)std::getchar(); // Until nobody is interested any more.
+        return 0;
     }
     tst_VirtualDesktop test;
     return QTest::qExec(&test, argc, argv);

@@ -1,0 +1,78 @@
+#include "app/QuickPanelWindow.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QGuiApplication>
+#include <QQuickWindow>
+#include <QTest>
+
+class tst_QuickPanelWindow : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void isKnownToTheShellWhileItLives();
+    void tellsWheneverTheSystemHasMadeItsWindow();
+    void isShownUnlessItIsHiddenMinimisedOrClosed();
+};
+
+void tst_QuickPanelWindow::isKnownToTheShellWhileItLives()
+{
+    FakePlatform platform;
+    QQuickWindow window;
+    {
+        QuickPanelWindow panel(window, [] {});
+        QCOMPARE(platform.panels.windows(), QList<PanelWindow *>{&panel});
+    }
+    QVERIFY(platform.panels.windows().isEmpty());
+}
+
+void tst_QuickPanelWindow::tellsWheneverTheSystemHasMadeItsWindow()
+{
+    FakePlatform platform;
+    QQuickWindow window;
+    int made = 0;
+    QuickPanelWindow panel(window, [&made] { ++made; });
+    QCOMPARE(made, 0);
+    QVERIFY(panel.handle() != 0);
+    QCOMPARE(made, 1);
+    panel.show();
+    panel.hide();
+    panel.show();
+    QCOMPARE(made, 1);
+    // What was done to the system's window is lost with it.
+    panel.close();
+    panel.show();
+    QCOMPARE(made, 2);
+}
+
+void tst_QuickPanelWindow::isShownUnlessItIsHiddenMinimisedOrClosed()
+{
+    FakePlatform platform;
+    QQuickWindow window;
+    QuickPanelWindow panel(window, [] {});
+    QVERIFY(!panel.isShown());
+    panel.show();
+    QVERIFY(panel.isShown());
+    panel.hide();
+    QVERIFY(!panel.isShown());
+    panel.show();
+    panel.minimise();
+    QVERIFY(!panel.isShown());
+    panel.show();
+    QVERIFY(panel.isShown());
+    panel.close();
+    QVERIFY(!panel.isShown());
+    panel.show();
+    QVERIFY(panel.isShown());
+}
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
+    const QGuiApplication application(argc, argv);
+    tst_QuickPanelWindow test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_QuickPanelWindow.moc"

@@ -1,0 +1,89 @@
+#include "platform/linux/AtSpiPeers.h"
+
+#include <QDir>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QTemporaryDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+
+namespace {
+constexpr auto limit = 20s;
+
+/// An application that others may connect to.
+class PeerServer
+{
+public:
+    explicit PeerServer(const QString &socket)
+    {
+        if (!m_server.listen(socket))
+            qFatal("%s", qPrintable(m_server.errorString()));
+    }
+
+    [[nodiscard]] QByteArray address() const
+    {
+        return "unix:path=" + m_server.fullServerName().toUtf8();
+    }
+
+    /// Takes the next connection and ends it again.
+    void hangUp()
+    {
+        QVERIFY(m_server.waitForNewConnection(20'000));
+        std::unique_ptr<QLocalSocket>(m_server.nextPendingConnection())->abort();
+    }
+
+private:
+    QLocalServer m_server;
+};
+
+// The files that this process has open.
+qsizetype openFiles()
+{
+    return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size();
+}
+} // namespace
+
+class tst_AtSpiPeers : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void connectionsAreKeptByApplicationAndName();
+    void connectionsToApplicationsThatEndedAreLetGo();
+};
+
+void tst_AtSpiPeers::connectionsAreKeptByApplicationAndName()
+{
+    const QTemporaryDir folder;
+    const PeerServer application(folder.filePath(u"one"_s));
+    AtSpiPeers peers;
+    QVERIFY(!peers.find(ProcessId{7}, ":1.7"));
+    peers.connect(ProcessId{7}, ":1.7", application.address(), limit);
+    const std::shared_ptr<PrivateBus> peer = peers.find(ProcessId{7}, ":1.7");
+    QVERIFY(peer && peer->isOpen());
+    QVERIFY(!peers.find(ProcessId{8}, ":1.7"));
+    QVERIFY(!peers.find(ProcessId{7}, ":1.8"));
+    peers.drop(ProcessId{7}, ":1.7");
+    QVERIFY(!peers.find(ProcessId{7}, ":1.7"));
+}
+
+void tst_AtSpiPeers::connectionsToApplicationsThatEndedAreLetGo()
+{
+    const QTemporaryDir folder;
+    PeerServer ended(folder.filePath(u"ended"_s));
+    AtSpiPeers peers;
+    peers.connect(ProcessId{1}, ":1.1", ended.address(), limit);
+    ended.hangUp();
+    const qsizetype before = openFiles();
+    for (int i = 2; i < 20; ++i) {
+        peers.connect(ProcessId{i}, ":1.1", ended.address(), limit);
+        ended.hangUp();
+    }
+    QVERIFY(!peers.find(ProcessId{1}, ":1.1"));
+    QCOMPARE(openFiles(), before);
+}
+
+QTEST_GUILESS_MAIN(tst_AtSpiPeers)
+#include "tst_AtSpiPeers.moc"
