@@ -6,6 +6,8 @@
 #include "executor/Executor.h"
 #include "inference/MainThread.h"
 #include "models/ModelManager.h"
+#include "platform/Platform.h"
+#include "platform/Workspace.h"
 
 #include <QPointer>
 
@@ -26,6 +28,18 @@ ChatMessage message(Role role, const QString &content)
 QString stateLine()
 {
     return QStringLiteral("\nState: ") + Executor::observe();
+}
+
+std::optional<ProcessId> frontProcess()
+{
+    const auto front = Platform::current().workspace().frontmostApplication();
+    return front ? std::optional(front->pid) : std::nullopt;
+}
+
+// Of the actions that are asked about, those that go to whatever is in front.
+bool goesToFront(const AgentAction &action)
+{
+    return action.name == u"click" || action.name == u"press_key";
 }
 } // namespace
 
@@ -150,6 +164,7 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         setStatus(title);
         clearPreview();
 
+        const auto front = goesToFront(*action) ? frontProcess() : std::nullopt;
         const Risk risk = Safety::assess(*action);
         if (!risk.isSafe()) {
             rewriteLine(turnIndex, step.id, QStringLiteral("Waiting for approval: ") + title,
@@ -171,6 +186,10 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
 
         QString result;
         try {
+            // What was approved was approved for that application.
+            if (!risk.isSafe() && goesToFront(*action) && frontProcess() != front)
+                throw ActionError(
+                    QStringLiteral("Another application has come to the front meanwhile."));
             result = co_await Executor::run(*action, task);
         } catch (const ActionError &failure) {
             error = failure.message; // what() ends at a null character, which a reply can hold.

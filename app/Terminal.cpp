@@ -39,6 +39,12 @@ void write(std::FILE *stream, const QString &text)
     std::fflush(stream);
 }
 
+// The lines within a text that others wrote stand apart, so that none passes for one of ours.
+QString indented(QString text)
+{
+    return text.replace(u'\n', QStringLiteral("\n    "));
+}
+
 bool changesDirection(QChar character)
 {
     switch (character.direction()) {
@@ -79,13 +85,13 @@ QString Terminal::plainText(const QString &text)
 void Terminal::print(const QString &line)
 {
     clearStatus();
-    write(stdout, plainText(line) + u'\n');
+    write(stdout, indented(plainText(line)) + u'\n');
 }
 
 void Terminal::complain(const QString &line)
 {
     clearStatus();
-    write(stderr, plainText(line) + u'\n');
+    write(stderr, indented(plainText(line)) + u'\n');
 }
 
 void Terminal::showStatus(const QString &status)
@@ -111,7 +117,7 @@ void Terminal::ask(const QString &question)
 {
     clearStatus();
     tcflush(STDIN_FILENO, TCIFLUSH);
-    write(stdout, plainText(question));
+    write(stdout, indented(plainText(question)));
     m_input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(m_input, &QSocketNotifier::activated, this, &Terminal::readAnswer);
 }

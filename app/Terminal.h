@@ -7,7 +7,7 @@
 /// The terminal, or the files in its place, that the program was started on. Main thread.
 ///
 /// Whatever it prints is plain text: control characters in what a model, a file name or another
-/// application said are shown, not obeyed.
+/// application said are shown, not obeyed, and line breaks in it start indented lines.
 class Terminal final : public QObject
 {
     Q_OBJECT

@@ -105,7 +105,8 @@ QCoro::Task<void> Executor::typeText(QString text)
     requireTrust("Accessibility permission is required to type. Enable it in System Settings → "
                  "Privacy & Security → Accessibility.");
     const ProcessId receiver = co_await KeyboardFocus::handOver();
-    const std::unique_ptr<KeyboardSource> source = Platform::current().keyboard().open(text);
+    const std::unique_ptr<KeyboardSource> source =
+        Platform::current().keyboard().open(text, receiver);
     bool isStillThere = true;
     for (const QString &piece : chunked(text, pieceSize)) {
         // Nobody else gets to read the rest.
@@ -132,8 +133,11 @@ QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
     const auto code = keyCodes().constFind(key.toLower());
     if (code == keyCodes().constEnd())
         throw ActionError(QStringLiteral("Unsupported key “") + key + QStringLiteral("”."));
-    (void)co_await KeyboardFocus::handOver();
-    const std::unique_ptr<KeyboardSource> source = Platform::current().keyboard().open({});
+    const ProcessId receiver = co_await KeyboardFocus::handOver();
+    if (!KeyboardFocus::isWith(receiver))
+        throw ActionError(QStringLiteral("The application is no longer in front."));
+    const std::unique_ptr<KeyboardSource> source =
+        Platform::current().keyboard().open({}, receiver);
     for (const bool isDown : {true, false}) {
         const KeyEvent event{.code = *code, .flags = flagsFor(modifiers), .isDown = isDown};
         co_await source->post(event);

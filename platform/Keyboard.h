@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/Workspace.h"
+
 #include <QFuture>
 #include <QString>
 
@@ -33,7 +35,8 @@ class KeyboardSource
 public:
     virtual ~KeyboardSource() = default;
 
-    /// Finishes when the event is on its way to the application in front.
+    /// Finishes when the event is on its way to the receiver. A key goes down for nobody else:
+    /// where another process has the keyboard by then, that is a PlatformError and the end.
     [[nodiscard]] virtual QFuture<void> post(const KeyEvent &event) = 0;
 
     /// Finishes when everything is as it was before; the last call.
@@ -46,6 +49,8 @@ class Keyboard
 public:
     virtual ~Keyboard() = default;
 
-    /// A source for one action. The text is all that its events are going to type.
-    [[nodiscard]] virtual std::unique_ptr<KeyboardSource> open(const QString &text) = 0;
+    /// A source for one action, for the process that has the keyboard. The text is all that its
+    /// events are going to type.
+    [[nodiscard]] virtual std::unique_ptr<KeyboardSource> open(const QString &text,
+                                                               ProcessId receiver) = 0;
 };

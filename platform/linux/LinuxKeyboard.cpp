@@ -101,7 +101,7 @@ QString keyboardProgram()
 class TypingProgram final : public KeyboardSource
 {
 public:
-    explicit TypingProgram(const QString &text) : m_process(new QProcess)
+    TypingProgram(const QString &text, ProcessId receiver) : m_process(new QProcess)
     {
         m_limit.setSingleShot(true);
         m_limit.setInterval(answerLimit);
@@ -116,7 +116,7 @@ public:
                          });
         QObject::connect(m_process, &QProcess::finished, &m_limit, [this] { end(); });
         m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process->start(keyboardProgram(), QStringList());
+        m_process->start(keyboardProgram(), {QString::number(static_cast<qint64>(receiver))});
         const QList<uint> symbols = symbolsOf(text);
         if (!symbols.isEmpty())
             (void)ask(request("expect", symbols));
@@ -219,7 +219,7 @@ private:
 };
 } // namespace
 
-std::unique_ptr<KeyboardSource> LinuxKeyboard::open(const QString &text)
+std::unique_ptr<KeyboardSource> LinuxKeyboard::open(const QString &text, ProcessId receiver)
 {
-    return std::make_unique<TypingProgram>(text);
+    return std::make_unique<TypingProgram>(text, receiver);
 }

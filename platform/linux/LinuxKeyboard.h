@@ -7,5 +7,5 @@
 class LinuxKeyboard final : public Keyboard
 {
 public:
-    std::unique_ptr<KeyboardSource> open(const QString &text) override;
+    std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };

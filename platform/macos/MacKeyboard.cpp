@@ -34,7 +34,9 @@ private:
 };
 } // namespace
 
-std::unique_ptr<KeyboardSource> MacKeyboard::open(const QString &)
+// An event leaves within the call that posts it, so nothing comes between it and the look at who
+// has the keyboard that its caller has just taken.
+std::unique_ptr<KeyboardSource> MacKeyboard::open(const QString &, ProcessId)
 {
     return std::make_unique<EventSource>();
 }

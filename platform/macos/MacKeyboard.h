@@ -6,5 +6,5 @@
 class MacKeyboard final : public Keyboard
 {
 public:
-    std::unique_ptr<KeyboardSource> open(const QString &text) override;
+    std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };

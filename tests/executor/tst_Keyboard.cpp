@@ -76,6 +76,7 @@ private Q_SLOTS:
     void anApplicationThatDoesNotComeForwardGetsNothing();
     void typingStopsWhenAnotherApplicationComesToTheFront();
     void typingStopsWhenOurOwnPanelComesToTheFront();
+    void aKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile();
     void failuresOfTheSystemArePassedOn();
 
 private:
@@ -161,6 +162,7 @@ void tst_Keyboard::textIsTypedAsItStands()
     QCOMPARE(typed(text), u"Typed text."_s);
     QCOMPARE(pieces(m_platform->keys.events), QStringList{text});
     QCOMPARE(m_platform->keys.announced, QStringList{text});
+    QCOMPARE(m_platform->keys.receivers, QList{notes});
     QCOMPARE(m_platform->keys.finishedSources, 1);
 }
 
@@ -237,6 +239,7 @@ void tst_Keyboard::keysHaveTheirCodes()
     const QList<KeyEvent> expected{{.code = code, .isDown = true}, {.code = code}};
     QCOMPARE(m_platform->keys.events, expected);
     QCOMPARE(m_platform->keys.announced, QStringList{QString()});
+    QCOMPARE(m_platform->keys.receivers, QList{notes});
     QCOMPARE(m_platform->keys.finishedSources, 1);
     QVERIFY(m_pauses->durations.isEmpty());
 }
@@ -410,6 +413,16 @@ void tst_Keyboard::typingStopsWhenOurOwnPanelComesToTheFront()
              u"ActionError: Typing stopped because the application is no longer in front."_s);
     QCOMPARE(pieces(m_platform->keys.events).size(), 1);
     QVERIFY(m_platform->desk.activated.isEmpty());
+}
+
+void tst_Keyboard::aKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile()
+{
+    m_pauses.reset();
+    m_platform->desk.focused = ourselves();
+    const Executor::PauseOverride theft(
+        [this](std::chrono::milliseconds, const auto &) { m_platform->desk.focused = mail; });
+    QCOMPARE(pressed(u"a"_s, u""_s), u"ActionError: The application is no longer in front."_s);
+    QVERIFY(isUntouched());
 }
 
 void tst_Keyboard::failuresOfTheSystemArePassedOn()

@@ -256,9 +256,10 @@ private:
 };
 } // namespace
 
-std::unique_ptr<KeyboardSource> FakeKeyboard::open(const QString &text)
+std::unique_ptr<KeyboardSource> FakeKeyboard::open(const QString &text, ProcessId receiver)
 {
     announced.append(text);
+    receivers.append(receiver);
     return std::make_unique<FakeSource>(*this);
 }
 

@@ -121,11 +121,12 @@ public:
     std::function<void()> afterEachEvent; ///< What else happens meanwhile.
 
     QList<KeyEvent> events;
-    QStringList announced; ///< The texts that sources were opened for.
+    QStringList announced;      ///< The texts that sources were opened for.
+    QList<ProcessId> receivers; ///< For whom they were opened.
     int openSources = 0;
     int finishedSources = 0;
 
-    std::unique_ptr<KeyboardSource> open(const QString &text) override;
+    std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };
 
 /// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.

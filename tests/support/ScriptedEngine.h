@@ -33,6 +33,8 @@ public:
     void holdGenerations() { m_generationGate.hold(); }
     /// Lets one generation go on, the waiting or the next one.
     void releaseGeneration() { m_generationGate.release(); }
+    /// Lets the waiting one go on and holds none from now on.
+    void stopHoldingGenerations() { m_generationGate.open(); }
     /// A piece from the generation that is running, sent from another thread.
     void sendPiece(const QString &piece) const;
     [[nodiscard]] bool isGenerating() const { return m_generationsRunning > 0; }
@@ -64,6 +66,12 @@ private:
     public:
         void hold() { m_held = true; }
         void release();
+        void open()
+        {
+            m_held = false;
+            release();
+            m_permits = 0;
+        }
 
         /// Small, because gcc 12 copies what is awaited.
         struct Pass

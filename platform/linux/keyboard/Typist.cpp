@@ -50,17 +50,30 @@ void Typist::type(std::span<const KeySymbol> symbols)
     prepare();
     if (!std::ranges::equal(symbols, m_expected | std::views::take(std::ssize(symbols))))
         m_expected.assign(symbols.begin(), symbols.end());
+    std::vector<Stroke> strokes;
     for (const KeySymbol symbol : symbols) {
-        if (!m_map->find(symbol))
+        if (!m_map->find(symbol)) {
+            deliver(strokes);
             borrowForExpected();
+        }
         const std::optional<Stroke> stroke = m_map->find(symbol);
         if (!stroke)
             throw Failure("The keyboard layout has no room for one of the characters.");
-        checkIsWanted();
-        hold(stroke->modifiers);
-        m_keyboard.fake(stroke->code, true);
-        m_keyboard.fake(stroke->code, false);
+        strokes.push_back(*stroke);
         m_expected.pop_front();
+    }
+    deliver(strokes);
+}
+
+// They leave in one piece: the keyboard changes hands before it or after it.
+void Typist::deliver(std::vector<Stroke> &strokes)
+{
+    const XKeyboard::Standstill standstill(m_keyboard);
+    checkIsWanted("Typing stopped because the application is no longer in front.");
+    for (const Stroke &stroke : std::exchange(strokes, {})) {
+        hold(stroke.modifiers);
+        m_keyboard.fake(stroke.code, true);
+        m_keyboard.fake(stroke.code, false);
     }
     hold(0);
     m_keyboard.flush();
@@ -77,7 +90,8 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
     }
     if (!stroke)
         throw Failure("The keyboard layout has no room for this key.");
-    checkIsWanted();
+    const XKeyboard::Standstill standstill(m_keyboard);
+    checkIsWanted("The application is no longer in front.");
 
     uint8_t held = stroke->modifiers;
     for (const auto &[modifier, mask] :
@@ -134,11 +148,15 @@ void Typist::prepare()
     }
 }
 
-// Whoever asked may have given up while the server took its time.
-void Typist::checkIsWanted() const
+// Whoever asked may have given up while the server took its time, and another window may have come
+// to the front while applications did.
+void Typist::checkIsWanted(const char *complaint) const
 {
+    const bool hasKeyboard = m_receiver.hasKeyboard();
     if (m_isGivenUp != 0)
         throw Failure("Typing was given up.");
+    if (!hasKeyboard)
+        throw Failure(complaint);
 }
 
 void Typist::read()

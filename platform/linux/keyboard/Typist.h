@@ -3,6 +3,7 @@
 #include "platform/linux/keyboard/BorrowedKeys.h"
 #include "platform/linux/keyboard/KeyMap.h"
 #include "platform/linux/keyboard/Modifier.h"
+#include "platform/linux/keyboard/Receiver.h"
 #include "platform/linux/keyboard/UsersKeys.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
@@ -11,15 +12,19 @@
 #include <map>
 #include <optional>
 #include <span>
+#include <vector>
 
-/// Types on the X server for one action, and leaves no trace there once it has finished. Takes the
-/// time that applications need to follow. Failures are thrown, with whatever was under way undone
-/// as far as the server still answers.
+/// Types on the X server for one action and one process, and leaves no trace there once it has
+/// finished. Takes the time that applications need to follow. Failures are thrown, with whatever
+/// was under way undone as far as the server still answers.
 class Typist
 {
 public:
     /// As soon as the flag is set, nothing more is typed.
-    explicit Typist(const volatile std::sig_atomic_t &isGivenUp) : m_isGivenUp(isGivenUp) {}
+    Typist(uint32_t receiver, const volatile std::sig_atomic_t &isGivenUp)
+        : m_isGivenUp(isGivenUp), m_receiver(m_keyboard, receiver)
+    {
+    }
     ~Typist();
     Typist(const Typist &) = delete;
     Typist &operator=(const Typist &) = delete;
@@ -27,10 +32,11 @@ public:
     /// What is going to be typed, so that keys can be borrowed for all of it at once.
     void expect(std::span<const KeySymbol> symbols);
 
-    /// Types the symbols one after the other.
+    /// Types the symbols one after the other, as long as the receiver has the keyboard.
     void type(std::span<const KeySymbol> symbols);
 
-    /// Presses a key with modifiers, a combination of Modifier, and releases it again.
+    /// Presses a key with modifiers, a combination of Modifier, if the receiver has the keyboard,
+    /// and releases it again.
     void press(KeySymbol symbol, uint8_t modifiers);
     void release();
 
@@ -39,7 +45,8 @@ public:
 
 private:
     void prepare();
-    void checkIsWanted() const;
+    void deliver(std::vector<Stroke> &strokes);
+    void checkIsWanted(const char *complaint) const;
     void read();
     void borrowForExpected();
     void borrow(std::span<const KeySymbol> symbols);
@@ -48,6 +55,7 @@ private:
 
     const volatile std::sig_atomic_t &m_isGivenUp;
     XKeyboard m_keyboard;
+    Receiver m_receiver;
     UsersKeys m_usersKeys{m_keyboard};
     BorrowedKeys m_borrowed{m_keyboard};
     std::optional<KeyMap> m_map;

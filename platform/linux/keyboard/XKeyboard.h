@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,28 @@ public:
 
     [[nodiscard]] xcb_connection_t *connection() const { return m_connection.get(); }
     [[nodiscard]] xcb_input_device_id_t device() const { return m_core; }
+    [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
+
+    /// As long as this lives, the server does nothing for anybody else, so that what is seen stays
+    /// so. For moments only: nobody's windows move meanwhile.
+    class Standstill
+    {
+    public:
+        explicit Standstill(XKeyboard &keyboard) : m_connection(keyboard.connection())
+        {
+            xcb_grab_server(m_connection);
+        }
+        ~Standstill()
+        {
+            xcb_ungrab_server(m_connection);
+            xcb_flush(m_connection);
+        }
+        Standstill(const Standstill &) = delete;
+        Standstill &operator=(const Standstill &) = delete;
+
+    private:
+        xcb_connection_t *m_connection;
+    };
 
     /// Presses or releases a key of the keyboard that belongs to no hardware.
     void fake(xcb_keycode_t code, bool isDown);
@@ -97,7 +120,6 @@ private:
     void listen();
     void hear();
     void hear(const xcb_generic_event_t &event);
-    [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
 
     std::unique_ptr<xcb_connection_t, Closed> m_connection;
     xcb_window_t m_root = XCB_WINDOW_NONE;

@@ -1,6 +1,7 @@
 // Types on the X server for the program that started it, one action long. It is a program of its
 // own so that keys and keyboard map go back to what they were however that program ends, and so
-// that a server which hangs holds nobody else up.
+// that a server which hangs holds nobody else up. Its argument is the process to type for: no other
+// one gets a key.
 //
 // One request a line, numbers in hexadecimal:
 //   expect SYMBOL…           what is going to be typed
@@ -15,6 +16,8 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdint>
+#include <cstdlib>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -55,7 +58,7 @@ void perform(Typist &typist, const std::string &request)
 }
 } // namespace
 
-int main()
+int main(int count, char **arguments)
 {
     // Whatever ends the program that started us leaves us the time to clean up.
     setsid();
@@ -63,7 +66,8 @@ int main()
         std::signal(number, SIG_IGN);
     std::signal(SIGTERM, &giveUp);
     try {
-        Typist typist(s_isGivenUp);
+        const unsigned long receiver = count > 1 ? std::strtoul(arguments[1], nullptr, 10) : 0;
+        Typist typist(static_cast<uint32_t>(receiver), s_isGivenUp);
         for (std::string request; std::getline(std::cin, request);) {
             perform(typist, request);
             std::cout << '\n' << std::flush;

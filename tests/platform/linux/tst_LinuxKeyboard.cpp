@@ -286,7 +286,9 @@ std::unique_ptr<Receiver> editor(VirtualDesktop &desktop, const QString &program
 // Types for another process than this one, which is going to be killed; says when it is at it.
 QCoro::Task<void> typeAndWait(KeyEvent event)
 {
-    const std::unique_ptr<KeyboardSource> source = Platform::current().keyboard().open(event.text);
+    const ProcessId front = Platform::current().workspace().focusedProcess().value_or(ProcessId{});
+    const std::unique_ptr<KeyboardSource> source =
+        Platform::current().keyboard().open(event.text, front);
     co_await source->post(event);
     std::puts("at it");
     std::fflush(stdout);
@@ -631,13 +633,13 @@ void tst_LinuxKeyboard::typingStopsWhenAnotherWindowComesForward()
         Platform::current().workspace().activate(ProcessId{other->process().processId()});
     });
     const QByteArray text = QByteArray("0123456789").repeated(100);
-    QCOMPARE(typed(QString::fromLatin1(text)),
-             u"ActionError: Typing stopped because the application is no longer in front."_s);
+    // Whoever notices it first says so.
+    QCOMPARE(typed(QString::fromLatin1(text)).section(u": "_s, 1),
+             u"Typing stopped because the application is no longer in front."_s);
     QTRY_VERIFY(!receiver->received().isEmpty());
     QVERIFY(receiver->received().size() < text.size());
     QVERIFY(text.startsWith(receiver->received()));
-    // Between our look and the key the window may change, but no more than the one piece is lost.
-    QVERIFY(other->received().size() <= 20);
+    QCOMPARE(other->received(), QByteArray());
 }
 
 void tst_LinuxKeyboard::anApplicationThatHangsGetsNothing()
@@ -689,8 +691,10 @@ void tst_LinuxKeyboard::aServerThatHangsIsTold()
     const auto receiver = terminal(*m_desktop, u"hanging"_s);
     const auto server = static_cast<pid_t>(m_desktop->server());
     QCOMPARE(kill(server, SIGSTOP), 0);
-    const auto post = []() -> QCoro::Task<QString> {
-        const std::unique_ptr<KeyboardSource> source = Platform::current().keyboard().open({});
+    const ProcessId terminal{receiver->process().processId()};
+    const auto post = [terminal]() -> QCoro::Task<QString> {
+        const std::unique_ptr<KeyboardSource> source =
+            Platform::current().keyboard().open({}, terminal);
         const KeyEvent event{.isDown = true, .text = u"text"_s};
         co_await source->post(event);
         co_return u"posted"_s;

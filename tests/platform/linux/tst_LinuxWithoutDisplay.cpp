@@ -76,7 +76,7 @@ void tst_LinuxWithoutDisplay::noPictureIsTaken()
 
 void tst_LinuxWithoutDisplay::typingSaysWhatIsMissing()
 {
-    const auto source = Platform::current().keyboard().open(u"text"_s);
+    const auto source = Platform::current().keyboard().open(u"text"_s, ProcessId{1});
     const QFuture<void> posted = source->post({.isDown = true, .text = u"text"_s});
     QTRY_VERIFY_WITH_TIMEOUT(posted.isFinished(), 20'000);
     try {

@@ -11,7 +11,7 @@ namespace {
 void post(const KeyEvent &event)
 {
     MacKeyboard keyboard;
-    const std::unique_ptr<KeyboardSource> source = keyboard.open({});
+    const std::unique_ptr<KeyboardSource> source = keyboard.open({}, ProcessId{7});
     QVERIFY(source->post(event).isFinished());
     QVERIFY(source->finish().isFinished());
 }
@@ -61,7 +61,7 @@ void tst_MacKeyboard::everySourceServesManyEvents()
 {
     {
         MacKeyboard keyboard;
-        const std::unique_ptr<KeyboardSource> source = keyboard.open(u"ab"_s);
+        const std::unique_ptr<KeyboardSource> source = keyboard.open(u"ab"_s, ProcessId{7});
         for (int i = 0; i < 50; ++i)
             QVERIFY(source->post({.isDown = i % 2 == 0, .text = u"ab"_s}).isFinished());
         QCOMPARE(Fake::livingObjects(), 1);

@@ -1,0 +1,196 @@
+#pragma once
+
+#include "executor/Executor.h"
+#include "platform/Platform.h"
+#include "tests/executor/Running.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDeadlineTimer>
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <bit>
+#include <csignal>
+#include <memory>
+
+#include <unistd.h>
+#include <xcb/xcb.h>
+
+/// What plays a part where somebody types: who listens, and what the X server knows.
+namespace Typists {
+constexpr int eventually = 60'000;
+
+inline QByteArray output(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    if (!process.waitForFinished(20'000) || process.exitCode() != 0)
+        qFatal("%s failed.", qPrintable(program));
+    return process.readAllStandardOutput();
+}
+
+/// What all keys mean.
+inline QByteArray keyboardMap()
+{
+    return output(QStringLiteral("xkbcomp"),
+                  {qEnvironmentVariable("DISPLAY"), QStringLiteral("-")});
+}
+
+/// How many keys are down, as the X server has it.
+inline int keysDown()
+{
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    const std::unique_ptr<xcb_query_keymap_reply_t, decltype(&std::free)> reply(
+        xcb_query_keymap_reply(connection.get(), xcb_query_keymap(connection.get()), nullptr),
+        &std::free);
+    int count = 0;
+    for (const uint8_t keys : reply->keys)
+        count += std::popcount(keys);
+    return count;
+}
+
+inline std::optional<ProcessId> focused()
+{
+    return Platform::current().workspace().focusedProcess();
+}
+
+/// Whether the process has the keyboard, asking for it where the window manager lets others keep
+/// it.
+inline bool isInFront(ProcessId process)
+{
+    if (focused() == process)
+        return true;
+    Platform::current().workspace().activate(process);
+    return false;
+}
+
+/// Gives the process the keyboard, without letting anything else of ours go on meanwhile.
+inline void giveKeyboard(ProcessId process)
+{
+    const QDeadlineTimer limit(eventually);
+    while (focused() != process) {
+        if (limit.hasExpired())
+            qFatal("The window does not come to the front.");
+        Platform::current().workspace().activate(process);
+        QTest::qSleep(10);
+    }
+}
+
+/// A terminal that writes down what is typed into it. Of the class that it is given.
+class Listener
+{
+public:
+    Listener(VirtualDesktop &desktop, const QString &windowClass)
+        : m_file(desktop.home(windowClass + QStringLiteral(".typed")))
+    {
+        QFile::remove(m_file);
+        QFile::remove(begun());
+        m_process = &desktop.start(
+            QStringLiteral("xterm"),
+            {QStringLiteral("-u8"), QStringLiteral("-xrm"),
+             QStringLiteral("*selectToClipboard: true"), QStringLiteral("-class"), windowClass,
+             QStringLiteral("-T"), windowClass, QStringLiteral("-e"), QStringLiteral("sh"),
+             QStringLiteral("-c"),
+             QStringLiteral("stty -icanon -echo -isig min 1; : > '%1'; exec cat > '%2'")
+                 .arg(begun(), m_file)});
+        if (!QTest::qWaitFor([&] { return isInFront(pid()) && QFile::exists(begun()); },
+                             eventually))
+            qFatal("The terminal does not come to the front.");
+        // It drops what comes before it has noticed that it is in front.
+        const QDeadlineTimer limit(eventually);
+        while (!received().endsWith('.')) {
+            if (limit.hasExpired())
+                qFatal("The terminal does not listen.");
+            giveKeyboard(pid());
+            (void)outcome(QStringLiteral("press_key"),
+                          {{QStringLiteral("key"), QStringLiteral(".")}});
+            (void)QTest::qWaitFor([&] { return received().endsWith('.'); }, 3000);
+        }
+        m_forgotten = received().size();
+    }
+    ~Listener()
+    {
+        m_process->kill();
+        m_process->waitForFinished(-1);
+    }
+    Listener(const Listener &) = delete;
+    Listener &operator=(const Listener &) = delete;
+
+    [[nodiscard]] ProcessId pid() const { return ProcessId{m_process->processId()}; }
+    [[nodiscard]] QByteArray received() const
+    {
+        QFile file(m_file);
+        return file.open(QIODevice::ReadOnly) ? file.readAll().mid(m_forgotten) : QByteArray();
+    }
+
+private:
+    [[nodiscard]] QString begun() const { return m_file + QStringLiteral(".begun"); }
+
+    QString m_file;
+    QProcess *m_process = nullptr;
+    qsizetype m_forgotten = 0;
+};
+
+/// A dialog that asks for a password.
+class PasswordDialog
+{
+public:
+    explicit PasswordDialog(VirtualDesktop &desktop)
+        : m_process(desktop.start(QStringLiteral("zenity"), {QStringLiteral("--password")}))
+    {
+        if (!QTest::qWaitFor([&] { return isInFront(pid()) && isSettled(); }, eventually))
+            qFatal("The dialog does not come to the front.");
+    }
+    ~PasswordDialog()
+    {
+        m_process.kill();
+        m_process.waitForFinished(-1);
+    }
+    PasswordDialog(const PasswordDialog &) = delete;
+    PasswordDialog &operator=(const PasswordDialog &) = delete;
+
+    [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
+
+    /// It has dealt with all that came with its being in front, or it would not answer.
+    [[nodiscard]] static bool isSettled()
+    {
+        return outcome(QStringLiteral("read_ui")).contains(QStringLiteral("OK"));
+    }
+
+    /// Confirms it, behind a mark that has to arrive, and returns what had been typed before.
+    [[nodiscard]] QByteArray takeContent()
+    {
+        giveKeyboard(pid());
+        const QDeadlineTimer limit(eventually);
+        while (m_process.state() != QProcess::NotRunning && !limit.hasExpired()) {
+            (void)output(QStringLiteral("xdotool"),
+                         {QStringLiteral("key"), QStringLiteral("bar"), QStringLiteral("Return")});
+            (void)m_process.waitForFinished(1000);
+        }
+        const QByteArray content = m_process.readAllStandardOutput();
+        return content.contains('|') ? content.left(content.indexOf('|')) : "no mark: " + content;
+    }
+
+private:
+    QProcess &m_process;
+};
+
+/// The processes that this one has started and that still run.
+inline QList<pid_t> ownProcesses()
+{
+    QList<pid_t> found;
+    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
+        QFile file(QStringLiteral("/proc/") + entry + QStringLiteral("/stat"));
+        if (entry.toInt() <= 0 || !file.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray stat = file.readAll();
+        const QList<QByteArray> fields = stat.mid(stat.lastIndexOf(')') + 2).split(' ');
+        if (fields.value(1).toInt() == getpid() && fields.value(0) != "Z")
+            found.append(entry.toInt());
+    }
+    return found;
+}
+} // namespace Typists

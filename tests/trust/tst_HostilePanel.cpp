@@ -1,0 +1,172 @@
+// What others wrote, and what a model makes of it, is shown in the real panel: as the characters
+// that it consists of, and as nothing more.
+
+#include "executor/Pause.h"
+#include "tests/trust/HostileTexts.h"
+#include "tests/ui/PanelTest.h"
+#include "ui/PreviewTail.h"
+
+#include <QQuickTextDocument>
+#include <QTextDocument>
+#include <QTextFormat>
+#include <QTextFrame>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int eventually = 30'000;
+
+// Texts that can be selected know one kind of line break and one kind of space.
+QString asLines(QString text)
+{
+    text.replace(u"\r\n"_s, u"\n"_s);
+    for (const char16_t lineEnd : {u'\r', u'\u2028', u'\u2029', u'\ufdd0', u'\ufdd1'})
+        text.replace(QChar(lineEnd), u'\n');
+    return text.replace(u'\u00a0', u' ');
+}
+} // namespace
+
+class tst_HostilePanel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { m_scene = std::make_unique<PanelScene>(); }
+    void cleanupTestCase() { m_scene.reset(); }
+    void init();
+
+    void whatIsShownIsPlainText_data();
+    void whatIsShownIsPlainText();
+    void aMegabyteIsShownInTime();
+
+private:
+    /// All texts in the panel, seen or not, take what they are given for what it is.
+    [[nodiscard]] bool isPlain() const;
+    [[nodiscard]] QStringList shown(const QString &name) const;
+    void start(const QString &task, const QStringList &replies);
+
+    const Executor::PauseOverride m_noPauses{[](std::chrono::milliseconds, const auto &) {}};
+    std::unique_ptr<PanelScene> m_scene;
+};
+
+void tst_HostilePanel::init()
+{
+    m_scene->session->setTurns({});
+    QTRY_COMPARE(m_scene->all(u"turn"_s).size(), 0);
+}
+
+bool tst_HostilePanel::isPlain() const
+{
+    const QList<QQuickItem *> texts = m_scene->allTexts();
+    for (QQuickItem *const item : texts) {
+        if (item->property("textFormat").toInt() != Qt::PlainText)
+            return false;
+        const auto *const source = item->property("textDocument").value<QQuickTextDocument *>();
+        if (!source)
+            continue;
+        // Nothing in it is a picture, a table, a list or a link.
+        const QTextDocument &document = *source->textDocument();
+        if (document.rootFrame()->childFrames().size() > 0)
+            return false;
+        for (const QTextFormat &format : document.allFormats()) {
+            if (format.isImageFormat() || format.isListFormat() || format.isTableFormat() ||
+                format.hasProperty(QTextFormat::AnchorHref))
+                return false;
+        }
+    }
+    return !texts.isEmpty();
+}
+
+QStringList tst_HostilePanel::shown(const QString &name) const
+{
+    QStringList texts;
+    for (QQuickItem *const item : m_scene->all(name))
+        texts << item->property("text").toString();
+    return texts;
+}
+
+void tst_HostilePanel::start(const QString &task, const QStringList &replies)
+{
+    for (const QString &reply : replies)
+        m_scene->engine->addReplies({reply});
+    m_scene->session->submit(task);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_scene->session->isRunning() || m_scene->session->pending(),
+                             eventually);
+}
+
+void tst_HostilePanel::whatIsShownIsPlainText_data()
+{
+    QTest::addColumn<qsizetype>("index");
+    for (qsizetype i = 0; i < hostileTexts().size(); ++i)
+        QTest::newRow(hostileTexts()[i].name) << i;
+}
+
+void tst_HostilePanel::whatIsShownIsPlainText()
+{
+    QFETCH(qsizetype, index);
+    const HostileText &hostile = hostileTexts()[index];
+    PanelScene &scene = *m_scene;
+    scene.engine->setPieceLength(10'000);
+    scene.platform.desk.front = Application{.pid = ProcessId{7}, .name = hostile.front};
+
+    // The text is typed, said in the end, asked about, and was the task in the first place.
+    start(hostile.text, {replyOf(u"type_text"_s, u"text"_s, hostile.text),
+                         replyOf(u"done"_s, u"message"_s, hostile.text)});
+    QTRY_VERIFY(!scene.session->isRunning());
+    const Turn turn = scene.session->turns().constFirst();
+    QTRY_COMPARE(shown(u"turnCommand"_s), QStringList{asLines(turn.command)});
+    QStringList lines;
+    for (const LogEntry &line : turn.log)
+        lines << asLines(line.text);
+    QTRY_COMPARE(shown(u"lineText"_s), lines);
+    if (turn.summary)
+        QTRY_COMPARE(shown(u"turnSummary"_s), QStringList{asLines(*turn.summary)});
+    QVERIFY(isPlain());
+
+    if (hostile.reason.isEmpty())
+        return;
+    scene.session->setTurns({});
+    start(u"Obey"_s, {hostile.obeyed});
+    QTRY_COMPARE(shown(u"confirmReason"_s), QStringList{hostile.reason});
+    // Markup would not take the room that its characters do.
+    QVERIFY(scene.item(u"confirmReason"_s).property("contentWidth").toReal() > 0);
+    QTRY_COMPARE(shown(u"lineText"_s),
+                 QStringList{asLines(scene.session->turns().constFirst().log.constFirst().text)});
+    QCOMPARE(shown(u"liveStatus"_s), QStringList{scene.session->status()});
+    QVERIFY(isPlain());
+    scene.session->resolve(false);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QTRY_COMPARE(shown(u"lineText"_s),
+                 QStringList{asLines(scene.session->turns().constFirst().log.constFirst().text)});
+    QVERIFY(isPlain());
+
+    // And while it is generated.
+    scene.engine->holdGenerations();
+    scene.engine->addReplies({replyOf(u"done"_s)});
+    scene.session->submit(u"Go on"_s);
+    QTRY_VERIFY(scene.engine->isGenerating());
+    scene.engine->sendPiece(hostile.text);
+    QTRY_COMPARE(shown(u"livePreview"_s), QStringList{previewTail(hostile.text)});
+    QVERIFY(isPlain());
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(!scene.session->isRunning());
+    QVERIFY(scene.platform.desk.trashed.isEmpty());
+}
+
+void tst_HostilePanel::aMegabyteIsShownInTime()
+{
+    // Longer than any reply: an error in the system's own words, and a task that was pasted.
+    const QString text = u"<b>no end</b> "_s.repeated(75'000);
+    m_scene->platform.language.outcome = ScriptError{text};
+    start(text, {replyOf(u"applescript"_s, u"script"_s, u"beep"_s), replyOf(u"done"_s)});
+    m_scene->session->resolve(true);
+    QTRY_VERIFY_WITH_TIMEOUT(!m_scene->session->isRunning(), eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(shown(u"lineText"_s).size(), 2, eventually);
+    QVERIFY(shown(u"lineText"_s).constFirst() ==
+            u"Running AppleScript — AppleScript error: "_s + text);
+    QVERIFY(isPlain());
+    QVERIFY(!m_scene->grab().isNull());
+}
+
+PANEL_TEST_MAIN(tst_HostilePanel)
+#include "tst_HostilePanel.moc"

@@ -1,0 +1,181 @@
+// What others wrote, and what a model makes of it, is printed in the terminal: as characters that
+// it shows, never as such that it obeys.
+
+#include "agent/AgentSession.h"
+#include "app/Terminal.h"
+#include "app/TerminalRunner.h"
+#include "executor/Pause.h"
+#include "models/ModelManager.h"
+#include "tests/support/FakePlatform.h"
+#include "tests/support/Program.h"
+#include "tests/support/ScriptedEngine.h"
+#include "tests/trust/HostileTexts.h"
+
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+using namespace Qt::StringLiterals;
+
+// This program plays both parts: the test starts it again, with an argument, as the one that runs
+// a task for each of the texts.
+namespace {
+// Stands before what is printed for each task.
+QString border(qsizetype index)
+{
+    return u"- - - 8< %1\n"_s.arg(index);
+}
+
+QCoro::Task<> playAll()
+{
+    const Executor::PauseOverride noPauses([](std::chrono::milliseconds, const auto &) {});
+    for (qsizetype i = 0; i < hostileTexts().size(); ++i) {
+        const HostileText &hostile = hostileTexts()[i];
+        FakePlatform platform;
+        platform.desk.front = Application{.pid = ProcessId{7}, .name = hostile.front};
+        const auto engine = std::make_shared<ScriptedEngine>();
+        engine->setPieceLength(10'000);
+        engine->setLoaded(true);
+        engine->addReplies({replyOf(u"type_text"_s, u"text"_s, hostile.text), hostile.obeyed,
+                            replyOf(u"done"_s, u"message"_s, hostile.text)});
+        ModelManager models(engine);
+        co_await models.loadIfNeeded();
+        AgentSession session(models);
+        Terminal terminal;
+        TerminalRunner runner(models, session, terminal);
+        terminal.print(border(i).trimmed());
+        (void)co_await runner.run(u"Look: "_s + hostile.text);
+        if (!platform.desk.trashed.isEmpty() || !platform.language.sources.isEmpty())
+            qFatal("That was not approved.");
+    }
+    QCoreApplication::exit(0);
+}
+
+// Control characters, apart from line ends, and what changes the direction of a text.
+bool isObeyed(QChar character)
+{
+    if (character == u'\n')
+        return false;
+    return character.category() == QChar::Other_Control ||
+           (character >= u'\u202a' && character <= u'\u202e') ||
+           (character >= u'\u2066' && character <= u'\u2069');
+}
+} // namespace
+
+class tst_HostileTerminal : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+
+    void whatIsPrintedIsPlainText_data();
+    void whatIsPrintedIsPlainText();
+    void aTerminalGetsNothingElseThanItsOwnControls();
+
+private:
+    [[nodiscard]] Program::Options options(Program::Input input) const;
+
+    QTemporaryDir m_home;
+    QStringList m_tasks; ///< What was printed for each of them.
+};
+
+Program::Options tst_HostileTerminal::options(Program::Input input) const
+{
+    Program::Options result;
+    for (const QString &name : {u"PATH"_s, u"ASAN_OPTIONS"_s, u"LSAN_OPTIONS"_s, u"TSAN_OPTIONS"_s})
+        result.environment[name] = qEnvironmentVariable(name.toUtf8().constData());
+    for (const QString &name : {u"HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CONFIG_HOME"_s})
+        result.environment[name] = m_home.path();
+    result.input = input;
+    result.hasNetwork = false;
+    return result;
+}
+
+void tst_HostileTerminal::initTestCase()
+{
+    Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s},
+                  options(Program::Input::nothing));
+    QCOMPARE(tasks.waitForExit(120'000), 0);
+    QCOMPARE(tasks.errors(), QString());
+    const QString output = tasks.output();
+    for (qsizetype i = 0; i < hostileTexts().size(); ++i)
+        m_tasks << output.section(border(i), 1).section(border(i + 1), 0, 0);
+}
+
+void tst_HostileTerminal::whatIsPrintedIsPlainText_data()
+{
+    QTest::addColumn<qsizetype>("index");
+    for (qsizetype i = 0; i < hostileTexts().size(); ++i)
+        QTest::newRow(hostileTexts()[i].name) << i;
+}
+
+void tst_HostileTerminal::whatIsPrintedIsPlainText()
+{
+    QFETCH(qsizetype, index);
+    const HostileText &hostile = hostileTexts()[index];
+    const QString printed = m_tasks[index];
+    QVERIFY(std::ranges::none_of(printed, isObeyed));
+
+    // The characters that would be obeyed are replaced, and half ones; the others are as they were.
+    QString plain = QString::fromUtf8(hostile.text.toUtf8());
+    for (QChar &character : plain) {
+        if (isObeyed(character))
+            character = QChar::ReplacementCharacter;
+    }
+    for (const QString &line : plain.trimmed().split(u'\n'))
+        QVERIFY2(printed.contains(line), qPrintable(printed.left(1000)));
+
+    // A line of the transcript begins at the margin, and nobody else's text does.
+    int endings = 0;
+    for (const QString &line : printed.split(u'\n'))
+        endings += line.startsWith(u"  ✔ "_s) ? 1 : 0;
+    QVERIFY(endings <= 1);
+    QCOMPARE(printed.count(u"[y/N] — nobody to ask here\n"_s), hostile.reason.isEmpty() ? 0 : 1);
+    // Nothing in between is read as a reply, so that the last thing said is what ended it.
+    const bool isReadable =
+        !hostile.text.contains(QChar(0xd800)) && !hostile.text.contains(QChar(0xdc00));
+    QCOMPARE(endings, hostile.reason.isEmpty() && isReadable ? 1 : 0);
+}
+
+void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
+{
+    // On a terminal there is a line that is written over, and a question for each.
+    Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s},
+                  options(Program::Input::terminal));
+    for (qsizetype i = 0; i < hostileTexts().size(); ++i) {
+        if (hostileTexts()[i].reason.isEmpty())
+            continue;
+        QVERIFY(tasks.waitForOutput(border(i).toUtf8()));
+        const auto asks = [&] {
+            return tasks.output().section(border(i), 1).endsWith(u"[y/N] "_s);
+        };
+        for (const QDeadlineTimer limit(30'000); !asks() && !limit.hasExpired();)
+            (void)tasks.waitForOutput("what it never prints", 10);
+        QVERIFY(asks());
+        tasks.type("n\n");
+    }
+    QCOMPARE(tasks.waitForExit(120'000), 0);
+    QString output = tasks.output();
+    QVERIFY(output.contains(u"\r\u001b[K"_s));
+    output.remove(u"\r\u001b[K"_s);
+    QVERIFY(std::ranges::none_of(output, isObeyed));
+}
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setOrganizationName(u"Quillon"_s);
+    QCoreApplication::setApplicationName(u"Quillon"_s);
+    if (argc == 2 && argv[1] == "--play"_ba) {
+        QCoro::Task<> playing;
+        QTimer::singleShot(0, QCoreApplication::instance(), [&] { playing = playAll(); });
+        return QCoreApplication::exec();
+    }
+    tst_HostileTerminal test;
+    return QTest::qExec(&test, argc, argv);
+}
+
+#include "tst_HostileTerminal.moc"
