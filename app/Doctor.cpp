@@ -44,7 +44,7 @@ bool isThere(const LocalModel &model)
 std::optional<qint64> roomIn(const QString &folder)
 {
     std::error_code error;
-    const auto space = std::filesystem::space(QFile::encodeName(folder).toStdString(), error);
+    const auto space = std::filesystem::space(QFile::encodeName(folder).constData(), error);
     if (error)
         return std::nullopt;
     return static_cast<qint64>(space.available);

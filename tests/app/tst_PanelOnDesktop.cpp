@@ -400,10 +400,11 @@ void tst_PanelOnDesktop::fiftyQuickTogglesLeaveAPanelThatWorks()
         wasHidden = hidden;
         return looks >= 5;
     }());
+    const auto isAt = [&](bool hidden) { return hidden ? isHidden() : panelHasTheKeyboard(); };
     press(u"alt+space"_s);
-    QTRY_COMPARE(isHidden(), !wasHidden);
+    QTRY_VERIFY(isAt(!wasHidden));
     press(u"alt+space"_s);
-    QTRY_COMPARE(isHidden(), wasHidden);
+    QTRY_VERIFY(isAt(wasHidden));
     if (wasHidden)
         press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
