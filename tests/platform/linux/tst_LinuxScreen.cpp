@@ -15,9 +15,14 @@ namespace {
 class OwnWindow
 {
 public:
-    OwnWindow()
-        : m_connection(xcb_connect(nullptr, nullptr)), m_window(xcb_generate_id(m_connection))
+    OwnWindow() : m_connection(xcb_connect(nullptr, nullptr))
     {
+        // The server gives the first numbers of a client that has just ended to the next one, and
+        // a busy openbox takes the new window for the old one.
+        static int s_used = 100;
+        for (int i = 0; i < s_used; ++i)
+            m_window = xcb_generate_id(m_connection);
+        ++s_used;
         const xcb_screen_t *const screen =
             xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
         xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, m_window, screen->root, 0, 0, 50, 50,
@@ -35,7 +40,7 @@ public:
 
 private:
     xcb_connection_t *m_connection;
-    xcb_window_t m_window;
+    xcb_window_t m_window = XCB_WINDOW_NONE;
 };
 
 Workspace &workspace()
