@@ -296,11 +296,11 @@ void tst_LinuxApplications::launchingBringsForwardWhatRuns()
 {
     TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
     TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
-    QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Claims — a"_s);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — b; Claims — a"_s);
     QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"claims"_s}}), u"Claims is now frontmost."_s);
     QTRY_COMPARE(Executor::observe(), u"Frontmost app: Claims. Windows: Claims — a; Bears — b"_s);
     other.iconify();
-    QTRY_COMPARE(Executor::windowSummary(), u"Claims — a"_s);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Claims. Windows: Claims — a"_s);
     QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"bears"_s}}), u"Bears is now frontmost."_s);
     QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — b; Claims — a"_s);
     other.end();
@@ -313,7 +313,7 @@ void tst_LinuxApplications::openingInARunningApplicationBringsItForward()
     QTRY_VERIFY(Executor::appURL(u"Tabs"_s));
     TestWindow browser(*m_desktop, u"a"_s, u"tabs.Tabs"_s);
     TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
-    QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Tabs — a"_s);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — b; Tabs — a"_s);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"tabs"_s}}),
              u"Opened example.com in Tabs."_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Tabs — a; Bears — b"_s);
