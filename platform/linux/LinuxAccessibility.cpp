@@ -35,6 +35,6 @@ void LinuxAccessibility::requestTrust()
 std::unique_ptr<AccessibleTree> LinuxAccessibility::open(ProcessId application, milliseconds limit)
 {
     const auto deadline = steady_clock::now() + limit;
-    return std::make_unique<AtSpiTree>(ask(m_worker, &AtSpiBus::connect).value_or(nullptr),
-                                       m_peers, application, deadline);
+    return std::make_unique<AtSpiTree>(ask(m_worker, &AtSpiBus::connect).value_or(nullptr), m_peers,
+                                       application, deadline);
 }
