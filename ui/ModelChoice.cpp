@@ -2,8 +2,10 @@
 
 #include "models/ModelManager.h"
 
-ModelChoice::ModelChoice(ModelManager &models, const LocalModel &model, QObject *parent)
-    : QObject(parent), m_models(models), m_model(model)
+#include <utility>
+
+ModelChoice::ModelChoice(ModelManager &models, LocalModel model, QObject *parent)
+    : QObject(parent), m_models(models), m_model(std::move(model))
 {
     connect(&m_models, &ModelManager::selectedChanged, this, &ModelChoice::isSelectedChanged);
 }

@@ -19,7 +19,7 @@ class ModelChoice : public QObject
     Q_PROPERTY(bool isSelected READ isSelected NOTIFY isSelectedChanged)
 
 public:
-    ModelChoice(ModelManager &models, const LocalModel &model, QObject *parent);
+    ModelChoice(ModelManager &models, LocalModel model, QObject *parent);
 
     [[nodiscard]] const QString &name() const { return m_model.name; }
     /// The name and what the model is good for.

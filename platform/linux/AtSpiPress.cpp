@@ -41,6 +41,7 @@ std::optional<dbus_int32_t> clickAction(PrivateBus &bus, const DBusObject &eleme
     const dbus_int32_t count =
         std::min(DBusValues::number(counted.front()).value_or(0), maxActions);
     std::vector<DBusMessagePtr> calls;
+    calls.reserve(static_cast<size_t>(std::max(count, 0)));
     for (dbus_int32_t i = 0; i < count; ++i)
         calls.push_back(numbered(element, action, "GetName", i));
     QStringList names;

@@ -22,14 +22,14 @@ std::optional<T> basic(const DBusMessagePtr &reply, int type)
     if (!at)
         return std::nullopt;
     T value{};
-    dbus_message_iter_get_basic(&*at, &value);
+    dbus_message_iter_get_basic(&*at, static_cast<void *>(&value));
     return value;
 }
 
 QByteArray takeText(DBusMessageIter &at)
 {
     const char *text = nullptr;
-    dbus_message_iter_get_basic(&at, &text);
+    dbus_message_iter_get_basic(&at, static_cast<void *>(&text));
     dbus_message_iter_next(&at);
     return text;
 }

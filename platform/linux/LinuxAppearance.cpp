@@ -41,7 +41,8 @@ std::optional<Look::Color> color(const QVariant &value)
     argument >> result.red >> result.green >> result.blue;
     argument.endStructure();
     for (const double part : {result.red, result.green, result.blue}) {
-        if (!(part >= 0 && part <= 1))
+        const bool isPart = part >= 0 && part <= 1; // What is no number is none either.
+        if (!isPart)
             return std::nullopt;
     }
     return result;

@@ -22,7 +22,7 @@ constexpr xcb_keysym_t space = 0x0020;
 constexpr std::array<xcb_keysym_t, 2> altKeys{0xffe9, 0xffea};
 constexpr std::array<xcb_keysym_t, 2> lockKeys{0xff7f, 0xff14}; // Num Lock, Scroll Lock
 
-constexpr int modifiers = 8;
+constexpr size_t modifiers = 8;
 
 // Longer than any keyboard waits before it repeats a key that is held.
 constexpr quint32 longestRepeatGap = 3000;
@@ -62,16 +62,17 @@ public:
     [[nodiscard]] QList<quint16> modifiersOf(std::span<const xcb_keysym_t> wanted) const
     {
         QList<quint16> masks;
-        const int width = m_modifiers->keycodes_per_modifier;
-        const xcb_keycode_t *const codes = xcb_get_modifier_mapping_keycodes(m_modifiers.get());
-        for (int modifier = 0; modifier < modifiers; ++modifier) {
-            const std::span keys(codes + modifier * width, static_cast<size_t>(width));
+        const size_t width = m_modifiers->keycodes_per_modifier;
+        const std::span all(xcb_get_modifier_mapping_keycodes(m_modifiers.get()),
+                            modifiers * width);
+        for (size_t modifier = 0; modifier < modifiers; ++modifier) {
+            const auto keys = all.subspan(modifier * width, width);
             const bool isSet = std::ranges::any_of(keys, [&](xcb_keycode_t code) {
                 const std::span<const xcb_keysym_t> symbols = symbolsOf(code);
                 return std::ranges::find_first_of(symbols, wanted) != symbols.end();
             });
             if (isSet)
-                masks.append(static_cast<quint16>(1U << static_cast<unsigned>(modifier)));
+                masks.append(static_cast<quint16>(1U << modifier));
         }
         return masks;
     }
@@ -162,6 +163,7 @@ void LinuxHotKey::grab()
     xcb_connection_t *const connection = m_events->connection();
     const xcb_window_t root = m_events->root();
     std::vector<xcb_void_cookie_t> asked;
+    asked.reserve(m_grabbed.size() + wanted.size());
     for (const auto &[key, mask] : m_grabbed)
         asked.push_back(xcb_ungrab_key_checked(connection, key, root, mask));
     for (const auto &[key, mask] : wanted) {

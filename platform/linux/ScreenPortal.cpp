@@ -88,7 +88,7 @@ private Q_SLOTS:
                     : std::nullopt);
     }
 
-private:
+private: // NOLINT(readability-redundant-access-specifiers): those above are slots.
     // Takes the question off the user's screen.
     void withdraw() const
     {

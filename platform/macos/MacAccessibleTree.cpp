@@ -97,7 +97,8 @@ QList<QStringList> MacAccessibleTree::texts(const QList<ElementId> &elements,
 QList<bool> MacAccessibleTree::areHidden(const QList<ElementId> &elements)
 {
     // What is put away is not among anything's children here.
-    return QList<bool>(elements.size(), false);
+    QList<bool> none(elements.size(), false);
+    return none;
 }
 
 bool MacAccessibleTree::isTimeUp() const

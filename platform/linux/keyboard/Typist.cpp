@@ -28,7 +28,7 @@ Typist::~Typist()
 {
     try {
         finish();
-    } catch (const Failure &) {
+    } catch (const Failure &) { // NOLINT(bugprone-empty-catch)
         // Nobody is left who could do anything about it.
     }
 }

@@ -93,7 +93,7 @@ void XKeyboard::findDevices()
         throw Failure("The X server has no keyboard for programs.");
 }
 
-void XKeyboard::listen()
+void XKeyboard::listen() const
 {
     struct
     {
@@ -128,7 +128,7 @@ void XKeyboard::fake(const DeviceKey &key, bool isDown)
         --m_releases[key];
 }
 
-void XKeyboard::flush()
+void XKeyboard::flush() const
 {
     if (xcb_flush(connection()) <= 0)
         throw Failure("The X server went away.");
@@ -188,6 +188,7 @@ std::vector<DeviceKey> XKeyboard::heldKeys()
     std::vector<xcb_input_device_id_t> devices = m_others;
     devices.push_back(m_ours);
     std::vector<xcb_input_query_device_state_cookie_t> asked;
+    asked.reserve(devices.size());
     for (const xcb_input_device_id_t device : devices)
         asked.push_back(xcb_input_query_device_state(connection(), static_cast<uint8_t>(device)));
     std::vector<DeviceKey> held;
@@ -212,7 +213,7 @@ std::vector<DeviceKey> XKeyboard::heldKeys()
     return held;
 }
 
-std::vector<std::vector<xcb_keycode_t>> XKeyboard::modifierKeys()
+std::vector<std::vector<xcb_keycode_t>> XKeyboard::modifierKeys() const
 {
     const auto reply = answered(xcb_get_modifier_mapping_reply(
         connection(), xcb_get_modifier_mapping(connection()), nullptr));
@@ -235,13 +236,13 @@ XcbReply<xcb_xkb_get_state_reply_t> XKeyboard::state()
     return reply;
 }
 
-void XKeyboard::lock(uint8_t affected, uint8_t locked)
+void XKeyboard::lock(uint8_t affected, uint8_t locked) const
 {
     // What is latched for the next key of the user's is not meant for ours.
     xcb_xkb_latch_lock_state(connection(), m_core, affected, locked, 0, 0, 0xff, 0, 0);
 }
 
-std::vector<KeyEntry> XKeyboard::entries(xcb_keycode_t first, xcb_keycode_t last)
+std::vector<KeyEntry> XKeyboard::entries(xcb_keycode_t first, xcb_keycode_t last) const
 {
     const auto count = static_cast<uint8_t>(last - first + 1);
     const auto reply = answered(

@@ -70,7 +70,7 @@ public:
     void fake(const DeviceKey &key, bool isDown);
 
     /// Sends what has been asked for.
-    void flush();
+    void flush() const;
 
     /// Sends what has been asked for, waits until the server has done it, and hears what else has
     /// happened there.
@@ -90,17 +90,17 @@ public:
     [[nodiscard]] std::vector<DeviceKey> heldKeys();
 
     /// The keys of each of the eight modifiers.
-    [[nodiscard]] std::vector<std::vector<xcb_keycode_t>> modifierKeys();
+    [[nodiscard]] std::vector<std::vector<xcb_keycode_t>> modifierKeys() const;
 
     /// The group and the modifiers in effect. Hears what else has happened, as sync does.
     [[nodiscard]] XcbReply<xcb_xkb_get_state_reply_t> state();
 
     /// Locks those of the affected modifiers that are to be locked, and unlocks the others.
-    void lock(uint8_t affected, uint8_t locked);
+    void lock(uint8_t affected, uint8_t locked) const;
 
     /// What the keys from one code to another, both included, mean on the keyboard without
     /// hardware.
-    [[nodiscard]] std::vector<KeyEntry> entries(xcb_keycode_t first, xcb_keycode_t last);
+    [[nodiscard]] std::vector<KeyEntry> entries(xcb_keycode_t first, xcb_keycode_t last) const;
 
     /// Changes entries there, in one request, and becomes that keyboard. Entries between the first
     /// and the last stay as they are.
@@ -117,7 +117,7 @@ private:
 
     [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &extension, const char *complaint) const;
     void findDevices();
-    void listen();
+    void listen() const;
     void hear();
     void hear(const xcb_generic_event_t &event);
 

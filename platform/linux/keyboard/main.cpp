@@ -75,7 +75,7 @@ int main(int count, char **arguments)
         typist.finish();
         return 0;
     } catch (const std::exception &failure) {
-        std::cout << failure.what() << std::endl;
+        std::cout << failure.what() << '\n' << std::flush;
         return 1;
     }
 }
