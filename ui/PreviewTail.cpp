@@ -1,9 +1,9 @@
 #include "ui/PreviewTail.h"
 
-#include <QTextBoundaryFinder>
+#include "executor/Characters.h"
 
 namespace {
-constexpr int tailLength = 90;
+constexpr qsizetype tailLength = 90;
 } // namespace
 
 QString previewTail(const QString &preview)
@@ -12,11 +12,6 @@ QString previewTail(const QString &preview)
     line.replace(u'\n', u' ');
     if (line.size() <= tailLength)
         return line;
-    QTextBoundaryFinder characters(QTextBoundaryFinder::Grapheme, line);
-    characters.toEnd();
-    for (int count = 0; count < tailLength; ++count) {
-        if (characters.toPreviousBoundary() <= 0)
-            return line;
-    }
-    return line.sliced(characters.position());
+    const QList<qsizetype> ends = Executor::characterEnds(line);
+    return ends.size() <= tailLength ? line : line.sliced(ends[ends.size() - tailLength - 1]);
 }

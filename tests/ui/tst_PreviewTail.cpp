@@ -33,6 +33,9 @@ void tst_PreviewTail::showsTheEndAsOneLine_data()
     QTest::newRow("90 flags") << flag.repeated(90) << flag.repeated(90);
     QTest::newRow("91 flags") << flag.repeated(91) << flag.repeated(90);
     QTest::newRow("91 families") << family.repeated(91) << family.repeated(90);
+    // Which Qt alone would cut into halves.
+    QTest::newRow("91 flags behind an Indic letter")
+        << u"\u0915"_s + flag.repeated(91) << flag.repeated(90);
     QTest::newRow("91 accents") << accented.repeated(91) << accented.repeated(90);
     QTest::newRow("an accent at the cut")
         << u'e' + accented + QString(89, u'a') << accented + QString(89, u'a');
