@@ -2,16 +2,14 @@
 // beside.
 
 #include "platform/linux/LinuxInstance.h"
-#include "platform/linux/X11Desktop.h"
 #include "tests/platform/linux/TestWindow.h"
+#include "tests/support/Hands.h"
 #include "tests/support/VirtualDesktop.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QFile>
 #include <QPoint>
-#include <QRect>
-#include <QRegularExpression>
 #include <QTest>
 
 #include <csignal>
@@ -19,6 +17,7 @@
 
 #include <xcb/xcb.h>
 
+using namespace Hands;
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -57,41 +56,6 @@ public:
 private:
     QProcess m_process;
 };
-
-QByteArray output(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(20'000) || process.error() == QProcess::FailedToStart)
-        qFatal("%s does not work.", qPrintable(program));
-    return process.readAllStandardOutput();
-}
-
-void xdotool(const QStringList &arguments)
-{
-    (void)output(u"xdotool"_s, arguments);
-}
-
-void press(const QString &keys)
-{
-    xdotool({u"key"_s, keys});
-}
-
-QString id(const X11Window &window)
-{
-    return QString::number(static_cast<quint32>(window.id));
-}
-
-QRect geometry(const X11Window &window)
-{
-    const QByteArray text =
-        output(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s, id(window)});
-    const auto number = [&](const QString &name) {
-        const QRegularExpression line(name + u"=(-?\\d+)"_s);
-        return line.match(QString::fromUtf8(text)).captured(1).toInt();
-    };
-    return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
-}
 
 /// Whether a compositor is asked to blur what is behind the window.
 bool asksForBlur(const X11Window &window)
@@ -180,7 +144,7 @@ private:
         const std::optional<X11Window> found = panel();
         // The window manager's word and the X server's.
         return found && look().active && look().active->id == found->id &&
-               output(u"xdotool"_s, {u"getwindowfocus"_s}).trimmed() == id(*found).toLatin1();
+               xdotool({u"getwindowfocus"_s}).trimmed() == number(*found).toLatin1();
     }
 
     std::unique_ptr<VirtualDesktop> m_desktop;
@@ -209,7 +173,7 @@ void tst_PanelOnDesktop::thePanelCannotBeMadeSmallerThanItsContents()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowsize"_s, id(*panel()), u"100"_s, u"100"_s});
+    xdotool({u"windowsize"_s, number(*panel()), u"100"_s, u"100"_s});
     QTRY_COMPARE(geometry(*panel()).size(), QSize(640, 460));
 }
 
@@ -322,10 +286,11 @@ void tst_PanelOnDesktop::theHotKeyWorksInEveryLayout()
     QFETCH(QStringList, layout);
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    (void)output(u"setxkbmap"_s, layout);
+    QCOMPARE(QProcess::execute(u"setxkbmap"_s, layout), 0);
     press(u"alt+space"_s);
     QTRY_VERIFY(!panelIsSeen());
-    (void)output(u"setxkbmap"_s, {u"-layout"_s, u"us"_s, u"-option"_s, QString()});
+    QCOMPARE(QProcess::execute(u"setxkbmap"_s, {u"-layout"_s, u"us"_s, u"-option"_s, QString()}),
+             0);
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
 }
@@ -335,7 +300,7 @@ void tst_PanelOnDesktop::holdingTheHotKeyIsOnePress()
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
     // Repeated every 20 ms after 50, or it would take long to be seen.
-    (void)output(u"xset"_s, {u"r"_s, u"rate"_s, u"50"_s, u"50"_s});
+    QCOMPARE(QProcess::execute(u"xset"_s, {u"r"_s, u"rate"_s, u"50"_s, u"50"_s}), 0);
     xdotool({u"keydown"_s, u"alt"_s, u"keydown"_s, u"space"_s});
     QTRY_VERIFY(!panelIsSeen());
     const auto staysHidden = [this] {
@@ -348,7 +313,7 @@ void tst_PanelOnDesktop::holdingTheHotKeyIsOnePress()
     };
     QVERIFY(staysHidden());
     xdotool({u"keyup"_s, u"space"_s, u"keyup"_s, u"alt"_s});
-    (void)output(u"xset"_s, {u"r"_s, u"rate"_s});
+    QCOMPARE(QProcess::execute(u"xset"_s, {u"r"_s, u"rate"_s}), 0);
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
 }
@@ -416,7 +381,7 @@ void tst_PanelOnDesktop::everySummonPutsThePanelInTheMiddleAgain()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
     QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
     press(u"alt+space"_s);
     QTRY_VERIFY(!panelIsSeen());
@@ -425,7 +390,7 @@ void tst_PanelOnDesktop::everySummonPutsThePanelInTheMiddleAgain()
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
 
     // Also where it is only covered.
-    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
     TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
     press(u"alt+space"_s);
@@ -437,7 +402,7 @@ void tst_PanelOnDesktop::thePanelKeepsItsSizeBetweenSummons()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowsize"_s, id(*panel()), u"800"_s, u"500"_s});
+    xdotool({u"windowsize"_s, number(*panel()), u"800"_s, u"500"_s});
     QTRY_COMPARE(geometry(*panel()).size(), QSize(800, 500));
     press(u"alt+space"_s);
     QTRY_VERIFY(!panelIsSeen());
@@ -477,8 +442,8 @@ void tst_PanelOnDesktop::aMinimisedPanelIsSummoned()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
-    xdotool({u"windowminimize"_s, id(*panel())});
+    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
+    xdotool({u"windowminimize"_s, number(*panel())});
     QTRY_VERIFY(panel() && !panelIsSeen());
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
@@ -494,7 +459,7 @@ void tst_PanelOnDesktop::aSecondStartSummonsWhatIsHidden()
         if (isClosed)
             m_screen.close({panel()->id});
         else
-            xdotool({u"windowminimize"_s, id(*panel())});
+            xdotool({u"windowminimize"_s, number(*panel())});
         QTRY_VERIFY(!panelIsSeen());
         Start second;
         QTRY_VERIFY(panelHasTheKeyboard());
@@ -510,7 +475,7 @@ void tst_PanelOnDesktop::aSecondStartBringsForwardWhatIsCovered()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
     QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
     TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
@@ -524,7 +489,7 @@ void tst_PanelOnDesktop::aSecondStartChangesNothingWhileThePanelHasTheKeyboard()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowmove"_s, id(*panel()), u"3"_s, u"5"_s});
+    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
     QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
     const Start second;
     QTRY_VERIFY(!second.isRunning());

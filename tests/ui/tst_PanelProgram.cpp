@@ -3,6 +3,7 @@
 
 #include "models/LocalModel.h"
 #include "platform/linux/X11Desktop.h"
+#include "tests/support/Hands.h"
 #include "tests/support/TestModel.h"
 #include "tests/support/VirtualDesktop.h"
 
@@ -10,62 +11,15 @@
 #include <QFile>
 #include <QGuiApplication>
 #include <QPixmap>
-#include <QRegularExpression>
 #include <QScreen>
 #include <QTest>
 
+using namespace Hands;
 using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int eventually = 60'000;
 const QRect inTheMiddle(280, 90, 720, 620); // Of a screen of 1280 by 800.
-
-QByteArray output(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished(20'000) || process.error() == QProcess::FailedToStart)
-        qFatal("%s does not work.", qPrintable(program));
-    return process.readAllStandardOutput();
-}
-
-void xdotool(const QStringList &arguments)
-{
-    static_cast<void>(output(u"xdotool"_s, arguments));
-}
-
-void type(const QString &text)
-{
-    xdotool({u"type"_s, u"--delay"_s, u"10"_s, text});
-}
-
-void press(const QString &key)
-{
-    xdotool({u"key"_s, key});
-}
-
-void moveMouse(const QPoint &place)
-{
-    xdotool({u"mousemove"_s, QString::number(place.x()), QString::number(place.y())});
-}
-
-void click(const QPoint &place)
-{
-    moveMouse(place);
-    xdotool({u"click"_s, u"1"_s});
-}
-
-/// Slowly, as a hand does it.
-void drag(const QPoint &from, const QPoint &to)
-{
-    moveMouse(from);
-    xdotool({u"mousedown"_s, u"1"_s});
-    for (int step = 1; step <= 10; ++step) {
-        moveMouse(from + (to - from) * step / 10);
-        QTest::qWait(30);
-    }
-    xdotool({u"mouseup"_s, u"1"_s});
-}
 } // namespace
 
 class tst_PanelProgram : public QObject
@@ -96,26 +50,16 @@ private:
         }
         return std::nullopt;
     }
-    [[nodiscard]] QRect geometry()
+    [[nodiscard]] QRect place()
     {
         const std::optional<X11Window> window = panel();
-        if (!window)
-            return {};
-        const QString text = QString::fromUtf8(
-            output(u"xdotool"_s, {u"getwindowgeometry"_s, u"--shell"_s,
-                                  QString::number(static_cast<quint32>(window->id))}));
-        const auto number = [&text](const QString &name) {
-            const QRegularExpression line(name + u"=(-?\\d+)"_s);
-            return line.match(text).captured(1).toInt();
-        };
-        return {number(u"X"_s), number(u"Y"_s), number(u"WIDTH"_s), number(u"HEIGHT"_s)};
+        return window ? geometry(*window) : QRect();
     }
     /// The keyboard is the panel's, as the X server has it.
     [[nodiscard]] bool panelHasTheKeyboard()
     {
         const std::optional<X11Window> window = panel();
-        return window && output(u"xdotool"_s, {u"getwindowfocus"_s}).trimmed() ==
-                             QByteArray::number(static_cast<quint32>(window->id));
+        return window && xdotool({u"getwindowfocus"_s}).trimmed() == number(*window).toLatin1();
     }
     /// The card's white face lies over the grey of the panel.
     [[nodiscard]] static bool asks()
@@ -158,7 +102,7 @@ void tst_PanelProgram::start(const QList<QByteArray> &replies)
     m_program.start(QStringLiteral(QUILLON_PROGRAM), QStringList());
     QVERIFY(m_program.waitForStarted());
     QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(geometry(), inTheMiddle, eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
 }
 
 void tst_PanelProgram::startAndAsk()
@@ -234,9 +178,9 @@ void tst_PanelProgram::isDraggedByAnEmptyArea()
     drag(empty, empty + QPoint(-120, 60));
     // It follows the mouse as soon as that has left the place where the button went down.
     const QRect way(QPoint(-120, 30), QPoint(-80, 60));
-    const auto moved = [this] { return geometry().topLeft() - inTheMiddle.topLeft(); };
+    const auto moved = [this] { return place().topLeft() - inTheMiddle.topLeft(); };
     QTRY_VERIFY_WITH_TIMEOUT(way.contains(moved()), eventually);
-    QCOMPARE(geometry().size(), inTheMiddle.size());
+    QCOMPARE(place().size(), inTheMiddle.size());
 }
 
 void tst_PanelProgram::isResizedByAnEdge()
@@ -244,9 +188,9 @@ void tst_PanelProgram::isResizedByAnEdge()
     start({R"({"action":"done","message":"Nothing to do."})"});
     const QPoint edge(inTheMiddle.right() - 2, inTheMiddle.center().y());
     drag(edge, edge + QPoint(80, 0));
-    QTRY_VERIFY_WITH_TIMEOUT(geometry().width() > inTheMiddle.width() + 40, eventually);
-    QCOMPARE(geometry().topLeft(), inTheMiddle.topLeft());
-    QCOMPARE(geometry().height(), inTheMiddle.height());
+    QTRY_VERIFY_WITH_TIMEOUT(place().width() > inTheMiddle.width() + 40, eventually);
+    QCOMPARE(place().topLeft(), inTheMiddle.topLeft());
+    QCOMPARE(place().height(), inTheMiddle.height());
 }
 
 void tst_PanelProgram::minimisesAndClosesByItsControls()
@@ -256,9 +200,9 @@ void tst_PanelProgram::minimisesAndClosesByItsControls()
         click(inTheMiddle.topRight() + QPoint(-fromTheRight, 18));
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), eventually);
         QCOMPARE(m_program.state(), QProcess::Running);
-        static_cast<void>(output(QStringLiteral(QUILLON_PROGRAM), {u"--toggle"_s}));
+        QCOMPARE(QProcess::execute(QStringLiteral(QUILLON_PROGRAM), {u"--toggle"_s}), 0);
         QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
-        QTRY_COMPARE_WITH_TIMEOUT(geometry(), inTheMiddle, eventually);
+        QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
     }
 }
 
