@@ -1,8 +1,8 @@
 #include "platform/linux/X11Connection.h"
 
+#include "platform/linux/WindowProcess.h"
 #include "platform/linux/XcbReply.h"
 
-#include <xcb/res.h>
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
 
@@ -110,10 +110,7 @@ public:
             number(answer(ask(m_root, m_ewmh._NET_ACTIVE_WINDOW, 1)), XCB_ATOM_WINDOW);
         if (!active || *active == XCB_WINDOW_NONE)
             return std::nullopt;
-        const xcb_get_property_cookie_t pidCookie = ask(*active, m_ewmh._NET_WM_PID, 1);
-        const xcb_res_query_client_ids_cookie_t clientCookie = askForClient(*active);
-        const PropertyReply pid = answer(pidCookie);
-        return owner(clientCookie, pid).value_or(ProcessId{});
+        return owner(m_process->ask(*active)).value_or(ProcessId{});
     }
 
     bool activate(xcb_window_t window)
@@ -138,8 +135,8 @@ private:
     // The questions about one window that are on their way.
     struct Asked
     {
-        xcb_get_property_cookie_t name, legacyName, windowClass, pid, state, type, desktop;
-        xcb_res_query_client_ids_cookie_t client;
+        xcb_get_property_cookie_t name, legacyName, windowClass, state, type, desktop;
+        WindowProcess::Asked process;
     };
 
     Session() : m_connection(xcb_connect(nullptr, &m_screen)) {}
@@ -150,14 +147,7 @@ private:
         if (!xcb_ewmh_init_atoms_replies(&m_ewmh, atoms, nullptr) || m_screen >= m_ewmh.nb_screens)
             return false;
         m_root = m_ewmh.screens[m_screen]->root;
-        const xcb_query_extension_reply_t *const extension =
-            xcb_get_extension_data(m_connection, &xcb_res_id);
-        if (extension && extension->present) {
-            const XcbReply<xcb_res_query_version_reply_t> version(xcb_res_query_version_reply(
-                m_connection, xcb_res_query_version(m_connection, 1, 2), nullptr));
-            m_tellsClients = version && (version->server_major > 1 || (version->server_major == 1 &&
-                                                                       version->server_minor >= 2));
-        }
+        m_process.emplace(m_connection, m_ewmh._NET_WM_PID);
         return isAlive();
     }
 
@@ -196,22 +186,9 @@ private:
         return windows;
     }
 
-    [[nodiscard]] xcb_res_query_client_ids_cookie_t askForClient(xcb_window_t id) const
+    [[nodiscard]] std::optional<ProcessId> owner(const WindowProcess::Asked &asked) const
     {
-        const xcb_res_client_id_spec_t spec{id, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID};
-        return m_tellsClients ? xcb_res_query_client_ids(m_connection, 1, &spec)
-                              : xcb_res_query_client_ids_cookie_t{};
-    }
-
-    // What the server knows of its clients holds in containers too, unlike what they say.
-    [[nodiscard]] std::optional<ProcessId> owner(xcb_res_query_client_ids_cookie_t client,
-                                                 const PropertyReply &pid) const
-    {
-        std::optional<uint32_t> process;
-        if (m_tellsClients)
-            process = clientProcess(client);
-        if (!process)
-            process = number(pid, XCB_ATOM_CARDINAL);
+        const std::optional<uint32_t> process = m_process->answer(asked);
         return process ? std::optional(ProcessId{*process}) : std::nullopt;
     }
 
@@ -220,11 +197,10 @@ private:
         return {.name = ask(id, m_ewmh._NET_WM_NAME, maxTextLength),
                 .legacyName = ask(id, XCB_ATOM_WM_NAME, maxTextLength),
                 .windowClass = ask(id, XCB_ATOM_WM_CLASS, maxTextLength),
-                .pid = ask(id, m_ewmh._NET_WM_PID, 1),
                 .state = ask(id, m_ewmh._NET_WM_STATE, maxListLength),
                 .type = ask(id, m_ewmh._NET_WM_WINDOW_TYPE, maxListLength),
                 .desktop = ask(id, m_ewmh._NET_WM_DESKTOP, 1),
-                .client = askForClient(id)};
+                .process = m_process->ask(id)};
     }
 
     [[nodiscard]] X11Window described(xcb_window_t id, const Asked &asked,
@@ -235,7 +211,6 @@ private:
         const PropertyReply name = answer(asked.name);
         const PropertyReply legacyName = answer(asked.legacyName);
         const QList<QByteArray> classes = bytes(answer(asked.windowClass)).split('\0');
-        const PropertyReply pid = answer(asked.pid);
         const PropertyReply state = answer(asked.state);
         const PropertyReply type = answer(asked.type);
         const std::optional<uint32_t> desktop = number(answer(asked.desktop), XCB_ATOM_CARDINAL);
@@ -251,24 +226,8 @@ private:
             !contains(states, m_ewmh._NET_WM_STATE_HIDDEN) &&
             (!desktop || !currentDesktop || *desktop == allDesktops || *desktop == *currentDesktop);
         window.inTaskBar = !contains(states, m_ewmh._NET_WM_STATE_SKIP_TASKBAR);
-        window.owner = owner(asked.client, pid);
+        window.owner = owner(asked.process);
         return window;
-    }
-
-    [[nodiscard]] std::optional<uint32_t>
-    clientProcess(xcb_res_query_client_ids_cookie_t cookie) const
-    {
-        const XcbReply<xcb_res_query_client_ids_reply_t> reply(
-            xcb_res_query_client_ids_reply(m_connection, cookie, nullptr));
-        if (!reply)
-            return std::nullopt;
-        auto each = xcb_res_query_client_ids_ids_iterator(reply.get());
-        for (; each.rem > 0; xcb_res_client_id_value_next(&each)) {
-            if ((each.data->spec.mask & XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID) != 0 &&
-                xcb_res_client_id_value_value_length(each.data) > 0)
-                return *xcb_res_client_id_value_value(each.data);
-        }
-        return std::nullopt;
     }
 
     [[nodiscard]] std::optional<QString> text(const PropertyReply &reply) const
@@ -309,7 +268,7 @@ private:
     xcb_connection_t *m_connection;
     xcb_ewmh_connection_t m_ewmh{};
     xcb_window_t m_root = XCB_WINDOW_NONE;
-    bool m_tellsClients = false; ///< Whether the server knows its clients' processes.
+    std::optional<WindowProcess> m_process; ///< There from the moment the session is.
 };
 
 X11Connection::X11Connection() = default;

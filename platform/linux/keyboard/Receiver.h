@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/WindowProcess.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
 #include <cstdint>
@@ -15,10 +16,7 @@ public:
     [[nodiscard]] bool hasKeyboard() const;
 
 private:
-    [[nodiscard]] uint32_t ownerOf(xcb_window_t window) const;
-
     XKeyboard &m_keyboard;
     const uint32_t m_process;
-    xcb_atom_t m_processName = XCB_ATOM_NONE;
-    bool m_serverTells = false; ///< Whether the server knows its clients' processes.
+    const WindowProcess m_owners;
 };
