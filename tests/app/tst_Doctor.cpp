@@ -1,6 +1,7 @@
 #include "app/Doctor.h"
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
+#include "tests/app/DoctorSubjects.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/PrivateHome.h"
 
@@ -71,17 +72,7 @@ void tst_Doctor::everySubjectHasItsLineInOrder()
     QStringList subjects;
     for (const Doctor::Line &line : Doctor::examine())
         subjects.append(line.subject);
-    const QStringList expected{u"Quillon"_s,
-                               u"Display"_s,
-                               u"Accessibility"_s,
-                               u"Hot key"_s,
-                               u"Models folder"_s,
-                               u"Qwen2.5 1.5B Instruct"_s,
-                               u"Llama 3.2 3B Instruct"_s,
-                               u"llama.cpp"_s,
-                               u"Screen capture"_s,
-                               u"File manager"_s};
-    QCOMPARE(subjects, expected);
+    QCOMPARE(subjects, doctorSubjects);
 }
 
 void tst_Doctor::aLineSaysHowItIsAndWhatToDo_data()

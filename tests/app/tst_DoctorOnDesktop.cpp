@@ -2,6 +2,7 @@
 
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/X11Desktop.h"
+#include "tests/app/DoctorSubjects.h"
 #include "tests/support/Program.h"
 #include "tests/support/VirtualDesktop.h"
 
@@ -11,17 +12,6 @@ using namespace Qt::StringLiterals;
 
 namespace {
 const QString program = QStringLiteral(QUILLON_PROGRAM);
-
-const QStringList subjects{u"Quillon"_s,
-                           u"Display"_s,
-                           u"Accessibility"_s,
-                           u"Hot key"_s,
-                           u"Models folder"_s,
-                           u"Qwen2.5 1.5B Instruct"_s,
-                           u"Llama 3.2 3B Instruct"_s,
-                           u"llama.cpp"_s,
-                           u"Screen capture"_s,
-                           u"File manager"_s};
 } // namespace
 
 class tst_DoctorOnDesktop : public QObject
@@ -81,7 +71,7 @@ void tst_DoctorOnDesktop::examine(const QMap<QString, QString> &changes)
         found.append(line.section(u':', 0, 0).mid(2));
         m_lines.insert(found.last(), line);
     }
-    QCOMPARE(found, subjects);
+    QCOMPARE(found, doctorSubjects);
 }
 
 void tst_DoctorOnDesktop::aHealthyDesktopHoldsNothingBack()
