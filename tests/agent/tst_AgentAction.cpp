@@ -92,6 +92,9 @@ void tst_AgentAction::readsTheFirstObjectOfAReply_data()
         << Args{{u"n"_s, u"3"_s}, {u"m"_s, u"2.5"_s}, {u"t"_s, u"1"_s}, {u"f"_s, u"0"_s}};
     QTest::newRow("keys keep their case and values their blanks")
         << uR"({"action":"x","App":" Mail "})"_s << u"x"_s << Args{{u"App"_s, u" Mail "_s}};
+    QTest::newRow("a byte order mark makes another key")
+        << uR"({"action":"read_ui","\ufeffaction":"trash","path":"x"})"_s << u"read_ui"_s
+        << Args{{u"\ufeffaction"_s, u"trash"_s}, {u"path"_s, u"x"_s}};
     QTest::newRow("white space between the tokens")
         << u"{\r\n\t\"action\" :\n\"new_tab\"\t}"_s << u"new_tab"_s << Args{};
     QTest::newRow("any script")
@@ -129,6 +132,7 @@ void tst_AgentAction::findsNoAction_data()
     QTest::newRow("the name is a list") << uR"({"action":["open_app"]})"_s;
     QTest::newRow("the name is an object") << uR"({"name":{"action":"open_app"}})"_s;
     QTest::newRow("keys are exact") << uR"({"Action":"open_app"})"_s;
+    QTest::newRow("a byte order mark before the key") << uR"({"\ufeffaction":"open_app"})"_s;
     QTest::newRow("a comment") << uR"({"action":"open_app" // yes
 })"_s;
     QTest::newRow("a trailing comma") << uR"({"action":"open_app",})"_s;

@@ -70,6 +70,10 @@ void tst_ReplyObject::turnsValuesIntoTexts_data()
     row(R"("  as it is ")", u"  as it is "_s);
     row(R"("")", u""_s);
     row(R"("caf\u00e9 \ud83d\ude00 \"q\" \/ \b\f\n\r\t")", u"café 😀 \"q\" / \b\f\n\r\t"_s);
+    // A byte order mark is a character as any other, first or not.
+    row(R"("\ufeff")", u"\ufeff"_s);
+    row("\"\xef\xbb\xbfg\xef\xbb\xbf\"", u"\ufeffg\ufeff"_s);
+    row(R"(["\ufeffa"])", u"\ufeffa"_s);
     row("3", u"3"_s);
     row("3.0", u"3"_s);
     row("2.5", u"2.5"_s);
