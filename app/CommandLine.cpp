@@ -3,6 +3,7 @@
 #include "app/Doctor.h"
 #include "app/InterruptSignal.h"
 #include "app/PanelProgram.h"
+#include "app/PlainNumbers.h"
 #include "app/Terminal.h"
 #include "app/TerminalRunner.h"
 
@@ -103,7 +104,11 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
         return PanelProgram::run(argc, argv, request, views);
 
     // Everything else gets along without a display.
+    // On macOS the system's own event loop: without it nobody hears that an application has been
+    // started, or which one is in front. Other systems do not look at this.
+    qputenv("QT_EVENT_DISPATCHER_CORE_FOUNDATION", "1");
     const QCoreApplication application(argc, argv);
+    keepNumbersPlain();
     QCommandLineParser parser;
     describe(parser);
     parser.process(application);

@@ -1,6 +1,7 @@
 #include "app/PanelProgram.h"
 
 #include "app/HotKey.h"
+#include "app/PlainNumbers.h"
 #include "app/SingleInstance.h"
 #include "app/Terminal.h"
 #include "platform/Platform.h"
@@ -43,6 +44,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickWindow::setDefaultAlphaBuffer(true);
     const QGuiApplication application(count, arguments.data());
+    keepNumbersPlain();
     // A cursor that blinks would wake the processor for nothing, again and again.
     QGuiApplication::styleHints()->setCursorFlashTime(0);
     QGuiApplication::setDesktopFileName(QStringLiteral("app.quillon.Quillon"));

@@ -62,8 +62,9 @@ std::optional<QString> failure(NSError *error)
 
 using Completion = void (^)(NSRunningApplication *, NSError *);
 
-// AppKit calls back on a thread of its own; the promise is settled on the main one.
-Completion settling(const std::shared_ptr<QPromise<void>> &promise)
+// AppKit calls back on a thread of its own; the promise is settled on the main one. It is taken by
+// value, since a block keeps a copy of values only, and it outlives the call that made it.
+Completion settling(std::shared_ptr<QPromise<void>> promise) // NOLINT(*-unnecessary-value-param)
 {
     return ^(NSRunningApplication *, NSError *error) {
       const std::optional<QString> sentence = failure(error);
