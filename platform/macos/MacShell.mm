@@ -138,18 +138,26 @@ void MacShell::center(PanelWindow &window)
 void MacShell::style(PanelWindow &window)
 {
     NSWindow *const panel = view(window).window;
+    const NSSize size = [panel contentRectForFrameRect:panel.frame].size;
     [panel setTitlebarAppearsTransparent:YES];
     [panel setTitleVisibility:NSWindowTitleHidden];
     [panel setMovableByWindowBackground:YES];
     [panel setStyleMask:panel.styleMask | NSWindowStyleMaskFullSizeContentView];
     [panel setOpaque:NO];
     [panel setBackgroundColor:NSColor.clearColor];
+    // The contents, which now reach under the title bar, stay as large as the toolkit made them,
+    // and the panel does not grow each time that it is made anew.
+    [panel setContentSize:size];
+    // When a window leaves the full screen, the toolkit dresses it anew, with a title bar.
+    panel.collectionBehavior = NSWindowCollectionBehaviorFullScreenNone;
 }
 
 void MacShell::layUnder(PanelWindow &window, Material material)
 {
     NSView *const content = view(window);
-    NSVisualEffectView *const effect = [[NSVisualEffectView alloc] initWithFrame:content.frame];
+    // All of the window, although its contents may still end below a title bar.
+    NSVisualEffectView *const effect =
+        [[NSVisualEffectView alloc] initWithFrame:content.superview.bounds];
     [effect setMaterial:static_cast<NSVisualEffectMaterial>(material)];
     [effect setBlendingMode:NSVisualEffectBlendingModeBehindWindow];
     [effect setState:NSVisualEffectStateActive];
