@@ -132,10 +132,12 @@ void LinuxHotKey::handle(const xcb_generic_event_t &event)
 {
     const int type = event.response_type & 0x7f;
     if (type == XCB_KEY_PRESS) {
-        handlePress(reinterpret_cast<const xcb_key_press_event_t &>(event).time);
+        const auto &press = reinterpret_cast<const xcb_key_press_event_t &>(event);
+        handlePress(press.detail, press.time);
     } else if (type == XCB_KEY_RELEASE) {
-        // Until here the grab lasts, and with it our claim on the keyboard.
-        m_isHeld = false;
+        // Until here the grab lasts, and all other keys come here too, Alt's release the first.
+        if (reinterpret_cast<const xcb_key_release_event_t &>(event).detail == m_heldKey)
+            m_heldKey = 0;
     } else if (type == XCB_MAPPING_NOTIFY || type == m_keyboardEvent) {
         // One change of layout comes as a row of events.
         if (!std::exchange(m_layoutHasChanged, true))
@@ -143,10 +145,12 @@ void LinuxHotKey::handle(const xcb_generic_event_t &event)
     }
 }
 
-void LinuxHotKey::handlePress(quint32 time)
+void LinuxHotKey::handlePress(quint8 key, quint32 time)
 {
-    const bool isRepeat = m_isHeld && time - m_lastRepeat < longestRepeatGap;
-    m_isHeld = true;
+    if (std::ranges::none_of(m_grabbed, [key](const auto &one) { return one.first == key; }))
+        return;
+    const bool isRepeat = m_heldKey == key && time - m_lastRepeat < longestRepeatGap;
+    m_heldKey = key;
     m_lastRepeat = time;
     if (isRepeat)
         return;

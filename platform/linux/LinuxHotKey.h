@@ -26,7 +26,7 @@ private:
 
     void listenToKeyboard();
     void handle(const xcb_generic_event_t &event);
-    void handlePress(quint32 time);
+    void handlePress(quint8 key, quint32 time);
     void grab();
     [[nodiscard]] std::set<Combination> combinations() const;
 
@@ -36,7 +36,7 @@ private:
     int m_keyboardEvent = -1; ///< The number of the keyboard extension's events.
     bool m_isOurs = false;
     bool m_layoutHasChanged = false;
-    bool m_isHeld = false;
+    quint8 m_heldKey = 0; ///< The code of the key whose press was the last one; 0: it is up again.
     quint32 m_lastPress = 0;
     quint32 m_lastRepeat = 0;
 };
