@@ -94,7 +94,9 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
     const QPointer<AgentSession> session(this);
     const std::shared_ptr<Cancellation> task = m_task;
 
-    if (m_models.state() != ModelManager::State::loaded()) {
+    // The engine may have lost its model since: to another choice while it was at work, or to a
+    // failure inside the library.
+    if (m_models.state() != ModelManager::State::loaded() || !m_models.engine()->isLoaded()) {
         co_await m_models.loadIfNeeded();
         if (!session)
             co_return;
@@ -186,8 +188,8 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
 
         QString result;
         try {
-            // What was approved was approved for that application.
-            if (!risk.isSafe() && goesToFront(*action) && frontProcess() != front)
+            // What was found safe, or was approved, was so for that application.
+            if (goesToFront(*action) && frontProcess() != front)
                 throw ActionError(
                     QStringLiteral("Another application has come to the front meanwhile."));
             result = co_await Executor::run(*action, task);

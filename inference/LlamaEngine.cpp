@@ -49,8 +49,8 @@ QCoro::Task<QString> LlamaEngine::generate(QList<ChatMessage> conversation, int 
 
 void LlamaEngine::release()
 {
+    setLoaded(false); // first: freeing takes a while, in which nobody is to count on the model
     m_model.reset();
-    setLoaded(false);
 }
 
 // The thread that uses the model will never return from it, so nobody may touch it again, not even

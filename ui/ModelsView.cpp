@@ -85,6 +85,9 @@ void ModelsView::cancelDownload()
 {
     m_models.cancelTask();
     m_models.refresh();
+    // The file may have been whole by then, or have come in another way.
+    if (state() == Ready)
+        loadIfNeeded();
 }
 
 void ModelsView::tryAgain()

@@ -122,6 +122,8 @@ private Q_SLOTS:
     void endsWhenGeneratingFails();
     void endsWhenTheModelIsNotReady();
     void loadsTheModelWhereItIsReady();
+    void loadsTheModelThatTheEngineHasLost();
+    void aHarmlessKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile();
 
     void waitsForApproval();
     void performsWhatIsApproved();
@@ -474,6 +476,33 @@ void tst_AgentSession::loadsTheModelWhereItIsReady()
     scene.run();
     QCOMPARE(scene.texts(), QStringList{u"All done."_s});
     QCOMPARE(scene.manager->state(), ModelManager::State::loaded());
+}
+
+void tst_AgentSession::loadsTheModelThatTheEngineHasLost()
+{
+    const Scene scene({done});
+    QCOMPARE(scene.manager->state(), ModelManager::State::loaded());
+    scene.engine->setLoaded(false);
+    scene.run();
+    QCOMPARE(scene.texts(), QStringList{u"All done."_s});
+    QCOMPARE(scene.engine->loads().size(), 1);
+}
+
+// Return is harmless where nobody is in front, and sends what stands in Mail.
+void tst_AgentSession::aHarmlessKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile()
+{
+    Scene scene({uR"({"action":"press_key","key":"return"})"_s, done});
+    scene.platform.desk.front.reset();
+    int looks = 0;
+    scene.platform.desk.afterEachLook = [&] {
+        const bool isAssessed = scene.session->status() == u"Pressing return"_s && ++looks == 2;
+        if (isAssessed)
+            scene.platform.desk.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
+    };
+    scene.run();
+    QCOMPARE(scene.texts().first(),
+             u"Pressing return — Another application has come to the front meanwhile."_s);
+    QVERIFY(scene.platform.keys.events.isEmpty());
 }
 
 void tst_AgentSession::waitsForApproval()

@@ -136,6 +136,14 @@ std::optional<QString> FakeWorkspace::counterpart(const QString &name)
     return found == counterparts.constEnd() ? std::nullopt : std::optional(*found);
 }
 
+std::optional<Application> FakeWorkspace::frontmostApplication()
+{
+    const std::optional<Application> seen = front;
+    if (afterEachLook)
+        afterEachLook();
+    return seen;
+}
+
 std::optional<ProcessId> FakeWorkspace::focusedProcess()
 {
     if (focused)

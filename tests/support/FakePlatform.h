@@ -29,11 +29,12 @@ public:
     QStringList folders;
     QMap<QString, QList<InstalledApplication>> installed; ///< By folder.
     QMap<QString, QString> counterparts;                  ///< Locations by lower-case name.
-    QList<ProcessId> unsaved;         ///< Applications that stay when they are asked to end.
-    std::optional<QString> failure;   ///< The sentence with which everything that can fail does.
-    bool holdsRequests = false;       ///< Launching and opening take until finishRequests().
-    std::optional<ProcessId> focused; ///< Who has the keyboard, where that is not the front.
-    bool refusesFocus = false;        ///< Nobody takes the keyboard.
+    QList<ProcessId> unsaved;            ///< Applications that stay when they are asked to end.
+    std::optional<QString> failure;      ///< The sentence with which everything that can fail does.
+    bool holdsRequests = false;          ///< Launching and opening take until finishRequests().
+    std::optional<ProcessId> focused;    ///< Who has the keyboard, where that is not the front.
+    bool refusesFocus = false;           ///< Nobody takes the keyboard.
+    std::function<void()> afterEachLook; ///< What happens once it was asked who is in front.
 
     // What was asked of it, oldest first.
     QList<QUrl> opened;
@@ -47,7 +48,7 @@ public:
     /// Ends what holdsRequests held back.
     void finishRequests();
 
-    std::optional<Application> frontmostApplication() override { return front; }
+    std::optional<Application> frontmostApplication() override;
     std::optional<ProcessId> focusedProcess() override;
     void activate(ProcessId application) override;
     QList<Application> runningApplications() override { return running; }

@@ -152,6 +152,8 @@ void tst_ModelsView::cancellingWithoutADownloadReadsTheDisk()
     ViewModels::putModel(LocalModel::catalog().first());
     scene.modelsView->cancelDownload();
     QCOMPARE(scene.modelsView->state(), ModelsView::Ready);
+    // The model that was whole by then: nothing else would load it.
+    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
 }
 
 void tst_ModelsView::failsWithTheServersStatus()
