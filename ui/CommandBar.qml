@@ -54,7 +54,8 @@ RowLayout {
         PlainText {
             Accessible.ignored: true
             anchors.fill: parent
-            anchors.leftMargin: 1
+            // Beside the text cursor.
+            anchors.leftMargin: 3
             color: Theme.tertiary
             elide: Text.ElideRight
             font: field.font

@@ -33,13 +33,14 @@ FocusScope {
     Accessible.name: "Confirm action"
     Accessible.role: Accessible.Dialog
 
-    Keys.onEscapePressed: decline()
     Keys.onPressed: event => {
         // Nothing reaches what is behind the card.
         event.accepted = true;
         if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter) {
             if (!event.isAutoRepeat)
                 card.allow();
+        } else if (event.key === Qt.Key_Escape) {
+            card.decline();
         } else if (event.key === Qt.Key_Up || event.key === Qt.Key_Down) {
             card.scrollBy(event.key === Qt.Key_Up ? -20 : 20);
         } else if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {

@@ -26,7 +26,11 @@ FocusScope {
         focusField();
         models.loadIfNeeded();
     }
-    Keys.onEscapePressed: panel.hide()
+    // Held a little long, the key that answered the card is for nobody else.
+    Keys.onEscapePressed: event => {
+        if (!event.isAutoRepeat)
+            content.panel.hide();
+    }
     Keys.onPressed: event => history.scrollByKey(event)
 
     Timer {

@@ -51,7 +51,6 @@ Item {
         }
 
         function onTurnsChanged(): void {
-            list.currentIndex = list.count - 1;
             if (history.session.hasTurns)
                 history.showEnd();
         }
@@ -128,6 +127,7 @@ Item {
             event.accepted = true;
         }
         onContentHeightChanged: keepEnd()
+        onCountChanged: currentIndex = count - 1
         onHeightChanged: keepEnd()
         onWidthChanged: keepEnd()
         onCurrentIndexChanged: if (activeFocus)

@@ -7,6 +7,11 @@ Item {
 
     required property SessionView session
 
+    // What is typed or run may have many lines.
+    function onOneLine(text: string): string {
+        return text.replace(/[\n\v\f\r\u0085\u2028\u2029]+/g, " ");
+    }
+
     implicitHeight: 34
     objectName: "live"
 
@@ -26,8 +31,9 @@ Item {
         PlainText {
             elide: Text.ElideRight
             font.weight: Font.Medium
+            maximumLineCount: 1
             objectName: "liveStatus"
-            text: live.session.status
+            text: live.onOneLine(live.session.status)
             width: parent.width
             wrapMode: Text.NoWrap
         }
@@ -37,8 +43,9 @@ Item {
             elide: Text.ElideLeft
             font.family: Theme.fixedFamily
             font.pixelSize: 11
+            maximumLineCount: 1
             objectName: "livePreview"
-            text: live.session.preview
+            text: live.onOneLine(live.session.preview)
             visible: text !== ""
             width: parent.width
             wrapMode: Text.NoWrap

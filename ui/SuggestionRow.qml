@@ -32,7 +32,7 @@ Pressable {
         PlainText {
             Accessible.ignored: true
             anchors.left: parent.left
-            anchors.leftMargin: 34
+            anchors.leftMargin: 32
             anchors.right: parent.right
             anchors.rightMargin: 10
             anchors.verticalCenter: parent.verticalCenter

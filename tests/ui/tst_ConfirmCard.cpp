@@ -59,6 +59,7 @@ private Q_SLOTS:
     void returnAllows_data();
     void returnAllows();
     void escapeDeclinesAndDoesNotHide();
+    void aHeldEscapeDeclinesOnce();
     void waitsBeforeItTakesApproval();
     void aReturnThatWasOnItsWayApprovesNothing_data();
     void aReturnThatWasOnItsWayApprovesNothing();
@@ -157,6 +158,17 @@ void tst_ConfirmCard::escapeDeclinesAndDoesNotHide()
     QCOMPARE(scene.hides(), 0);
     scene.key(Qt::Key_Escape);
     QCOMPARE(scene.hides(), 1);
+}
+
+void tst_ConfirmCard::aHeldEscapeDeclinesOnce()
+{
+    Scene scene;
+    scene.ask();
+    scene.press(Qt::Key_Escape, {}, false);
+    scene.waitUntilIdle();
+    QVERIFY(scene.wasDeclined());
+    scene.press(Qt::Key_Escape, {}, true);
+    QCOMPARE(scene.hides(), 0);
 }
 
 void tst_ConfirmCard::waitsBeforeItTakesApproval()

@@ -87,6 +87,7 @@ private Q_SLOTS:
     void aStepTurnsFromSpinnerToTick();
     void theFirstTurnReplacesTheSuggestions();
     void showsWhatGoesOn();
+    void whatGoesOnStandsOnOneLine();
     void keepsTheLastTurnAndTheLiveStatusInSight();
     void scrollsWithMotion();
     void scrollsAtOnceWhereMotionIsUnwanted();
@@ -97,6 +98,7 @@ private Q_SLOTS:
     void staysAtTheEndInASmallerWindow();
     void textIsSelectedAndCopied();
     void aTurnIsCopiedByKeys();
+    void aNewLineLeavesTheChosenTurn();
     void clearsByTheShortcut();
     void doesNotClearWhileATaskRuns();
     void nothingMovesWhileNothingHappens();
@@ -313,6 +315,23 @@ void tst_History::showsWhatGoesOn()
     QTRY_VERIFY(!scene.find(u"live"_s));
 }
 
+void tst_History::whatGoesOnStandsOnOneLine()
+{
+    Scene scene;
+    scene.engine->addReplies({uR"({"action":"trash","path":"a\nb\n\nc"})"_s});
+    scene.engine->holdGenerations();
+    scene.submit(u"Anything"_s);
+    QTRY_COMPARE(scene.text(u"liveStatus"_s), u"Thinking…"_s);
+    const double height = scene.item(u"liveStatus"_s).height();
+    scene.engine->sendPiece(u"a\u2028b"_s);
+    QTRY_COMPARE(scene.text(u"livePreview"_s), u"a b"_s);
+    scene.engine->releaseGeneration();
+    QTRY_COMPARE(scene.text(u"liveStatus"_s), u"Moving “a b c” to Trash"_s);
+    QCOMPARE(scene.item(u"liveStatus"_s).height(), height);
+    scene.key(Qt::Key_Escape);
+    QTRY_VERIFY(!scene.session->isRunning());
+}
+
 void tst_History::keepsTheLastTurnAndTheLiveStatusInSight()
 {
     Scene scene;
@@ -497,6 +516,25 @@ void tst_History::aTurnIsCopiedByKeys()
     scene.key(Qt::Key_Up);
     scene.key(Qt::Key_C, Qt::ControlModifier);
     QCOMPARE(QGuiApplication::clipboard()->text(), u"Open Mail\nLaunching Mail\nDone"_s);
+}
+
+void tst_History::aNewLineLeavesTheChosenTurn()
+{
+    Scene scene;
+    scene.session->setTurns(manyTurns(3));
+    scene.engine->addReplies({Say::listWindows, Say::done()});
+    scene.engine->holdGenerations();
+    scene.submit(u"The fourth"_s);
+    QTRY_COMPARE(scene.list().property("currentIndex").toInt(), 3);
+    scene.list().forceActiveFocus(Qt::TabFocusReason);
+    scene.key(Qt::Key_Up);
+    QCOMPARE(scene.list().property("currentIndex").toInt(), 2);
+    scene.engine->releaseGeneration();
+    QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
+    QTRY_VERIFY(scene.engine->isGenerating());
+    QCOMPARE(scene.list().property("currentIndex").toInt(), 2);
+    scene.engine->releaseGeneration();
+    QTRY_VERIFY(!scene.session->isRunning());
 }
 
 void tst_History::clearsByTheShortcut()
