@@ -2,6 +2,7 @@
 
 #include "agent/ActionError.h"
 #include "executor/Actions.h"
+#include "executor/Folding.h"
 #include "executor/Pause.h"
 #include "platform/Platform.h"
 
@@ -33,19 +34,19 @@ const QMap<QString, QString> &aliases()
 
 QString aliasTarget(const QString &name)
 {
-    return aliases().value(name.toLower(), name).toLower();
+    return folded(aliases().value(name.toLower(), name));
 }
 
 bool isCalled(const InstalledApplication &application, const QString &target)
 {
     return std::ranges::any_of(application.names,
-                               [&](const QString &name) { return name.toLower() == target; });
+                               [&](const QString &name) { return folded(name) == target; });
 }
 
 bool isCalledLike(const InstalledApplication &application, const QString &target)
 {
-    return std::ranges::any_of(
-        application.names, [&](const QString &name) { return name.toLower().contains(target); });
+    return std::ranges::any_of(application.names,
+                               [&](const QString &name) { return folded(name).contains(target); });
 }
 
 struct Installed
@@ -82,7 +83,7 @@ std::optional<QString> counterpartLocation(const QString &target)
 
 std::optional<Application> Executor::runningApp(const QString &name)
 {
-    const QString lowered = name.toLower();
+    const QString written = folded(name);
     const QString target = aliasTarget(name);
     QList<Application> candidates = Platform::current().workspace().runningApplications();
     candidates.removeIf(
@@ -91,18 +92,18 @@ std::optional<Application> Executor::runningApp(const QString &name)
         const auto found = std::ranges::find_if(candidates, matches);
         return found == candidates.end() ? std::nullopt : std::optional(*found);
     };
-    const auto loweredName = [](const Application &each) {
-        return each.name.value_or(QString()).toLower();
+    const auto foldedName = [](const Application &each) {
+        return folded(each.name.value_or(QString()));
     };
 
-    if (auto exact = first([&](const Application &each) { return loweredName(each) == target; }))
+    if (auto exact = first([&](const Application &each) { return foldedName(each) == target; }))
         return exact;
     if (const std::optional<QString> location = counterpartLocation(target)) {
         if (auto same = first([&](const Application &each) { return each.location == location; }))
             return same;
     }
     // What was written decides here, not what it stands for.
-    return first([&](const Application &each) { return loweredName(each).contains(lowered); });
+    return first([&](const Application &each) { return foldedName(each).contains(written); });
 }
 
 std::optional<QString> Executor::appURL(const QString &name)

@@ -5,6 +5,10 @@
 namespace {
 bool joins(char32_t character)
 {
+    // Marks that count as letters or symbols: the voiced ones of half-width kana, and skin tones.
+    if (character == 0xff9e || character == 0xff9f ||
+        (character >= 0x1f3fb && character <= 0x1f3ff))
+        return true;
     switch (QChar::category(character)) {
     case QChar::Mark_NonSpacing:
     case QChar::Mark_SpacingCombining:

@@ -22,6 +22,14 @@ void createDirectories(const std::filesystem::path &folder)
     if (error)
         throw PlatformError(QString::fromStdString(error.message()));
 }
+
+// Qt would take what follows two slashes for the name of a host.
+QUrl fileAddress(QString path)
+{
+    while (path.startsWith(u"//"))
+        path.remove(0, 1);
+    return QUrl::fromLocalFile(path);
+}
 } // namespace
 
 QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Surrounding)
@@ -43,7 +51,7 @@ QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, Surrounding
     const QString path = resolveFolder(text);
     if (!somethingExistsAt(path))
         throw ActionError(QStringLiteral("Nothing exists at ") + text + u'.');
-    co_await Platform::current().workspace().open(QUrl::fromLocalFile(path));
+    co_await Platform::current().workspace().open(fileAddress(path));
     co_return QStringLiteral("Opened ") + lastPathComponent(path) + u'.';
 }
 

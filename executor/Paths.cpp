@@ -38,7 +38,8 @@ QString expandedTilde(const QString &path)
     const QString rest = slash < 0 ? QString() : path.sliced(slash + 1);
     if (user.isEmpty())
         return Executor::joined(QDir::homePath(), rest);
-    const passwd *const entry = getpwnam(user.toUtf8().constData());
+    const passwd *const entry =
+        user.contains(QChar::Null) ? nullptr : getpwnam(user.toUtf8().constData());
     if (!entry || !entry->pw_dir)
         return Executor::joined(QDir::homePath(), path);
     return Executor::joined(QFile::decodeName(entry->pw_dir), rest);

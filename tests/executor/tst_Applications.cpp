@@ -32,6 +32,7 @@ private Q_SLOTS:
     void anExactMatchInAnyFolderWinsOverEveryPartialOne();
     void theFirstPartialMatchInTheOrderOfTheFoldersWins();
     void everyNameOfAnApplicationCounts();
+    void accentsCompareHoweverTheyAreComposed();
     void aRunningApplicationOfThatNameIsTakenWhereItLies();
     void aRunningApplicationWithoutALocationIsLookedUpInTheFolders();
     void anApplicationThatIsNotThereIsNotFound();
@@ -120,6 +121,15 @@ void tst_Applications::everyNameOfAnApplicationCounts()
     QCOMPARE(Executor::appURL(u"files"_s), u"/a/n"_s);
     QCOMPARE(Executor::appURL(u"DATEIEN"_s), u"/a/n"_s);
     QCOMPARE(Executor::appURL(u"nautilus"_s), u"/a/n"_s);
+}
+
+void tst_Applications::accentsCompareHoweverTheyAreComposed()
+{
+    m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Cafe\u0301"_s)};
+    QCOMPARE(Executor::appURL(u"CAFÉ"_s), u"/a/Cafe\u0301.app"_s);
+    m_desk->running = {running(5, u"E\u0301diteur"_s)};
+    QCOMPARE(Executor::runningApp(u"éditeur"_s)->pid, ProcessId{5});
+    QCOMPARE(Executor::runningApp(u"édit"_s)->pid, ProcessId{5});
 }
 
 void tst_Applications::aRunningApplicationOfThatNameIsTakenWhereItLies()

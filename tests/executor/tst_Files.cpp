@@ -3,6 +3,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <QTest>
 
@@ -116,6 +117,8 @@ void tst_Files::aNameWithANullCharacterNamesNothing()
     QCOMPARE(outcome(u"create_folder"_s, {{u"name"_s, name}}),
              u"PlatformError: Invalid argument"_s);
     QCOMPARE(outcome(u"trash"_s, {{u"path"_s, name}}), u"PlatformError: Invalid argument"_s);
+    QCOMPARE(outcome(u"trash"_s, {{u"path"_s, u"~root"_s + QChar::Null + u"/a"_s}}),
+             u"PlatformError: Invalid argument"_s);
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, name}}),
              u"ActionError: Nothing exists at "_s + name + u'.');
     QCOMPARE(outcome(u"find_files"_s, {{u"folder"_s, name}}),
@@ -131,6 +134,10 @@ void tst_Files::aPathOpensWithItsDefaultApplication()
     QCOMPARE(m_desk->opened, QList<QUrl>{QUrl::fromLocalFile(at(u"Downloads/a%20b #c"_s))});
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"my downloads"_s}}), u"Opened Downloads."_s);
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"/"_s}}), u"Opened /."_s);
+    // Two slashes at the beginning are no host's name.
+    QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"//"_s + m_home->path()}}),
+             u"Opened "_s + QFileInfo(m_home->path()).fileName() + u'.');
+    QCOMPARE(m_desk->opened.last(), QUrl::fromLocalFile(m_home->path()));
 }
 
 void tst_Files::aMissingPathIsToldAsWritten_data()

@@ -131,6 +131,11 @@ void tst_Keyboard::textsAreCutIntoUserPerceivedCharacters_data()
                        u"न्दी"_s, u"\n"_s,          u"😀"_s};
     QTest::newRow("marks of several scripts")
         << u"a\u0301कीxก็x"_s << 1 << QStringList{u"a\u0301"_s, u"की"_s, u"x"_s, u"ก็"_s, u"x"_s};
+    QTest::newRow("voiced kana of half width")
+        << u"\uff76\uff9e\uff8a\uff9fx"_s << 1
+        << QStringList{u"\uff76\uff9e"_s, u"\uff8a\uff9f"_s, u"x"_s};
+    QTest::newRow("skin tone behind a letter")
+        << u"x\U0001f3fdy"_s << 1 << QStringList{u"x\U0001f3fd"_s, u"y"_s};
     QTest::newRow("lone surrogates")
         << QString(QChar(0xd83d)) + u'a' << 1 << QStringList{QString(QChar(0xd83d)), u"a"_s};
 }
