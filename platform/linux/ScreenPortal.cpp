@@ -58,7 +58,8 @@ public:
         // The portal may answer before it has told where it will, so the place is known before.
         m_path = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
                      .arg(bus.baseService().mid(1).replace(u'.', u'_'), token);
-        if (!bus.connect(QString(), m_path, QStringLiteral("org.freedesktop.portal.Request"),
+        // From nobody else: what is answered is moved away from where it is.
+        if (!bus.connect(portalName, m_path, QStringLiteral("org.freedesktop.portal.Request"),
                          QStringLiteral("Response"), this, SLOT(respond(uint, QVariantMap)))) {
             end(std::nullopt);
             return;

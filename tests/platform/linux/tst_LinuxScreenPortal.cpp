@@ -2,6 +2,7 @@
 #include "tests/support/VirtualDesktop.h"
 
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDir>
@@ -34,6 +35,7 @@ public:
 
     uint code = 0;
     QUrl picture;
+    QUrl forged; ///< What somebody else says in its place, before it does.
     bool fails = false;
     bool isHasty = false; ///< Answers before it has told where it will.
     int requests = 0;
@@ -64,10 +66,23 @@ public Q_SLOTS:
 private:
     void answer(const QString &path)
     {
+        if (!forged.isEmpty()) {
+            QDBusConnection other =
+                QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"forger"_s);
+            other.send(response(path, 0, forged));
+            // Has it on its way before anything else.
+            QVERIFY(other.interface()->isServiceRegistered(u"org.freedesktop.DBus"_s));
+            QDBusConnection::disconnectFromBus(u"forger"_s);
+        }
+        m_bus.send(response(path, code, picture));
+    }
+
+    [[nodiscard]] static QDBusMessage response(const QString &path, uint code, const QUrl &picture)
+    {
         QDBusMessage signal =
             QDBusMessage::createSignal(path, u"org.freedesktop.portal.Request"_s, u"Response"_s);
         signal << code << QVariantMap{{u"uri"_s, picture.toString(QUrl::FullyEncoded)}};
-        m_bus.send(signal);
+        return signal;
     }
 
     QDBusConnection m_bus;
@@ -87,6 +102,7 @@ private Q_SLOTS:
     void thePortalTakesThePicture();
     void aPortalThatDoesNotDeliverHasFailed_data();
     void aPortalThatDoesNotDeliverHasFailed();
+    void nobodyElseAnswersForThePortal();
     void withoutAPortalItHasFailed();
     void aPortalsPictureThatCannotBeSavedIsToldAndKept();
 
@@ -163,6 +179,17 @@ void tst_LinuxScreenPortal::aPortalThatDoesNotDeliverHasFailed()
     QCOMPARE(outcome(u"screenshot"_s), failed);
     QCOMPARE(portal.requests, 1);
     QCOMPARE(downloads(), QStringList());
+}
+
+void tst_LinuxScreenPortal::nobodyElseAnswersForThePortal()
+{
+    FakePortal portal;
+    portal.code = 1;
+    m_desktop->write(u"thesis.odt"_s, "years of work");
+    portal.forged = QUrl::fromLocalFile(m_desktop->home(u"thesis.odt"_s));
+    QCOMPARE(outcome(u"screenshot"_s), failed);
+    QCOMPARE(downloads(), QStringList());
+    QVERIFY(QFile::exists(m_desktop->home(u"thesis.odt"_s)));
 }
 
 void tst_LinuxScreenPortal::withoutAPortalItHasFailed()
