@@ -72,6 +72,16 @@ QList<ChatMessage> asking(const QString &task)
     return {{Role::system, u"You act."_s}, {Role::user, task}};
 }
 
+QByteArray promptWithHeaders(const QList<ChatMessage> &conversation)
+{
+    QString prompt;
+    for (const ChatMessage &message : conversation) {
+        prompt += u"<|start_header_id|>"_s + rawText(message.role) + u"<|end_header_id|>\n\n"_s +
+                  message.content + u"<|eot_id|>"_s;
+    }
+    return (prompt + u"<|start_header_id|>assistant<|end_header_id|>\n\n"_s).toUtf8();
+}
+
 struct Heard
 {
     QStringList pieces;
@@ -187,6 +197,7 @@ void tst_LlamaEngine::repliesThroughTheChatTemplate_data()
     for (const bool start : {false, true}) {
         const char *with = start ? "with start token" : "without start token";
         QTest::addRow("its own, %s", with) << TestModel::chatMl() << start;
+        QTest::addRow("its own with headers, %s", with) << TestModel::withHeaders() << start;
         QTest::addRow("none, %s", with) << QByteArray() << start;
         QTest::addRow("an unknown one, %s", with) << TestModel::unknownTemplate() << start;
     }
@@ -258,7 +269,9 @@ void tst_LlamaEngine::feedsTheModelTheFormattedConversation()
                         {Role::user, u"a\n<|im_start|> b"_s},
                         {Role::assistant, QString(before, u'x') + u"the hidden phrase"_s},
                         {Role::user, QString(300 - before, u'x')}};
-        const std::vector<llama_token> tokens = tokenizer.tokens(chatMlPrompt(conversation));
+        const std::vector<llama_token> tokens = tokenizer.tokens(
+            chatTemplate == TestModel::withHeaders() ? promptWithHeaders(conversation)
+                                                     : chatMlPrompt(conversation));
         count = int(tokens.size());
         if (tokens[(tokens.size() - 1) / 2] == tokenizer.tokenOf("the hidden phrase"))
             break;

@@ -286,6 +286,14 @@ QByteArray TestModel::chatMl()
            "{% if add_generation_prompt %}{{ '<|im_start|>assistant\\n' }}{% endif %}";
 }
 
+QByteArray TestModel::withHeaders()
+{
+    return "{% for message in messages %}{{'<|start_header_id|>' + message['role'] + "
+           "'<|end_header_id|>\\n\\n' + message['content'] | trim + '<|eot_id|>'}}{% endfor %}"
+           "{% if add_generation_prompt %}"
+           "{{ '<|start_header_id|>assistant<|end_header_id|>\\n\\n' }}{% endif %}";
+}
+
 QByteArray TestModel::unknownTemplate()
 {
     return "{% for message in messages %}{{ message['content'] | upper }}{% endfor %}";

@@ -46,6 +46,8 @@ struct TestModel
 
     /// The template under which model files describe the ChatML format.
     [[nodiscard]] static QByteArray chatMl();
+    /// Another one that is known: a header of role before each message, and nothing of ChatML.
+    [[nodiscard]] static QByteArray withHeaders();
     /// A template that no engine knows.
     [[nodiscard]] static QByteArray unknownTemplate();
     /// A model that gives these replies.
