@@ -133,6 +133,8 @@ private Q_SLOTS:
 private:
     QStringList leftOver() const;
     QString path(const QString &name) const { return m_folder->filePath(name); }
+    /// Where the answer is to be had.
+    QUrl serving(const Answer &answer);
     void start(const QUrl &url, std::chrono::milliseconds wait = patience);
     void finish(const QUrl &url, std::chrono::milliseconds wait = patience);
     Download::Events events();
@@ -175,6 +177,12 @@ Download::Events DownloadTest::events()
         m_failure = failure;
     };
     return result;
+}
+
+QUrl DownloadTest::serving(const Answer &answer)
+{
+    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    return m_server->url(QStringLiteral("/model.gguf"));
 }
 
 void DownloadTest::start(const QUrl &url, std::chrono::milliseconds wait)
@@ -263,37 +271,28 @@ void DownloadTest::bringsTheWholeBody()
 {
     QFETCH(const Framing, framing);
     QFETCH(const qint64, size);
-    Answer answer;
-    answer.body = pattern(size);
-    answer.framing = framing;
-    m_server->setAnswer(QStringLiteral("/a/model.gguf"), answer);
+    const QByteArray body = pattern(size);
+    m_server->setAnswer(QStringLiteral("/a/model.gguf"), {.body = body, .framing = framing});
 
     finish(m_server->url(QStringLiteral("/a/model.gguf")));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
     QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
     QVERIFY(!m_progress.isEmpty());
     QVERIFY(std::is_sorted(m_progress.begin(), m_progress.end()));
 }
 
 void DownloadTest::takesABodyThatIsMarkedAsNotPacked()
 {
-    Answer answer;
-    answer.body = pattern(50'000);
-    answer.headers = {"Content-Encoding: Identity"};
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    const QByteArray body = pattern(50'000);
+    finish(serving({.body = body, .headers = {"Content-Encoding: Identity"}}));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
 }
 
 void DownloadTest::refusesAPackedBodyThatItDidNotAskFor()
 {
-    Answer answer;
-    answer.body = pattern(50'000);
-    answer.headers = {"Content-Encoding: gzip"};
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.body = pattern(50'000), .headers = {"Content-Encoding: gzip"}}));
     QVERIFY(m_server->requests().first().head.contains("\r\nAccept-Encoding: identity\r\n"));
     QCOMPARE(m_failure.value_or(QString()), QStringLiteral("The server sent the file packed."));
     QCOMPARE(leftOver(), QStringList());
@@ -312,11 +311,7 @@ void DownloadTest::takesALocalFileToo()
 
 void DownloadTest::reportsProgressAgainstTheAnnouncedLength()
 {
-    Answer answer;
-    answer.body = pattern(1'000'000);
-    answer.holdAfter = 250'000;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    start(m_server->url(QStringLiteral("/model.gguf")));
+    start(serving({.body = pattern(1'000'000), .holdAfter = 250'000}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty() && m_progress.last() == 0.25, eventually);
     QVERIFY(!m_ended);
     m_server->release();
@@ -326,12 +321,8 @@ void DownloadTest::reportsProgressAgainstTheAnnouncedLength()
 
 void DownloadTest::reportsProgressAgainstAGuessWithoutALength()
 {
-    Answer answer;
-    answer.body = pattern(6'000'000);
-    answer.framing = Framing::chunked;
-    answer.holdAfter = 5'000'000;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    start(m_server->url(QStringLiteral("/model.gguf")));
+    start(
+        serving({.body = pattern(6'000'000), .framing = Framing::chunked, .holdAfter = 5'000'000}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty() && m_progress.last() == 0.005, eventually);
     m_server->release();
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
@@ -340,10 +331,7 @@ void DownloadTest::reportsProgressAgainstAGuessWithoutALength()
 
 void DownloadTest::asksForTheAddressOnceAndForNothingElse()
 {
-    Answer answer;
-    answer.body = "x";
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.body = "x"}));
     QCOMPARE(m_server->requests().size(), 1);
     const HttpServer::Request &request = m_server->requests().first();
     QCOMPARE(request.method, QByteArray("GET"));
@@ -361,11 +349,7 @@ void DownloadTest::failsByTheStatus_data()
 void DownloadTest::failsByTheStatus()
 {
     QFETCH(const int, status);
-    Answer answer;
-    answer.status = status;
-    answer.body = "An explanation";
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.status = status, .body = "An explanation"}));
     QCOMPARE(m_failure.value_or(QString()),
              QStringLiteral("Download failed (HTTP %1).").arg(status));
     QCOMPARE(leftOver(), QStringList());
@@ -373,12 +357,7 @@ void DownloadTest::failsByTheStatus()
 
 void DownloadTest::doesNotWaitForAPageThatExplainsAFailure()
 {
-    Answer answer;
-    answer.status = 404;
-    answer.body = "An explanation";
-    answer.holdAfter = 3;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.status = 404, .body = "An explanation", .holdAfter = 3}));
     QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Download failed (HTTP 404)."));
 }
 
@@ -423,13 +402,10 @@ void DownloadTest::failsWhenTheConnectionEndsEarly()
 {
     QFETCH(const Framing, framing);
     QFETCH(const qint64, at);
-    Answer answer;
-    answer.body = pattern(50'000);
-    answer.size = at < 3'000'000 ? 3'000'000 : 20'000'000;
-    answer.framing = framing;
-    answer.cutAfter = at;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.body = pattern(50'000),
+                    .size = at < 3'000'000 ? 3'000'000 : 20'000'000,
+                    .framing = framing,
+                    .cutAfter = at}));
     QVERIFY(m_failure);
     QVERIFY(!m_failure->isEmpty());
     QCOMPARE(leftOver(), QStringList());
@@ -448,12 +424,7 @@ void DownloadTest::failsWhenNothingComes()
 {
     QFETCH(const bool, silent);
     QFETCH(const qint64, holdAfter);
-    Answer answer;
-    answer.body = pattern(50'000);
-    answer.isSilent = silent;
-    answer.holdAfter = holdAfter;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")), 300ms);
+    finish(serving({.body = pattern(50'000), .holdAfter = holdAfter, .isSilent = silent}), 300ms);
     QCOMPARE(m_failure.value_or(QString()), QStringLiteral("The request timed out."));
     QCOMPARE(leftOver(), QStringList());
 }
@@ -461,16 +432,13 @@ void DownloadTest::failsWhenNothingComes()
 void DownloadTest::waitsForAServerThatIsSlowButAlive()
 {
     // All of it takes longer than the patience, which is for a silence only.
-    Answer answer;
-    answer.body = pattern(60);
-    answer.dripInterval = 50;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    const QByteArray body = pattern(60);
     QElapsedTimer clock;
     clock.start();
-    finish(m_server->url(QStringLiteral("/model.gguf")), 2s);
+    finish(serving({.body = body, .dripInterval = 50}), 2s);
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
     QVERIFY(clock.elapsed() > 2'000);
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
 }
 
 void DownloadTest::followsRedirects_data()
@@ -486,9 +454,7 @@ void DownloadTest::followsRedirects()
 {
     QFETCH(const int, status);
     QFETCH(const int, hops);
-    Answer answer;
-    answer.body = pattern(300'000);
-    m_server->setAnswer(QStringLiteral("/%1/model.gguf").arg(hops), answer);
+    m_server->setAnswer(QStringLiteral("/%1/model.gguf").arg(hops), {.body = pattern(300'000)});
     for (int hop = 0; hop < hops; ++hop) {
         // An address without a host is one beside the first.
         const QUrl next(QStringLiteral("/%1/model.gguf").arg(hop + 1));
@@ -497,16 +463,14 @@ void DownloadTest::followsRedirects()
     }
     finish(m_server->url(QStringLiteral("/0/model.gguf")));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == pattern(300'000));
     QCOMPARE(m_progress.last(), 1.0);
 }
 
 void DownloadTest::keepsTheNameOfTheAddressThatWasAskedFor()
 {
-    Answer answer;
-    answer.body = "x";
     HttpServer other;
-    other.setAnswer(QStringLiteral("/cdn/3f2a"), answer);
+    other.setAnswer(QStringLiteral("/cdn/3f2a"), {.body = "x"});
     m_server->setAnswer(QStringLiteral("/model.gguf"),
                         HttpServer::redirect(other.url(QStringLiteral("/cdn/3f2a"))));
     finish(m_server->url(QStringLiteral("/model.gguf")));
@@ -537,9 +501,7 @@ void DownloadTest::followsNoRedirectOutOfTheWeb()
 void DownloadTest::trustsNoCertificateOfUnknownOrigin()
 {
     HttpServer secure(loopbackTls());
-    Answer answer;
-    answer.body = "x";
-    secure.setAnswer(QStringLiteral("/model.gguf"), answer);
+    secure.setAnswer(QStringLiteral("/model.gguf"), {.body = "x"});
     finish(secure.url(QStringLiteral("/model.gguf")));
     QVERIFY(m_failure);
     QVERIFY(!m_failure->isEmpty());
@@ -571,23 +533,19 @@ void DownloadTest::followsARedirectFromHttpsToHttps()
 {
     const Trust trust;
     HttpServer secure(loopbackTls());
-    Answer answer;
-    answer.body = pattern(3'000'000);
-    secure.setAnswer(QStringLiteral("/elsewhere"), answer);
+    secure.setAnswer(QStringLiteral("/elsewhere"), {.body = pattern(3'000'000)});
     secure.setAnswer(QStringLiteral("/model.gguf"),
                      HttpServer::redirect(secure.url(QStringLiteral("/elsewhere"))));
     finish(secure.url(QStringLiteral("/model.gguf")));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == pattern(3'000'000));
 }
 
 void DownloadTest::followsNoRedirectFromHttpsToHttp()
 {
     const Trust trust;
     HttpServer secure(loopbackTls());
-    Answer answer;
-    answer.body = "x";
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/model.gguf"), {.body = "x"});
     secure.setAnswer(QStringLiteral("/model.gguf"),
                      HttpServer::redirect(m_server->url(QStringLiteral("/model.gguf"))));
     finish(secure.url(QStringLiteral("/model.gguf")));
@@ -599,11 +557,9 @@ void DownloadTest::followsNoRedirectFromHttpsToHttp()
 
 void DownloadTest::sendsNoCookieBack()
 {
-    Answer answer;
-    answer.body = "x";
     Answer redirect = HttpServer::redirect(QUrl(QStringLiteral("/elsewhere")));
     redirect.headers += "Set-Cookie: visitor=7; Path=/";
-    m_server->setAnswer(QStringLiteral("/elsewhere"), answer);
+    m_server->setAnswer(QStringLiteral("/elsewhere"), {.body = "x"});
     m_server->setAnswer(QStringLiteral("/model.gguf"), redirect);
     finish(m_server->url(QStringLiteral("/model.gguf")));
     // How many there are is Qt's: it asks once more where a connection ended under it.
@@ -640,14 +596,12 @@ void DownloadTest::replacesWhatStandsInItsPlace()
     } else {
         QVERIFY(QFile::link(elsewhere.path(), place));
     }
-    Answer answer;
-    answer.body = pattern(300'000);
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    const QByteArray body = pattern(300'000);
+    finish(serving({.body = body}));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
     QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
     QVERIFY(!QFileInfo(place).isSymLink());
-    QVERIFY(contents(place) == answer.body);
+    QVERIFY(contents(place) == body);
     QCOMPARE(QDir(elsewhere.path()).entryList(QDir::Files), QStringList{QStringLiteral("kept")});
     QCOMPARE(contents(elsewhere.filePath(QStringLiteral("kept"))), QByteArray("kept"));
 }
@@ -655,28 +609,21 @@ void DownloadTest::replacesWhatStandsInItsPlace()
 void DownloadTest::keepsAnOlderFileUntilTheNewOneIsWhole()
 {
     write(path(QStringLiteral("model.gguf")), "old");
-    Answer answer;
-    answer.body = pattern(600'000);
-    answer.holdAfter = 500'000;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    start(m_server->url(QStringLiteral("/model.gguf")));
+    const QByteArray body = pattern(600'000);
+    start(serving({.body = body, .holdAfter = 500'000}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
     QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("old"));
     QCOMPARE(leftOver().size(), 2);
     m_server->release();
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
     QCOMPARE(leftOver().size(), 1);
 }
 
 void DownloadTest::keepsAnOlderFileWhenItFails()
 {
     write(path(QStringLiteral("model.gguf")), "old");
-    Answer answer;
-    answer.body = pattern(600'000);
-    answer.cutAfter = 500'000;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.body = pattern(600'000), .cutAfter = 500'000}));
     QVERIFY(m_failure);
     QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("old"));
     QCOMPARE(leftOver().size(), 1);
@@ -719,9 +666,7 @@ void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull_data()
 void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull()
 {
     QFETCH(const int, room);
-    Answer answer;
-    answer.body = pattern(3'000'000);
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/model.gguf"), {.body = pattern(3'000'000)});
     {
         const FileSizeLimit limit(static_cast<rlim_t>(room));
         finish(m_server->url(QStringLiteral("/model.gguf")));
@@ -733,10 +678,7 @@ void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull()
 void DownloadTest::failsWithTheSystemsWordsWithoutAFolder()
 {
     m_folder->remove();
-    Answer answer;
-    answer.body = "x";
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.body = "x"}));
     QCOMPARE(m_failure.value_or(QString()), QStringLiteral("No such file or directory"));
 }
 
@@ -744,9 +686,7 @@ void DownloadTest::failsWithTheSystemsWordsWhenItCannotTakeItsPlace()
 {
     // A name that is too long for any file, found out at the very end.
     const QString name = QString(300, u'n');
-    Answer answer;
-    answer.body = "x";
-    m_server->setAnswer(u'/' + name, answer);
+    m_server->setAnswer(u'/' + name, {.body = "x"});
     finish(m_server->url(u'/' + name));
     QCOMPARE(m_failure.value_or(QString()), QStringLiteral("File name too long"));
     QCOMPARE(leftOver(), QStringList());
@@ -763,12 +703,7 @@ void DownloadTest::aCancelIsSilentAndLeavesNothing_data()
 void DownloadTest::aCancelIsSilentAndLeavesNothing()
 {
     QFETCH(const Framing, framing);
-    Answer answer;
-    answer.body = pattern(600'000);
-    answer.framing = framing;
-    answer.holdAfter = 500'000;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    start(m_server->url(QStringLiteral("/model.gguf")));
+    start(serving({.body = pattern(600'000), .framing = framing, .holdAfter = 500'000}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
     QCOMPARE(leftOver().size(), 1);
     m_download->cancel();
@@ -781,10 +716,7 @@ void DownloadTest::aCancelIsSilentAndLeavesNothing()
 
 void DownloadTest::aCancelBeforeTheFirstByteIsSilent()
 {
-    Answer answer;
-    answer.isSilent = true;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    start(m_server->url(QStringLiteral("/model.gguf")));
+    start(serving({.isSilent = true}));
     m_download->cancel();
     QTRY_VERIFY_WITH_TIMEOUT(m_download->isOver(), eventually);
     QVERIFY(!m_ended);
@@ -806,11 +738,7 @@ void DownloadTest::aCancelDropsTheEventsOnTheirWay()
 
 void DownloadTest::destroyingItWaitsUntilNothingIsLeft()
 {
-    Answer answer;
-    answer.body = pattern(600'000);
-    answer.holdAfter = 500'000;
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    start(m_server->url(QStringLiteral("/model.gguf")));
+    start(serving({.body = pattern(600'000), .holdAfter = 500'000}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
     m_download.reset();
     QCOMPARE(leftOver(), QStringList());
@@ -818,9 +746,7 @@ void DownloadTest::destroyingItWaitsUntilNothingIsLeft()
 
 void DownloadTest::mayBeDestroyedInItsLastEvent()
 {
-    Answer answer;
-    answer.body = "x";
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/model.gguf"), {.body = "x"});
     Download::Events own = events();
     own.end = [this](const std::optional<QString> &failure) {
         m_download.reset();
@@ -837,10 +763,7 @@ void DownloadTest::mayBeDestroyedInItsLastEvent()
 void DownloadTest::sweepsWhatADeadProcessLeft()
 {
     write(path(QStringLiteral("3f2a.quillon-part")), "half a model");
-    Answer answer;
-    answer.body = "x";
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    finish(serving({.body = "x"}));
     QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
 }
 
@@ -851,13 +774,9 @@ void DownloadTest::leavesTheFilesOfRunningTransfersAlone()
     QVERIFY(other.open(QIODevice::WriteOnly));
     QCOMPARE(::flock(other.handle(), LOCK_EX | LOCK_NB), 0);
 
-    Answer answer;
-    answer.body = pattern(600'000);
-    answer.holdAfter = 500'000;
-    m_server->setAnswer(QStringLiteral("/slow.gguf"), answer);
-    Answer quick;
-    quick.body = "x";
-    m_server->setAnswer(QStringLiteral("/quick.gguf"), quick);
+    const QByteArray body = pattern(600'000);
+    m_server->setAnswer(QStringLiteral("/slow.gguf"), {.body = body, .holdAfter = 500'000});
+    m_server->setAnswer(QStringLiteral("/quick.gguf"), {.body = "x"});
 
     start(m_server->url(QStringLiteral("/slow.gguf")));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
@@ -871,7 +790,7 @@ void DownloadTest::leavesTheFilesOfRunningTransfersAlone()
     m_server->release();
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("slow.gguf"))) == answer.body);
+    QVERIFY(contents(path(QStringLiteral("slow.gguf"))) == body);
 }
 
 void DownloadTest::sweepsNothingElse()

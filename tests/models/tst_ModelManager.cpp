@@ -62,6 +62,12 @@ QStringList filesInFolder()
         .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
 }
 
+/// Of 600,000 bytes.
+Answer pausingAfter(qint64 bytes)
+{
+    return {.body = QByteArray(600'000, 'x'), .holdAfter = bytes};
+}
+
 LocalModel modelAt(const QUrl &url, const QString &fileName = QStringLiteral("test.gguf"))
 {
     return {QStringLiteral("test"), QStringLiteral("Test"), QString(), url, fileName, 1};
@@ -152,6 +158,8 @@ private:
     void makeManager(std::chrono::milliseconds patience = 30s);
     /// A manager whose selected model comes from the server's answer.
     void makeManagerFor(const Answer &answer, std::chrono::milliseconds patience = 30s);
+    /// Downloads a model until half of it is there; the server then waits for its release.
+    void downloadHalf();
     void bringInto(Case state);
     void load() { QCoro::waitFor(m_manager->loadIfNeeded()); }
     QList<Case> cases() const;
@@ -196,18 +204,24 @@ void ModelManagerTest::makeManagerFor(const Answer &answer, std::chrono::millise
     m_states.clear();
 }
 
+void ModelManagerTest::downloadHalf()
+{
+    makeManagerFor(pausingAfter(300'000));
+    m_manager->download();
+    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
+    m_states.clear();
+}
+
 // Over an engine that holds nothing, but for `loaded`.
 void ModelManagerTest::bringInto(Case state)
 {
-    Answer answer;
-    answer.body = "model";
+    const Answer answer{.body = "model"};
     switch (state) {
     case Case::needsDownload:
         makeManagerFor(answer);
         break;
     case Case::downloading:
-        answer.isSilent = true;
-        makeManagerFor(answer);
+        makeManagerFor({.isSilent = true});
         m_manager->download();
         break;
     case Case::ready:
@@ -276,9 +290,7 @@ void ModelManagerTest::livesWithoutAFolder()
     QVERIFY(QDir().mkpath(QFileInfo(modelsFolder()).path()));
     QFile file(modelsFolder());
     QVERIFY(file.open(QIODevice::WriteOnly));
-    Answer answer;
-    answer.body = "model";
-    makeManagerFor(answer);
+    makeManagerFor({.body = "model"});
     QCOMPARE(ModelManager::directory(), modelsFolder());
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_manager->download();
@@ -496,13 +508,7 @@ void ModelManagerTest::selectingLeavesAFailure()
 
 void ModelManagerTest::selectingDuringADownloadCancelsIt()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    makeManagerFor(answer);
-    m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
-    m_states.clear();
+    downloadHalf();
     m_manager->select(second());
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_server->release();
@@ -567,23 +573,20 @@ void ModelManagerTest::theChoiceIsRemembered()
 
 void ModelManagerTest::downloadsAndLoads()
 {
-    Answer answer;
-    answer.body = QByteArray(300'000, 'x');
-    makeManagerFor(answer);
+    const QByteArray body(300'000, 'x');
+    makeManagerFor({.body = body});
     m_manager->download();
     QCOMPARE(m_manager->state(), State::downloading(0));
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::ready, Case::loading, Case::loaded}));
     QCOMPARE(m_engine->loads(), QStringList{place(m_manager->selected())});
-    QVERIFY(contents(m_manager->selected()) == answer.body);
+    QVERIFY(contents(m_manager->selected()) == body);
     QCOMPARE(filesInFolder(), QStringList{QStringLiteral("test.gguf")});
 }
 
 void ModelManagerTest::downloadsAndCannotLoad()
 {
-    Answer answer;
-    answer.body = "no model at all";
-    makeManagerFor(answer);
+    makeManagerFor({.body = "no model at all"});
     m_engine->setLoadError(InferenceError::loadFailed);
     m_manager->download();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(),
@@ -594,9 +597,7 @@ void ModelManagerTest::downloadsAndCannotLoad()
 
 void ModelManagerTest::downloadsOverAnOlderFile()
 {
-    Answer answer;
-    answer.body = "new";
-    makeManagerFor(answer);
+    makeManagerFor({.body = "new"});
     putFile(m_manager->selected(), "older and longer");
     m_manager->refresh();
     m_manager->download();
@@ -626,10 +627,7 @@ void ModelManagerTest::downloadsFromEveryState()
 
 void ModelManagerTest::downloadTwiceIsOneTransfer()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    makeManagerFor(answer);
+    makeManagerFor(pausingAfter(300'000));
     m_manager->download();
     m_manager->download();
     QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
@@ -657,11 +655,7 @@ void ModelManagerTest::downloadFails()
     QFETCH(const int, status);
     QFETCH(const qint64, cutAfter);
     QFETCH(const QString, message);
-    Answer answer;
-    answer.status = status;
-    answer.body = "A body";
-    answer.cutAfter = cutAfter;
-    makeManagerFor(answer);
+    makeManagerFor({.status = status, .body = "A body", .cutAfter = cutAfter});
     m_manager->download();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(message), eventually);
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::failed}));
@@ -671,9 +665,7 @@ void ModelManagerTest::downloadFails()
 
 void ModelManagerTest::downloadFailsOnAStall()
 {
-    Answer answer;
-    answer.isSilent = true;
-    makeManagerFor(answer, 300ms);
+    makeManagerFor({.isSilent = true}, 300ms);
     m_manager->download();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(),
                               State::failed(QStringLiteral("The request timed out.")), eventually);
@@ -682,9 +674,7 @@ void ModelManagerTest::downloadFailsOnAStall()
 
 void ModelManagerTest::downloadFailsOnAFullDisk()
 {
-    Answer answer;
-    answer.body = QByteArray(3'000'000, 'x');
-    makeManagerFor(answer);
+    makeManagerFor({.body = QByteArray(3'000'000, 'x')});
     const auto usualHandler = std::signal(SIGXFSZ, SIG_IGN);
     rlimit usual = {};
     QCOMPARE(::getrlimit(RLIMIT_FSIZE, &usual), 0);
@@ -702,14 +692,10 @@ void ModelManagerTest::downloadFailsOnAFullDisk()
 
 void ModelManagerTest::downloadCanBeTriedAgain()
 {
-    Answer answer;
-    answer.status = 503;
-    makeManagerFor(answer);
+    makeManagerFor({.status = 503});
     m_manager->download();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state().kind, Case::failed, eventually);
-    answer.status = 200;
-    answer.body = "model";
-    m_server->setAnswer(QStringLiteral("/test.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/test.gguf"), {.body = "model"});
     m_manager->download();
     QCOMPARE(m_manager->state(), State::downloading(0));
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
@@ -717,10 +703,7 @@ void ModelManagerTest::downloadCanBeTriedAgain()
 
 void ModelManagerTest::downloadShowsItsProgress()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 150'000;
-    makeManagerFor(answer);
+    makeManagerFor(pausingAfter(150'000));
     m_manager->download();
     QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.25), eventually);
     m_server->release();
@@ -732,11 +715,9 @@ void ModelManagerTest::downloadShowsItsProgress()
 
 void ModelManagerTest::downloadShowsAGuessWithoutALength()
 {
-    Answer answer;
-    answer.body = QByteArray(2'000'000, 'x');
-    answer.framing = HttpServer::Framing::close;
-    answer.holdAfter = 1'000'000;
-    makeManagerFor(answer);
+    makeManagerFor({.body = QByteArray(2'000'000, 'x'),
+                    .framing = HttpServer::Framing::close,
+                    .holdAfter = 1'000'000});
     m_manager->download();
     QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.001), eventually);
     m_server->release();
@@ -745,12 +726,7 @@ void ModelManagerTest::downloadShowsAGuessWithoutALength()
 
 void ModelManagerTest::progressComesBackAfterARefresh()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    makeManagerFor(answer);
-    m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
+    downloadHalf();
     m_manager->refresh();
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_states.clear();
@@ -761,9 +737,7 @@ void ModelManagerTest::progressComesBackAfterARefresh()
 
 void ModelManagerTest::aFileOfAnotherNameIsNotTheModel()
 {
-    Answer answer;
-    answer.body = "model";
-    m_server->setAnswer(QStringLiteral("/other.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/other.gguf"), {.body = "model"});
     makeManager();
     m_manager->select(modelAt(m_server->url(QStringLiteral("/other.gguf"))));
     m_manager->download();
@@ -774,13 +748,7 @@ void ModelManagerTest::aFileOfAnotherNameIsNotTheModel()
 
 void ModelManagerTest::cancelIsSilentAndLeavesNothing()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    makeManagerFor(answer);
-    m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
-    m_states.clear();
+    downloadHalf();
     m_manager->cancelTask();
     QCOMPARE(m_manager->state(), State::downloading(0.5)); // Up to the caller's refresh.
     m_manager->refresh();
@@ -801,15 +769,9 @@ void ModelManagerTest::cancelWithoutADownloadDoesNothing()
 
 void ModelManagerTest::aNewDownloadIsUntouchedByTheCancelledOne()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    makeManagerFor(answer);
-    m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
+    downloadHalf();
     m_manager->cancelTask();
-    answer.holdAfter = 60'000;
-    m_server->setAnswer(QStringLiteral("/test.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/test.gguf"), pausingAfter(60'000));
     m_manager->download();
     m_states.clear();
     QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.1), eventually);
@@ -825,12 +787,7 @@ void ModelManagerTest::aNewDownloadIsUntouchedByTheCancelledOne()
 
 void ModelManagerTest::destroyingTheManagerEndsTheDownload()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    makeManagerFor(answer);
-    m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
+    downloadHalf();
     m_manager.reset();
     QCOMPARE(filesInFolder(), QStringList());
     QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 0, eventually);
@@ -847,10 +804,7 @@ void ModelManagerTest::destroyingTheManagerForgetsTheLoad()
 
 void ModelManagerTest::aKillLeavesNothingForTheNextStart()
 {
-    Answer answer;
-    answer.body = QByteArray(600'000, 'x');
-    answer.holdAfter = 300'000;
-    m_server->setAnswer(QStringLiteral("/test.gguf"), answer);
+    m_server->setAnswer(QStringLiteral("/test.gguf"), pausingAfter(300'000));
     QProcess child;
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     child.start(
