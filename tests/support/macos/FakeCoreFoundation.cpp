@@ -137,7 +137,8 @@ int FakeCoreFoundation::livingObjects()
 
 CFStringRef __CFStringMakeConstantString(const char *text)
 {
-    static QHash<QByteArray, CFStringRef> constants;
+    // Never destroyed, as constants are.
+    static auto &constants = *new QHash<QByteArray, CFStringRef>;
     CFStringRef &constant = constants[text];
     if (!constant)
         constant = constantKey(text);
