@@ -1,11 +1,13 @@
 # shellcheck shell=sh disable=SC2154 # variables come from common.sh
 # What the system's package manager installs. Reads common.sh first.
 
-# package_list FILE…: the names in files of scripts/packages.
+# package_list FILE…: the names in files of scripts/packages, without those that another
+# distribution's name in brackets follows.
 package_list()
 {
     for list in "$@"; do
-        sed -e 's/#.*//' -e '/^[[:space:]]*$/d' "$root/scripts/packages/$list"
+        sed -e 's/#.*//' -e "s/[[:space:]]*\\[${distribution:-none}\\]//" -e '/\[/d' \
+            -e '/^[[:space:]]*$/d' "$root/scripts/packages/$list"
     done
 }
 
@@ -24,6 +26,8 @@ require_known_linux()
     *" debian "* | *" ubuntu "*) ;;
     *) fail "$name is not known here: setup prepares $supported." ;;
     esac
+    # shellcheck source=/dev/null
+    distribution=$(. "$release" && printf '%s' "${ID-}")
     # A version is missing where the next release is being made.
     # shellcheck source=/dev/null
     version=$(. "$release" && printf '%s %s' "${ID-}" "${VERSION_ID-}")

@@ -159,7 +159,7 @@ private:
 
 int openFiles()
 {
-    return int(QDir(u"/proc/self/fd"_s).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).size());
+    return int(QDir(u"/dev/fd"_s).entryList(QDir::NoDotAndDotDot | QDir::AllEntries).size());
 }
 } // namespace
 

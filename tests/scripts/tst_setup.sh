@@ -54,6 +54,19 @@ test_the_tests_need_more_packages()
     expect_status 0
     # It was removed and has left its settings, which does not count as installed.
     grep -qx xvfb "$sandbox/installed" || complain "xvfb was not installed"
+    grep -qx chromium "$sandbox/installed" || complain "the browser was not installed"
+}
+
+test_ubuntu_has_no_browser_for_the_tests()
+{
+    make_linux 'ID=ubuntu
+ID_LIKE=debian
+VERSION_ID="24.04"
+PRETTY_NAME="Ubuntu 24.04"'
+    run_script setup --tests
+    expect_status 0
+    grep -qx xvfb "$sandbox/installed" || complain "xvfb was not installed"
+    ! grep -q chromium "$sandbox/installed" || complain "a browser was installed"
 }
 
 test_a_second_run_asks_neither_apt_nor_the_network()
