@@ -5,9 +5,11 @@
 #include "platform/macos/ApplicationBundles.h"
 
 #include <QFile>
+#include <QTimer>
 
 #import <AppKit/AppKit.h>
 
+#include <chrono>
 #include <memory>
 
 namespace {
@@ -74,22 +76,41 @@ Completion settling(std::shared_ptr<QPromise<void>> promise) // NOLINT(*-unneces
     };
 }
 
+// In the terminal nobody runs the system's own loop, from which it is told what happens.
+void hearOfTheSystem()
+{
+    if (NSApp == nil)
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false);
+}
+
 std::shared_ptr<QPromise<void>> startedPromise()
 {
     auto promise = std::make_shared<QPromise<void>>();
     promise->start();
+    if (NSApp == nil) {
+        constexpr auto interval = std::chrono::milliseconds(20);
+        auto *const timer = new QTimer;
+        QObject::connect(timer, &QTimer::timeout, timer, [timer, future = promise->future()] {
+            hearOfTheSystem();
+            if (future.isFinished())
+                timer->deleteLater();
+        });
+        timer->start(interval);
+    }
     return promise;
 }
 } // namespace
 
 std::optional<Application> MacWorkspace::frontmostApplication()
 {
+    hearOfTheSystem();
     NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
     return frontApplication(front ? std::optional(record(front)) : std::nullopt, *this, m_screen);
 }
 
 std::optional<ProcessId> MacWorkspace::focusedProcess()
 {
+    hearOfTheSystem();
     NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
     return front ? std::optional(ProcessId{front.processIdentifier}) : std::nullopt;
 }
@@ -106,6 +127,7 @@ void MacWorkspace::activate(ProcessId application)
 
 QList<Application> MacWorkspace::runningApplications()
 {
+    hearOfTheSystem();
     QList<Application> applications;
     for (NSRunningApplication *application in NSWorkspace.sharedWorkspace.runningApplications)
         applications.append(record(application));
@@ -168,6 +190,7 @@ void MacWorkspace::terminate(ProcessId application)
 
 bool MacWorkspace::hasTerminated(ProcessId application)
 {
+    hearOfTheSystem();
     // What has ended is not found any more.
     NSRunningApplication *const found = [NSRunningApplication
         runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];

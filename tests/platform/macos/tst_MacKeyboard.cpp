@@ -26,6 +26,7 @@ private Q_SLOTS:
 
     void keysArePostedAsTheHardwareWould();
     void textIsAttachedInUtf16();
+    void longTextIsPostedInParts();
     void everySourceServesManyEvents();
     void eventsThatCannotBeMadeAreSkipped();
 };
@@ -49,12 +50,32 @@ void tst_MacKeyboard::keysArePostedAsTheHardwareWould()
 
 void tst_MacKeyboard::textIsAttachedInUtf16()
 {
-    const QString text = u"é 東 👨‍👩‍👧‍👦\r\n\t\""_s;
+    const QString text = u"é 東 👨‍👩‍👧‍👦\r\n\""_s;
     post({.isDown = true, .text = text});
     QCOMPARE(Fake::postedKeys.size(), 1);
     QCOMPARE(Fake::postedKeys.constFirst().text, text);
     QCOMPARE(Fake::postedKeys.constFirst().code, 0);
     QCOMPARE(Fake::postedKeys.constFirst().flags, 0U);
+}
+
+// The system takes twenty units of a text and drops the rest.
+void tst_MacKeyboard::longTextIsPostedInParts()
+{
+    const QString text = u"x"_s + u"😀"_s.repeated(20);
+    post({.isDown = true, .text = text});
+    post({.isDown = false, .text = text});
+    QString pressed;
+    QString released;
+    bool isDown = false;
+    for (const Fake::PostedKey &key : std::as_const(Fake::postedKeys)) {
+        QVERIFY(key.isDown != std::exchange(isDown, key.isDown));
+        QVERIFY(key.text.size() <= 20);
+        QVERIFY(!key.text.front().isLowSurrogate());
+        (key.isDown ? pressed : released) += key.text;
+    }
+    QVERIFY(!isDown);
+    QCOMPARE(pressed, text);
+    QCOMPARE(released, text);
 }
 
 void tst_MacKeyboard::everySourceServesManyEvents()
