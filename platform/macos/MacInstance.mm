@@ -26,8 +26,15 @@ bool MacInstance::claim(std::function<void(Request)> received)
 {
     listen(Request::open, received);
     listen(Request::toggle, received);
-    // We are among them ourselves, unless we run outside of any bundle.
-    return [NSRunningApplication runningApplicationsWithBundleIdentifier:bundle].count <= 1;
+    for (NSRunningApplication *each in
+         [NSRunningApplication runningApplicationsWithBundleIdentifier:bundle]) {
+        // A task in the terminal may count as a background one of the same bundle.
+        const bool isOther = each.processIdentifier != NSProcessInfo.processInfo.processIdentifier;
+        if (isOther && !each.terminated &&
+            each.activationPolicy == NSApplicationActivationPolicyRegular)
+            return false;
+    }
+    return true;
 }
 
 Instance::Answer MacInstance::handOver(Request request)
