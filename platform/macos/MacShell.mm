@@ -5,6 +5,7 @@
 
 #import <AppKit/AppKit.h>
 #import <ApplicationServices/ApplicationServices.h>
+#import <objc/runtime.h>
 
 #include <utility>
 
@@ -54,15 +55,24 @@ NSView *view(PanelWindow &window)
     return (__bridge NSView *)reinterpret_cast<void *>(window.handle());
 }
 
-NSMenu *newEditMenu()
+NSMenu *newMenu(NSString *title)
 {
-    NSMenu *const menu = [[NSMenu alloc] initWithTitle:@"Edit"];
-    NSMenuItem *const item = [[NSMenuItem alloc] initWithTitle:@"Edit"
-                                                        action:nil
-                                                 keyEquivalent:@""];
+    NSMenu *const menu = [[NSMenu alloc] initWithTitle:title];
+    NSMenuItem *const item = [[NSMenuItem alloc] initWithTitle:title action:nil keyEquivalent:@""];
     item.submenu = menu;
     [NSApp.mainMenu addItem:item];
     return menu;
+}
+
+// The menus that windows have on this system, without one for another window.
+NSMenu *newEditMenu()
+{
+    [newMenu(@"File") addItemWithTitle:@"Close" action:@selector(performClose:) keyEquivalent:@"w"];
+    NSMenu *const edit = newMenu(@"Edit");
+    [newMenu(@"Window") addItemWithTitle:@"Minimize"
+                                  action:@selector(performMiniaturize:)
+                           keyEquivalent:@"m"];
+    return edit;
 }
 } // namespace
 
@@ -155,6 +165,13 @@ void MacShell::style(PanelWindow &window)
 void MacShell::layUnder(PanelWindow &window, Material material)
 {
     NSView *const content = view(window);
+    // What is not opaque lets itself be dragged by anything on it, selected text and scroll bars
+    // too. The panel moves itself where it is empty.
+    class_addMethod(content.class, @selector(mouseDownCanMoveWindow),
+                    imp_implementationWithBlock(^BOOL(id) {
+                      return NO;
+                    }),
+                    "B@:");
     // All of the window, although its contents may still end below a title bar.
     NSVisualEffectView *const effect =
         [[NSVisualEffectView alloc] initWithFrame:content.superview.bounds];
