@@ -35,10 +35,8 @@ Finding MacDiagnosis::accessibility()
 
 Finding MacDiagnosis::hotKey()
 {
-    MacHotKey key;
-    key.registerKey([] {});
-    if (key.isOurs())
-        return {Verdict::good, QStringLiteral("Option+Space is free")};
+    if (!MacHotKey::isReserved())
+        return {Verdict::good, QStringLiteral("no other application keeps Option+Space to itself")};
     return {Verdict::limited, QStringLiteral("Option+Space belongs to another application"),
             QStringLiteral("Give that application another key, or click Quillon in the Dock.")};
 }

@@ -24,9 +24,19 @@ OSStatus handlePress(EventHandlerCallRef, EventRef, void *)
 void MacHotKey::registerKey(std::function<void()> pressed)
 {
     s_pressed = std::move(pressed);
-    // Where either call fails, another application owns the key, and we run without it.
+    // Where either call fails, we run without the key.
     const EventTypeSpec pressEvent{kEventClassKeyboard, kEventHotKeyPressed};
     InstallEventHandler(GetApplicationEventTarget(), &handlePress, 1, &pressEvent, nullptr,
                         nullptr);
     RegisterEventHotKey(space, option, identity, GetApplicationEventTarget(), 0, &m_ref);
+}
+
+bool MacHotKey::isReserved()
+{
+    EventHotKeyRef ref = nullptr;
+    const OSStatus status = RegisterEventHotKey(
+        space, option, identity, GetApplicationEventTarget(), kEventHotKeyExclusive, &ref);
+    if (ref)
+        UnregisterEventHotKey(ref);
+    return status == eventHotKeyExistsErr;
 }

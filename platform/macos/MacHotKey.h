@@ -11,8 +11,9 @@ class MacHotKey final : public GlobalHotKey
 public:
     void registerKey(std::function<void()> pressed) override;
 
-    /// Whether the system has given us the registered key.
-    [[nodiscard]] bool isOurs() const { return m_ref != nullptr; }
+    /// Whether another program has kept the key for itself alone. The system does not tell of those
+    /// that only listen to it, as we do.
+    [[nodiscard]] static bool isReserved();
 
 private:
     OpaqueEventHotKeyRef *m_ref = nullptr; ///< The registered hot key, kept for life.

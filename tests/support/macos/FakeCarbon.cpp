@@ -76,6 +76,14 @@ OSStatus RegisterEventHotKey(UInt32 keyCode, UInt32 modifiers, EventHotKeyID ide
     return FakeCarbon::result;
 }
 
+OSStatus UnregisterEventHotKey(EventHotKeyRef reference)
+{
+    if (reference != &s_hotKey || FakeCarbon::hotKeys.isEmpty())
+        std::abort();
+    FakeCarbon::hotKeys.removeLast();
+    return noErr;
+}
+
 dispatch_queue_t dispatch_get_main_queue()
 {
     return &s_mainQueue;

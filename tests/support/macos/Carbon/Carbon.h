@@ -35,6 +35,8 @@ struct EventHotKeyID
 };
 
 constexpr OSStatus noErr = 0;
+constexpr OSStatus eventHotKeyExistsErr = -9878;
+constexpr OptionBits kEventHotKeyExclusive = 1;
 constexpr OSType kEventClassKeyboard = 0x6b657962; // "keyb"
 constexpr UInt32 kEventHotKeyPressed = 5;
 
@@ -44,5 +46,6 @@ OSStatus InstallEventHandler(EventTargetRef target, EventHandlerUPP handler, Ite
                              const EventTypeSpec *list, void *userData, EventHandlerRef *reference);
 OSStatus RegisterEventHotKey(UInt32 keyCode, UInt32 modifiers, EventHotKeyID identity,
                              EventTargetRef target, OptionBits options, EventHotKeyRef *reference);
+OSStatus UnregisterEventHotKey(EventHotKeyRef reference);
 }
 // NOLINTEND
