@@ -104,14 +104,12 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
         return PanelProgram::run(argc, argv, request, views);
 
     // Everything else gets along without a display.
-    // On macOS the system's own event loop: without it nobody hears that an application has been
-    // started, or which one is in front. Other systems do not look at this.
-    qputenv("QT_EVENT_DISPATCHER_CORE_FOUNDATION", "1");
-    const QCoreApplication application(argc, argv);
+    // Never destroyed: that waits for a name server that does not answer, long after Ctrl-C.
+    const auto *const application = new QCoreApplication(argc, argv);
     keepNumbersPlain();
     QCommandLineParser parser;
     describe(parser);
-    parser.process(application);
+    parser.process(*application);
     if (parser.optionNames() == QStringList{doctorOption} && parser.positionalArguments().isEmpty())
         return runDoctor();
     if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())

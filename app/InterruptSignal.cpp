@@ -11,6 +11,7 @@ constexpr std::array handledSignals{SIGINT, SIGTERM, SIGHUP};
 constexpr int statusOfSignal = 128;
 
 std::array<int, 2> s_pipe{-1, -1};
+std::array<struct sigaction, handledSignals.size()> s_before{};
 volatile std::sig_atomic_t s_requests = 0;
 
 // Only what is allowed in a signal handler: the rest happens in the event loop.
@@ -23,13 +24,23 @@ void onSignal(int signal)
     [[maybe_unused]] const ssize_t written = write(s_pipe[1], &byte, 1);
 }
 
-void handle(void (*handler)(int))
+// A signal that whoever started us has us ignore, as nohup does, stays ignored.
+void handleSignals()
 {
     struct sigaction action = {};
-    action.sa_handler = handler;
+    action.sa_handler = onSignal;
     action.sa_flags = SA_RESTART;
-    for (const int signal : handledSignals)
-        sigaction(signal, &action, nullptr);
+    for (std::size_t i = 0; i < handledSignals.size(); ++i) {
+        sigaction(handledSignals[i], nullptr, &s_before[i]);
+        if (s_before[i].sa_handler != SIG_IGN)
+            sigaction(handledSignals[i], &action, nullptr);
+    }
+}
+
+void leaveSignals()
+{
+    for (std::size_t i = 0; i < handledSignals.size(); ++i)
+        sigaction(handledSignals[i], &s_before[i], nullptr);
 }
 } // namespace
 
@@ -42,14 +53,14 @@ InterruptSignal::InterruptSignal(QObject *parent) : QObject(parent)
     m_notifier = new QSocketNotifier(s_pipe[0], QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &InterruptSignal::readPipe);
     s_requests = 0;
-    handle(onSignal);
+    handleSignals();
 }
 
 InterruptSignal::~InterruptSignal()
 {
     if (!m_notifier)
         return;
-    handle(SIG_DFL);
+    leaveSignals();
     delete m_notifier;
     for (int &end : s_pipe)
         close(std::exchange(end, -1));

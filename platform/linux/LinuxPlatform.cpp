@@ -12,10 +12,31 @@
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/X11Desktop.h"
 
+#include <gio/gio.h>
+
 namespace {
+// Left alone, GIO ends the program without a word when the session's bus goes away. It has one
+// connection, which its settings and its trash use; here it is the first to ask for it, as soon as
+// events are handled.
+void outliveTheBus()
+{
+    if (!qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS"))
+        return; // A bus that is not there is not to be started for this.
+    const auto received = [](GObject *, GAsyncResult *result, gpointer) {
+        // Kept, or GIO would make another one.
+        static GDBusConnection *connection = nullptr;
+        connection = g_bus_get_finish(result, nullptr);
+        if (connection)
+            g_dbus_connection_set_exit_on_close(connection, FALSE);
+    };
+    g_bus_get(G_BUS_TYPE_SESSION, nullptr, received, nullptr);
+}
+
 class LinuxPlatform final : public Platform
 {
 public:
+    LinuxPlatform() { outliveTheBus(); }
+
     Accessibility &accessibility() override { return m_accessibility; }
     Appearance &appearance() override { return m_appearance; }
     Diagnosis &diagnosis() override { return m_diagnosis; }

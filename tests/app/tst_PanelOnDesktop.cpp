@@ -117,6 +117,7 @@ private Q_SLOTS:
     void aKilledPredecessorIsSucceeded();
     void aStoppedPredecessorIsNotWaitedForForever();
     void withoutASessionBusThePanelWorksAllTheSame();
+    void aSessionBusThatGoesAwayLeavesThePanel();
     void withoutADisplayThereIsOneSentence_data();
     void withoutADisplayThereIsOneSentence();
 
@@ -660,6 +661,24 @@ void tst_PanelOnDesktop::withoutASessionBusThePanelWorksAllTheSame()
     QTRY_VERIFY(!panelIsSeen());
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::aSessionBusThatGoesAwayLeavesThePanel()
+{
+    QProcess bus;
+    bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
+    QTRY_VERIFY(bus.canReadLine());
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(bus.readLine().trimmed()));
+    Start quillon({}, environment);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    bus.kill();
+    QVERIFY(bus.waitForFinished());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(!panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QVERIFY2(quillon.isRunning(), qPrintable(quillon.errors()));
 }
 
 void tst_PanelOnDesktop::withoutADisplayThereIsOneSentence_data()

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void asksBeforeARiskyStep();
     void anAnswerFromBeforeTheQuestionIsNone();
     void ctrlCWhileItAsksDeclinesAndEndsTheTask();
+    void outlivesItsTerminalWhereItIsTold();
     void showsControlCharactersInsteadOfObeyingThem();
     void isStartedAgainAfterBeingKilledAtAnyMoment();
 
@@ -258,6 +259,20 @@ void tst_Program::ctrlCWhileItAsksDeclinesAndEndsTheTask()
     QCOMPARE(quillon.waitForExit(), 128 + SIGINT);
     QVERIFY(quillon.output().contains(u"Declined: Moving “Downloads/old.tar” to Trash"_s));
     QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+void tst_Program::outlivesItsTerminalWhereItIsTold()
+{
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
+    Program::Options nohup = options(Program::Input::terminal);
+    nohup.isNohup = true;
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s), nohup);
+    QVERIFY(quillon.waitForOutput("[y/N] "));
+    quillon.signal(SIGHUP);
+    QVERIFY(!quillon.waitForExit(500));
+    quillon.type("n\n");
+    QCOMPARE(quillon.waitForExit(), 1);
 }
 
 void tst_Program::showsControlCharactersInsteadOfObeyingThem()

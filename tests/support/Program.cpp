@@ -82,6 +82,9 @@ Program::Program(const QString &path, const QStringList &arguments, const Option
     m_pid = fork();
     if (m_pid == 0) {
         setsid();
+        // Whatever the tests themselves were told to ignore.
+        std::signal(SIGINT, SIG_DFL);
+        std::signal(SIGHUP, options.isNohup ? SIG_IGN : SIG_DFL);
         if (options.input == Input::terminal)
             ioctl(streams[0], TIOCSCTTY, 0);
         for (int i = 0; i < 3; ++i)

@@ -23,6 +23,7 @@ public:
         Input input = Input::nothing;
         QByteArray typedAhead = {}; ///< On the terminal before the program starts.
         bool hasNetwork = true;     ///< Without: no internet socket can be made.
+        bool isNohup = false;       ///< Started to outlive its terminal: it ignores SIGHUP.
     };
 
     Program(const QString &path, const QStringList &arguments, const Options &options);
