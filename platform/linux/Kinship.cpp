@@ -5,6 +5,10 @@
 
 #include <optional>
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace {
 // A browser's helpers are its children or grandchildren.
 constexpr int maxGenerations = 8;
@@ -14,10 +18,23 @@ QString entry(const QString &table, ProcessId process, QLatin1StringView name)
     return table + u'/' + QString::number(static_cast<qint64>(process)) + u'/' + name;
 }
 
+// Some of these files lie where the process itself may put anything: a pipe that nobody writes to,
+// or a file without an end.
 QByteArray content(const QString &path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    constexpr qint64 mostBytes = 64LL * 1024;
+    const int descriptor =
+        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
+        return {};
+    struct stat status = {};
+    QFile file;
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
+        !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return {};
+    }
+    return file.read(mostBytes);
 }
 
 // "1234 (name) S 1 …"; the name may hold anything.

@@ -73,6 +73,7 @@ public:
 
     std::optional<X11Snapshot> snapshot()
     {
+        dropEvents();
         const auto stackingCookie = ask(m_root, m_ewmh._NET_CLIENT_LIST_STACKING, maxListLength);
         const auto clientsCookie = ask(m_root, m_ewmh._NET_CLIENT_LIST, maxListLength);
         const auto activeCookie = ask(m_root, m_ewmh._NET_ACTIVE_WINDOW, 1);
@@ -106,6 +107,7 @@ public:
 
     std::optional<ProcessId> activeOwner()
     {
+        dropEvents();
         const std::optional<uint32_t> active =
             number(answer(ask(m_root, m_ewmh._NET_ACTIVE_WINDOW, 1)), XCB_ATOM_WINDOW);
         if (!active || *active == XCB_WINDOW_NONE)
@@ -203,6 +205,13 @@ private:
                 .process = m_process->ask(id)};
     }
 
+    // Some come whether they were asked for or not, and would be kept for ever.
+    void dropEvents() const
+    {
+        while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(m_connection)}) {
+        }
+    }
+
     [[nodiscard]] X11Window described(xcb_window_t id, const Asked &asked,
                                       std::optional<uint32_t> currentDesktop) const
     {
@@ -234,10 +243,13 @@ private:
     {
         if (!reply || reply->format != 8)
             return std::nullopt;
+        // Some write a null character behind it, which would end whatever the title becomes part
+        // of.
+        const QByteArray value = bytes(reply).split('\0').constFirst();
         if (reply->type == m_ewmh.UTF8_STRING)
-            return QString::fromUtf8(bytes(reply));
+            return QString::fromUtf8(value);
         if (reply->type == XCB_ATOM_STRING)
-            return QString::fromLatin1(bytes(reply));
+            return QString::fromLatin1(value);
         return std::nullopt;
     }
 

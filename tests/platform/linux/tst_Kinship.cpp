@@ -5,6 +5,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <sys/stat.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -54,6 +56,7 @@ private Q_SLOTS:
     void whatAnApplicationStartsDoesNotBelongToIt();
     void twoStartsOfAProgramAreTwoApplications();
     void processesOfASandboxBelongTogether();
+    void aSandboxThatIsNoFileIsNone();
     void processesThatAreGoneBelongToNobody();
     void aCircleOfParentsEnds();
 };
@@ -96,6 +99,23 @@ void tst_Kinship::processesOfASandboxBelongTogether()
     QVERIFY(table.isOneApplication(10, 11));
     QVERIFY(!table.isOneApplication(10, 12));
     QVERIFY(!table.isOneApplication(10, 13));
+}
+
+// A process may write into its own root.
+void tst_Kinship::aSandboxThatIsNoFileIsNone()
+{
+    Table table;
+    table.add(10, 1, u"/usr/bin/a"_s);
+    table.add(11, 1, u"/usr/bin/b"_s);
+    table.add(12, 1, u"/usr/bin/c"_s);
+    const auto info = [&table](int process) {
+        return table.path() + u'/' + QString::number(process) + u"/root/.flatpak-info"_s;
+    };
+    QCOMPARE(::mkfifo(QFile::encodeName(info(10)).constData(), 0600), 0);
+    QVERIFY(QFile::link(u"/dev/zero"_s, info(11)));
+    QVERIFY(QDir().mkpath(info(12)));
+    QVERIFY(!table.isOneApplication(10, 11));
+    QVERIFY(!table.isOneApplication(11, 12));
 }
 
 void tst_Kinship::processesThatAreGoneBelongToNobody()
