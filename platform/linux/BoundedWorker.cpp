@@ -1,5 +1,7 @@
 #include "platform/linux/BoundedWorker.h"
 
+#include <system_error>
+
 BoundedWorker::~BoundedWorker()
 {
     if (!m_thread.joinable())
@@ -17,9 +19,10 @@ BoundedWorker::~BoundedWorker()
         m_thread.join();
 }
 
-bool BoundedWorker::perform(std::function<void()> work, std::chrono::milliseconds limit)
+// False where the system has no thread left.
+bool BoundedWorker::start()
 {
-    if (!m_thread.joinable()) {
+    try {
         m_thread = std::thread([shared = m_shared] {
             std::unique_lock guard(shared->lock);
             while (true) {
@@ -33,7 +36,16 @@ bool BoundedWorker::perform(std::function<void()> work, std::chrono::millisecond
                 shared->changed.notify_all();
             }
         });
+        return true;
+    } catch (const std::system_error &) {
+        return false;
     }
+}
+
+bool BoundedWorker::perform(std::function<void()> work, std::chrono::milliseconds limit)
+{
+    if (!m_thread.joinable() && !start())
+        return false;
     std::unique_lock guard(m_shared->lock);
     if (m_shared->work)
         return false;

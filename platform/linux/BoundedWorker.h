@@ -42,6 +42,7 @@ private:
         bool ends = false;
     };
 
+    [[nodiscard]] bool start();
     [[nodiscard]] bool perform(std::function<void()> work, std::chrono::milliseconds limit);
 
     std::shared_ptr<Shared> m_shared = std::make_shared<Shared>();

@@ -72,8 +72,11 @@ public:
             bus.asyncCall(call, static_cast<int>(std::chrono::milliseconds(portalLimit).count())),
             this);
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
-            if (watcher->isError())
-                end(std::nullopt);
+            if (!watcher->isError())
+                return;
+            // It may only have been slow, and ask the user yet.
+            withdraw();
+            end(std::nullopt);
         });
         QTimer::singleShot(userLimit, this, [this] {
             withdraw();
