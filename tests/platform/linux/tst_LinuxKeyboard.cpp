@@ -5,6 +5,7 @@
 #include "tests/platform/linux/TestWindow.h"
 
 #include <QCoro/QCoroFuture>
+#include <QDir>
 #include <QFile>
 #include <QPromise>
 #include <QTest>
@@ -14,6 +15,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+
+#include <unistd.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
@@ -295,6 +298,22 @@ QCoro::Task<void> typeAndWait(KeyEvent event)
     QPromise<void> never;
     never.start();
     co_await never.future();
+}
+/// How many programs of that name this process has started that still run.
+int childrenCalled(const QByteArray &name)
+{
+    int count = 0;
+    for (const QString &entry : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        QFile file(u"/proc/"_s + entry + u"/stat"_s);
+        if (entry.toInt() <= 0 || !file.open(QIODevice::ReadOnly))
+            continue;
+        const QByteArray stat = file.readAll();
+        const qsizetype end = stat.lastIndexOf(')');
+        const bool isOurs = stat.mid(end + 2).split(' ').value(1).toInt() == getpid();
+        if (isOurs && stat.left(end).endsWith('(' + name.left(15)))
+            ++count;
+    }
+    return count;
 }
 } // namespace
 
@@ -721,6 +740,8 @@ void tst_LinuxKeyboard::aServerThatDiesIsTold()
              qPrintable(result));
     QCOMPARE(pressed(u"a"_s),
              u"ActionError: No application is in front to take the keyboard input."_s);
+    // The keyboard program was left to itself, and ends with its server.
+    QTRY_COMPARE(childrenCalled("quillon-keyboard"), 0);
 }
 
 int main(int count, char **arguments)
