@@ -35,7 +35,9 @@ test_debian_gets_a_package_for_every_processor()
         "$calls" || complain "llama.cpp was built for one processor"
     grep -q '^cmake --preset package .*-Dllama_DIR:PATH=.*-portable-' "$calls" ||
         complain "the package has another llama.cpp"
-    grep -qx dpkg-dev "$sandbox/installed" || complain "dpkg-dev was not installed"
+    for package in dpkg-dev file gzip; do
+        grep -qx "$package" "$sandbox/installed" || complain "$package was not installed"
+    done
 }
 
 test_the_users_own_llama_stays_as_it_is()
