@@ -140,5 +140,19 @@ test_what_cannot_work_is_refused_before_anything_is_touched()
     [ ! -s "$calls" ] || complain "it called $(cat "$calls")"
 }
 
+test_the_command_finds_the_program_through_a_link()
+{
+    mkdir -p "$sandbox/my place/bin" "$sandbox/my place/Quillon.app/Contents/MacOS" "$sandbox/links"
+    cp "$checkout/packaging/macos/quillon" "$sandbox/my place/bin"
+    program="$sandbox/my place/Quillon.app/Contents/MacOS/Quillon"
+    printf '#!/bin/sh\nprintf "[%%s]" "$@"\n' >"$program"
+    chmod +x "$program"
+    ln -s "$sandbox/my place/bin/quillon" "$sandbox/links/q"
+    ln -s q "$sandbox/links/quillon"
+    for command in "$sandbox/my place/bin/quillon" "$sandbox/links/quillon"; do
+        [ "$("$command" --task "two  words")" = "[--task][two  words]" ] || complain "$command failed"
+    done
+}
+
 # shellcheck disable=SC2046 # one word for each test
 run_tests $(tests_in "$0")
