@@ -182,10 +182,13 @@ build_llama()
 }
 
 # Puts the folder $1 in the place $2 in one step. Where another script was faster, its folder stays:
-# it holds the same.
+# it holds the same. One that is not whole, since somebody has cleared it out, makes way.
 put_in_place()
 {
-    [ -d "$2" ] || mv "$1" "$2"
+    if [ ! -f "$2/lib/cmake/llama/llama-config.cmake" ]; then
+        rm -rf "$2"
+        mv "$1" "$2"
+    fi
     # mv moves into a folder that has come into being in between.
     rm -rf "${2:?}/${1##*/}"
 }

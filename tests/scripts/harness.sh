@@ -13,7 +13,7 @@ trap 'exit 143' INT TERM HUP
 
 # What the scripts may use as it is.
 real_tools="awk basename cat chmod cp cut dirname env expr find grep gzip head kill ln ls mkdir mktemp
-mv printf readlink rm sed sh sha256sum shasum sleep sort tail tar touch tr wc"
+mv printf ps readlink rm sed sh sha256sum shasum sleep sort tail tar touch tr wc"
 
 # make_sandbox NAME
 make_sandbox()
