@@ -74,9 +74,16 @@ machine_key()
     } | sha256 | cut -c 1-12
 }
 
+# The oldest macOS that the program is built for, and so its libraries.
+oldest_macos()
+{
+    sed -n 's/^set(CMAKE_OSX_DEPLOYMENT_TARGET \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt"
+}
+
 cached_llama()
 {
     name=llama-$llama_version-$llama_recipe
+    ! on_macos || name=$name-macos$(oldest_macos)
     [ "$llama_kind" = native ] || name=$name-$llama_kind
     printf '%s\n' "$cache/$name-$(machine_key)"
 }
@@ -141,6 +148,7 @@ fetch_llama()
 # along wherever it goes.
 llama_options()
 {
+    ! on_macos || printf '%s\n' "-DCMAKE_OSX_DEPLOYMENT_TARGET=$(oldest_macos)"
     case $llama_kind-$(uname -s) in
     native-*)
         printf '%s\n' -DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=ON

@@ -1,6 +1,6 @@
 # shellcheck shell=sh disable=SC2034 # variables are shared with the tests
 # What the tests of the shell scripts share. A test is a function test_…; each runs in a subshell with
-# a sandbox of its own: a copy of scripts/, a home, and a PATH on which the tools that would change the
+# a sandbox of its own: a copy of scripts/ and of what they read, a home, and a PATH on which the tools that would change the
 # machine or reach the network are stand-ins. They behave, within the sandbox, and write down that they
 # were called.
 
@@ -25,6 +25,7 @@ make_sandbox()
         case $where in /*) ln -s "$where" "$sandbox/tools/$tool" ;; esac
     done
     cp -R "$checkout/scripts" "$sandbox/tree/scripts"
+    cp "$checkout/CMakeLists.txt" "$sandbox/tree"
     calls=$sandbox/calls
     : >"$calls"
     export sandbox calls

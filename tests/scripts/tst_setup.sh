@@ -183,6 +183,8 @@ test_macos_gets_what_is_missing_from_homebrew()
     expect_status 0
     expect_called "brew install --formula --quiet ninja nlohmann-json pkgconf qcoro6 qtbase qtdeclarative qtsvg"
     expect_builds 1
+    grep -q '^cmake -S .* -DCMAKE_OSX_DEPLOYMENT_TARGET=13.0 ' "$calls" ||
+        complain "llama.cpp was built for this macOS and later ones only"
     : >"$calls"
     run_script setup --tests
     expect_status 0
