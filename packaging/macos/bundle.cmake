@@ -16,11 +16,19 @@ set_target_properties(quillon PROPERTIES
     MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_LIST_DIR}/Info.plist.in")
 
 set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - is nobody in particular")
+set(sign codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
+    --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements")
 add_custom_command(TARGET quillon POST_BUILD
-    COMMAND codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
-        --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements"
-        "$<TARGET_BUNDLE_DIR:quillon>"
+    COMMAND ${sign} "$<TARGET_BUNDLE_DIR:quillon>"
     VERBATIM)
+
+# What is installed has other run paths, which the signature of what was built does not cover.
+install(TARGETS quillon BUNDLE DESTINATION .)
+list(JOIN sign "\" \"" sign)
+install(CODE "
+    execute_process(
+        COMMAND \"${sign}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/Quillon.app\"
+        COMMAND_ERROR_IS_FATAL ANY)")
 
 # For terminals: the bundle's program under its usual name.
 install(PROGRAMS "${CMAKE_CURRENT_LIST_DIR}/quillon" DESTINATION "${CMAKE_INSTALL_BINDIR}")
