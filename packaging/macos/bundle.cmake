@@ -7,8 +7,14 @@ add_custom_command(OUTPUT "${icon}"
     COMMAND make-icns "${drawing}" "${icon}"
     DEPENDS make-icns "${drawing}"
     VERBATIM)
-set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
-target_sources(quillon PRIVATE "${icon}")
+# The image brings nothing but the bundle, so the manual and what the licences ask for lie in it.
+set(resources "${icon}"
+    "${CMAKE_SOURCE_DIR}/packaging/copyright"
+    "${CMAKE_SOURCE_DIR}/packaging/quillon.1"
+    "${CMAKE_CURRENT_LIST_DIR}/licences/GPL-3.txt"
+    "${CMAKE_CURRENT_LIST_DIR}/licences/LGPL-3.txt")
+set_source_files_properties(${resources} PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+target_sources(quillon PRIVATE ${resources})
 
 set_target_properties(quillon PROPERTIES
     OUTPUT_NAME Quillon
