@@ -159,7 +159,7 @@ test_who_waits_for_another_script_is_told_so()
     ln -s "$holder-$(started "$holder")" "$sandbox/tree/build/lock-release"
     run_script run &
     waiting=$!
-    until grep -q 'Another script is building here; waiting for it.' "$sandbox/err"; do
+    until grep -qs 'Another script is building here; waiting for it.' "$sandbox/err"; do
         sleep 0.05
     done
     kill "$holder"

@@ -510,7 +510,7 @@ test_two_setups_at_once_build_once()
     wait_for "$sandbox/building"
     start_setup second
     second=$setup
-    until grep -q 'Another script is building llama.cpp; waiting for it.' "$sandbox/err.second"; do
+    until grep -qs 'Another script is building llama.cpp; waiting for it.' "$sandbox/err.second"; do
         sleep 0.05
     done
     rm "$sandbox/hold"
