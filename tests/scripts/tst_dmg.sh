@@ -112,6 +112,13 @@ test_the_licences_of_what_came_with_qt_are_in_the_bundle()
     licences=$bundle/Contents/Resources/licences
     [ "$(cat "$licences/extra/COPYING")" = 'Copyright Somebody' ] || complain "the licence is missing"
     [ "$(find "$licences" -type f | wc -l)" -eq 1 ] || complain "there is more: $(find "$licences")"
+    ! grep -q 'No licence' "$sandbox/out" || complain "it misses one: $(cat "$sandbox/out")"
+
+    rm -r "$licences" "$sandbox/brew/opt/extra/COPYING"
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" -
+    expect_status 0
+    grep -qxF 'No licence lies with extra: put it into Quillon.app/Contents/Resources/licences/extra.' \
+        "$sandbox/out" || complain "the licence is not missed: $(cat "$sandbox/out")"
 }
 
 test_without_an_identity_apple_is_not_asked()
