@@ -1,7 +1,7 @@
 # The Debian package, which `cmake --build … --target package` makes.
 
 set(documents "${CMAKE_INSTALL_DATADIR}/doc/quillon")
-install(FILES debian/copyright DESTINATION "${documents}")
+install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright" DESTINATION "${documents}")
 set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog.gz")
 add_custom_command(OUTPUT "${changelog}"
     COMMAND sh -c "gzip -9nc <\"$1\" >\"$2\"" pack "${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog"

@@ -7,8 +7,14 @@ add_custom_command(OUTPUT "${icon}"
     COMMAND make-icns "${drawing}" "${icon}"
     DEPENDS make-icns "${drawing}"
     VERBATIM)
-set_source_files_properties("${icon}" PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
-target_sources(quillon PRIVATE "${icon}")
+# The image brings nothing but the bundle, so the manual and what the licences ask for lie in it.
+set(resources "${icon}"
+    "${CMAKE_SOURCE_DIR}/packaging/copyright"
+    "${CMAKE_SOURCE_DIR}/packaging/quillon.1"
+    "${CMAKE_CURRENT_LIST_DIR}/licences/GPL-3.txt"
+    "${CMAKE_CURRENT_LIST_DIR}/licences/LGPL-3.txt")
+set_source_files_properties(${resources} PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
+target_sources(quillon PRIVATE ${resources})
 
 set_target_properties(quillon PROPERTIES
     OUTPUT_NAME Quillon
@@ -16,11 +22,19 @@ set_target_properties(quillon PROPERTIES
     MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_LIST_DIR}/Info.plist.in")
 
 set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - is nobody in particular")
+set(sign codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
+    --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements")
 add_custom_command(TARGET quillon POST_BUILD
-    COMMAND codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
-        --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements"
-        "$<TARGET_BUNDLE_DIR:quillon>"
+    COMMAND ${sign} "$<TARGET_BUNDLE_DIR:quillon>"
     VERBATIM)
+
+# What is installed has other run paths, which the signature of what was built does not cover.
+install(TARGETS quillon BUNDLE DESTINATION .)
+list(JOIN sign "\" \"" sign)
+install(CODE "
+    execute_process(
+        COMMAND \"${sign}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/Quillon.app\"
+        COMMAND_ERROR_IS_FATAL ANY)")
 
 # For terminals: the bundle's program under its usual name.
 install(PROGRAMS "${CMAKE_CURRENT_LIST_DIR}/quillon" DESTINATION "${CMAKE_INSTALL_BINDIR}")

@@ -1,4 +1,5 @@
-# The cask for Homebrew. scripts/package puts the version and the checksum of its image in.
+# The cask for Homebrew. scripts/package puts in the version and the checksum of its image, and the
+# name of the oldest macOS that it runs on.
 cask "quillon" do
   version "@VERSION@"
   sha256 "@SHA256@"
@@ -9,16 +10,17 @@ cask "quillon" do
   homepage "https://quillon.app/"
 
   depends_on arch: :arm64
-  depends_on macos: ">= :ventura"
+  depends_on macos: ">= :@MACOS@"
 
   app "Quillon.app"
   binary "#{appdir}/Quillon.app/Contents/MacOS/Quillon", target: "quillon"
+  manpage "#{appdir}/Quillon.app/Contents/Resources/quillon.1"
 
   uninstall quit: "app.quillon.Quillon"
 
   zap trash: [
     "~/Library/Application Support/Quillon",
-    "~/Library/Caches/Quillon",
+    "~/Library/Caches/Quillon/Quillon",
     "~/Library/Preferences/app.quillon.Quillon.plist",
   ]
 end

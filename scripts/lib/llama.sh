@@ -74,9 +74,16 @@ machine_key()
     } | sha256 | cut -c 1-12
 }
 
+# The oldest macOS that the program is built for, and so its libraries.
+oldest_macos()
+{
+    sed -n 's/^set(CMAKE_OSX_DEPLOYMENT_TARGET \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt"
+}
+
 cached_llama()
 {
     name=llama-$llama_version-$llama_recipe
+    ! on_macos || name=$name-macos$(oldest_macos)
     [ "$llama_kind" = native ] || name=$name-$llama_kind
     printf '%s\n' "$cache/$name-$(machine_key)"
 }
@@ -141,6 +148,7 @@ fetch_llama()
 # along wherever it goes.
 llama_options()
 {
+    ! on_macos || printf '%s\n' "-DCMAKE_OSX_DEPLOYMENT_TARGET=$(oldest_macos)"
     case $llama_kind-$(uname -s) in
     native-*)
         printf '%s\n' -DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=ON
@@ -182,10 +190,13 @@ build_llama()
 }
 
 # Puts the folder $1 in the place $2 in one step. Where another script was faster, its folder stays:
-# it holds the same.
+# it holds the same. One that is not whole, since somebody has cleared it out, makes way.
 put_in_place()
 {
-    [ -d "$2" ] || mv "$1" "$2"
+    if [ ! -f "$2/lib/cmake/llama/llama-config.cmake" ]; then
+        rm -rf "$2"
+        mv "$1" "$2"
+    fi
     # mv moves into a folder that has come into being in between.
     rm -rf "${2:?}/${1##*/}"
 }

@@ -1,6 +1,6 @@
 # shellcheck shell=sh disable=SC2034 # variables are shared with the tests
 # What the tests of the shell scripts share. A test is a function test_…; each runs in a subshell with
-# a sandbox of its own: a copy of scripts/, a home, and a PATH on which the tools that would change the
+# a sandbox of its own: a copy of scripts/ and of what they read, a home, and a PATH on which the tools that would change the
 # machine or reach the network are stand-ins. They behave, within the sandbox, and write down that they
 # were called.
 
@@ -13,7 +13,7 @@ trap 'exit 143' INT TERM HUP
 
 # What the scripts may use as it is.
 real_tools="awk basename cat chmod cp cut dirname env expr find grep gzip head kill ln ls mkdir mktemp
-mv printf readlink rm sed sh sha256sum shasum sleep sort tail tar touch tr wc"
+mv printf ps readlink rm sed sh sha256sum shasum sleep sort tail tar touch tr wc"
 
 # make_sandbox NAME
 make_sandbox()
@@ -25,6 +25,7 @@ make_sandbox()
         case $where in /*) ln -s "$where" "$sandbox/tools/$tool" ;; esac
     done
     cp -R "$checkout/scripts" "$sandbox/tree/scripts"
+    cp "$checkout/CMakeLists.txt" "$sandbox/tree"
     calls=$sandbox/calls
     : >"$calls"
     export sandbox calls

@@ -14,7 +14,7 @@ make_mac()
     mkdir -p "$bundle/Contents/MacOS" "$bundle/Contents/PlugIns"
     : >"$bundle/Contents/MacOS/Quillon"
     : >"$bundle/Contents/PlugIns/plug in.dylib"
-    for tool in macdeployqt codesign xcrun ditto hdiutil; do
+    for tool in macdeployqt codesign plutil xcrun ditto hdiutil; do
         stand_in $tool <<END
 [ "\$(cat "\$sandbox/broken" 2>/dev/null)" != "$tool \$1" ] || exit 1
 END
@@ -23,6 +23,30 @@ END
 mkdir -p "$1/Contents/Frameworks/QtCore.framework/Versions/A"
 : >"$1/Contents/Frameworks/libextra.dylib"
 END
+    # Each names the system that it was made for. It is asked about many at once.
+    cat >"$sandbox/fakes/otool" <<'END'
+#!/bin/sh
+[ "$1" = -l ] || exit 1
+for file; do
+    case $file in
+    */Quillon) system=13.0 ;;
+    */libextra.dylib) system=14.2 ;;
+    *) system=9.5 ;;
+    esac
+    printf 'Load command 9\n      cmd LC_BUILD_VERSION\n  platform 1\n    minos %s\n      sdk 99.0\n' "$system"
+done
+END
+    chmod +x "$sandbox/fakes/otool"
+    mkdir -p "$sandbox/brew/opt/extra/lib" "$sandbox/brew/opt/other/lib"
+    : >"$sandbox/brew/opt/extra/lib/libextra.dylib"
+    echo 'Copyright Somebody' >"$sandbox/brew/opt/extra/COPYING"
+    : >"$sandbox/brew/opt/extra/README"
+    : >"$sandbox/brew/opt/other/LICENSE"
+    cat >"$sandbox/fakes/brew" <<'END'
+#!/bin/sh
+echo "$sandbox/brew"
+END
+    chmod +x "$sandbox/fakes/brew"
     cat >>"$sandbox/fakes/ditto" <<'END'
 [ "$1" = -c ] || cp -R "$1" "$2"
 END
@@ -62,6 +86,7 @@ test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
     find "$contents" -name '*.dylib' >"$sandbox/libraries"
     expect_calls \
         "macdeployqt $bundle -qmldir=$checkout/packaging/macos/../../ui -no-strip -verbose=1" \
+        "plutil -replace LSMinimumSystemVersion -string 14.2 $contents/Info.plist" \
         "$sign $(sed -n 1p "$sandbox/libraries")" \
         "$sign $(sed -n 2p "$sandbox/libraries")" \
         "$sign $contents/Frameworks/QtCore.framework" \
@@ -77,6 +102,23 @@ test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
         "xcrun stapler staple $sandbox/Quillon.dmg"
     [ "$(cat "$sandbox/in the image")" = 'Applications
 Quillon.app' ] || complain "in the image: $(cat "$sandbox/in the image")"
+}
+
+test_the_licences_of_what_came_with_qt_are_in_the_bundle()
+{
+    make_mac
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" -
+    expect_status 0
+    licences=$bundle/Contents/Resources/licences
+    [ "$(cat "$licences/extra/COPYING")" = 'Copyright Somebody' ] || complain "the licence is missing"
+    [ "$(find "$licences" -type f | wc -l)" -eq 1 ] || complain "there is more: $(find "$licences")"
+    ! grep -q 'No licence' "$sandbox/out" || complain "it misses one: $(cat "$sandbox/out")"
+
+    rm -r "$licences" "$sandbox/brew/opt/extra/COPYING"
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" -
+    expect_status 0
+    grep -qxF 'No licence lies with extra: put it into Quillon.app/Contents/Resources/licences/extra.' \
+        "$sandbox/out" || complain "the licence is not missed: $(cat "$sandbox/out")"
 }
 
 test_without_an_identity_apple_is_not_asked()
@@ -111,6 +153,7 @@ test_every_failure_ends_it_in_one_sentence()
     done <<'END'
 macdeployqt BUNDLE:macdeployqt could not complete the bundle.
 codesign --verify:The signature of Quillon.app does not hold.
+plutil -replace:The description of Quillon.app could not be changed.
 ditto -c:The bundle could not be packed.
 xcrun notarytool:Apple did not take bundle.zip: xcrun notarytool log tells why.
 xcrun stapler:The ticket could not be put into the bundle.
@@ -138,6 +181,20 @@ test_what_cannot_work_is_refused_before_anything_is_touched()
     expect_status 1
     expect_last_line "make-dmg: Only what an identity has signed can be notarised."
     [ ! -s "$calls" ] || complain "it called $(cat "$calls")"
+}
+
+test_the_command_finds_the_program_through_a_link()
+{
+    mkdir -p "$sandbox/my place/bin" "$sandbox/my place/Quillon.app/Contents/MacOS" "$sandbox/links"
+    cp "$checkout/packaging/macos/quillon" "$sandbox/my place/bin"
+    program="$sandbox/my place/Quillon.app/Contents/MacOS/Quillon"
+    printf '#!/bin/sh\nprintf "[%%s]" "$@"\n' >"$program"
+    chmod +x "$program"
+    ln -s "$sandbox/my place/bin/quillon" "$sandbox/links/q"
+    ln -s q "$sandbox/links/quillon"
+    for command in "$sandbox/my place/bin/quillon" "$sandbox/links/quillon"; do
+        [ "$("$command" --task "two  words")" = "[--task][two  words]" ] || complain "$command failed"
+    done
 }
 
 # shellcheck disable=SC2046 # one word for each test

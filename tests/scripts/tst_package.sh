@@ -17,6 +17,10 @@ make_packers()
 [ ! -f "$sandbox/no-package" ] || exit 0
 : >quillon_1.2.3_amd64.deb
 END
+    echo 14.0 >"$sandbox/oldest"
+    stand_in plutil <<'END'
+cat "$sandbox/oldest"
+END
     mkdir -p "$sandbox/tree/packaging/macos"
     cp "$checkout/packaging/macos/quillon.rb" "$sandbox/tree/packaging/macos"
     printf '#!/bin/sh\nprintf "make-dmg %%s|%%s|%%s|%%s\\n" "$@" >>"$calls"\necho image >"$2"\n' \
@@ -35,7 +39,9 @@ test_debian_gets_a_package_for_every_processor()
         "$calls" || complain "llama.cpp was built for one processor"
     grep -q '^cmake --preset package .*-Dllama_DIR:PATH=.*-portable-' "$calls" ||
         complain "the package has another llama.cpp"
-    grep -qx dpkg-dev "$sandbox/installed" || complain "dpkg-dev was not installed"
+    for package in dpkg-dev file gzip; do
+        grep -qx "$package" "$sandbox/installed" || complain "$package was not installed"
+    done
 }
 
 test_the_users_own_llama_stays_as_it_is()
@@ -85,6 +91,18 @@ test_macos_gets_an_image_and_its_cask()
     sum=$(echo image | if command -v sha256sum >/dev/null; then sha256sum; else shasum -a 256; fi)
     grep -qx "  sha256 \"${sum%% *}\"" "$cask" ||
         complain "the cask has another checksum"
+    grep -qx '  depends_on macos: ">= :sonoma"' "$cask" || complain "the cask is for another macOS"
+    ! grep -q '@' "$cask" || complain "the cask is not filled in"
+}
+
+test_a_macos_that_has_no_name_here_is_told_of()
+{
+    make_macos 99.1
+    make_packers
+    echo 99.0 >"$sandbox/oldest"
+    run_script package
+    expect_status 1
+    expect_last_line "scripts/package: The image is made, but not its cask: scripts/package does not know the name of macOS 99.0."
 }
 
 test_an_identity_is_for_macos_only()

@@ -104,5 +104,83 @@ test_a_build_without_setup_says_what_to_do()
     expect_last_line "scripts/build: Run scripts/setup first: llama.cpp is not there yet."
 }
 
+test_a_package_is_built_with_the_llama_that_it_carries()
+{
+    make_debian
+    run_script setup
+    run_script build package
+    expect_status 1
+    expect_last_line "scripts/build: Run scripts/package first: llama.cpp is not there yet."
+    portable=$(
+        root=$sandbox/tree HOME="$sandbox/home dir" PATH="$sandbox/fakes:$sandbox/tools"
+        # shellcheck source=scripts/lib/common.sh
+        . "$root/scripts/lib/common.sh"
+        # shellcheck source=scripts/lib/llama.sh
+        . "$root/scripts/lib/llama.sh"
+        llama_kind=portable
+        llama_dir
+    )
+    mkdir -p "$portable"
+    : >"$portable/llama-config.cmake"
+    run_script build package
+    expect_status 0
+    grep -qF -- "-Dllama_DIR:PATH=$portable " "$calls" || complain "it was built with another one"
+}
+
+test_a_folder_that_cannot_be_built_in_is_named()
+{
+    make_debian
+    run_script setup
+    : >"$sandbox/tree/build"
+    run_script run
+    expect_status 1
+    expect_last_line "scripts/run: Cannot write to $sandbox/tree/build."
+}
+
+# started PROCESS: how a lock tells it from others of that number.
+started()
+{
+    (
+        # shellcheck disable=SC2034 # for common.sh
+        root=$sandbox/tree HOME=$sandbox
+        # shellcheck source=scripts/lib/common.sh
+        . "$root/scripts/lib/common.sh"
+        birth "$1"
+    )
+}
+
+test_who_waits_for_another_script_is_told_so()
+{
+    make_debian
+    run_script setup
+    mkdir "$sandbox/tree/build"
+    sleep 600 &
+    holder=$!
+    ln -s "$holder-$(started "$holder")" "$sandbox/tree/build/lock-release"
+    run_script run &
+    waiting=$!
+    until grep -qs 'Another script is building here; waiting for it.' "$sandbox/err"; do
+        sleep 0.05
+    done
+    kill "$holder"
+    wait "$waiting" || complain "it gave up"
+    [ -x "$sandbox/tree/build/release/app/quillon" ] || complain "nothing was built"
+    [ ! -L "$sandbox/tree/build/lock-release" ] || complain "the lock is still there"
+}
+
+test_a_dead_scripts_lock_holds_nobody_up_even_where_its_number_lives_on()
+{
+    make_debian
+    run_script setup
+    mkdir "$sandbox/tree/build"
+    for owner in "$$-1" "$$" 999999999-1; do
+        ln -s "$owner" "$sandbox/tree/build/lock-release"
+        run_script run
+        expect_status 7
+        ! grep -q 'Another script' "$sandbox/err" || complain "it waited for $owner"
+        [ ! -L "$sandbox/tree/build/lock-release" ] || complain "the lock is still there"
+    done
+}
+
 # shellcheck disable=SC2046 # one word for each test
 run_tests $(tests_in "$0")

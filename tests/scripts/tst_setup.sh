@@ -196,6 +196,8 @@ test_macos_gets_what_is_missing_from_homebrew()
     expect_status 0
     expect_called "brew install --formula --quiet ninja nlohmann-json pkgconf qcoro6 qtbase qtdeclarative qtsvg"
     expect_builds 1
+    grep -q '^cmake -S .* -DCMAKE_OSX_DEPLOYMENT_TARGET=13.0 ' "$calls" ||
+        complain "llama.cpp was built for this macOS and later ones only"
     : >"$calls"
     run_script setup --tests
     expect_status 0
@@ -252,7 +254,7 @@ test_without_a_home_there_is_no_place_to_build()
 test_the_cache_folder_can_be_elsewhere()
 {
     make_debian
-    extra_environment="XDG_CACHE_HOME=$sandbox/elsewhere"
+    extra_environment="-u HOME XDG_CACHE_HOME=$sandbox/elsewhere"
     run_script setup
     expect_status 0
     [ "$(cached_builds "$sandbox/elsewhere/quillon")" = 1 ] || complain "nothing was built there"
@@ -521,7 +523,7 @@ test_two_setups_at_once_build_once()
     wait_for "$sandbox/building"
     start_setup second
     second=$setup
-    until grep -q 'Another script is building llama.cpp; waiting for it.' "$sandbox/err.second"; do
+    until grep -qs 'Another script is building llama.cpp; waiting for it.' "$sandbox/err.second"; do
         sleep 0.05
     done
     rm "$sandbox/hold"
@@ -538,13 +540,29 @@ test_the_slower_of_two_builds_gives_way()
     . "$checkout/scripts/lib/common.sh"
     # shellcheck source=scripts/lib/llama.sh
     . "$checkout/scripts/lib/llama.sh"
-    mkdir -p "$sandbox/a/new-llama" "$sandbox/b/new-llama"
-    echo a >"$sandbox/a/new-llama/file"
-    echo b >"$sandbox/b/new-llama/file"
+    file=lib/cmake/llama/llama-config.cmake
+    for build in a b c; do
+        mkdir -p "$sandbox/$build/new-llama/${file%/*}"
+        echo "$build" >"$sandbox/$build/new-llama/$file"
+    done
     put_in_place "$sandbox/a/new-llama" "$sandbox/llama"
     put_in_place "$sandbox/b/new-llama" "$sandbox/llama"
-    [ "$(cat "$sandbox/llama/file")" = a ] || complain "the first was replaced"
-    [ "$(ls "$sandbox/llama")" = file ] || complain "the second lies inside the first"
+    [ "$(cat "$sandbox/llama/$file")" = a ] || complain "the first was replaced"
+    [ "$(ls "$sandbox/llama")" = lib ] || complain "the second lies inside the first"
+
+    rm "$sandbox/llama/$file"
+    put_in_place "$sandbox/c/new-llama" "$sandbox/llama"
+    [ "$(cat "$sandbox/llama/$file")" = c ] || complain "what was not whole stayed"
+}
+
+test_a_build_that_was_cleared_out_is_made_again()
+{
+    make_debian
+    run_script setup
+    rm "$sandbox/home dir/.cache/quillon"/llama-*/lib/cmake/llama/llama-config.cmake
+    run_script setup
+    expect_status 0
+    expect_builds 1
 }
 
 # shellcheck disable=SC2046 # one word for each test
