@@ -45,6 +45,12 @@ Window {
         onActivated: window.session.clearHistory()
     }
 
+    Shortcut {
+        sequences: [StandardKey.Quit]
+
+        onActivated: Qt.quit()
+    }
+
     Rectangle {
         id: background
 

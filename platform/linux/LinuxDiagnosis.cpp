@@ -7,6 +7,10 @@
 #include "platform/linux/LinuxInstance.h"
 #include "platform/linux/ScreenPortal.h"
 
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QStandardPaths>
+
 #include <optional>
 
 using Verdict = Finding::Verdict;
@@ -20,6 +24,16 @@ bool isWayland()
 QString displayName()
 {
     return qEnvironmentVariable("DISPLAY");
+}
+
+// As it works in the desktop's settings: a program that is not installed is on nobody's path.
+QString toggleCommand()
+{
+    const QString program = QCoreApplication::applicationFilePath();
+    const QString name = QStringLiteral("quillon");
+    const QFileInfo installed(QStandardPaths::findExecutable(name));
+    return (installed.canonicalFilePath() == program ? name : program) +
+           QStringLiteral(" --toggle");
 }
 } // namespace
 
@@ -66,9 +80,10 @@ Finding LinuxDiagnosis::accessibility()
 Finding LinuxDiagnosis::hotKey()
 {
     if (isWayland()) {
-        return {Verdict::limited,
-                QStringLiteral("Alt+Space is heard while an X11 application is in front"),
-                QStringLiteral("Bind a key to \"quillon --toggle\" in the desktop's settings.")};
+        return {
+            Verdict::limited,
+            QStringLiteral("Alt+Space is heard while an X11 application is in front"),
+            QStringLiteral("Bind a key to \"%1\" in the desktop's settings.").arg(toggleCommand())};
     }
     LinuxHotKey key;
     key.registerKey([] {});
@@ -78,7 +93,8 @@ Finding LinuxDiagnosis::hotKey()
         return {Verdict::good, QStringLiteral("Alt+Space is taken, and Quillon is running")};
     return {Verdict::limited, QStringLiteral("Alt+Space belongs to another program"),
             QStringLiteral("Take it away there (most often it is the window manager's menu), or "
-                           "bind another key to \"quillon --toggle\" in the desktop's settings.")};
+                           "bind another key to \"%1\" in the desktop's settings.")
+                .arg(toggleCommand())};
 }
 
 Finding LinuxDiagnosis::screenCapture()

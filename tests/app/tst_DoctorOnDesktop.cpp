@@ -109,8 +109,8 @@ void tst_DoctorOnDesktop::aHotKeyThatIsTakenIsMentioned()
     examine();
     QCOMPARE(m_lines[u"Hot key"_s],
              u"! Hot key: Alt+Space belongs to another program. Take it away there (most often it "
-             "is the window manager's menu), or bind another key to \"quillon --toggle\" in the "
-             "desktop's settings."_s);
+             "is the window manager's menu), or bind another key to \"%1 --toggle\" in the "
+             "desktop's settings."_s.arg(program));
     QCOMPARE(m_status, 0);
 }
 
@@ -138,7 +138,7 @@ void tst_DoctorOnDesktop::aWaylandDesktopIsMentioned()
     QVERIFY(m_lines[u"Display"_s].contains(u") on a Wayland desktop. Only windows of X11 "));
     QCOMPARE(m_lines[u"Hot key"_s],
              u"! Hot key: Alt+Space is heard while an X11 application is in front. Bind a key to "
-             "\"quillon --toggle\" in the desktop's settings."_s);
+             "\"%1 --toggle\" in the desktop's settings."_s.arg(program));
     QCOMPARE(m_lines[u"Screen capture"_s],
              u"! Screen capture: no portal takes pictures of this Wayland desktop. Install "
              "xdg-desktop-portal and its part for your desktop."_s);

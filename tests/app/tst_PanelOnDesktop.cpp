@@ -105,6 +105,7 @@ private Q_SLOTS:
     void thePanelKeepsItsSizeBetweenSummons();
     void escapeHidesThePanel();
     void closingThePanelLeavesTheProgramRunning();
+    void ctrlQEndsTheProgram();
     void aMinimisedPanelIsSummoned();
     void aSecondStartSummonsWhatIsHidden();
     void aSecondStartBringsForwardWhatIsCovered();
@@ -459,6 +460,15 @@ void tst_PanelOnDesktop::closingThePanelLeavesTheProgramRunning()
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
     // It is a new window to the X server, and looks as the first one did.
     QTRY_VERIFY(asksForBlur(*panel()));
+}
+
+void tst_PanelOnDesktop::ctrlQEndsTheProgram()
+{
+    const Start quillon;
+    QTRY_VERIFY(panelHasTheKeyboard());
+    press(u"ctrl+q"_s);
+    QTRY_VERIFY(!quillon.isRunning());
+    QCOMPARE(quillon.exitCode(), 0);
 }
 
 void tst_PanelOnDesktop::aMinimisedPanelIsSummoned()
