@@ -46,7 +46,7 @@ Window {
     }
 
     Shortcut {
-        sequences: [StandardKey.Quit]
+        sequence: "Ctrl+Q"
 
         onActivated: Qt.quit()
     }
