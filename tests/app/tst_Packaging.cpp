@@ -69,10 +69,15 @@ void tst_Packaging::theBundleSaysWhatItNeeds_data()
     QTest::newRow("id") << u"CFBundleIdentifier"_s << u"app.quillon.Quillon"_s;
     QTest::newRow("name") << u"CFBundleName"_s << u"Quillon"_s;
     QTest::newRow("icon") << u"CFBundleIconFile"_s << u"Quillon"_s;
-    QTest::newRow("system") << u"LSMinimumSystemVersion"_s << u"13.0"_s;
+    // Whatever it is built for.
+    QTest::newRow("system") << u"LSMinimumSystemVersion"_s << u"${CMAKE_OSX_DEPLOYMENT_TARGET}"_s;
+    QTest::newRow("awake") << u"LSAppNapIsDisabled"_s << u"true"_s;
     QTest::newRow("one instance") << u"LSMultipleInstancesProhibited"_s << u"true"_s;
     QTest::newRow("Accessibility") << u"NSAccessibilityUsageDescription"_s << QString();
     QTest::newRow("Screen Recording") << u"NSScreenCaptureUsageDescription"_s << QString();
+    QTest::newRow("Desktop") << u"NSDesktopFolderUsageDescription"_s << QString();
+    QTest::newRow("Documents") << u"NSDocumentsFolderUsageDescription"_s << QString();
+    QTest::newRow("Downloads") << u"NSDownloadsFolderUsageDescription"_s << QString();
     QTest::newRow("Apple events") << u"NSAppleEventsUsageDescription"_s << QString();
 }
 
