@@ -1,7 +1,8 @@
 #include "agent/ReplyObject.h"
 
+#include "inference/ExactText.h"
+
 #include <QLocale>
-#include <QStringDecoder>
 
 #include <nlohmann/json.hpp>
 
@@ -16,13 +17,6 @@ QString numberText(double number)
     if (std::abs(number) < exactIntegers && number == std::trunc(number))
         return QString::number(static_cast<qint64>(number));
     return QString::number(number, 'g', QLocale::FloatingPointShortest);
-}
-
-// A byte order mark is a character like any other here; QString's own conversion would drop it.
-QString textOf(const std::string &utf8)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom);
-    return decoder.decode(QByteArrayView(utf8.data(), static_cast<qsizetype>(utf8.size())));
 }
 
 // Listens to the decoder's events instead of building its tree: a model's reply can nest without
@@ -50,7 +44,7 @@ public:
     }
     bool string(string_t &utf8) override
     {
-        const QString string = textOf(utf8);
+        const QString string = exactText(utf8);
         return value({.isString = true, .text = string}, string);
     }
     bool binary(binary_t &) override { return false; }
@@ -95,9 +89,9 @@ public:
     bool key(string_t &utf8) override
     {
         if (!inArray() && m_depth == 1)
-            m_key = textOf(utf8);
+            m_key = exactText(utf8);
         else if (!inArray() && m_depth == 2)
-            m_field = textOf(utf8);
+            m_field = exactText(utf8);
         return true;
     }
 

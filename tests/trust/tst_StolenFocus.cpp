@@ -3,6 +3,7 @@
 #include "agent/AgentSession.h"
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
+#include "tests/support/OwnProcesses.h"
 #include "tests/support/ScriptedEngine.h"
 #include "tests/support/TestModel.h"
 #include "tests/trust/Typists.h"

@@ -3,20 +3,20 @@
 #include "platform/Platform.h"
 #include "tests/executor/Running.h"
 #include "tests/platform/linux/TestWindow.h"
+#include "tests/support/OwnProcesses.h"
 
 #include <QCoro/QCoroFuture>
-#include <QDir>
 #include <QFile>
 #include <QPromise>
 #include <QTest>
 #include <QTimer>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include <unistd.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
@@ -299,21 +299,14 @@ QCoro::Task<void> typeAndWait(KeyEvent event)
     never.start();
     co_await never.future();
 }
+
 /// How many programs of that name this process has started that still run.
-int childrenCalled(const QByteArray &name)
+qsizetype childrenCalled(const QByteArray &name)
 {
-    int count = 0;
-    for (const QString &entry : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
-        QFile file(u"/proc/"_s + entry + u"/stat"_s);
-        if (entry.toInt() <= 0 || !file.open(QIODevice::ReadOnly))
-            continue;
-        const QByteArray stat = file.readAll();
-        const qsizetype end = stat.lastIndexOf(')');
-        const bool isOurs = stat.mid(end + 2).split(' ').value(1).toInt() == getpid();
-        if (isOurs && stat.left(end).endsWith('(' + name.left(15)))
-            ++count;
-    }
-    return count;
+    return std::ranges::count_if(ownProcesses(), [&name](pid_t process) {
+        QFile file(u"/proc/%1/comm"_s.arg(process));
+        return file.open(QIODevice::ReadOnly) && file.readAll().trimmed() == name.left(15);
+    });
 }
 } // namespace
 
