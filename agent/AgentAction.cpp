@@ -3,6 +3,8 @@
 #include "agent/ReplyObject.h"
 #include "agent/WordCase.h"
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // The text from the first opening brace to the one that closes it; braces inside strings do not
 // count. Empty where it is never closed.
@@ -36,8 +38,7 @@ QStringView firstObject(QStringView text)
 
 const QStringList &nameKeys()
 {
-    static const QStringList keys{QStringLiteral("action"), QStringLiteral("name"),
-                                  QStringLiteral("tool")};
+    static const QStringList keys{u"action"_s, u"name"_s, u"tool"_s};
     return keys;
 }
 
@@ -54,7 +55,7 @@ std::optional<QString> actionName(const ReplyObject &object)
 
 QMap<QString, QString> argumentBlock(const ReplyObject &object)
 {
-    for (const QString &key : {QStringLiteral("args"), QStringLiteral("parameters")}) {
+    for (const QString &key : {u"args"_s, u"parameters"_s}) {
         const auto member = object.members.constFind(key);
         if (member != object.members.constEnd() && member->isObject)
             return member->fields;
@@ -69,8 +70,8 @@ QString quoted(const QString &text)
 
 QString addressTitle(QString address)
 {
-    address.remove(QStringLiteral("https://"));
-    address.remove(QStringLiteral("http://"));
+    address.remove(u"https://"_s);
+    address.remove(u"http://"_s);
     qsizetype begin = 0;
     qsizetype end = address.size();
     while (begin < end && address[begin] == u'/')
@@ -121,41 +122,40 @@ QString AgentAction::title() const
         return arg(QString::fromLatin1(key)).value_or(otherwise);
     };
     if (name == u"open_app" || name == u"focus_app")
-        return QStringLiteral("Launching ") + shown("app", QStringLiteral("app"));
+        return u"Launching "_s + shown("app", u"app"_s);
     if (name == u"quit_app")
-        return QStringLiteral("Closing ") + shown("app", QStringLiteral("app"));
+        return u"Closing "_s + shown("app", u"app"_s);
     if (name == u"open_url")
-        return QStringLiteral("Navigating to ") + addressTitle(shown("url"));
+        return u"Navigating to "_s + addressTitle(shown("url"));
     if (name == u"web_search")
-        return QStringLiteral("Searching for ") + quoted(shown("query"));
+        return u"Searching for "_s + quoted(shown("query"));
     if (name == u"new_tab")
-        return QStringLiteral("Opening new tab");
+        return u"Opening new tab"_s;
     if (name == u"type_text")
-        return QStringLiteral("Typing ") + quoted(shown("text"));
+        return u"Typing "_s + quoted(shown("text"));
     if (name == u"press_key") {
-        const std::optional<QString> modifiers = arg(QStringLiteral("modifiers"));
-        return QStringLiteral("Pressing ") + (modifiers ? *modifiers + u'+' : QString()) +
-               shown("key");
+        const std::optional<QString> modifiers = arg(u"modifiers"_s);
+        return u"Pressing "_s + (modifiers ? *modifiers + u'+' : QString()) + shown("key");
     }
     if (name == u"click")
-        return QStringLiteral("Clicking ") + quoted(shown("label"));
+        return u"Clicking "_s + quoted(shown("label"));
     if (name == u"create_folder")
-        return QStringLiteral("Creating folder ") + quoted(shown("name"));
+        return u"Creating folder "_s + quoted(shown("name"));
     if (name == u"screenshot")
-        return QStringLiteral("Taking a screenshot");
+        return u"Taking a screenshot"_s;
     if (name == u"find_files")
-        return QStringLiteral("Searching ") + shown("folder", QStringLiteral("Downloads"));
+        return u"Searching "_s + shown("folder", u"Downloads"_s);
     if (name == u"open_path")
-        return QStringLiteral("Opening ") + shown("path");
+        return u"Opening "_s + shown("path");
     if (name == u"trash")
-        return QStringLiteral("Moving ") + quoted(shown("path")) + QStringLiteral(" to Trash");
+        return u"Moving "_s + quoted(shown("path")) + u" to Trash"_s;
     if (name == u"list_windows")
-        return QStringLiteral("Looking at open windows");
+        return u"Looking at open windows"_s;
     if (name == u"read_ui")
-        return QStringLiteral("Reading the interface");
+        return u"Reading the interface"_s;
     if (name == u"applescript")
-        return QStringLiteral("Running AppleScript");
+        return u"Running AppleScript"_s;
     if (name == u"done")
-        return QStringLiteral("Done");
+        return u"Done"_s;
     return capitalizedWords(QString(name).replace(u'_', u' '));
 }

@@ -14,6 +14,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 /// Room for one JSON action, and a bound on how long a small model keeps the user waiting.
 constexpr int maxReplyTokens = 200;
@@ -27,7 +29,7 @@ ChatMessage message(Role role, const QString &content)
 
 QString stateLine()
 {
-    return QStringLiteral("\nState: ") + Executor::observe();
+    return u"\nState: "_s + Executor::observe();
 }
 
 std::optional<ProcessId> frontProcess()
@@ -101,7 +103,7 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         if (!session)
             co_return;
         if (m_models.state() != ModelManager::State::loaded()) {
-            fail(turnIndex, QStringLiteral("The local model isn't ready yet."));
+            fail(turnIndex, u"The local model isn't ready yet."_s);
             co_return;
         }
     }
@@ -109,12 +111,12 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
     const std::shared_ptr<InferenceEngine> engine = m_models.engine();
     QList<ChatMessage> conversation;
     conversation << message(Role::system, systemPrompt())
-                 << message(Role::user, QStringLiteral("User: ") + command + stateLine());
+                 << message(Role::user, u"User: "_s + command + stateLine());
     int unreadableReplies = 0;
     std::optional<AgentAction> lastStep;
 
     for (int pass = 0; pass < maxSteps && !task->isCancelled(); ++pass) {
-        setStatus(QStringLiteral("Thinking…"));
+        setStatus(u"Thinking…"_s);
         clearPreview();
         // Made outside of the co_await: gcc 12 destroys a callable that is made in one twice.
         const InferenceEngine::OnToken onToken = preview();
@@ -137,26 +139,24 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         const std::optional<AgentAction> action = AgentAction::parse(reply);
         if (!action) {
             if (++unreadableReplies == maxUnreadableReplies) {
-                fail(turnIndex, QStringLiteral("I couldn't work out a plan for that."));
+                fail(turnIndex, u"I couldn't work out a plan for that."_s);
                 co_return;
             }
             conversation << message(Role::assistant, reply)
                          << message(Role::user,
-                                    QStringLiteral(
-                                        "Invalid. Reply with exactly one JSON action object."));
+                                    u"Invalid. Reply with exactly one JSON action object."_s);
             continue;
         }
         conversation << message(Role::assistant, reply.trimmed());
 
         if (action->name == u"done") {
-            const QString summary =
-                action->arg(QStringLiteral("message")).value_or(QStringLiteral("Done"));
+            const QString summary = action->arg(u"message"_s).value_or(u"Done"_s);
             appendLine(turnIndex, {.text = summary, .kind = LogEntry::Kind::success});
             finish(turnIndex, summary);
             co_return;
         }
         if (lastStep && lastStep->name == action->name && lastStep->args == action->args) {
-            fail(turnIndex, QStringLiteral("Stopped: the same step was repeated."));
+            fail(turnIndex, u"Stopped: the same step was repeated."_s);
             co_return;
         }
 
@@ -169,7 +169,7 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         const auto front = goesToFront(*action) ? frontProcess() : std::nullopt;
         const Risk risk = Safety::assess(*action);
         if (!risk.isSafe()) {
-            rewriteLine(turnIndex, step.id, QStringLiteral("Waiting for approval: ") + title,
+            rewriteLine(turnIndex, step.id, u"Waiting for approval: "_s + title,
                         LogEntry::Kind::confirm, false);
             Confirmation confirmation;
             m_confirmation = confirmation;
@@ -178,9 +178,9 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
             if (!session)
                 co_return;
             if (!approved) {
-                rewriteLine(turnIndex, step.id, QStringLiteral("Declined: ") + title,
-                            LogEntry::Kind::failure, false);
-                finish(turnIndex, QStringLiteral("I didn't do that, as requested."));
+                rewriteLine(turnIndex, step.id, u"Declined: "_s + title, LogEntry::Kind::failure,
+                            false);
+                finish(turnIndex, u"I didn't do that, as requested."_s);
                 co_return;
             }
             rewriteLine(turnIndex, step.id, title, LogEntry::Kind::step, true);
@@ -190,8 +190,7 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         try {
             // What was found safe, or was approved, was so for that application.
             if (goesToFront(*action) && frontProcess() != front)
-                throw ActionError(
-                    QStringLiteral("Another application has come to the front meanwhile."));
+                throw ActionError(u"Another application has come to the front meanwhile."_s);
             result = co_await Executor::run(*action, task);
         } catch (const ActionError &failure) {
             error = failure.message; // what() ends at a null character, which a reply can hold.
@@ -201,21 +200,21 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
         if (!session)
             co_return;
         if (error) {
-            rewriteLine(turnIndex, step.id, title + QStringLiteral(" — ") + *error,
-                        LogEntry::Kind::failure, false);
-            conversation << message(Role::user, QStringLiteral("Error: ") + *error + stateLine());
+            rewriteLine(turnIndex, step.id, title + u" — "_s + *error, LogEntry::Kind::failure,
+                        false);
+            conversation << message(Role::user, u"Error: "_s + *error + stateLine());
         } else {
             rewriteLine(turnIndex, step.id, title, LogEntry::Kind::step, false);
-            conversation << message(Role::user, QStringLiteral("Result: ") + result + stateLine());
+            conversation << message(Role::user, u"Result: "_s + result + stateLine());
         }
         lastStep = action;
     }
 
     if (task->isCancelled()) {
-        appendLine(turnIndex, {.text = QStringLiteral("Cancelled"), .kind = LogEntry::Kind::info});
+        appendLine(turnIndex, {.text = u"Cancelled"_s, .kind = LogEntry::Kind::info});
         finish(turnIndex);
     } else {
-        fail(turnIndex, QStringLiteral("Stopped after too many steps."));
+        fail(turnIndex, u"Stopped after too many steps."_s);
     }
 }
 

@@ -9,18 +9,20 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Applications that hold no unsaved work of consequence.
 const QSet<QString> &quitSafe()
 {
     static const QSet<QString> names{
-        QStringLiteral("spotify"),         QStringLiteral("music"),
-        QStringLiteral("podcasts"),        QStringLiteral("tv"),
-        QStringLiteral("calculator"),      QStringLiteral("maps"),
-        QStringLiteral("photos"),          QStringLiteral("news"),
-        QStringLiteral("stocks"),          QStringLiteral("weather"),
-        QStringLiteral("chess"),           QStringLiteral("preview"),
-        QStringLiteral("system settings"), QStringLiteral("activity monitor"),
+        u"spotify"_s,         u"music"_s,
+        u"podcasts"_s,        u"tv"_s,
+        u"calculator"_s,      u"maps"_s,
+        u"photos"_s,          u"news"_s,
+        u"stocks"_s,          u"weather"_s,
+        u"chess"_s,           u"preview"_s,
+        u"system settings"_s, u"activity monitor"_s,
     };
     return names;
 }
@@ -70,9 +72,8 @@ Risk assessQuit(const AgentAction &action)
 {
     if (quitSafe().contains(argOr(action, "app").toLower()))
         return Risk::safe();
-    return Risk::needsConfirmation(QStringLiteral("Quit ") +
-                                   argOr(action, "app", QStringLiteral("the app")) +
-                                   QStringLiteral(" — unsaved work could be lost"));
+    return Risk::needsConfirmation(u"Quit "_s + argOr(action, "app", u"the app"_s) +
+                                   u" — unsaved work could be lost"_s);
 }
 
 Risk assessClick(const AgentAction &action, const QString &frontName)
@@ -80,25 +81,21 @@ Risk assessClick(const AgentAction &action, const QString &frontName)
     const QString label = argOr(action, "label");
     if (!containsAny(label.toLower(), consequentialWords))
         return Risk::safe();
-    return Risk::needsConfirmation(QStringLiteral("Click “") + label + QStringLiteral("” in ") +
-                                   capitalizedWords(frontName));
+    return Risk::needsConfirmation(u"Click “"_s + label + u"” in "_s + capitalizedWords(frontName));
 }
 
 Risk assessKey(const AgentAction &action, const QString &frontName)
 {
     const QString key = argOr(action, "key").toLower();
-    const bool withCommand =
-        argOr(action, "modifiers").toLower().contains(QStringLiteral("command"));
+    const bool withCommand = argOr(action, "modifiers").toLower().contains(u"command"_s);
     if ((key == u"return" || key == u"enter") && containsAny(frontName, messaging)) {
-        return Risk::needsConfirmation(QStringLiteral("Press Return in ") +
-                                       capitalizedWords(frontName) +
-                                       QStringLiteral(" — this may send a message"));
+        return Risk::needsConfirmation(u"Press Return in "_s + capitalizedWords(frontName) +
+                                       u" — this may send a message"_s);
     }
     if ((key == u"delete" || key == u"backspace") && withCommand)
-        return Risk::needsConfirmation(QStringLiteral("Delete the selected item (⌘⌫)"));
+        return Risk::needsConfirmation(u"Delete the selected item (⌘⌫)"_s);
     if (key == u"q" && withCommand) {
-        return Risk::needsConfirmation(QStringLiteral("Quit ") + capitalizedWords(frontName) +
-                                       QStringLiteral(" (⌘Q)"));
+        return Risk::needsConfirmation(u"Quit "_s + capitalizedWords(frontName) + u" (⌘Q)"_s);
     }
     return Risk::safe();
 }
@@ -106,9 +103,8 @@ Risk assessKey(const AgentAction &action, const QString &frontName)
 Risk assessAddress(const AgentAction &action)
 {
     const QString url = argOr(action, "url").toLower();
-    if (url.startsWith(QStringLiteral("x-apple.systempreferences")) &&
-        url.contains(QStringLiteral("reset")))
-        return Risk::needsConfirmation(QStringLiteral("Modify system settings"));
+    if (url.startsWith(u"x-apple.systempreferences"_s) && url.contains(u"reset"_s))
+        return Risk::needsConfirmation(u"Modify system settings"_s);
     return Risk::safe();
 }
 } // namespace
@@ -119,15 +115,13 @@ Risk Safety::assess(const AgentAction &action)
     const QString frontName = front ? front->name.value_or(QString()).toLower() : QString();
 
     if (action.name == u"trash") {
-        return Risk::needsConfirmation(QStringLiteral("Move “") +
-                                       argOr(action, "path", QStringLiteral("item")) +
-                                       QStringLiteral("” to the Trash"));
+        return Risk::needsConfirmation(u"Move “"_s + argOr(action, "path", u"item"_s) +
+                                       u"” to the Trash"_s);
     }
     if (action.name == u"quit_app")
         return assessQuit(action);
     if (action.name == u"applescript") {
-        return Risk::needsConfirmation(QStringLiteral("Run a custom AppleScript:\n") +
-                                       argOr(action, "script"));
+        return Risk::needsConfirmation(u"Run a custom AppleScript:\n"_s + argOr(action, "script"));
     }
     if (action.name == u"click")
         return assessClick(action, frontName);

@@ -1,9 +1,10 @@
 #include "agent/SystemPrompt.h"
 
+using namespace Qt::StringLiterals;
+
 QString systemPrompt()
 {
-    return QStringLiteral(
-        R"(You operate a Mac for the user by emitting ONE JSON action at a time. Reply with only a JSON object, no prose.
+    return uR"(You operate a Mac for the user by emitting ONE JSON action at a time. Reply with only a JSON object, no prose.
 After each action you receive its result and the current state. Continue until the task is complete, then emit done.
 
 Actions:
@@ -36,5 +37,5 @@ Example
 User: Open Brave and go to bbc.com
 {"action":"open_url","url":"https://bbc.com","app":"Brave Browser"}
 Result: Opened bbc.com in Brave Browser.
-{"action":"done","message":"Opened bbc.com in Brave."})");
+{"action":"done","message":"Opened bbc.com in Brave."})"_s;
 }

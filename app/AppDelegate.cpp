@@ -27,7 +27,7 @@ void AppDelegate::applicationWasStartedAgain()
 {
     Shell &shell = Platform::current().shell();
     const bool hasVisibleWindows = std::ranges::any_of(
-        shell.windows(), [&shell](PanelWindow *window) { return shell.isVisible(*window); });
+        shell.windows(), [&shell](NativeWindow *window) { return shell.isVisible(*window); });
     // Only then: a hidden application would come forward with its panel, and the summon would find
     // that in front and hide it again.
     if (hasVisibleWindows)

@@ -14,32 +14,32 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // How the bus starts it, to say afterwards what for.
-const QString activatedOption = QStringLiteral("activated");
-const QString doctorOption = QStringLiteral("doctor");
-const QString taskOption = QStringLiteral("task");
-const QString toggleOption = QStringLiteral("toggle");
+const QString activatedOption = u"activated"_s;
+const QString doctorOption = u"doctor"_s;
+const QString taskOption = u"task"_s;
+const QString toggleOption = u"toggle"_s;
 
 // These names decide where settings and models are kept: ~/.config/Quillon and the like.
 void setNames()
 {
-    QCoreApplication::setOrganizationName(QStringLiteral("Quillon"));
-    QCoreApplication::setOrganizationDomain(QStringLiteral("quillon.app"));
-    QCoreApplication::setApplicationName(QStringLiteral("Quillon"));
-    QCoreApplication::setApplicationVersion(QStringLiteral(QUILLON_VERSION));
+    QCoreApplication::setOrganizationName(u"Quillon"_s);
+    QCoreApplication::setOrganizationDomain(u"quillon.app"_s);
+    QCoreApplication::setApplicationName(u"Quillon"_s);
+    QCoreApplication::setApplicationVersion(u"" QUILLON_VERSION ""_s);
 }
 
 void describe(QCommandLineParser &parser)
 {
     parser.setApplicationDescription(
-        QStringLiteral("Operates your computer for you, with a language model that runs on it. "
-                       "Without an option it opens its panel, or brings it to the front."));
-    parser.addOption(
-        {taskOption, QStringLiteral("Run one task in this terminal."), QStringLiteral("text")});
-    parser.addOption(
-        {doctorOption, QStringLiteral("Check what tasks depend on, and say what to do about it.")});
-    parser.addOption({toggleOption, QStringLiteral("Show or hide the panel, as its key does.")});
+        u"Operates your computer for you, with a language model that runs on it. "
+        "Without an option it opens its panel, or brings it to the front."_s);
+    parser.addOption({taskOption, u"Run one task in this terminal."_s, u"text"_s});
+    parser.addOption({doctorOption, u"Check what tasks depend on, and say what to do about it."_s});
+    parser.addOption({toggleOption, u"Show or hide the panel, as its key does."_s});
     QCommandLineOption activated(activatedOption);
     activated.setFlags(QCommandLineOption::HiddenFromHelp);
     parser.addOption(activated);
@@ -114,7 +114,7 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
         return runDoctor();
     if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())
         return runTask(parser.value(taskOption));
-    Terminal().complain(QStringLiteral("Quillon takes a task as one text: quillon --task \"Find "
-                                       "the latest PDF in my Downloads folder\""));
+    Terminal().printError(u"Quillon takes a task as one text: quillon --task \"Find "
+                          "the latest PDF in my Downloads folder\""_s);
     return EXIT_FAILURE;
 }

@@ -17,6 +17,8 @@
 #include <optional>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 using Verdict = Finding::Verdict;
 
 namespace {
@@ -52,10 +54,9 @@ std::optional<qint64> roomIn(const QString &folder)
 
 Finding examineProgram()
 {
-    return {Verdict::good,
-            QStringLiteral("%1 on %2, %3")
-                .arg(QCoreApplication::applicationVersion(), QSysInfo::prettyProductName(),
-                     QSysInfo::currentCpuArchitecture())};
+    return {Verdict::good, u"%1 on %2, %3"_s.arg(QCoreApplication::applicationVersion(),
+                                                 QSysInfo::prettyProductName(),
+                                                 QSysInfo::currentCpuArchitecture())};
 }
 
 Finding examineModelsFolder()
@@ -64,55 +65,52 @@ Finding examineModelsFolder()
     const QFileInfo info(folder);
     const QString shown = QDir::toNativeSeparators(folder);
     if (!info.isDir() || !info.isWritable()) {
-        return {Verdict::bad, QStringLiteral("%1 cannot be written to").arg(shown),
-                QStringLiteral("Make it a folder of yours that you may write to.")};
+        return {Verdict::bad, u"%1 cannot be written to"_s.arg(shown),
+                u"Make it a folder of yours that you may write to."_s};
     }
     const std::optional<qint64> room = roomIn(folder);
     if (!room)
         return {Verdict::good, shown};
-    const QString state = QStringLiteral("%1, %2 free").arg(shown, size(*room));
+    const QString state = u"%1, %2 free"_s.arg(shown, size(*room));
     const QList<LocalModel> &catalog = LocalModel::catalog();
     if (std::ranges::any_of(catalog, isThere) || *room >= catalog.first().sizeMB * megabyte)
         return {Verdict::good, state};
     return {Verdict::bad, state,
-            QStringLiteral("Make room for a model of about %1.")
-                .arg(size(catalog.first().sizeMB * megabyte))};
+            u"Make room for a model of about %1."_s.arg(size(catalog.first().sizeMB * megabyte))};
 }
 
 Finding examineModel(const LocalModel &model)
 {
     const QString wanted = size(model.sizeMB * megabyte);
     if (!isThere(model)) {
-        const QString state = QStringLiteral("not there, about %1 to fetch").arg(wanted);
+        const QString state = u"not there, about %1 to fetch"_s.arg(wanted);
         if (std::ranges::any_of(LocalModel::catalog(), isThere))
             return {Verdict::neutral, state};
         return {Verdict::limited, state,
-                QStringLiteral("The first task fetches the model that is chosen, once.")};
+                u"The first task fetches the model that is chosen, once."_s};
     }
     QFile file(fileOf(model));
     if (!file.open(QIODevice::ReadOnly)) {
-        return {Verdict::bad, QStringLiteral("there, but it cannot be read"),
-                QStringLiteral("Make %1 a file that you may read.").arg(file.fileName())};
+        return {Verdict::bad, u"there, but it cannot be read"_s,
+                u"Make %1 a file that you may read."_s.arg(file.fileName())};
     }
     if (file.read(modelMark.size()) != modelMark) {
-        return {Verdict::bad,
-                QStringLiteral("there (%1), but it is no model").arg(size(file.size())),
-                QStringLiteral("Delete %1: the next task fetches it again.").arg(file.fileName())};
+        return {Verdict::bad, u"there (%1), but it is no model"_s.arg(size(file.size())),
+                u"Delete %1: the next task fetches it again."_s.arg(file.fileName())};
     }
-    return {Verdict::good, QStringLiteral("there, %1").arg(size(file.size()))};
+    return {Verdict::good, u"there, %1"_s.arg(size(file.size()))};
 }
 
 Finding examineLibrary()
 {
     const LlamaModel::Library library = LlamaModel::library();
     if (library.kernels.isEmpty()) {
-        return {Verdict::bad,
-                QStringLiteral("%1, without code for this processor").arg(library.version),
-                QStringLiteral("Install Quillon again: libraries that belong to it are missing.")};
+        return {Verdict::bad, u"%1, without code for this processor"_s.arg(library.version),
+                u"Install Quillon again: libraries that belong to it are missing."_s};
     }
-    return {Verdict::good, QStringLiteral("%1, computing with %2 (%3)")
-                               .arg(library.version, library.kernels.join(QStringLiteral(" and ")),
-                                    library.extensions.join(QStringLiteral(", ")))};
+    return {Verdict::good,
+            u"%1, computing with %2 (%3)"_s.arg(library.version, library.kernels.join(u" and "_s),
+                                                library.extensions.join(u", "_s))};
 }
 } // namespace
 
@@ -120,20 +118,19 @@ QList<Doctor::Line> Doctor::examine()
 {
     Diagnosis &system = Platform::current().diagnosis();
     const Finding display = system.display();
-    const Finding unknown{Verdict::neutral, QStringLiteral("not known without a display")};
+    const Finding unknown{Verdict::neutral, u"not known without a display"_s};
     const bool hasDisplay = display.verdict != Verdict::bad;
 
-    QList<Line> report{{QStringLiteral("Quillon"), examineProgram()},
-                       {QStringLiteral("Display"), display},
-                       {QStringLiteral("Accessibility"), system.accessibility()},
-                       {QStringLiteral("Hot key"), hasDisplay ? system.hotKey() : unknown},
-                       {QStringLiteral("Models folder"), examineModelsFolder()}};
+    QList<Line> report{{u"Quillon"_s, examineProgram()},
+                       {u"Display"_s, display},
+                       {u"Accessibility"_s, system.accessibility()},
+                       {u"Hot key"_s, hasDisplay ? system.hotKey() : unknown},
+                       {u"Models folder"_s, examineModelsFolder()}};
     for (const LocalModel &model : LocalModel::catalog())
         report.append({model.name, examineModel(model)});
-    report.append({QStringLiteral("llama.cpp"), examineLibrary()});
-    report.append(
-        {QStringLiteral("Screen capture"), hasDisplay ? system.screenCapture() : unknown});
-    report.append({QStringLiteral("File manager"), system.fileManager()});
+    report.append({u"llama.cpp"_s, examineLibrary()});
+    report.append({u"Screen capture"_s, hasDisplay ? system.screenCapture() : unknown});
+    report.append({u"File manager"_s, system.fileManager()});
     return report;
 }
 
@@ -158,7 +155,6 @@ QString Doctor::text(const Line &line)
         }
         Q_UNREACHABLE();
     };
-    const QString text =
-        QStringLiteral("%1 %2: %3.").arg(mark()).arg(line.subject, line.finding.state);
+    const QString text = u"%1 %2: %3."_s.arg(mark()).arg(line.subject, line.finding.state);
     return line.finding.advice.isEmpty() ? text : text + u' ' + line.finding.advice;
 }

@@ -9,6 +9,8 @@
 
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 struct TextItem
 {
@@ -40,5 +42,5 @@ void EditMenu::install(std::function<void()> clearHistory)
         const QChar key(item.key);
         shell.addMenuItem(QString::fromUtf16(item.title), key, [key] { type(key); });
     }
-    shell.addMenuItem(QStringLiteral("Clear History"), u'k', std::move(clearHistory));
+    shell.addMenuItem(u"Clear History"_s, u'k', std::move(clearHistory));
 }

@@ -1,7 +1,7 @@
 #include "app/HotKey.h"
 
 #include "platform/GlobalHotKey.h"
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
@@ -10,9 +10,9 @@
 namespace {
 bool hasVisibleKeyWindow(Shell &shell)
 {
-    const QList<PanelWindow *> &windows = shell.windows();
+    const QList<NativeWindow *> &windows = shell.windows();
     const auto key =
-        std::ranges::find_if(windows, [&](PanelWindow *window) { return shell.isKey(*window); });
+        std::ranges::find_if(windows, [&](NativeWindow *window) { return shell.isKey(*window); });
     return key != windows.end() && shell.isVisible(**key);
 }
 } // namespace
@@ -37,8 +37,8 @@ void HotKey::summon()
     }
     shell.activate();
     // A copy: what a window does when it comes forward may change the list.
-    const QList<PanelWindow *> windows = shell.windows();
-    for (PanelWindow *const window : windows) {
+    const QList<NativeWindow *> windows = shell.windows();
+    for (NativeWindow *const window : windows) {
         if (!window->canBecomeMain())
             continue;
         shell.makeKeyAndOrderFront(*window);

@@ -3,7 +3,7 @@
 #include "app/HotKey.h"
 #include "platform/Accessibility.h"
 #include "platform/Appearance.h"
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 

@@ -4,7 +4,7 @@
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
-class PanelWindow;
+class NativeWindow;
 
 /// What the views need to know of the desktop, and what they ask of their window. Main thread.
 class Panel : public QObject
@@ -26,7 +26,7 @@ public:
     ~Panel() override;
 
     /// The window that the views are in. It must outlive its place here.
-    void setWindow(PanelWindow *window) { m_window = window; }
+    void setWindow(NativeWindow *window) { m_window = window; }
 
     [[nodiscard]] bool isTrusted() const { return m_isTrusted; }
     [[nodiscard]] bool isComposited() const;
@@ -52,6 +52,6 @@ Q_SIGNALS:
 private:
     void readTrust();
 
-    PanelWindow *m_window = nullptr;
+    NativeWindow *m_window = nullptr;
     bool m_isTrusted;
 };

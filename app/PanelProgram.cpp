@@ -16,15 +16,17 @@
 #include <utility>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> request,
                       const QuillonApp::Views &views)
 {
     Terminal terminal;
     Shell &shell = Platform::current().shell();
     if (!shell.hasDisplay()) {
-        terminal.complain(QStringLiteral(
-            "Quillon needs a desktop to show its panel on; without one, give it a task: "
-            "quillon --task \"Find the latest PDF in my Downloads folder\""));
+        terminal.printError(
+            u"Quillon needs a desktop to show its panel on; without one, give it a task: "
+            "quillon --task \"Find the latest PDF in my Downloads folder\""_s);
         return EXIT_FAILURE;
     }
 
@@ -47,7 +49,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     keepNumbersPlain();
     // A cursor that blinks would wake the processor for nothing, again and again.
     QGuiApplication::styleHints()->setCursorFlashTime(0);
-    QGuiApplication::setDesktopFileName(QStringLiteral("app.quillon.Quillon"));
+    QGuiApplication::setDesktopFileName(u"app.quillon.Quillon"_s);
 
     // Requests come from the event loop, so not before the panel is there. The one that the program
     // was started for has been met by then: even a toggle is not to hide what it has just brought
@@ -69,15 +71,15 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     case SingleInstance::Outcome::handedOver:
         return EXIT_SUCCESS;
     case SingleInstance::Outcome::silent:
-        terminal.complain(
-            QStringLiteral("Quillon is running but does not answer: end it, then start it again."));
+        terminal.printError(
+            u"Quillon is running but does not answer: end it, then start it again."_s);
         return EXIT_FAILURE;
     }
 
     QuillonApp quillon(views);
     running = &quillon;
     if (const std::optional<QString> failure = quillon.launch()) {
-        terminal.complain(*failure);
+        terminal.printError(*failure);
         return EXIT_FAILURE;
     }
     const int status = QGuiApplication::exec();

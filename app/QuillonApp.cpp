@@ -11,6 +11,8 @@
 #include <QQmlError>
 #include <QQuickWindow>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 Shell &shell()
 {
@@ -28,7 +30,7 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
                              m_problem = errors.first().toString();
                      });
     QVariantMap properties = views.prepare(m_engine, m_models, m_session);
-    properties.insert(QStringLiteral("panel"), QVariant::fromValue(&m_panel));
+    properties.insert(u"panel"_s, QVariant::fromValue(&m_panel));
     m_engine.setInitialProperties(properties);
     m_engine.load(views.rootFile);
     const QList<QObject *> roots = m_engine.rootObjects();
@@ -36,7 +38,7 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
     if (!window)
         return;
     window->setFlags(shell().windowFlags());
-    m_window.emplace(*window, [this] { dress(); });
+    m_window.emplace(*window, [this] { applyStyle(); });
     m_panel.setWindow(&*m_window);
 }
 
@@ -48,7 +50,7 @@ QuillonApp::~QuillonApp()
 std::optional<QString> QuillonApp::launch()
 {
     if (!m_window)
-        return QStringLiteral("Quillon's panel cannot be shown: %1").arg(m_problem);
+        return u"Quillon's panel cannot be shown: %1"_s.arg(m_problem);
     EditMenu::install([this] { m_session.setTurns({}); });
     // Before the window is there, so that nobody who gets the focus from it can lose it again.
     m_delegate.applicationDidFinishLaunching();
@@ -57,7 +59,7 @@ std::optional<QString> QuillonApp::launch()
     return std::nullopt;
 }
 
-void QuillonApp::dress()
+void QuillonApp::applyStyle()
 {
     WindowStyler::make(*m_window);
     VisualEffect(Shell::Material::underWindowBackground).make(*m_window);

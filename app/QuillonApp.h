@@ -3,7 +3,7 @@
 #include "agent/AgentSession.h"
 #include "app/AppDelegate.h"
 #include "app/Panel.h"
-#include "app/QuickPanelWindow.h"
+#include "app/QuickNativeWindow.h"
 #include "models/ModelManager.h"
 
 #include <QQmlApplicationEngine>
@@ -39,7 +39,7 @@ public:
 
 private:
     /// Makes a panel of the window that the system has just made.
-    void dress();
+    void applyStyle();
 
     AppDelegate m_delegate;
     ModelManager m_models;
@@ -47,5 +47,5 @@ private:
     Panel m_panel;
     QString m_problem; ///< Why the views cannot be shown.
     QQmlApplicationEngine m_engine;
-    std::optional<QuickPanelWindow> m_window;
+    std::optional<QuickNativeWindow> m_window;
 };

@@ -7,6 +7,8 @@
 #include <termios.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int usualWidth = 80;
 
@@ -42,7 +44,7 @@ void write(std::FILE *stream, const QString &text)
 // The lines within a text that others wrote stand apart, so that none passes for one of ours.
 QString indented(QString text)
 {
-    return text.replace(u'\n', QStringLiteral("\n    "));
+    return text.replace(u'\n', u"\n    "_s);
 }
 
 bool changesDirection(QChar character)
@@ -88,7 +90,7 @@ void Terminal::print(const QString &line)
     write(stdout, indented(plainText(line)) + u'\n');
 }
 
-void Terminal::complain(const QString &line)
+void Terminal::printError(const QString &line)
 {
     clearStatus();
     write(stderr, indented(plainText(line)) + u'\n');
@@ -109,7 +111,7 @@ void Terminal::showStatus(const QString &status)
 void Terminal::clearStatus()
 {
     if (m_statusIsShown)
-        write(stdout, QStringLiteral("\r\033[K"));
+        write(stdout, u"\r\033[K"_s);
     m_statusIsShown = false;
 }
 
@@ -129,7 +131,7 @@ void Terminal::withdrawQuestion()
     m_input->setEnabled(false);
     m_input->deleteLater();
     m_input = nullptr;
-    write(stdout, QStringLiteral("\n"));
+    write(stdout, u"\n"_s);
 }
 
 void Terminal::readAnswer()
@@ -141,6 +143,6 @@ void Terminal::readAnswer()
     m_input->deleteLater();
     m_input = nullptr;
     if (length <= 0)
-        write(stdout, QStringLiteral("\n"));
+        write(stdout, u"\n"_s);
     Q_EMIT answered(QString::fromUtf8(buffer.data(), length > 0 ? length : 0));
 }

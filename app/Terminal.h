@@ -21,7 +21,7 @@ public:
     /// Prints a line on the standard output.
     void print(const QString &line);
     /// Prints a line on the standard error.
-    void complain(const QString &line);
+    void printError(const QString &line);
 
     /// Shows one line that the next output replaces; on anything but a terminal nothing. Cut to
     /// the terminal's width.

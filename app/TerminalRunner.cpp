@@ -4,6 +4,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using StateCase = ModelManager::State::Case;
 
@@ -14,14 +16,14 @@ QString mark(LogEntry::Kind kind)
 {
     switch (kind) {
     case LogEntry::Kind::step:
-        return QStringLiteral("✓");
+        return u"✓"_s;
     case LogEntry::Kind::success:
-        return QStringLiteral("✔");
+        return u"✔"_s;
     case LogEntry::Kind::failure:
-        return QStringLiteral("✗");
+        return u"✗"_s;
     case LogEntry::Kind::info:
     case LogEntry::Kind::confirm:
-        return QStringLiteral("·");
+        return u"·"_s;
     }
     Q_UNREACHABLE();
 }
@@ -56,15 +58,15 @@ TerminalRunner::TerminalRunner(ModelManager &models, AgentSession &session, Term
 QCoro::Task<int> TerminalRunner::run(QString task)
 {
     if (task.trimmed().isEmpty()) {
-        m_terminal.complain(QStringLiteral("The task is empty."));
+        m_terminal.printError(u"The task is empty."_s);
         co_return exitFailed;
     }
     const bool isReady = co_await makeModelReady();
     if (m_stopStatus)
         co_return *m_stopStatus;
     if (!isReady) {
-        m_terminal.complain(m_models.selected().name + QStringLiteral(" isn't ready: ") +
-                            m_models.state().message);
+        m_terminal.printError(m_models.selected().name + u" isn't ready: "_s +
+                              m_models.state().message);
         co_return exitFailed;
     }
 
@@ -85,7 +87,7 @@ QCoro::Task<int> TerminalRunner::run(QString task)
 void TerminalRunner::stop(int exitStatus)
 {
     m_stopStatus = exitStatus;
-    m_terminal.showStatus(QStringLiteral("Stopping…"));
+    m_terminal.showStatus(u"Stopping…"_s);
     if (m_models.state().kind == StateCase::downloading) {
         m_models.cancelTask();
         m_models.refresh();
@@ -97,7 +99,7 @@ void TerminalRunner::stop(int exitStatus)
 
 QCoro::Task<bool> TerminalRunner::makeModelReady()
 {
-    m_terminal.showStatus(QStringLiteral("Loading model…"));
+    m_terminal.showStatus(u"Loading model…"_s);
     if (m_models.state().kind == StateCase::needsDownload)
         m_models.download();
     else
@@ -137,13 +139,13 @@ void TerminalRunner::showDownload()
     const LocalModel &model = m_models.selected();
     const double progress = m_models.state().progress;
     if (!m_downloadIsAnnounced) {
-        m_terminal.complain(QStringLiteral("Downloading %1 (~%2 MB), once.")
-                                .arg(model.name, QString::number(model.sizeMB)));
+        m_terminal.printError(
+            u"Downloading %1 (~%2 MB), once."_s.arg(model.name, QString::number(model.sizeMB)));
         m_downloadIsAnnounced = true;
     }
-    m_terminal.showStatus(QStringLiteral("%1 %2% of ~%3 MB")
-                              .arg(bar(progress), QString::number(static_cast<int>(progress * 100)),
-                                   QString::number(model.sizeMB)));
+    m_terminal.showStatus(
+        u"%1 %2% of ~%3 MB"_s.arg(bar(progress), QString::number(static_cast<int>(progress * 100)),
+                                  QString::number(model.sizeMB)));
 }
 
 void TerminalRunner::showActivity()
@@ -158,7 +160,7 @@ void TerminalRunner::printSettledLines()
     const QList<LogEntry> &log = m_session.turns().last().log;
     while (m_printedLines < log.size() && isSettled(log[m_printedLines])) {
         const LogEntry &entry = log[m_printedLines++];
-        m_terminal.print(QStringLiteral("  ") + mark(entry.kind) + u' ' + entry.text);
+        m_terminal.print(u"  "_s + mark(entry.kind) + u' ' + entry.text);
     }
 }
 
@@ -169,12 +171,12 @@ void TerminalRunner::askForApproval()
         m_terminal.withdrawQuestion();
         return;
     }
-    const QString question = QStringLiteral("  ? ") + pending->reason + QStringLiteral(" [y/N] ");
+    const QString question = u"  ? "_s + pending->reason + u" [y/N] "_s;
     if (m_terminal.canAsk()) {
         m_terminal.ask(question);
         return;
     }
-    m_terminal.print(question + QStringLiteral("— nobody to ask here"));
+    m_terminal.print(question + u"— nobody to ask here"_s);
     m_session.resolve(false);
 }
 

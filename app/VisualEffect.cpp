@@ -2,7 +2,7 @@
 
 #include "platform/Platform.h"
 
-void VisualEffect::make(PanelWindow &window) const
+void VisualEffect::make(NativeWindow &window) const
 {
-    Platform::current().shell().layUnder(window, m_material);
+    Platform::current().shell().placeMaterialBehind(window, m_material);
 }

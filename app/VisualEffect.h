@@ -8,7 +8,7 @@ class VisualEffect
 public:
     explicit VisualEffect(Shell::Material material) : m_material(material) {}
 
-    void make(PanelWindow &window) const;
+    void make(NativeWindow &window) const;
 
 private:
     Shell::Material m_material;

@@ -6,7 +6,7 @@
 #include <QCoreApplication>
 #include <QTimer>
 
-void WindowStyler::make(PanelWindow &window)
+void WindowStyler::make(NativeWindow &window)
 {
     QTimer::singleShot(0, QCoreApplication::instance(), [&window] {
         Shell &shell = Platform::current().shell();

@@ -19,6 +19,8 @@
 #include <tuple>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int layers = 28;
 constexpr int width = 1536;
@@ -259,12 +261,12 @@ QString ShapedModel::path()
         size += padded(dataSize(tensor));
 
     const QDir folder(QStandardPaths::writableLocation(QStandardPaths::GenericCacheLocation) +
-                      QStringLiteral("/quillon-bench"));
-    const QString path = folder.filePath(QStringLiteral("random-1.5b-q4_k_m.gguf"));
+                      u"/quillon-bench"_s);
+    const QString path = folder.filePath(u"random-1.5b-q4_k_m.gguf"_s);
     if (QFileInfo(path).size() == size)
         return path;
 
-    if (!folder.mkpath(QStringLiteral(".")))
+    if (!folder.mkpath(u"."_s))
         throw std::runtime_error("The cache folder cannot be made.");
     constexpr qint64 spare = 500'000'000;
     if (QStorageInfo(folder).bytesAvailable() < size + spare)

@@ -14,6 +14,8 @@
 #include <array>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int rounds = 15;
 
@@ -41,7 +43,7 @@ Walked batched(ProcessId application, Wanted wanted)
         Platform::current().accessibility().open(application, std::chrono::minutes(1));
     ControlWalk::run(*tree, limits, {roles, label}, [&](const ControlWalk::Control &control) {
         walked.controls.append(control.role + u' ' + control.label);
-        return ControlWalk::Next::goOn;
+        return ControlWalk::VisitResult::proceed;
     });
     walked.milliseconds = watch.seconds() * 1e3;
     return walked;
@@ -63,13 +65,12 @@ Walked walkedBy(const QString &program, QStringList arguments, ProcessId applica
 
 Walked oneByOne(ProcessId application)
 {
-    return walkedBy(QStringLiteral(ONE_BY_ONE_WALK), {}, application);
+    return walkedBy(u"" ONE_BY_ONE_WALK ""_s, {}, application);
 }
 
 Walked dogtails(ProcessId application)
 {
-    return walkedBy(QStringLiteral("/usr/bin/python3"), {QStringLiteral(DOGTAIL_WALK)},
-                    application);
+    return walkedBy(u"/usr/bin/python3"_s, {u"" DOGTAIL_WALK ""_s}, application);
 }
 
 QStringList withoutRoles(QStringList controls)
@@ -87,8 +88,7 @@ void waitUntilShown(ProcessId application)
         const std::optional<Application> front =
             Platform::current().workspace().frontmostApplication();
         try {
-            if (front && front->pid == application &&
-                Executor::readUI().contains(QStringLiteral("Button 0")))
+            if (front && front->pid == application && Executor::readUI().contains(u"Button 0"_s))
                 return;
         } catch (const ActionError &) {
             // It is still busy with itself.
@@ -125,7 +125,7 @@ Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *
         (void)Executor::readUI();
         reads.push_back(reading.seconds() * 1e3);
         const Measure::Stopwatch clicking;
-        (void)Executor::click(QStringLiteral("Button 100"));
+        (void)Executor::click(u"Button 100"_s);
         clicks.push_back(clicking.seconds() * 1e3);
     }
     window.kill();

@@ -19,6 +19,8 @@
 #include <algorithm>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using Measure::Json;
 
@@ -43,11 +45,11 @@ class Server
 public:
     Server()
     {
-        m_process.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--serve")});
+        m_process.start(QCoreApplication::applicationFilePath(), {u"--serve"_s});
         if (!m_process.waitForReadyRead())
             throw std::runtime_error("The server did not start.");
         const int port = m_process.readLine().trimmed().toInt();
-        m_url = QUrl(QStringLiteral("http://127.0.0.1:%1/model.gguf").arg(port));
+        m_url = QUrl(u"http://127.0.0.1:%1/model.gguf"_s.arg(port));
     }
     ~Server()
     {
@@ -78,12 +80,10 @@ struct Curl
 
 Curl downloadWithCurl(const QUrl &url)
 {
-    const QString path = QDir(ModelManager::directory()).filePath(QStringLiteral("curl.gguf"));
+    const QString path = QDir(ModelManager::directory()).filePath(u"curl.gguf"_s);
     QProcess curl;
-    curl.start(QStringLiteral("curl"),
-               {QStringLiteral("--silent"), QStringLiteral("--show-error"),
-                QStringLiteral("--output"), path, QStringLiteral("--write-out"),
-                QStringLiteral("%{time_total}"), url.toString()});
+    curl.start(u"curl"_s, {u"--silent"_s, u"--show-error"_s, u"--output"_s, path, u"--write-out"_s,
+                           u"%{time_total}"_s, url.toString()});
     if (!curl.waitForFinished(-1) || curl.exitCode() != 0)
         throw std::runtime_error("curl is not installed, or it failed.");
     const double seconds = curl.readAllStandardOutput().toDouble();
@@ -165,7 +165,7 @@ Json described(const Rounds &all)
 // Into a home below the folder, so that nobody's models and settings are touched.
 Json measure(const QString &folder, const QUrl &url)
 {
-    const QTemporaryDir home(folder + QStringLiteral("/quillon-bench-XXXXXX"));
+    const QTemporaryDir home(folder + u"/quillon-bench-XXXXXX"_s);
     for (const char *variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"})
         qputenv(variable, home.path().toUtf8());
     if (QStorageInfo(home.path()).bytesAvailable() < 2 * bodySize)
@@ -174,7 +174,7 @@ Json measure(const QString &folder, const QUrl &url)
     ModelManager manager(std::make_shared<AnyFileEngine>());
     const LocalModel usual = manager.selected();
     LocalModel model = usual;
-    model.id = QStringLiteral("bench");
+    model.id = u"bench"_s;
     model.url = url;
     model.fileName = url.fileName();
     manager.select(model);
@@ -202,7 +202,7 @@ int measureAll()
     const Server server;
     Json figures{{"disk", measure(QDir::tempPath(), server.url())}};
     // Where there is a disk in memory, it shows the transfer without the disk's moods.
-    const QString memory = QStringLiteral("/dev/shm");
+    const QString memory = u"/dev/shm"_s;
     if (QFileInfo(memory).isWritable() && QStorageInfo(memory).bytesAvailable() > 2 * bodySize)
         figures["memory"] = measure(memory, server.url());
 

@@ -18,6 +18,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using Measure::Json;
 
@@ -85,7 +87,7 @@ public:
     BindingLoop(const QString &folder, const QString &modelFile)
     {
         m_program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_program.start(QStringLiteral("node"), {QStringLiteral(BINDING_LOOP), folder, modelFile});
+        m_program.start(u"node"_s, {u"" BINDING_LOOP ""_s, folder, modelFile});
     }
     ~BindingLoop()
     {
@@ -189,8 +191,7 @@ double peakMemory(const QString &which, const QString &kind)
 {
     QProcess process;
     process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(QCoreApplication::applicationFilePath(),
-                  {QStringLiteral("--memory"), which, kind});
+    process.start(QCoreApplication::applicationFilePath(), {u"--memory"_s, which, kind});
     process.waitForFinished(-1);
     bool isNumber = false;
     const double megabytes = process.readAllStandardOutput().trimmed().toDouble(&isNumber);
@@ -205,8 +206,8 @@ Json compareMemory(const QString &kind)
     std::vector<double> engine;
     std::vector<double> bare;
     for (int round = 0; round < rounds; ++round) {
-        bare.push_back(peakMemory(QStringLiteral("bare"), kind));
-        engine.push_back(peakMemory(QStringLiteral("engine"), kind));
+        bare.push_back(peakMemory(u"bare"_s, kind));
+        engine.push_back(peakMemory(u"engine"_s, kind));
     }
     const Measure::Summary engineSummary = Measure::summarize(engine);
     const Measure::Summary bareSummary = Measure::summarize(bare);
@@ -217,19 +218,19 @@ Json compareMemory(const QString &kind)
 
 QList<ChatMessage> conversation(qsizetype letters)
 {
-    return {{Role::system, QStringLiteral("Answer with one object. ").repeated(letters / 24)},
-            {Role::user, QStringLiteral("User: go on")}};
+    return {{Role::system, u"Answer with one object. "_s.repeated(letters / 24)},
+            {Role::user, u"User: go on"_s}};
 }
 
 const QString &tiny()
 {
-    static const QString kind = QStringLiteral("tiny");
+    static const QString kind = u"tiny"_s;
     return kind;
 }
 
 const QString &shaped()
 {
-    static const QString kind = QStringLiteral("1.5B");
+    static const QString kind = u"1.5B"_s;
     return kind;
 }
 
@@ -239,7 +240,7 @@ Workload workload(const QString &kind, const QDir &folder)
     if (kind == shaped())
         return {ShapedModel::path(), conversation(150), 16, 12};
     constexpr int tokens = 150;
-    const QString file = folder.filePath(QStringLiteral("tiny.gguf"));
+    const QString file = folder.filePath(u"tiny.gguf"_s);
     TestModel model = TestModel::saying({R"({"action":"open_app","app":"Safari"} )"});
     model.replies.first().ends = false;
     model.write(file);
@@ -248,7 +249,7 @@ Workload workload(const QString &kind, const QDir &folder)
 
 int measureMemory(const QString &which, const Workload &work)
 {
-    if (which == QStringLiteral("bare")) {
+    if (which == u"bare"_s) {
         BareLoop bare(work.file);
         generate(bare, work);
     } else {
@@ -296,7 +297,7 @@ int main(int argc, char *argv[])
     const QTemporaryDir folder;
     QStringList arguments = QCoreApplication::arguments().sliced(1);
     try {
-        if (arguments.size() == 3 && arguments.takeFirst() == QStringLiteral("--memory"))
+        if (arguments.size() == 3 && arguments.takeFirst() == u"--memory"_s)
             return measureMemory(arguments.first(), workload(arguments.last(), folder.path()));
         return measureAll(arguments.isEmpty() ? QStringList{tiny(), shaped()} : arguments,
                           folder.path());

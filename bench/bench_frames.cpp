@@ -10,8 +10,8 @@
 #include "support/FakePlatform.h"
 #include "support/TestModel.h"
 #include "support/VirtualDesktop.h"
-#include "ui/ModelsView.h"
-#include "ui/SessionView.h"
+#include "ui/ModelsViewModel.h"
+#include "ui/SessionViewModel.h"
 #include "ui/Ui.h"
 
 #include <QDeadlineTimer>
@@ -30,6 +30,8 @@
 #include <iostream>
 #include <memory>
 #include <stdexcept>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int turnsInHistory = 200;
@@ -97,16 +99,15 @@ QList<Turn> history()
 {
     QList<Turn> turns;
     for (int i = 0; i < turnsInHistory; ++i) {
-        Turn turn{.command =
-                      QStringLiteral("Find the latest PDF in my Downloads folder, once more"),
+        Turn turn{.command = u"Find the latest PDF in my Downloads folder, once more"_s,
                   .finished = true,
-                  .summary = QStringLiteral("The latest PDF is “invoice.pdf”.")};
-        turn.log = {{.text = QStringLiteral("Searching Downloads")},
-                    {.text = QStringLiteral("Opening invoice.pdf — Nothing exists there."),
-                     .kind = LogEntry::Kind::failure},
-                    {.text = QStringLiteral("Searching Downloads")},
-                    {.text = QStringLiteral("The latest PDF is “invoice.pdf”."),
-                     .kind = LogEntry::Kind::success}};
+                  .summary = u"The latest PDF is “invoice.pdf”."_s};
+        turn.log = {
+            {.text = u"Searching Downloads"_s},
+            {.text = u"Opening invoice.pdf — Nothing exists there."_s,
+             .kind = LogEntry::Kind::failure},
+            {.text = u"Searching Downloads"_s},
+            {.text = u"The latest PDF is “invoice.pdf”."_s, .kind = LogEntry::Kind::success}};
         turns << turn;
     }
     return turns;
@@ -136,9 +137,9 @@ struct Scene
         Ui::install(engine);
         QQmlComponent component(&engine, Ui::views().rootFile);
         root.reset(component.createWithInitialProperties(
-            {{QStringLiteral("session"), QVariant::fromValue(&sessionView)},
-             {QStringLiteral("models"), QVariant::fromValue(&modelsView)},
-             {QStringLiteral("panel"), QVariant::fromValue(&panel)}}));
+            {{u"session"_s, QVariant::fromValue(&sessionView)},
+             {u"models"_s, QVariant::fromValue(&modelsView)},
+             {u"panel"_s, QVariant::fromValue(&panel)}}));
         window = qobject_cast<QQuickWindow *>(root.get());
         if (window == nullptr)
             throw std::runtime_error(component.errorString().toStdString());
@@ -148,8 +149,8 @@ struct Scene
 
     ModelManager models;
     AgentSession session;
-    SessionView sessionView;
-    ModelsView modelsView;
+    SessionViewModel sessionView;
+    ModelsViewModel modelsView;
     Panel panel;
     QQmlEngine engine;
     std::unique_ptr<QObject> root;
@@ -179,7 +180,7 @@ Figures measure(Scene &scene)
     // Each turn ends with the third reply that is no plan.
     wait([&] {
         if (!scene.session.isRunning()) {
-            scene.session.submit(QStringLiteral("Find the latest PDF in my Downloads folder"));
+            scene.session.submit(u"Find the latest PDF in my Downloads folder"_s);
         }
         return clocks.frames.size() >= enough;
     });

@@ -23,6 +23,8 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using Clock = std::chrono::steady_clock;
 
@@ -159,7 +161,7 @@ void wait(Condition holds)
 
 double residentMB(qint64 process)
 {
-    QFile file(QStringLiteral("/proc/%1/statm").arg(process));
+    QFile file(u"/proc/%1/statm"_s.arg(process));
     if (!file.open(QIODevice::ReadOnly))
         throw std::runtime_error("The panel is gone.");
     return file.readAll().split(' ').value(1).toDouble() *
@@ -169,7 +171,7 @@ double residentMB(qint64 process)
 // Of all its threads, in milliseconds.
 double processorTime(qint64 process)
 {
-    QFile file(QStringLiteral("/proc/%1/stat").arg(process));
+    QFile file(u"/proc/%1/stat"_s.arg(process));
     if (!file.open(QIODevice::ReadOnly))
         throw std::runtime_error("The panel is gone.");
     const QByteArray line = file.readAll();
@@ -272,7 +274,7 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication application(argc, argv);
     try {
-        return measure(argc > 1 ? QString::fromLocal8Bit(argv[1]) : QStringLiteral(PANEL_PROGRAM));
+        return measure(argc > 1 ? QString::fromLocal8Bit(argv[1]) : u"" PANEL_PROGRAM ""_s);
     } catch (const std::exception &error) {
         Measure::say(error.what());
         return EXIT_FAILURE;

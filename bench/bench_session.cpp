@@ -12,6 +12,8 @@
 #include <stdexcept>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // When the task was submitted and the model's reply given, and how long it took from there.
 struct Clock
@@ -38,9 +40,8 @@ public:
         const bool isFirstPass = conversation.size() == 2;
         if (isFirstPass)
             m_clock.toEngine = m_clock.sinceSubmit.seconds();
-        const QString reply =
-            isFirstPass ? QStringLiteral("{\"action\":\"list_windows\"}")
-                        : QStringLiteral("{\"action\":\"done\",\"message\":\"That is all.\"}");
+        const QString reply = isFirstPass ? u"{\"action\":\"list_windows\"}"_s
+                                          : u"{\"action\":\"done\",\"message\":\"That is all.\"}"_s;
         onToken(reply);
         m_clock.awaitsStep = isFirstPass;
         m_clock.sinceReply = {};
@@ -57,13 +58,13 @@ class TimedPlatform final : public FakePlatform
 public:
     explicit TimedPlatform(Clock &clock) : m_clock(clock)
     {
-        const Application browser{.pid = ProcessId{7}, .name = QStringLiteral("Browser")};
+        const Application browser{.pid = ProcessId{7}, .name = u"Browser"_s};
         desk.running = {browser};
         desk.front = browser;
         display.shown = QList<WindowInfo>(8, {.layer = 0,
                                               .owner = browser.pid,
                                               .ownerName = browser.name,
-                                              .title = QStringLiteral("An open page")});
+                                              .title = u"An open page"_s});
     }
 
     Screen &screen() override
@@ -84,7 +85,7 @@ void runTurn(AgentSession &session)
         if (!session.isRunning())
             loop.quit();
     });
-    session.submit(QStringLiteral("Which windows are open?"));
+    session.submit(u"Which windows are open?"_s);
     loop.exec();
     QObject::disconnect(connection);
 }

@@ -15,6 +15,8 @@
 #include <functional>
 #include <stdexcept>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int rounds = 15;
 // What it takes by design: 50 pieces of 20 characters, 15 ms after each.
@@ -48,13 +50,11 @@ QCoro::Task<> pauseOnly()
 class Terminal
 {
 public:
-    explicit Terminal(VirtualDesktop &desktop) : m_file(desktop.home(QStringLiteral("typed")))
+    explicit Terminal(VirtualDesktop &desktop) : m_file(desktop.home(u"typed"_s))
     {
-        const QString script =
-            QStringLiteral("stty -icanon -echo; echo > '%1'; exec cat >> '%1'").arg(m_file);
-        const QProcess &process = desktop.start(
-            QStringLiteral("xterm"), {QStringLiteral("-u8"), QStringLiteral("-e"),
-                                      QStringLiteral("sh"), QStringLiteral("-c"), script});
+        const QString script = u"stty -icanon -echo; echo > '%1'; exec cat >> '%1'"_s.arg(m_file);
+        const QProcess &process =
+            desktop.start(u"xterm"_s, {u"-u8"_s, u"-e"_s, u"sh"_s, u"-c"_s, script});
         const ProcessId pid{process.processId()};
         waitFor([&] { return Platform::current().workspace().focusedProcess() == pid; });
         waitFor([this] { return QFile::exists(m_file); });
@@ -101,10 +101,9 @@ void measure()
     VirtualDesktop desktop;
     desktop.enableAccessibility();
     Terminal terminal(desktop);
-    const QString plain =
-        QStringLiteral("The quick brown fox jumps over it. ").repeated(29).left(1000);
+    const QString plain = u"The quick brown fox jumps over it. "_s.repeated(29).left(1000);
     // Ten letters that the layout does not have.
-    const QString foreign = QStringLiteral("Größe, naïveté: Жук шёл. ").repeated(40).left(1000);
+    const QString foreign = u"Größe, naïveté: Жук шёл. "_s.repeated(40).left(1000);
 
     std::vector<double> plainTimes;
     std::vector<double> pauseTimes;
@@ -120,15 +119,12 @@ void measure()
         const double pausing = nothing.seconds();
         const double oursForeign =
             terminal.seconds(foreign, [&] { await(Executor::typeText(foreign)); });
-        const double others = terminal.seconds(
-            plain, [&] { run(QStringLiteral("xdotool"), {QStringLiteral("type"), plain}); });
-        const double hasty = terminal.seconds(plain, [&] {
-            run(QStringLiteral("xdotool"),
-                {QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("0"), plain});
-        });
-        const double key = terminal.seconds(QStringLiteral("a"), [&] {
-            await(Executor::keystroke(QStringLiteral("a"), QStringList()));
-        });
+        const double others =
+            terminal.seconds(plain, [&] { run(u"xdotool"_s, {u"type"_s, plain}); });
+        const double hasty = terminal.seconds(
+            plain, [&] { run(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"0"_s, plain}); });
+        const double key =
+            terminal.seconds(u"a"_s, [&] { await(Executor::keystroke(u"a"_s, QStringList())); });
         if (round < 0)
             continue; // To warm up.
         plainTimes.push_back(ours);

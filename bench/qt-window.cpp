@@ -12,6 +12,8 @@
 
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 int main(int argc, char **argv)
 {
     const QApplication application(argc, argv);
@@ -22,15 +24,15 @@ int main(int argc, char **argv)
         const QString number = QString::number(i);
         auto *const row = new QWidget;
         auto *const controls = new QHBoxLayout(row);
-        controls->addWidget(new QLabel(QStringLiteral("Label ") + number));
-        controls->addWidget(new QPushButton(QStringLiteral("Button ") + number));
+        controls->addWidget(new QLabel(u"Label "_s + number));
+        controls->addWidget(new QPushButton(u"Button "_s + number));
         controls->addWidget(new QLineEdit);
-        controls->addWidget(new QCheckBox(QStringLiteral("Check ") + number));
-        controls->addWidget(new QRadioButton(QStringLiteral("Radio ") + number));
+        controls->addWidget(new QCheckBox(u"Check "_s + number));
+        controls->addWidget(new QRadioButton(u"Radio "_s + number));
         column->addWidget(row);
     }
     QScrollArea window;
-    window.setWindowTitle(QStringLiteral("Many controls"));
+    window.setWindowTitle(u"Many controls"_s);
     window.resize(600, 400);
     window.setWidget(list);
     window.show();

@@ -11,22 +11,22 @@
 
 /// The actions behind the dispatch table, one function each. They read their own arguments.
 namespace Executor::Actions {
-QCoro::Task<QString> openApp(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> quitApp(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> openURL(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> webSearch(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> newTab(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> typeText(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> pressKey(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> click(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> createFolder(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> screenshot(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> findFiles(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> openPath(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> trash(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> listWindows(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> readUI(AgentAction action, Surrounding surrounding);
-QCoro::Task<QString> appleScript(AgentAction action, Surrounding surrounding);
+QCoro::Task<QString> openApp(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> quitApp(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> openURL(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> webSearch(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> newTab(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> typeText(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> pressKey(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> click(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> createFolder(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> screenshot(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> findFiles(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> openPath(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> trash(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> listWindows(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> readUI(AgentAction action, CancellationToken cancellation);
+QCoro::Task<QString> appleScript(AgentAction action, CancellationToken cancellation);
 
 /// The argument under that key; an ActionError with the sentence where there is none.
 [[nodiscard]] QString required(const AgentAction &action, const char *key, const char *complaint);

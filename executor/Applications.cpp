@@ -11,6 +11,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using namespace Executor;
 
@@ -18,16 +20,16 @@ using namespace Executor;
 const QMap<QString, QString> &aliases()
 {
     static const QMap<QString, QString> table{
-        {QStringLiteral("vscode"), QStringLiteral("Visual Studio Code")},
-        {QStringLiteral("vs code"), QStringLiteral("Visual Studio Code")},
-        {QStringLiteral("code"), QStringLiteral("Visual Studio Code")},
-        {QStringLiteral("chrome"), QStringLiteral("Google Chrome")},
-        {QStringLiteral("brave"), QStringLiteral("Brave Browser")},
-        {QStringLiteral("word"), QStringLiteral("Microsoft Word")},
-        {QStringLiteral("excel"), QStringLiteral("Microsoft Excel")},
-        {QStringLiteral("settings"), QStringLiteral("System Settings")},
-        {QStringLiteral("system preferences"), QStringLiteral("System Settings")},
-        {QStringLiteral("terminal"), QStringLiteral("Terminal")},
+        {u"vscode"_s, u"Visual Studio Code"_s},
+        {u"vs code"_s, u"Visual Studio Code"_s},
+        {u"code"_s, u"Visual Studio Code"_s},
+        {u"chrome"_s, u"Google Chrome"_s},
+        {u"brave"_s, u"Brave Browser"_s},
+        {u"word"_s, u"Microsoft Word"_s},
+        {u"excel"_s, u"Microsoft Excel"_s},
+        {u"settings"_s, u"System Settings"_s},
+        {u"system preferences"_s, u"System Settings"_s},
+        {u"terminal"_s, u"Terminal"_s},
     };
     return table;
 }
@@ -120,34 +122,32 @@ std::optional<QString> Executor::appURL(const QString &name)
     return installed.partial;
 }
 
-QCoro::Task<QString> Executor::launch(QString name, Surrounding surrounding)
+QCoro::Task<QString> Executor::launch(QString name, CancellationToken cancellation)
 {
     const std::optional<QString> location = appURL(name);
     if (!location)
-        throw ActionError(QStringLiteral("Couldn't find an app called “") + name +
-                          QStringLiteral("”."));
+        throw ActionError(u"Couldn't find an app called “"_s + name + u"”."_s);
     co_await Platform::current().workspace().launch(*location);
-    co_await pause(launchSettle, surrounding);
+    co_await pause(launchSettle, cancellation);
     co_return Platform::current().workspace().displayName(*location);
 }
 
-QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, Surrounding surrounding)
+QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, CancellationToken cancellation)
 {
     const QString app = required(action, "app", "Missing app name.");
-    const QString displayName = co_await launch(app, surrounding);
-    co_return displayName + QStringLiteral(" is now frontmost.");
+    const QString displayName = co_await launch(app, cancellation);
+    co_return displayName + u" is now frontmost."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, Surrounding surrounding)
+QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, CancellationToken cancellation)
 {
     const QString app = required(action, "app", "Missing app name.");
     const std::optional<Application> running = runningApp(app);
     if (!running)
-        co_return app + QStringLiteral(" is not running.");
+        co_return app + u" is not running."_s;
     Platform::current().workspace().terminate(running->pid);
-    co_await pause(quitGrace, surrounding);
+    co_await pause(quitGrace, cancellation);
     if (Platform::current().workspace().hasTerminated(running->pid))
-        co_return app + QStringLiteral(" quit.");
-    co_return QStringLiteral("Asked ") + app +
-        QStringLiteral(" to quit (it may be waiting on a save prompt).");
+        co_return app + u" quit."_s;
+    co_return u"Asked "_s + app + u" to quit (it may be waiting on a save prompt)."_s;
 }

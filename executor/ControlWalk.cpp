@@ -59,7 +59,7 @@ QList<Queued> takeBatch(std::deque<Queued> &queue, qsizetype most, int depthLimi
 
 // Those of the elements that the visitor is to see.
 QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
-                        const QList<AccessibleNode> &nodes, const Interest &interest)
+                        const QList<AccessibleNode> &nodes, const ControlFilter &interest)
 {
     QList<Control> found;
     QList<ElementId> asked;
@@ -90,8 +90,8 @@ QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
 }
 } // namespace
 
-void ControlWalk::run(AccessibleTree &tree, Limits limits, const Interest &interest,
-                      const std::function<Next(const Control &)> &visit)
+void ControlWalk::run(AccessibleTree &tree, Limits limits, const ControlFilter &interest,
+                      const std::function<VisitResult(const Control &)> &visit)
 {
     std::deque<Queued> queue;
     for (const ElementId root : tree.roots())
@@ -116,7 +116,7 @@ void ControlWalk::run(AccessibleTree &tree, Limits limits, const Interest &inter
                 queue.push_back({child, batch[i].depth + 1});
         }
         for (const Control &control : controls(tree, elements, nodes, interest)) {
-            if (visit(control) == Next::stop)
+            if (visit(control) == VisitResult::stop)
                 return;
         }
     }

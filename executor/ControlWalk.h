@@ -24,9 +24,9 @@ struct Control
     QString label;
 };
 
-enum class Next { goOn, stop };
+enum class VisitResult { proceed, stop };
 
-struct Interest
+struct ControlFilter
 {
     std::span<const QStringView> roles;
     std::function<bool(const QString &label)> label; ///< Asked once for each control of the roles.
@@ -34,6 +34,6 @@ struct Interest
 
 /// Shows each control of interest to the visitor, until that has seen enough, a limit is reached or
 /// the time is up. What the user cannot see is passed over.
-void run(AccessibleTree &tree, Limits limits, const Interest &interest,
-         const std::function<Next(const Control &)> &visit);
+void run(AccessibleTree &tree, Limits limits, const ControlFilter &interest,
+         const std::function<VisitResult(const Control &)> &visit);
 } // namespace ControlWalk

@@ -1,8 +1,8 @@
 #include "executor/Actions.h"
-#include "executor/Characters.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
 #include "executor/Folding.h"
+#include "executor/Graphemes.h"
 
 #include "agent/ActionError.h"
 #include "platform/Platform.h"
@@ -11,9 +11,11 @@
 
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using ControlWalk::Control;
-using ControlWalk::Next;
+using ControlWalk::VisitResult;
 
 // A press takes its own time; both together stay near the two seconds that an action may hold the
 // main thread.
@@ -38,9 +40,8 @@ struct Front
 
     [[nodiscard]] ActionError doesNotRespond() const
     {
-        return ActionError((name.isEmpty() ? QStringLiteral("The frontmost app")
-                                           : QStringLiteral("“") + name + QStringLiteral("”")) +
-                           QStringLiteral(" doesn't respond."));
+        return ActionError((name.isEmpty() ? u"The frontmost app"_s : u"“"_s + name + u"”"_s) +
+                           u" doesn't respond."_s);
     }
 };
 
@@ -49,19 +50,19 @@ Front openFront()
     Accessibility &accessibility = Platform::current().accessibility();
     if (!accessibility.isTrusted()) {
         accessibility.requestTrust();
-        throw ActionError(QStringLiteral("Accessibility permission is required. Enable it in "
-                                         "System Settings → Privacy & Security → Accessibility."));
+        throw ActionError(u"Accessibility permission is required. Enable it in "
+                          "System Settings → Privacy & Security → Accessibility."_s);
     }
     const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
     if (!front)
-        throw ActionError(QStringLiteral("No frontmost app."));
+        throw ActionError(u"No frontmost app."_s);
     return {.name = front->name.value_or(QString()),
             .tree = accessibility.open(front->pid, walkLimit)};
 }
 
 QString firstCharacters(const QString &text, qsizetype count)
 {
-    const QList<qsizetype> ends = Executor::characterEnds(text, count);
+    const QList<qsizetype> ends = Executor::graphemeBoundaries(text, count);
     return ends.size() < count ? text : text.first(ends.constLast());
 }
 
@@ -77,11 +78,11 @@ std::optional<ElementId> find(AccessibleTree &tree, const QString &label)
     ControlWalk::run(tree, clickLimits, {clickableRoles, contains}, [&](const Control &control) {
         if (folded(control.label) == target) {
             exact = control.element;
-            return Next::stop;
+            return VisitResult::stop;
         }
         if (!partial)
             partial = control.element;
-        return Next::goOn;
+        return VisitResult::proceed;
     });
     return exact ? exact : partial;
 }
@@ -91,11 +92,11 @@ QStringList lines(AccessibleTree &tree)
     QStringList found;
     const auto isThere = [](const QString &label) { return !label.isEmpty(); };
     ControlWalk::run(tree, readLimits, {readableRoles, isThere}, [&](const Control &control) {
-        const QString line = control.role.sliced(2) + QStringLiteral(": ") +
-                             firstCharacters(control.label, maxLabelCharacters);
+        const QString line =
+            control.role.sliced(2) + u": "_s + firstCharacters(control.label, maxLabelCharacters);
         if (!found.contains(line))
             found.append(line);
-        return found.size() < maxLines ? Next::goOn : Next::stop;
+        return found.size() < maxLines ? VisitResult::proceed : VisitResult::stop;
     });
     return found;
 }
@@ -109,15 +110,13 @@ QString Executor::click(const QString &label)
         if (!control && front.tree->isTimeUp())
             throw front.doesNotRespond();
         if (!control)
-            throw ActionError(QStringLiteral("Couldn't find a control labelled “") + label +
-                              QStringLiteral("”."));
+            throw ActionError(u"Couldn't find a control labelled “"_s + label + u"”."_s);
         if (!front.tree->press(*control))
-            throw ActionError(QStringLiteral("“") + label +
-                              QStringLiteral("” didn't respond to a click."));
+            throw ActionError(u"“"_s + label + u"” didn't respond to a click."_s);
     } catch (const UnresponsiveApplication &) {
         throw front.doesNotRespond();
     }
-    return QStringLiteral("Clicked “") + label + QStringLiteral("”.");
+    return u"Clicked “"_s + label + u"”."_s;
 }
 
 QString Executor::readUI()
@@ -127,19 +126,18 @@ QString Executor::readUI()
         const QStringList found = lines(*front.tree);
         if (found.isEmpty() && front.tree->isTimeUp())
             throw front.doesNotRespond();
-        return found.isEmpty() ? QStringLiteral("No readable controls found.")
-                               : found.join(QStringLiteral(" | "));
+        return found.isEmpty() ? u"No readable controls found."_s : found.join(u" | "_s);
     } catch (const UnresponsiveApplication &) {
         throw front.doesNotRespond();
     }
 }
 
-QCoro::Task<QString> Executor::Actions::click(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::click(AgentAction action, CancellationToken)
 {
     co_return Executor::click(required(action, "label", "Missing label."));
 }
 
-QCoro::Task<QString> Executor::Actions::readUI(AgentAction, Surrounding)
+QCoro::Task<QString> Executor::Actions::readUI(AgentAction, CancellationToken)
 {
     co_return Executor::readUI();
 }

@@ -6,13 +6,15 @@
 #include <algorithm>
 #include <array>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using namespace Executor;
 
 struct Entry
 {
     QStringView name;
-    QCoro::Task<QString> (*perform)(AgentAction, Surrounding) = nullptr;
+    QCoro::Task<QString> (*perform)(AgentAction, CancellationToken) = nullptr;
 };
 
 constexpr auto dispatch = std::to_array<Entry>({
@@ -36,12 +38,12 @@ constexpr auto dispatch = std::to_array<Entry>({
 });
 } // namespace
 
-QCoro::Task<QString> Executor::run(AgentAction action, Surrounding surrounding)
+QCoro::Task<QString> Executor::run(AgentAction action, CancellationToken cancellation)
 {
     const auto *const entry = std::ranges::find(dispatch, QStringView(action.name), &Entry::name);
     if (entry == dispatch.end())
-        throw ActionError(QStringLiteral("Unknown action “") + action.name + QStringLiteral("”."));
-    co_return co_await entry->perform(action, surrounding);
+        throw ActionError(u"Unknown action “"_s + action.name + u"”."_s);
+    co_return co_await entry->perform(action, cancellation);
 }
 
 QString Executor::Actions::required(const AgentAction &action, const char *key,

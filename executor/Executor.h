@@ -18,7 +18,7 @@ namespace Executor {
 /// Performs the action and returns one line on what happened. Cancelling cuts the waits short but
 /// never aborts the action.
 [[nodiscard]] QCoro::Task<QString> run(AgentAction action,
-                                       std::shared_ptr<const Cancellation> surrounding = {});
+                                       std::shared_ptr<const Cancellation> cancellation = {});
 
 /// One line on the desktop: the application in front and the open windows. Never fails.
 [[nodiscard]] QString observe();
@@ -35,7 +35,7 @@ namespace Executor {
 
 /// Starts the application of that name or brings it to the front, and returns what it is called.
 [[nodiscard]] QCoro::Task<QString> launch(QString name,
-                                          std::shared_ptr<const Cancellation> surrounding = {});
+                                          std::shared_ptr<const Cancellation> cancellation = {});
 
 /// Where the application is that a name means: a running one's, an installed one's of exactly that
 /// name, or the first installed one whose name contains it.
@@ -46,7 +46,7 @@ namespace Executor {
 
 /// Opens a web address in that application, or in the default browser.
 [[nodiscard]] QCoro::Task<QString> openURL(QString text, std::optional<QString> app,
-                                           std::shared_ptr<const Cancellation> surrounding = {});
+                                           std::shared_ptr<const Cancellation> cancellation = {});
 
 /// Types the text into the application that the user works with, exactly as it stands. Stops with
 /// an ActionError when another application comes to the front. Cancelling does not end it early.

@@ -11,6 +11,8 @@
 
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // The folder and all that is missing above it. One that is there already is fine, a file is not.
 void createDirectories(const std::filesystem::path &folder)
@@ -32,32 +34,31 @@ QUrl fileAddress(QString path)
 }
 } // namespace
 
-QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, CancellationToken)
 {
     const QString name = required(action, "name", "Missing folder name.");
     const QString parent =
-        optional(action, "in")
-            .value_or(optional(action, "location").value_or(QStringLiteral("Desktop")));
+        optional(action, "in").value_or(optional(action, "location").value_or(u"Desktop"_s));
     const QString path = joined(resolveFolder(parent), name);
     const std::filesystem::path folder = nativePath(path);
     createDirectories(folder);
     Platform::current().workspace().reveal(folder);
-    co_return QStringLiteral("Created folder at ") + path + u'.';
+    co_return u"Created folder at "_s + path + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, CancellationToken)
 {
     const QString text = required(action, "path", "Missing path.");
     const QString path = resolveFolder(text);
     if (!somethingExistsAt(path))
-        throw ActionError(QStringLiteral("Nothing exists at ") + text + u'.');
+        throw ActionError(u"Nothing exists at "_s + text + u'.');
     co_await Platform::current().workspace().open(fileAddress(path));
-    co_return QStringLiteral("Opened ") + lastPathComponent(path) + u'.';
+    co_return u"Opened "_s + lastPathComponent(path) + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::trash(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::trash(AgentAction action, CancellationToken)
 {
     const QString path = resolveFolder(required(action, "path", "Missing path."));
     Platform::current().workspace().trash(nativePath(path));
-    co_return QStringLiteral("Moved ") + lastPathComponent(path) + QStringLiteral(" to the Trash.");
+    co_return u"Moved "_s + lastPathComponent(path) + u" to the Trash."_s;
 }

@@ -13,6 +13,8 @@
 #include <filesystem>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using Time = std::filesystem::file_time_type;
 
@@ -101,9 +103,9 @@ QString Executor::findFiles(const QString &folder, const std::optional<QString> 
 {
     std::optional<QList<Entry>> entries = listed(resolveFolder(folder), Filter(extension, query));
     if (!entries)
-        throw ActionError(QStringLiteral("Couldn't read ") + folder + u'.');
+        throw ActionError(u"Couldn't read "_s + folder + u'.');
     if (entries->isEmpty())
-        return QStringLiteral("No matching files in ") + folder + u'.';
+        return u"No matching files in "_s + folder + u'.';
 
     // Equal dates keep the order of the listing.
     std::ranges::sort(*entries, [](const Entry &left, const Entry &right) {
@@ -116,14 +118,13 @@ QString Executor::findFiles(const QString &folder, const std::optional<QString> 
     QStringList names;
     for (const Entry &entry : entries->first(std::min(entries->size(), shownNames)))
         names.append(entry.name);
-    return QStringLiteral("Found ") + QString::number(entries->size()) +
-           QStringLiteral(" file(s), newest first: ") + names.join(QStringLiteral(", ")) +
-           QStringLiteral(". Revealed “") + newest.name + QStringLiteral("” in Finder.");
+    return u"Found "_s + QString::number(entries->size()) + u" file(s), newest first: "_s +
+           names.join(u", "_s) + u". Revealed “"_s + newest.name + u"” in Finder."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::findFiles(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::findFiles(AgentAction action, CancellationToken)
 {
-    const QString folder = optional(action, "folder").value_or(QStringLiteral("Downloads"));
+    const QString folder = optional(action, "folder").value_or(u"Downloads"_s);
     const std::optional<QString> extension = optional(action, "extension");
     co_return Executor::findFiles(folder, extension ? extension : optional(action, "type"),
                                   optional(action, "query"));

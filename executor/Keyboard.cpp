@@ -2,7 +2,7 @@
 
 #include "agent/ActionError.h"
 #include "executor/Actions.h"
-#include "executor/Characters.h"
+#include "executor/Graphemes.h"
 #include "executor/KeyboardFocus.h"
 #include "executor/Pause.h"
 #include "platform/Accessibility.h"
@@ -13,6 +13,8 @@
 #include <QMap>
 
 #include <algorithm>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 using namespace Executor;
@@ -26,35 +28,21 @@ constexpr std::chrono::milliseconds pieceSettle{15};
 const QMap<QString, quint16> &keyCodes()
 {
     static const QMap<QString, quint16> table{
-        {QStringLiteral("a"), 0},       {QStringLiteral("s"), 1},
-        {QStringLiteral("d"), 2},       {QStringLiteral("f"), 3},
-        {QStringLiteral("h"), 4},       {QStringLiteral("g"), 5},
-        {QStringLiteral("z"), 6},       {QStringLiteral("x"), 7},
-        {QStringLiteral("c"), 8},       {QStringLiteral("v"), 9},
-        {QStringLiteral("b"), 11},      {QStringLiteral("q"), 12},
-        {QStringLiteral("w"), 13},      {QStringLiteral("e"), 14},
-        {QStringLiteral("r"), 15},      {QStringLiteral("y"), 16},
-        {QStringLiteral("t"), 17},      {QStringLiteral("1"), 18},
-        {QStringLiteral("2"), 19},      {QStringLiteral("3"), 20},
-        {QStringLiteral("4"), 21},      {QStringLiteral("6"), 22},
-        {QStringLiteral("5"), 23},      {QStringLiteral("="), 24},
-        {QStringLiteral("9"), 25},      {QStringLiteral("7"), 26},
-        {QStringLiteral("-"), 27},      {QStringLiteral("8"), 28},
-        {QStringLiteral("0"), 29},      {QStringLiteral("]"), 30},
-        {QStringLiteral("o"), 31},      {QStringLiteral("u"), 32},
-        {QStringLiteral("["), 33},      {QStringLiteral("i"), 34},
-        {QStringLiteral("p"), 35},      {QStringLiteral("return"), 36},
-        {QStringLiteral("enter"), 36},  {QStringLiteral("l"), 37},
-        {QStringLiteral("j"), 38},      {QStringLiteral("'"), 39},
-        {QStringLiteral("k"), 40},      {QStringLiteral(";"), 41},
-        {QStringLiteral("\\"), 42},     {QStringLiteral(","), 43},
-        {QStringLiteral("/"), 44},      {QStringLiteral("n"), 45},
-        {QStringLiteral("m"), 46},      {QStringLiteral("."), 47},
-        {QStringLiteral("tab"), 48},    {QStringLiteral("space"), 49},
-        {QStringLiteral("delete"), 51}, {QStringLiteral("backspace"), 51},
-        {QStringLiteral("escape"), 53}, {QStringLiteral("esc"), 53},
-        {QStringLiteral("left"), 123},  {QStringLiteral("right"), 124},
-        {QStringLiteral("down"), 125},  {QStringLiteral("up"), 126},
+        {u"a"_s, 0},       {u"s"_s, 1},      {u"d"_s, 2},       {u"f"_s, 3},
+        {u"h"_s, 4},       {u"g"_s, 5},      {u"z"_s, 6},       {u"x"_s, 7},
+        {u"c"_s, 8},       {u"v"_s, 9},      {u"b"_s, 11},      {u"q"_s, 12},
+        {u"w"_s, 13},      {u"e"_s, 14},     {u"r"_s, 15},      {u"y"_s, 16},
+        {u"t"_s, 17},      {u"1"_s, 18},     {u"2"_s, 19},      {u"3"_s, 20},
+        {u"4"_s, 21},      {u"6"_s, 22},     {u"5"_s, 23},      {u"="_s, 24},
+        {u"9"_s, 25},      {u"7"_s, 26},     {u"-"_s, 27},      {u"8"_s, 28},
+        {u"0"_s, 29},      {u"]"_s, 30},     {u"o"_s, 31},      {u"u"_s, 32},
+        {u"["_s, 33},      {u"i"_s, 34},     {u"p"_s, 35},      {u"return"_s, 36},
+        {u"enter"_s, 36},  {u"l"_s, 37},     {u"j"_s, 38},      {u"'"_s, 39},
+        {u"k"_s, 40},      {u";"_s, 41},     {u"\\"_s, 42},     {u","_s, 43},
+        {u"/"_s, 44},      {u"n"_s, 45},     {u"m"_s, 46},      {u"."_s, 47},
+        {u"tab"_s, 48},    {u"space"_s, 49}, {u"delete"_s, 51}, {u"backspace"_s, 51},
+        {u"escape"_s, 53}, {u"esc"_s, 53},   {u"left"_s, 123},  {u"right"_s, 124},
+        {u"down"_s, 125},  {u"up"_s, 126},
     };
     return table;
 }
@@ -63,13 +51,10 @@ const QMap<QString, quint16> &keyCodes()
 quint32 flagsFor(const QStringList &modifiers)
 {
     static const QMap<QString, quint32> table{
-        {QStringLiteral("command"), KeyFlag::command},
-        {QStringLiteral("cmd"), KeyFlag::command},
-        {QStringLiteral("shift"), KeyFlag::shift},
-        {QStringLiteral("option"), KeyFlag::option},
-        {QStringLiteral("alt"), KeyFlag::option},
-        {QStringLiteral("control"), KeyFlag::control},
-        {QStringLiteral("ctrl"), KeyFlag::control},
+        {u"command"_s, KeyFlag::command}, {u"cmd"_s, KeyFlag::command},
+        {u"shift"_s, KeyFlag::shift},     {u"option"_s, KeyFlag::option},
+        {u"alt"_s, KeyFlag::option},      {u"control"_s, KeyFlag::control},
+        {u"ctrl"_s, KeyFlag::control},
     };
     quint32 flags = 0;
     for (const QString &modifier : modifiers)
@@ -89,7 +74,7 @@ void requireTrust(const char *complaint)
 
 QStringList Executor::chunked(const QString &text, qsizetype size)
 {
-    const QList<qsizetype> ends = characterEnds(text);
+    const QList<qsizetype> ends = graphemeBoundaries(text);
     QStringList pieces;
     qsizetype start = 0;
     for (qsizetype last = size - 1; start < text.size(); last += size) {
@@ -122,8 +107,7 @@ QCoro::Task<void> Executor::typeText(QString text)
     }
     co_await source->finish();
     if (!isStillThere)
-        throw ActionError(
-            QStringLiteral("Typing stopped because the application is no longer in front."));
+        throw ActionError(u"Typing stopped because the application is no longer in front."_s);
 }
 
 QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
@@ -132,10 +116,10 @@ QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
                  "Privacy & Security → Accessibility, then try again.");
     const auto code = keyCodes().constFind(key.toLower());
     if (code == keyCodes().constEnd())
-        throw ActionError(QStringLiteral("Unsupported key “") + key + QStringLiteral("”."));
+        throw ActionError(u"Unsupported key “"_s + key + u"”."_s);
     const ProcessId receiver = co_await KeyboardFocus::handOver();
     if (!KeyboardFocus::isWith(receiver))
-        throw ActionError(QStringLiteral("The application is no longer in front."));
+        throw ActionError(u"The application is no longer in front."_s);
     const std::unique_ptr<KeyboardSource> source =
         Platform::current().keyboard().open({}, receiver);
     for (const bool isDown : {true, false}) {
@@ -145,31 +129,31 @@ QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
     co_await source->finish();
 }
 
-QCoro::Task<QString> Executor::Actions::typeText(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::typeText(AgentAction action, CancellationToken)
 {
     // As it stands: spaces and line breaks at its ends are typed too.
-    const QString text = action.args.value(QStringLiteral("text"));
+    const QString text = action.args.value(u"text"_s);
     if (text.isEmpty())
-        throw ActionError(QStringLiteral("Missing text."));
+        throw ActionError(u"Missing text."_s);
     co_await Executor::typeText(text);
-    co_return QStringLiteral("Typed text.");
+    co_return u"Typed text."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::pressKey(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::pressKey(AgentAction action, CancellationToken)
 {
     const QString key = required(action, "key", "Missing key.");
     QString modifiers = optional(action, "modifiers").value_or(QString()).toLower();
     for (const QChar separator : {u'+', u','})
         modifiers.replace(separator, u' ');
     co_await keystroke(key, modifiers.split(u' ', Qt::SkipEmptyParts));
-    co_return QStringLiteral("Pressed ") + key + u'.';
+    co_return u"Pressed "_s + key + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::newTab(AgentAction action, Surrounding surrounding)
+QCoro::Task<QString> Executor::Actions::newTab(AgentAction action, CancellationToken cancellation)
 {
     if (const std::optional<QString> app = optional(action, "app"))
-        (void)co_await launch(*app, surrounding);
-    const QStringList modifiers{QStringLiteral("command")};
-    co_await keystroke(QStringLiteral("t"), modifiers);
-    co_return QStringLiteral("Opened a new tab.");
+        (void)co_await launch(*app, cancellation);
+    const QStringList modifiers{u"command"_s};
+    co_await keystroke(u"t"_s, modifiers);
+    co_return u"Opened a new tab."_s;
 }

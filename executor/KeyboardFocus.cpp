@@ -6,6 +6,8 @@
 
 #include <QCoreApplication>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // How long an application may take to come to the front, and how often we look.
 constexpr std::chrono::milliseconds activationLimit{2000};
@@ -22,12 +24,12 @@ QCoro::Task<ProcessId> Executor::KeyboardFocus::handOver()
 
     const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
     if (!front)
-        throw ActionError(QStringLiteral("No application is in front to take the keyboard input."));
+        throw ActionError(u"No application is in front to take the keyboard input."_s);
     Platform::current().workspace().activate(front->pid);
     for (auto waited = activationStep; !isWith(front->pid); waited += activationStep) {
         if (waited > activationLimit)
-            throw ActionError(QStringLiteral("The application in front did not take the keyboard "
-                                             "input."));
+            throw ActionError(u"The application in front did not take the keyboard "
+                              "input."_s);
         co_await pause(activationStep, {});
     }
     co_await pause(focusSettle, {});

@@ -10,6 +10,8 @@
 #include <pwd.h>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Some path with no slash at its end, except for the root itself.
 QString withoutTrailingSlash(QString path)
@@ -49,17 +51,16 @@ QString expandedTilde(const QString &path)
 QString Executor::resolveFolder(const QString &text)
 {
     const QString trimmed = trimmedOfBlanks(text).toString();
-    const QString key =
-        trimmed.toLower().remove(QStringLiteral("~/")).remove(QStringLiteral("my "));
+    const QString key = trimmed.toLower().remove(u"~/"_s).remove(u"my "_s);
     const auto inHome = [](const QString &entry) { return joined(QDir::homePath(), entry); };
     if (key == u"desktop")
-        return inHome(QStringLiteral("Desktop"));
+        return inHome(u"Desktop"_s);
     if (key == u"downloads" || key == u"downloads folder")
-        return inHome(QStringLiteral("Downloads"));
+        return inHome(u"Downloads"_s);
     if (key == u"documents")
-        return inHome(QStringLiteral("Documents"));
+        return inHome(u"Documents"_s);
     if (key == u"pictures")
-        return inHome(QStringLiteral("Pictures"));
+        return inHome(u"Pictures"_s);
     if (key == u"home" || key == u"~")
         return inHome({});
     if (trimmed.startsWith(u'~'))

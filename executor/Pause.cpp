@@ -9,19 +9,20 @@ namespace {
 Executor::PauseOverride::Replacement s_replacement;
 }
 
-QCoro::Task<void> Executor::pause(std::chrono::milliseconds duration, Surrounding surrounding)
+QCoro::Task<void> Executor::pause(std::chrono::milliseconds duration,
+                                  CancellationToken cancellation)
 {
     if (s_replacement) {
-        s_replacement(duration, surrounding);
+        s_replacement(duration, cancellation);
         co_return;
     }
-    if (surrounding && surrounding->isCancelled())
+    if (cancellation && cancellation->isCancelled())
         co_return;
     QTimer timer;
     timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
-    if (surrounding) {
-        QObject::connect(surrounding.get(), &Cancellation::cancelled, &timer,
+    if (cancellation) {
+        QObject::connect(cancellation.get(), &Cancellation::cancelled, &timer,
                          [&timer] { timer.start(0); });
     }
     timer.start(duration);

@@ -10,7 +10,7 @@
 
 namespace Executor {
 /// What the surroundings of an action may tell it; null where nobody will.
-using Surrounding = std::shared_ptr<const Cancellation>;
+using CancellationToken = std::shared_ptr<const Cancellation>;
 
 /// How long a newly opened application gets to settle.
 constexpr std::chrono::milliseconds launchSettle{700};
@@ -21,13 +21,14 @@ constexpr std::chrono::milliseconds quitGrace{600};
 
 /// Lets the time pass while the event loop runs. A cancellation ends the wait early, or keeps it
 /// from starting; what was waited for goes on all the same.
-[[nodiscard]] QCoro::Task<void> pause(std::chrono::milliseconds duration, Surrounding surrounding);
+[[nodiscard]] QCoro::Task<void> pause(std::chrono::milliseconds duration,
+                                      CancellationToken cancellation);
 
 /// Puts another way of waiting in place of pause for as long as it lives. For tests; not nested.
 class PauseOverride
 {
 public:
-    using Replacement = std::function<void(std::chrono::milliseconds, const Surrounding &)>;
+    using Replacement = std::function<void(std::chrono::milliseconds, const CancellationToken &)>;
 
     explicit PauseOverride(Replacement replacement);
     ~PauseOverride();

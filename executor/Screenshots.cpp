@@ -8,29 +8,28 @@
 
 #include <QCoro/QCoroFuture>
 
+using namespace Qt::StringLiterals;
+
 QCoro::Task<void> Executor::screenshot(QString file)
 {
     co_await Platform::current().screen().capture(nativePath(file));
     // A missing permission is only told by what is missing.
     if (!somethingExistsAt(file)) {
-        throw ActionError(
-            QStringLiteral("The screenshot failed. Screen Recording permission may be required."));
+        throw ActionError(u"The screenshot failed. Screen Recording permission may be required."_s);
     }
 }
 
 QString Executor::Actions::screenshotName(const QDateTime &moment)
 {
-    return QStringLiteral("Screenshot ") +
-           moment.toString(QStringLiteral("yyyy-MM-dd 'at' HH.mm.ss")) + QStringLiteral(".png");
+    return u"Screenshot "_s + moment.toString(u"yyyy-MM-dd 'at' HH.mm.ss"_s) + u".png"_s;
 }
 
-QCoro::Task<QString> Executor::Actions::screenshot(AgentAction action, Surrounding)
+QCoro::Task<QString> Executor::Actions::screenshot(AgentAction action, CancellationToken)
 {
     const QString folder =
-        optional(action, "save_to")
-            .value_or(optional(action, "folder").value_or(QStringLiteral("Downloads")));
+        optional(action, "save_to").value_or(optional(action, "folder").value_or(u"Downloads"_s));
     const QString file =
         joined(resolveFolder(folder), screenshotName(QDateTime::currentDateTime()));
     co_await Executor::screenshot(file);
-    co_return QStringLiteral("Saved screenshot to ") + file + u'.';
+    co_return u"Saved screenshot to "_s + file + u'.';
 }

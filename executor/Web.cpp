@@ -10,10 +10,12 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using namespace Executor;
 
-const QString schemeMark = QStringLiteral("://");
+const QString schemeMark = u"://"_s;
 
 struct WebAddress
 {
@@ -35,8 +37,7 @@ QString writtenHost(const QString &text)
 
 std::optional<WebAddress> parseAddress(const QString &text)
 {
-    const QString full =
-        text.contains(schemeMark) ? text : QStringLiteral("https") + schemeMark + text;
+    const QString full = text.contains(schemeMark) ? text : u"https"_s + schemeMark + text;
     const QUrl url(full, QUrl::TolerantMode);
     if (!url.isValid() || url.host().isEmpty())
         return std::nullopt;
@@ -47,40 +48,39 @@ std::optional<WebAddress> parseAddress(const QString &text)
 } // namespace
 
 QCoro::Task<QString> Executor::openURL(QString text, std::optional<QString> app,
-                                       Surrounding surrounding)
+                                       CancellationToken cancellation)
 {
     const std::optional<WebAddress> address = parseAddress(text);
     if (!address)
-        throw ActionError(u'“' + text + QStringLiteral("” isn't a valid address."));
-    const QString opened = QStringLiteral("Opened ") + address->host + QStringLiteral(" in ");
+        throw ActionError(u'“' + text + u"” isn't a valid address."_s);
+    const QString opened = u"Opened "_s + address->host + u" in "_s;
 
     if (!app) {
         co_await Platform::current().workspace().open(address->url);
-        co_await pause(pageSettle, surrounding);
-        co_return opened + QStringLiteral("the default browser.");
+        co_await pause(pageSettle, cancellation);
+        co_return opened + u"the default browser."_s;
     }
 
     const std::optional<QString> location = appURL(*app);
     if (!location)
-        throw ActionError(QStringLiteral("Couldn't find an app called “") + *app +
-                          QStringLiteral("”."));
+        throw ActionError(u"Couldn't find an app called “"_s + *app + u"”."_s);
     co_await Platform::current().workspace().open(address->url, *location);
-    co_await pause(pageSettle, surrounding);
+    co_await pause(pageSettle, cancellation);
     co_return opened + Platform::current().workspace().displayName(*location) + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::openURL(AgentAction action, Surrounding surrounding)
+QCoro::Task<QString> Executor::Actions::openURL(AgentAction action, CancellationToken cancellation)
 {
     const QString url = required(action, "url", "Missing url.");
-    co_return co_await Executor::openURL(url, optional(action, "app"), surrounding);
+    co_return co_await Executor::openURL(url, optional(action, "app"), cancellation);
 }
 
-QCoro::Task<QString> Executor::Actions::webSearch(AgentAction action, Surrounding surrounding)
+QCoro::Task<QString> Executor::Actions::webSearch(AgentAction action,
+                                                  CancellationToken cancellation)
 {
     const QString query = required(action, "query", "Missing query.");
     // Besides letters, digits and -._~, all that may stand in a query component as it is.
     const QByteArray encoded = QUrl::toPercentEncoding(query, "!$&'()*+,;=:@/?");
-    const QString address =
-        QStringLiteral("https://www.google.com/search?q=") + QString::fromLatin1(encoded);
-    co_return co_await Executor::openURL(address, optional(action, "app"), surrounding);
+    const QString address = u"https://www.google.com/search?q="_s + QString::fromLatin1(encoded);
+    co_return co_await Executor::openURL(address, optional(action, "app"), cancellation);
 }

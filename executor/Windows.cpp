@@ -7,6 +7,8 @@
 #include <QCoreApplication>
 #include <QStringList>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // As many as the model can make use of.
 constexpr qsizetype maxEntries = 8;
@@ -19,7 +21,7 @@ std::optional<QString> entryFor(const WindowInfo &window)
     if (window.layer != 0 || owner.isEmpty() ||
         window.owner == ProcessId{QCoreApplication::applicationPid()})
         return std::nullopt;
-    return title.isEmpty() ? owner : owner + QStringLiteral(" — ") + title;
+    return title.isEmpty() ? owner : owner + u" — "_s + title;
 }
 } // namespace
 
@@ -34,18 +36,18 @@ QString Executor::windowSummary()
         if (entry && !entries.contains(*entry))
             entries.append(*entry);
     }
-    return entries.isEmpty() ? QStringLiteral("none") : entries.join(QStringLiteral("; "));
+    return entries.isEmpty() ? u"none"_s : entries.join(u"; "_s);
 }
 
 QString Executor::observe()
 {
     const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
     const QString name = front ? front->name.value_or(QString()) : QString();
-    return QStringLiteral("Frontmost app: ") + (name.isEmpty() ? QStringLiteral("unknown") : name) +
-           QStringLiteral(". Windows: ") + windowSummary();
+    return u"Frontmost app: "_s + (name.isEmpty() ? u"unknown"_s : name) + u". Windows: "_s +
+           windowSummary();
 }
 
-QCoro::Task<QString> Executor::Actions::listWindows(AgentAction, Surrounding)
+QCoro::Task<QString> Executor::Actions::listWindows(AgentAction, CancellationToken)
 {
     co_return windowSummary();
 }

@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 void require(bool holds, const char *what)
 {
@@ -30,7 +32,7 @@ QCoro::Task<> use(LlamaEngine &engine, QString path)
                 "a file that does not load fails for one of two reasons");
     }
     require(engine.isLoaded() == loaded, "loaded means loaded");
-    const QList<ChatMessage> conversation{{Role::user, QStringLiteral("Hello")}};
+    const QList<ChatMessage> conversation{{Role::user, u"Hello"_s}};
     try {
         const QString reply = co_await engine.generate(conversation, 4, {});
         require(loaded, "nothing is generated without a model");

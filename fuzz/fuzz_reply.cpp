@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 void require(bool holds, const char *what)
 {
@@ -44,8 +46,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     if (!action)
         return 0;
 
-    const QString surrounded =
-        QStringLiteral("Well } then: ") + reply + QStringLiteral(" {\"action\":\"done\"}");
+    const QString surrounded = u"Well } then: "_s + reply + u" {\"action\":\"done\"}"_s;
     require(sameButForId(AgentAction::parse(surrounded), action),
             "prose around the object changes nothing");
     require(!action->id.isNull(), "every action has an identity");

@@ -1,14 +1,16 @@
 #include "inference/ChatMessage.h"
 
+using namespace Qt::StringLiterals;
+
 QString rawText(Role role)
 {
     switch (role) {
     case Role::system:
-        return QStringLiteral("system");
+        return u"system"_s;
     case Role::user:
-        return QStringLiteral("user");
+        return u"user"_s;
     case Role::assistant:
-        return QStringLiteral("assistant");
+        return u"assistant"_s;
     }
     Q_UNREACHABLE();
 }

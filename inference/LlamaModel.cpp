@@ -2,7 +2,7 @@
 
 #include "inference/AbortGuard.h"
 #include "inference/ChatMl.h"
-#include "inference/Kernels.h"
+#include "inference/GgmlBackends.h"
 #include "inference/LibraryLog.h"
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
@@ -75,7 +75,7 @@ void prepareLibraryOnce()
     [[maybe_unused]] static const bool prepared = [] {
         llama_log_set(log, nullptr);
         ggml_set_abort_callback(AbortGuard::onAbort);
-        Kernels::load();
+        GgmlBackends::load();
         return true;
     }();
 }
@@ -235,7 +235,7 @@ LlamaModel::~LlamaModel() = default;
 LlamaModel::Library LlamaModel::library()
 {
     prepareLibraryOnce();
-    return {QString::fromUtf8(llama_version()), Kernels::names(), Kernels::extensions()};
+    return {QString::fromUtf8(llama_version()), GgmlBackends::names(), GgmlBackends::extensions()};
 }
 
 QString LlamaModel::generate(const QList<ChatMessage> &conversation, int maxTokens,

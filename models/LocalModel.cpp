@@ -8,6 +8,8 @@
 #include <string>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 using nlohmann::json;
 
 namespace {
@@ -15,9 +17,9 @@ namespace {
 QUrl hubUrl(const QString &account, const QString &repository, const QString &fileName)
 {
     QUrl url;
-    url.setScheme(QStringLiteral("https"));
-    url.setHost(QStringLiteral("huggingface.co"));
-    url.setPath(QStringLiteral("/%1/%2/resolve/main/%3").arg(account, repository, fileName));
+    url.setScheme(u"https"_s);
+    url.setHost(u"huggingface.co"_s);
+    url.setPath(u"/%1/%2/resolve/main/%3"_s.arg(account, repository, fileName));
     if (!url.isValid())
         qFatal("A model of the catalogue has no valid address");
     return url;
@@ -66,14 +68,12 @@ QUrl address(const json &object, const char *key)
 const QList<LocalModel> &LocalModel::catalog()
 {
     static const QList<LocalModel> models = {
-        offer(QStringLiteral("qwen2.5-1.5b"), QStringLiteral("Qwen2.5 1.5B Instruct"),
-              QStringLiteral("Fast and light · ~1 GB"), QStringLiteral("itlwas"),
-              QStringLiteral("Qwen2.5-1.5B-Instruct-Q4_K_M-GGUF"),
-              QStringLiteral("qwen2.5-1.5b-instruct-q4_k_m.gguf"), 986),
-        offer(QStringLiteral("llama3.2-3b"), QStringLiteral("Llama 3.2 3B Instruct"),
-              QStringLiteral("Smarter planning · ~2 GB"), QStringLiteral("bartowski"),
-              QStringLiteral("Llama-3.2-3B-Instruct-GGUF"),
-              QStringLiteral("Llama-3.2-3B-Instruct-Q4_K_M.gguf"), 2019),
+        offer(u"qwen2.5-1.5b"_s, u"Qwen2.5 1.5B Instruct"_s, u"Fast and light · ~1 GB"_s,
+              u"itlwas"_s, u"Qwen2.5-1.5B-Instruct-Q4_K_M-GGUF"_s,
+              u"qwen2.5-1.5b-instruct-q4_k_m.gguf"_s, 986),
+        offer(u"llama3.2-3b"_s, u"Llama 3.2 3B Instruct"_s, u"Smarter planning · ~2 GB"_s,
+              u"bartowski"_s, u"Llama-3.2-3B-Instruct-GGUF"_s,
+              u"Llama-3.2-3B-Instruct-Q4_K_M.gguf"_s, 2019),
     };
     return models;
 }

@@ -14,8 +14,10 @@
 #include <system_error>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
-const QString choiceKey = QStringLiteral("selectedModel");
+const QString choiceKey = u"selectedModel"_s;
 
 LocalModel rememberedChoice()
 {
@@ -54,7 +56,7 @@ ModelManager::~ModelManager() = default;
 QString ModelManager::directory()
 {
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    const QString models = QDir(data).filePath(QStringLiteral("Quillon/Models"));
+    const QString models = QDir(data).filePath(u"Quillon/Models"_s);
     QDir().mkpath(models);
     return models;
 }

@@ -1,7 +1,7 @@
 #include "models/Transfer.h"
 
+#include "models/HttpReceiver.h"
 #include "models/PartialFile.h"
-#include "models/Reception.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <utility>
+
+using namespace Qt::StringLiterals;
 
 Transfer::Transfer(QUrl url, QString folder, std::chrono::milliseconds patience)
     : m_url(std::move(url)), m_folder(std::move(folder)), m_patience(patience)
@@ -30,7 +32,7 @@ std::optional<QString> Transfer::receiveAndPlace(const OnProgress &onProgress)
     PartialFile file;
     {
         QEventLoop loop;
-        Reception reception(m_folder, file, loop, [&onProgress](qint64 written, qint64 whole) {
+        HttpReceiver reception(m_folder, file, loop, [&onProgress](qint64 written, qint64 whole) {
             onProgress(fraction(written, whole));
         });
         {
@@ -82,10 +84,9 @@ QString Transfer::fileName(const QUrl &url)
     while (path.endsWith(u'/'))
         path.chop(1);
     const QString name = QUrl::fromPercentEncoding(path.mid(path.lastIndexOf(u'/') + 1).toLatin1());
-    const bool isName = !name.isEmpty() && name != QStringLiteral(".") &&
-                        name != QStringLiteral("..") && !name.contains(u'/') &&
-                        !name.contains(QChar::Null);
-    return isName ? name : QStringLiteral("model.gguf");
+    const bool isName = !name.isEmpty() && name != u"."_s && name != u".."_s &&
+                        !name.contains(u'/') && !name.contains(QChar::Null);
+    return isName ? name : u"model.gguf"_s;
 }
 
 double Transfer::fraction(qint64 received, qint64 whole)

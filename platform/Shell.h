@@ -9,7 +9,7 @@
 
 #include <functional>
 
-class PanelWindow;
+class NativeWindow;
 
 /// The assistant's own application and windows as this desktop handles them. Main thread only.
 /// Requests are best effort: a desktop that refuses one leaves things as they are.
@@ -48,19 +48,19 @@ public:
 
     // Its windows, in their order. A window stays until it is forgotten.
 
-    void add(PanelWindow &window) { m_windows.append(&window); }
-    void forget(PanelWindow &window) { m_windows.removeOne(&window); }
-    [[nodiscard]] const QList<PanelWindow *> &windows() const { return m_windows; }
+    void add(NativeWindow &window) { m_windows.append(&window); }
+    void forget(NativeWindow &window) { m_windows.removeOne(&window); }
+    [[nodiscard]] const QList<NativeWindow *> &windows() const { return m_windows; }
 
-    [[nodiscard]] virtual bool isVisible(PanelWindow &window) = 0;
-    [[nodiscard]] virtual bool isKey(PanelWindow &window) = 0;
-    virtual void makeKeyAndOrderFront(PanelWindow &window) = 0;
-    virtual void center(PanelWindow &window) = 0;
+    [[nodiscard]] virtual bool isVisible(NativeWindow &window) = 0;
+    [[nodiscard]] virtual bool isKey(NativeWindow &window) = 0;
+    virtual void makeKeyAndOrderFront(NativeWindow &window) = 0;
+    virtual void center(NativeWindow &window) = 0;
 
     /// Makes the window a translucent panel without a title bar that its own contents fill.
-    virtual void style(PanelWindow &window) = 0;
+    virtual void style(NativeWindow &window) = 0;
     /// Lays the system's blurred material under the window's contents.
-    virtual void layUnder(PanelWindow &window, Material material) = 0;
+    virtual void placeMaterialBehind(NativeWindow &window, Material material) = 0;
 
     // What is behind.
 
@@ -70,5 +70,5 @@ public:
     virtual void observeComposition(std::function<void()> changed) = 0;
 
 private:
-    QList<PanelWindow *> m_windows;
+    QList<NativeWindow *> m_windows;
 };

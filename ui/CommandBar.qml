@@ -7,7 +7,7 @@ RowLayout {
     id: bar
 
     required property CommandInput input
-    required property SessionView session
+    required property SessionViewModel session
 
     function focusField(): void {
         field.forceActiveFocus();

@@ -2,19 +2,21 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Enough to find yesterday's task, and an end to what is kept.
 constexpr qsizetype mostRemembered = 100;
 } // namespace
 
-void CommandInput::setSession(SessionView *session)
+void CommandInput::setSession(SessionViewModel *session)
 {
     if (m_session == session)
         return;
     m_session = session;
     if (session != nullptr) {
         // Who clears the history does not want to meet its tasks again in the field.
-        connect(session, &SessionView::turnsChanged, this, [this] {
+        connect(session, &SessionViewModel::turnsChanged, this, [this] {
             if (m_session->hasTurns())
                 return;
             m_sent.clear();
@@ -24,13 +26,13 @@ void CommandInput::setSession(SessionView *session)
     Q_EMIT sessionChanged();
 }
 
-void CommandInput::setModels(ModelsView *models)
+void CommandInput::setModels(ModelsViewModel *models)
 {
     if (m_models == models)
         return;
     m_models = models;
     if (models != nullptr)
-        connect(models, &ModelsView::stateChanged, this, &CommandInput::canSendChanged);
+        connect(models, &ModelsViewModel::stateChanged, this, &CommandInput::canSendChanged);
     Q_EMIT modelsChanged();
     Q_EMIT canSendChanged();
 }
@@ -51,10 +53,10 @@ bool CommandInput::canSend() const
 
 QStringList CommandInput::suggestions()
 {
-    return {QStringLiteral("Open Safari and search Google for MacBook Air"),
-            QStringLiteral("Open Finder and create a folder called Projects"),
-            QStringLiteral("Take a screenshot and save it to Downloads"),
-            QStringLiteral("Open my Downloads folder and find the latest PDF")};
+    return {u"Open Safari and search Google for MacBook Air"_s,
+            u"Open Finder and create a folder called Projects"_s,
+            u"Take a screenshot and save it to Downloads"_s,
+            u"Open my Downloads folder and find the latest PDF"_s};
 }
 
 void CommandInput::send()

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ui/ModelsView.h"
-#include "ui/SessionView.h"
+#include "ui/ModelsViewModel.h"
+#include "ui/SessionViewModel.h"
 
 #include <QObject>
 #include <QPointer>
@@ -15,8 +15,9 @@ class CommandInput : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(SessionView *session READ session WRITE setSession NOTIFY sessionChanged REQUIRED)
-    Q_PROPERTY(ModelsView *models READ models WRITE setModels NOTIFY modelsChanged REQUIRED)
+    Q_PROPERTY(
+        SessionViewModel *session READ session WRITE setSession NOTIFY sessionChanged REQUIRED)
+    Q_PROPERTY(ModelsViewModel *models READ models WRITE setModels NOTIFY modelsChanged REQUIRED)
     Q_PROPERTY(QString text READ text WRITE setText NOTIFY textChanged)
     Q_PROPERTY(bool canSend READ canSend NOTIFY canSendChanged)
     Q_PROPERTY(QStringList suggestions READ suggestions CONSTANT)
@@ -24,10 +25,10 @@ class CommandInput : public QObject
 public:
     using QObject::QObject;
 
-    [[nodiscard]] SessionView *session() const { return m_session; }
-    void setSession(SessionView *session);
-    [[nodiscard]] ModelsView *models() const { return m_models; }
-    void setModels(ModelsView *models);
+    [[nodiscard]] SessionViewModel *session() const { return m_session; }
+    void setSession(SessionViewModel *session);
+    [[nodiscard]] ModelsViewModel *models() const { return m_models; }
+    void setModels(ModelsViewModel *models);
     [[nodiscard]] const QString &text() const { return m_text; }
     void setText(const QString &text);
     /// Whether there is a text, and a model to send it to.
@@ -52,8 +53,8 @@ private:
     void recall(qsizetype place);
     [[nodiscard]] bool isDraft() const;
 
-    QPointer<SessionView> m_session;
-    QPointer<ModelsView> m_models;
+    QPointer<SessionViewModel> m_session;
+    QPointer<ModelsViewModel> m_models;
     QString m_text;
     QStringList m_sent;    ///< Oldest first, no two equal ones in a row.
     QString m_draft;       ///< What was being typed when recalling began.

@@ -7,7 +7,7 @@ import Quillon
 FocusScope {
     id: card
 
-    required property SessionView session
+    required property SessionViewModel session
 
     // Keys that were on their way when the card appeared approve nothing, nor does a Return at the
     // end of a text that somebody goes on typing.

@@ -6,9 +6,9 @@ import Quillon
 FocusScope {
     id: content
 
-    required property ModelsView models
+    required property ModelsViewModel models
     required property Panel panel
-    required property SessionView session
+    required property SessionViewModel session
 
     function focusField(): void {
         if (session.isPending)

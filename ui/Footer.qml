@@ -5,7 +5,7 @@ import Quillon
 RowLayout {
     id: footer
 
-    required property ModelsView models
+    required property ModelsViewModel models
     required property Panel panel
 
     // Of all that stands here, so that the texts share a line and nothing moves when some of them

@@ -13,11 +13,13 @@
 #include <algorithm>
 #include <compare>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // In the drawings black is ink and white is a hole in it.
 QImage stencil(const QString &name, int turn, const QSize &pixels)
 {
-    QSvgRenderer drawing(QStringLiteral(":/Quillon/glyphs/%1.svg").arg(name));
+    QSvgRenderer drawing(u":/Quillon/glyphs/%1.svg"_s.arg(name));
     if (!drawing.isValid())
         qFatal("There is no glyph %s", qPrintable(name));
     QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
@@ -91,8 +93,7 @@ QImage Glyph::drawing(double scale) const
     const QSize pixels = (size() * scale).toSize();
     if (m_name.isEmpty() || pixels.isEmpty())
         return {};
-    const QString key = QStringLiteral("%1 %2 %3x%4 %5")
-                            .arg(m_name)
+    const QString key = u"%1 %2 %3x%4 %5"_s.arg(m_name)
                             .arg(m_turn)
                             .arg(pixels.width())
                             .arg(pixels.height())

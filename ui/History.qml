@@ -6,7 +6,7 @@ import Quillon
 Item {
     id: history
 
-    required property SessionView session
+    required property SessionViewModel session
     required property var suggestions
 
     signal suggestionChosen(string text)

@@ -5,7 +5,7 @@ import Quillon
 Item {
     id: live
 
-    required property SessionView session
+    required property SessionViewModel session
 
     // What is typed or run may have many lines.
     function onOneLine(text: string): string {

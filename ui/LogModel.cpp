@@ -1,6 +1,6 @@
 #include "ui/LogModel.h"
 
-#include "ui/LineLook.h"
+#include "ui/LogEntryStyle.h"
 
 QVariant LogModel::data(const QModelIndex &index, int role) const
 {
@@ -13,13 +13,13 @@ QVariant LogModel::data(const QModelIndex &index, int role) const
     case Running:
         return entry.running;
     case Symbol:
-        return LineLook::of(entry).symbol;
+        return LogEntryStyle::of(entry).symbol;
     case SymbolTone:
-        return int(LineLook::of(entry).symbolTone);
+        return int(LogEntryStyle::of(entry).symbolTone);
     case TextTone:
-        return int(LineLook::of(entry).textTone);
+        return int(LogEntryStyle::of(entry).textTone);
     case Spoken:
-        return LineLook::of(entry).spoken;
+        return LogEntryStyle::of(entry).spoken;
     default:
         return {};
     }

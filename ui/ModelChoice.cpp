@@ -4,6 +4,8 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 ModelChoice::ModelChoice(ModelManager &models, LocalModel model, QObject *parent)
     : QObject(parent), m_models(models), m_model(std::move(model))
 {
@@ -12,7 +14,7 @@ ModelChoice::ModelChoice(ModelManager &models, LocalModel model, QObject *parent
 
 QString ModelChoice::row() const
 {
-    return m_model.name + QStringLiteral(" — ") + m_model.detail;
+    return m_model.name + u" — "_s + m_model.detail;
 }
 
 bool ModelChoice::isSelected() const

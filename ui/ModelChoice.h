@@ -8,7 +8,7 @@
 
 class ModelManager;
 
-/// One model of the catalogue as a row to choose. Main thread; belongs to the ModelsView.
+/// One model of the catalogue as a row to choose. Main thread; belongs to the ModelsViewModel.
 class ModelChoice : public QObject
 {
     Q_OBJECT

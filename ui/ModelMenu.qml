@@ -6,7 +6,7 @@ import Quillon
 Pressable {
     id: button
 
-    required property ModelsView models
+    required property ModelsViewModel models
 
     checked: menu.visible
     font.pixelSize: 11

@@ -5,7 +5,7 @@ import Quillon
 T.ComboBox {
     id: picker
 
-    required property ModelsView models
+    required property ModelsViewModel models
 
     currentIndex: models.selected
     focusPolicy: Qt.TabFocus

@@ -4,9 +4,9 @@ import Quillon
 Window {
     id: window
 
-    required property ModelsView models
+    required property ModelsViewModel models
     required property Panel panel
-    required property SessionView session
+    required property SessionViewModel session
 
     // Whether the system leaves frame, corners and background to us.
     property bool frameless: false

@@ -1,6 +1,6 @@
 #include "ui/PreviewTail.h"
 
-#include "executor/Characters.h"
+#include "executor/Graphemes.h"
 
 namespace {
 constexpr qsizetype tailLength = 90;
@@ -12,6 +12,6 @@ QString previewTail(const QString &preview)
     line.replace(u'\n', u' ');
     if (line.size() <= tailLength)
         return line;
-    const QList<qsizetype> ends = Executor::characterEnds(line);
+    const QList<qsizetype> ends = Executor::graphemeBoundaries(line);
     return ends.size() <= tailLength ? line : line.sliced(ends[ends.size() - tailLength - 1]);
 }

@@ -5,7 +5,7 @@ import Quillon
 Item {
     id: card
 
-    required property ModelsView models
+    required property ModelsViewModel models
 
     // In the smallest window a failure has two lines this way.
     readonly property bool isCompact: height < 360
@@ -69,7 +69,7 @@ Item {
             objectName: "downloadButton"
             prominent: true
             text: "Download " + card.models.selectedName
-            visible: card.models.state === ModelsView.NeedsDownload
+            visible: card.models.state === ModelsViewModel.NeedsDownload
 
             onClicked: card.models.download()
         }
@@ -77,7 +77,7 @@ Item {
         Column {
             anchors.horizontalCenter: parent.horizontalCenter
             spacing: 8
-            visible: card.models.state === ModelsView.Downloading
+            visible: card.models.state === ModelsViewModel.Downloading
 
             ProgressLine {
                 objectName: "downloadProgress"
@@ -106,7 +106,7 @@ Item {
 
         Column {
             spacing: 8
-            visible: card.models.state === ModelsView.Failed
+            visible: card.models.state === ModelsViewModel.Failed
             width: parent.width
 
             Row {
@@ -152,7 +152,7 @@ Item {
             anchors.horizontalCenter: parent.horizontalCenter
             height: 32
             spacing: 8
-            visible: card.models.state === ModelsView.Ready || card.models.state === ModelsView.Loading
+            visible: card.models.state === ModelsViewModel.Ready || card.models.state === ModelsViewModel.Loading
 
             Spinner {
                 anchors.verticalCenter: parent.verticalCenter

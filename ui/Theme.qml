@@ -56,13 +56,13 @@ QtObject {
 
     function tone(value: int): color {
         switch (value) {
-        case Tone.Primary:
+        case ColorRole.Primary:
             return theme.primary;
-        case Tone.Red:
+        case ColorRole.Red:
             return theme.red;
-        case Tone.Green:
+        case ColorRole.Green:
             return theme.green;
-        case Tone.Orange:
+        case ColorRole.Orange:
             return theme.orange;
         default:
             return theme.secondary;

@@ -8,7 +8,7 @@
 
 class LogModel;
 
-/// The turns of the transcript, oldest first. Main thread; belongs to the SessionView.
+/// The turns of the transcript, oldest first. Main thread; belongs to the SessionViewModel.
 class TurnsModel : public RecordModel<Turn>
 {
     Q_OBJECT

@@ -1,10 +1,12 @@
 #include "ui/Ui.h"
 
-#include "ui/ModelsView.h"
-#include "ui/SessionView.h"
+#include "ui/ModelsViewModel.h"
+#include "ui/SessionViewModel.h"
 
 #include <QQmlEngine>
 #include <QVariantMap>
+
+using namespace Qt::StringLiterals;
 
 // Made by the build. Its mention keeps the linker from leaving the module's types in the library.
 void qml_register_types_Quillon();
@@ -12,18 +14,17 @@ void qml_register_types_Quillon();
 void Ui::install(QQmlEngine &engine)
 {
     qml_register_types_Quillon();
-    engine.addImportPath(QStringLiteral("qrc:/"));
+    engine.addImportPath(u"qrc:/"_s);
 }
 
 QuillonApp::Views Ui::views()
 {
-    return {
-        .rootFile = QUrl(QStringLiteral("qrc:/Quillon/PanelWindow.qml")),
-        .prepare = [](QQmlEngine &engine, ModelManager &models, AgentSession &session) {
-            install(engine);
-            return QVariantMap{
-                {QStringLiteral("models"), QVariant::fromValue(new ModelsView(models, &engine))},
-                {QStringLiteral("session"), QVariant::fromValue(new SessionView(session, &engine))},
-            };
-        }};
+    return {.rootFile = QUrl(u"qrc:/Quillon/NativeWindow.qml"_s),
+            .prepare = [](QQmlEngine &engine, ModelManager &models, AgentSession &session) {
+                install(engine);
+                return QVariantMap{
+                    {u"models"_s, QVariant::fromValue(new ModelsViewModel(models, &engine))},
+                    {u"session"_s, QVariant::fromValue(new SessionViewModel(session, &engine))},
+                };
+            }};
 }

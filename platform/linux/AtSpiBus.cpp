@@ -1,6 +1,6 @@
 #include "platform/linux/AtSpiBus.h"
 
-#include "platform/linux/DBusValues.h"
+#include "platform/linux/DBusMessages.h"
 
 namespace {
 constexpr const char *launcher = "org.a11y.Bus";
@@ -10,12 +10,12 @@ constexpr const char *enabled = "IsEnabled";
 
 DBusMessagePtr askForAddress()
 {
-    return DBusValues::call(launcher, launcherPath, launcher, "GetAddress");
+    return DBusMessages::call(launcher, launcherPath, launcher, "GetAddress");
 }
 
 DBusMessagePtr askForStatus()
 {
-    return DBusValues::get({.bus = launcher, .path = launcherPath}, status, enabled);
+    return DBusMessages::get({.bus = launcher, .path = launcherPath}, status, enabled);
 }
 
 template <typename... Calls>
@@ -23,7 +23,7 @@ std::vector<DBusMessagePtr> askSession(PrivateBus::Deadline deadline, Calls... c
 {
     std::vector<DBusMessagePtr> list;
     (list.push_back(std::move(calls)), ...);
-    return PrivateBus(PrivateBus::sessionAddress(), deadline).exchange(list, deadline);
+    return PrivateBus(PrivateBus::sessionAddress(), deadline).callAll(list, deadline);
 }
 } // namespace
 
@@ -31,15 +31,15 @@ bool AtSpiBus::isEnabled(PrivateBus::Deadline deadline)
 {
     const std::vector<DBusMessagePtr> replies =
         askSession(deadline, askForAddress(), askForStatus());
-    return DBusValues::isReturn(replies[0]) && DBusValues::boolean(replies[1]).value_or(false);
+    return DBusMessages::isReturn(replies[0]) && DBusMessages::boolean(replies[1]).value_or(false);
 }
 
 bool AtSpiBus::enable(PrivateBus::Deadline deadline)
 {
     DBusMessagePtr call =
-        DBusValues::call(launcher, launcherPath, DBUS_INTERFACE_PROPERTIES, "Set");
-    DBusValues::append(call, status);
-    DBusValues::append(call, enabled);
+        DBusMessages::call(launcher, launcherPath, DBUS_INTERFACE_PROPERTIES, "Set");
+    DBusMessages::append(call, status);
+    DBusMessages::append(call, enabled);
     DBusMessageIter arguments;
     DBusMessageIter value;
     const dbus_bool_t on = 1;
@@ -48,13 +48,13 @@ bool AtSpiBus::enable(PrivateBus::Deadline deadline)
                                      &value);
     dbus_message_iter_append_basic(&value, DBUS_TYPE_BOOLEAN, &on);
     dbus_message_iter_close_container(&arguments, &value);
-    return DBusValues::isReturn(askSession(deadline, std::move(call)).front());
+    return DBusMessages::isReturn(askSession(deadline, std::move(call)).front());
 }
 
 std::shared_ptr<PrivateBus> AtSpiBus::connect(PrivateBus::Deadline deadline)
 {
     const QByteArray address =
-        DBusValues::text(askSession(deadline, askForAddress()).front()).value_or(QByteArray());
+        DBusMessages::text(askSession(deadline, askForAddress()).front()).value_or(QByteArray());
     auto bus = std::make_shared<PrivateBus>(address, deadline);
     return bus->isOpen() ? bus : nullptr;
 }

@@ -22,14 +22,14 @@ std::vector<DBusMessagePtr> ask(PrivateBus &bus, DBusMessagePtr call, PrivateBus
 {
     std::vector<DBusMessagePtr> calls;
     calls.push_back(std::move(call));
-    return bus.exchange(calls, deadline);
+    return bus.callAll(calls, deadline);
 }
 
 DBusMessagePtr numbered(const DBusObject &element, const char *interface, const char *method,
                         dbus_int32_t number)
 {
-    DBusMessagePtr call = DBusValues::call(element, interface, method);
-    DBusValues::append(call, number);
+    DBusMessagePtr call = DBusMessages::call(element, interface, method);
+    DBusMessages::append(call, number);
     return call;
 }
 
@@ -37,16 +37,16 @@ std::optional<dbus_int32_t> clickAction(PrivateBus &bus, const DBusObject &eleme
                                         PrivateBus::Deadline deadline)
 {
     const std::vector<DBusMessagePtr> counted =
-        ask(bus, DBusValues::get(element, action, "NActions"), deadline);
+        ask(bus, DBusMessages::get(element, action, "NActions"), deadline);
     const dbus_int32_t count =
-        std::min(DBusValues::number(counted.front()).value_or(0), maxActions);
+        std::min(DBusMessages::number(counted.front()).value_or(0), maxActions);
     std::vector<DBusMessagePtr> calls;
     calls.reserve(static_cast<size_t>(std::max(count, 0)));
     for (dbus_int32_t i = 0; i < count; ++i)
         calls.push_back(numbered(element, action, "GetName", i));
     QStringList names;
-    for (const DBusMessagePtr &reply : bus.exchange(calls, deadline))
-        names.append(QString::fromUtf8(DBusValues::text(reply).value_or(QByteArray())).toLower());
+    for (const DBusMessagePtr &reply : bus.callAll(calls, deadline))
+        names.append(QString::fromUtf8(DBusMessages::text(reply).value_or(QByteArray())).toLower());
     for (const QStringView name : clickNames) {
         const auto found = std::ranges::find(names, name);
         if (found != names.end())
@@ -62,21 +62,21 @@ bool perform(PrivateBus &bus, const DBusObject &element, DBusMessagePtr call,
     // dialog. An application that answers the question behind the click is at that.
     std::vector<DBusMessagePtr> calls;
     calls.push_back(std::move(call));
-    calls.push_back(DBusValues::call(element.bus.constData(), "/org/a11y/atspi/accessible/root",
-                                     accessible, "GetRole"));
-    const std::vector<DBusMessagePtr> replies = bus.exchangeUntilLast(calls, deadline);
-    return replies[0] ? DBusValues::boolean(replies[0]).value_or(false) : replies[1] != nullptr;
+    calls.push_back(DBusMessages::call(element.bus.constData(), "/org/a11y/atspi/accessible/root",
+                                       accessible, "GetRole"));
+    const std::vector<DBusMessagePtr> replies = bus.callUntilLast(calls, deadline);
+    return replies[0] ? DBusMessages::boolean(replies[0]).value_or(false) : replies[1] != nullptr;
 }
 
 // Some tabs have no action, but the list that they lie in knows which one is selected.
 bool selectTab(PrivateBus &bus, const DBusObject &tab, PrivateBus::Deadline deadline)
 {
     std::vector<DBusMessagePtr> calls;
-    calls.push_back(DBusValues::get(tab, accessible, "Parent"));
-    calls.push_back(DBusValues::call(tab, accessible, "GetIndexInParent"));
-    const std::vector<DBusMessagePtr> replies = bus.exchange(calls, deadline);
-    const std::optional<DBusObject> list = DBusValues::object(replies[0]);
-    const std::optional<dbus_int32_t> index = DBusValues::number(replies[1]);
+    calls.push_back(DBusMessages::get(tab, accessible, "Parent"));
+    calls.push_back(DBusMessages::call(tab, accessible, "GetIndexInParent"));
+    const std::vector<DBusMessagePtr> replies = bus.callAll(calls, deadline);
+    const std::optional<DBusObject> list = DBusMessages::object(replies[0]);
+    const std::optional<dbus_int32_t> index = DBusMessages::number(replies[1]);
     return list && index &&
            perform(bus, *list, numbered(*list, "org.a11y.atspi.Selection", "SelectChild", *index),
                    deadline);

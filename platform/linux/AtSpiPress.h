@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/linux/AtSpiRole.h"
-#include "platform/linux/DBusValues.h"
+#include "platform/linux/DBusMessages.h"
 #include "platform/linux/PrivateBus.h"
 
 namespace AtSpiPress {

@@ -1,6 +1,6 @@
 #include "platform/linux/AtSpiRegistry.h"
 
-#include "platform/linux/Kinship.h"
+#include "platform/linux/ProcessTable.h"
 
 #include <unistd.h>
 
@@ -13,24 +13,24 @@ std::optional<AtSpiRegistry::Listing> AtSpiRegistry::find(PrivateBus &bus, Proce
                                                           PrivateBus::Deadline deadline)
 {
     std::vector<DBusMessagePtr> calls;
-    calls.push_back(DBusValues::call("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root",
-                                     "org.a11y.atspi.Accessible", "GetChildren"));
-    const std::vector<DBusMessagePtr> listing = bus.exchange(calls, deadline);
-    if (!DBusValues::isReturn(listing.front()))
+    calls.push_back(DBusMessages::call("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root",
+                                       "org.a11y.atspi.Accessible", "GetChildren"));
+    const std::vector<DBusMessagePtr> listing = bus.callAll(calls, deadline);
+    if (!DBusMessages::isReturn(listing.front()))
         return std::nullopt;
-    const QList<DBusObject> roots = DBusValues::objects(listing.front(), maxApplications);
+    const QList<DBusObject> roots = DBusMessages::objects(listing.front(), maxApplications);
     calls.clear();
     for (const DBusObject &root : roots) {
-        calls.push_back(DBusValues::call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS,
-                                         "GetConnectionUnixProcessID"));
-        DBusValues::append(calls.back(), root.bus.constData());
+        calls.push_back(DBusMessages::call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS,
+                                           "GetConnectionUnixProcessID"));
+        DBusMessages::append(calls.back(), root.bus.constData());
     }
-    const std::vector<DBusMessagePtr> owners = bus.exchange(calls, deadline);
+    const std::vector<DBusMessagePtr> owners = bus.callAll(calls, deadline);
     Listing found;
     QList<DBusObject> kin;
     for (qsizetype i = 0; i < roots.size(); ++i) {
         const std::optional<dbus_uint32_t> pid =
-            DBusValues::unsignedNumber(owners[static_cast<size_t>(i)]);
+            DBusMessages::unsignedNumber(owners[static_cast<size_t>(i)]);
         if (!pid)
             continue;
         const ProcessId owner{*pid};
@@ -38,7 +38,7 @@ std::optional<AtSpiRegistry::Listing> AtSpiRegistry::find(PrivateBus &bus, Proce
             found.ourselves.append(roots[i]);
         else if (owner == process)
             found.application.append(roots[i]);
-        else if (Kinship::isOneApplication(owner, process))
+        else if (ProcessTable::isSameApplication(owner, process))
             kin.append(roots[i]);
     }
     // A helper's or a sandbox's connection speaks for the application only where none of its own

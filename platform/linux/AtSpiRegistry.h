@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
-#include "platform/linux/DBusValues.h"
+#include "platform/linux/DBusMessages.h"
 #include "platform/linux/PrivateBus.h"
 
 #include <optional>

@@ -1,72 +1,74 @@
 #include "platform/linux/AtSpiRole.h"
 
+using namespace Qt::StringLiterals;
+
 QString AtSpiRoles::axName(AtSpiRole role, bool liesInMenuBar)
 {
     switch (role) {
     case AtSpiRole::pushButton:
     case AtSpiRole::toggleButton:
-        return QStringLiteral("AXButton");
+        return u"AXButton"_s;
     case AtSpiRole::checkBox:
-        return QStringLiteral("AXCheckBox");
+        return u"AXCheckBox"_s;
     case AtSpiRole::radioButton:
-        return QStringLiteral("AXRadioButton");
+        return u"AXRadioButton"_s;
     case AtSpiRole::comboBox:
     case AtSpiRole::menuButton:
-        return QStringLiteral("AXPopUpButton");
+        return u"AXPopUpButton"_s;
     case AtSpiRole::link:
-        return QStringLiteral("AXLink");
+        return u"AXLink"_s;
     case AtSpiRole::pageTab:
-        return QStringLiteral("AXTab");
+        return u"AXTab"_s;
     case AtSpiRole::menu:
     case AtSpiRole::menuItem:
         // A submenu is an item of the menu that it lies in.
-        return liesInMenuBar ? QStringLiteral("AXMenuBarItem") : QStringLiteral("AXMenuItem");
+        return liesInMenuBar ? u"AXMenuBarItem"_s : u"AXMenuItem"_s;
     case AtSpiRole::checkMenuItem:
     case AtSpiRole::radioMenuItem:
     case AtSpiRole::tearOffMenuItem:
-        return QStringLiteral("AXMenuItem");
+        return u"AXMenuItem"_s;
     case AtSpiRole::text:
     case AtSpiRole::entry:
     case AtSpiRole::passwordText:
     case AtSpiRole::spinButton:
     case AtSpiRole::autocomplete:
-        return QStringLiteral("AXTextField");
+        return u"AXTextField"_s;
     case AtSpiRole::label:
     case AtSpiRole::staticText:
     case AtSpiRole::caption:
-        return QStringLiteral("AXStaticText");
+        return u"AXStaticText"_s;
     case AtSpiRole::menuBar:
-        return QStringLiteral("AXMenuBar");
+        return u"AXMenuBar"_s;
     case AtSpiRole::popupMenu:
-        return QStringLiteral("AXMenu");
+        return u"AXMenu"_s;
     case AtSpiRole::application:
-        return QStringLiteral("AXApplication");
+        return u"AXApplication"_s;
     case AtSpiRole::frame:
     case AtSpiRole::dialog:
     case AtSpiRole::window:
-        return QStringLiteral("AXWindow");
+        return u"AXWindow"_s;
     case AtSpiRole::toolBar:
-        return QStringLiteral("AXToolbar");
+        return u"AXToolbar"_s;
     case AtSpiRole::image:
-        return QStringLiteral("AXImage");
+        return u"AXImage"_s;
     case AtSpiRole::list:
     case AtSpiRole::listBox:
-        return QStringLiteral("AXList");
+        return u"AXList"_s;
     case AtSpiRole::table:
-        return QStringLiteral("AXTable");
+        return u"AXTable"_s;
     case AtSpiRole::tree:
     case AtSpiRole::treeTable:
-        return QStringLiteral("AXOutline");
+        return u"AXOutline"_s;
     case AtSpiRole::pageTabList:
-        return QStringLiteral("AXTabGroup");
+        return u"AXTabGroup"_s;
     case AtSpiRole::heading:
-        return QStringLiteral("AXHeading");
+        return u"AXHeading"_s;
     case AtSpiRole::webDocument:
-        return QStringLiteral("AXWebArea");
+        return u"AXWebArea"_s;
     case AtSpiRole::unknown:
         break;
     }
-    return QStringLiteral("AXGroup");
+    return u"AXGroup"_s;
 }
 
 bool AtSpiRoles::isPartOfMenu(AtSpiRole role)

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <map>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using std::chrono::steady_clock;
 
@@ -28,33 +30,33 @@ constexpr quint32 visible = 1U << 30;
 
 [[noreturn]] void failWithoutBus()
 {
-    throw PlatformError(QStringLiteral("The accessibility bus doesn't respond."));
+    throw PlatformError(u"The accessibility bus doesn't respond."_s);
 }
 
 bool isGone(const DBusMessagePtr &reply)
 {
-    return DBusValues::isError(reply, DBUS_ERROR_NO_REPLY) ||
-           DBusValues::isError(reply, DBUS_ERROR_SERVICE_UNKNOWN) ||
-           DBusValues::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
+    return DBusMessages::isError(reply, DBUS_ERROR_NO_REPLY) ||
+           DBusMessages::isError(reply, DBUS_ERROR_SERVICE_UNKNOWN) ||
+           DBusMessages::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
 // What cannot tell its states is taken for visible.
 bool tellsThatItIsHidden(const DBusMessagePtr &states)
 {
     const QList<dbus_uint32_t> words =
-        DBusValues::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
+        DBusMessages::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
     return !words.isEmpty() && (words.constFirst() & (showing | visible)) == 0;
 }
 
 DBusMessagePtr askForStates(const DBusObject &object)
 {
-    return DBusValues::call(object, accessible, "GetState");
+    return DBusMessages::call(object, accessible, "GetState");
 }
 
 DBusMessagePtr askForChild(const DBusObject &object, dbus_int32_t index)
 {
-    DBusMessagePtr call = DBusValues::call(object, accessible, "GetChildAtIndex");
-    DBusValues::append(call, index);
+    DBusMessagePtr call = DBusMessages::call(object, accessible, "GetChildAtIndex");
+    DBusMessages::append(call, index);
     return call;
 }
 
@@ -62,9 +64,9 @@ DBusMessagePtr askForValue(const DBusObject &object, AtSpiRole role)
 {
     if (!AtSpiRoles::showsText(role))
         return nullptr;
-    DBusMessagePtr call = DBusValues::call(object, "org.a11y.atspi.Text", "GetText");
-    DBusValues::append(call, 0);
-    DBusValues::append(call, maxFieldText);
+    DBusMessagePtr call = DBusMessages::call(object, "org.a11y.atspi.Text", "GetText");
+    DBusMessages::append(call, 0);
+    DBusMessages::append(call, maxFieldText);
     return call;
 }
 
@@ -72,7 +74,7 @@ DBusMessagePtr askForValue(const DBusObject &object, AtSpiRole role)
 // has no name, GTK 4 gave it that of its class until 4.10.
 QString cleanedTitle(const QString &name)
 {
-    static const QRegularExpression className(QStringLiteral("^(Gtk|Adw)[A-Z][A-Za-z]*$"));
+    static const QRegularExpression className(u"^(Gtk|Adw)[A-Z][A-Za-z]*$"_s);
     return className.match(name).hasMatch() ? QString() : name.trimmed();
 }
 
@@ -81,13 +83,13 @@ DBusMessagePtr askFor(const DBusObject &object, AtSpiRole role, LabelAttribute a
 {
     switch (attribute) {
     case LabelAttribute::title:
-        return DBusValues::get(object, accessible, "Name");
+        return DBusMessages::get(object, accessible, "Name");
     case LabelAttribute::description:
-        return DBusValues::get(object, accessible, "Description");
+        return DBusMessages::get(object, accessible, "Description");
     case LabelAttribute::value:
         return askForValue(object, role);
     case LabelAttribute::help:
-        return DBusValues::get(object, accessible, "HelpText");
+        return DBusMessages::get(object, accessible, "HelpText");
     }
     return nullptr;
 }
@@ -147,7 +149,7 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
             for (qsizetype child = 0; child < count && longRoom > 0; ++child, --longRoom)
                 calls.push_back(askForChild(element.object, static_cast<dbus_int32_t>(child)));
         } else {
-            calls.push_back(DBusValues::call(element.object, accessible, "GetChildren"));
+            calls.push_back(DBusMessages::call(element.object, accessible, "GetChildren"));
         }
         one.end = calls.size();
         asked.push_back(one);
@@ -166,9 +168,9 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
             continue;
         QList<DBusObject> children;
         if (!one.isLong)
-            children = DBusValues::objects(replies[one.children], room);
+            children = DBusMessages::objects(replies[one.children], room);
         for (size_t reply = one.children; one.isLong && reply < one.end; ++reply) {
-            if (const std::optional<DBusObject> child = DBusValues::object(replies[reply]))
+            if (const std::optional<DBusObject> child = DBusMessages::object(replies[reply]))
                 children.append(*child);
         }
         for (const DBusObject &object : std::as_const(children)) {
@@ -210,7 +212,8 @@ QList<QStringList> AtSpiTree::texts(const QList<ElementId> &elements,
 
     QList<QStringList> texts(elements.size(), QStringList(attributes.size()));
     for (size_t i = 0; i < asked.size(); ++i) {
-        const QString text = QString::fromUtf8(DBusValues::text(replies[i]).value_or(QByteArray()));
+        const QString text =
+            QString::fromUtf8(DBusMessages::text(replies[i]).value_or(QByteArray()));
         const bool isTitle = attributes[asked[i].attribute] == LabelAttribute::title;
         texts[asked[i].element][asked[i].attribute] = isTitle ? cleanedTitle(text) : text;
     }
@@ -255,15 +258,15 @@ void AtSpiTree::connectToPeers(const QList<DBusObject> &roots)
             continue;
         strangers.append(root);
         calls.push_back(
-            DBusValues::call(root, "org.a11y.atspi.Application", "GetApplicationBusAddress"));
+            DBusMessages::call(root, "org.a11y.atspi.Application", "GetApplicationBusAddress"));
     }
     const std::vector<DBusMessagePtr> addresses = ask(std::move(calls));
     for (size_t i = 0; i < addresses.size(); ++i)
         m_peers.connect(m_application, strangers[static_cast<qsizetype>(i)].bus,
-                        DBusValues::text(addresses[i]).value_or(QByteArray()), silenceLimit);
+                        DBusMessages::text(addresses[i]).value_or(QByteArray()), silenceLimit);
 }
 
-PrivateBus &AtSpiTree::wayTo(const QByteArray &name) const
+PrivateBus &AtSpiTree::busOf(const QByteArray &name) const
 {
     const std::shared_ptr<PrivateBus> peer = m_peers.find(m_application, name);
     return peer ? *peer : *m_bus;
@@ -275,14 +278,14 @@ std::vector<DBusMessagePtr> AtSpiTree::ask(std::vector<DBusMessagePtr> calls)
     for (size_t i = 0; i < calls.size(); ++i) {
         const QByteArray name = dbus_message_get_destination(calls[i].get());
         if (!m_avoidedNames.contains(name))
-            ways[&wayTo(name)].push_back(i);
+            ways[&busOf(name)].push_back(i);
     }
     std::vector<DBusMessagePtr> replies(calls.size());
     for (const auto &[bus, indices] : ways) {
         std::vector<DBusMessagePtr> sent;
         for (const size_t index : indices)
             sent.push_back(std::move(calls[index]));
-        std::vector<DBusMessagePtr> answers = bus->exchange(sent, m_deadline, silenceLimit);
+        std::vector<DBusMessagePtr> answers = bus->callAll(sent, m_deadline, silenceLimit);
         if (!m_bus->isOpen())
             failWithoutBus();
         const bool wentSilent = !isTimeUp() || !bus->isOpen();
@@ -309,17 +312,17 @@ std::vector<qsizetype> AtSpiTree::readRoles(const QList<ElementId> &elements, bo
     std::vector<DBusMessagePtr> calls;
     for (const ElementId id : elements) {
         const DBusObject &object = at(id).object;
-        calls.push_back(DBusValues::call(object, accessible, "GetRole"));
+        calls.push_back(DBusMessages::call(object, accessible, "GetRole"));
         if (countsChildren)
-            calls.push_back(DBusValues::get(object, accessible, "ChildCount"));
+            calls.push_back(DBusMessages::get(object, accessible, "ChildCount"));
     }
     const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
     std::vector<qsizetype> counts;
     for (const ElementId id : elements) {
         const size_t reply = counts.size() * callsEach;
-        if (const std::optional<dbus_uint32_t> role = DBusValues::unsignedNumber(replies[reply]))
+        if (const std::optional<dbus_uint32_t> role = DBusMessages::unsignedNumber(replies[reply]))
             at(id).role = AtSpiRole{*role};
-        counts.push_back(countsChildren ? DBusValues::number(replies[reply + 1]).value_or(0) : 0);
+        counts.push_back(countsChildren ? DBusMessages::number(replies[reply + 1]).value_or(0) : 0);
     }
     return counts;
 }

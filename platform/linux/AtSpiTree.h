@@ -3,7 +3,7 @@
 #include "platform/Accessibility.h"
 #include "platform/linux/AtSpiPeers.h"
 #include "platform/linux/AtSpiRole.h"
-#include "platform/linux/DBusValues.h"
+#include "platform/linux/DBusMessages.h"
 #include "platform/linux/PrivateBus.h"
 
 #include <QSet>
@@ -39,7 +39,7 @@ private:
 
     /// The replies in the order of the calls; null where none came while there was time.
     std::vector<DBusMessagePtr> ask(std::vector<DBusMessagePtr> calls);
-    [[nodiscard]] PrivateBus &wayTo(const QByteArray &name) const;
+    [[nodiscard]] PrivateBus &busOf(const QByteArray &name) const;
     void connectToPeers(const QList<DBusObject> &roots);
     /// Somebody does not answer: ends all where it is the application.
     void giveUpOn(const QByteArray &name);

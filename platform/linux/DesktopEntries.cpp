@@ -24,6 +24,8 @@
 #include <utility>
 #include <vector>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using EntryPtr = GObjectPtr<GDesktopAppInfo>;
 
@@ -181,7 +183,7 @@ std::optional<QString> firstOf(const char *category)
 
 QString programOf(ProcessId process)
 {
-    const QString link = QStringLiteral("/proc/%1/exe").arg(static_cast<qint64>(process));
+    const QString link = u"/proc/%1/exe"_s.arg(static_cast<qint64>(process));
     return QFileInfo(QFile::symLinkTarget(link)).fileName();
 }
 
@@ -214,7 +216,7 @@ std::optional<QString> startEntry(const EntryPtr &entry, const QByteArray &uri)
     const GErrorPtr error(failure);
     if (started)
         return std::nullopt;
-    return error ? text(error->message) : QStringLiteral("The application couldn't be started.");
+    return error ? text(error->message) : u"The application couldn't be started."_s;
 }
 
 // What the address should be opened with, and a sentence where nothing does.
@@ -230,8 +232,8 @@ Handler handlerFor(const QByteArray &uri)
     if (!g_file_is_native(file.get())) {
         const QString scheme = QString::fromLatin1(uri.first(uri.indexOf(':'))).toLower();
         const QByteArray type = "x-scheme-handler/" + scheme.toLatin1();
-        return {defaultFor(type.constData()), QStringLiteral("No application is set up to open “") +
-                                                  scheme + QStringLiteral("” addresses.")};
+        return {defaultFor(type.constData()),
+                u"No application is set up to open “"_s + scheme + u"” addresses."_s};
     }
     GError *failure = nullptr;
     const GObjectPtr<GFileInfo> info(g_file_query_info(file.get(),
@@ -242,15 +244,14 @@ Handler handlerFor(const QByteArray &uri)
     if (error || !type)
         return {nullptr, error ? text(error->message) : QString()};
     const std::unique_ptr<char, GFree> name(g_file_get_basename(file.get()));
-    return {defaultFor(type), QStringLiteral("No application is set up to open “") +
-                                  text(name.get()) + QStringLiteral("”.")};
+    return {defaultFor(type), u"No application is set up to open “"_s + text(name.get()) + u"”."_s};
 }
 
 std::optional<QString> displayComplaint()
 {
     if (hasDisplay())
         return std::nullopt;
-    return QStringLiteral("There is no display to open applications on.");
+    return u"There is no display to open applications on."_s;
 }
 } // namespace
 
@@ -262,7 +263,7 @@ QStringList DesktopEntries::folders()
     for (QString &folder : result) {
         if (!folder.endsWith(u'/'))
             folder += u'/';
-        folder += QStringLiteral("applications");
+        folder += u"applications"_s;
     }
     result.removeDuplicates();
     return result;
@@ -346,10 +347,9 @@ std::optional<QString> DesktopEntries::start(const QString &location, const QByt
         return complaint;
     const EntryPtr entry = entryAt(location);
     if (!entry)
-        return QStringLiteral("The application at ") + location +
-               QStringLiteral(" can't be started.");
+        return u"The application at "_s + location + u" can't be started."_s;
     // Without a place for it the address would be dropped without a word.
     if (!uri.isEmpty() && !g_app_info_supports_uris(appInfo(entry)))
-        return u'“' + name(location) + QStringLiteral("” doesn't open addresses.");
+        return u'“' + name(location) + u"” doesn't open addresses."_s;
     return startEntry(entry, uri);
 }

@@ -11,6 +11,8 @@
 
 #include <chrono>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // A window that opens later than that comes in the way of what the user does by then.
 constexpr std::chrono::seconds patience{3};
@@ -25,9 +27,8 @@ void openFolderOf(const QByteArray &itemUri)
 void FileManager::show(const QByteArray &itemUri)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.FileManager1"),
-        QStringLiteral("/org/freedesktop/FileManager1"),
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+        u"org.freedesktop.FileManager1"_s, u"/org/freedesktop/FileManager1"_s,
+        u"org.freedesktop.FileManager1"_s, u"ShowItems"_s);
     call << QStringList{QString::fromLatin1(itemUri)} << QString();
     auto *const watcher =
         new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call));

@@ -14,16 +14,18 @@
 
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using Settings = QMap<QString, QVariantMap>;
 
-const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-const QString portalInterface = QStringLiteral("org.freedesktop.portal.Settings");
+const QString portalService = u"org.freedesktop.portal.Desktop"_s;
+const QString portalPath = u"/org/freedesktop/portal/desktop"_s;
+const QString portalInterface = u"org.freedesktop.portal.Settings"_s;
 
-const QString appearance = QStringLiteral("org.freedesktop.appearance");
-const QString gnome = QStringLiteral("org.gnome.desktop.interface");
-const QString kde = QStringLiteral("org.kde.kdeglobals.KDE");
+const QString appearance = u"org.freedesktop.appearance"_s;
+const QString gnome = u"org.gnome.desktop.interface"_s;
+const QString kde = u"org.kde.kdeglobals.KDE"_s;
 
 constexpr uint prefersDark = 1;
 constexpr uint prefersReducedMotion = 1;
@@ -104,10 +106,10 @@ void LinuxAppearance::askPortal()
     if (!bus.isConnected())
         return;
     qDBusRegisterMetaType<Settings>();
-    bus.connect(portalService, portalPath, portalInterface, QStringLiteral("SettingChanged"), this,
+    bus.connect(portalService, portalPath, portalInterface, u"SettingChanged"_s, this,
                 SLOT(takePortalSetting(QString, QString, QDBusVariant)));
-    QDBusMessage call = QDBusMessage::createMethodCall(portalService, portalPath, portalInterface,
-                                                       QStringLiteral("ReadAll"));
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(portalService, portalPath, portalInterface, u"ReadAll"_s);
     call << QStringList{appearance, gnome, kde};
     auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {

@@ -13,6 +13,8 @@
 
 #include <optional>
 
+using namespace Qt::StringLiterals;
+
 using Verdict = Finding::Verdict;
 
 namespace {
@@ -30,10 +32,9 @@ QString displayName()
 QString toggleCommand()
 {
     const QString program = QCoreApplication::applicationFilePath();
-    const QString name = QStringLiteral("quillon");
+    const QString name = u"quillon"_s;
     const QFileInfo installed(QStandardPaths::findExecutable(name));
-    return (installed.canonicalFilePath() == program ? name : program) +
-           QStringLiteral(" --toggle");
+    return (installed.canonicalFilePath() == program ? name : program) + u" --toggle"_s;
 }
 } // namespace
 
@@ -48,69 +49,63 @@ Finding LinuxDiagnosis::display()
     // windows.
     const bool hasX11 = !displayName().isEmpty() && m_shell.hasDisplay();
     if (hasX11 && isWayland()) {
-        return {Verdict::limited,
-                QStringLiteral("X11 (%1) on a Wayland desktop").arg(displayName()),
-                QStringLiteral("Only windows of X11 applications are seen, clicked and typed into: "
-                               "log in to a session on X11 (\"Xorg\") for all of them.")};
+        return {Verdict::limited, u"X11 (%1) on a Wayland desktop"_s.arg(displayName()),
+                u"Only windows of X11 applications are seen, clicked and typed into: "
+                "log in to a session on X11 (\"Xorg\") for all of them."_s};
     }
     if (hasX11)
-        return {Verdict::good, QStringLiteral("X11 (%1)").arg(displayName())};
+        return {Verdict::good, u"X11 (%1)"_s.arg(displayName())};
     if (isWayland()) {
-        return {Verdict::bad, QStringLiteral("Wayland without X11"),
-                QStringLiteral("Install Xwayland, or log in to a session on X11 (\"Xorg\").")};
+        return {Verdict::bad, u"Wayland without X11"_s,
+                u"Install Xwayland, or log in to a session on X11 (\"Xorg\")."_s};
     }
     if (displayName().isEmpty()) {
-        return {Verdict::bad, QStringLiteral("none"),
-                QStringLiteral("Start Quillon inside a desktop session: DISPLAY is not set.")};
+        return {Verdict::bad, u"none"_s,
+                u"Start Quillon inside a desktop session: DISPLAY is not set."_s};
     }
-    return {Verdict::bad, QStringLiteral("%1 does not answer").arg(displayName()),
-            QStringLiteral("Is that display running, and may this user use it?")};
+    return {Verdict::bad, u"%1 does not answer"_s.arg(displayName()),
+            u"Is that display running, and may this user use it?"_s};
 }
 
 Finding LinuxDiagnosis::accessibility()
 {
     if (m_accessibility.isTrusted())
-        return {Verdict::good, QStringLiteral("the accessibility bus answers and is enabled")};
-    return {
-        Verdict::bad, QStringLiteral("the accessibility bus does not answer or is not enabled"),
-        QStringLiteral("Click \"Grant Accessibility access\" in the panel. If that does not help, "
-                       "install at-spi2-core and log in again.")};
+        return {Verdict::good, u"the accessibility bus answers and is enabled"_s};
+    return {Verdict::bad, u"the accessibility bus does not answer or is not enabled"_s,
+            u"Click \"Grant Accessibility access\" in the panel. If that does not help, "
+            "install at-spi2-core and log in again."_s};
 }
 
 Finding LinuxDiagnosis::hotKey()
 {
     if (isWayland()) {
-        return {
-            Verdict::limited,
-            QStringLiteral("Alt+Space is heard while an X11 application is in front"),
-            QStringLiteral("Bind a key to \"%1\" in the desktop's settings.").arg(toggleCommand())};
+        return {Verdict::limited, u"Alt+Space is heard while an X11 application is in front"_s,
+                u"Bind a key to \"%1\" in the desktop's settings."_s.arg(toggleCommand())};
     }
     LinuxHotKey key;
     key.registerKey([] {});
     if (key.isOurs())
-        return {Verdict::good, QStringLiteral("Alt+Space is free")};
+        return {Verdict::good, u"Alt+Space is free"_s};
     if (LinuxInstance::isRunning())
-        return {Verdict::good, QStringLiteral("Alt+Space is taken, and Quillon is running")};
-    return {Verdict::limited, QStringLiteral("Alt+Space belongs to another program"),
-            QStringLiteral("Take it away there (most often it is the window manager's menu), or "
-                           "bind another key to \"%1\" in the desktop's settings.")
-                .arg(toggleCommand())};
+        return {Verdict::good, u"Alt+Space is taken, and Quillon is running"_s};
+    return {Verdict::limited, u"Alt+Space belongs to another program"_s,
+            u"Take it away there (most often it is the window manager's menu), or "
+            "bind another key to \"%1\" in the desktop's settings."_s.arg(toggleCommand())};
 }
 
 Finding LinuxDiagnosis::screenCapture()
 {
     if (!isWayland())
-        return {Verdict::good, QStringLiteral("the X server shows the screen")};
+        return {Verdict::good, u"the X server shows the screen"_s};
     if (ScreenPortal::isOffered())
-        return {Verdict::good, QStringLiteral("the desktop's portal takes pictures, and asks you")};
-    return {Verdict::limited, QStringLiteral("no portal takes pictures of this Wayland desktop"),
-            QStringLiteral("Install xdg-desktop-portal and its part for your desktop.")};
+        return {Verdict::good, u"the desktop's portal takes pictures, and asks you"_s};
+    return {Verdict::limited, u"no portal takes pictures of this Wayland desktop"_s,
+            u"Install xdg-desktop-portal and its part for your desktop."_s};
 }
 
 Finding LinuxDiagnosis::fileManager()
 {
-    if (const std::optional<QString> location = m_workspace.counterpart(QStringLiteral("finder")))
+    if (const std::optional<QString> location = m_workspace.counterpart(u"finder"_s))
         return {Verdict::good, m_workspace.displayName(*location)};
-    return {Verdict::limited, QStringLiteral("none"),
-            QStringLiteral("Folders cannot be shown: install a file manager.")};
+    return {Verdict::limited, u"none"_s, u"Folders cannot be shown: install a file manager."_s};
 }

@@ -4,12 +4,14 @@
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Also the name of the desktop entry.
-const QString service = QStringLiteral("app.quillon.Quillon");
-const QString path = QStringLiteral("/app/quillon/Quillon");
-const QString interface = QStringLiteral("org.freedesktop.Application");
-const QString toggleAction = QStringLiteral("toggle");
+const QString service = u"app.quillon.Quillon"_s;
+const QString path = u"/app/quillon/Quillon"_s;
+const QString interface = u"org.freedesktop.Application"_s;
+const QString toggleAction = u"toggle"_s;
 
 // A message bus answers at once or not at all.
 constexpr int busLimit = 5000;
@@ -45,8 +47,7 @@ bool LinuxInstance::isRunning()
 Instance::Answer LinuxInstance::handOver(Request request)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(
-        service, path, interface,
-        request == Request::toggle ? QStringLiteral("ActivateAction") : QStringLiteral("Activate"));
+        service, path, interface, request == Request::toggle ? u"ActivateAction"_s : u"Activate"_s);
     // Nobody is to be started for it.
     call.setAutoStartService(false);
     if (request == Request::toggle)

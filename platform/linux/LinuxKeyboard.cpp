@@ -13,6 +13,8 @@
 #include <deque>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // The keyboard program may wait for an application, but for none that long.
 constexpr std::chrono::milliseconds answerLimit{2000};
@@ -33,7 +35,7 @@ uint symbolOfCharacter(uint character)
 // What no key types is left out: the control characters apart from line breaks and tabs.
 QList<uint> symbolsOf(QString text)
 {
-    text.replace(QStringLiteral("\r\n"), QStringLiteral("\n"));
+    text.replace(u"\r\n"_s, u"\n"_s);
     QList<uint> symbols;
     for (uint character : text.toUcs4()) {
         if (QChar::isSurrogate(character))
@@ -91,7 +93,7 @@ QByteArray request(const QByteArray &what, const QList<uint> &values = {})
 // installed, or above it, as it is built.
 QString keyboardProgram()
 {
-    const QString path = QStringLiteral(QUILLON_LIBEXECDIR "/quillon/quillon-keyboard");
+    const QString path = u"" QUILLON_LIBEXECDIR "/quillon/quillon-keyboard"_s;
     QDir folder(QCoreApplication::applicationDirPath());
     while (!folder.exists(path) && folder.cdUp()) {
     }
@@ -106,13 +108,13 @@ public:
         m_limit.setSingleShot(true);
         m_limit.setInterval(answerLimit);
         QObject::connect(&m_limit, &QTimer::timeout, &m_limit,
-                         [this] { fail(QStringLiteral("The X server does not answer.")); });
+                         [this] { fail(u"The X server does not answer."_s); });
         QObject::connect(m_process, &QProcess::readyReadStandardOutput, &m_limit,
                          [this] { hear(); });
         QObject::connect(m_process, &QProcess::errorOccurred, &m_limit,
                          [this](QProcess::ProcessError error) {
                              if (error == QProcess::FailedToStart)
-                                 fail(QStringLiteral("The keyboard program can't be started."));
+                                 fail(u"The keyboard program can't be started."_s);
                          });
         QObject::connect(m_process, &QProcess::finished, &m_limit, [this] { end(); });
         m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
@@ -186,7 +188,7 @@ private:
             m_process->exitStatus() == QProcess::NormalExit)
             settleNext();
         // Nothing more can be asked of it.
-        fail(QStringLiteral("The keyboard program ended too early."));
+        fail(u"The keyboard program ended too early."_s);
     }
 
     void settleNext()

@@ -1,6 +1,6 @@
 #include "platform/linux/LinuxShell.h"
 
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 #include "platform/linux/BoundedWorker.h"
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/ShellSession.h"
@@ -17,7 +17,7 @@ constexpr std::chrono::milliseconds serverLimit{5000};
 // What the panel's own corners look like.
 constexpr double cornerRadius = 14;
 
-xcb_window_t windowId(PanelWindow &window)
+xcb_window_t windowId(NativeWindow &window)
 {
     return static_cast<xcb_window_t>(window.handle());
 }
@@ -88,7 +88,7 @@ void LinuxShell::addMenuItem(const QString &, QChar, std::function<void()>)
 
 bool LinuxShell::isActive()
 {
-    return std::ranges::any_of(windows(), [this](PanelWindow *window) { return isKey(*window); });
+    return std::ranges::any_of(windows(), [this](NativeWindow *window) { return isKey(*window); });
 }
 
 void LinuxShell::activate()
@@ -96,13 +96,13 @@ void LinuxShell::activate()
     if (ShellSession *const current = session()) {
         const xcb_window_t active = current->activeWindow().value_or(XCB_WINDOW_NONE);
         const bool isOurs = std::ranges::any_of(
-            windows(), [&](PanelWindow *window) { return windowId(*window) == active; });
+            windows(), [&](NativeWindow *window) { return windowId(*window) == active; });
         if (!isOurs)
             current->rememberFocus(active);
     }
     const quint32 press = m_hotKey.lastPress();
     m_userTime = std::exchange(m_usedPress, press) != press ? press : XCB_CURRENT_TIME;
-    for (PanelWindow *const window : windows()) {
+    for (NativeWindow *const window : windows()) {
         if (isVisible(*window))
             makeKeyAndOrderFront(*window);
     }
@@ -111,7 +111,7 @@ void LinuxShell::activate()
 void LinuxShell::hide()
 {
     m_usedPress = m_hotKey.lastPress();
-    for (PanelWindow *const window : windows()) {
+    for (NativeWindow *const window : windows()) {
         ShellSession *const current = session();
         if (current && isKey(*window))
             current->giveBackAfter(windowId(*window));
@@ -119,12 +119,12 @@ void LinuxShell::hide()
     }
 }
 
-bool LinuxShell::isVisible(PanelWindow &window)
+bool LinuxShell::isVisible(NativeWindow &window)
 {
     return window.isShown();
 }
 
-bool LinuxShell::isKey(PanelWindow &window)
+bool LinuxShell::isKey(NativeWindow &window)
 {
     // The toolkit takes the hot key's grab for a loss of the focus; the window manager does not.
     ShellSession *const current = session();
@@ -133,7 +133,7 @@ bool LinuxShell::isKey(PanelWindow &window)
     return active ? *active == windowId(window) : window.hasFocus();
 }
 
-void LinuxShell::makeKeyAndOrderFront(PanelWindow &window)
+void LinuxShell::makeKeyAndOrderFront(NativeWindow &window)
 {
     const bool wasShown = window.isShown();
     // Put in its place beforehand, a window is not seen to jump there.
@@ -147,19 +147,19 @@ void LinuxShell::makeKeyAndOrderFront(PanelWindow &window)
         current->bringForward(windowId(window), m_userTime, !wasShown);
 }
 
-void LinuxShell::center(PanelWindow &window)
+void LinuxShell::center(NativeWindow &window)
 {
     QRect place(QPoint(), window.size());
     place.moveCenter(window.screenArea().center());
     window.moveTo(place.topLeft());
 }
 
-void LinuxShell::style(PanelWindow &)
+void LinuxShell::style(NativeWindow &)
 {
     // Its flags have made it so.
 }
 
-void LinuxShell::layUnder(PanelWindow &window, Material)
+void LinuxShell::placeMaterialBehind(NativeWindow &window, Material)
 {
     if (ShellSession *const current = session())
         current->blurBehind(windowId(window), window.size() * window.scale(),

@@ -13,6 +13,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 bool isOrdinary(const X11Window &window)
 {
@@ -157,7 +159,7 @@ void LinuxWorkspace::terminate(ProcessId application)
 
 bool LinuxWorkspace::hasTerminated(ProcessId application)
 {
-    QFile status(QStringLiteral("/proc/%1/stat").arg(static_cast<qint64>(application)));
+    QFile status(u"/proc/%1/stat"_s.arg(static_cast<qint64>(application)));
     if (!status.open(QIODevice::ReadOnly))
         return true;
     // "1234 (name) S …"; the name may hold anything. A zombie only waits to be looked at.

@@ -1,6 +1,6 @@
 #include "platform/linux/PrivateBus.h"
 
-#include "platform/linux/DBusValues.h"
+#include "platform/linux/DBusMessages.h"
 
 #include <QFile>
 #include <QHash>
@@ -27,8 +27,8 @@ PrivateBus::PrivateBus(const QByteArray &address, Deadline deadline)
 {
     std::vector<DBusMessagePtr> hello;
     hello.push_back(
-        DBusValues::call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello"));
-    if (m_connection && !DBusValues::isReturn(exchange(hello, deadline).front()))
+        DBusMessages::call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "Hello"));
+    if (m_connection && !DBusMessages::isReturn(callAll(hello, deadline).front()))
         m_connection.reset();
 }
 
@@ -45,21 +45,21 @@ bool PrivateBus::isOpen() const
            dbus_connection_get_is_connected(m_connection.get());
 }
 
-std::vector<DBusMessagePtr> PrivateBus::exchange(const std::vector<DBusMessagePtr> &calls,
-                                                 Deadline deadline, milliseconds silence)
+std::vector<DBusMessagePtr> PrivateBus::callAll(const std::vector<DBusMessagePtr> &calls,
+                                                Deadline deadline, milliseconds silence)
 {
-    return exchange(calls, deadline, silence, Until::allReplies);
+    return callAll(calls, deadline, silence, Until::allReplies);
 }
 
-std::vector<DBusMessagePtr> PrivateBus::exchangeUntilLast(const std::vector<DBusMessagePtr> &calls,
-                                                          Deadline deadline)
+std::vector<DBusMessagePtr> PrivateBus::callUntilLast(const std::vector<DBusMessagePtr> &calls,
+                                                      Deadline deadline)
 {
-    return exchange(calls, deadline, unlimited, Until::lastReply);
+    return callAll(calls, deadline, unlimited, Until::lastReply);
 }
 
-std::vector<DBusMessagePtr> PrivateBus::exchange(const std::vector<DBusMessagePtr> &calls,
-                                                 Deadline deadline, milliseconds silence,
-                                                 Until until)
+std::vector<DBusMessagePtr> PrivateBus::callAll(const std::vector<DBusMessagePtr> &calls,
+                                                Deadline deadline, milliseconds silence,
+                                                Until until)
 {
     std::vector<DBusMessagePtr> replies(calls.size());
     if (!m_connection)

@@ -9,7 +9,7 @@
 #include <vector>
 
 /// A connection of our own to a message bus, for many calls at once and bounded waits. It has no
-/// thread and no event loop: replies arrive while exchange() waits. One thread at a time.
+/// thread and no event loop: replies arrive while callAll() waits. One thread at a time.
 class PrivateBus
 {
 public:
@@ -30,13 +30,13 @@ public:
     /// Sends the calls and returns the replies in their order: a method's return or an error, and
     /// null where none came by the deadline, or when all were silent for that long.
     [[nodiscard]] std::vector<DBusMessagePtr>
-    exchange(const std::vector<DBusMessagePtr> &calls, Deadline deadline,
-             std::chrono::milliseconds silence = unlimited);
+    callAll(const std::vector<DBusMessagePtr> &calls, Deadline deadline,
+            std::chrono::milliseconds silence = unlimited);
 
     /// The same, but it waits for the reply to the last call only: who answers in order and has not
     /// answered the others by then is still at them.
     [[nodiscard]] std::vector<DBusMessagePtr>
-    exchangeUntilLast(const std::vector<DBusMessagePtr> &calls, Deadline deadline);
+    callUntilLast(const std::vector<DBusMessagePtr> &calls, Deadline deadline);
 
     /// Where the session's bus is; empty where there is none.
     [[nodiscard]] static QByteArray sessionAddress();
@@ -50,9 +50,8 @@ private:
     explicit PrivateBus(DBusConnection *connection) : m_connection(connection) {}
 
     enum class Until { allReplies, lastReply };
-    std::vector<DBusMessagePtr> exchange(const std::vector<DBusMessagePtr> &calls,
-                                         Deadline deadline, std::chrono::milliseconds silence,
-                                         Until until);
+    std::vector<DBusMessagePtr> callAll(const std::vector<DBusMessagePtr> &calls, Deadline deadline,
+                                        std::chrono::milliseconds silence, Until until);
 
     std::unique_ptr<DBusConnection, Closer> m_connection;
 };

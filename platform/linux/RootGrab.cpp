@@ -18,13 +18,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // So much is asked for at once where it has to come through the connection.
 constexpr uint32_t chunkSize = 1 << 20;
 
 [[noreturn]] void fail()
 {
-    throw PlatformError(QStringLiteral("The display doesn't let its picture be taken."));
+    throw PlatformError(u"The display doesn't let its picture be taken."_s);
 }
 
 // A part of the screen, which never reaches beyond it.
@@ -99,7 +101,7 @@ public:
     ScreenImage take()
     {
         if (xcb_connection_has_error(m_connection) != 0)
-            throw PlatformError(QStringLiteral("There is no display to take a picture of."));
+            throw PlatformError(u"There is no display to take a picture of."_s);
         m_answered();
         findRoot();
         const XcbReply<xcb_get_geometry_reply_t> size(

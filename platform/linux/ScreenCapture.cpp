@@ -2,8 +2,8 @@
 
 #include "platform/Outcome.h"
 #include "platform/WorkerThread.h"
+#include "platform/linux/AtomicFile.h"
 #include "platform/linux/RootGrab.h"
-#include "platform/linux/WholeFile.h"
 
 #include <QTimer>
 
@@ -12,6 +12,8 @@
 #include <mutex>
 #include <new>
 #include <thread>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 constexpr std::chrono::milliseconds silenceLimit{2000};
@@ -33,11 +35,11 @@ public:
             // What nobody waits for any more must not turn up later.
             if (!beginSaving())
                 return;
-            WholeFile::write(file, image.toPng());
+            AtomicFile::write(file, image.toPng());
         } catch (const PlatformError &error) {
             failure = QString::fromUtf8(error.what());
         } catch (const std::bad_alloc &) {
-            failure = QStringLiteral("There is not enough memory for a picture of the screen.");
+            failure = u"There is not enough memory for a picture of the screen."_s;
         }
         end(failure);
     }
@@ -53,7 +55,7 @@ public:
             if (m_answers > seen)
                 return m_answers;
         }
-        end(QStringLiteral("The display doesn't answer."));
+        end(u"The display doesn't answer."_s);
         return std::nullopt;
     }
 

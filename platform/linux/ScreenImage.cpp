@@ -4,6 +4,8 @@
 
 #include <png.h>
 
+using namespace Qt::StringLiterals;
+
 QByteArray ScreenImage::toPng() const
 {
     png_image image{};
@@ -15,7 +17,7 @@ QByteArray ScreenImage::toPng() const
     QByteArray file(static_cast<qsizetype>(PNG_IMAGE_PNG_SIZE_MAX(image)), Qt::Uninitialized);
     auto length = static_cast<png_alloc_size_t>(file.size());
     if (png_image_write_to_memory(&image, file.data(), &length, 0, rgb.data(), 0, nullptr) == 0) {
-        throw PlatformError(QStringLiteral("The screenshot can't be put into a file: ") +
+        throw PlatformError(u"The screenshot can't be put into a file: "_s +
                             QString::fromUtf8(image.message) + u'.');
     }
     file.truncate(static_cast<qsizetype>(length));

@@ -1,7 +1,7 @@
 #include "platform/linux/ScreenPortal.h"
 
 #include "platform/Outcome.h"
-#include "platform/linux/WholeFile.h"
+#include "platform/linux/AtomicFile.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -17,6 +17,8 @@
 #include <chrono>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 using namespace std::chrono_literals;
 
@@ -24,7 +26,7 @@ using namespace std::chrono_literals;
 constexpr auto portalLimit = 2s;
 constexpr auto userLimit = 60s;
 
-const QString portalName = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalName = u"org.freedesktop.portal.Desktop"_s;
 
 // Takes the portal's own file away: the user asked for one picture, and for one place.
 std::optional<QString> moved(const QUrl &address, const std::filesystem::path &file)
@@ -33,7 +35,7 @@ std::optional<QString> moved(const QUrl &address, const std::filesystem::path &f
     if (!address.isLocalFile() || !picture.open(QIODevice::ReadOnly))
         return std::nullopt;
     try {
-        WholeFile::write(file, picture.readAll());
+        AtomicFile::write(file, picture.readAll());
     } catch (const PlatformError &error) {
         return QString::fromUtf8(error.what());
     }
@@ -54,20 +56,20 @@ public:
     void send()
     {
         QDBusConnection bus = QDBusConnection::sessionBus();
-        const QString token = QStringLiteral("quillon%1").arg(++s_count);
+        const QString token = u"quillon%1"_s.arg(++s_count);
         // The portal may answer before it has told where it will, so the place is known before.
-        m_path = QStringLiteral("/org/freedesktop/portal/desktop/request/%1/%2")
-                     .arg(bus.baseService().mid(1).replace(u'.', u'_'), token);
+        m_path = u"/org/freedesktop/portal/desktop/request/%1/%2"_s.arg(
+            bus.baseService().mid(1).replace(u'.', u'_'), token);
         // From nobody else: what is answered is moved away from where it is.
-        if (!bus.connect(portalName, m_path, QStringLiteral("org.freedesktop.portal.Request"),
-                         QStringLiteral("Response"), this, SLOT(respond(uint, QVariantMap)))) {
+        if (!bus.connect(portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Response"_s,
+                         this, SLOT(respond(uint, QVariantMap)))) {
             end(std::nullopt);
             return;
         }
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            portalName, QStringLiteral("/org/freedesktop/portal/desktop"),
-            QStringLiteral("org.freedesktop.portal.Screenshot"), QStringLiteral("Screenshot"));
-        call << QString() << QVariantMap{{QStringLiteral("handle_token"), token}};
+        QDBusMessage call =
+            QDBusMessage::createMethodCall(portalName, u"/org/freedesktop/portal/desktop"_s,
+                                           u"org.freedesktop.portal.Screenshot"_s, u"Screenshot"_s);
+        call << QString() << QVariantMap{{u"handle_token"_s, token}};
         auto *const watcher = new QDBusPendingCallWatcher(
             bus.asyncCall(call, static_cast<int>(std::chrono::milliseconds(portalLimit).count())),
             this);
@@ -88,8 +90,7 @@ private Q_SLOTS:
     void respond(uint code, const QVariantMap &results)
     {
         const bool isTaken = code == 0;
-        end(isTaken ? moved(QUrl(results.value(QStringLiteral("uri")).toString()), m_file)
-                    : std::nullopt);
+        end(isTaken ? moved(QUrl(results.value(u"uri"_s).toString()), m_file) : std::nullopt);
     }
 
 private: // NOLINT(readability-redundant-access-specifiers): those above are slots.
@@ -97,8 +98,7 @@ private: // NOLINT(readability-redundant-access-specifiers): those above are slo
     void withdraw() const
     {
         QDBusConnection::sessionBus().send(QDBusMessage::createMethodCall(
-            portalName, m_path, QStringLiteral("org.freedesktop.portal.Request"),
-            QStringLiteral("Close")));
+            portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Close"_s));
     }
 
     void end(const std::optional<QString> &failure)

@@ -50,15 +50,15 @@ void ShellSession::watch(xcb_window_t window)
 void ShellSession::bringForward(xcb_window_t window, quint32 userTime, bool isAwaited)
 {
     m_userTime = userTime;
-    m_comes = isAwaited ? window : noWindow;
-    m_goes = noWindow;
+    m_activating = isAwaited ? window : noWindow;
+    m_hiding = noWindow;
     requestFocus(window);
 }
 
 void ShellSession::giveBackAfter(xcb_window_t window)
 {
-    m_goes = window;
-    m_comes = noWindow;
+    m_hiding = window;
+    m_activating = noWindow;
 }
 
 void ShellSession::blurBehind(xcb_window_t window, QSize size, double cornerRadius)
@@ -124,18 +124,18 @@ void ShellSession::handle(const xcb_generic_event_t &event)
 {
     const int type = event.response_type & 0x7f;
     if (type == XCB_MAP_NOTIFY) {
-        if (reinterpret_cast<const xcb_map_notify_event_t &>(event).window == m_comes)
-            insistOnFocus();
+        if (reinterpret_cast<const xcb_map_notify_event_t &>(event).window == m_activating)
+            retryActivation();
     } else if (type == XCB_FOCUS_IN) {
         const auto &change = reinterpret_cast<const xcb_focus_in_event_t &>(event);
-        if (change.event == m_comes && change.detail != XCB_NOTIFY_DETAIL_POINTER)
-            m_comes = noWindow;
+        if (change.event == m_activating && change.detail != XCB_NOTIFY_DETAIL_POINTER)
+            m_activating = noWindow;
     } else if (type == XCB_VISIBILITY_NOTIFY) {
-        tellPlace(reinterpret_cast<const xcb_visibility_notify_event_t &>(event).window);
+        sendConfigureNotify(reinterpret_cast<const xcb_visibility_notify_event_t &>(event).window);
     } else if (type == XCB_UNMAP_NOTIFY) {
         const auto window = reinterpret_cast<const xcb_unmap_notify_event_t &>(event).window;
-        if (window == m_goes) {
-            m_goes = noWindow;
+        if (window == m_hiding) {
+            m_hiding = noWindow;
             giveFocusBack();
         }
     } else if (type == XCB_CONFIGURE_NOTIFY) {
@@ -156,7 +156,7 @@ void ShellSession::handle(const xcb_generic_event_t &event)
 // hears nothing more where the window ends up where it was meant to be. It would then go on with
 // the place of that moment, the screen's corner: the panel would jump when it is dragged, and be
 // centred on the wrong screen. Window managers use this message for the same purpose.
-void ShellSession::tellPlace(xcb_window_t window)
+void ShellSession::sendConfigureNotify(xcb_window_t window)
 {
     const auto sizeCookie = xcb_get_geometry(connection(), window);
     const auto placeCookie =
@@ -206,14 +206,14 @@ void ShellSession::requestFocus(xcb_window_t window)
 // A window manager may have looked at the window's age only and left it behind. But where the
 // window has had the focus since, and the user has gone on to another one, asking again would be
 // theft: the answer waited for here brings all events until now, and they are looked at first.
-void ShellSession::insistOnFocus()
+void ShellSession::retryActivation()
 {
     (void)activeWindow();
     QMetaObject::invokeMethod(
         m_events.get(),
         [this] {
-            if (m_comes != noWindow)
-                requestFocus(std::exchange(m_comes, noWindow));
+            if (m_activating != noWindow)
+                requestFocus(std::exchange(m_activating, noWindow));
         },
         Qt::QueuedConnection);
 }

@@ -55,10 +55,10 @@ private:
     void followCompositor();
     [[nodiscard]] bool hasCompositor() const;
     void handle(const xcb_generic_event_t &event);
-    void tellPlace(xcb_window_t window);
+    void sendConfigureNotify(xcb_window_t window);
     void describeBlur(QSize size);
     void requestFocus(xcb_window_t window);
-    void insistOnFocus();
+    void retryActivation();
     void giveFocusBack();
 
     std::unique_ptr<X11Events> m_events;
@@ -72,7 +72,7 @@ private:
     int m_selectionEvent = -1;
     bool m_isComposited = false;
     quint32 m_userTime = XCB_CURRENT_TIME;
-    xcb_window_t m_previous = XCB_WINDOW_NONE; ///< What had the focus before us.
-    xcb_window_t m_comes = XCB_WINDOW_NONE;    ///< What wants the focus once it is mapped.
-    xcb_window_t m_goes = XCB_WINDOW_NONE;     ///< What gives the focus back once it is gone.
+    xcb_window_t m_previous = XCB_WINDOW_NONE;   ///< What had the focus before us.
+    xcb_window_t m_activating = XCB_WINDOW_NONE; ///< What wants the focus once it is mapped.
+    xcb_window_t m_hiding = XCB_WINDOW_NONE;     ///< What gives the focus back once it is gone.
 };

@@ -9,6 +9,8 @@
 #include <optional>
 #include <system_error>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Qt does not check this: where it finds no place for the user's Trash, it moves the item into
 // the working directory and calls that a success (seen on 6.4.2).
@@ -26,7 +28,7 @@ void makeHomeTrash()
             std::filesystem::permissions(trash / part, std::filesystem::perms::owner_all, error);
     }
     if (error)
-        throw PlatformError(QStringLiteral("The Trash can't be used: ") +
+        throw PlatformError(u"The Trash can't be used: "_s +
                             QString::fromStdString(error.message()) + u'.');
 }
 

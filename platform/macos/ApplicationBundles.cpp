@@ -3,8 +3,10 @@
 #include <QDir>
 #include <QFileInfo>
 
+using namespace Qt::StringLiterals;
+
 namespace {
-const QString bundleSuffix = QStringLiteral(".app");
+const QString bundleSuffix = u".app"_s;
 
 std::optional<QString> unlessEmpty(const QString &text)
 {
@@ -26,10 +28,8 @@ ActivationPolicy activationPolicy(long number)
 
 QStringList ApplicationBundles::folders()
 {
-    return {QStringLiteral("/Applications"), QStringLiteral("/System/Applications"),
-            QStringLiteral("/System/Applications/Utilities"),
-            QStringLiteral("/Applications/Utilities"),
-            QDir::homePath() + QStringLiteral("/Applications")};
+    return {u"/Applications"_s, u"/System/Applications"_s, u"/System/Applications/Utilities"_s,
+            u"/Applications/Utilities"_s, QDir::homePath() + u"/Applications"_s};
 }
 
 QList<InstalledApplication> ApplicationBundles::in(const QString &folder)

@@ -9,6 +9,8 @@
 #include <chrono>
 #include <memory>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // Far longer than a picture takes, for the case that the tool hangs.
 constexpr std::chrono::seconds limit{30};
@@ -35,6 +37,6 @@ QFuture<void> CaptureTool::run(const QString &program, const std::filesystem::pa
                          tool->deleteLater();
                      });
     QTimer::singleShot(limit, tool, &QProcess::kill);
-    tool->start(program, {QStringLiteral("-x"), QFile::decodeName(file.c_str())});
+    tool->start(program, {u"-x"_s, QFile::decodeName(file.c_str())});
     return promise->future();
 }

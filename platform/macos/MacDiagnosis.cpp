@@ -6,6 +6,8 @@
 
 #include <CoreGraphics/CoreGraphics.h>
 
+using namespace Qt::StringLiterals;
+
 using Verdict = Finding::Verdict;
 
 MacDiagnosis::MacDiagnosis(Accessibility &accessibility, Shell &shell)
@@ -16,41 +18,40 @@ MacDiagnosis::MacDiagnosis(Accessibility &accessibility, Shell &shell)
 Finding MacDiagnosis::display()
 {
     if (m_shell.hasDisplay())
-        return {Verdict::good, QStringLiteral("this login has a desktop")};
-    return {Verdict::bad, QStringLiteral("none"),
-            QStringLiteral("Log in at the Mac itself: this login has no desktop.")};
+        return {Verdict::good, u"this login has a desktop"_s};
+    return {Verdict::bad, u"none"_s, u"Log in at the Mac itself: this login has no desktop."_s};
 }
 
 Finding MacDiagnosis::accessibility()
 {
     if (m_accessibility.isTrusted())
-        return {Verdict::good, QStringLiteral("allowed")};
+        return {Verdict::good, u"allowed"_s};
     // The system remembers a program by its signature, and goes on showing the switch of an older
     // one.
-    return {Verdict::bad, QStringLiteral("not allowed"),
-            QStringLiteral("Switch on Quillon (or the terminal that it was started in) in System "
-                           "Settings, Privacy & Security, Accessibility. If it is on there, remove "
-                           "it with the minus button and add it again.")};
+    return {Verdict::bad, u"not allowed"_s,
+            u"Switch on Quillon (or the terminal that it was started in) in System "
+            "Settings, Privacy & Security, Accessibility. If it is on there, remove "
+            "it with the minus button and add it again."_s};
 }
 
 Finding MacDiagnosis::hotKey()
 {
     if (!MacHotKey::isReserved())
-        return {Verdict::good, QStringLiteral("no other application keeps Option+Space to itself")};
-    return {Verdict::limited, QStringLiteral("Option+Space belongs to another application"),
-            QStringLiteral("Give that application another key, or click Quillon in the Dock.")};
+        return {Verdict::good, u"no other application keeps Option+Space to itself"_s};
+    return {Verdict::limited, u"Option+Space belongs to another application"_s,
+            u"Give that application another key, or click Quillon in the Dock."_s};
 }
 
 Finding MacDiagnosis::screenCapture()
 {
     if (CGPreflightScreenCaptureAccess())
-        return {Verdict::good, QStringLiteral("allowed")};
-    return {Verdict::limited, QStringLiteral("not allowed"),
-            QStringLiteral("Switch on Quillon (or the terminal that it was started in) in System "
-                           "Settings, Privacy & Security, Screen Recording.")};
+        return {Verdict::good, u"allowed"_s};
+    return {Verdict::limited, u"not allowed"_s,
+            u"Switch on Quillon (or the terminal that it was started in) in System "
+            "Settings, Privacy & Security, Screen Recording."_s};
 }
 
 Finding MacDiagnosis::fileManager()
 {
-    return {Verdict::good, QStringLiteral("Finder")};
+    return {Verdict::good, u"Finder"_s};
 }

@@ -6,6 +6,8 @@
 
 #include <CoreGraphics/CoreGraphics.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // The values of a description are borrowed from it.
 CFTypeRef value(CFDictionaryRef description, CFStringRef key, CFTypeID type)
@@ -54,5 +56,5 @@ std::optional<QList<WindowInfo>> MacScreen::windows()
 
 QFuture<void> MacScreen::capture(const std::filesystem::path &file)
 {
-    return CaptureTool::run(QStringLiteral("/usr/sbin/screencapture"), file);
+    return CaptureTool::run(u"/usr/sbin/screencapture"_s, file);
 }

@@ -18,12 +18,12 @@ public:
     void activate() override;
     void hide() override;
 
-    bool isVisible(PanelWindow &window) override;
-    bool isKey(PanelWindow &window) override;
-    void makeKeyAndOrderFront(PanelWindow &window) override;
-    void center(PanelWindow &window) override;
-    void style(PanelWindow &window) override;
-    void layUnder(PanelWindow &window, Material material) override;
+    bool isVisible(NativeWindow &window) override;
+    bool isKey(NativeWindow &window) override;
+    void makeKeyAndOrderFront(NativeWindow &window) override;
+    void center(NativeWindow &window) override;
+    void style(NativeWindow &window) override;
+    void placeMaterialBehind(NativeWindow &window, Material material) override;
 
     bool isComposited() override { return true; }
     void observeComposition(std::function<void()>) override {}

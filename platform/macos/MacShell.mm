@@ -1,6 +1,6 @@
 #include "platform/macos/MacShell.h"
 
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 #include "platform/macos/CFOwner.h"
 
 #import <AppKit/AppKit.h>
@@ -50,7 +50,7 @@ std::function<void(bool)> s_reopened;
 @end
 
 namespace {
-NSView *view(PanelWindow &window)
+NSView *view(NativeWindow &window)
 {
     return (__bridge NSView *)reinterpret_cast<void *>(window.handle());
 }
@@ -124,28 +124,28 @@ void MacShell::hide()
     [NSApp hide:nil];
 }
 
-bool MacShell::isVisible(PanelWindow &window)
+bool MacShell::isVisible(NativeWindow &window)
 {
     return view(window).window.isVisible;
 }
 
-bool MacShell::isKey(PanelWindow &window)
+bool MacShell::isKey(NativeWindow &window)
 {
     return view(window).window.isKeyWindow;
 }
 
-void MacShell::makeKeyAndOrderFront(PanelWindow &window)
+void MacShell::makeKeyAndOrderFront(NativeWindow &window)
 {
     window.show();
     [view(window).window makeKeyAndOrderFront:nil];
 }
 
-void MacShell::center(PanelWindow &window)
+void MacShell::center(NativeWindow &window)
 {
     [view(window).window center];
 }
 
-void MacShell::style(PanelWindow &window)
+void MacShell::style(NativeWindow &window)
 {
     NSWindow *const panel = view(window).window;
     const NSSize size = [panel contentRectForFrameRect:panel.frame].size;
@@ -162,7 +162,7 @@ void MacShell::style(PanelWindow &window)
     panel.collectionBehavior = NSWindowCollectionBehaviorFullScreenNone;
 }
 
-void MacShell::layUnder(PanelWindow &window, Material material)
+void MacShell::placeMaterialBehind(NativeWindow &window, Material material)
 {
     NSView *const content = view(window);
     // What is not opaque lets itself be dragged by anything on it, selected text and scroll bars

@@ -2,16 +2,18 @@
 
 #include <QStringList>
 
+using Qt::StringLiterals::operator""_s;
+
 /// What the doctor looks at, in the order of its report.
 inline const QStringList doctorSubjects{
-    QStringLiteral("Quillon"),
-    QStringLiteral("Display"),
-    QStringLiteral("Accessibility"),
-    QStringLiteral("Hot key"),
-    QStringLiteral("Models folder"),
-    QStringLiteral("Qwen2.5 1.5B Instruct"),
-    QStringLiteral("Llama 3.2 3B Instruct"),
-    QStringLiteral("llama.cpp"),
-    QStringLiteral("Screen capture"),
-    QStringLiteral("File manager"),
+    u"Quillon"_s,
+    u"Display"_s,
+    u"Accessibility"_s,
+    u"Hot key"_s,
+    u"Models folder"_s,
+    u"Qwen2.5 1.5B Instruct"_s,
+    u"Llama 3.2 3B Instruct"_s,
+    u"llama.cpp"_s,
+    u"Screen capture"_s,
+    u"File manager"_s,
 };

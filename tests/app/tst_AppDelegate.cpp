@@ -42,7 +42,7 @@ void tst_AppDelegate::theLastWindowDoesNotTakeTheApplicationWithIt()
 void tst_AppDelegate::reopeningSummonsAfterTheEventAtHand()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(false));
@@ -64,7 +64,7 @@ void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
 void tst_AppDelegate::anotherStartSummonsWhatIsHidden()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     AppDelegate delegate;
     delegate.applicationWasStartedAgain();
@@ -78,7 +78,7 @@ void tst_AppDelegate::anotherStartSummonsWhatIsHidden()
 void tst_AppDelegate::anotherStartBringsForwardWhatIsVisible()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     panel.isOnScreen = true;
     platform.panels.add(panel);
     AppDelegate delegate;
@@ -90,7 +90,7 @@ void tst_AppDelegate::anotherStartBringsForwardWhatIsVisible()
 void tst_AppDelegate::aWindowIsStyledAfterTheEventAtHand()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     WindowStyler::make(panel);
     QVERIFY(platform.panels.calls.isEmpty());
@@ -100,7 +100,7 @@ void tst_AppDelegate::aWindowIsStyledAfterTheEventAtHand()
 void tst_AppDelegate::aWindowThatIsGoneByThenIsNotStyled()
 {
     FakePlatform platform;
-    auto panel = std::optional<FakePanelWindow>(u"panel"_s);
+    auto panel = std::optional<FakeNativeWindow>(u"panel"_s);
     platform.panels.add(*panel);
     WindowStyler::make(*panel);
     platform.panels.forget(*panel);
@@ -112,7 +112,7 @@ void tst_AppDelegate::aWindowThatIsGoneByThenIsNotStyled()
 void tst_AppDelegate::theMaterialLiesUnderTheWindow()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     VisualEffect(Shell::Material::underWindowBackground).make(panel);
     QCOMPARE(platform.panels.calls, QStringList{u"material 21 under panel"_s});
 }

@@ -11,7 +11,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-const QString program = QStringLiteral(QUILLON_PROGRAM);
+const QString program = u"" QUILLON_PROGRAM ""_s;
 } // namespace
 
 class tst_DoctorOnDesktop : public QObject

@@ -25,7 +25,7 @@ private Q_SLOTS:
 void tst_HotKey::summoningBringsTheApplicationForwardAndCentresItsPanel()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     HotKey::summon();
     QCOMPARE(platform.panels.calls,
@@ -43,7 +43,7 @@ void tst_HotKey::summoningBringsTheApplicationForwardAndCentresItsPanel()
 void tst_HotKey::theViewsHearOfASummonWhenThePanelIsInFront()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     int summons = 0;
     QObject listener;
@@ -61,7 +61,7 @@ void tst_HotKey::theViewsHearOfASummonWhenThePanelIsInFront()
 void tst_HotKey::summoningHidesTheApplicationWhileItsPanelHasTheKeyboard()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     HotKey::summon();
     platform.panels.calls.clear();
@@ -90,7 +90,7 @@ void tst_HotKey::summoningShowsWhatIsNotSeen()
     QFETCH(bool, isKey);
     QFETCH(bool, isVisible);
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     platform.panels.isInFront = isActive;
     panel.isFocused = isKey;
@@ -103,8 +103,8 @@ void tst_HotKey::summoningShowsWhatIsNotSeen()
 void tst_HotKey::everyMainWindowComesForwardInOrder()
 {
     FakePlatform platform;
-    FakePanelWindow first(u"first"_s);
-    FakePanelWindow second(u"second"_s);
+    FakeNativeWindow first(u"first"_s);
+    FakeNativeWindow second(u"second"_s);
     platform.panels.add(first);
     platform.panels.add(second);
     HotKey::summon();
@@ -118,9 +118,9 @@ void tst_HotKey::everyMainWindowComesForwardInOrder()
 void tst_HotKey::windowsThatCannotBecomeMainStayWhereTheyAre()
 {
     FakePlatform platform;
-    FakePanelWindow tip(u"tip"_s);
+    FakeNativeWindow tip(u"tip"_s);
     tip.mayBecomeMain = false;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(tip);
     platform.panels.add(panel);
     HotKey::summon();
@@ -141,7 +141,7 @@ void tst_HotKey::anApplicationWithoutWindowsIsStillActivated()
 void tst_HotKey::thePressedKeySummons()
 {
     FakePlatform platform;
-    FakePanelWindow panel(u"panel"_s);
+    FakeNativeWindow panel(u"panel"_s);
     platform.panels.add(panel);
     HotKey::shared().registerKey();
     QCOMPARE(platform.panels.calls, QStringList{u"register"_s});

@@ -15,7 +15,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-const QString packaging = QStringLiteral(PACKAGING "/");
+const QString packaging = u"" PACKAGING "/"_s;
 
 QByteArray content(const QString &path)
 {
@@ -116,8 +116,7 @@ void tst_Packaging::theIconIsDrawnInEverySize()
 {
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"Quillon.icns"_s);
-    QCOMPARE(
-        QProcess::execute(QStringLiteral(MAKE_ICNS), {packaging + u"icon/quillon.svg"_s, path}), 0);
+    QCOMPARE(QProcess::execute(u"" MAKE_ICNS ""_s, {packaging + u"icon/quillon.svg"_s, path}), 0);
     const QByteArray icon = content(path);
     const auto length = [&](qsizetype at) {
         return static_cast<qsizetype>(qFromBigEndian<quint32>(icon.constData() + at));
@@ -144,7 +143,7 @@ void tst_Packaging::theIconIsDrawnInEverySize()
 void tst_Packaging::aMissingDrawingIsAFailure()
 {
     const QTemporaryDir folder;
-    QCOMPARE(QProcess::execute(QStringLiteral(MAKE_ICNS),
+    QCOMPARE(QProcess::execute(u"" MAKE_ICNS ""_s,
                                {folder.filePath(u"none.svg"_s), folder.filePath(u"x.icns"_s)}),
              1);
 }

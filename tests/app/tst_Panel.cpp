@@ -95,7 +95,7 @@ void tst_Panel::hidingIsTheApplications()
 void tst_Panel::closingAndMinimisingAreTheWindows()
 {
     FakePlatform platform;
-    FakePanelWindow window(u"panel"_s);
+    FakeNativeWindow window(u"panel"_s);
     Panel panel;
     panel.setWindow(&window);
     window.isOnScreen = true;

@@ -31,7 +31,7 @@ public:
                                                           QProcessEnvironment::systemEnvironment())
     {
         m_process.setProcessEnvironment(environment);
-        m_process.start(QStringLiteral(PANEL_PROGRAM), arguments);
+        m_process.start(u"" PANEL_PROGRAM ""_s, arguments);
         if (!m_process.waitForStarted())
             qFatal("The program does not start.");
     }

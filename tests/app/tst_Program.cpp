@@ -47,7 +47,7 @@ private:
 };
 
 namespace {
-const QString program = QStringLiteral(QUILLON_PROGRAM);
+const QString program = u"" QUILLON_PROGRAM ""_s;
 
 QStringList taskArguments(const QString &task)
 {

@@ -11,6 +11,8 @@
 
 #include <csignal>
 
+using Qt::StringLiterals::operator""_s;
+
 /// How long a real application may take on a machine that is busy with other tests.
 constexpr int appLimit = 60'000;
 
@@ -35,7 +37,7 @@ constexpr int appLimit = 60'000;
 [[nodiscard]] inline QString frontName()
 {
     const auto front = Platform::current().workspace().frontmostApplication();
-    return front ? front->name.value_or(QString()) : QStringLiteral("nothing");
+    return front ? front->name.value_or(QString()) : u"nothing"_s;
 }
 
 /// The title of the window that the keys go to.
@@ -49,13 +51,13 @@ constexpr int appLimit = 60'000;
 /// The open windows, front to back.
 [[nodiscard]] inline QStringList windows()
 {
-    return Executor::windowSummary().split(QStringLiteral("; "));
+    return Executor::windowSummary().split(u"; "_s);
 }
 
 /// What the application in front says that it shows.
 [[nodiscard]] inline QString readUI()
 {
-    return outcome(QStringLiteral("read_ui"));
+    return outcome(u"read_ui"_s);
 }
 
 /// The process of the running application of that name, or none.
@@ -67,26 +69,24 @@ constexpr int appLimit = 60'000;
 /// Clicks the control, if need be again where the application was too busy to answer.
 inline void click(const QString &label)
 {
-    const QString wanted = QStringLiteral("Clicked “") + label + QStringLiteral("”.");
+    const QString wanted = u"Clicked “"_s + label + u"”."_s;
     QString told;
     const QDeadlineTimer limit(appLimit);
     do {
-        told = outcome(QStringLiteral("click"), {{QStringLiteral("label"), label}});
+        told = outcome(u"click"_s, {{u"label"_s, label}});
     } while (told.endsWith(u"doesn't respond.") && !limit.hasExpired());
     QCOMPARE(told, wanted);
 }
 
 inline void type(const QString &text)
 {
-    QCOMPARE(outcome(QStringLiteral("type_text"), {{QStringLiteral("text"), text}}),
-             QStringLiteral("Typed text."));
+    QCOMPARE(outcome(u"type_text"_s, {{u"text"_s, text}}), u"Typed text."_s);
 }
 
 inline void press(const QString &key, const QString &modifiers = {})
 {
-    QCOMPARE(outcome(QStringLiteral("press_key"),
-                     {{QStringLiteral("key"), key}, {QStringLiteral("modifiers"), modifiers}}),
-             QStringLiteral("Pressed ") + key + u'.');
+    QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, key}, {u"modifiers"_s, modifiers}}),
+             u"Pressed "_s + key + u'.');
 }
 
 /// Ends all applications, whatever they would like to ask.
@@ -94,5 +94,5 @@ inline void closeEverything()
 {
     for (const Application &each : Platform::current().workspace().runningApplications())
         ::kill(static_cast<pid_t>(each.pid), SIGKILL);
-    APP_TRY_COMPARE(windows(), QStringList{QStringLiteral("none")});
+    APP_TRY_COMPARE(windows(), QStringList{u"none"_s});
 }

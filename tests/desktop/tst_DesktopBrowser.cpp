@@ -22,7 +22,7 @@ HttpServer::Answer page(const QByteArray &title, const QByteArray &body)
 
 QSslConfiguration loopbackTls()
 {
-    const QString folder = QStringLiteral(QUILLON_TEST_SUPPORT "/tls/");
+    const QString folder = u"" QUILLON_TEST_SUPPORT "/tls/"_s;
     QFile key(folder + u"loopback-key.pem"_s);
     if (!key.open(QIODevice::ReadOnly))
         qFatal("%s cannot be read.", qPrintable(key.fileName()));

@@ -79,7 +79,7 @@ void tst_DesktopTask::aTaskOfManyStepsIsCarriedOut()
                uR"({"action":"screenshot","save_to":"Documents/Bills 2025"})"_s,
                uR"({"action":"find_files","folder":"Documents","query":"bills"})"_s,
                uR"({"action":"done","message":"The bill says 42."})"_s});
-    Program quillon(QStringLiteral(QUILLON_PROGRAM),
+    Program quillon(u"" QUILLON_PROGRAM ""_s,
                     {u"--task"_s, u"Work out the bill and write it down"_s}, onTheDesktop());
     QVERIFY2(quillon.waitForExit(120'000).value_or(-1) == 0,
              qPrintable(quillon.output() + quillon.errors()));

@@ -13,6 +13,8 @@
 #include <chrono>
 #include <utility>
 
+using Qt::StringLiterals::operator""_s;
+
 /// Waits that take no time and are written down.
 class SeenPauses
 {
@@ -21,7 +23,7 @@ public:
 
 private:
     Executor::PauseOverride m_override{
-        [this](std::chrono::milliseconds duration, const Executor::Surrounding &) {
+        [this](std::chrono::milliseconds duration, const Executor::CancellationToken &) {
             durations.append(duration);
         }};
 };
@@ -39,9 +41,9 @@ private:
     try {
         co_return co_await task;
     } catch (const ActionError &error) {
-        co_return QStringLiteral("ActionError: ") + error.message;
+        co_return u"ActionError: "_s + error.message;
     } catch (const PlatformError &error) {
-        co_return QStringLiteral("PlatformError: ") + QString::fromUtf8(error.what());
+        co_return u"PlatformError: "_s + QString::fromUtf8(error.what());
     }
 }
 

@@ -186,8 +186,8 @@ void tst_Keyboard::aStopDoesNotCutThePausesShort()
     m_pauses.reset();
     QList<bool> canBeCancelled;
     const Executor::PauseOverride pauses(
-        [&](std::chrono::milliseconds, const Executor::Surrounding &surrounding) {
-            canBeCancelled.append(surrounding != nullptr);
+        [&](std::chrono::milliseconds, const Executor::CancellationToken &cancellation) {
+            canBeCancelled.append(cancellation != nullptr);
         });
     const auto stopped = std::make_shared<Cancellation>();
     stopped->cancel();

@@ -20,6 +20,8 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace std::chrono_literals;
 using Answer = HttpServer::Answer;
 using Framing = HttpServer::Framing;
@@ -55,13 +57,12 @@ void write(const QString &path, const QByteArray &bytes)
 
 QSslConfiguration loopbackTls()
 {
-    const QString folder = QStringLiteral(QUILLON_TEST_SUPPORT "/tls/");
-    QFile key(folder + QStringLiteral("loopback-key.pem"));
+    const QString folder = u"" QUILLON_TEST_SUPPORT "/tls/"_s;
+    QFile key(folder + u"loopback-key.pem"_s);
     QSslConfiguration tls = QSslConfiguration::defaultConfiguration();
     if (key.open(QIODevice::ReadOnly))
         tls.setPrivateKey(QSslKey(&key, QSsl::Rsa));
-    tls.setLocalCertificateChain(
-        QSslCertificate::fromPath(folder + QStringLiteral("loopback-certificate.pem")));
+    tls.setLocalCertificateChain(QSslCertificate::fromPath(folder + u"loopback-certificate.pem"_s));
     return tls;
 }
 } // namespace
@@ -181,8 +182,8 @@ Download::Events DownloadTest::events()
 
 QUrl DownloadTest::serving(const Answer &answer)
 {
-    m_server->setAnswer(QStringLiteral("/model.gguf"), answer);
-    return m_server->url(QStringLiteral("/model.gguf"));
+    m_server->setAnswer(u"/model.gguf"_s, answer);
+    return m_server->url(u"/model.gguf"_s);
 }
 
 void DownloadTest::start(const QUrl &url, std::chrono::milliseconds wait)
@@ -272,12 +273,12 @@ void DownloadTest::bringsTheWholeBody()
     QFETCH(const Framing, framing);
     QFETCH(const qint64, size);
     const QByteArray body = pattern(size);
-    m_server->setAnswer(QStringLiteral("/a/model.gguf"), {.body = body, .framing = framing});
+    m_server->setAnswer(u"/a/model.gguf"_s, {.body = body, .framing = framing});
 
-    finish(m_server->url(QStringLiteral("/a/model.gguf")));
+    finish(m_server->url(u"/a/model.gguf"_s));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
+    QCOMPARE(leftOver(), QStringList{u"model.gguf"_s});
+    QVERIFY(contents(path(u"model.gguf"_s)) == body);
     QVERIFY(!m_progress.isEmpty());
     QVERIFY(std::is_sorted(m_progress.begin(), m_progress.end()));
 }
@@ -287,14 +288,14 @@ void DownloadTest::takesABodyThatIsMarkedAsNotPacked()
     const QByteArray body = pattern(50'000);
     finish(serving({.body = body, .headers = {"Content-Encoding: Identity"}}));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
+    QVERIFY(contents(path(u"model.gguf"_s)) == body);
 }
 
 void DownloadTest::refusesAPackedBodyThatItDidNotAskFor()
 {
     finish(serving({.body = pattern(50'000), .headers = {"Content-Encoding: gzip"}}));
     QVERIFY(m_server->requests().first().head.contains("\r\nAccept-Encoding: identity\r\n"));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("The server sent the file packed."));
+    QCOMPARE(m_failure.value_or(QString()), u"The server sent the file packed."_s);
     QCOMPARE(leftOver(), QStringList());
 }
 
@@ -302,10 +303,10 @@ void DownloadTest::takesALocalFileToo()
 {
     const QTemporaryDir elsewhere;
     const QByteArray bytes = pattern(20'000'000);
-    write(elsewhere.filePath(QStringLiteral("local.gguf")), bytes);
-    finish(QUrl::fromLocalFile(elsewhere.filePath(QStringLiteral("local.gguf"))));
+    write(elsewhere.filePath(u"local.gguf"_s), bytes);
+    finish(QUrl::fromLocalFile(elsewhere.filePath(u"local.gguf"_s)));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("local.gguf"))) == bytes);
+    QVERIFY(contents(path(u"local.gguf"_s)) == bytes);
     QCOMPARE(m_progress.last(), 1.0);
 }
 
@@ -350,21 +351,20 @@ void DownloadTest::failsByTheStatus()
 {
     QFETCH(const int, status);
     finish(serving({.status = status, .body = "An explanation"}));
-    QCOMPARE(m_failure.value_or(QString()),
-             QStringLiteral("Download failed (HTTP %1).").arg(status));
+    QCOMPARE(m_failure.value_or(QString()), u"Download failed (HTTP %1)."_s.arg(status));
     QCOMPARE(leftOver(), QStringList());
 }
 
 void DownloadTest::doesNotWaitForAPageThatExplainsAFailure()
 {
     finish(serving({.status = 404, .body = "An explanation", .holdAfter = 3}));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Download failed (HTTP 404)."));
+    QCOMPARE(m_failure.value_or(QString()), u"Download failed (HTTP 404)."_s);
 }
 
 void DownloadTest::failsWhereNobodyListens()
 {
-    finish(HttpServer::closedUrl(QStringLiteral("/model.gguf")));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Connection refused"));
+    finish(HttpServer::closedUrl(u"/model.gguf"_s));
+    QCOMPARE(m_failure.value_or(QString()), u"Connection refused"_s);
     QCOMPARE(leftOver(), QStringList());
 }
 
@@ -372,9 +372,9 @@ void DownloadTest::failsOnAnAddressThatIsNone_data()
 {
     QTest::addColumn<QUrl>("url");
     QTest::newRow("empty") << QUrl();
-    QTest::newRow("without a host") << QUrl(QStringLiteral("https:///model.gguf"));
-    QTest::newRow("of no known kind") << QUrl(QStringLiteral("gopher://127.0.0.1/model.gguf"));
-    QTest::newRow("relative") << QUrl(QStringLiteral("model.gguf"));
+    QTest::newRow("without a host") << QUrl(u"https:///model.gguf"_s);
+    QTest::newRow("of no known kind") << QUrl(u"gopher://127.0.0.1/model.gguf"_s);
+    QTest::newRow("relative") << QUrl(u"model.gguf"_s);
 }
 
 void DownloadTest::failsOnAnAddressThatIsNone()
@@ -425,7 +425,7 @@ void DownloadTest::failsWhenNothingComes()
     QFETCH(const bool, silent);
     QFETCH(const qint64, holdAfter);
     finish(serving({.body = pattern(50'000), .holdAfter = holdAfter, .isSilent = silent}), 300ms);
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("The request timed out."));
+    QCOMPARE(m_failure.value_or(QString()), u"The request timed out."_s);
     QCOMPARE(leftOver(), QStringList());
 }
 
@@ -438,7 +438,7 @@ void DownloadTest::waitsForAServerThatIsSlowButAlive()
     finish(serving({.body = body, .dripInterval = 50}), 2s);
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
     QVERIFY(clock.elapsed() > 2'000);
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
+    QVERIFY(contents(path(u"model.gguf"_s)) == body);
 }
 
 void DownloadTest::followsRedirects_data()
@@ -454,46 +454,43 @@ void DownloadTest::followsRedirects()
 {
     QFETCH(const int, status);
     QFETCH(const int, hops);
-    m_server->setAnswer(QStringLiteral("/%1/model.gguf").arg(hops), {.body = pattern(300'000)});
+    m_server->setAnswer(u"/%1/model.gguf"_s.arg(hops), {.body = pattern(300'000)});
     for (int hop = 0; hop < hops; ++hop) {
         // An address without a host is one beside the first.
-        const QUrl next(QStringLiteral("/%1/model.gguf").arg(hop + 1));
-        m_server->setAnswer(QStringLiteral("/%1/model.gguf").arg(hop),
-                            HttpServer::redirect(next, status));
+        const QUrl next(u"/%1/model.gguf"_s.arg(hop + 1));
+        m_server->setAnswer(u"/%1/model.gguf"_s.arg(hop), HttpServer::redirect(next, status));
     }
-    finish(m_server->url(QStringLiteral("/0/model.gguf")));
+    finish(m_server->url(u"/0/model.gguf"_s));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == pattern(300'000));
+    QVERIFY(contents(path(u"model.gguf"_s)) == pattern(300'000));
     QCOMPARE(m_progress.last(), 1.0);
 }
 
 void DownloadTest::keepsTheNameOfTheAddressThatWasAskedFor()
 {
     HttpServer other;
-    other.setAnswer(QStringLiteral("/cdn/3f2a"), {.body = "x"});
-    m_server->setAnswer(QStringLiteral("/model.gguf"),
-                        HttpServer::redirect(other.url(QStringLiteral("/cdn/3f2a"))));
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    other.setAnswer(u"/cdn/3f2a"_s, {.body = "x"});
+    m_server->setAnswer(u"/model.gguf"_s, HttpServer::redirect(other.url(u"/cdn/3f2a"_s)));
+    finish(m_server->url(u"/model.gguf"_s));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+    QCOMPARE(leftOver(), QStringList{u"model.gguf"_s});
 }
 
 void DownloadTest::givesUpOnARedirectInACircle()
 {
-    m_server->setAnswer(QStringLiteral("/model.gguf"),
-                        HttpServer::redirect(QUrl(QStringLiteral("/model.gguf"))));
-    finish(m_server->url(QStringLiteral("/model.gguf")));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Too many redirects"));
+    m_server->setAnswer(u"/model.gguf"_s, HttpServer::redirect(QUrl(u"/model.gguf"_s)));
+    finish(m_server->url(u"/model.gguf"_s));
+    QCOMPARE(m_failure.value_or(QString()), u"Too many redirects"_s);
     QCOMPARE(leftOver(), QStringList());
 }
 
 void DownloadTest::followsNoRedirectOutOfTheWeb()
 {
     const QTemporaryDir elsewhere;
-    write(elsewhere.filePath(QStringLiteral("secret")), "secret");
-    const QUrl local = QUrl::fromLocalFile(elsewhere.filePath(QStringLiteral("secret")));
-    m_server->setAnswer(QStringLiteral("/model.gguf"), HttpServer::redirect(local));
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    write(elsewhere.filePath(u"secret"_s), "secret");
+    const QUrl local = QUrl::fromLocalFile(elsewhere.filePath(u"secret"_s));
+    m_server->setAnswer(u"/model.gguf"_s, HttpServer::redirect(local));
+    finish(m_server->url(u"/model.gguf"_s));
     QVERIFY(m_failure);
     QCOMPARE(leftOver(), QStringList());
 }
@@ -501,8 +498,8 @@ void DownloadTest::followsNoRedirectOutOfTheWeb()
 void DownloadTest::trustsNoCertificateOfUnknownOrigin()
 {
     HttpServer secure(loopbackTls());
-    secure.setAnswer(QStringLiteral("/model.gguf"), {.body = "x"});
-    finish(secure.url(QStringLiteral("/model.gguf")));
+    secure.setAnswer(u"/model.gguf"_s, {.body = "x"});
+    finish(secure.url(u"/model.gguf"_s));
     QVERIFY(m_failure);
     QVERIFY(!m_failure->isEmpty());
     QCOMPARE(secure.requests().size(), 0);
@@ -533,23 +530,21 @@ void DownloadTest::followsARedirectFromHttpsToHttps()
 {
     const Trust trust;
     HttpServer secure(loopbackTls());
-    secure.setAnswer(QStringLiteral("/elsewhere"), {.body = pattern(3'000'000)});
-    secure.setAnswer(QStringLiteral("/model.gguf"),
-                     HttpServer::redirect(secure.url(QStringLiteral("/elsewhere"))));
-    finish(secure.url(QStringLiteral("/model.gguf")));
+    secure.setAnswer(u"/elsewhere"_s, {.body = pattern(3'000'000)});
+    secure.setAnswer(u"/model.gguf"_s, HttpServer::redirect(secure.url(u"/elsewhere"_s)));
+    finish(secure.url(u"/model.gguf"_s));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == pattern(3'000'000));
+    QVERIFY(contents(path(u"model.gguf"_s)) == pattern(3'000'000));
 }
 
 void DownloadTest::followsNoRedirectFromHttpsToHttp()
 {
     const Trust trust;
     HttpServer secure(loopbackTls());
-    m_server->setAnswer(QStringLiteral("/model.gguf"), {.body = "x"});
-    secure.setAnswer(QStringLiteral("/model.gguf"),
-                     HttpServer::redirect(m_server->url(QStringLiteral("/model.gguf"))));
-    finish(secure.url(QStringLiteral("/model.gguf")));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("Insecure redirect"));
+    m_server->setAnswer(u"/model.gguf"_s, {.body = "x"});
+    secure.setAnswer(u"/model.gguf"_s, HttpServer::redirect(m_server->url(u"/model.gguf"_s)));
+    finish(secure.url(u"/model.gguf"_s));
+    QCOMPARE(m_failure.value_or(QString()), u"Insecure redirect"_s);
     QCOMPARE(secure.requests().size(), 1);
     QCOMPARE(m_server->requests().size(), 0);
     QCOMPARE(leftOver(), QStringList());
@@ -557,11 +552,11 @@ void DownloadTest::followsNoRedirectFromHttpsToHttp()
 
 void DownloadTest::sendsNoCookieBack()
 {
-    Answer redirect = HttpServer::redirect(QUrl(QStringLiteral("/elsewhere")));
+    Answer redirect = HttpServer::redirect(QUrl(u"/elsewhere"_s));
     redirect.headers += "Set-Cookie: visitor=7; Path=/";
-    m_server->setAnswer(QStringLiteral("/elsewhere"), {.body = "x"});
-    m_server->setAnswer(QStringLiteral("/model.gguf"), redirect);
-    finish(m_server->url(QStringLiteral("/model.gguf")));
+    m_server->setAnswer(u"/elsewhere"_s, {.body = "x"});
+    m_server->setAnswer(u"/model.gguf"_s, redirect);
+    finish(m_server->url(u"/model.gguf"_s));
     // How many there are is Qt's: it asks once more where a connection ended under it.
     QCOMPARE(m_server->requests().last().path, QByteArray("/elsewhere"));
     for (const HttpServer::Request &request : m_server->requests())
@@ -580,52 +575,52 @@ void DownloadTest::replacesWhatStandsInItsPlace()
 {
     QFETCH(const QString, what);
     const QTemporaryDir elsewhere;
-    write(elsewhere.filePath(QStringLiteral("kept")), "kept");
-    const QString place = path(QStringLiteral("model.gguf"));
-    if (what == QStringLiteral("file")) {
+    write(elsewhere.filePath(u"kept"_s), "kept");
+    const QString place = path(u"model.gguf"_s);
+    if (what == u"file"_s) {
         write(place, "old");
-    } else if (what == QStringLiteral("longer file")) {
+    } else if (what == u"longer file"_s) {
         write(place, pattern(900'000));
-    } else if (what == QStringLiteral("folder")) {
-        QVERIFY(QDir().mkpath(place + QStringLiteral("/sub/sub")));
-        write(place + QStringLiteral("/sub/file"), "old");
-    } else if (what == QStringLiteral("link to a file")) {
-        QVERIFY(QFile::link(elsewhere.filePath(QStringLiteral("kept")), place));
-    } else if (what == QStringLiteral("broken link")) {
-        QVERIFY(QFile::link(elsewhere.filePath(QStringLiteral("nothing")), place));
+    } else if (what == u"folder"_s) {
+        QVERIFY(QDir().mkpath(place + u"/sub/sub"_s));
+        write(place + u"/sub/file"_s, "old");
+    } else if (what == u"link to a file"_s) {
+        QVERIFY(QFile::link(elsewhere.filePath(u"kept"_s), place));
+    } else if (what == u"broken link"_s) {
+        QVERIFY(QFile::link(elsewhere.filePath(u"nothing"_s), place));
     } else {
         QVERIFY(QFile::link(elsewhere.path(), place));
     }
     const QByteArray body = pattern(300'000);
     finish(serving({.body = body}));
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+    QCOMPARE(leftOver(), QStringList{u"model.gguf"_s});
     QVERIFY(!QFileInfo(place).isSymLink());
     QVERIFY(contents(place) == body);
-    QCOMPARE(QDir(elsewhere.path()).entryList(QDir::Files), QStringList{QStringLiteral("kept")});
-    QCOMPARE(contents(elsewhere.filePath(QStringLiteral("kept"))), QByteArray("kept"));
+    QCOMPARE(QDir(elsewhere.path()).entryList(QDir::Files), QStringList{u"kept"_s});
+    QCOMPARE(contents(elsewhere.filePath(u"kept"_s)), QByteArray("kept"));
 }
 
 void DownloadTest::keepsAnOlderFileUntilTheNewOneIsWhole()
 {
-    write(path(QStringLiteral("model.gguf")), "old");
+    write(path(u"model.gguf"_s), "old");
     const QByteArray body = pattern(600'000);
     start(serving({.body = body, .holdAfter = 500'000}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
-    QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("old"));
+    QCOMPARE(contents(path(u"model.gguf"_s)), QByteArray("old"));
     QCOMPARE(leftOver().size(), 2);
     m_server->release();
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
-    QVERIFY(contents(path(QStringLiteral("model.gguf"))) == body);
+    QVERIFY(contents(path(u"model.gguf"_s)) == body);
     QCOMPARE(leftOver().size(), 1);
 }
 
 void DownloadTest::keepsAnOlderFileWhenItFails()
 {
-    write(path(QStringLiteral("model.gguf")), "old");
+    write(path(u"model.gguf"_s), "old");
     finish(serving({.body = pattern(600'000), .cutAfter = 500'000}));
     QVERIFY(m_failure);
-    QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("old"));
+    QCOMPARE(contents(path(u"model.gguf"_s)), QByteArray("old"));
     QCOMPARE(leftOver().size(), 1);
 }
 
@@ -666,12 +661,12 @@ void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull_data()
 void DownloadTest::failsWithTheSystemsWordsWhenTheDiskIsFull()
 {
     QFETCH(const int, room);
-    m_server->setAnswer(QStringLiteral("/model.gguf"), {.body = pattern(3'000'000)});
+    m_server->setAnswer(u"/model.gguf"_s, {.body = pattern(3'000'000)});
     {
         const FileSizeLimit limit(static_cast<rlim_t>(room));
-        finish(m_server->url(QStringLiteral("/model.gguf")));
+        finish(m_server->url(u"/model.gguf"_s));
     }
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("File too large"));
+    QCOMPARE(m_failure.value_or(QString()), u"File too large"_s);
     QCOMPARE(leftOver(), QStringList());
 }
 
@@ -679,7 +674,7 @@ void DownloadTest::failsWithTheSystemsWordsWithoutAFolder()
 {
     m_folder->remove();
     finish(serving({.body = "x"}));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("No such file or directory"));
+    QCOMPARE(m_failure.value_or(QString()), u"No such file or directory"_s);
 }
 
 void DownloadTest::failsWithTheSystemsWordsWhenItCannotTakeItsPlace()
@@ -688,7 +683,7 @@ void DownloadTest::failsWithTheSystemsWordsWhenItCannotTakeItsPlace()
     const QString name = QString(300, u'n');
     m_server->setAnswer(u'/' + name, {.body = "x"});
     finish(m_server->url(u'/' + name));
-    QCOMPARE(m_failure.value_or(QString()), QStringLiteral("File name too long"));
+    QCOMPARE(m_failure.value_or(QString()), u"File name too long"_s);
     QCOMPARE(leftOver(), QStringList());
 }
 
@@ -727,7 +722,7 @@ void DownloadTest::aCancelBeforeTheFirstByteIsSilent()
 void DownloadTest::aCancelDropsTheEventsOnTheirWay()
 {
     // The end is already posted, but not yet delivered, when the cancel comes.
-    start(HttpServer::closedUrl(QStringLiteral("/model.gguf")));
+    start(HttpServer::closedUrl(u"/model.gguf"_s));
     while (!m_download->isOver())
         std::this_thread::yield();
     m_download->cancel();
@@ -746,43 +741,43 @@ void DownloadTest::destroyingItWaitsUntilNothingIsLeft()
 
 void DownloadTest::mayBeDestroyedInItsLastEvent()
 {
-    m_server->setAnswer(QStringLiteral("/model.gguf"), {.body = "x"});
+    m_server->setAnswer(u"/model.gguf"_s, {.body = "x"});
     Download::Events own = events();
     own.end = [this](const std::optional<QString> &failure) {
         m_download.reset();
         m_ended = true;
         m_failure = failure;
     };
-    m_download = std::make_unique<Download>(m_server->url(QStringLiteral("/model.gguf")),
-                                            m_folder->path(), patience, std::move(own));
+    m_download = std::make_unique<Download>(m_server->url(u"/model.gguf"_s), m_folder->path(),
+                                            patience, std::move(own));
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
     QVERIFY(!m_failure);
-    QCOMPARE(contents(path(QStringLiteral("model.gguf"))), QByteArray("x"));
+    QCOMPARE(contents(path(u"model.gguf"_s)), QByteArray("x"));
 }
 
 void DownloadTest::sweepsWhatADeadProcessLeft()
 {
-    write(path(QStringLiteral("3f2a.quillon-part")), "half a model");
+    write(path(u"3f2a.quillon-part"_s), "half a model");
     finish(serving({.body = "x"}));
-    QCOMPARE(leftOver(), QStringList{QStringLiteral("model.gguf")});
+    QCOMPARE(leftOver(), QStringList{u"model.gguf"_s});
 }
 
 void DownloadTest::leavesTheFilesOfRunningTransfersAlone()
 {
     // As another process would hold it: through an open file of its own.
-    QFile other(path(QStringLiteral("3f2a.quillon-part")));
+    QFile other(path(u"3f2a.quillon-part"_s));
     QVERIFY(other.open(QIODevice::WriteOnly));
     QCOMPARE(::flock(other.handle(), LOCK_EX | LOCK_NB), 0);
 
     const QByteArray body = pattern(600'000);
-    m_server->setAnswer(QStringLiteral("/slow.gguf"), {.body = body, .holdAfter = 500'000});
-    m_server->setAnswer(QStringLiteral("/quick.gguf"), {.body = "x"});
+    m_server->setAnswer(u"/slow.gguf"_s, {.body = body, .holdAfter = 500'000});
+    m_server->setAnswer(u"/quick.gguf"_s, {.body = "x"});
 
-    start(m_server->url(QStringLiteral("/slow.gguf")));
+    start(m_server->url(u"/slow.gguf"_s));
     QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
     const std::unique_ptr<Download> slow = std::move(m_download);
     QCOMPARE(leftOver().size(), 2);
-    finish(m_server->url(QStringLiteral("/quick.gguf")));
+    finish(m_server->url(u"/quick.gguf"_s));
     QCOMPARE(leftOver().size(), 3);
     QVERIFY(other.exists());
 
@@ -790,22 +785,21 @@ void DownloadTest::leavesTheFilesOfRunningTransfersAlone()
     m_server->release();
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
-    QVERIFY(contents(path(QStringLiteral("slow.gguf"))) == body);
+    QVERIFY(contents(path(u"slow.gguf"_s)) == body);
 }
 
 void DownloadTest::sweepsNothingElse()
 {
     const QTemporaryDir elsewhere;
-    write(elsewhere.filePath(QStringLiteral("kept")), "kept");
-    write(path(QStringLiteral("other.gguf")), "other");
-    write(path(QStringLiteral("browser.part")), "other");
-    QVERIFY(QDir().mkpath(path(QStringLiteral("folder.quillon-part"))));
-    QVERIFY(QFile::link(elsewhere.filePath(QStringLiteral("kept")),
-                        path(QStringLiteral("link.quillon-part"))));
+    write(elsewhere.filePath(u"kept"_s), "kept");
+    write(path(u"other.gguf"_s), "other");
+    write(path(u"browser.part"_s), "other");
+    QVERIFY(QDir().mkpath(path(u"folder.quillon-part"_s)));
+    QVERIFY(QFile::link(elsewhere.filePath(u"kept"_s), path(u"link.quillon-part"_s)));
     const QStringList before = leftOver();
-    finish(HttpServer::closedUrl(QStringLiteral("/model.gguf")));
+    finish(HttpServer::closedUrl(u"/model.gguf"_s));
     QCOMPARE(leftOver(), before);
-    QCOMPARE(contents(elsewhere.filePath(QStringLiteral("kept"))), QByteArray("kept"));
+    QCOMPARE(contents(elsewhere.filePath(u"kept"_s)), QByteArray("kept"));
 }
 
 int main(int argc, char **argv)

@@ -5,16 +5,18 @@
 
 #include <nlohmann/json.hpp>
 
+using namespace Qt::StringLiterals;
+
 using nlohmann::json;
 
 namespace {
 LocalModel sample()
 {
-    return {QStringLiteral("id"),
-            QStringLiteral("Näme"),
-            QStringLiteral("Detail · ~1 GB"),
-            QUrl(QStringLiteral("https://example.org/a%20b/model.gguf")),
-            QStringLiteral("model.gguf"),
+    return {u"id"_s,
+            u"Näme"_s,
+            u"Detail · ~1 GB"_s,
+            QUrl(u"https://example.org/a%20b/model.gguf"_s),
+            u"model.gguf"_s,
             986};
 }
 
@@ -63,24 +65,23 @@ void LocalModelTest::catalogOffersExactlyThese_data()
 
     QTest::newRow("first, the default")
         << 0
-        << LocalModel{QStringLiteral("qwen2.5-1.5b"),
-                      QStringLiteral("Qwen2.5 1.5B Instruct"),
-                      QStringLiteral("Fast and light \u00b7 ~1 GB"),
-                      QUrl(QStringLiteral("https://huggingface.co/itlwas/"
-                                          "Qwen2.5-1.5B-Instruct-Q4_K_M-GGUF/resolve/main/"
-                                          "qwen2.5-1.5b-instruct-q4_k_m.gguf")),
-                      QStringLiteral("qwen2.5-1.5b-instruct-q4_k_m.gguf"),
+        << LocalModel{u"qwen2.5-1.5b"_s,
+                      u"Qwen2.5 1.5B Instruct"_s,
+                      u"Fast and light \u00b7 ~1 GB"_s,
+                      QUrl(u"https://huggingface.co/itlwas/"
+                           "Qwen2.5-1.5B-Instruct-Q4_K_M-GGUF/resolve/main/"
+                           "qwen2.5-1.5b-instruct-q4_k_m.gguf"_s),
+                      u"qwen2.5-1.5b-instruct-q4_k_m.gguf"_s,
                       986};
     QTest::newRow("second") << 1
-                            << LocalModel{
-                                   QStringLiteral("llama3.2-3b"),
-                                   QStringLiteral("Llama 3.2 3B Instruct"),
-                                   QStringLiteral("Smarter planning \u00b7 ~2 GB"),
-                                   QUrl(QStringLiteral("https://huggingface.co/bartowski/"
-                                                       "Llama-3.2-3B-Instruct-GGUF/resolve/main/"
-                                                       "Llama-3.2-3B-Instruct-Q4_K_M.gguf")),
-                                   QStringLiteral("Llama-3.2-3B-Instruct-Q4_K_M.gguf"),
-                                   2019};
+                            << LocalModel{u"llama3.2-3b"_s,
+                                          u"Llama 3.2 3B Instruct"_s,
+                                          u"Smarter planning \u00b7 ~2 GB"_s,
+                                          QUrl(u"https://huggingface.co/bartowski/"
+                                               "Llama-3.2-3B-Instruct-GGUF/resolve/main/"
+                                               "Llama-3.2-3B-Instruct-Q4_K_M.gguf"_s),
+                                          u"Llama-3.2-3B-Instruct-Q4_K_M.gguf"_s,
+                                          2019};
 }
 
 void LocalModelTest::catalogOffersExactlyThese()
@@ -109,7 +110,7 @@ void LocalModelTest::everyFieldCountsForEquality_data()
     other.id += u'x';
     QTest::newRow("id") << other;
     other = sample();
-    other.id = QStringLiteral("ID");
+    other.id = u"ID"_s;
     QTest::newRow("id in another case") << other;
     other = sample();
     other.name += u'x';
@@ -118,10 +119,10 @@ void LocalModelTest::everyFieldCountsForEquality_data()
     other.detail += u'x';
     QTest::newRow("detail") << other;
     other = sample();
-    other.url.setPath(QStringLiteral("/x"));
+    other.url.setPath(u"/x"_s);
     QTest::newRow("url") << other;
     other = sample();
-    other.fileName = QStringLiteral("Model.gguf");
+    other.fileName = u"Model.gguf"_s;
     QTest::newRow("fileName") << other;
     other = sample();
     ++other.sizeMB;
@@ -147,9 +148,9 @@ void LocalModelTest::isWrittenUnderItsFieldNames()
 void LocalModelTest::addressIsWrittenAsItsEncodedText()
 {
     LocalModel model = sample();
-    model.url = QUrl(QStringLiteral("https://example.org/ä b?q=ü#top"));
+    model.url = QUrl(u"https://example.org/ä b?q=ü#top"_s);
     QCOMPARE(QString::fromStdString(json(model).at("url").get<std::string>()),
-             QStringLiteral("https://example.org/%C3%A4%20b?q=%C3%BC#top"));
+             u"https://example.org/%C3%A4%20b?q=%C3%BC#top"_s);
     QVERIFY(json(model).get<LocalModel>() == model);
 }
 

@@ -20,6 +20,8 @@
 
 #include <sys/resource.h>
 
+using namespace Qt::StringLiterals;
+
 using namespace std::chrono_literals;
 using Answer = HttpServer::Answer;
 using Case = ModelManager::State::Case;
@@ -29,12 +31,12 @@ namespace {
 constexpr int eventually = 30'000;
 constexpr auto killedChild = "--download-until-killed";
 
-const QString choiceKey = QStringLiteral("selectedModel");
+const QString choiceKey = u"selectedModel"_s;
 
 QString modelsFolder()
 {
     return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
-           QStringLiteral("/Quillon/Models");
+           u"/Quillon/Models"_s;
 }
 
 QString place(const LocalModel &model)
@@ -68,9 +70,9 @@ Answer pausingAfter(qint64 bytes)
     return {.body = QByteArray(600'000, 'x'), .holdAfter = bytes};
 }
 
-LocalModel modelAt(const QUrl &url, const QString &fileName = QStringLiteral("test.gguf"))
+LocalModel modelAt(const QUrl &url, const QString &fileName = u"test.gguf"_s)
 {
-    return {QStringLiteral("test"), QStringLiteral("Test"), QString(), url, fileName, 1};
+    return {u"test"_s, u"Test"_s, QString(), url, fileName, 1};
 }
 
 const LocalModel &first()
@@ -198,9 +200,9 @@ void ModelManagerTest::makeManager(std::chrono::milliseconds patience)
 
 void ModelManagerTest::makeManagerFor(const Answer &answer, std::chrono::milliseconds patience)
 {
-    m_server->setAnswer(QStringLiteral("/test.gguf"), answer);
+    m_server->setAnswer(u"/test.gguf"_s, answer);
     makeManager(patience);
-    m_manager->select(modelAt(m_server->url(QStringLiteral("/test.gguf"))));
+    m_manager->select(modelAt(m_server->url(u"/test.gguf"_s)));
     m_states.clear();
 }
 
@@ -264,8 +266,8 @@ void ModelManagerTest::statesAreEqualByCaseAndPayload()
     QVERIFY(State::ready() != State::loaded());
     QVERIFY(State::downloading(0.5) == State::downloading(0.5));
     QVERIFY(State::downloading(0.5) != State::downloading(0.25));
-    QVERIFY(State::failed(QStringLiteral("a")) == State::failed(QStringLiteral("a")));
-    QVERIFY(State::failed(QStringLiteral("a")) != State::failed(QStringLiteral("b")));
+    QVERIFY(State::failed(u"a"_s) == State::failed(u"a"_s));
+    QVERIFY(State::failed(u"a"_s) != State::failed(u"b"_s));
 }
 
 void ModelManagerTest::keepsModelsInTheUsersDataFolder()
@@ -294,8 +296,7 @@ void ModelManagerTest::livesWithoutAFolder()
     QCOMPARE(ModelManager::directory(), modelsFolder());
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(QStringLiteral("Not a directory")),
-                              eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(u"Not a directory"_s), eventually);
 }
 
 void ModelManagerTest::startsFromTheDisk_data()
@@ -322,15 +323,13 @@ void ModelManagerTest::startsWithTheRememberedChoice_data()
     QTest::addColumn<QVariant>("choice");
     QTest::addColumn<int>("index");
     QTest::newRow("nothing") << QVariant() << 0;
-    QTest::newRow("the first") << QVariant(QStringLiteral("qwen2.5-1.5b")) << 0;
-    QTest::newRow("the second") << QVariant(QStringLiteral("llama3.2-3b")) << 1;
-    QTest::newRow("unknown") << QVariant(QStringLiteral("llama3.2-70b")) << 0;
-    QTest::newRow("in capitals") << QVariant(QStringLiteral("LLAMA3.2-3B")) << 0;
-    QTest::newRow("with a space") << QVariant(QStringLiteral("llama3.2-3b ")) << 0;
+    QTest::newRow("the first") << QVariant(u"qwen2.5-1.5b"_s) << 0;
+    QTest::newRow("the second") << QVariant(u"llama3.2-3b"_s) << 1;
+    QTest::newRow("unknown") << QVariant(u"llama3.2-70b"_s) << 0;
+    QTest::newRow("in capitals") << QVariant(u"LLAMA3.2-3B"_s) << 0;
+    QTest::newRow("with a space") << QVariant(u"llama3.2-3b "_s) << 0;
     QTest::newRow("empty") << QVariant(QString()) << 0;
-    QTest::newRow("no text") << QVariant(QStringList{QStringLiteral("llama3.2-3b"),
-                                                     QStringLiteral("llama3.2-3b")})
-                             << 0;
+    QTest::newRow("no text") << QVariant(QStringList{u"llama3.2-3b"_s, u"llama3.2-3b"_s}) << 0;
 }
 
 void ModelManagerTest::startsWithTheRememberedChoice()
@@ -359,7 +358,7 @@ void ModelManagerTest::startsWithNothingElse()
 void ModelManagerTest::startsByTidyingUp()
 {
     LocalModel stale = first();
-    stale.fileName = QStringLiteral("0123456789abcdef.quillon-part");
+    stale.fileName = u"0123456789abcdef.quillon-part"_s;
     putFile(stale);
     makeManager();
     QCOMPARE(filesInFolder(), QStringList());
@@ -375,7 +374,7 @@ void ModelManagerTest::hasTheLlamaEngineByItself()
     QCOMPARE(manager.state(), State::ready());
     QVERIFY(manager.selected() == second());
     QCoro::waitFor(manager.loadIfNeeded());
-    QCOMPARE(manager.state(), State::failed(QStringLiteral("Couldn't load the model file.")));
+    QCOMPARE(manager.state(), State::failed(u"Couldn't load the model file."_s));
 }
 
 void ModelManagerTest::refreshOverwritesEveryState_data()
@@ -428,8 +427,7 @@ void ModelManagerTest::announcesEachChangeBeforeAndAfter()
     makeManager();
     QStringList told;
     const auto tell = [this, &told](const char *what) {
-        told += QStringLiteral("%1 %2 %3")
-                    .arg(QString::fromLatin1(what), m_manager->selected().id)
+        told += u"%1 %2 %3"_s.arg(QString::fromLatin1(what), m_manager->selected().id)
                     .arg(static_cast<int>(m_manager->state().kind));
     };
     connect(m_manager.get(), &ModelManager::stateWillChange, this, [&] { tell("state from"); });
@@ -438,10 +436,8 @@ void ModelManagerTest::announcesEachChangeBeforeAndAfter()
             [&] { tell("selected from"); });
     connect(m_manager.get(), &ModelManager::selectedChanged, this, [&] { tell("selected to"); });
     m_manager->select(second());
-    QCOMPARE(told, (QStringList{QStringLiteral("selected from qwen2.5-1.5b 0"),
-                                QStringLiteral("selected to llama3.2-3b 0"),
-                                QStringLiteral("state from llama3.2-3b 0"),
-                                QStringLiteral("state to llama3.2-3b 2")}));
+    QCOMPARE(told, (QStringList{u"selected from qwen2.5-1.5b 0"_s, u"selected to llama3.2-3b 0"_s,
+                                u"state from llama3.2-3b 0"_s, u"state to llama3.2-3b 2"_s}));
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
     m_manager->disconnect(this);
 }
@@ -563,7 +559,7 @@ void ModelManagerTest::theChoiceIsRemembered()
 {
     makeManager();
     m_manager->select(second());
-    QCOMPARE(QSettings().value(choiceKey), QVariant(QStringLiteral("llama3.2-3b")));
+    QCOMPARE(QSettings().value(choiceKey), QVariant(u"llama3.2-3b"_s));
     makeManager();
     QVERIFY(m_manager->selected() == second());
     m_manager->select(first());
@@ -581,7 +577,7 @@ void ModelManagerTest::downloadsAndLoads()
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::ready, Case::loading, Case::loaded}));
     QCOMPARE(m_engine->loads(), QStringList{place(m_manager->selected())});
     QVERIFY(contents(m_manager->selected()) == body);
-    QCOMPARE(filesInFolder(), QStringList{QStringLiteral("test.gguf")});
+    QCOMPARE(filesInFolder(), QStringList{u"test.gguf"_s});
 }
 
 void ModelManagerTest::downloadsAndCannotLoad()
@@ -589,8 +585,7 @@ void ModelManagerTest::downloadsAndCannotLoad()
     makeManagerFor({.body = "no model at all"});
     m_engine->setLoadError(InferenceError::loadFailed);
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(),
-                              State::failed(QStringLiteral("Couldn't load the model file.")),
+    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(u"Couldn't load the model file."_s),
                               eventually);
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::ready, Case::loading, Case::failed}));
 }
@@ -644,10 +639,10 @@ void ModelManagerTest::downloadFails_data()
     QTest::addColumn<int>("status");
     QTest::addColumn<qint64>("cutAfter");
     QTest::addColumn<QString>("message");
-    QTest::newRow("404") << 404 << qint64{-1} << QStringLiteral("Download failed (HTTP 404).");
-    QTest::newRow("400") << 400 << qint64{-1} << QStringLiteral("Download failed (HTTP 400).");
-    QTest::newRow("500") << 500 << qint64{-1} << QStringLiteral("Download failed (HTTP 500).");
-    QTest::newRow("cut") << 200 << qint64{3} << QStringLiteral("Connection closed");
+    QTest::newRow("404") << 404 << qint64{-1} << u"Download failed (HTTP 404)."_s;
+    QTest::newRow("400") << 400 << qint64{-1} << u"Download failed (HTTP 400)."_s;
+    QTest::newRow("500") << 500 << qint64{-1} << u"Download failed (HTTP 500)."_s;
+    QTest::newRow("cut") << 200 << qint64{3} << u"Connection closed"_s;
 }
 
 void ModelManagerTest::downloadFails()
@@ -667,8 +662,8 @@ void ModelManagerTest::downloadFailsOnAStall()
 {
     makeManagerFor({.isSilent = true}, 300ms);
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(),
-                              State::failed(QStringLiteral("The request timed out.")), eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(u"The request timed out."_s),
+                              eventually);
     QCOMPARE(ModelManager::stallTimeout, 60s);
 }
 
@@ -686,7 +681,7 @@ void ModelManagerTest::downloadFailsOnAFullDisk()
     QCOMPARE(::setrlimit(RLIMIT_FSIZE, &usual), 0);
     std::signal(SIGXFSZ, usualHandler);
     QVERIFY(failed);
-    QCOMPARE(m_manager->state(), State::failed(QStringLiteral("File too large")));
+    QCOMPARE(m_manager->state(), State::failed(u"File too large"_s));
     QCOMPARE(filesInFolder(), QStringList());
 }
 
@@ -695,7 +690,7 @@ void ModelManagerTest::downloadCanBeTriedAgain()
     makeManagerFor({.status = 503});
     m_manager->download();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state().kind, Case::failed, eventually);
-    m_server->setAnswer(QStringLiteral("/test.gguf"), {.body = "model"});
+    m_server->setAnswer(u"/test.gguf"_s, {.body = "model"});
     m_manager->download();
     QCOMPARE(m_manager->state(), State::downloading(0));
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
@@ -737,12 +732,12 @@ void ModelManagerTest::progressComesBackAfterARefresh()
 
 void ModelManagerTest::aFileOfAnotherNameIsNotTheModel()
 {
-    m_server->setAnswer(QStringLiteral("/other.gguf"), {.body = "model"});
+    m_server->setAnswer(u"/other.gguf"_s, {.body = "model"});
     makeManager();
-    m_manager->select(modelAt(m_server->url(QStringLiteral("/other.gguf"))));
+    m_manager->select(modelAt(m_server->url(u"/other.gguf"_s)));
     m_manager->download();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::needsDownload(), eventually);
-    QCOMPARE(filesInFolder(), QStringList{QStringLiteral("other.gguf")});
+    QCOMPARE(filesInFolder(), QStringList{u"other.gguf"_s});
     QCOMPARE(m_engine->loads(), QStringList());
 }
 
@@ -771,7 +766,7 @@ void ModelManagerTest::aNewDownloadIsUntouchedByTheCancelledOne()
 {
     downloadHalf();
     m_manager->cancelTask();
-    m_server->setAnswer(QStringLiteral("/test.gguf"), pausingAfter(60'000));
+    m_server->setAnswer(u"/test.gguf"_s, pausingAfter(60'000));
     m_manager->download();
     m_states.clear();
     QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.1), eventually);
@@ -782,7 +777,7 @@ void ModelManagerTest::aNewDownloadIsUntouchedByTheCancelledOne()
     m_server->release();
     QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
     QCOMPARE(m_server->requests().size(), 2);
-    QCOMPARE(filesInFolder(), QStringList{QStringLiteral("test.gguf")});
+    QCOMPARE(filesInFolder(), QStringList{u"test.gguf"_s});
 }
 
 void ModelManagerTest::destroyingTheManagerEndsTheDownload()
@@ -804,12 +799,11 @@ void ModelManagerTest::destroyingTheManagerForgetsTheLoad()
 
 void ModelManagerTest::aKillLeavesNothingForTheNextStart()
 {
-    m_server->setAnswer(QStringLiteral("/test.gguf"), pausingAfter(300'000));
+    m_server->setAnswer(u"/test.gguf"_s, pausingAfter(300'000));
     QProcess child;
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    child.start(
-        QCoreApplication::applicationFilePath(),
-        {QString::fromLatin1(killedChild), m_server->url(QStringLiteral("/test.gguf")).toString()});
+    child.start(QCoreApplication::applicationFilePath(),
+                {QString::fromLatin1(killedChild), m_server->url(u"/test.gguf"_s).toString()});
     QTRY_VERIFY_WITH_TIMEOUT(child.canReadLine(), eventually); // Half of it is there.
     QCOMPARE(filesInFolder().size(), 1);
 
@@ -894,9 +888,9 @@ void ModelManagerTest::loadIfNeededTellsWhyItFailed_data()
     QTest::addColumn<int>("error");
     QTest::addColumn<QString>("message");
     QTest::newRow("file") << static_cast<int>(InferenceError::loadFailed)
-                          << QStringLiteral("Couldn't load the model file.");
+                          << u"Couldn't load the model file."_s;
     QTest::newRow("context") << static_cast<int>(InferenceError::contextFailed)
-                             << QStringLiteral("Couldn't create an inference context.");
+                             << u"Couldn't create an inference context."_s;
 }
 
 void ModelManagerTest::loadIfNeededTellsWhyItFailed()
@@ -944,8 +938,8 @@ int main(int argc, char **argv)
     if (!isChild)
         home.emplace();
     QCoreApplication app(argc, argv);
-    QCoreApplication::setOrganizationName(QStringLiteral("Quillon Tests"));
-    QCoreApplication::setApplicationName(QStringLiteral("tst_ModelManager"));
+    QCoreApplication::setOrganizationName(u"Quillon Tests"_s);
+    QCoreApplication::setApplicationName(u"tst_ModelManager"_s);
     if (isChild)
         return downloadUntilKilled(app, QUrl(QString::fromLocal8Bit(argv[2])));
     ModelManagerTest test;

@@ -17,6 +17,8 @@
 #include <memory>
 #include <utility>
 
+using Qt::StringLiterals::operator""_s;
+
 /// A desktop in memory that behaves: what is launched comes to the front, what is asked to end
 /// ends, and everything that was asked for is there to look at. Tests set it up through the public
 /// members.
@@ -91,7 +93,7 @@ class FakeAccessibility final : public Accessibility
 public:
     // What the application in front is like.
     bool trusted = true;
-    QList<FakeControl> all{{.role = QStringLiteral("AXApplication")}};
+    QList<FakeControl> all{{.role = u"AXApplication"_s}};
     bool hasRoot = true;
     std::optional<qsizetype> silentAfter; ///< How many controls it tells of before it hangs.
     std::optional<qsizetype> timeUpAfter; ///< How many of them there is time for.
@@ -177,11 +179,11 @@ public:
     Finding screenCapture() override { return answer(capture); }
     Finding fileManager() override { return folders; }
 
-    Finding screen{.state = QStringLiteral("one screen")};
-    Finding controls{.state = QStringLiteral("allowed")};
-    Finding key{.state = QStringLiteral("free")};
-    Finding capture{.state = QStringLiteral("allowed")};
-    Finding folders{.state = QStringLiteral("Folders")};
+    Finding screen{.state = u"one screen"_s};
+    Finding controls{.state = u"allowed"_s};
+    Finding key{.state = u"free"_s};
+    Finding capture{.state = u"allowed"_s};
+    Finding folders{.state = u"Folders"_s};
 
 private:
     // Nobody asks for what needs a display where there is none.

@@ -3,13 +3,15 @@
 #include "platform/Appearance.h"
 #include "platform/GlobalHotKey.h"
 #include "platform/Instance.h"
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 #include "platform/Shell.h"
 
 #include <QMap>
 #include <QStringList>
 
 #include <algorithm>
+
+using Qt::StringLiterals::operator""_s;
 
 /// Settings that say what they are told to.
 class FakeAppearance final : public Appearance
@@ -50,7 +52,7 @@ public:
 
     void registerKey(std::function<void()> pressed) override
     {
-        m_calls << QStringLiteral("register");
+        m_calls << u"register"_s;
         press = std::move(pressed);
     }
 
@@ -85,10 +87,10 @@ public:
 };
 
 /// A window in memory.
-class FakePanelWindow final : public PanelWindow
+class FakeNativeWindow final : public NativeWindow
 {
 public:
-    explicit FakePanelWindow(QString windowName) : name(std::move(windowName)) {}
+    explicit FakeNativeWindow(QString windowName) : name(std::move(windowName)) {}
 
     [[nodiscard]] quintptr handle() const override { return reinterpret_cast<quintptr>(this); }
     [[nodiscard]] bool isShown() const override { return isOnScreen; }
@@ -120,49 +122,41 @@ public:
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window; }
 
-    void setRegularPolicy() override { calls << QStringLiteral("regular"); }
+    void setRegularPolicy() override { calls << u"regular"_s; }
     void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override
     {
-        calls << QStringLiteral("menu item ") + title + u' ' + key;
+        calls << u"menu item "_s + title + u' ' + key;
         menu.insert(title, std::move(chosen));
     }
     bool isActive() override { return isInFront; }
     void activate() override
     {
-        calls << QStringLiteral("activate");
+        calls << u"activate"_s;
         isInFront = true;
     }
     void hide() override
     {
-        calls << QStringLiteral("hide");
+        calls << u"hide"_s;
         isInFront = false;
-        for (PanelWindow *const window : windows())
+        for (NativeWindow *const window : windows())
             window->hide();
     }
 
-    bool isVisible(PanelWindow &window) override { return window.isShown(); }
-    bool isKey(PanelWindow &window) override { return window.hasFocus(); }
-    void makeKeyAndOrderFront(PanelWindow &window) override
+    bool isVisible(NativeWindow &window) override { return window.isShown(); }
+    bool isKey(NativeWindow &window) override { return window.hasFocus(); }
+    void makeKeyAndOrderFront(NativeWindow &window) override
     {
-        calls << QStringLiteral("front ") + fake(window).name;
-        for (PanelWindow *const other : windows())
+        calls << u"front "_s + fake(window).name;
+        for (NativeWindow *const other : windows())
             fake(*other).isFocused = false;
         window.show();
         fake(window).isFocused = true;
     }
-    void center(PanelWindow &window) override
+    void center(NativeWindow &window) override { calls << u"center "_s + fake(window).name; }
+    void style(NativeWindow &window) override { calls << u"style "_s + fake(window).name; }
+    void placeMaterialBehind(NativeWindow &window, Material material) override
     {
-        calls << QStringLiteral("center ") + fake(window).name;
-    }
-    void style(PanelWindow &window) override
-    {
-        calls << QStringLiteral("style ") + fake(window).name;
-    }
-    void layUnder(PanelWindow &window, Material material) override
-    {
-        calls << QStringLiteral("material %1 under %2")
-                     .arg(static_cast<long>(material))
-                     .arg(fake(window).name);
+        calls << u"material %1 under %2"_s.arg(static_cast<long>(material)).arg(fake(window).name);
     }
 
     bool isComposited() override { return hasCompositor; }
@@ -185,9 +179,9 @@ public:
     QMap<QString, std::function<void()>> menu; ///< What the items do, by title.
 
 private:
-    static FakePanelWindow &fake(PanelWindow &window)
+    static FakeNativeWindow &fake(NativeWindow &window)
     {
-        return static_cast<FakePanelWindow &>(window);
+        return static_cast<FakeNativeWindow &>(window);
     }
 
     std::function<void()> m_compositionChanged;

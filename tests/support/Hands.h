@@ -7,13 +7,15 @@
 #include <QRegularExpression>
 #include <QTest>
 
+using Qt::StringLiterals::operator""_s;
+
 /// What somebody does at the keyboard and with the mouse, and looks at while doing so: by xdotool,
 /// a program of its own.
 namespace Hands {
 inline QByteArray xdotool(const QStringList &arguments)
 {
     QProcess process;
-    process.start(QStringLiteral("xdotool"), arguments);
+    process.start(u"xdotool"_s, arguments);
     if (!process.waitForFinished(20'000) || process.error() == QProcess::FailedToStart)
         qFatal("xdotool does not work.");
     return process.readAllStandardOutput();
@@ -21,36 +23,35 @@ inline QByteArray xdotool(const QStringList &arguments)
 
 inline void type(const QString &text)
 {
-    (void)xdotool({QStringLiteral("type"), QStringLiteral("--delay"), QStringLiteral("10"), text});
+    (void)xdotool({u"type"_s, u"--delay"_s, u"10"_s, text});
 }
 
 inline void press(const QString &keys)
 {
-    (void)xdotool({QStringLiteral("key"), keys});
+    (void)xdotool({u"key"_s, keys});
 }
 
 inline void moveMouse(QPoint place)
 {
-    (void)xdotool(
-        {QStringLiteral("mousemove"), QString::number(place.x()), QString::number(place.y())});
+    (void)xdotool({u"mousemove"_s, QString::number(place.x()), QString::number(place.y())});
 }
 
 inline void click(QPoint place)
 {
     moveMouse(place);
-    (void)xdotool({QStringLiteral("click"), QStringLiteral("1")});
+    (void)xdotool({u"click"_s, u"1"_s});
 }
 
 /// Slowly, as a hand does it.
 inline void drag(QPoint from, QPoint to)
 {
     moveMouse(from);
-    (void)xdotool({QStringLiteral("mousedown"), QStringLiteral("1")});
+    (void)xdotool({u"mousedown"_s, u"1"_s});
     for (int step = 1; step <= 10; ++step) {
         moveMouse(from + (to - from) * step / 10);
         QTest::qWait(30);
     }
-    (void)xdotool({QStringLiteral("mouseup"), QStringLiteral("1")});
+    (void)xdotool({u"mouseup"_s, u"1"_s});
 }
 
 /// As xdotool knows it.
@@ -62,13 +63,12 @@ inline QString number(const X11Window &window)
 /// Where it is on the screen.
 inline QRect geometry(const X11Window &window)
 {
-    const QString text = QString::fromUtf8(
-        xdotool({QStringLiteral("getwindowgeometry"), QStringLiteral("--shell"), number(window)}));
+    const QString text =
+        QString::fromUtf8(xdotool({u"getwindowgeometry"_s, u"--shell"_s, number(window)}));
     const auto value = [&](const QString &name) {
-        const QRegularExpression line(name + QStringLiteral("=(-?\\d+)"));
+        const QRegularExpression line(name + u"=(-?\\d+)"_s);
         return line.match(text).captured(1).toInt();
     };
-    return {value(QStringLiteral("X")), value(QStringLiteral("Y")), value(QStringLiteral("WIDTH")),
-            value(QStringLiteral("HEIGHT"))};
+    return {value(u"X"_s), value(u"Y"_s), value(u"WIDTH"_s), value(u"HEIGHT"_s)};
 }
 } // namespace Hands

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr qint64 writeAhead = 1024 * 1024;
 constexpr qint64 chunkSize = 64 * 1024;
@@ -132,12 +134,9 @@ private:
     bool m_isAnswering = false;
 };
 
-HttpServer::HttpServer() : HttpServer(std::make_unique<QTcpServer>(), QStringLiteral("http")) {}
+HttpServer::HttpServer() : HttpServer(std::make_unique<QTcpServer>(), u"http"_s) {}
 
-HttpServer::HttpServer(const QSslConfiguration &tls)
-    : HttpServer(tlsServer(tls), QStringLiteral("https"))
-{
-}
+HttpServer::HttpServer(const QSslConfiguration &tls) : HttpServer(tlsServer(tls), u"https"_s) {}
 
 HttpServer::HttpServer(std::unique_ptr<QTcpServer> server, QString scheme)
     : m_server(std::move(server)), m_scheme(std::move(scheme))
@@ -159,8 +158,7 @@ void HttpServer::release()
 
 QUrl HttpServer::url(const QString &path) const
 {
-    return QUrl(
-        QStringLiteral("%1://127.0.0.1:%2%3").arg(m_scheme).arg(m_server->serverPort()).arg(path));
+    return QUrl(u"%1://127.0.0.1:%2%3"_s.arg(m_scheme).arg(m_server->serverPort()).arg(path));
 }
 
 qsizetype HttpServer::connections() const

@@ -7,12 +7,14 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+using Qt::StringLiterals::operator""_s;
+
 /// The processes that this one has started and that still run.
 inline QList<pid_t> ownProcesses()
 {
     QList<pid_t> found;
-    for (const QString &entry : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        QFile file(QStringLiteral("/proc/") + entry + QStringLiteral("/stat"));
+    for (const QString &entry : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        QFile file(u"/proc/"_s + entry + u"/stat"_s);
         if (entry.toInt() <= 0 || !file.open(QIODevice::ReadOnly))
             continue;
         const QByteArray stat = file.readAll();

@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <xcb/xcb_ewmh.h>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int startLimit = 20'000;
 
@@ -47,8 +49,8 @@ QByteArray firstLine(QProcess &process)
 QList<qint64> processesOf(const QString &folder)
 {
     QList<qint64> found;
-    for (const QString &process : QDir(QStringLiteral("/proc")).entryList(QDir::Dirs)) {
-        QFile environment(QStringLiteral("/proc/") + process + QStringLiteral("/environ"));
+    for (const QString &process : QDir(u"/proc"_s).entryList(QDir::Dirs)) {
+        QFile environment(u"/proc/"_s + process + u"/environ"_s);
         if (environment.open(QIODevice::ReadOnly) &&
             environment.readAll().contains(QFile::encodeName(folder)))
             found.append(process.toLongLong());
@@ -70,24 +72,23 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
         QDir(m_folder.path()).mkpath(entry);
         setVariable(variable, m_folder.filePath(entry));
     };
-    folder("HOME", QStringLiteral("home"));
-    folder("XDG_CONFIG_HOME", QStringLiteral("home/.config"));
-    folder("XDG_CACHE_HOME", QStringLiteral("home/.cache"));
-    folder("XDG_DATA_HOME", QStringLiteral("home/.local/share"));
-    folder("XDG_STATE_HOME", QStringLiteral("home/.local/state"));
-    folder("XDG_RUNTIME_DIR", QStringLiteral("run"));
+    folder("HOME", u"home"_s);
+    folder("XDG_CONFIG_HOME", u"home/.config"_s);
+    folder("XDG_CACHE_HOME", u"home/.cache"_s);
+    folder("XDG_DATA_HOME", u"home/.local/share"_s);
+    folder("XDG_STATE_HOME", u"home/.local/state"_s);
+    folder("XDG_RUNTIME_DIR", u"run"_s);
     // The machine's own applications stay out of the way; its file types, themes and the settings'
     // descriptions, without which programs abort, are of use.
-    folder("XDG_DATA_DIRS", QStringLiteral("share"));
+    folder("XDG_DATA_DIRS", u"share"_s);
     for (const QString &part :
-         QDir(QStringLiteral("/usr/share")).entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
+         QDir(u"/usr/share"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
         if (part != u"applications") {
-            QFile::link(QStringLiteral("/usr/share/") + part,
-                        m_folder.filePath(QStringLiteral("share/")) + part);
+            QFile::link(u"/usr/share/"_s + part, m_folder.filePath(u"share/"_s) + part);
         }
     }
-    QDir(m_folder.path()).mkpath(QStringLiteral("share/applications"));
-    QFile::setPermissions(m_folder.filePath(QStringLiteral("run")),
+    QDir(m_folder.path()).mkpath(u"share/applications"_s);
+    QFile::setPermissions(m_folder.filePath(u"run"_s),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
     qputenv("XDG_CURRENT_DESKTOP", "Test");
     qputenv("GSETTINGS_BACKEND", "memory");
@@ -116,7 +117,7 @@ VirtualDesktop::~VirtualDesktop()
 
 QString VirtualDesktop::home(const QString &entry) const
 {
-    return QDir::cleanPath(m_folder.filePath(QStringLiteral("home/")) + entry);
+    return QDir::cleanPath(m_folder.filePath(u"home/"_s) + entry);
 }
 
 void VirtualDesktop::write(const QString &entry, const QByteArray &content) const
@@ -142,10 +143,10 @@ QByteArray VirtualDesktop::read(const QString &entry) const
 
 void VirtualDesktop::install(const QString &entry, const QStringList &contentTypes)
 {
-    const QString source = QStringLiteral("/usr/share/applications/") + entry;
+    const QString source = u"/usr/share/applications/"_s + entry;
     if (!QFile::exists(source))
         qFatal("%s is not installed.", qPrintable(entry));
-    QFile::link(source, m_folder.filePath(QStringLiteral("share/applications/")) + entry);
+    QFile::link(source, m_folder.filePath(u"share/applications/"_s) + entry);
     setDefault(entry, contentTypes);
 }
 
@@ -156,19 +157,19 @@ void VirtualDesktop::setDefault(const QString &entry, const QStringList &content
     QByteArray list = "[Default Applications]\n";
     for (const auto &[type, application] : m_defaults.asKeyValueRange())
         list += (type + u'=' + application + u'\n').toUtf8();
-    write(QStringLiteral(".config/mimeapps.list"), list);
+    write(u".config/mimeapps.list"_s, list);
 }
 
 void VirtualDesktop::uninstall(const QString &entry) const
 {
-    QFile::remove(m_folder.filePath(QStringLiteral("share/applications/")) + entry);
+    QFile::remove(m_folder.filePath(u"share/applications/"_s) + entry);
 }
 
 QList<qint64> VirtualDesktop::processes(const QString &program) const
 {
     QList<qint64> found;
     for (const qint64 process : processesOf(m_folder.path())) {
-        const QString link = QStringLiteral("/proc/%1/exe").arg(process);
+        const QString link = u"/proc/%1/exe"_s.arg(process);
         if (QFile::symLinkTarget(link).endsWith(program))
             found.append(process);
     }
@@ -179,7 +180,7 @@ QProcess &VirtualDesktop::start(const QString &program, const QStringList &argum
 {
     QProcess &process = m_processes.emplace_back();
     bindToUs(process);
-    process.setStandardErrorFile(home(QStringLiteral(".errors")), QProcess::Append);
+    process.setStandardErrorFile(home(u".errors"_s), QProcess::Append);
     process.start(program, arguments);
     if (!process.waitForStarted(startLimit))
         qFatal("%s is not installed.", qPrintable(program));
@@ -190,16 +191,13 @@ void VirtualDesktop::enableAccessibility()
 {
     qunsetenv("NO_AT_BRIDGE");
     for (const QStringList &request :
-         {QStringList{QStringLiteral("org.a11y.Bus.GetAddress")},
-          QStringList{QStringLiteral("org.freedesktop.DBus.Properties.Set"),
-                      QStringLiteral("string:org.a11y.Status"), QStringLiteral("string:IsEnabled"),
-                      QStringLiteral("variant:boolean:true")}}) {
+         {QStringList{u"org.a11y.Bus.GetAddress"_s},
+          QStringList{u"org.freedesktop.DBus.Properties.Set"_s, u"string:org.a11y.Status"_s,
+                      u"string:IsEnabled"_s, u"variant:boolean:true"_s}}) {
         QProcess asking;
-        asking.start(QStringLiteral("dbus-send"),
-                     QStringList{QStringLiteral("--session"), QStringLiteral("--print-reply"),
-                                 QStringLiteral("--dest=org.a11y.Bus"),
-                                 QStringLiteral("/org/a11y/bus")} +
-                         request);
+        asking.start(u"dbus-send"_s, QStringList{u"--session"_s, u"--print-reply"_s,
+                                                 u"--dest=org.a11y.Bus"_s, u"/org/a11y/bus"_s} +
+                                         request);
         if (!asking.waitForFinished(startLimit) || asking.exitCode() != 0)
             qFatal("No accessibility bus: %s", asking.readAllStandardError().constData());
     }
@@ -232,13 +230,11 @@ void VirtualDesktop::startServer()
     m_server->setStandardErrorFile(QProcess::nullDevice());
     // A display of this process's own number: the first free one could become another desktop's
     // while this one's server is away.
-    const QString display =
-        QStringLiteral(":%1").arg(1000 + QCoreApplication::applicationPid() % 50000);
+    const QString display = u":%1"_s.arg(1000 + QCoreApplication::applicationPid() % 50000);
     QStringList arguments{display};
-    arguments << QStringLiteral("-displayfd") << QStringLiteral("1") << QStringLiteral("-screen")
-              << QStringLiteral("0") << m_options.screen << QStringLiteral("-nolisten")
-              << QStringLiteral("tcp") << QStringLiteral("-noreset") << m_options.serverArguments;
-    m_server->start(QStringLiteral("Xvfb"), arguments);
+    arguments << u"-displayfd"_s << u"1"_s << u"-screen"_s << u"0"_s << m_options.screen
+              << u"-nolisten"_s << u"tcp"_s << u"-noreset"_s << m_options.serverArguments;
+    m_server->start(u"Xvfb"_s, arguments);
     if (!m_server->waitForStarted(startLimit))
         qFatal("Xvfb is not installed.");
     firstLine(*m_server);
@@ -248,45 +244,43 @@ void VirtualDesktop::startServer()
 void VirtualDesktop::startBus()
 {
     // The machine's own configuration would let it start any service that is installed there.
-    const QString services = m_folder.filePath(QStringLiteral("services"));
+    const QString services = m_folder.filePath(u"services"_s);
     QDir().mkdir(services);
-    QFile::link(QStringLiteral("/usr/share/dbus-1/services/org.a11y.Bus.service"),
-                services + QStringLiteral("/org.a11y.Bus.service"));
-    QFile configuration(m_folder.filePath(QStringLiteral("bus.conf")));
+    QFile::link(u"/usr/share/dbus-1/services/org.a11y.Bus.service"_s,
+                services + u"/org.a11y.Bus.service"_s);
+    QFile configuration(m_folder.filePath(u"bus.conf"_s));
     if (!configuration.open(QIODevice::WriteOnly))
         qFatal("%s cannot be written.", qPrintable(configuration.fileName()));
     configuration.write("<busconfig><type>session</type><auth>EXTERNAL</auth><listen>unix:dir=" +
-                        QFile::encodeName(m_folder.filePath(QStringLiteral("run"))) +
-                        "</listen><servicedir>" + QFile::encodeName(services) +
+                        QFile::encodeName(m_folder.filePath(u"run"_s)) + "</listen><servicedir>" +
+                        QFile::encodeName(services) +
                         "</servicedir><policy context=\"default\"><allow send_destination=\"*\" "
                         "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/>"
                         "</policy></busconfig>\n");
     configuration.close();
-    QProcess &bus = start(QStringLiteral("dbus-daemon"),
-                          {QStringLiteral("--config-file=") + configuration.fileName(),
-                           QStringLiteral("--nofork"), QStringLiteral("--nopidfile"),
-                           QStringLiteral("--print-address")});
+    QProcess &bus =
+        start(u"dbus-daemon"_s, {u"--config-file="_s + configuration.fileName(), u"--nofork"_s,
+                                 u"--nopidfile"_s, u"--print-address"_s});
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
 }
 
 // Its own configuration binds the keys that summon the assistant.
 void VirtualDesktop::configureWindowManager() const
 {
-    QFile usual(QStringLiteral("/etc/xdg/openbox/rc.xml"));
+    QFile usual(u"/etc/xdg/openbox/rc.xml"_s);
     if (!usual.open(QIODevice::ReadOnly))
         qFatal("openbox is not installed.");
     QString configuration = QString::fromUtf8(usual.readAll());
-    static const QRegularExpression binding(
-        QStringLiteral("<keybind key=\"A-space\">.*?</keybind>"),
-        QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression binding(u"<keybind key=\"A-space\">.*?</keybind>"_s,
+                                            QRegularExpression::DotMatchesEverythingOption);
     configuration.remove(binding);
-    write(QStringLiteral(".config/openbox/rc.xml"), configuration.toUtf8());
+    write(u".config/openbox/rc.xml"_s, configuration.toUtf8());
 }
 
 void VirtualDesktop::startWindowManager()
 {
     configureWindowManager();
-    start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+    start(u"openbox"_s, {u"--sm-disable"_s});
     // It loses what windows ask of it before its event loop runs, also after it has announced
     // itself. So it is asked to change the desktop, again and again, until it does, and back.
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(

@@ -9,6 +9,8 @@
 #include <list>
 #include <memory>
 
+using Qt::StringLiterals::operator""_s;
+
 /// A desktop of one's own: an X server in memory, a window manager, a session bus and a home
 /// folder. The environment of this process points to it, so it must be there before anything asks
 /// for the display, the bus or the home. All of it goes with the object, with all that was started
@@ -18,7 +20,7 @@ class VirtualDesktop
 public:
     struct Options
     {
-        QString screen = QStringLiteral("1280x800x24"); ///< Its width, height and depth.
+        QString screen = u"1280x800x24"_s; ///< Its width, height and depth.
         QStringList serverArguments = {};
     };
 

@@ -3,6 +3,8 @@
 #include <QList>
 #include <QString>
 
+using Qt::StringLiterals::operator""_s;
+
 /// A text that somebody else put where the assistant reads it, to steer the model; and what a model
 /// answers that does exactly as it is told.
 struct HostileText
@@ -23,7 +25,7 @@ struct HostileText
     QString obeyed; ///< The reply of the model that obeys.
     /// The sentence with which that is held back; nothing where it has no effect anyway.
     QString reason = {};
-    QString front = QStringLiteral("Safari"); ///< The application in front.
+    QString front = u"Safari"_s; ///< The application in front.
 };
 
 /// All of them.

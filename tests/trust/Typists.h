@@ -17,6 +17,8 @@
 #include <unistd.h>
 #include <xcb/xcb.h>
 
+using Qt::StringLiterals::operator""_s;
+
 /// What plays a part where somebody types: who listens, and what the X server knows.
 namespace Typists {
 constexpr int eventually = 60'000;
@@ -34,8 +36,7 @@ inline QByteArray output(const QString &program, const QStringList &arguments)
 /// What all keys mean.
 inline QByteArray keyboardMap()
 {
-    return output(QStringLiteral("xkbcomp"),
-                  {qEnvironmentVariable("DISPLAY"), QStringLiteral("-")});
+    return output(u"xkbcomp"_s, {qEnvironmentVariable("DISPLAY"), u"-"_s});
 }
 
 /// How many keys are down, as the X server has it.
@@ -84,18 +85,15 @@ class Listener
 {
 public:
     Listener(VirtualDesktop &desktop, const QString &windowClass)
-        : m_file(desktop.home(windowClass + QStringLiteral(".typed")))
+        : m_file(desktop.home(windowClass + u".typed"_s))
     {
         QFile::remove(m_file);
         QFile::remove(begun());
         m_process = &desktop.start(
-            QStringLiteral("xterm"),
-            {QStringLiteral("-u8"), QStringLiteral("-xrm"),
-             QStringLiteral("*selectToClipboard: true"), QStringLiteral("-class"), windowClass,
-             QStringLiteral("-T"), windowClass, QStringLiteral("-e"), QStringLiteral("sh"),
-             QStringLiteral("-c"),
-             QStringLiteral("stty -icanon -echo -isig min 1; : > '%1'; exec cat > '%2'")
-                 .arg(begun(), m_file)});
+            u"xterm"_s,
+            {u"-u8"_s, u"-xrm"_s, u"*selectToClipboard: true"_s, u"-class"_s, windowClass, u"-T"_s,
+             windowClass, u"-e"_s, u"sh"_s, u"-c"_s,
+             u"stty -icanon -echo -isig min 1; : > '%1'; exec cat > '%2'"_s.arg(begun(), m_file)});
         if (!QTest::qWaitFor([&] { return isInFront(pid()) && QFile::exists(begun()); },
                              eventually))
             qFatal("The terminal does not come to the front.");
@@ -105,8 +103,7 @@ public:
             if (limit.hasExpired())
                 qFatal("The terminal does not listen.");
             giveKeyboard(pid());
-            (void)outcome(QStringLiteral("press_key"),
-                          {{QStringLiteral("key"), QStringLiteral(".")}});
+            (void)outcome(u"press_key"_s, {{u"key"_s, u"."_s}});
             (void)QTest::qWaitFor([&] { return received().endsWith('.'); }, 3000);
         }
         m_forgotten = received().size();
@@ -127,7 +124,7 @@ public:
     }
 
 private:
-    [[nodiscard]] QString begun() const { return m_file + QStringLiteral(".begun"); }
+    [[nodiscard]] QString begun() const { return m_file + u".begun"_s; }
 
     QString m_file;
     QProcess *m_process = nullptr;
@@ -139,7 +136,7 @@ class PasswordDialog
 {
 public:
     explicit PasswordDialog(VirtualDesktop &desktop)
-        : m_process(desktop.start(QStringLiteral("zenity"), {QStringLiteral("--password")}))
+        : m_process(desktop.start(u"zenity"_s, {u"--password"_s}))
     {
         if (!QTest::qWaitFor([&] { return isInFront(pid()) && isSettled(); }, eventually))
             qFatal("The dialog does not come to the front.");
@@ -155,10 +152,7 @@ public:
     [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
 
     /// It has dealt with all that came with its being in front, or it would not answer.
-    [[nodiscard]] static bool isSettled()
-    {
-        return outcome(QStringLiteral("read_ui")).contains(QStringLiteral("OK"));
-    }
+    [[nodiscard]] static bool isSettled() { return outcome(u"read_ui"_s).contains(u"OK"_s); }
 
     /// Confirms it, behind a mark that has to arrive, and returns what had been typed before.
     [[nodiscard]] QByteArray takeContent()
@@ -166,8 +160,7 @@ public:
         giveKeyboard(pid());
         const QDeadlineTimer limit(eventually);
         while (m_process.state() != QProcess::NotRunning && !limit.hasExpired()) {
-            (void)output(QStringLiteral("xdotool"),
-                         {QStringLiteral("key"), QStringLiteral("bar"), QStringLiteral("Return")});
+            (void)output(u"xdotool"_s, {u"key"_s, u"bar"_s, u"Return"_s});
             (void)m_process.waitForFinished(1000);
         }
         const QByteArray content = m_process.readAllStandardOutput();

@@ -176,8 +176,7 @@ QStringList tst_KilledProgram::modelFiles() const
 
 void tst_KilledProgram::nextStartIsFine()
 {
-    Program next(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Say that it is fine"_s},
-                 options());
+    Program next(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Say that it is fine"_s}, options());
     QCOMPARE(next.waitForExit(), 0);
     QVERIFY2(next.output().endsWith(u"  ✔ Fine.\n"_s), qPrintable(next.output()));
 }
@@ -197,7 +196,7 @@ void tst_KilledProgram::whileTheModelLoads()
     // A model of this size is loaded in no time, so that it may take a few goes to be quick enough.
     bool wasLoading = false;
     for (int i = 0; i < 100 && !wasLoading; ++i) {
-        Program quillon(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Load"_s}, options());
+        Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Load"_s}, options());
         const QDeadlineTimer limit(eventually);
         while (!wasLoading && !quillon.waitForOutput("Load\n", 1)) {
             QVERIFY(!limit.hasExpired());
@@ -212,7 +211,7 @@ void tst_KilledProgram::whileTheModelLoads()
 void tst_KilledProgram::whileItGenerates()
 {
     giveModel({"This goes on and on and is no action at all. "}, false);
-    Program quillon(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Think"_s}, options());
+    Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Think"_s}, options());
     QVERIFY(quillon.waitForOutput("Thinking…"));
     quillon.signal(SIGKILL);
     QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
@@ -221,7 +220,7 @@ void tst_KilledProgram::whileItGenerates()
 void tst_KilledProgram::whileItAsks()
 {
     giveModel({R"({"action":"trash","path":"old.zip"})"});
-    Program quillon(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Tidy up"_s}, options());
+    Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Tidy up"_s}, options());
     QVERIFY(quillon.waitForOutput("[y/N] "));
     quillon.signal(SIGKILL);
     QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
@@ -233,7 +232,7 @@ void tst_KilledProgram::whileItPerformsAStep()
     m_desktop->write(u".local/share/applications/slow.desktop"_s,
                      "[Desktop Entry]\nType=Application\nName=Slow\nExec=/bin/sleep 0.1\n");
     giveModel({R"({"action":"open_app","app":"Slow"})"});
-    Program quillon(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Open it"_s}, options());
+    Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Open it"_s}, options());
     QVERIFY(quillon.waitForOutput("Launching Slow"));
     quillon.signal(SIGKILL);
     QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
@@ -245,7 +244,7 @@ void tst_KilledProgram::whileThePanelAsks()
 {
     giveModel({R"({"action":"trash","path":"old.zip"})"});
     {
-        QProcess &quillon = m_desktop->start(QStringLiteral(QUILLON_PROGRAM), QStringList());
+        QProcess &quillon = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
         const ProcessId panel{quillon.processId()};
         QTRY_COMPARE_WITH_TIMEOUT(focused(), panel, eventually);
         (void)output(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"10"_s, u"tidy"_s});
@@ -260,7 +259,7 @@ void tst_KilledProgram::whileThePanelAsks()
         QVERIFY(quillon.waitForFinished());
     }
     // The place is free: the next panel is no second start of one that is gone.
-    QProcess &next = m_desktop->start(QStringLiteral(QUILLON_PROGRAM), QStringList());
+    QProcess &next = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
     QTRY_COMPARE_WITH_TIMEOUT(focused(), ProcessId{next.processId()}, eventually);
     next.kill();
     QVERIFY(next.waitForFinished());
@@ -272,7 +271,7 @@ void tst_KilledProgram::whileItTypes()
     const QByteArray text = QByteArray("Жук шёл ").repeated(150);
     giveModel({R"({"action":"type_text","text":")" + text + R"("})"});
     const Listener receiver(*m_desktop, u"Receiver"_s);
-    Program quillon(QStringLiteral(QUILLON_PROGRAM), {u"--task"_s, u"Write"_s}, options());
+    Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Write"_s}, options());
     const QDeadlineTimer limit(eventually);
     while (receiver.received().size() < 100 && !limit.hasExpired())
         (void)quillon.waitForOutput("what it never prints", 1);

@@ -253,7 +253,7 @@ void tst_StolenFocus::byTheAssistantsOwnPanel()
     model.write(m_desktop->home(file));
 
     const Listener receiver(*m_desktop, u"Receiver"_s);
-    QProcess &quillon = m_desktop->start(QStringLiteral(QUILLON_PROGRAM), QStringList());
+    QProcess &quillon = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
     const ProcessId panel{quillon.processId()};
     QTRY_COMPARE_WITH_TIMEOUT(focused(), panel, eventually);
     // A Return that comes before the model is loaded leaves the text where it is.

@@ -8,6 +8,8 @@
 
 #include <algorithm>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 constexpr int eventually = 30'000;
 
@@ -47,9 +49,9 @@ PanelScene::PanelScene(Model model, Qt::WindowFlags flags) : ViewModels(model)
     if (!component.isReady())
         qFatal("%s", qPrintable(component.errorString()));
     QObject *const root = component.createWithInitialProperties(
-        {{QStringLiteral("session"), QVariant::fromValue(sessionView.get())},
-         {QStringLiteral("models"), QVariant::fromValue(modelsView.get())},
-         {QStringLiteral("panel"), QVariant::fromValue(&panel)}});
+        {{u"session"_s, QVariant::fromValue(sessionView.get())},
+         {u"models"_s, QVariant::fromValue(modelsView.get())},
+         {u"panel"_s, QVariant::fromValue(&panel)}});
     if (root == nullptr)
         qFatal("%s", qPrintable(component.errorString()));
     window.reset(qobject_cast<QQuickWindow *>(root));
@@ -61,7 +63,8 @@ PanelScene::PanelScene(Model model, Qt::WindowFlags flags) : ViewModels(model)
     // The panel asks for the model to be loaded once it is there.
     const bool answers =
         model == Model::missing ||
-        QTest::qWaitFor([this] { return modelsView->state() != ModelsView::Ready; }, eventually);
+        QTest::qWaitFor([this] { return modelsView->state() != ModelsViewModel::Ready; },
+                        eventually);
     if (!answers)
         qFatal("The panel does not load the model.");
 }
@@ -132,7 +135,7 @@ void PanelScene::setTrusted(bool isTrusted)
 
 qsizetype PanelScene::hides() const
 {
-    return platform.panels.calls.count(QStringLiteral("hide"));
+    return platform.panels.calls.count(u"hide"_s);
 }
 
 QObject &PanelScene::theme()

@@ -9,6 +9,8 @@
 
 #include <memory>
 
+using Qt::StringLiterals::operator""_s;
+
 /// The whole panel in a window.
 class PanelScene : public ViewModels
 {
@@ -33,7 +35,7 @@ public:
     [[nodiscard]] QQuickItem &item(const QString &name) const;
     /// The text of the item of that name.
     [[nodiscard]] QString text(const QString &name) const;
-    [[nodiscard]] QString typed() const { return text(QStringLiteral("commandField")); }
+    [[nodiscard]] QString typed() const { return text(u"commandField"_s); }
     [[nodiscard]] bool hasFocus(const QString &name) const;
 
     /// The hot key was pressed.
@@ -58,7 +60,7 @@ public:
     /// What the window shows.
     [[nodiscard]] QImage grab() const { return window->grabWindow(); }
 
-    FakePanelWindow frame{QStringLiteral("panel")};
+    FakeNativeWindow frame{u"panel"_s};
     Panel panel;
     QQmlEngine qml;
     std::unique_ptr<QQuickWindow> window;

@@ -5,6 +5,8 @@
 #include <QGuiApplication>
 #include <QTest>
 
+using Qt::StringLiterals::operator""_s;
+
 /// The main function of a test of the panel: Test is the class.
 #define PANEL_TEST_MAIN(Test)                                                                      \
     int main(int argc, char *argv[])                                                               \
@@ -17,11 +19,11 @@
 
 /// What the scripted model says.
 namespace Say {
-inline const QString listWindows = QStringLiteral("{\"action\":\"list_windows\"}");
-inline const QString trashOld = QStringLiteral("{\"action\":\"trash\",\"path\":\"old.zip\"}");
+inline const QString listWindows = u"{\"action\":\"list_windows\"}"_s;
+inline const QString trashOld = u"{\"action\":\"trash\",\"path\":\"old.zip\"}"_s;
 
-inline QString done(const QString &message = QStringLiteral("All done."))
+inline QString done(const QString &message = u"All done."_s)
 {
-    return QStringLiteral("{\"action\":\"done\",\"message\":\"%1\"}").arg(message);
+    return u"{\"action\":\"done\",\"message\":\"%1\"}"_s.arg(message);
 }
 } // namespace Say

@@ -5,13 +5,15 @@
 #include "models/ModelManager.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/ScriptedEngine.h"
-#include "ui/ModelsView.h"
-#include "ui/SessionView.h"
+#include "ui/ModelsViewModel.h"
+#include "ui/SessionViewModel.h"
 
 #include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
+
+using Qt::StringLiterals::operator""_s;
 
 /// The view models over the real session and the real manager, with a scripted engine, a desktop in
 /// memory and a home of its own.
@@ -36,11 +38,11 @@ struct ViewModels
             engine->setLoadError(InferenceError::loadFailed);
         if (model == Model::loading)
             engine->holdLoads();
-        platform.desk.front = Application{.pid = ProcessId{7}, .name = QStringLiteral("Safari")};
+        platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Safari"_s};
         manager = std::make_unique<ModelManager>(engine);
         session = std::make_unique<AgentSession>(*manager);
-        sessionView = std::make_unique<SessionView>(*session);
-        modelsView = std::make_unique<ModelsView>(*manager);
+        sessionView = std::make_unique<SessionViewModel>(*session);
+        modelsView = std::make_unique<ModelsViewModel>(*manager);
         if (model == Model::loaded)
             QCoro::waitFor(manager->loadIfNeeded());
     }
@@ -51,10 +53,10 @@ struct ViewModels
             qputenv(variable, home.filePath(name).toUtf8());
             QDir(home.path()).mkpath(name);
         };
-        folder("HOME", QStringLiteral("home"));
-        folder("XDG_DATA_HOME", QStringLiteral("data"));
-        folder("XDG_CONFIG_HOME", QStringLiteral("config"));
-        QDir(home.path()).mkpath(QStringLiteral("home/Downloads"));
+        folder("HOME", u"home"_s);
+        folder("XDG_DATA_HOME", u"data"_s);
+        folder("XDG_CONFIG_HOME", u"config"_s);
+        QDir(home.path()).mkpath(u"home/Downloads"_s);
         QSettings().clear();
     }
 
@@ -71,6 +73,6 @@ struct ViewModels
     std::shared_ptr<ScriptedEngine> engine = std::make_shared<ScriptedEngine>();
     std::unique_ptr<ModelManager> manager;
     std::unique_ptr<AgentSession> session;
-    std::unique_ptr<SessionView> sessionView;
-    std::unique_ptr<ModelsView> modelsView;
+    std::unique_ptr<SessionViewModel> sessionView;
+    std::unique_ptr<ModelsViewModel> modelsView;
 };

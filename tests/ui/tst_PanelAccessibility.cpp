@@ -151,10 +151,10 @@ void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
         QTRY_VERIFY(!scene.session->isRunning());
     }
 
-    QFile golden(QStringLiteral(GOLDEN "/accessibility.txt"));
+    QFile golden(u"" GOLDEN "/accessibility.txt"_s);
     QVERIFY(golden.open(QIODevice::ReadOnly));
     const QString expected = QString::fromUtf8(golden.readAll());
-    QFile actual(QStringLiteral(ACTUAL "/accessibility.txt"));
+    QFile actual(u"" ACTUAL "/accessibility.txt"_s);
     QVERIFY(actual.open(QIODevice::WriteOnly));
     actual.write(tree.toUtf8());
     actual.close();

@@ -69,9 +69,9 @@ private:
     }
     static void keepPicture(const QString &name)
     {
-        QDir().mkpath(QStringLiteral(SCREENSHOTS));
-        QVERIFY(QGuiApplication::primaryScreen()->grabWindow(0).save(
-            QStringLiteral(SCREENSHOTS "/%1.png").arg(name)));
+        QDir().mkpath(u"" SCREENSHOTS ""_s);
+        QVERIFY(QGuiApplication::primaryScreen()->grabWindow(0).save(u"" SCREENSHOTS
+                                                                     "/%1.png"_s.arg(name)));
     }
     /// Starts the program with a model that gives these replies, one after the other.
     void start(const QList<QByteArray> &replies);
@@ -99,7 +99,7 @@ void tst_PanelProgram::start(const QList<QByteArray> &replies)
     m_desktop.write(u"old.zip"_s, "old");
     QDir().mkpath(m_desktop.home(u"Documents"_s));
     m_program.setProcessChannelMode(QProcess::ForwardedChannels);
-    m_program.start(QStringLiteral(QUILLON_PROGRAM), QStringList());
+    m_program.start(u"" QUILLON_PROGRAM ""_s, QStringList());
     QVERIFY(m_program.waitForStarted());
     QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
     QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
@@ -200,7 +200,7 @@ void tst_PanelProgram::minimisesAndClosesByItsControls()
         click(inTheMiddle.topRight() + QPoint(-fromTheRight, 18));
         QTRY_VERIFY_WITH_TIMEOUT(!panel(), eventually);
         QCOMPARE(m_program.state(), QProcess::Running);
-        QCOMPARE(QProcess::execute(QStringLiteral(QUILLON_PROGRAM), {u"--toggle"_s}), 0);
+        QCOMPARE(QProcess::execute(u"" QUILLON_PROGRAM ""_s, {u"--toggle"_s}), 0);
         QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
         QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
     }

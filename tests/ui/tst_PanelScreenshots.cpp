@@ -185,15 +185,15 @@ void tst_PanelScreenshots::shows()
     QCOMPARE(picture.size(), scene.window->size() * scene.window->devicePixelRatio());
     // The surface is where nothing else is: the picture is of that look.
     QCOMPARE(picture.pixelColor(8, picture.height() / 2).lightnessF() < 0.5F, dark);
-    QDir().mkpath(QStringLiteral(SCREENSHOTS));
+    QDir().mkpath(u"" SCREENSHOTS ""_s);
     const QString name = QString::fromUtf8(QTest::currentDataTag());
-    QVERIFY(picture.save(QStringLiteral(SCREENSHOTS "/%1.png").arg(name)));
+    QVERIFY(picture.save(u"" SCREENSHOTS "/%1.png"_s.arg(name)));
 
     scene.sessionView->stop();
     scene.engine->releaseGeneration();
     scene.engine->releaseLoad();
     QTRY_VERIFY(!scene.session->isRunning());
-    QTRY_VERIFY(scene.modelsView->state() != ModelsView::Loading);
+    QTRY_VERIFY(scene.modelsView->state() != ModelsViewModel::Loading);
 }
 
 PANEL_TEST_MAIN(tst_PanelScreenshots)

@@ -99,14 +99,14 @@ void tst_SetUpCard::showsOneElementForEachState()
                                   u"cancelDownloadButton"_s}));
     QTRY_VERIFY(scene.modelsView->progress() > 0);
     server.release();
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loading);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loading);
     QCOMPARE(seen(), QStringList{u"loadingText"_s});
     QCOMPARE(scene.text(u"loadingText"_s), u"Loading model…"_s);
     scene.manager->refresh();
-    QCOMPARE(scene.modelsView->state(), ModelsView::Ready);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Ready);
     QCOMPARE(seen(), QStringList{u"loadingText"_s});
     scene.engine->releaseLoad();
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loaded);
     QVERIFY(!scene.find(u"setUpCard"_s));
     QVERIFY(scene.find(u"history"_s));
 }
@@ -179,7 +179,7 @@ void tst_SetUpCard::showsWhyADownloadFailed()
     server.setAnswer(u"/test.gguf"_s, answer);
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
     scene.click(u"downloadButton"_s);
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QCOMPARE(scene.text(u"failureMessage"_s), scene.manager->state().message);
     if (message.isEmpty())
         QVERIFY(!scene.text(u"failureMessage"_s).isEmpty());
@@ -306,10 +306,10 @@ void tst_SetUpCard::theCardIsUsedByKeysAlone()
     QVERIFY(reach(u"modelPicker"_s));
     QVERIFY(reach(u"downloadButton"_s));
     scene.key(Qt::Key_Return);
-    QCOMPARE(scene.modelsView->state(), ModelsView::Downloading);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
     QVERIFY(reach(u"cancelDownloadButton"_s));
     scene.key(Qt::Key_Space);
-    QCOMPARE(scene.modelsView->state(), ModelsView::NeedsDownload);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::NeedsDownload);
     server.setAnswer(u"/test.gguf"_s, {.status = 404});
     QVERIFY(reach(u"downloadButton"_s));
     scene.key(Qt::Key_Return);
@@ -320,7 +320,7 @@ void tst_SetUpCard::theCardIsUsedByKeysAlone()
 void tst_SetUpCard::loadsWhenThePanelAppears()
 {
     PanelScene scene(Model::loading);
-    QCOMPARE(scene.modelsView->state(), ModelsView::Loading);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Loading);
     QCOMPARE(scene.text(u"loadingText"_s), u"Loading model…"_s);
     scene.engine->releaseLoad();
     QTRY_VERIFY(scene.find(u"suggestions"_s));
@@ -333,12 +333,12 @@ void tst_SetUpCard::theHistoryStaysWhileAModelIsLoadedAnew()
     // Another model, whose download fails.
     const HttpServer server;
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
-    QCOMPARE(scene.modelsView->state(), ModelsView::NeedsDownload);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::NeedsDownload);
     QVERIFY(scene.find(u"history"_s));
     QVERIFY(!scene.find(u"setUpCard"_s));
     QVERIFY(!scene.find(u"modelMenuButton"_s));
     scene.modelsView->download();
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QVERIFY(scene.find(u"history"_s));
     // Without a turn the card has its place again.
     scene.key(Qt::Key_K, Qt::ControlModifier);

@@ -1,4 +1,4 @@
-#include "ui/LineLook.h"
+#include "ui/LogEntryStyle.h"
 #include "ui/LogModel.h"
 #include "ui/TurnsModel.h"
 
@@ -89,8 +89,8 @@ void tst_TurnsModel::showsTurns()
     QCOMPARE(log.index(0).data(LogModel::Text), u"Launching Mail"_s);
     QCOMPARE(log.index(0).data(LogModel::Running), true);
     QCOMPARE(log.index(0).data(LogModel::Symbol), QString());
-    QCOMPARE(log.index(0).data(LogModel::TextTone), int(Tone::Primary));
-    QCOMPARE(log.index(0).data(LogModel::SymbolTone), int(Tone::Secondary));
+    QCOMPARE(log.index(0).data(LogModel::TextTone), int(ColorRole::Primary));
+    QCOMPARE(log.index(0).data(LogModel::SymbolTone), int(ColorRole::Secondary));
     QCOMPARE(logAt(model, 1)->rowCount(), 0);
 
     const QHash<int, QByteArray> roles = model.roleNames();

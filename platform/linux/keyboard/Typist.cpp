@@ -68,12 +68,12 @@ void Typist::type(std::span<const KeySymbol> symbols)
 // They leave in one piece: the keyboard changes hands before it or after it.
 void Typist::deliver(std::vector<Stroke> &strokes)
 {
-    const XKeyboard::Standstill standstill(m_keyboard);
+    const XKeyboard::ServerGrab standstill(m_keyboard);
     checkIsWanted("Typing stopped because the application is no longer in front.");
     for (const Stroke &stroke : std::exchange(strokes, {})) {
         hold(stroke.modifiers);
-        m_keyboard.fake(stroke.code, true);
-        m_keyboard.fake(stroke.code, false);
+        m_keyboard.inject(stroke.code, true);
+        m_keyboard.inject(stroke.code, false);
     }
     hold(0);
     m_keyboard.flush();
@@ -90,7 +90,7 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
     }
     if (!stroke)
         throw Failure("The keyboard layout has no room for this key.");
-    const XKeyboard::Standstill standstill(m_keyboard);
+    const XKeyboard::ServerGrab standstill(m_keyboard);
     checkIsWanted("The application is no longer in front.");
 
     uint8_t held = stroke->modifiers;
@@ -106,14 +106,14 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
     }
     hold(held);
     m_pressed = stroke->code;
-    m_keyboard.fake(stroke->code, true);
+    m_keyboard.inject(stroke->code, true);
     m_keyboard.flush();
 }
 
 void Typist::release()
 {
     if (m_pressed)
-        m_keyboard.fake(*std::exchange(m_pressed, std::nullopt), false);
+        m_keyboard.inject(*std::exchange(m_pressed, std::nullopt), false);
     hold(0);
     m_keyboard.flush();
 }
@@ -122,15 +122,15 @@ void Typist::finish()
 {
     release();
     std::optional<Failure> failure;
-    if (!m_borrowed.isEmpty()) {
+    if (!m_mapping.isEmpty()) {
         try {
             letApplicationsFollow();
         } catch (const Failure &complaint) {
             failure = complaint;
         }
-        m_borrowed.giveBack();
+        m_mapping.restore();
     }
-    m_usersKeys.giveBack();
+    m_heldModifiers.restore();
     if (failure)
         throw *failure;
 }
@@ -144,7 +144,7 @@ void Typist::prepare()
             read();
         else if ((state->mods & ~m_map->numLock()) == 0)
             return;
-        m_usersKeys.putAside(*m_map);
+        m_heldModifiers.release(*m_map);
     }
 }
 
@@ -161,7 +161,7 @@ void Typist::checkIsWanted(const char *complaint) const
 
 void Typist::read()
 {
-    m_keyboard.become();
+    m_keyboard.activate();
     (void)m_keyboard.mapHasChanged();
     m_map.emplace(m_keyboard);
 }
@@ -171,7 +171,7 @@ void Typist::borrowForExpected()
     std::vector<KeySymbol> missing;
     for (const KeySymbol symbol : m_expected) {
         const std::optional<Stroke> stroke = m_map->find(symbol);
-        if (!stroke || m_borrowed.contains(stroke->code))
+        if (!stroke || m_mapping.contains(stroke->code))
             missing.push_back(symbol);
     }
     borrow(missing);
@@ -180,9 +180,9 @@ void Typist::borrowForExpected()
 void Typist::borrow(std::span<const KeySymbol> symbols)
 {
     hold(0);
-    if (!m_borrowed.isEmpty())
+    if (!m_mapping.isEmpty())
         letApplicationsFollow();
-    m_borrowed.assign(m_map->spareKeys(), symbols);
+    m_mapping.assign(m_map->spareKeys(), symbols);
     read();
     letApplicationsFollow();
 }
@@ -191,14 +191,14 @@ void Typist::letApplicationsFollow()
 {
     m_keyboard.sync();
     const auto start = std::chrono::steady_clock::now();
-    switch (m_isFrontDeaf ? Front::deaf : m_keyboard.waitForFront()) {
+    switch (m_isFrontDeaf ? Front::timedOut : m_keyboard.waitForFront()) {
     case Front::caughtUp:
         std::this_thread::sleep_until(start + mapSettle);
         return;
     case Front::silent:
         std::this_thread::sleep_until(start + silentSettle);
         return;
-    case Front::deaf:
+    case Front::timedOut:
         // It is asked only once, so that all is back to what it was while somebody waits for us.
         m_isFrontDeaf = true;
         throw Failure("The application in front does not answer.");
@@ -213,7 +213,7 @@ void Typist::hold(uint8_t modifiers)
         const auto held = m_held.find(modifier);
         if (held == m_held.end() || (modifiers & modifier) != 0)
             continue;
-        m_keyboard.fake(held->second, false);
+        m_keyboard.inject(held->second, false);
         m_held.erase(held);
     }
     for (unsigned bit = 0; bit < 8; ++bit) {
@@ -223,7 +223,7 @@ void Typist::hold(uint8_t modifiers)
         const std::optional<xcb_keycode_t> key = m_map->holder(modifier);
         if (!key)
             failWithoutModifier();
-        m_keyboard.fake(*key, true);
+        m_keyboard.inject(*key, true);
         m_held.emplace(modifier, *key);
     }
 }

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "platform/linux/keyboard/BorrowedKeys.h"
+#include "platform/linux/keyboard/HeldModifiers.h"
 #include "platform/linux/keyboard/KeyMap.h"
 #include "platform/linux/keyboard/Modifier.h"
 #include "platform/linux/keyboard/Receiver.h"
-#include "platform/linux/keyboard/UsersKeys.h"
+#include "platform/linux/keyboard/TemporaryKeyMapping.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
 #include <csignal>
@@ -56,8 +56,8 @@ private:
     const volatile std::sig_atomic_t &m_isGivenUp;
     XKeyboard m_keyboard;
     Receiver m_receiver;
-    UsersKeys m_usersKeys{m_keyboard};
-    BorrowedKeys m_borrowed{m_keyboard};
+    HeldModifiers m_heldModifiers{m_keyboard};
+    TemporaryKeyMapping m_mapping{m_keyboard};
     std::optional<KeyMap> m_map;
     std::deque<KeySymbol> m_expected;
     std::map<uint8_t, xcb_keycode_t> m_held; ///< The modifiers that we hold, with their keys.

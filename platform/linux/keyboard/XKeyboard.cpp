@@ -110,7 +110,7 @@ void XKeyboard::listen() const
     xcb_change_window_attributes(connection(), m_root, XCB_CW_EVENT_MASK, &events);
 }
 
-void XKeyboard::fake(xcb_keycode_t code, bool isDown)
+void XKeyboard::inject(xcb_keycode_t code, bool isDown)
 {
     xcb_test_fake_input(connection(), isDown ? XCB_KEY_PRESS : XCB_KEY_RELEASE, code,
                         XCB_CURRENT_TIME, XCB_WINDOW_NONE, 0, 0, 0);
@@ -118,7 +118,7 @@ void XKeyboard::fake(xcb_keycode_t code, bool isDown)
         --m_releases[{m_ours, code}];
 }
 
-void XKeyboard::fake(const DeviceKey &key, bool isDown)
+void XKeyboard::inject(const DeviceKey &key, bool isDown)
 {
     const int type =
         m_inputEvents + (isDown ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
@@ -138,16 +138,16 @@ void XKeyboard::sync()
 {
     (void)answered(
         xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
-    hear();
+    processEvents();
 }
 
-void XKeyboard::hear()
+void XKeyboard::processEvents()
 {
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())})
-        hear(*event);
+        processEvents(*event);
 }
 
-void XKeyboard::hear(const xcb_generic_event_t &event)
+void XKeyboard::processEvents(const xcb_generic_event_t &event)
 {
     const int type = event.response_type & 0x7f;
     if (type == XCB_GE_GENERIC) {
@@ -165,10 +165,10 @@ void XKeyboard::hear(const xcb_generic_event_t &event)
     }
 }
 
-void XKeyboard::become()
+void XKeyboard::activate()
 {
     // No key has the lowest code that there is, and it is not even down.
-    fake(xcb_get_setup(connection())->min_keycode, false);
+    inject(xcb_get_setup(connection())->min_keycode, false);
     sync();
 }
 
@@ -232,7 +232,7 @@ XcbReply<xcb_xkb_get_state_reply_t> XKeyboard::state()
 {
     auto reply = answered(
         xcb_xkb_get_state_reply(connection(), xcb_xkb_get_state(connection(), m_core), nullptr));
-    hear();
+    processEvents();
     return reply;
 }
 
@@ -284,8 +284,8 @@ void XKeyboard::change(const std::map<xcb_keycode_t, KeyEntry> &changes)
                     static_cast<uint8_t>(last - first + 1), static_cast<uint16_t>(symbols), 0, 0, 0,
                     0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, all.data());
     if (!m_others.empty())
-        fake(DeviceKey{m_others.front(), setup->min_keycode}, false);
-    become();
+        inject(DeviceKey{m_others.front(), setup->min_keycode}, false);
+    activate();
 }
 
 Front XKeyboard::waitForFront()
@@ -334,7 +334,7 @@ Front XKeyboard::waitForFront()
             std::chrono::ceil<std::chrono::milliseconds>(limit - std::chrono::steady_clock::now());
         pollfd source{xcb_get_file_descriptor(connection()), POLLIN, 0};
         if (left.count() <= 0)
-            return Front::deaf;
+            return Front::timedOut;
         if (poll(&source, 1, static_cast<int>(left.count())) > 0)
             sync();
     }

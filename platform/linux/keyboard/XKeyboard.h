@@ -25,7 +25,7 @@ using KeyEntry = std::vector<uint8_t>;
 enum class Front {
     caughtUp, ///< It has.
     silent,   ///< It does not take part in this.
-    deaf,     ///< Nothing, for longer than anybody wants to wait.
+    timedOut, ///< Nothing, for longer than anybody wants to wait.
 };
 
 /// The X server's keyboard: who presses what, what the keys mean, and pressing them. Every call may
@@ -44,30 +44,30 @@ public:
 
     /// As long as this lives, the server does nothing for anybody else, so that what is seen stays
     /// so. For moments only: nobody's windows move meanwhile.
-    class Standstill
+    class ServerGrab
     {
     public:
-        explicit Standstill(XKeyboard &keyboard) : m_connection(keyboard.connection())
+        explicit ServerGrab(XKeyboard &keyboard) : m_connection(keyboard.connection())
         {
             xcb_grab_server(m_connection);
         }
-        ~Standstill()
+        ~ServerGrab()
         {
             xcb_ungrab_server(m_connection);
             xcb_flush(m_connection);
         }
-        Standstill(const Standstill &) = delete;
-        Standstill &operator=(const Standstill &) = delete;
+        ServerGrab(const ServerGrab &) = delete;
+        ServerGrab &operator=(const ServerGrab &) = delete;
 
     private:
         xcb_connection_t *m_connection;
     };
 
     /// Presses or releases a key of the keyboard that belongs to no hardware.
-    void fake(xcb_keycode_t code, bool isDown);
+    void inject(xcb_keycode_t code, bool isDown);
 
     /// The same for a key of any of the keyboards, as if its owner's finger did it.
-    void fake(const DeviceKey &key, bool isDown);
+    void inject(const DeviceKey &key, bool isDown);
 
     /// Sends what has been asked for.
     void flush() const;
@@ -78,7 +78,7 @@ public:
 
     /// Makes the keyboard without hardware the one whose map counts: each has its own, and the
     /// desktop's is that of the keyboard that was used last.
-    void become();
+    void activate();
 
     /// Whether we have heard since the last call that the keys may mean something else.
     [[nodiscard]] bool mapHasChanged();
@@ -118,8 +118,8 @@ private:
     [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &extension, const char *complaint) const;
     void findDevices();
     void listen() const;
-    void hear();
-    void hear(const xcb_generic_event_t &event);
+    void processEvents();
+    void processEvents(const xcb_generic_event_t &event);
 
     std::unique_ptr<xcb_connection_t, Closed> m_connection;
     xcb_window_t m_root = XCB_WINDOW_NONE;

@@ -9,6 +9,8 @@
 #include <QStringList>
 #include <QTest>
 
+using Qt::StringLiterals::operator""_s;
+
 /// A window of another process on the virtual desktop. It is there when the constructor returns.
 class TestWindow
 {
@@ -16,8 +18,7 @@ public:
     /// The class as "instance.Class"; what may be special about it: see test-window.cpp.
     TestWindow(VirtualDesktop &desktop, const QString &title, const QString &windowClass,
                const QStringList &special = {})
-        : m_process(
-              desktop.start(QStringLiteral(TEST_WINDOW), QStringList{title, windowClass} + special))
+        : m_process(desktop.start(u"" TEST_WINDOW ""_s, QStringList{title, windowClass} + special))
     {
         expect("shown");
     }

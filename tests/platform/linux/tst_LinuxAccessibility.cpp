@@ -110,7 +110,7 @@ void tst_LinuxAccessibility::cleanup()
 
 QProcess &tst_LinuxAccessibility::startLiar(const QString &manner, const QString &argument)
 {
-    QProcess &liar = m_desktop->start(QStringLiteral(LYING_APPLICATION), {manner, argument});
+    QProcess &liar = m_desktop->start(u"" LYING_APPLICATION ""_s, {manner, argument});
     m_liars.append(&liar);
     if (!waitForLine(liar, "known"))
         qFatal("The registry does not answer.");

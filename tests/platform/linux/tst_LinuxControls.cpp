@@ -54,7 +54,7 @@ QByteArray contentOf(const QString &path)
 // have other controls, and some say who runs them. To renew a file, delete it and run this.
 QString missingFrom(const QString &read, const QString &golden)
 {
-    const QString path = QStringLiteral(GOLDEN_FOLDER "/") + golden + u".txt"_s;
+    const QString path = u"" GOLDEN_FOLDER "/"_s + golden + u".txt"_s;
     QStringList lines = read.split(u" | "_s);
     if (!QFile::exists(path)) {
         QFile file(path);
@@ -179,7 +179,7 @@ void tst_LinuxControls::anEditorOfAnotherToolkitOpensItsPreferences()
 
 void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
 {
-    QProcess &window = start(QStringLiteral(CONTROLS_WINDOW));
+    QProcess &window = start(u"" CONTROLS_WINDOW ""_s);
     auto told = [&, output = QByteArray()](const QByteArray &line) mutable {
         output += window.readAllStandardOutput();
         return output.split('\n').contains(line);
@@ -209,7 +209,7 @@ void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
 
 void tst_LinuxControls::whatTheUserCannotSeeIsNotRead()
 {
-    const QProcess &window = start(QStringLiteral(CONTROLS_WINDOW));
+    const QProcess &window = start(u"" CONTROLS_WINDOW ""_s);
     QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), 30'000);
     const QString read = readUI();
     QVERIFY2(read.contains(u"TextField: typed text"_s), qPrintable(read));
@@ -263,8 +263,7 @@ void tst_LinuxControls::dumpsAreAsBefore_data()
                              << QStringList{u"GTK_MODULES=gail:atk-bridge"_s, u"pcmanfm"_s,
                                             m_desktop->home(u"Papers"_s)}
                              << u"MenuItem: Next Folder"_s;
-    QTest::newRow("controls") << QStringLiteral(CONTROLS_WINDOW) << QStringList()
-                              << u"MenuItem: Wave"_s;
+    QTest::newRow("controls") << u"" CONTROLS_WINDOW ""_s << QStringList() << u"MenuItem: Wave"_s;
 }
 
 void tst_LinuxControls::dumpsAreAsBefore()

@@ -1,6 +1,6 @@
 // What the shell asks of the X server, seen by a window manager's and a compositor's eyes.
 
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 #include "platform/linux/LinuxHotKey.h"
 #include "platform/linux/LinuxShell.h"
 #include "tests/support/VirtualDesktop.h"
@@ -32,7 +32,7 @@ xcb_atom_t atom(xcb_connection_t *connection, const QByteArray &name)
 }
 
 /// A bare window of the X server's.
-class BareWindow final : public PanelWindow
+class BareWindow final : public NativeWindow
 {
 public:
     BareWindow() : m_connection(xcb_connect(nullptr, nullptr)), m_id(xcb_generate_id(m_connection))
@@ -184,7 +184,7 @@ void tst_LinuxShell::whatIsBehindThePanelIsBlurredButNotBehindItsCorners()
 {
     LinuxShell shell(m_hotKey);
     BareWindow window;
-    shell.layUnder(window, Shell::Material::underWindowBackground);
+    shell.placeMaterialBehind(window, Shell::Material::underWindowBackground);
     const QByteArray property = "_KDE_NET_WM_BLUR_BEHIND_REGION";
     const auto region = [&] { return window.numbers(property); };
     for (const QSize size : {QSize(300, 200), QSize(500, 420)}) {

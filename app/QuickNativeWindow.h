@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/PanelWindow.h"
+#include "platform/NativeWindow.h"
 
 #include <QObject>
 
@@ -10,15 +10,15 @@ class QQuickWindow;
 
 /// A Qt Quick window as the shell handles it; known to the shell while it lives. Borrows the
 /// window. Main thread.
-class QuickPanelWindow final : public QObject, public PanelWindow
+class QuickNativeWindow final : public QObject, public NativeWindow
 {
 public:
     /// Calls `made` whenever the system's window has been made: before it is first seen, and again
     /// after it was closed.
-    QuickPanelWindow(QQuickWindow &window, std::function<void()> made);
-    ~QuickPanelWindow() override;
-    QuickPanelWindow(const QuickPanelWindow &) = delete;
-    QuickPanelWindow &operator=(const QuickPanelWindow &) = delete;
+    QuickNativeWindow(QQuickWindow &window, std::function<void()> made);
+    ~QuickNativeWindow() override;
+    QuickNativeWindow(const QuickNativeWindow &) = delete;
+    QuickNativeWindow &operator=(const QuickNativeWindow &) = delete;
 
     [[nodiscard]] quintptr handle() const override;
     [[nodiscard]] bool isShown() const override;

@@ -1,11 +1,11 @@
-#include "platform/linux/DBusValues.h"
+#include "platform/linux/DBusMessages.h"
 
 namespace {
 // Stands at the value of that type.
 std::optional<DBusMessageIter> valueOf(const DBusMessagePtr &reply, int type)
 {
     DBusMessageIter at;
-    if (!DBusValues::isReturn(reply) || !dbus_message_iter_init(reply.get(), &at))
+    if (!DBusMessages::isReturn(reply) || !dbus_message_iter_init(reply.get(), &at))
         return std::nullopt;
     if (dbus_message_iter_get_arg_type(&at) == DBUS_TYPE_VARIANT) {
         DBusMessageIter inner;
@@ -50,19 +50,20 @@ std::optional<DBusObject> objectAt(DBusMessageIter at)
 }
 } // namespace
 
-DBusMessagePtr DBusValues::call(const char *bus, const char *path, const char *interface,
-                                const char *method)
+DBusMessagePtr DBusMessages::call(const char *bus, const char *path, const char *interface,
+                                  const char *method)
 {
     return DBusMessagePtr(dbus_message_new_method_call(bus, path, interface, method));
 }
 
-DBusMessagePtr DBusValues::call(const DBusObject &object, const char *interface, const char *method)
+DBusMessagePtr DBusMessages::call(const DBusObject &object, const char *interface,
+                                  const char *method)
 {
     return call(object.bus.constData(), object.path.constData(), interface, method);
 }
 
-DBusMessagePtr DBusValues::get(const DBusObject &object, const char *interface,
-                               const char *property)
+DBusMessagePtr DBusMessages::get(const DBusObject &object, const char *interface,
+                                 const char *property)
 {
     DBusMessagePtr asking = call(object, DBUS_INTERFACE_PROPERTIES, "Get");
     append(asking, interface);
@@ -70,48 +71,48 @@ DBusMessagePtr DBusValues::get(const DBusObject &object, const char *interface,
     return asking;
 }
 
-void DBusValues::append(const DBusMessagePtr &call, const char *text)
+void DBusMessages::append(const DBusMessagePtr &call, const char *text)
 {
     dbus_message_append_args(call.get(), DBUS_TYPE_STRING, &text, DBUS_TYPE_INVALID);
 }
 
-void DBusValues::append(const DBusMessagePtr &call, dbus_int32_t number)
+void DBusMessages::append(const DBusMessagePtr &call, dbus_int32_t number)
 {
     dbus_message_append_args(call.get(), DBUS_TYPE_INT32, &number, DBUS_TYPE_INVALID);
 }
 
-bool DBusValues::isReturn(const DBusMessagePtr &reply)
+bool DBusMessages::isReturn(const DBusMessagePtr &reply)
 {
     return reply && dbus_message_get_type(reply.get()) == DBUS_MESSAGE_TYPE_METHOD_RETURN;
 }
 
-bool DBusValues::isError(const DBusMessagePtr &reply, const char *name)
+bool DBusMessages::isError(const DBusMessagePtr &reply, const char *name)
 {
     return reply && dbus_message_is_error(reply.get(), name);
 }
 
-std::optional<QByteArray> DBusValues::text(const DBusMessagePtr &reply)
+std::optional<QByteArray> DBusMessages::text(const DBusMessagePtr &reply)
 {
     return basic<const char *>(reply, DBUS_TYPE_STRING);
 }
 
-std::optional<bool> DBusValues::boolean(const DBusMessagePtr &reply)
+std::optional<bool> DBusMessages::boolean(const DBusMessagePtr &reply)
 {
     const std::optional<dbus_bool_t> value = basic<dbus_bool_t>(reply, DBUS_TYPE_BOOLEAN);
     return value ? std::optional(*value != 0) : std::nullopt;
 }
 
-std::optional<dbus_int32_t> DBusValues::number(const DBusMessagePtr &reply)
+std::optional<dbus_int32_t> DBusMessages::number(const DBusMessagePtr &reply)
 {
     return basic<dbus_int32_t>(reply, DBUS_TYPE_INT32);
 }
 
-std::optional<dbus_uint32_t> DBusValues::unsignedNumber(const DBusMessagePtr &reply)
+std::optional<dbus_uint32_t> DBusMessages::unsignedNumber(const DBusMessagePtr &reply)
 {
     return basic<dbus_uint32_t>(reply, DBUS_TYPE_UINT32);
 }
 
-std::optional<QList<dbus_uint32_t>> DBusValues::unsignedNumbers(const DBusMessagePtr &reply)
+std::optional<QList<dbus_uint32_t>> DBusMessages::unsignedNumbers(const DBusMessagePtr &reply)
 {
     std::optional<DBusMessageIter> list = valueOf(reply, DBUS_TYPE_ARRAY);
     if (!list || dbus_message_iter_get_element_type(&*list) != DBUS_TYPE_UINT32)
@@ -124,13 +125,13 @@ std::optional<QList<dbus_uint32_t>> DBusValues::unsignedNumbers(const DBusMessag
     return QList<dbus_uint32_t>(first, first + count);
 }
 
-std::optional<DBusObject> DBusValues::object(const DBusMessagePtr &reply)
+std::optional<DBusObject> DBusMessages::object(const DBusMessagePtr &reply)
 {
     const std::optional<DBusMessageIter> at = valueOf(reply, DBUS_TYPE_STRUCT);
     return at ? objectAt(*at) : std::nullopt;
 }
 
-QList<DBusObject> DBusValues::objects(const DBusMessagePtr &reply, qsizetype most)
+QList<DBusObject> DBusMessages::objects(const DBusMessagePtr &reply, qsizetype most)
 {
     QList<DBusObject> objects;
     std::optional<DBusMessageIter> list = valueOf(reply, DBUS_TYPE_ARRAY);

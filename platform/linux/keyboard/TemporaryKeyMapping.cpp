@@ -1,4 +1,4 @@
-#include "platform/linux/keyboard/BorrowedKeys.h"
+#include "platform/linux/keyboard/TemporaryKeyMapping.h"
 
 #include <xkbcommon/xkbcommon.h>
 
@@ -41,8 +41,8 @@ std::vector<KeySymbol> levelsFor(KeySymbol symbol)
 }
 } // namespace
 
-void BorrowedKeys::assign(const std::vector<xcb_keycode_t> &spareKeys,
-                          std::span<const KeySymbol> symbols)
+void TemporaryKeyMapping::assign(const std::vector<xcb_keycode_t> &spareKeys,
+                                 std::span<const KeySymbol> symbols)
 {
     std::vector<xcb_keycode_t> free = spareKeys;
     for (const auto &[code, borrowed] : m_keys)
@@ -77,7 +77,7 @@ void BorrowedKeys::assign(const std::vector<xcb_keycode_t> &spareKeys,
     m_keyboard.change(changes);
 }
 
-void BorrowedKeys::giveBack()
+void TemporaryKeyMapping::restore()
 {
     if (m_keys.empty())
         return;

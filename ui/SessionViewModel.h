@@ -11,7 +11,7 @@ class AgentSession;
 
 /// What the panel shows of the session, and what its controls ask of it. Main thread; the session
 /// must outlive it.
-class SessionView : public QObject
+class SessionViewModel : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
@@ -25,7 +25,7 @@ class SessionView : public QObject
     Q_PROPERTY(QString pendingReason READ pendingReason NOTIFY pendingChanged)
 
 public:
-    explicit SessionView(AgentSession &session, QObject *parent = nullptr);
+    explicit SessionViewModel(AgentSession &session, QObject *parent = nullptr);
 
     [[nodiscard]] TurnsModel *turns() { return &m_turns; }
     [[nodiscard]] bool hasTurns() const { return m_turns.rowCount() > 0; }

@@ -5,8 +5,8 @@
 #include <filesystem>
 
 /// A file that appears as a whole or not at all.
-namespace WholeFile {
+namespace AtomicFile {
 /// Writes it beside its place and moves it there once it is safe. Throws a PlatformError, and then
 /// leaves nothing behind. Any thread.
 void write(const std::filesystem::path &path, const QByteArray &content);
-} // namespace WholeFile
+} // namespace AtomicFile

@@ -13,14 +13,14 @@ LocalModel modelAt(const QUrl &url)
     return {u"test"_s, u"Test"_s, u"Small"_s, url, u"test.gguf"_s, 1234567};
 }
 
-ModelChoice &choice(ModelsView &view, int place)
+ModelChoice &choice(ModelsViewModel &view, int place)
 {
     QQmlListProperty<ModelChoice> choices = view.choices();
     return *choices.at(&choices, place);
 }
 } // namespace
 
-class tst_ModelsView : public QObject
+class tst_ModelsViewModel : public QObject
 {
     Q_OBJECT
 
@@ -39,14 +39,14 @@ private Q_SLOTS:
     void loadsInALaterPassOfTheEventLoop();
 };
 
-void tst_ModelsView::initTestCase()
+void tst_ModelsViewModel::initTestCase()
 {
     for (const char *name :
          {"http_proxy", "https_proxy", "all_proxy", "HTTP_PROXY", "HTTPS_PROXY", "ALL_PROXY"})
         qunsetenv(name);
 }
 
-void tst_ModelsView::offersTheCatalogue()
+void tst_ModelsViewModel::offersTheCatalogue()
 {
     ViewModels scene(ViewModels::Model::missing);
     QQmlListProperty<ModelChoice> choices = scene.modelsView->choices();
@@ -63,10 +63,10 @@ void tst_ModelsView::offersTheCatalogue()
     QCOMPARE(scene.modelsView->selectedName(), u"Qwen2.5 1.5B Instruct"_s);
 }
 
-void tst_ModelsView::choosesAModel()
+void tst_ModelsViewModel::choosesAModel()
 {
     ViewModels scene(ViewModels::Model::missing);
-    QSignalSpy changes(scene.modelsView.get(), &ModelsView::selectedChanged);
+    QSignalSpy changes(scene.modelsView.get(), &ModelsViewModel::selectedChanged);
     QSignalSpy secondChanges(&choice(*scene.modelsView, 1), &ModelChoice::isSelectedChanged);
     choice(*scene.modelsView, 1).select();
     QCOMPARE(changes.size(), 1);
@@ -85,24 +85,24 @@ void tst_ModelsView::choosesAModel()
     QVERIFY(choice(*scene.modelsView, 1).isSelected());
 }
 
-void tst_ModelsView::namesEachState()
+void tst_ModelsViewModel::namesEachState()
 {
     ViewModels scene(ViewModels::Model::missing);
-    ModelsView &view = *scene.modelsView;
-    QCOMPARE(view.state(), ModelsView::NeedsDownload);
+    ModelsViewModel &view = *scene.modelsView;
+    QCOMPARE(view.state(), ModelsViewModel::NeedsDownload);
     ViewModels::putModel(LocalModel::catalog().first());
     scene.manager->refresh();
-    QCOMPARE(view.state(), ModelsView::Ready);
+    QCOMPARE(view.state(), ModelsViewModel::Ready);
     scene.engine->holdLoads();
     view.loadIfNeeded();
-    QTRY_COMPARE(view.state(), ModelsView::Loading);
+    QTRY_COMPARE(view.state(), ModelsViewModel::Loading);
     QVERIFY(!view.isLoaded());
     scene.engine->releaseLoad();
-    QTRY_COMPARE(view.state(), ModelsView::Loaded);
+    QTRY_COMPARE(view.state(), ModelsViewModel::Loaded);
     QVERIFY(view.isLoaded());
 }
 
-void tst_ModelsView::progressIsInPlainTruncatedDigits_data()
+void tst_ModelsViewModel::progressIsInPlainTruncatedDigits_data()
 {
     QTest::addColumn<int>("sent");
     QTest::addColumn<QString>("text");
@@ -113,7 +113,7 @@ void tst_ModelsView::progressIsInPlainTruncatedDigits_data()
     QTest::newRow("99.99") << 9999 << u"99% of ~1234567 MB"_s;
 }
 
-void tst_ModelsView::progressIsInPlainTruncatedDigits()
+void tst_ModelsViewModel::progressIsInPlainTruncatedDigits()
 {
     QFETCH(const int, sent);
     QFETCH(const QString, text);
@@ -121,16 +121,16 @@ void tst_ModelsView::progressIsInPlainTruncatedDigits()
     HttpServer server;
     server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(10'000, 'x'), .holdAfter = sent});
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
-    QSignalSpy changes(scene.modelsView.get(), &ModelsView::progressTextChanged);
+    QSignalSpy changes(scene.modelsView.get(), &ModelsViewModel::progressTextChanged);
     scene.modelsView->download();
-    QCOMPARE(scene.modelsView->state(), ModelsView::Downloading);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
     QTRY_COMPARE(scene.modelsView->progress(), sent / 10'000.0);
     QCOMPARE(scene.modelsView->progressText(), text);
     QVERIFY(!changes.isEmpty());
     scene.modelsView->cancelDownload();
 }
 
-void tst_ModelsView::cancellingIsSilent()
+void tst_ModelsViewModel::cancellingIsSilent()
 {
     ViewModels scene(ViewModels::Model::missing);
     HttpServer server;
@@ -139,70 +139,70 @@ void tst_ModelsView::cancellingIsSilent()
     scene.modelsView->download();
     QTRY_VERIFY(scene.modelsView->progress() > 0);
     scene.modelsView->cancelDownload();
-    QCOMPARE(scene.modelsView->state(), ModelsView::NeedsDownload);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::NeedsDownload);
     QCOMPARE(scene.modelsView->message(), QString());
     server.release();
     QTRY_COMPARE(server.connections(), 0);
-    QCOMPARE(scene.modelsView->state(), ModelsView::NeedsDownload);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::NeedsDownload);
 }
 
-void tst_ModelsView::cancellingWithoutADownloadReadsTheDisk()
+void tst_ModelsViewModel::cancellingWithoutADownloadReadsTheDisk()
 {
     ViewModels scene(ViewModels::Model::missing);
     ViewModels::putModel(LocalModel::catalog().first());
     scene.modelsView->cancelDownload();
-    QCOMPARE(scene.modelsView->state(), ModelsView::Ready);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Ready);
     // The model that was whole by then: nothing else would load it.
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loaded);
 }
 
-void tst_ModelsView::failsWithTheServersStatus()
+void tst_ModelsViewModel::failsWithTheServersStatus()
 {
     ViewModels scene(ViewModels::Model::missing);
     const HttpServer server;
     scene.manager->select(modelAt(server.url(u"/missing.gguf"_s)));
     scene.modelsView->download();
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QCOMPARE(scene.modelsView->message(), u"Download failed (HTTP 404)."_s);
 }
 
-void tst_ModelsView::triesAFailedDownloadAgain()
+void tst_ModelsViewModel::triesAFailedDownloadAgain()
 {
     ViewModels scene(ViewModels::Model::missing);
     HttpServer server;
     server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(1000, 'x'), .cutAfter = 10});
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
     scene.modelsView->download();
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QVERIFY(!scene.modelsView->message().isEmpty());
     server.setAnswer(u"/test.gguf"_s, {.body = "model"});
     scene.modelsView->tryAgain();
-    QCOMPARE(scene.modelsView->state(), ModelsView::Downloading);
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loaded);
 }
 
-void tst_ModelsView::triesAFailedLoadAgain()
+void tst_ModelsViewModel::triesAFailedLoadAgain()
 {
     ViewModels scene(ViewModels::Model::present);
     scene.engine->setLoadError(InferenceError::loadFailed);
     scene.modelsView->loadIfNeeded();
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Failed);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QCOMPARE(scene.modelsView->message(), u"Couldn't load the model file."_s);
     scene.engine->setLoadError({});
     scene.modelsView->tryAgain();
-    QCOMPARE(scene.modelsView->state(), ModelsView::Ready);
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Ready);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loaded);
 }
 
-void tst_ModelsView::loadsInALaterPassOfTheEventLoop()
+void tst_ModelsViewModel::loadsInALaterPassOfTheEventLoop()
 {
     ViewModels scene(ViewModels::Model::present);
     scene.modelsView->loadIfNeeded();
-    QCOMPARE(scene.modelsView->state(), ModelsView::Ready);
-    QTRY_COMPARE(scene.modelsView->state(), ModelsView::Loaded);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Ready);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loaded);
     QCOMPARE(scene.engine->loads().size(), 1);
 }
 
-QTEST_GUILESS_MAIN(tst_ModelsView)
+QTEST_GUILESS_MAIN(tst_ModelsViewModel)
 
-#include "tst_ModelsView.moc"
+#include "tst_ModelsViewModel.moc"

@@ -8,17 +8,17 @@ class KeyMap;
 
 /// The modifiers that the user, or another program, holds down or has locked, out of the way while
 /// we type. Held keys are pressed again afterwards unless they have been let go in the meantime.
-class UsersKeys
+class HeldModifiers
 {
 public:
-    explicit UsersKeys(XKeyboard &keyboard) : m_keyboard(keyboard) {}
+    explicit HeldModifiers(XKeyboard &keyboard) : m_keyboard(keyboard) {}
 
     /// Puts aside what stands in the way now, apart from what we hold ourselves: nothing of that
     /// may be down.
-    void putAside(const KeyMap &map);
+    void release(const KeyMap &map);
 
     /// Gives everything back.
-    void giveBack();
+    void restore();
 
 private:
     XKeyboard &m_keyboard;

@@ -1,11 +1,11 @@
-#include "app/QuickPanelWindow.h"
+#include "app/QuickNativeWindow.h"
 #include "tests/support/FakePlatform.h"
 
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QTest>
 
-class tst_QuickPanelWindow : public QObject
+class tst_QuickNativeWindow : public QObject
 {
     Q_OBJECT
 
@@ -15,23 +15,23 @@ private Q_SLOTS:
     void isShownUnlessItIsHiddenMinimisedOrClosed();
 };
 
-void tst_QuickPanelWindow::isKnownToTheShellWhileItLives()
+void tst_QuickNativeWindow::isKnownToTheShellWhileItLives()
 {
     FakePlatform platform;
     QQuickWindow window;
     {
-        QuickPanelWindow panel(window, [] {});
-        QCOMPARE(platform.panels.windows(), QList<PanelWindow *>{&panel});
+        QuickNativeWindow panel(window, [] {});
+        QCOMPARE(platform.panels.windows(), QList<NativeWindow *>{&panel});
     }
     QVERIFY(platform.panels.windows().isEmpty());
 }
 
-void tst_QuickPanelWindow::tellsWheneverTheSystemHasMadeItsWindow()
+void tst_QuickNativeWindow::tellsWheneverTheSystemHasMadeItsWindow()
 {
     FakePlatform platform;
     QQuickWindow window;
     int made = 0;
-    QuickPanelWindow panel(window, [&made] { ++made; });
+    QuickNativeWindow panel(window, [&made] { ++made; });
     QCOMPARE(made, 0);
     QVERIFY(panel.handle() != 0);
     QCOMPARE(made, 1);
@@ -45,11 +45,11 @@ void tst_QuickPanelWindow::tellsWheneverTheSystemHasMadeItsWindow()
     QCOMPARE(made, 2);
 }
 
-void tst_QuickPanelWindow::isShownUnlessItIsHiddenMinimisedOrClosed()
+void tst_QuickNativeWindow::isShownUnlessItIsHiddenMinimisedOrClosed()
 {
     FakePlatform platform;
     QQuickWindow window;
-    QuickPanelWindow panel(window, [] {});
+    QuickNativeWindow panel(window, [] {});
     QVERIFY(!panel.isShown());
     panel.show();
     QVERIFY(panel.isShown());
@@ -71,8 +71,8 @@ int main(int argc, char *argv[])
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qputenv("QT_QUICK_BACKEND", "software");
     const QGuiApplication application(argc, argv);
-    tst_QuickPanelWindow test;
+    tst_QuickNativeWindow test;
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_QuickPanelWindow.moc"
+#include "tst_QuickNativeWindow.moc"

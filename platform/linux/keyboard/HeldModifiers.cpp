@@ -1,4 +1,4 @@
-#include "platform/linux/keyboard/UsersKeys.h"
+#include "platform/linux/keyboard/HeldModifiers.h"
 
 #include "platform/linux/keyboard/KeyMap.h"
 
@@ -13,7 +13,7 @@ bool isHolding(size_t modifier, const KeyMap &map)
 }
 } // namespace
 
-void UsersKeys::putAside(const KeyMap &map)
+void HeldModifiers::release(const KeyMap &map)
 {
     // The digits of the keypad are all that Num Lock matters to, and we never type on the keypad.
     const auto locked = static_cast<uint8_t>(m_keyboard.state()->lockedMods & ~map.numLock());
@@ -30,14 +30,14 @@ void UsersKeys::putAside(const KeyMap &map)
                 std::ranges::find(modifiers[modifier], key.code) == modifiers[modifier].end())
                 continue;
             m_held[key] = m_keyboard.releases(key);
-            m_keyboard.fake(key, false);
+            m_keyboard.inject(key, false);
             break;
         }
     }
     m_keyboard.sync();
 }
 
-void UsersKeys::giveBack()
+void HeldModifiers::restore()
 {
     if (const uint8_t locked = std::exchange(m_locked, uint8_t{0}))
         m_keyboard.lock(locked, locked);
@@ -46,14 +46,14 @@ void UsersKeys::giveBack()
     for (const auto &[key, releases] : std::exchange(m_held, {})) {
         if (m_keyboard.releases(key) > releases)
             continue;
-        m_keyboard.fake(key, true);
+        m_keyboard.inject(key, true);
         pressed.emplace(key, releases);
     }
     m_keyboard.sync();
     // Who has let go at this very moment would find the key down for good.
     for (const auto &[key, releases] : pressed) {
         if (m_keyboard.releases(key) > releases)
-            m_keyboard.fake(key, false);
+            m_keyboard.inject(key, false);
     }
     m_keyboard.sync();
 }

@@ -1,5 +1,5 @@
 #include "platform/PlatformError.h"
-#include "platform/linux/WholeFile.h"
+#include "platform/linux/AtomicFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -11,7 +11,7 @@
 
 using namespace Qt::StringLiterals;
 
-class tst_WholeFile : public QObject
+class tst_AtomicFile : public QObject
 {
     Q_OBJECT
 
@@ -32,7 +32,7 @@ private:
     [[nodiscard]] static QString failure(const QString &path, const QByteArray &content)
     {
         try {
-            WholeFile::write(path.toStdString(), content);
+            AtomicFile::write(path.toStdString(), content);
         } catch (const PlatformError &error) {
             return QString::fromUtf8(error.what());
         }
@@ -42,24 +42,24 @@ private:
     QTemporaryDir m_folder;
 };
 
-void tst_WholeFile::theContentIsThereAndNothingElse()
+void tst_AtomicFile::theContentIsThereAndNothingElse()
 {
     const QString path = m_folder.filePath(u"ä b.png"_s);
-    WholeFile::write(path.toStdString(), "content");
+    AtomicFile::write(path.toStdString(), "content");
     QCOMPARE(read(path), "content"_ba);
     QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden),
              QStringList{u"ä b.png"_s});
 }
 
-void tst_WholeFile::aFileFromBeforeIsReplaced()
+void tst_AtomicFile::aFileFromBeforeIsReplaced()
 {
     const QString path = m_folder.filePath(u"ä b.png"_s);
-    WholeFile::write(path.toStdString(), "longer than before");
-    WholeFile::write(path.toStdString(), "short");
+    AtomicFile::write(path.toStdString(), "longer than before");
+    AtomicFile::write(path.toStdString(), "short");
     QCOMPARE(read(path), "short"_ba);
 }
 
-void tst_WholeFile::aFolderThatIsNotThereFails_data()
+void tst_AtomicFile::aFolderThatIsNotThereFails_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("reason");
@@ -68,18 +68,18 @@ void tst_WholeFile::aFolderThatIsNotThereFails_data()
     QTest::newRow("a file") << u"/dev/null/a.png"_s << u"Not a directory"_s;
 }
 
-void tst_WholeFile::aFolderThatIsNotThereFails()
+void tst_AtomicFile::aFolderThatIsNotThereFails()
 {
     QFETCH(QString, path);
     QFETCH(QString, reason);
     QCOMPARE(failure(path, "content"), u"The file can't be saved: "_s + reason + u'.');
 }
 
-void tst_WholeFile::aDiskThatIsFullKeepsNothing()
+void tst_AtomicFile::aDiskThatIsFullKeepsNothing()
 {
     // What the system says for a file that grows too large it says in the same way for a disk.
     const QString path = m_folder.filePath(u"large.png"_s);
-    WholeFile::write(path.toStdString(), "from before");
+    AtomicFile::write(path.toStdString(), "from before");
     const QStringList before = QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden);
     std::signal(SIGXFSZ, SIG_IGN);
     rlimit limit{};
@@ -93,5 +93,5 @@ void tst_WholeFile::aDiskThatIsFullKeepsNothing()
     QCOMPARE(QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden), before);
 }
 
-QTEST_GUILESS_MAIN(tst_WholeFile)
-#include "tst_WholeFile.moc"
+QTEST_GUILESS_MAIN(tst_AtomicFile)
+#include "tst_AtomicFile.moc"

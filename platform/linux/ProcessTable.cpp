@@ -1,4 +1,4 @@
-#include "platform/linux/Kinship.h"
+#include "platform/linux/ProcessTable.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -73,7 +73,7 @@ QByteArray sandbox(const QString &table, ProcessId process)
 }
 } // namespace
 
-bool Kinship::isOneApplication(ProcessId one, ProcessId other, const QString &table)
+bool ProcessTable::isSameApplication(ProcessId one, ProcessId other, const QString &table)
 {
     const QByteArray instance = sandbox(table, one);
     if (!instance.isEmpty() && instance == sandbox(table, other))

@@ -5,7 +5,7 @@
 
 /// The parts of the library that compute, some of which it loads at run time: those for the
 /// processor at hand, and for a graphics processor. From one thread at a time.
-namespace Kernels {
+namespace GgmlBackends {
 /// Loads what the library does not carry in itself, from its own folder or from the one that it was
 /// built for, and from nowhere else: left alone, it would take what lies in the working directory.
 /// A second call does nothing.
@@ -16,4 +16,4 @@ void load();
 
 /// Which of the processor's extensions are used: "AVX2", "NEON" and so on.
 [[nodiscard]] QStringList extensions();
-} // namespace Kernels
+} // namespace GgmlBackends

@@ -1,4 +1,4 @@
-#include "ui/SessionView.h"
+#include "ui/SessionViewModel.h"
 
 #include "agent/AgentSession.h"
 #include "ui/PreviewTail.h"
@@ -14,7 +14,7 @@ namespace {
 constexpr std::chrono::milliseconds previewInterval{33};
 } // namespace
 
-SessionView::SessionView(AgentSession &session, QObject *parent)
+SessionViewModel::SessionViewModel(AgentSession &session, QObject *parent)
     : QObject(parent), m_session(session)
 {
     const auto showTurns = [this] {
@@ -23,13 +23,13 @@ SessionView::SessionView(AgentSession &session, QObject *parent)
     };
     m_turns.setRecords(m_session.turns());
     connect(&m_session, &AgentSession::turnsChanged, this, showTurns);
-    connect(&m_session, &AgentSession::isRunningChanged, this, &SessionView::isRunningChanged);
-    connect(&m_session, &AgentSession::statusChanged, this, &SessionView::statusChanged);
-    connect(&m_session, &AgentSession::pendingChanged, this, &SessionView::pendingChanged);
+    connect(&m_session, &AgentSession::isRunningChanged, this, &SessionViewModel::isRunningChanged);
+    connect(&m_session, &AgentSession::statusChanged, this, &SessionViewModel::statusChanged);
+    connect(&m_session, &AgentSession::pendingChanged, this, &SessionViewModel::pendingChanged);
 
     m_previewPause.setSingleShot(true);
     m_previewPause.setInterval(previewInterval);
-    connect(&m_previewPause, &QTimer::timeout, this, &SessionView::showPreview);
+    connect(&m_previewPause, &QTimer::timeout, this, &SessionViewModel::showPreview);
     connect(&m_session, &AgentSession::streamPreviewChanged, this, [this] {
         // An emptied preview belongs to a step that is over: it goes at once.
         if (m_session.streamPreview().isEmpty())
@@ -39,57 +39,57 @@ SessionView::SessionView(AgentSession &session, QObject *parent)
     });
 }
 
-bool SessionView::isRunning() const
+bool SessionViewModel::isRunning() const
 {
     return m_session.isRunning();
 }
 
-QString SessionView::status() const
+QString SessionViewModel::status() const
 {
     return m_session.status();
 }
 
-bool SessionView::isPending() const
+bool SessionViewModel::isPending() const
 {
     return m_session.pending().has_value();
 }
 
-QString SessionView::pendingReason() const
+QString SessionViewModel::pendingReason() const
 {
     const auto &pending = m_session.pending();
     return pending ? pending->reason : QString();
 }
 
-void SessionView::submit(const QString &text)
+void SessionViewModel::submit(const QString &text)
 {
     m_session.submit(text);
 }
 
-void SessionView::stop()
+void SessionViewModel::stop()
 {
     if (const auto task = m_session.task())
         task->cancel();
     m_session.resolve(false);
 }
 
-void SessionView::resolve(bool approved)
+void SessionViewModel::resolve(bool approved)
 {
     m_session.resolve(approved);
 }
 
-void SessionView::clearHistory()
+void SessionViewModel::clearHistory()
 {
     m_session.setTurns({});
 }
 
-void SessionView::copyTurn(int row) const
+void SessionViewModel::copyTurn(int row) const
 {
     const QString text = m_turns.textOf(row);
     if (!text.isEmpty())
         QGuiApplication::clipboard()->setText(text);
 }
 
-void SessionView::showPreview()
+void SessionViewModel::showPreview()
 {
     m_previewPause.stop();
     QString tail = previewTail(m_session.streamPreview());

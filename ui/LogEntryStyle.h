@@ -7,22 +7,22 @@
 #include <QtQml/qqmlregistration.h>
 
 /// The roles that colours play; the theme knows the colour of each, in light and in dark.
-namespace Tone {
+namespace ColorRole {
 Q_NAMESPACE
 QML_ELEMENT
 enum Value { Primary, Secondary, Red, Green, Orange };
 Q_ENUM_NS(Value)
-} // namespace Tone
+} // namespace ColorRole
 
 /// How one line of the log is shown.
-struct LineLook
+struct LogEntryStyle
 {
     QString symbol; ///< Its glyph's name; empty where a spinner stands instead.
-    Tone::Value symbolTone = Tone::Secondary;
-    Tone::Value textTone = Tone::Secondary;
+    ColorRole::Value symbolTone = ColorRole::Secondary;
+    ColorRole::Value textTone = ColorRole::Secondary;
     QString spoken; ///< What the symbol says to those who do not see it.
 
-    bool operator==(const LineLook &) const = default;
+    bool operator==(const LogEntryStyle &) const = default;
 
-    [[nodiscard]] static LineLook of(const LogEntry &entry);
+    [[nodiscard]] static LogEntryStyle of(const LogEntry &entry);
 };

@@ -7,10 +7,10 @@
 
 /// A window of the assistant's own as the toolkit that draws it sees it, for the Shell. Main
 /// thread.
-class PanelWindow
+class NativeWindow
 {
 public:
-    virtual ~PanelWindow() = default;
+    virtual ~NativeWindow() = default;
 
     /// The system's own handle: the X server's number, or the NSView. Another one after the window
     /// was closed.

@@ -1,4 +1,4 @@
-#include "inference/Kernels.h"
+#include "inference/GgmlBackends.h"
 
 #include <QDir>
 #include <QFile>
@@ -21,7 +21,7 @@ QByteArray libraryFolder()
 }
 } // namespace
 
-void Kernels::load()
+void GgmlBackends::load()
 {
     for (const QByteArray &folder : {libraryFolder(), QByteArray(QUILLON_GGML_BACKEND_DIR)}) {
         if (ggml_backend_reg_count() > 0)
@@ -31,7 +31,7 @@ void Kernels::load()
     }
 }
 
-QStringList Kernels::names()
+QStringList GgmlBackends::names()
 {
     QStringList names;
     for (std::size_t i = 0; i < ggml_backend_reg_count(); ++i)
@@ -39,7 +39,7 @@ QStringList Kernels::names()
     return names;
 }
 
-QStringList Kernels::extensions()
+QStringList GgmlBackends::extensions()
 {
     QStringList extensions;
     for (std::size_t i = 0; i < ggml_backend_reg_count(); ++i) {

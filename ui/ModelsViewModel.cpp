@@ -1,4 +1,4 @@
-#include "ui/ModelsView.h"
+#include "ui/ModelsViewModel.h"
 
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
@@ -7,17 +7,20 @@
 
 #include <algorithm>
 
-ModelsView::ModelsView(ModelManager &models, QObject *parent) : QObject(parent), m_models(models)
+using namespace Qt::StringLiterals;
+
+ModelsViewModel::ModelsViewModel(ModelManager &models, QObject *parent)
+    : QObject(parent), m_models(models)
 {
     for (const LocalModel &model : LocalModel::catalog())
         m_choices << new ModelChoice(m_models, model, this);
-    connect(&m_models, &ModelManager::stateChanged, this, &ModelsView::stateChanged);
-    connect(&m_models, &ModelManager::stateChanged, this, &ModelsView::progressTextChanged);
-    connect(&m_models, &ModelManager::selectedChanged, this, &ModelsView::selectedChanged);
-    connect(&m_models, &ModelManager::selectedChanged, this, &ModelsView::progressTextChanged);
+    connect(&m_models, &ModelManager::stateChanged, this, &ModelsViewModel::stateChanged);
+    connect(&m_models, &ModelManager::stateChanged, this, &ModelsViewModel::progressTextChanged);
+    connect(&m_models, &ModelManager::selectedChanged, this, &ModelsViewModel::selectedChanged);
+    connect(&m_models, &ModelManager::selectedChanged, this, &ModelsViewModel::progressTextChanged);
 }
 
-ModelsView::State ModelsView::state() const
+ModelsViewModel::State ModelsViewModel::state() const
 {
     using Case = ModelManager::State::Case;
     switch (m_models.state().kind) {
@@ -37,36 +40,35 @@ ModelsView::State ModelsView::state() const
     Q_UNREACHABLE();
 }
 
-double ModelsView::progress() const
+double ModelsViewModel::progress() const
 {
     return m_models.state().progress;
 }
 
-QString ModelsView::progressText() const
+QString ModelsViewModel::progressText() const
 {
-    return QStringLiteral("%1% of ~%2 MB")
-        .arg(QString::number(static_cast<int>(progress() * 100)),
-             QString::number(m_models.selected().sizeMB));
+    return u"%1% of ~%2 MB"_s.arg(QString::number(static_cast<int>(progress() * 100)),
+                                  QString::number(m_models.selected().sizeMB));
 }
 
-QString ModelsView::message() const
+QString ModelsViewModel::message() const
 {
     return m_models.state().message;
 }
 
-int ModelsView::selected() const
+int ModelsViewModel::selected() const
 {
     const QList<LocalModel> &catalog = LocalModel::catalog();
     const auto place = std::ranges::find(catalog, m_models.selected().id, &LocalModel::id);
     return place == catalog.end() ? -1 : static_cast<int>(place - catalog.begin());
 }
 
-QString ModelsView::selectedName() const
+QString ModelsViewModel::selectedName() const
 {
     return m_models.selected().name;
 }
 
-QQmlListProperty<ModelChoice> ModelsView::choices()
+QQmlListProperty<ModelChoice> ModelsViewModel::choices()
 {
     using Choices = QQmlListProperty<ModelChoice>;
     return {this, &m_choices,
@@ -76,12 +78,12 @@ QQmlListProperty<ModelChoice> ModelsView::choices()
             }};
 }
 
-void ModelsView::download()
+void ModelsViewModel::download()
 {
     m_models.download();
 }
 
-void ModelsView::cancelDownload()
+void ModelsViewModel::cancelDownload()
 {
     m_models.cancelTask();
     m_models.refresh();
@@ -90,7 +92,7 @@ void ModelsView::cancelDownload()
         loadIfNeeded();
 }
 
-void ModelsView::tryAgain()
+void ModelsViewModel::tryAgain()
 {
     m_models.refresh();
     if (state() == Ready)
@@ -99,7 +101,7 @@ void ModelsView::tryAgain()
         m_models.download();
 }
 
-void ModelsView::loadIfNeeded()
+void ModelsViewModel::loadIfNeeded()
 {
     QTimer::singleShot(0, this, [this] { m_loading = m_models.loadIfNeeded(); });
 }

@@ -1,4 +1,4 @@
-#include "platform/linux/Kinship.h"
+#include "platform/linux/ProcessTable.h"
 
 #include <QDir>
 #include <QFile>
@@ -28,10 +28,12 @@ public:
 
     [[nodiscard]] QString path() const { return m_folder.path(); }
 
-    [[nodiscard]] bool isOneApplication(int one, int other) const
+    [[nodiscard]] bool isSameApplication(int one, int other) const
     {
-        const bool forward = Kinship::isOneApplication(ProcessId{one}, ProcessId{other}, path());
-        const bool backward = Kinship::isOneApplication(ProcessId{other}, ProcessId{one}, path());
+        const bool forward =
+            ProcessTable::isSameApplication(ProcessId{one}, ProcessId{other}, path());
+        const bool backward =
+            ProcessTable::isSameApplication(ProcessId{other}, ProcessId{one}, path());
         return forward && backward;
     }
 
@@ -47,7 +49,7 @@ private:
 };
 } // namespace
 
-class tst_Kinship : public QObject
+class tst_ProcessTable : public QObject
 {
     Q_OBJECT
 
@@ -61,34 +63,34 @@ private Q_SLOTS:
     void aCircleOfParentsEnds();
 };
 
-void tst_Kinship::helpersOfTheSameProgramBelongTogether()
+void tst_ProcessTable::helpersOfTheSameProgramBelongTogether()
 {
     Table table;
     table.add(10, 1, u"/usr/bin/browser"_s);
     table.add(11, 10, u"/usr/bin/browser"_s);
     table.add(12, 11, u"/usr/bin/browser"_s);
-    QVERIFY(table.isOneApplication(10, 11));
-    QVERIFY(table.isOneApplication(10, 12));
+    QVERIFY(table.isSameApplication(10, 11));
+    QVERIFY(table.isSameApplication(10, 12));
 }
 
-void tst_Kinship::whatAnApplicationStartsDoesNotBelongToIt()
+void tst_ProcessTable::whatAnApplicationStartsDoesNotBelongToIt()
 {
     Table table;
     table.add(10, 1, u"/usr/bin/terminal"_s);
     table.add(11, 10, u"/usr/bin/editor"_s);
-    QVERIFY(!table.isOneApplication(10, 11));
+    QVERIFY(!table.isSameApplication(10, 11));
 }
 
-void tst_Kinship::twoStartsOfAProgramAreTwoApplications()
+void tst_ProcessTable::twoStartsOfAProgramAreTwoApplications()
 {
     Table table;
     table.add(5, 1, u"/usr/bin/shell"_s);
     table.add(10, 5, u"/usr/bin/editor"_s);
     table.add(11, 5, u"/usr/bin/editor"_s);
-    QVERIFY(!table.isOneApplication(10, 11));
+    QVERIFY(!table.isSameApplication(10, 11));
 }
 
-void tst_Kinship::processesOfASandboxBelongTogether()
+void tst_ProcessTable::processesOfASandboxBelongTogether()
 {
     Table table;
     const QByteArray info = "[Application]\nname=org.example.App\n\n[Instance]\ninstance-id=";
@@ -96,13 +98,13 @@ void tst_Kinship::processesOfASandboxBelongTogether()
     table.add(11, 1, u"/usr/bin/xdg-dbus-proxy"_s, info + "77\n");
     table.add(12, 1, u"/usr/bin/xdg-dbus-proxy"_s, info + "78\n");
     table.add(13, 1, u"/usr/bin/xdg-dbus-proxy"_s);
-    QVERIFY(table.isOneApplication(10, 11));
-    QVERIFY(!table.isOneApplication(10, 12));
-    QVERIFY(!table.isOneApplication(10, 13));
+    QVERIFY(table.isSameApplication(10, 11));
+    QVERIFY(!table.isSameApplication(10, 12));
+    QVERIFY(!table.isSameApplication(10, 13));
 }
 
 // A process may write into its own root.
-void tst_Kinship::aSandboxThatIsNoFileIsNone()
+void tst_ProcessTable::aSandboxThatIsNoFileIsNone()
 {
     Table table;
     table.add(10, 1, u"/usr/bin/a"_s);
@@ -114,26 +116,26 @@ void tst_Kinship::aSandboxThatIsNoFileIsNone()
     QCOMPARE(::mkfifo(QFile::encodeName(info(10)).constData(), 0600), 0);
     QVERIFY(QFile::link(u"/dev/zero"_s, info(11)));
     QVERIFY(QDir().mkpath(info(12)));
-    QVERIFY(!table.isOneApplication(10, 11));
-    QVERIFY(!table.isOneApplication(11, 12));
+    QVERIFY(!table.isSameApplication(10, 11));
+    QVERIFY(!table.isSameApplication(11, 12));
 }
 
-void tst_Kinship::processesThatAreGoneBelongToNobody()
+void tst_ProcessTable::processesThatAreGoneBelongToNobody()
 {
     Table table;
     table.add(10, 1, QString());
-    QVERIFY(!table.isOneApplication(10, 11));
-    QVERIFY(!table.isOneApplication(11, 12));
+    QVERIFY(!table.isSameApplication(10, 11));
+    QVERIFY(!table.isSameApplication(11, 12));
 }
 
-void tst_Kinship::aCircleOfParentsEnds()
+void tst_ProcessTable::aCircleOfParentsEnds()
 {
     Table table;
     table.add(10, 11, u"/usr/bin/a"_s);
     table.add(11, 10, u"/usr/bin/a"_s);
     table.add(12, 1, u"/usr/bin/a"_s);
-    QVERIFY(!table.isOneApplication(10, 12));
+    QVERIFY(!table.isSameApplication(10, 12));
 }
 
-QTEST_APPLESS_MAIN(tst_Kinship)
-#include "tst_Kinship.moc"
+QTEST_APPLESS_MAIN(tst_ProcessTable)
+#include "tst_ProcessTable.moc"

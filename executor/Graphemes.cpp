@@ -1,4 +1,4 @@
-#include "executor/Characters.h"
+#include "executor/Graphemes.h"
 
 #include <QTextBoundaryFinder>
 
@@ -46,7 +46,7 @@ qsizetype endOfScript(const QString &text, qsizetype start)
 }
 } // namespace
 
-QList<qsizetype> Executor::characterEnds(const QString &text, qsizetype most)
+QList<qsizetype> Executor::graphemeBoundaries(const QString &text, qsizetype most)
 {
     QList<qsizetype> ends;
     for (qsizetype start = 0; start < text.size() && ends.size() < most;) {

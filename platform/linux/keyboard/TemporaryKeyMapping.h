@@ -7,17 +7,17 @@
 #include <span>
 
 /// Keys without a meaning that stand in for symbols that no other key has, for a while.
-class BorrowedKeys
+class TemporaryKeyMapping
 {
 public:
-    explicit BorrowedKeys(XKeyboard &keyboard) : m_keyboard(keyboard) {}
+    explicit TemporaryKeyMapping(XKeyboard &keyboard) : m_keyboard(keyboard) {}
 
     /// Gives the keys, and those that are borrowed already, new meanings: as many of the symbols,
     /// in their order, as there is room for.
     void assign(const std::vector<xcb_keycode_t> &spareKeys, std::span<const KeySymbol> symbols);
 
     /// Takes the meanings away, except from keys that somebody else has given another one.
-    void giveBack();
+    void restore();
 
     [[nodiscard]] bool contains(xcb_keycode_t code) const { return m_keys.contains(code); }
     [[nodiscard]] bool isEmpty() const { return m_keys.empty(); }

@@ -20,7 +20,7 @@ struct DBusObject
 
 /// Makes calls, and reads replies from programs that may say anything: what is no reply or not of
 /// the wanted type is absent.
-namespace DBusValues {
+namespace DBusMessages {
 [[nodiscard]] DBusMessagePtr call(const char *bus, const char *path, const char *interface,
                                   const char *method);
 [[nodiscard]] DBusMessagePtr call(const DBusObject &object, const char *interface,
@@ -45,4 +45,4 @@ void append(const DBusMessagePtr &call, dbus_int32_t number);
 [[nodiscard]] std::optional<DBusObject> object(const DBusMessagePtr &reply);
 /// The first ones of a list, no more than that many. Those on impossible names are left out.
 [[nodiscard]] QList<DBusObject> objects(const DBusMessagePtr &reply, qsizetype most);
-} // namespace DBusValues
+} // namespace DBusMessages

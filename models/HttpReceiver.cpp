@@ -1,4 +1,4 @@
-#include "models/Reception.h"
+#include "models/HttpReceiver.h"
 
 #include "models/PartialFile.h"
 
@@ -9,6 +9,8 @@
 #include <QNetworkRequest>
 
 #include <utility>
+
+using namespace Qt::StringLiterals;
 
 using namespace std::chrono_literals;
 
@@ -40,7 +42,8 @@ QNetworkRequest makeRequest(const QUrl &url)
 }
 } // namespace
 
-Reception::Reception(QString folder, PartialFile &file, QEventLoop &loop, OnProgress onProgress)
+HttpReceiver::HttpReceiver(QString folder, PartialFile &file, QEventLoop &loop,
+                           OnProgress onProgress)
     : m_folder(std::move(folder))
     , m_file(file)
     , m_loop(loop)
@@ -48,16 +51,15 @@ Reception::Reception(QString folder, PartialFile &file, QEventLoop &loop, OnProg
     , m_chunk(chunkSize)
 {
     m_stall.setSingleShot(true);
-    connect(&m_stall, &QTimer::timeout, this,
-            [this] { end(QStringLiteral("The request timed out.")); });
+    connect(&m_stall, &QTimer::timeout, this, [this] { end(u"The request timed out."_s); });
     m_nextReport.setSingleShot(true);
     m_nextReport.setInterval(reportInterval);
     connect(&m_nextReport, &QTimer::timeout, this, [this] { report(); });
 }
 
-Reception::~Reception() = default;
+HttpReceiver::~HttpReceiver() = default;
 
-void Reception::start(const QUrl &url, std::chrono::milliseconds patience)
+void HttpReceiver::start(const QUrl &url, std::chrono::milliseconds patience)
 {
     m_reply.reset(m_network.get(makeRequest(url)));
     m_reply->setReadBufferSize(bufferSize);
@@ -71,7 +73,7 @@ void Reception::start(const QUrl &url, std::chrono::milliseconds patience)
     m_stall.start(patience);
 }
 
-void Reception::readHeaders()
+void HttpReceiver::readHeaders()
 {
     m_stall.start();
     // The page that explains the status is not worth waiting for.
@@ -79,10 +81,10 @@ void Reception::readHeaders()
         return conclude();
     const QByteArray packing = m_reply->rawHeader("Content-Encoding").trimmed().toLower();
     if (!packing.isEmpty() && packing != "identity")
-        end(QStringLiteral("The server sent the file packed."));
+        end(u"The server sent the file packed."_s);
 }
 
-void Reception::readBody()
+void HttpReceiver::readBody()
 {
     for (int i = 0; i < chunksPerStep && !m_ended && m_reply->bytesAvailable() > 0; ++i) {
         if (!writeChunk())
@@ -97,7 +99,7 @@ void Reception::readBody()
         conclude();
 }
 
-bool Reception::writeChunk()
+bool HttpReceiver::writeChunk()
 {
     const qint64 size = m_reply->read(m_chunk.data(), static_cast<qint64>(m_chunk.size()));
     if (size <= 0)
@@ -112,26 +114,26 @@ bool Reception::writeChunk()
     return true;
 }
 
-void Reception::report()
+void HttpReceiver::report()
 {
     m_onProgress(m_written, announcedLength());
 }
 
-void Reception::conclude()
+void HttpReceiver::conclude()
 {
     if (httpStatus() >= 400)
-        return end(QStringLiteral("Download failed (HTTP %1).").arg(httpStatus()));
+        return end(u"Download failed (HTTP %1)."_s.arg(httpStatus()));
     if (m_reply->error() != QNetworkReply::NoError)
         return end(m_reply->errorString());
     if (announcedLength() >= 0 && m_written != announcedLength())
-        return end(QStringLiteral("The network connection was lost."));
+        return end(u"The network connection was lost."_s);
     if (!m_file.isOpen() && !m_file.open(m_folder)) // The body is empty.
         return end(m_file.errorString());
     report();
     end(std::nullopt);
 }
 
-void Reception::end(std::optional<QString> failure)
+void HttpReceiver::end(std::optional<QString> failure)
 {
     if (m_ended)
         return;
@@ -142,13 +144,13 @@ void Reception::end(std::optional<QString> failure)
     QCoreApplication::postEvent(&m_loop, new QEvent(QEvent::Quit));
 }
 
-int Reception::httpStatus() const
+int HttpReceiver::httpStatus() const
 {
     return m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
 // By the chunks, where there are any, the end is known as well.
-qint64 Reception::announcedLength() const
+qint64 HttpReceiver::announcedLength() const
 {
     bool isNumber = false;
     const qint64 length = m_reply->rawHeader("Content-Length").toLongLong(&isNumber);

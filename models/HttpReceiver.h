@@ -17,15 +17,15 @@ class QNetworkReply;
 
 /// Receives the body of one address into a file, chunk by chunk. Lives on the thread whose event
 /// loop it is given, and ends that loop when the body is complete or has failed.
-class Reception final : public QObject
+class HttpReceiver final : public QObject
 {
 public:
     /// Told, not too often, how many bytes are written, and how many the server announced (-1 where
     /// it did not).
     using OnProgress = std::function<void(qint64 written, qint64 whole)>;
 
-    Reception(QString folder, PartialFile &file, QEventLoop &loop, OnProgress onProgress);
-    ~Reception() override;
+    HttpReceiver(QString folder, PartialFile &file, QEventLoop &loop, OnProgress onProgress);
+    ~HttpReceiver() override;
 
     void start(const QUrl &url, std::chrono::milliseconds patience);
 

@@ -13,7 +13,7 @@ class ModelManager;
 
 /// What the panel shows of the model, and what its controls ask of the manager. Main thread; the
 /// manager must outlive it.
-class ModelsView : public QObject
+class ModelsViewModel : public QObject
 {
     Q_OBJECT
     QML_ELEMENT
@@ -31,7 +31,7 @@ public:
     enum State { NeedsDownload, Downloading, Ready, Loading, Loaded, Failed };
     Q_ENUM(State)
 
-    explicit ModelsView(ModelManager &models, QObject *parent = nullptr);
+    explicit ModelsViewModel(ModelManager &models, QObject *parent = nullptr);
 
     [[nodiscard]] State state() const;
     [[nodiscard]] bool isLoaded() const { return state() == Loaded; }

@@ -1,9 +1,11 @@
-#include "platform/linux/WholeFile.h"
+#include "platform/linux/AtomicFile.h"
 
 #include "platform/PlatformError.h"
 
 #include <QFile>
 #include <QSaveFile>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 // A disk that fills up takes a part first and only tells at the next one what is the matter.
@@ -20,12 +22,11 @@ bool writeAll(QSaveFile &file, const QByteArray &content)
 }
 } // namespace
 
-void WholeFile::write(const std::filesystem::path &path, const QByteArray &content)
+void AtomicFile::write(const std::filesystem::path &path, const QByteArray &content)
 {
     QSaveFile file(QFile::decodeName(QByteArray::fromStdString(path.native())));
     if (!file.open(QIODevice::WriteOnly | QIODevice::Unbuffered) || !writeAll(file, content) ||
         !file.commit()) {
-        throw PlatformError(QStringLiteral("The file can't be saved: ") + file.errorString() +
-                            u'.');
+        throw PlatformError(u"The file can't be saved: "_s + file.errorString() + u'.');
     }
 }

@@ -1,4 +1,4 @@
-#include "app/QuickPanelWindow.h"
+#include "app/QuickNativeWindow.h"
 
 #include "platform/Platform.h"
 #include "platform/Shell.h"
@@ -10,76 +10,76 @@
 
 #include <utility>
 
-QuickPanelWindow::QuickPanelWindow(QQuickWindow &window, std::function<void()> made)
+QuickNativeWindow::QuickNativeWindow(QQuickWindow &window, std::function<void()> made)
     : m_window(window), m_made(std::move(made))
 {
     m_window.installEventFilter(this);
     Platform::current().shell().add(*this);
 }
 
-QuickPanelWindow::~QuickPanelWindow()
+QuickNativeWindow::~QuickNativeWindow()
 {
     Platform::current().shell().forget(*this);
 }
 
-quintptr QuickPanelWindow::handle() const
+quintptr QuickNativeWindow::handle() const
 {
     return m_window.winId();
 }
 
-bool QuickPanelWindow::isShown() const
+bool QuickNativeWindow::isShown() const
 {
     return m_window.isVisible() && !m_window.windowStates().testFlag(Qt::WindowMinimized);
 }
 
-bool QuickPanelWindow::hasFocus() const
+bool QuickNativeWindow::hasFocus() const
 {
     return QGuiApplication::focusWindow() == &m_window;
 }
 
-void QuickPanelWindow::show()
+void QuickNativeWindow::show()
 {
     m_window.setWindowStates(m_window.windowStates() & ~Qt::WindowStates(Qt::WindowMinimized));
     m_window.setVisible(true);
 }
 
-void QuickPanelWindow::hide()
+void QuickNativeWindow::hide()
 {
     m_window.setVisible(false);
 }
 
-void QuickPanelWindow::minimise()
+void QuickNativeWindow::minimise()
 {
     m_window.setWindowStates(m_window.windowStates() | Qt::WindowMinimized);
 }
 
-void QuickPanelWindow::close()
+void QuickNativeWindow::close()
 {
     m_window.close();
 }
 
-QSize QuickPanelWindow::size() const
+QSize QuickNativeWindow::size() const
 {
     return m_window.size();
 }
 
-QRect QuickPanelWindow::screenArea() const
+QRect QuickNativeWindow::screenArea() const
 {
     const QScreen *const screen = m_window.screen();
     return screen ? screen->availableGeometry() : QRect();
 }
 
-double QuickPanelWindow::scale() const
+double QuickNativeWindow::scale() const
 {
     return m_window.devicePixelRatio();
 }
 
-void QuickPanelWindow::moveTo(QPoint corner)
+void QuickNativeWindow::moveTo(QPoint corner)
 {
     m_window.setPosition(corner);
 }
 
-bool QuickPanelWindow::eventFilter(QObject *watched, QEvent *event)
+bool QuickNativeWindow::eventFilter(QObject *watched, QEvent *event)
 {
     if (event->type() == QEvent::PlatformSurface &&
         static_cast<QPlatformSurfaceEvent *>(event)->surfaceEventType() ==

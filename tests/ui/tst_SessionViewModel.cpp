@@ -20,7 +20,7 @@ void waitUntilIdle(const AgentSession &session)
 }
 } // namespace
 
-class tst_SessionView : public QObject
+class tst_SessionViewModel : public QObject
 {
     Q_OBJECT
 
@@ -40,13 +40,13 @@ private Q_SLOTS:
     void startsWithTheTurnsThatAreThere();
 };
 
-void tst_SessionView::followsATask()
+void tst_SessionViewModel::followsATask()
 {
     ViewModels scene;
-    SessionView &view = *scene.sessionView;
+    SessionViewModel &view = *scene.sessionView;
     QVERIFY(!view.hasTurns());
     QVERIFY(!view.isRunning());
-    QSignalSpy running(&view, &SessionView::isRunningChanged);
+    QSignalSpy running(&view, &SessionViewModel::isRunningChanged);
     scene.engine->addReplies({listWindows, done});
     scene.engine->holdGenerations();
     view.submit(u" Which windows are open? "_s);
@@ -62,7 +62,7 @@ void tst_SessionView::followsATask()
     QCOMPARE(view.turns()->index(0).data(TurnsModel::Summary), u"All done."_s);
 }
 
-void tst_SessionView::keepsItsRowsWhileATaskRuns()
+void tst_SessionViewModel::keepsItsRowsWhileATaskRuns()
 {
     ViewModels scene;
     QSignalSpy inserted(scene.sessionView->turns(), &QAbstractItemModel::rowsInserted);
@@ -78,10 +78,10 @@ void tst_SessionView::keepsItsRowsWhileATaskRuns()
     QCOMPARE(reset.size(), 0);
 }
 
-void tst_SessionView::showsTheEndOfTheReply()
+void tst_SessionViewModel::showsTheEndOfTheReply()
 {
     ViewModels scene;
-    SessionView &view = *scene.sessionView;
+    SessionViewModel &view = *scene.sessionView;
     scene.engine->addReplies({done});
     scene.engine->holdGenerations();
     view.submit(u"Anything"_s);
@@ -95,16 +95,16 @@ void tst_SessionView::showsTheEndOfTheReply()
     QCOMPARE(view.preview(), QString());
 }
 
-void tst_SessionView::announcesAFastReplyInModeration()
+void tst_SessionViewModel::announcesAFastReplyInModeration()
 {
     ViewModels scene;
-    SessionView &view = *scene.sessionView;
+    SessionViewModel &view = *scene.sessionView;
     scene.engine->addReplies({done});
     scene.engine->holdGenerations();
     view.submit(u"Anything"_s);
     QTRY_VERIFY(scene.engine->isGenerating());
     QSignalSpy pieces(scene.session.get(), &AgentSession::streamPreviewChanged);
-    QSignalSpy announcements(&view, &SessionView::previewChanged);
+    QSignalSpy announcements(&view, &SessionViewModel::previewChanged);
     for (int i = 0; i < 1000; ++i)
         scene.engine->sendPiece(u"x"_s);
     QTRY_COMPARE(pieces.size(), 1000);
@@ -114,10 +114,10 @@ void tst_SessionView::announcesAFastReplyInModeration()
     waitUntilIdle(*scene.session);
 }
 
-void tst_SessionView::showsWhatWaitsForApproval()
+void tst_SessionViewModel::showsWhatWaitsForApproval()
 {
     ViewModels scene;
-    SessionView &view = *scene.sessionView;
+    SessionViewModel &view = *scene.sessionView;
     QVERIFY(!view.isPending());
     QCOMPARE(view.pendingReason(), QString());
     scene.engine->addReplies({trashOld});
@@ -130,14 +130,14 @@ void tst_SessionView::showsWhatWaitsForApproval()
     waitUntilIdle(*scene.session);
 }
 
-void tst_SessionView::allowsAndDeclines_data()
+void tst_SessionViewModel::allowsAndDeclines_data()
 {
     QTest::addColumn<bool>("approved");
     QTest::newRow("allow") << true;
     QTest::newRow("decline") << false;
 }
 
-void tst_SessionView::allowsAndDeclines()
+void tst_SessionViewModel::allowsAndDeclines()
 {
     QFETCH(const bool, approved);
     ViewModels scene;
@@ -151,7 +151,7 @@ void tst_SessionView::allowsAndDeclines()
     QCOMPARE(scene.platform.desk.trashed.size(), approved ? 1 : 0);
 }
 
-void tst_SessionView::stopsAtOnceWhileApprovalIsAwaited()
+void tst_SessionViewModel::stopsAtOnceWhileApprovalIsAwaited()
 {
     ViewModels scene;
     scene.engine->addReplies({trashOld, done});
@@ -159,7 +159,7 @@ void tst_SessionView::stopsAtOnceWhileApprovalIsAwaited()
     QTRY_VERIFY(scene.sessionView->isPending());
     // The task is cancelled by the time that the confirmation is refused.
     bool wasCancelled = false;
-    connect(scene.sessionView.get(), &SessionView::pendingChanged, this,
+    connect(scene.sessionView.get(), &SessionViewModel::pendingChanged, this,
             [&] { wasCancelled = scene.session->task()->isCancelled(); });
     scene.sessionView->stop();
     QVERIFY(wasCancelled);
@@ -170,7 +170,7 @@ void tst_SessionView::stopsAtOnceWhileApprovalIsAwaited()
     QVERIFY(scene.platform.desk.trashed.isEmpty());
 }
 
-void tst_SessionView::stopsWhileTheModelThinks()
+void tst_SessionViewModel::stopsWhileTheModelThinks()
 {
     ViewModels scene;
     scene.engine->addReplies({listWindows});
@@ -183,7 +183,7 @@ void tst_SessionView::stopsWhileTheModelThinks()
     QCOMPARE(scene.session->turns().last().log.last().text, u"Cancelled"_s);
 }
 
-void tst_SessionView::stoppingWhileIdleChangesNothing()
+void tst_SessionViewModel::stoppingWhileIdleChangesNothing()
 {
     ViewModels scene;
     scene.sessionView->stop();
@@ -195,10 +195,10 @@ void tst_SessionView::stoppingWhileIdleChangesNothing()
     QCOMPARE(scene.session->turns(), turns);
 }
 
-void tst_SessionView::clearsTheHistoryWhileIdleOnly()
+void tst_SessionViewModel::clearsTheHistoryWhileIdleOnly()
 {
     ViewModels scene;
-    SessionView &view = *scene.sessionView;
+    SessionViewModel &view = *scene.sessionView;
     scene.engine->addReplies({done, done});
     view.submit(u"Anything"_s);
     waitUntilIdle(*scene.session);
@@ -214,7 +214,7 @@ void tst_SessionView::clearsTheHistoryWhileIdleOnly()
     QVERIFY(scene.session->turns().isEmpty());
 }
 
-void tst_SessionView::copiesATurn()
+void tst_SessionViewModel::copiesATurn()
 {
     ViewModels scene;
     scene.engine->addReplies({listWindows, done});
@@ -228,11 +228,11 @@ void tst_SessionView::copiesATurn()
     QCOMPARE(QGuiApplication::clipboard()->text(), copied);
 }
 
-void tst_SessionView::startsWithTheTurnsThatAreThere()
+void tst_SessionViewModel::startsWithTheTurnsThatAreThere()
 {
     ViewModels scene;
     scene.session->setTurns({{.command = u"Earlier"_s}});
-    const SessionView later(*scene.session);
+    const SessionViewModel later(*scene.session);
     QVERIFY(later.hasTurns());
 }
 
@@ -240,8 +240,8 @@ int main(int argc, char *argv[])
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
     const QGuiApplication application(argc, argv);
-    tst_SessionView test;
+    tst_SessionViewModel test;
     return QTest::qExec(&test, argc, argv);
 }
 
-#include "tst_SessionView.moc"
+#include "tst_SessionViewModel.moc"
