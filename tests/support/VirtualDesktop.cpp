@@ -18,6 +18,8 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int startLimit = 20'000;
 
+using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
+
 // A child that goes when we go, however we go.
 void bindToUs(QProcess &process)
 {
@@ -102,6 +104,7 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
         qunsetenv(name);
     startServer();
     startBus();
+    setScale();
     startWindowManager();
 }
 
@@ -264,8 +267,19 @@ void VirtualDesktop::startBus()
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
 }
 
+void VirtualDesktop::setScale()
+{
+    if (m_options.scale == 1)
+        return;
+    write(u".Xresources"_s, "Xft.dpi: " + QByteArray::number(qRound(96 * m_options.scale)) + '\n');
+    QProcess loading;
+    loading.start(u"xrdb"_s, {u"-nocpp"_s, u"-load"_s, home(u".Xresources"_s)});
+    if (!loading.waitForFinished(startLimit) || loading.exitCode() != 0)
+        qFatal("xrdb does not work.");
+}
+
 // Its own configuration binds the keys that summon the assistant.
-void VirtualDesktop::configureWindowManager() const
+void VirtualDesktop::configureOpenbox() const
 {
     QFile usual(u"/etc/xdg/openbox/rc.xml"_s);
     if (!usual.open(QIODevice::ReadOnly))
@@ -279,12 +293,19 @@ void VirtualDesktop::configureWindowManager() const
 
 void VirtualDesktop::startWindowManager()
 {
-    configureWindowManager();
-    start(u"openbox"_s, {u"--sm-disable"_s});
-    // It loses what windows ask of it before its event loop runs, also after it has announced
-    // itself. So it is asked to change the desktop, again and again, until it does, and back.
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    const QString program = m_options.windowManager.first();
+    const bool isOpenbox = program == u"openbox";
+    if (isOpenbox)
+        configureOpenbox();
+    start(program, m_options.windowManager.sliced(1));
+    isOpenbox ? waitForOpenbox() : waitForWindowManager();
+}
+
+// It loses what windows ask of it before its event loop runs, also after it has announced itself.
+// So it is asked to change the desktop, again and again, until it does, and back.
+void VirtualDesktop::waitForOpenbox() const
+{
+    const Connection connection(xcb_connect(nullptr, nullptr), &xcb_disconnect);
     xcb_ewmh_connection_t ewmh{};
     if (!xcb_ewmh_init_atoms_replies(&ewmh, xcb_ewmh_init_atoms(connection.get(), &ewmh), nullptr))
         qFatal("The X server does not answer.");
@@ -300,5 +321,53 @@ void VirtualDesktop::startWindowManager()
                                                &current, nullptr);
         }
     }
+    xcb_ewmh_connection_wipe(&ewmh);
+}
+
+// Not every one has a second desktop, but all of them list the windows that they manage.
+void VirtualDesktop::waitForWindowManager() const
+{
+    const Connection connection(xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    xcb_ewmh_connection_t ewmh{};
+    if (!xcb_ewmh_init_atoms_replies(&ewmh, xcb_ewmh_init_atoms(connection.get(), &ewmh), nullptr))
+        qFatal("The X server does not answer.");
+    const xcb_screen_t *const screen =
+        xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data;
+    const auto managed = [&] {
+        uint32_t count = 0;
+        xcb_ewmh_get_windows_reply_t list{};
+        if (xcb_ewmh_get_client_list_reply(&ewmh, xcb_ewmh_get_client_list(&ewmh, 0), &list,
+                                           nullptr)) {
+            count = list.windows_len;
+            xcb_ewmh_get_windows_reply_wipe(&list);
+        }
+        return count;
+    };
+    const QDeadlineTimer limit(startLimit);
+    const auto waitFor = [&](const auto &isSo) {
+        while (!isSo()) {
+            if (limit.hasExpired())
+                qFatal("%s did not start.", qPrintable(m_options.windowManager.first()));
+            QThread::msleep(10);
+        }
+    };
+    const auto isThere = [&] {
+        xcb_window_t check = XCB_WINDOW_NONE;
+        return xcb_ewmh_get_supporting_wm_check_reply(
+                   &ewmh, xcb_ewmh_get_supporting_wm_check(&ewmh, screen->root), &check, nullptr) !=
+                   0 &&
+               check != XCB_WINDOW_NONE;
+    };
+    waitFor(isThere);
+    const uint32_t before = managed();
+    const xcb_window_t window = xcb_generate_id(connection.get());
+    xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, window, screen->root, 0, 0, 10, 10, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, screen->root_visual, 0, nullptr);
+    xcb_map_window(connection.get(), window);
+    xcb_flush(connection.get());
+    waitFor([&] { return managed() > before; });
+    xcb_destroy_window(connection.get(), window);
+    xcb_flush(connection.get());
+    waitFor([&] { return managed() == before; });
     xcb_ewmh_connection_wipe(&ewmh);
 }

@@ -12,9 +12,10 @@
 using Qt::StringLiterals::operator""_s;
 
 /// A desktop of one's own: an X server in memory, a window manager, a session bus and a home
-/// folder. The environment of this process points to it, so it must be there before anything asks
-/// for the display, the bus or the home. All of it goes with the object, with all that was started
-/// on it by whomever, and also when this process dies. One at a time in a process.
+/// folder. The window manager is openbox unless a test is about another one. The environment of
+/// this process points to it, so it must be there before anything asks for the display, the bus or
+/// the home. All of it goes with the object, with all that was started on it by whomever, and also
+/// when this process dies. One at a time in a process.
 class VirtualDesktop
 {
 public:
@@ -22,6 +23,9 @@ public:
     {
         QString screen = u"1280x800x24"_s; ///< Its width, height and depth.
         QStringList serverArguments = {};
+        /// The program and its arguments.
+        QStringList windowManager = {u"openbox"_s, u"--sm-disable"_s};
+        double scale = 1; ///< As desktops tell toolkits of it: by the resolution of fonts.
     };
 
     /// Aborts the test program with a sentence where a part cannot be started.
@@ -70,8 +74,11 @@ public:
 
 private:
     void startBus();
-    void configureWindowManager() const;
+    void setScale();
+    void configureOpenbox() const;
     void startWindowManager();
+    void waitForOpenbox() const;
+    void waitForWindowManager() const;
     void endRest() const;
 
     const Options m_options;

@@ -36,6 +36,8 @@ private Q_SLOTS:
     void nothingIsLeftOfOne();
     void nothingRunsAfterACrash();
     void severalStandSideBySide();
+    void itHasTheWindowManagerThatIsAskedFor_data();
+    void itHasTheWindowManagerThatIsAskedFor();
     void withoutAServerTheTestFails();
 };
 
@@ -81,6 +83,29 @@ void tst_VirtualDesktop::severalStandSideBySide()
     QCOMPARE(other.exitCode(), 0);
     QTRY_COMPARE(processesOf(folder), QStringList());
     QVERIFY(!processesOf(desktop.home()).isEmpty());
+}
+
+void tst_VirtualDesktop::itHasTheWindowManagerThatIsAskedFor_data()
+{
+    QTest::addColumn<QStringList>("windowManager");
+
+    QTest::newRow("openbox") << VirtualDesktop::Options().windowManager;
+    QTest::newRow("Xfce's") << QStringList{u"xfwm4"_s};
+    QTest::newRow("MATE's") << QStringList{u"marco"_s};
+    QTest::newRow("KDE's") << QStringList{u"kwin_x11"_s};
+    QTest::newRow("one that tiles") << QStringList{u"i3"_s};
+}
+
+void tst_VirtualDesktop::itHasTheWindowManagerThatIsAskedFor()
+{
+    QFETCH(QStringList, windowManager);
+    const VirtualDesktop desktop(
+        {.screen = u"1280x800x24"_s, .windowManager = windowManager, .scale = 2});
+    QCOMPARE(desktop.processes(u'/' + windowManager.first()).size(), 1);
+    QProcess resources;
+    resources.start(u"xrdb"_s, {u"-query"_s});
+    QVERIFY(resources.waitForFinished());
+    QVERIFY(resources.readAll().contains("Xft.dpi:\t192\n"));
 }
 
 void tst_VirtualDesktop::withoutAServerTheTestFails()
