@@ -6,6 +6,7 @@
 #include "app/PlainNumbers.h"
 #include "app/Terminal.h"
 #include "app/TerminalRunner.h"
+#include "platform/CoreApplication.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -104,8 +105,7 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
         return PanelProgram::run(argc, argv, request, views);
 
     // Everything else gets along without a display.
-    // Never destroyed: that waits for a name server that does not answer, long after Ctrl-C.
-    const auto *const application = new QCoreApplication(argc, argv);
+    const QCoreApplication *const application = makeCoreApplication(argc, argv);
     keepNumbersPlain();
     QCommandLineParser parser;
     describe(parser);

@@ -3,13 +3,12 @@
 #include "platform/FrontApplication.h"
 #include "platform/Outcome.h"
 #include "platform/macos/ApplicationBundles.h"
+#include "platform/macos/FrontProcess.h"
 
 #include <QFile>
-#include <QTimer>
 
 #import <AppKit/AppKit.h>
 
-#include <chrono>
 #include <memory>
 
 namespace {
@@ -76,49 +75,46 @@ Completion settling(std::shared_ptr<QPromise<void>> promise) // NOLINT(*-unneces
     };
 }
 
-// In the terminal nobody runs the system's own loop, from which it is told what happens.
-void hearOfTheSystem()
-{
-    if (NSApp == nil)
-        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0, false);
-}
-
 std::shared_ptr<QPromise<void>> startedPromise()
 {
     auto promise = std::make_shared<QPromise<void>>();
     promise->start();
-    if (NSApp == nil) {
-        constexpr auto interval = std::chrono::milliseconds(20);
-        auto *const timer = new QTimer;
-        QObject::connect(timer, &QTimer::timeout, timer, [timer, future = promise->future()] {
-            hearOfTheSystem();
-            if (future.isFinished())
-                timer->deleteLater();
-        });
-        timer->start(interval);
-    }
     return promise;
+}
+
+NSRunningApplication *running(ProcessId application)
+{
+    return [NSRunningApplication
+        runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
+}
+
+// Without AppKit's loop this stays what it was at the first look, as does whether an application is
+// active.
+std::optional<ProcessId> toldByWorkspace()
+{
+    NSRunningApplication *const front =
+        NSApp.isRunning ? NSWorkspace.sharedWorkspace.frontmostApplication : nil;
+    return front ? std::optional(ProcessId{front.processIdentifier}) : std::nullopt;
 }
 } // namespace
 
 std::optional<Application> MacWorkspace::frontmostApplication()
 {
-    hearOfTheSystem();
-    NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
-    return frontApplication(front ? std::optional(record(front)) : std::nullopt, *this, m_screen);
+    const std::optional<ProcessId> process = focusedProcess();
+    if (!process)
+        return std::nullopt;
+    NSRunningApplication *const front = running(*process);
+    return frontApplication(front ? record(front) : Application{.pid = *process}, *this, m_screen);
 }
 
 std::optional<ProcessId> MacWorkspace::focusedProcess()
 {
-    hearOfTheSystem();
-    NSRunningApplication *const front = NSWorkspace.sharedWorkspace.frontmostApplication;
-    return front ? std::optional(ProcessId{front.processIdentifier}) : std::nullopt;
+    return FrontProcess::find(toldByWorkspace(), m_screen);
 }
 
 void MacWorkspace::activate(ProcessId application)
 {
-    NSRunningApplication *const next = [NSRunningApplication
-        runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
+    NSRunningApplication *const next = running(application);
     // Since macOS 14 nobody takes the place of an application in front that does not make way.
     if (next && [NSApp respondsToSelector:@selector(yieldActivationToApplication:)])
         [NSApp performSelector:@selector(yieldActivationToApplication:) withObject:next];
@@ -127,7 +123,6 @@ void MacWorkspace::activate(ProcessId application)
 
 QList<Application> MacWorkspace::runningApplications()
 {
-    hearOfTheSystem();
     QList<Application> applications;
     for (NSRunningApplication *application in NSWorkspace.sharedWorkspace.runningApplications)
         applications.append(record(application));
@@ -184,16 +179,13 @@ QFuture<void> MacWorkspace::open(const QUrl &url, const QString &location)
 
 void MacWorkspace::terminate(ProcessId application)
 {
-    [[NSRunningApplication runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)]
-        terminate];
+    [running(application) terminate];
 }
 
 bool MacWorkspace::hasTerminated(ProcessId application)
 {
-    hearOfTheSystem();
     // What has ended is not found any more.
-    NSRunningApplication *const found = [NSRunningApplication
-        runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
+    NSRunningApplication *const found = running(application);
     return !found || found.terminated;
 }
 

@@ -24,6 +24,7 @@ constexpr AXError kAXErrorActionUnsupported = -25206;
 #define kAXTitleAttribute CFSTR("AXTitle")
 #define kAXDescriptionAttribute CFSTR("AXDescription")
 #define kAXValueAttribute CFSTR("AXValue")
+#define kAXFocusedApplicationAttribute CFSTR("AXFocusedApplication")
 #define kAXHelpAttribute CFSTR("AXHelp")
 #define kAXSecureTextFieldSubrole CFSTR("AXSecureTextField")
 #define kAXPressAction CFSTR("AXPress")

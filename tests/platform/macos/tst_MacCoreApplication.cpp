@@ -1,0 +1,44 @@
+#include "platform/CoreApplication.h"
+
+#include <QCoreApplication>
+#include <QTest>
+
+namespace {
+constexpr auto loopSwitch = "QT_EVENT_DISPATCHER_CORE_FOUNDATION";
+QByteArray s_switchAtStart;
+
+// Runs while the application object is made, as the choice of its event loop does.
+void noteSwitch()
+{
+    s_switchAtStart = qgetenv(loopSwitch);
+}
+Q_COREAPP_STARTUP_FUNCTION(noteSwitch)
+} // namespace
+
+class tst_MacCoreApplication : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void theLoopIsTheSystemsOwn();
+    void nothingElseGetsItByInheritance();
+};
+
+void tst_MacCoreApplication::theLoopIsTheSystemsOwn()
+{
+    QCOMPARE(s_switchAtStart, QByteArray("1"));
+}
+
+void tst_MacCoreApplication::nothingElseGetsItByInheritance()
+{
+    QVERIFY(!qEnvironmentVariableIsSet(loopSwitch));
+}
+
+int main(int argc, char *argv[])
+{
+    qputenv(loopSwitch, "0");
+    const std::unique_ptr<QCoreApplication> application(makeCoreApplication(argc, argv));
+    tst_MacCoreApplication test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_MacCoreApplication.moc"
