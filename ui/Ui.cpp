@@ -19,7 +19,7 @@ void Ui::install(QQmlEngine &engine)
 
 QuillonApp::Views Ui::views()
 {
-    return {.rootFile = QUrl(u"qrc:/Quillon/NativeWindow.qml"_s),
+    return {.rootFile = QUrl(u"qrc:/Quillon/PanelWindow.qml"_s),
             .prepare = [](QQmlEngine &engine, ModelManager &models, AgentSession &session) {
                 install(engine);
                 return QVariantMap{
