@@ -35,11 +35,24 @@ QString writtenHost(const QString &text)
     return (port < 0 ? authority : authority.first(port)).toString();
 }
 
+// Files are opened by their paths. Some browsers open a local one whatever host its address names.
+bool isFile(const QUrl &url)
+{
+    return url.scheme() == u"file";
+}
+
+// A program that gets such a name as an argument takes it for an option: ssh would run a command.
+bool looksLikeOption(const QUrl &url)
+{
+    return url.host(QUrl::FullyDecoded).startsWith(u'-') ||
+           url.userName(QUrl::FullyDecoded).startsWith(u'-');
+}
+
 std::optional<WebAddress> parseAddress(const QString &text)
 {
     const QString full = text.contains(schemeMark) ? text : u"https"_s + schemeMark + text;
     const QUrl url(full, QUrl::TolerantMode);
-    if (!url.isValid() || url.host().isEmpty())
+    if (!url.isValid() || url.host().isEmpty() || isFile(url) || looksLikeOption(url))
         return std::nullopt;
     const QString written = writtenHost(full);
     const bool same = written.compare(url.host(), Qt::CaseInsensitive) == 0;
