@@ -8,10 +8,27 @@
 
 #include <QCoro/QCoroFuture>
 
+#include <filesystem>
+#include <system_error>
+
 using namespace Qt::StringLiterals;
+using namespace Executor;
+
+namespace {
+// Whoever put a link there wants the file that it leads to overwritten.
+void checkIsNoLink(const QString &file)
+{
+    std::error_code error;
+    if (std::filesystem::is_symlink(std::filesystem::symlink_status(nativePath(file), error))) {
+        throw ActionError(u"The screenshot isn't saved: “"_s + lastPathComponent(file) +
+                          u"” is a link to another place."_s);
+    }
+}
+} // namespace
 
 QCoro::Task<void> Executor::screenshot(QString file)
 {
+    checkIsNoLink(file);
     co_await Platform::current().screen().capture(nativePath(file));
     // A missing permission is only told by what is missing.
     if (!somethingExistsAt(file)) {

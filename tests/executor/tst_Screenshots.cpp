@@ -28,6 +28,8 @@ private Q_SLOTS:
     void whereScreenshotsAreSaved();
     void aCaptureThatLeavesNoFileHasFailed();
     void aFileFromBeforeCounts();
+    void aLinkIsNotWrittenThrough_data();
+    void aLinkIsNotWrittenThrough();
     void aFailedCapturePassesThePlatformsSentenceOn();
     void theFileIsLookedForAfterTheCaptureHasEnded();
     void aFolderWithANullCharacterIsNone();
@@ -134,6 +136,34 @@ void tst_Screenshots::aFileFromBeforeCounts()
         co_return u"saved"_s;
     };
     QCOMPARE(outcome(shoot(file.fileName())), u"saved"_s);
+}
+
+void tst_Screenshots::aLinkIsNotWrittenThrough_data()
+{
+    QTest::addColumn<QString>("target");
+    QTest::newRow("to a file") << u"precious.txt"_s;
+    QTest::newRow("to nothing") << u"nothing.txt"_s;
+    QTest::newRow("to a folder") << u"Documents"_s;
+    QTest::newRow("to itself") << u"picture.png"_s;
+}
+
+void tst_Screenshots::aLinkIsNotWrittenThrough()
+{
+    QFETCH(const QString, target);
+    QFile precious(at(u"precious.txt"_s));
+    QVERIFY(precious.open(QIODevice::WriteOnly));
+    QVERIFY(precious.write("kept") == 4 && precious.flush());
+    QVERIFY(QFile::link(at(target), at(u"picture.png"_s)));
+    const auto shoot = [](const QString &path) -> QCoro::Task<QString> {
+        co_await Executor::screenshot(path);
+        co_return u"saved"_s;
+    };
+    QCOMPARE(
+        outcome(shoot(at(u"picture.png"_s))),
+        u"ActionError: The screenshot isn't saved: “picture.png” is a link to another place."_s);
+    QVERIFY(m_screen->captured.isEmpty());
+    QCOMPARE(precious.size(), 4);
+    QVERIFY(!QFile::exists(at(u"nothing.txt"_s)));
 }
 
 void tst_Screenshots::aFailedCapturePassesThePlatformsSentenceOn()

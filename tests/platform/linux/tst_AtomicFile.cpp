@@ -18,6 +18,8 @@ class tst_AtomicFile : public QObject
 private Q_SLOTS:
     void theContentIsThereAndNothingElse();
     void aFileFromBeforeIsReplaced();
+    void aLinkIsReplacedAndNotFollowed();
+    void aFolderInItsPlaceFails();
     void aFolderThatIsNotThereFails_data();
     void aFolderThatIsNotThereFails();
     void aDiskThatIsFullKeepsNothing();
@@ -57,6 +59,28 @@ void tst_AtomicFile::aFileFromBeforeIsReplaced()
     AtomicFile::write(path.toStdString(), "longer than before");
     AtomicFile::write(path.toStdString(), "short");
     QCOMPARE(read(path), "short"_ba);
+}
+
+void tst_AtomicFile::aLinkIsReplacedAndNotFollowed()
+{
+    const QString precious = m_folder.filePath(u"precious"_s);
+    const QString link = m_folder.filePath(u"link.png"_s);
+    AtomicFile::write(precious.toStdString(), "kept");
+    QVERIFY(QFile::link(precious, link));
+    AtomicFile::write(link.toStdString(), "content");
+    QCOMPARE(read(precious), "kept"_ba);
+    QCOMPARE(read(link), "content"_ba);
+    QVERIFY(!QFileInfo(link).isSymLink());
+}
+
+void tst_AtomicFile::aFolderInItsPlaceFails()
+{
+    const QDir folder(m_folder.path());
+    QVERIFY(folder.mkdir(u"folder.png"_s));
+    const QStringList before = folder.entryList(QDir::AllEntries | QDir::Hidden);
+    QCOMPARE(failure(folder.filePath(u"folder.png"_s), "content"),
+             u"The file can't be saved: Is a directory."_s);
+    QCOMPARE(folder.entryList(QDir::AllEntries | QDir::Hidden), before);
 }
 
 void tst_AtomicFile::aFolderThatIsNotThereFails_data()
