@@ -37,11 +37,6 @@ QString fileOf(const LocalModel &model)
     return QDir(ModelManager::directory()).filePath(model.fileName);
 }
 
-bool isThere(const LocalModel &model)
-{
-    return QFileInfo::exists(fileOf(model));
-}
-
 // Nothing where the file system does not say.
 std::optional<qint64> roomIn(const QString &folder)
 {
@@ -73,7 +68,8 @@ Finding examineModelsFolder()
         return {Verdict::good, shown};
     const QString state = u"%1, %2 free"_s.arg(shown, size(*room));
     const QList<LocalModel> &catalog = LocalModel::catalog();
-    if (std::ranges::any_of(catalog, isThere) || *room >= catalog.first().sizeMB * megabyte)
+    if (std::ranges::any_of(catalog, ModelManager::hasFile) ||
+        *room >= catalog.first().sizeMB * megabyte)
         return {Verdict::good, state};
     return {Verdict::bad, state,
             u"Make room for a model of about %1."_s.arg(size(catalog.first().sizeMB * megabyte))};
@@ -82,9 +78,9 @@ Finding examineModelsFolder()
 Finding examineModel(const LocalModel &model)
 {
     const QString wanted = size(model.sizeMB * megabyte);
-    if (!isThere(model)) {
+    if (!ModelManager::hasFile(model)) {
         const QString state = u"not there, about %1 to fetch"_s.arg(wanted);
-        if (std::ranges::any_of(LocalModel::catalog(), isThere))
+        if (std::ranges::any_of(LocalModel::catalog(), ModelManager::hasFile))
             return {Verdict::neutral, state};
         return {Verdict::limited, state,
                 u"The first task fetches the model that is chosen, once."_s};

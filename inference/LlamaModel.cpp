@@ -7,6 +7,7 @@
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
 
+#include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <llama.h>
@@ -98,6 +99,9 @@ auto failingWith(InferenceError::Case failure, const Call &call)
 Model loadModel(const QString &path)
 {
     return failingWith(InferenceError::loadFailed, [&] {
+        // Opening a named pipe would wait for its writer.
+        if (!QFileInfo(path).isFile())
+            throw InferenceError(InferenceError::loadFailed);
         llama_backend_init();
         llama_model_params params = llama_model_default_params();
         params.n_gpu_layers = gpuLayers;

@@ -61,9 +61,15 @@ QString ModelManager::directory()
     return models;
 }
 
+bool ModelManager::hasFile(const LocalModel &model)
+{
+    // Not a folder, and nothing that could make its reader wait, such as a named pipe.
+    return QFileInfo(filePath(model)).isFile();
+}
+
 void ModelManager::refresh()
 {
-    setState(QFileInfo::exists(filePath(m_selected)) ? State::ready() : State::needsDownload());
+    setState(hasFile(m_selected) ? State::ready() : State::needsDownload());
 }
 
 void ModelManager::select(const LocalModel &model)

@@ -60,6 +60,9 @@ public:
     /// operation.
     [[nodiscard]] static QString directory();
 
+    /// True if the model's file is in that folder, as an ordinary file or as a link to one.
+    [[nodiscard]] static bool hasFile(const LocalModel &model);
+
     /// Sets the state from the disk: `ready` where the selected model's file is there.
     void refresh();
 

@@ -9,6 +9,7 @@
 #include <QTest>
 
 #include <gguf.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -259,6 +260,10 @@ void tst_BrokenModels::whatIsNoFileFailsToLoad_data()
     QTest::newRow("folder") << m_folder.path();
     QTest::newRow("no path") << QString();
     QTest::newRow("no folder") << m_folder.filePath(u"missing/missing.gguf"_s);
+    const QString pipe = m_folder.filePath(u"pipe.gguf"_s);
+    QCOMPARE(mkfifo(qPrintable(pipe), 0600), 0);
+    QTest::newRow("named pipe") << pipe;
+    QTest::newRow("device") << u"/dev/zero"_s;
 }
 
 void tst_BrokenModels::whatIsNoFileFailsToLoad()

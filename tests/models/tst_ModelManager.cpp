@@ -19,6 +19,7 @@
 #include <cstdio>
 
 #include <sys/resource.h>
+#include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
 
@@ -109,7 +110,8 @@ private Q_SLOTS:
 
     void refreshOverwritesEveryState_data();
     void refreshOverwritesEveryState();
-    void refreshTakesWhateverStandsThere();
+    void refreshTakesOrdinaryFilesOnly_data();
+    void refreshTakesOrdinaryFilesOnly();
     void announcesEachChangeBeforeAndAfter();
 
     void selectingTheSelectedModelDoesNothing();
@@ -413,12 +415,40 @@ void ModelManagerTest::refreshOverwritesEveryState()
     }
 }
 
-void ModelManagerTest::refreshTakesWhateverStandsThere()
+void ModelManagerTest::refreshTakesOrdinaryFilesOnly_data()
 {
+    QTest::addColumn<std::function<bool(const QString &)>>("make");
+    QTest::addColumn<Case>("state");
+    using Make = std::function<bool(const QString &)>;
+    const auto linkTo = [](const QString &target) {
+        return Make([target](const QString &path) { return QFile::link(target, path); });
+    };
+    QTest::newRow("folder") << Make([](const QString &path) { return QDir().mkdir(path); })
+                            << Case::needsDownload;
+    QTest::newRow("named pipe") << Make([](const QString &path) {
+        return mkfifo(qPrintable(path), 0600) == 0;
+    }) << Case::needsDownload;
+    QTest::newRow("socket") << Make([](const QString &path) {
+        return mknod(qPrintable(path), S_IFSOCK | 0600, 0) == 0;
+    }) << Case::needsDownload;
+    QTest::newRow("link to a device") << linkTo(u"/dev/zero"_s) << Case::needsDownload;
+    QTest::newRow("link to a folder") << linkTo(u"/tmp"_s) << Case::needsDownload;
+    QTest::newRow("link to nothing") << linkTo(u"/nowhere"_s) << Case::needsDownload;
+    QTest::newRow("link to itself")
+        << Make([](const QString &path) { return QFile::link(path, path); }) << Case::needsDownload;
+    QTest::newRow("link to a file")
+        << linkTo(QCoreApplication::applicationFilePath()) << Case::ready;
+}
+
+void ModelManagerTest::refreshTakesOrdinaryFilesOnly()
+{
+    QFETCH(const std::function<bool(const QString &)>, make);
+    QFETCH(const Case, state);
     makeManager();
-    QVERIFY(QDir().mkpath(place(first())));
+    QVERIFY(make(place(first())));
     m_manager->refresh();
-    QCOMPARE(m_manager->state(), State::ready());
+    QCOMPARE(m_manager->state().kind, state);
+    QCOMPARE(ModelManager::hasFile(first()), state == Case::ready);
 }
 
 void ModelManagerTest::announcesEachChangeBeforeAndAfter()
