@@ -35,6 +35,8 @@ RowLayout {
         focus: true
         font.pixelSize: 22
         implicitHeight: 32
+        // A text is taken whole or, by the session, not at all: never a part without a word.
+        maximumLength: 0x7fffffff
         objectName: "commandField"
         placeholderText: "Tell your Mac what to do…"
         selectByMouse: true

@@ -1,5 +1,7 @@
 #include "tests/ui/PanelTest.h"
 
+#include <QClipboard>
+
 using namespace Qt::StringLiterals;
 
 class tst_CommandBar : public QObject
@@ -12,6 +14,7 @@ private Q_SLOTS:
     void hasTheFocusFromTheBeginning();
     void takesTheFocusWhenSummoned();
     void returnSends();
+    void aLongTextIsTakenWhole();
     void theSendButtonSends();
     void returnWithoutAModelKeepsTheText_data();
     void returnWithoutAModelKeepsTheText();
@@ -83,6 +86,19 @@ void tst_CommandBar::returnSends()
     QCOMPARE(scene.session->turns().size(), 1);
     QCOMPARE(scene.session->turns().first().command, u"Open Mail"_s);
     QVERIFY(scene.hasFocus(u"commandField"_s));
+}
+
+void tst_CommandBar::aLongTextIsTakenWhole()
+{
+    PanelScene scene;
+    scene.engine->addReplies({Say::done()});
+    const QString text = u"Open Mail, please. "_s.repeated(5'000) + u"And then Safari."_s;
+    QGuiApplication::clipboard()->setText(text);
+    scene.key(Qt::Key_V, Qt::ControlModifier);
+    QCOMPARE(scene.typed(), text);
+    scene.key(Qt::Key_Return);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.session->turns().first().command, text);
 }
 
 void tst_CommandBar::theSendButtonSends()
