@@ -76,6 +76,31 @@ int runDoctor()
     return Doctor::isHealthy(report) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
+QString spelled(const QString &option)
+{
+    return u"--"_s + option;
+}
+
+// What is wrong with the options beside each other, as one sentence; nothing if they make sense.
+std::optional<QString> contradiction(const QCommandLineParser &parser)
+{
+    const QStringList options = parser.optionNames();
+    for (const QString &option : options) {
+        if (option != options.first()) {
+            return u"%1 and %2 don't go together: give one of them."_s.arg(spelled(options.first()),
+                                                                           spelled(option));
+        }
+    }
+    if (options.size() > 1)
+        return u"Give %1 only once."_s.arg(spelled(options.first()));
+    // Its text was forgotten, and the parser took the next option for it.
+    const QString task = parser.value(taskOption);
+    if (task == spelled(taskOption) || task == spelled(doctorOption) ||
+        task == spelled(toggleOption))
+        return u"%1 is followed by %2, not by a task."_s.arg(spelled(taskOption), task);
+    return std::nullopt;
+}
+
 // What the arguments say, before there is an application to ask.
 bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &request)
 {
@@ -110,6 +135,10 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
     QCommandLineParser parser;
     describe(parser);
     parser.process(*application);
+    if (const std::optional<QString> sentence = contradiction(parser)) {
+        Terminal().printError(*sentence);
+        return EXIT_FAILURE;
+    }
     if (parser.optionNames() == QStringList{doctorOption} && parser.positionalArguments().isEmpty())
         return runDoctor();
     if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())

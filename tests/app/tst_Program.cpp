@@ -172,6 +172,35 @@ void tst_Program::saysInOneSentenceWhatItNeeds_data()
     QTest::newRow("a blank task") << taskArguments(u" \t"_s) << u"The task is empty.\n"_s;
     QTest::newRow("an unknown option")
         << QStringList{u"--nonsense"_s} << u"Quillon: Unknown option 'nonsense'.\n"_s;
+    const auto together = [](const QString &one, const QString &other) {
+        return u"--%1 and --%2 don't go together: give one of them.\n"_s.arg(one, other);
+    };
+    QTest::newRow("two tasks") << QStringList{u"--task"_s, u"a"_s, u"--task"_s, u"b"_s}
+                               << u"Give --task only once.\n"_s;
+    QTest::newRow("the doctor twice")
+        << QStringList{u"--doctor"_s, u"--doctor"_s} << u"Give --doctor only once.\n"_s;
+    QTest::newRow("two toggles") << QStringList{u"--toggle"_s, u"--toggle"_s}
+                                 << u"Give --toggle only once.\n"_s;
+    QTest::newRow("the doctor and a task")
+        << QStringList{u"--doctor"_s, u"--task"_s, u"a"_s} << together(u"doctor"_s, u"task"_s);
+    QTest::newRow("a task and the doctor")
+        << QStringList{u"--task"_s, u"a"_s, u"--doctor"_s} << together(u"task"_s, u"doctor"_s);
+    QTest::newRow("a toggle and a task")
+        << QStringList{u"--toggle"_s, u"--task=a"_s} << together(u"toggle"_s, u"task"_s);
+    QTest::newRow("a toggle and the doctor")
+        << QStringList{u"--toggle"_s, u"--doctor"_s} << together(u"toggle"_s, u"doctor"_s);
+    QTest::newRow("all three") << QStringList{u"--toggle"_s, u"--doctor"_s, u"--task=a"_s}
+                               << together(u"toggle"_s, u"doctor"_s);
+    QTest::newRow("the bus and a task")
+        << QStringList{u"--activated"_s, u"--task=a"_s} << together(u"activated"_s, u"task"_s);
+    QTest::newRow("an option in place of the task")
+        << QStringList{u"--task"_s, u"--doctor"_s}
+        << u"--task is followed by --doctor, not by a task.\n"_s;
+    QTest::newRow("a word beside the task")
+        << QStringList{u"--task"_s, u"a"_s, u"b"_s} << needsTask;
+    QTest::newRow("a word beside the doctor") << QStringList{u"--doctor"_s, u"a"_s} << needsTask;
+    QTest::newRow("a value for the toggle")
+        << QStringList{u"--toggle=on"_s} << u"Quillon: Unexpected value after '--toggle'.\n"_s;
     QTest::newRow("no text behind the option")
         << QStringList{u"--task"_s} << u"Quillon: Missing value after '--task'.\n"_s;
 }
