@@ -1,10 +1,10 @@
 #include "agent/AgentSession.h"
 
-#include "agent/ActionError.h"
 #include "agent/Safety.h"
 #include "agent/SystemPrompt.h"
+#include "agent/action/ActionError.h"
+#include "base/MainThread.h"
 #include "executor/Executor.h"
-#include "inference/MainThread.h"
 #include "models/ModelManager.h"
 #include "platform/Platform.h"
 #include "platform/Workspace.h"

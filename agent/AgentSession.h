@@ -2,7 +2,7 @@
 
 #include "agent/Confirmation.h"
 #include "agent/Transcript.h"
-#include "executor/Cancellation.h"
+#include "base/Cancellation.h"
 #include "inference/InferenceEngine.h"
 
 #include <QCoro/QCoroTask>

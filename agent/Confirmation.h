@@ -1,6 +1,6 @@
 #pragma once
 
-#include "inference/MainThread.h"
+#include "base/MainThread.h"
 
 #include <coroutine>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "agent/Safety.h"
 
-#include "agent/WordCase.h"
+#include "base/Text.h"
 #include "platform/Platform.h"
 #include "platform/Workspace.h"
 
@@ -81,7 +81,7 @@ Risk assessClick(const AgentAction &action, const QString &frontName)
     const QString label = argOr(action, "label");
     if (!containsAny(label.toLower(), consequentialWords))
         return Risk::safe();
-    return Risk::needsConfirmation(u"Click “"_s + label + u"” in "_s + capitalizedWords(frontName));
+    return Risk::needsConfirmation(u"Click “"_s + label + u"” in "_s + Text::titleCased(frontName));
 }
 
 Risk assessKey(const AgentAction &action, const QString &frontName)
@@ -89,13 +89,13 @@ Risk assessKey(const AgentAction &action, const QString &frontName)
     const QString key = argOr(action, "key").toLower();
     const bool withCommand = argOr(action, "modifiers").toLower().contains(u"command"_s);
     if ((key == u"return" || key == u"enter") && containsAny(frontName, messaging)) {
-        return Risk::needsConfirmation(u"Press Return in "_s + capitalizedWords(frontName) +
+        return Risk::needsConfirmation(u"Press Return in "_s + Text::titleCased(frontName) +
                                        u" — this may send a message"_s);
     }
     if ((key == u"delete" || key == u"backspace") && withCommand)
         return Risk::needsConfirmation(u"Delete the selected item (⌘⌫)"_s);
     if (key == u"q" && withCommand) {
-        return Risk::needsConfirmation(u"Quit "_s + capitalizedWords(frontName) + u" (⌘Q)"_s);
+        return Risk::needsConfirmation(u"Quit "_s + Text::titleCased(frontName) + u" (⌘Q)"_s);
     }
     return Risk::safe();
 }

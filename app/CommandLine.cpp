@@ -3,9 +3,9 @@
 #include "app/Doctor.h"
 #include "app/InterruptSignal.h"
 #include "app/PanelProgram.h"
-#include "app/PlainNumbers.h"
 #include "app/Terminal.h"
 #include "app/TerminalRunner.h"
+#include "base/NumericLocale.h"
 #include "platform/CoreApplication.h"
 
 #include <QCommandLineParser>
@@ -131,7 +131,7 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
 
     // Everything else gets along without a display.
     const QCoreApplication *const application = makeCoreApplication(argc, argv);
-    keepNumbersPlain();
+    usePlainNumbers();
     QCommandLineParser parser;
     describe(parser);
     parser.process(*application);

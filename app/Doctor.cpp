@@ -1,6 +1,6 @@
 #include "app/Doctor.h"
 
-#include "inference/LlamaModel.h"
+#include "models/EngineLibrary.h"
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
 #include "platform/Platform.h"
@@ -99,13 +99,13 @@ Finding examineModel(const LocalModel &model)
 
 Finding examineLibrary()
 {
-    const LlamaModel::Library library = LlamaModel::library();
-    if (library.kernels.isEmpty()) {
+    const EngineLibrary library = EngineLibrary::current();
+    if (library.backends.isEmpty()) {
         return {Verdict::bad, u"%1, without code for this processor"_s.arg(library.version),
                 u"Install Quillon again: libraries that belong to it are missing."_s};
     }
     return {Verdict::good,
-            u"%1, computing with %2 (%3)"_s.arg(library.version, library.kernels.join(u" and "_s),
+            u"%1, computing with %2 (%3)"_s.arg(library.version, library.backends.join(u" and "_s),
                                                 library.extensions.join(u", "_s))};
 }
 } // namespace

@@ -1,9 +1,9 @@
 #include "app/PanelProgram.h"
 
 #include "app/HotKey.h"
-#include "app/PlainNumbers.h"
 #include "app/SingleInstance.h"
 #include "app/Terminal.h"
+#include "base/NumericLocale.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
@@ -46,7 +46,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickWindow::setDefaultAlphaBuffer(true);
     const QGuiApplication application(count, arguments.data());
-    keepNumbersPlain();
+    usePlainNumbers();
     // A cursor that blinks would wake the processor for nothing, again and again.
     QGuiApplication::styleHints()->setCursorFlashTime(0);
     QGuiApplication::setDesktopFileName(u"app.quillon.Quillon"_s);

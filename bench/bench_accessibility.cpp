@@ -2,7 +2,7 @@
 // one question after the other, and beside that of a library that people use for it.
 
 #include "Measure.h"
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
 #include "platform/Platform.h"

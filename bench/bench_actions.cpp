@@ -1,6 +1,6 @@
 // What the actions themselves cost, without the waits that belong to them: real windows on a
 // desktop of the benchmark's own, two hundred installed applications, full folders.
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "bench/Measure.h"
 #include "executor/Executor.h"
 #include "executor/Pause.h"

@@ -1,5 +1,5 @@
 // How fast replies are parsed, and how the time grows with hostile ones from 1 KB to 10 MB.
-#include "agent/AgentAction.h"
+#include "agent/action/AgentAction.h"
 #include "bench/Measure.h"
 
 #include <QString>

@@ -5,8 +5,8 @@
 
 #include "Measure.h"
 #include "platform/Workspace.h"
-#include "platform/linux/AtSpiRole.h"
-#include "platform/linux/GObjectPtr.h"
+#include "platform/linux/atspi/AtSpiRole.h"
+#include "platform/linux/desktop/GObjectPtr.h"
 
 #include <QStringList>
 

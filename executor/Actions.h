@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/AgentAction.h"
+#include "agent/action/AgentAction.h"
 #include "executor/Pause.h"
 
 #include <QCoro/QCoroTask>

@@ -1,8 +1,8 @@
 #include "executor/Executor.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
+#include "base/Text.h"
 #include "executor/Actions.h"
-#include "executor/Folding.h"
 #include "executor/Pause.h"
 #include "platform/Platform.h"
 
@@ -36,19 +36,20 @@ const QMap<QString, QString> &aliases()
 
 QString aliasTarget(const QString &name)
 {
-    return folded(aliases().value(name.toLower(), name));
+    return Text::folded(aliases().value(name.toLower(), name));
 }
 
 bool isCalled(const InstalledApplication &application, const QString &target)
 {
     return std::ranges::any_of(application.names,
-                               [&](const QString &name) { return folded(name) == target; });
+                               [&](const QString &name) { return Text::folded(name) == target; });
 }
 
 bool isCalledLike(const InstalledApplication &application, const QString &target)
 {
-    return std::ranges::any_of(application.names,
-                               [&](const QString &name) { return folded(name).contains(target); });
+    return std::ranges::any_of(application.names, [&](const QString &name) {
+        return Text::folded(name).contains(target);
+    });
 }
 
 struct Installed
@@ -85,7 +86,7 @@ std::optional<QString> counterpartLocation(const QString &target)
 
 std::optional<Application> Executor::runningApp(const QString &name)
 {
-    const QString written = folded(name);
+    const QString written = Text::folded(name);
     const QString target = aliasTarget(name);
     QList<Application> candidates = Platform::current().workspace().runningApplications();
     candidates.removeIf(
@@ -95,7 +96,7 @@ std::optional<Application> Executor::runningApp(const QString &name)
         return found == candidates.end() ? std::nullopt : std::optional(*found);
     };
     const auto foldedName = [](const Application &each) {
-        return folded(each.name.value_or(QString()));
+        return Text::folded(each.name.value_or(QString()));
     };
 
     if (auto exact = first([&](const Application &each) { return foldedName(each) == target; }))

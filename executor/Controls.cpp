@@ -1,10 +1,9 @@
+#include "base/Text.h"
 #include "executor/Actions.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
-#include "executor/Folding.h"
-#include "executor/Graphemes.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "platform/Platform.h"
 
 #include <QStringList>
@@ -62,21 +61,21 @@ Front openFront()
 
 QString firstCharacters(const QString &text, qsizetype count)
 {
-    const QList<qsizetype> ends = Executor::graphemeBoundaries(text, count);
+    const QList<qsizetype> ends = Text::graphemeBoundaries(text, count);
     return ends.size() < count ? text : text.first(ends.constLast());
 }
 
 // The first control with that label, else the first one whose label contains it.
 std::optional<ElementId> find(AccessibleTree &tree, const QString &label)
 {
-    const QString target = folded(label);
+    const QString target = Text::folded(label);
     std::optional<ElementId> exact;
     std::optional<ElementId> partial;
     const auto contains = [&](const QString &candidate) {
-        return folded(candidate).contains(target);
+        return Text::folded(candidate).contains(target);
     };
     ControlWalk::run(tree, clickLimits, {clickableRoles, contains}, [&](const Control &control) {
-        if (folded(control.label) == target) {
+        if (Text::folded(control.label) == target) {
             exact = control.element;
             return VisitResult::stop;
         }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/AgentAction.h"
-#include "executor/Cancellation.h"
+#include "agent/action/AgentAction.h"
+#include "base/Cancellation.h"
 #include "platform/Workspace.h"
 
 #include <QCoro/QCoroTask>

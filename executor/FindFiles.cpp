@@ -1,9 +1,9 @@
+#include "base/Text.h"
 #include "executor/Actions.h"
 #include "executor/Executor.h"
-#include "executor/Folding.h"
 #include "executor/Paths.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "platform/Platform.h"
 
 #include <QFileInfo>
@@ -33,7 +33,7 @@ struct Entry
 QString cleanedExtension(const QString &extension)
 {
     const auto isPadding = [](QChar character) { return character == u'.' || character == u' '; };
-    QString cleaned = folded(extension);
+    QString cleaned = Text::folded(extension);
     while (!cleaned.isEmpty() && isPadding(cleaned.back()))
         cleaned.chop(1);
     while (!cleaned.isEmpty() && isPadding(cleaned.front()))
@@ -64,12 +64,12 @@ public:
         if (extension)
             m_extension = cleanedExtension(*extension);
         if (query)
-            m_query = folded(*query);
+            m_query = Text::folded(*query);
     }
 
     [[nodiscard]] bool keeps(const QString &name) const
     {
-        const QString lowered = folded(name);
+        const QString lowered = Text::folded(name);
         return (!m_extension || pathExtension(lowered) == *m_extension) &&
                (!m_query || lowered.contains(*m_query));
     }

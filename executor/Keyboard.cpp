@@ -1,8 +1,8 @@
 #include "executor/Executor.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
+#include "base/Text.h"
 #include "executor/Actions.h"
-#include "executor/Graphemes.h"
 #include "executor/KeyboardFocus.h"
 #include "executor/Pause.h"
 #include "platform/Accessibility.h"
@@ -74,7 +74,7 @@ void requireTrust(const char *complaint)
 
 QStringList Executor::chunked(const QString &text, qsizetype size)
 {
-    const QList<qsizetype> ends = graphemeBoundaries(text);
+    const QList<qsizetype> ends = Text::graphemeBoundaries(text);
     QStringList pieces;
     qsizetype start = 0;
     for (qsizetype last = size - 1; start < text.size(); last += size) {

@@ -1,6 +1,6 @@
 #include "executor/KeyboardFocus.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "executor/Pause.h"
 #include "platform/Platform.h"
 

@@ -1,17 +1,13 @@
 #pragma once
 
-#include "executor/Cancellation.h"
+#include "base/Cancellation.h"
 
 #include <QCoro/QCoroTask>
 
 #include <chrono>
 #include <functional>
-#include <memory>
 
 namespace Executor {
-/// What the surroundings of an action may tell it; null where nobody will.
-using CancellationToken = std::shared_ptr<const Cancellation>;
-
 /// How long a newly opened application gets to settle.
 constexpr std::chrono::milliseconds launchSettle{700};
 /// How long a browser gets to show an address.

@@ -2,7 +2,7 @@
 #include "executor/Executor.h"
 #include "executor/Paths.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "platform/Platform.h"
 #include "platform/Screen.h"
 

@@ -1,7 +1,7 @@
 #include "executor/Actions.h"
 #include "executor/Executor.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "platform/Platform.h"
 #include "platform/Scripts.h"
 

@@ -1,6 +1,6 @@
 #include "executor/Executor.h"
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "executor/Actions.h"
 #include "executor/Pause.h"
 #include "platform/Platform.h"

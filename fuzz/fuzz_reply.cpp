@@ -1,6 +1,6 @@
 // A model's reply is arbitrary text: whatever it is, parsing ends, and what it yields keeps its
 // promises.
-#include "agent/AgentAction.h"
+#include "agent/action/AgentAction.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,6 +1,6 @@
 #include "inference/AbortGuard.h"
 
-#include "inference/Park.h"
+#include "base/WorkerThread.h"
 
 #include <cstdio>
 #include <mutex>
@@ -61,7 +61,7 @@ AbortGuard::~AbortGuard()
     }
     // The call came back although one of its threads did not: too late, it has been reported lost.
     if (m_isLost)
-        parkForEver();
+        WorkerThread::park();
 }
 
 void AbortGuard::onAbort(const char *message)
@@ -69,7 +69,7 @@ void AbortGuard::onAbort(const char *message)
     if (innermost != nullptr && innermost->m_lost == nullptr)
         throw LibraryAbort(message);
     if (isLost(message))
-        parkForEver();
+        WorkerThread::park();
     std::fprintf(stderr, "%s\n", message);
 }
 

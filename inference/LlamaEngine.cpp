@@ -59,7 +59,7 @@ void LlamaEngine::giveUpModel()
 {
     [[maybe_unused]] const LlamaModel *lost = m_model.release();
     setLoaded(false);
-    m_queue.giveUpRunningJob(InferenceError::decodeFailed);
+    m_queue.abandonRunningJob();
 }
 
 void LlamaEngine::setLoaded(bool loaded)

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "base/WorkQueue.h"
 #include "inference/InferenceEngine.h"
-#include "inference/WorkQueue.h"
 
 #include <memory>
 #include <mutex>

@@ -24,7 +24,7 @@ public:
     struct Library
     {
         QString version;
-        QStringList kernels;    ///< What computes: "CPU", "Metal"; none where nothing does.
+        QStringList backends;   ///< What computes: "CPU", "Metal"; none if nothing does.
         QStringList extensions; ///< What it uses of the processor: "AVX2", "NEON".
     };
     [[nodiscard]] static Library library();

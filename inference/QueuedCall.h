@@ -1,8 +1,8 @@
 #pragma once
 
+#include "base/MainThread.h"
+#include "base/WorkQueue.h"
 #include "inference/InferenceError.h"
-#include "inference/MainThread.h"
-#include "inference/WorkQueue.h"
 
 #include <coroutine>
 #include <exception>
@@ -13,10 +13,10 @@
 #include <variant>
 
 /// Awaits a call on a work queue, in a coroutine of the main thread, which is resumed there. The
-/// outcome crosses the threads as a value: the call's result, or the InferenceError that it threw
-/// or was refused with; any other exception counts as the error given for it. The call, and all
-/// that it holds, is gone before the outcome arrives. A coroutine that is destroyed while it waits
-/// is not resumed.
+/// outcome crosses the threads as a value: the call's result, or the InferenceError that it threw.
+/// Any other exception, and a call that was abandoned, count as the error given for it; a queue
+/// that is closed has no model loaded. The call, and all that it holds, is gone before the outcome
+/// arrives. A coroutine that is destroyed while it waits is not resumed.
 template <typename Result>
 class QueuedCall
 {
@@ -42,7 +42,10 @@ public:
             call = {};
             settle(shared, std::move(outcome));
         };
-        auto refuse = [shared = m_shared](const InferenceError &error) { settle(shared, error); };
+        auto refuse = [shared = m_shared, otherwise = m_otherwise](WorkQueue::Refusal reason) {
+            const bool isClosed = reason == WorkQueue::Refusal::closed;
+            settle(shared, InferenceError(isClosed ? InferenceError::notLoaded : otherwise));
+        };
         m_queue.add({std::move(work), std::move(refuse)});
     }
 

@@ -1,6 +1,6 @@
 #include "models/Download.h"
 
-#include "inference/MainThread.h"
+#include "base/MainThread.h"
 #include "models/Transfer.h"
 
 #include <utility>

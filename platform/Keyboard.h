@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Workspace.h"
+#include "base/ProcessId.h"
 
 #include <QFuture>
 #include <QString>

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "base/ProcessId.h"
+
 #include <QFuture>
 #include <QList>
 #include <QString>
@@ -8,9 +10,6 @@
 
 #include <filesystem>
 #include <optional>
-
-/// The operating system's number for a process.
-enum class ProcessId : qint64 {};
 
 /// How an application takes part in the desktop.
 enum class ActivationPolicy {

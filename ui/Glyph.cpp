@@ -1,7 +1,6 @@
 #include "ui/Glyph.h"
 
-#include "platform/Appearance.h"
-#include "platform/Platform.h"
+#include "app/SystemSymbol.h"
 
 #include <QCache>
 #include <QImage>
@@ -32,7 +31,7 @@ QImage stencil(const QString &name, int turn, const QSize &pixels)
     const int side = std::min(pixels.width(), pixels.height());
     QRectF square(0, 0, side, side);
     square.moveCenter(middle);
-    const QByteArray coverage = Platform::current().appearance().symbol(name, side);
+    const QByteArray coverage = systemSymbol(name, side);
     if (coverage.isEmpty()) {
         drawing.render(&painter, square);
     } else {

@@ -1,6 +1,6 @@
 #include "ui/PreviewTail.h"
 
-#include "executor/Graphemes.h"
+#include "base/Text.h"
 
 namespace {
 constexpr qsizetype tailLength = 90;
@@ -12,6 +12,6 @@ QString previewTail(const QString &preview)
     line.replace(u'\n', u' ');
     if (line.size() <= tailLength)
         return line;
-    const QList<qsizetype> ends = Executor::graphemeBoundaries(line);
+    const QList<qsizetype> ends = Text::graphemeBoundaries(line);
     return ends.size() <= tailLength ? line : line.sliced(ends[ends.size() - tailLength - 1]);
 }

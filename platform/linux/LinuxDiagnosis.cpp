@@ -3,9 +3,9 @@
 #include "platform/Accessibility.h"
 #include "platform/Shell.h"
 #include "platform/Workspace.h"
-#include "platform/linux/LinuxHotKey.h"
-#include "platform/linux/LinuxInstance.h"
-#include "platform/linux/ScreenPortal.h"
+#include "platform/linux/desktop/LinuxInstance.h"
+#include "platform/linux/screenshot/ScreenPortal.h"
+#include "platform/linux/x11/LinuxHotKey.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>

@@ -1,16 +1,16 @@
 #include "platform/Platform.h"
 
-#include "platform/linux/LinuxAccessibility.h"
-#include "platform/linux/LinuxAppearance.h"
 #include "platform/linux/LinuxDiagnosis.h"
-#include "platform/linux/LinuxHotKey.h"
-#include "platform/linux/LinuxInstance.h"
-#include "platform/linux/LinuxKeyboard.h"
-#include "platform/linux/LinuxScreen.h"
 #include "platform/linux/LinuxScripts.h"
-#include "platform/linux/LinuxShell.h"
 #include "platform/linux/LinuxWorkspace.h"
-#include "platform/linux/X11Desktop.h"
+#include "platform/linux/atspi/LinuxAccessibility.h"
+#include "platform/linux/desktop/LinuxAppearance.h"
+#include "platform/linux/desktop/LinuxInstance.h"
+#include "platform/linux/keyboard/LinuxKeyboard.h"
+#include "platform/linux/screenshot/LinuxScreen.h"
+#include "platform/linux/x11/LinuxHotKey.h"
+#include "platform/linux/x11/LinuxShell.h"
+#include "platform/linux/x11/X11Desktop.h"
 
 #include <gio/gio.h>
 

@@ -1,12 +1,12 @@
 #include "platform/linux/LinuxWorkspace.h"
 
 #include "platform/Outcome.h"
-#include "platform/linux/DesktopEntries.h"
-#include "platform/linux/Display.h"
-#include "platform/linux/FileManager.h"
-#include "platform/linux/Trash.h"
-#include "platform/linux/WindowOwner.h"
-#include "platform/linux/X11Desktop.h"
+#include "platform/linux/desktop/DesktopEntries.h"
+#include "platform/linux/desktop/FileManager.h"
+#include "platform/linux/desktop/Trash.h"
+#include "platform/linux/x11/Display.h"
+#include "platform/linux/x11/WindowOwner.h"
+#include "platform/linux/x11/X11Desktop.h"
 
 #include <QFile>
 

@@ -1,5 +1,5 @@
-#include "agent/ActionError.h"
-#include "agent/AgentAction.h"
+#include "agent/action/ActionError.h"
+#include "agent/action/AgentAction.h"
 
 #include <QTest>
 

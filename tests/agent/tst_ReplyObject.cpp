@@ -1,4 +1,4 @@
-#include "agent/ReplyObject.h"
+#include "agent/action/ReplyObject.h"
 
 #include <QTest>
 

@@ -1,7 +1,7 @@
 // What the program says about a real desktop, and about one that is not there.
 
-#include "platform/linux/LinuxHotKey.h"
-#include "platform/linux/X11Desktop.h"
+#include "platform/linux/x11/LinuxHotKey.h"
+#include "platform/linux/x11/X11Desktop.h"
 #include "tests/app/DoctorSubjects.h"
 #include "tests/support/Program.h"
 #include "tests/support/VirtualDesktop.h"

@@ -1,7 +1,7 @@
 // The program with its panel as a user meets it: real windows, real keys, other applications
 // beside.
 
-#include "platform/linux/LinuxInstance.h"
+#include "platform/linux/desktop/LinuxInstance.h"
 #include "tests/platform/linux/TestWindow.h"
 #include "tests/support/Hands.h"
 #include "tests/support/VirtualDesktop.h"

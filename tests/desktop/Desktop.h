@@ -2,7 +2,7 @@
 
 #include "executor/Executor.h"
 #include "platform/Platform.h"
-#include "platform/linux/X11Desktop.h"
+#include "platform/linux/x11/X11Desktop.h"
 #include "tests/executor/Running.h"
 #include "tests/support/VirtualDesktop.h"
 

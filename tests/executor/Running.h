@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ActionError.h"
+#include "agent/action/ActionError.h"
 #include "executor/Executor.h"
 #include "executor/Pause.h"
 #include "platform/PlatformError.h"
@@ -23,7 +23,7 @@ public:
 
 private:
     Executor::PauseOverride m_override{
-        [this](std::chrono::milliseconds duration, const Executor::CancellationToken &) {
+        [this](std::chrono::milliseconds duration, const CancellationToken &) {
             durations.append(duration);
         }};
 };

@@ -186,7 +186,7 @@ void tst_Keyboard::aStopDoesNotCutThePausesShort()
     m_pauses.reset();
     QList<bool> canBeCancelled;
     const Executor::PauseOverride pauses(
-        [&](std::chrono::milliseconds, const Executor::CancellationToken &cancellation) {
+        [&](std::chrono::milliseconds, const CancellationToken &cancellation) {
             canBeCancelled.append(cancellation != nullptr);
         });
     const auto stopped = std::make_shared<Cancellation>();

@@ -37,7 +37,7 @@ test_every_name_is_the_same_everywhere()
     grep -qx "Name=$id" "$linux/$id.service.in" || complain "the bus has another name"
     grep -qx "Icon=$id" "$linux/$id.desktop" || complain "the entry has another icon"
     grep -qx "DBusActivatable=true" "$linux/$id.desktop" || complain "the bus cannot start it"
-    grep -qF "\"$id\"" "$checkout/platform/linux/LinuxInstance.cpp" ||
+    grep -qF "\"$id\"" "$checkout/platform/linux/desktop/LinuxInstance.cpp" ||
         complain "the program has another name on the bus"
     grep -qF "<launchable type=\"desktop-id\">$id.desktop<" "$linux/$id.metainfo.xml" ||
         complain "the description starts something else"

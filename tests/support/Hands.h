@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/X11Desktop.h"
+#include "platform/linux/x11/X11Desktop.h"
 
 #include <QProcess>
 #include <QRect>

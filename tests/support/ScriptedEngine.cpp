@@ -1,6 +1,6 @@
 #include "tests/support/ScriptedEngine.h"
 
-#include "inference/MainThread.h"
+#include "base/MainThread.h"
 
 #include <thread>
 #include <utility>

@@ -2,7 +2,7 @@
 // actions, real keys and clicks.
 
 #include "models/LocalModel.h"
-#include "platform/linux/X11Desktop.h"
+#include "platform/linux/x11/X11Desktop.h"
 #include "tests/support/Hands.h"
 #include "tests/support/TestModel.h"
 #include "tests/support/VirtualDesktop.h"

@@ -1,4 +1,4 @@
-#include "platform/linux/AtSpiPeers.h"
+#include "platform/linux/atspi/AtSpiPeers.h"
 
 #include <QDir>
 #include <QLocalServer>

@@ -1,5 +1,5 @@
 #include "platform/PlatformError.h"
-#include "platform/linux/AtomicFile.h"
+#include "platform/linux/screenshot/AtomicFile.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,4 @@
-#include "platform/linux/LinuxAccessibility.h"
+#include "platform/linux/atspi/LinuxAccessibility.h"
 
 #include "tests/executor/Running.h"
 #include "tests/support/FakePlatform.h"

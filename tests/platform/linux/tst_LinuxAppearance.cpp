@@ -1,4 +1,4 @@
-#include "platform/linux/LinuxAppearance.h"
+#include "platform/linux/desktop/LinuxAppearance.h"
 #include "tests/support/VirtualDesktop.h"
 
 #include <QDBusArgument>

@@ -1,8 +1,8 @@
 // What the shell asks of the X server, seen by a window manager's and a compositor's eyes.
 
 #include "platform/NativeWindow.h"
-#include "platform/linux/LinuxHotKey.h"
-#include "platform/linux/LinuxShell.h"
+#include "platform/linux/x11/LinuxHotKey.h"
+#include "platform/linux/x11/LinuxShell.h"
 #include "tests/support/VirtualDesktop.h"
 
 #include <QTest>

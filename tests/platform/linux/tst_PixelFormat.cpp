@@ -1,4 +1,4 @@
-#include "platform/linux/PixelFormat.h"
+#include "platform/linux/screenshot/PixelFormat.h"
 
 #include <QByteArray>
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "platform/linux/ProcessTable.h"
+#include "platform/linux/desktop/ProcessTable.h"
 
 #include <QDir>
 #include <QFile>

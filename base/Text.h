@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QByteArrayView>
+#include <QList>
+#include <QString>
+
+#include <limits>
+
+/// Text as people perceive and compare it. Pure functions, for any thread.
+namespace Text {
+/// Where the user-perceived characters of the text end, one after the other and at most so many of
+/// them: letters with their combining marks, emoji of several code points, CR LF.
+[[nodiscard]] QList<qsizetype>
+graphemeBoundaries(const QString &text, qsizetype most = std::numeric_limits<qsizetype>::max());
+
+/// The text as it is compared with others: the case does not matter, nor does it matter whether
+/// accents are separate from their letters, as some file systems and keyboards write them.
+[[nodiscard]] QString folded(const QString &text);
+
+/// The text with the first letter of each word in upper case and the rest in lower case. Spaces,
+/// tabs and line ends separate words.
+[[nodiscard]] QString titleCased(const QString &text);
+
+/// The text of valid UTF-8 with all its characters. QString's own conversions drop a byte order
+/// mark at the beginning, which is a character like any other in a model's reply.
+[[nodiscard]] QString fromUtf8(QByteArrayView utf8);
+} // namespace Text

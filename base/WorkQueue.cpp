@@ -1,0 +1,137 @@
+#include "base/WorkQueue.h"
+
+#include "base/WorkerThread.h"
+
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+namespace {
+void refuse(const WorkQueue::Job &job, WorkQueue::Refusal reason)
+{
+    if (job.refuse)
+        job.refuse(reason);
+}
+} // namespace
+
+// Shared with the threads: one that was given up must find it whatever has become of the queue.
+struct WorkQueue::State : std::enable_shared_from_this<State>
+{
+    explicit State(const char *threadName) : name(threadName) {}
+
+    void startThread()
+    {
+        thread = std::thread([self = shared_from_this(), number = ++threadNumber] {
+            WorkerThread::begin(self->name.c_str());
+            self->work(number);
+        });
+    }
+
+    void work(unsigned number)
+    {
+        std::unique_lock guard(lock);
+        while (true) {
+            changed.wait(guard, [&] { return closed || !waiting.empty(); });
+            if (waiting.empty())
+                break;
+            runOne(guard, number);
+        }
+        ended = true;
+        changed.notify_all();
+    }
+
+    void runOne(std::unique_lock<std::mutex> &guard, unsigned number)
+    {
+        Job job = std::move(waiting.front());
+        waiting.pop_front();
+        running = std::move(job.refuse);
+        guard.unlock();
+        job.work();
+        job = {}; // without the lock: what the work holds may end in here
+        guard.lock();
+        if (number != threadNumber) {
+            // Given up while it ran: another thread has taken over, and this one may hold whatever
+            // the job broke.
+            guard.unlock();
+            WorkerThread::park();
+        }
+        running.reset();
+    }
+
+    const std::string name;
+    std::mutex lock;
+    std::condition_variable changed;
+    std::deque<Job> waiting;
+    std::optional<std::function<void(Refusal)>> running; // how to refuse the running job
+    bool closed = false;
+    bool ended = false;
+    unsigned threadNumber = 0;
+    std::thread thread;
+};
+
+WorkQueue::WorkQueue(const char *name) : m_state(std::make_shared<State>(name))
+{
+    m_state->startThread();
+}
+
+WorkQueue::~WorkQueue()
+{
+    close();
+}
+
+void WorkQueue::add(Job job)
+{
+    {
+        const std::scoped_lock guard(m_state->lock);
+        if (!m_state->closed) {
+            m_state->waiting.push_back(std::move(job));
+            m_state->changed.notify_all();
+            return;
+        }
+    }
+    refuse(job, Refusal::closed);
+}
+
+void WorkQueue::close(std::function<void()> last)
+{
+    std::deque<Job> dropped;
+    std::unique_lock guard(m_state->lock);
+    if (m_state->closed)
+        return;
+    m_state->closed = true;
+    dropped.swap(m_state->waiting);
+    if (last)
+        m_state->waiting.push_back({std::move(last)});
+    m_state->changed.notify_all();
+
+    guard.unlock();
+    for (const Job &job : dropped)
+        refuse(job, Refusal::closed);
+    dropped.clear();
+
+    // Not simply join: the thread may be given up, and replaced, while it is waited for.
+    guard.lock();
+    m_state->changed.wait(guard, [&] { return m_state->ended; });
+    guard.unlock();
+    m_state->thread.join();
+}
+
+void WorkQueue::abandonRunningJob()
+{
+    const std::shared_ptr<State> state = m_state;
+    std::optional<std::function<void(Refusal)>> lost;
+    {
+        const std::scoped_lock guard(state->lock);
+        lost.swap(state->running);
+        if (!lost)
+            return;
+        state->thread.detach();
+        state->startThread();
+    }
+    if (*lost)
+        (*lost)(Refusal::abandoned);
+}

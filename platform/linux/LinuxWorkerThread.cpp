@@ -1,8 +1,0 @@
-#include "platform/WorkerThread.h"
-
-#include <pthread.h>
-
-void WorkerThread::begin(const char *name)
-{
-    pthread_setname_np(pthread_self(), name);
-}

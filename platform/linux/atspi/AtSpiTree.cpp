@@ -1,0 +1,344 @@
+#include "platform/linux/atspi/AtSpiTree.h"
+
+#include "platform/PlatformError.h"
+#include "platform/linux/atspi/AtSpiPress.h"
+#include "platform/linux/atspi/AtSpiRegistry.h"
+
+#include <QRegularExpression>
+
+#include <algorithm>
+#include <map>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+using std::chrono::steady_clock;
+
+constexpr const char *accessible = "org.a11y.atspi.Accessible";
+constexpr const char *nothing = "/org/a11y/atspi/null";
+
+// A list that long is asked for the children that matter, because answering with all of them
+// could keep the application busy for minutes.
+constexpr qsizetype longList = 500;
+
+// Much more than anybody is shown of a field, and little of a book.
+constexpr dbus_int32_t maxFieldText = 4096;
+
+// Bits of the first word of an element's states.
+constexpr quint32 showing = 1U << 25;
+constexpr quint32 visible = 1U << 30;
+
+[[noreturn]] void failWithoutBus()
+{
+    throw PlatformError(u"The accessibility bus doesn't respond."_s);
+}
+
+bool isGone(const DBusMessagePtr &reply)
+{
+    return DBusMessages::isError(reply, DBUS_ERROR_NO_REPLY) ||
+           DBusMessages::isError(reply, DBUS_ERROR_SERVICE_UNKNOWN) ||
+           DBusMessages::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
+}
+
+// What cannot tell its states is taken for visible.
+bool tellsThatItIsHidden(const DBusMessagePtr &states)
+{
+    const QList<dbus_uint32_t> words =
+        DBusMessages::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
+    return !words.isEmpty() && (words.constFirst() & (showing | visible)) == 0;
+}
+
+DBusMessagePtr askForStates(const DBusObject &object)
+{
+    return DBusMessages::call(object, accessible, "GetState");
+}
+
+DBusMessagePtr askForChild(const DBusObject &object, dbus_int32_t index)
+{
+    DBusMessagePtr call = DBusMessages::call(object, accessible, "GetChildAtIndex");
+    DBusMessages::append(call, index);
+    return call;
+}
+
+DBusMessagePtr askForValue(const DBusObject &object, AtSpiRole role)
+{
+    if (!AtSpiRoles::showsText(role))
+        return nullptr;
+    DBusMessagePtr call = DBusMessages::call(object, "org.a11y.atspi.Text", "GetText");
+    DBusMessages::append(call, 0);
+    DBusMessages::append(call, maxFieldText);
+    return call;
+}
+
+// Some applications pad a menu's texts, to make room for the keys beside them. And where an element
+// has no name, GTK 4 gave it that of its class until 4.10.
+QString cleanedTitle(const QString &name)
+{
+    static const QRegularExpression className(u"^(Gtk|Adw)[A-Z][A-Za-z]*$"_s);
+    return className.match(name).hasMatch() ? QString() : name.trimmed();
+}
+
+// Null where there is nothing to ask for.
+DBusMessagePtr askFor(const DBusObject &object, AtSpiRole role, LabelAttribute attribute)
+{
+    switch (attribute) {
+    case LabelAttribute::title:
+        return DBusMessages::get(object, accessible, "Name");
+    case LabelAttribute::description:
+        return DBusMessages::get(object, accessible, "Description");
+    case LabelAttribute::value:
+        return askForValue(object, role);
+    case LabelAttribute::help:
+        return DBusMessages::get(object, accessible, "HelpText");
+    }
+    return nullptr;
+}
+} // namespace
+
+AtSpiTree::AtSpiTree(std::shared_ptr<PrivateBus> bus, AtSpiPeers &peers, ProcessId application,
+                     PrivateBus::Deadline deadline)
+    : m_bus(std::move(bus)), m_peers(peers), m_application(application), m_deadline(deadline)
+{
+    if (!m_bus)
+        failWithoutBus();
+}
+
+QList<ElementId> AtSpiTree::roots()
+{
+    const std::optional<AtSpiRegistry::Listing> listing = AtSpiRegistry::find(
+        *m_bus, m_application, std::min(m_deadline, steady_clock::now() + silenceLimit));
+    if (!listing)
+        failWithoutBus();
+    for (const DBusObject &own : listing->ourselves)
+        m_avoidedNames.insert(own.bus);
+    QList<ElementId> roots;
+    for (const DBusObject &root : listing->application) {
+        m_applicationNames.insert(root.bus);
+        roots.append(add(root));
+        at(roots.constLast()).isRoot = true;
+    }
+    connectToPeers(listing->application);
+    return roots;
+}
+
+QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizetype maxChildren)
+{
+    const std::vector<qsizetype> counts = readRoles(elements, maxChildren > 0);
+    // Where the replies about an element with children begin.
+    struct Asked
+    {
+        qsizetype element = 0;
+        size_t states = 0;
+        size_t children = 0;
+        size_t end = 0;
+        bool isLong = false;
+    };
+    std::vector<Asked> asked;
+    std::vector<DBusMessagePtr> calls;
+    qsizetype longRoom = maxChildren;
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        const Element &element = at(elements[i]);
+        const qsizetype count = counts[static_cast<size_t>(i)];
+        if (count <= 0)
+            continue;
+        Asked one{.element = i, .states = calls.size(), .isLong = count > longList};
+        if (mayBeHidden(element))
+            calls.push_back(askForStates(element.object));
+        one.children = calls.size();
+        if (one.isLong) {
+            for (qsizetype child = 0; child < count && longRoom > 0; ++child, --longRoom)
+                calls.push_back(askForChild(element.object, static_cast<dbus_int32_t>(child)));
+        } else {
+            calls.push_back(DBusMessages::call(element.object, accessible, "GetChildren"));
+        }
+        one.end = calls.size();
+        asked.push_back(one);
+    }
+    const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
+
+    QList<AccessibleNode> nodes(elements.size());
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        const Element &element = at(elements[i]);
+        if (element.role)
+            nodes[i].role = AtSpiRoles::axName(*element.role, element.liesInMenuBar);
+    }
+    qsizetype room = maxChildren;
+    for (const Asked &one : asked) {
+        if (one.states < one.children && tellsThatItIsHidden(replies[one.states]))
+            continue;
+        QList<DBusObject> children;
+        if (!one.isLong)
+            children = DBusMessages::objects(replies[one.children], room);
+        for (size_t reply = one.children; one.isLong && reply < one.end; ++reply) {
+            if (const std::optional<DBusObject> child = DBusMessages::object(replies[reply]))
+                children.append(*child);
+        }
+        for (const DBusObject &object : std::as_const(children)) {
+            if (room == 0)
+                break;
+            if (object.path == nothing || m_avoidedNames.contains(object.bus))
+                continue;
+            const ElementId child = add(object);
+            at(child).liesInMenuBar = at(elements[one.element]).role == AtSpiRole::menuBar;
+            nodes[one.element].children.append(child);
+            --room;
+        }
+    }
+    return nodes;
+}
+
+QList<QStringList> AtSpiTree::texts(const QList<ElementId> &elements,
+                                    const QList<LabelAttribute> &attributes)
+{
+    struct Asked
+    {
+        qsizetype element = 0;
+        qsizetype attribute = 0;
+    };
+    std::vector<Asked> asked;
+    std::vector<DBusMessagePtr> calls;
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        const Element &element = at(elements[i]);
+        for (qsizetype k = 0; k < attributes.size(); ++k) {
+            DBusMessagePtr call =
+                askFor(element.object, element.role.value_or(AtSpiRole::unknown), attributes[k]);
+            if (!call)
+                continue;
+            asked.push_back({.element = i, .attribute = k});
+            calls.push_back(std::move(call));
+        }
+    }
+    const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
+
+    QList<QStringList> texts(elements.size(), QStringList(attributes.size()));
+    for (size_t i = 0; i < asked.size(); ++i) {
+        const QString text =
+            QString::fromUtf8(DBusMessages::text(replies[i]).value_or(QByteArray()));
+        const bool isTitle = attributes[asked[i].attribute] == LabelAttribute::title;
+        texts[asked[i].element][asked[i].attribute] = isTitle ? cleanedTitle(text) : text;
+    }
+    return texts;
+}
+
+QList<bool> AtSpiTree::areHidden(const QList<ElementId> &elements)
+{
+    QList<qsizetype> asked;
+    std::vector<DBusMessagePtr> calls;
+    for (qsizetype i = 0; i < elements.size(); ++i) {
+        if (!mayBeHidden(at(elements[i])))
+            continue;
+        asked.append(i);
+        calls.push_back(askForStates(at(elements[i]).object));
+    }
+    const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
+    QList<bool> hidden(elements.size(), false);
+    for (qsizetype i = 0; i < asked.size(); ++i)
+        hidden[asked[i]] = tellsThatItIsHidden(replies[static_cast<size_t>(i)]);
+    return hidden;
+}
+
+bool AtSpiTree::isTimeUp() const
+{
+    return steady_clock::now() >= m_deadline;
+}
+
+bool AtSpiTree::press(ElementId element)
+{
+    const Element &pressed = at(element);
+    return AtSpiPress::press(*m_bus, pressed.object, pressed.role.value_or(AtSpiRole::unknown),
+                             steady_clock::now() + silenceLimit);
+}
+
+void AtSpiTree::connectToPeers(const QList<DBusObject> &roots)
+{
+    QList<DBusObject> strangers;
+    std::vector<DBusMessagePtr> calls;
+    for (const DBusObject &root : roots) {
+        if (m_peers.find(m_application, root.bus))
+            continue;
+        strangers.append(root);
+        calls.push_back(
+            DBusMessages::call(root, "org.a11y.atspi.Application", "GetApplicationBusAddress"));
+    }
+    const std::vector<DBusMessagePtr> addresses = ask(std::move(calls));
+    for (size_t i = 0; i < addresses.size(); ++i)
+        m_peers.connect(m_application, strangers[static_cast<qsizetype>(i)].bus,
+                        DBusMessages::text(addresses[i]).value_or(QByteArray()), silenceLimit);
+}
+
+PrivateBus &AtSpiTree::busOf(const QByteArray &name) const
+{
+    const std::shared_ptr<PrivateBus> peer = m_peers.find(m_application, name);
+    return peer ? *peer : *m_bus;
+}
+
+std::vector<DBusMessagePtr> AtSpiTree::ask(std::vector<DBusMessagePtr> calls)
+{
+    std::map<PrivateBus *, std::vector<size_t>> ways;
+    for (size_t i = 0; i < calls.size(); ++i) {
+        const QByteArray name = dbus_message_get_destination(calls[i].get());
+        if (!m_avoidedNames.contains(name))
+            ways[&busOf(name)].push_back(i);
+    }
+    std::vector<DBusMessagePtr> replies(calls.size());
+    for (const auto &[bus, indices] : ways) {
+        std::vector<DBusMessagePtr> sent;
+        for (const size_t index : indices)
+            sent.push_back(std::move(calls[index]));
+        std::vector<DBusMessagePtr> answers = bus->callAll(sent, m_deadline, silenceLimit);
+        if (!m_bus->isOpen())
+            failWithoutBus();
+        const bool wentSilent = !isTimeUp() || !bus->isOpen();
+        for (size_t i = 0; i < sent.size(); ++i) {
+            if (answers[i] ? isGone(answers[i]) : wentSilent)
+                giveUpOn(dbus_message_get_destination(sent[i].get()));
+            replies[indices[i]] = std::move(answers[i]);
+        }
+    }
+    return replies;
+}
+
+void AtSpiTree::giveUpOn(const QByteArray &name)
+{
+    m_peers.drop(m_application, name);
+    if (m_applicationNames.contains(name))
+        throw UnresponsiveApplication();
+    m_avoidedNames.insert(name);
+}
+
+std::vector<qsizetype> AtSpiTree::readRoles(const QList<ElementId> &elements, bool countsChildren)
+{
+    const size_t callsEach = countsChildren ? 2 : 1;
+    std::vector<DBusMessagePtr> calls;
+    for (const ElementId id : elements) {
+        const DBusObject &object = at(id).object;
+        calls.push_back(DBusMessages::call(object, accessible, "GetRole"));
+        if (countsChildren)
+            calls.push_back(DBusMessages::get(object, accessible, "ChildCount"));
+    }
+    const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
+    std::vector<qsizetype> counts;
+    for (const ElementId id : elements) {
+        const size_t reply = counts.size() * callsEach;
+        if (const std::optional<dbus_uint32_t> role = DBusMessages::unsignedNumber(replies[reply]))
+            at(id).role = AtSpiRole{*role};
+        counts.push_back(countsChildren ? DBusMessages::number(replies[reply + 1]).value_or(0) : 0);
+    }
+    return counts;
+}
+
+bool AtSpiTree::mayBeHidden(const Element &element)
+{
+    return !element.isRoot && !(element.role && AtSpiRoles::isPartOfMenu(*element.role));
+}
+
+ElementId AtSpiTree::add(const DBusObject &object)
+{
+    m_elements.push_back({.object = object});
+    return ElementId{static_cast<qint32>(m_elements.size() - 1)};
+}
+
+AtSpiTree::Element &AtSpiTree::at(ElementId element)
+{
+    return m_elements.at(static_cast<size_t>(element));
+}

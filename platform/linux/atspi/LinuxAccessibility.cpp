@@ -1,0 +1,40 @@
+#include "platform/linux/atspi/LinuxAccessibility.h"
+
+#include "platform/linux/atspi/AtSpiBus.h"
+#include "platform/linux/atspi/AtSpiTree.h"
+
+#include <algorithm>
+
+namespace {
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+
+// A session bus answers in a few milliseconds; the first question starts the accessibility bus.
+constexpr milliseconds answerLimit{700};
+
+// What these do is bounded by itself, apart from connecting to a bus that has stopped.
+template <typename Result>
+std::optional<Result> ask(BoundedWorker &worker, Result (*question)(PrivateBus::Deadline))
+{
+    return worker.run(
+        [question, deadline = steady_clock::now() + answerLimit] { return question(deadline); },
+        answerLimit);
+}
+} // namespace
+
+bool LinuxAccessibility::isTrusted()
+{
+    return ask(m_worker, &AtSpiBus::isEnabled).value_or(false);
+}
+
+void LinuxAccessibility::requestTrust()
+{
+    (void)ask(m_worker, &AtSpiBus::enable);
+}
+
+std::unique_ptr<AccessibleTree> LinuxAccessibility::open(ProcessId application, milliseconds limit)
+{
+    const auto deadline = steady_clock::now() + limit;
+    return std::make_unique<AtSpiTree>(ask(m_worker, &AtSpiBus::connect).value_or(nullptr), m_peers,
+                                       application, deadline);
+}

@@ -1,0 +1,79 @@
+#include "platform/linux/desktop/LinuxInstance.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// Also the name of the desktop entry.
+const QString service = u"app.quillon.Quillon"_s;
+const QString path = u"/app/quillon/Quillon"_s;
+const QString interface = u"org.freedesktop.Application"_s;
+const QString toggleAction = u"toggle"_s;
+
+// A message bus answers at once or not at all.
+constexpr int busLimit = 5000;
+} // namespace
+
+bool LinuxInstance::claim(std::function<void(Request)> received)
+{
+    m_received = std::move(received);
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return true;
+    // The object comes first: whoever sees the name may call it at once.
+    bus.registerObject(path, this, QDBusConnection::ExportScriptableSlots);
+    bus.interface()->setTimeout(busLimit);
+    const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
+        bus.interface()->registerService(service, QDBusConnectionInterface::DontQueueService,
+                                         QDBusConnectionInterface::DontAllowReplacement);
+    if (!reply.isValid() || reply.value() == QDBusConnectionInterface::ServiceRegistered)
+        return true;
+    bus.unregisterObject(path);
+    return false;
+}
+
+bool LinuxInstance::isRunning()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    bus.interface()->setTimeout(busLimit);
+    return bus.interface()->isServiceRegistered(service);
+}
+
+Instance::Answer LinuxInstance::handOver(Request request)
+{
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        service, path, interface, request == Request::toggle ? u"ActivateAction"_s : u"Activate"_s);
+    // Nobody is to be started for it.
+    call.setAutoStartService(false);
+    if (request == Request::toggle)
+        call << toggleAction << QVariantList();
+    call << QVariantMap();
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(call, QDBus::Block, answerLimit);
+    if (reply.type() == QDBusMessage::ReplyMessage)
+        return Answer::taken;
+    const QDBusError error(reply);
+    return error.type() == QDBusError::ServiceUnknown ||
+                   error.name() == u"org.freedesktop.DBus.Error.NameHasNoOwner"
+               ? Answer::nobody
+               : Answer::silent;
+}
+
+void LinuxInstance::Activate(const QVariantMap &)
+{
+    m_received(Request::open);
+}
+
+void LinuxInstance::Open(const QStringList &, const QVariantMap &)
+{
+    m_received(Request::open);
+}
+
+void LinuxInstance::ActivateAction(const QString &action, const QVariantList &, const QVariantMap &)
+{
+    m_received(action == toggleAction ? Request::toggle : Request::open);
+}

@@ -1,0 +1,227 @@
+#include "platform/linux/keyboard/LinuxKeyboard.h"
+
+#include "platform/Outcome.h"
+#include "platform/linux/keyboard/Modifier.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QMap>
+#include <QProcess>
+#include <QTimer>
+
+#include <chrono>
+#include <deque>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// The keyboard program may wait for an application, but for none that long.
+constexpr std::chrono::milliseconds answerLimit{2000};
+
+constexpr uint returnSymbol = 0xff0d;
+constexpr uint tabSymbol = 0xff09;
+
+// X names the characters of Latin-1 by their codes, and the others by theirs beyond this.
+constexpr uint unicodeSymbols = 0x01000000;
+
+uint symbolOfCharacter(uint character)
+{
+    const bool isLatin1 =
+        (character >= 0x20 && character < 0x7f) || (character >= 0xa0 && character <= 0xff);
+    return isLatin1 ? character : unicodeSymbols | character;
+}
+
+// What no key types is left out: the control characters apart from line breaks and tabs.
+QList<uint> symbolsOf(QString text)
+{
+    text.replace(u"\r\n"_s, u"\n"_s);
+    QList<uint> symbols;
+    for (uint character : text.toUcs4()) {
+        if (QChar::isSurrogate(character))
+            character = QChar::ReplacementCharacter; // Half a character is none.
+        if (character == u'\n' || character == u'\r')
+            symbols.append(returnSymbol);
+        else if (character == u'\t')
+            symbols.append(tabSymbol);
+        else if (character >= 0x20 && (character < 0x7f || character >= 0xa0))
+            symbols.append(symbolOfCharacter(character));
+    }
+    return symbols;
+}
+
+// What the keys of the standard Mac keyboard type or do.
+uint symbolOfKey(quint16 code)
+{
+    static const QMap<quint16, uint> table{
+        {0, 'a'},      {1, 's'},     {2, 'd'},     {3, 'f'},      {4, 'h'},      {5, 'g'},
+        {6, 'z'},      {7, 'x'},     {8, 'c'},     {9, 'v'},      {11, 'b'},     {12, 'q'},
+        {13, 'w'},     {14, 'e'},    {15, 'r'},    {16, 'y'},     {17, 't'},     {18, '1'},
+        {19, '2'},     {20, '3'},    {21, '4'},    {22, '6'},     {23, '5'},     {24, '='},
+        {25, '9'},     {26, '7'},    {27, '-'},    {28, '8'},     {29, '0'},     {30, ']'},
+        {31, 'o'},     {32, 'u'},    {33, '['},    {34, 'i'},     {35, 'p'},     {36, 0xff0d},
+        {37, 'l'},     {38, 'j'},    {39, '\''},   {40, 'k'},     {41, ';'},     {42, '\\'},
+        {43, ','},     {44, '/'},    {45, 'n'},    {46, 'm'},     {47, '.'},     {48, 0xff09},
+        {49, ' '},     {51, 0xff08}, {53, 0xff1b}, {123, 0xff51}, {124, 0xff53}, {125, 0xff54},
+        {126, 0xff52},
+    };
+    return table.value(code);
+}
+
+// Command is Control here, so that the shortcuts are those that applications have.
+uint modifiersOf(quint32 flags)
+{
+    uint modifiers = 0;
+    if ((flags & KeyFlag::shift) != 0)
+        modifiers |= static_cast<uint>(Modifier::shift);
+    if ((flags & (KeyFlag::command | KeyFlag::control)) != 0)
+        modifiers |= static_cast<uint>(Modifier::control);
+    if ((flags & KeyFlag::option) != 0)
+        modifiers |= static_cast<uint>(Modifier::alt);
+    return modifiers;
+}
+
+QByteArray request(const QByteArray &what, const QList<uint> &values = {})
+{
+    QByteArray line = what;
+    for (const uint value : values)
+        line += ' ' + QByteArray::number(value, 16);
+    return line + '\n';
+}
+
+// It lies in the folder for such programs, which stands beside the one of our own program, as it is
+// installed, or above it, as it is built.
+QString keyboardProgram()
+{
+    const QString path = u"" QUILLON_LIBEXECDIR "/quillon/quillon-keyboard"_s;
+    QDir folder(QCoreApplication::applicationDirPath());
+    while (!folder.exists(path) && folder.cdUp()) {
+    }
+    return folder.filePath(path);
+}
+
+class TypingProgram final : public KeyboardSource
+{
+public:
+    TypingProgram(const QString &text, ProcessId receiver) : m_process(new QProcess)
+    {
+        m_limit.setSingleShot(true);
+        m_limit.setInterval(answerLimit);
+        QObject::connect(&m_limit, &QTimer::timeout, &m_limit,
+                         [this] { fail(u"The X server does not answer."_s); });
+        QObject::connect(m_process, &QProcess::readyReadStandardOutput, &m_limit,
+                         [this] { hear(); });
+        QObject::connect(m_process, &QProcess::errorOccurred, &m_limit,
+                         [this](QProcess::ProcessError error) {
+                             if (error == QProcess::FailedToStart)
+                                 fail(u"The keyboard program can't be started."_s);
+                         });
+        QObject::connect(m_process, &QProcess::finished, &m_limit, [this] { end(); });
+        m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process->start(keyboardProgram(), {QString::number(static_cast<qint64>(receiver))});
+        const QList<uint> symbols = symbolsOf(text);
+        if (!symbols.isEmpty())
+            (void)ask(request("expect", symbols));
+    }
+
+    // Left to itself, so that nobody waits for it: it ends when it has put everything back.
+    ~TypingProgram() override
+    {
+        m_process->disconnect(&m_limit);
+        m_process->closeWriteChannel();
+        QObject::connect(m_process, &QProcess::finished, m_process, &QObject::deleteLater);
+        if (m_process->state() == QProcess::NotRunning)
+            m_process->deleteLater();
+    }
+
+    QFuture<void> post(const KeyEvent &event) override
+    {
+        if (event.text.isEmpty()) {
+            return ask(event.isDown
+                           ? request("press", {symbolOfKey(event.code), modifiersOf(event.flags)})
+                           : request("release"));
+        }
+        // Text has no key that could be down for a while.
+        const QList<uint> symbols = event.isDown ? symbolsOf(event.text) : QList<uint>();
+        return symbols.isEmpty() ? settled(m_failure) : ask(request("type", symbols));
+    }
+
+    QFuture<void> finish() override
+    {
+        m_isFinishing = true;
+        m_process->closeWriteChannel();
+        return await();
+    }
+
+private:
+    QFuture<void> ask(const QByteArray &line)
+    {
+        m_process->write(line);
+        return await();
+    }
+
+    QFuture<void> await()
+    {
+        if (m_failure)
+            return settled(m_failure);
+        m_limit.start();
+        m_awaited.emplace_back().start();
+        return m_awaited.back().future();
+    }
+
+    // An empty line for what has been done, or the sentence with which the program ends.
+    void hear()
+    {
+        while (m_process->canReadLine()) {
+            const QString line = QString::fromUtf8(m_process->readLine()).trimmed();
+            if (!line.isEmpty())
+                fail(line);
+            else if (!m_awaited.empty())
+                settleNext();
+        }
+    }
+
+    void end()
+    {
+        hear();
+        if (m_isFinishing && !m_failure && m_awaited.size() == 1 &&
+            m_process->exitStatus() == QProcess::NormalExit)
+            settleNext();
+        // Nothing more can be asked of it.
+        fail(u"The keyboard program ended too early."_s);
+    }
+
+    void settleNext()
+    {
+        settle(m_awaited.front(), std::nullopt);
+        m_awaited.pop_front();
+        if (m_awaited.empty())
+            m_limit.stop();
+        else
+            m_limit.start();
+    }
+
+    void fail(const QString &sentence)
+    {
+        m_limit.stop();
+        // What it has not got round to is not to be typed when nobody expects it any more.
+        if (m_process->state() != QProcess::NotRunning)
+            m_process->terminate();
+        if (!m_failure)
+            m_failure = sentence;
+        for (QPromise<void> &promise : std::exchange(m_awaited, {}))
+            settle(promise, m_failure);
+    }
+
+    QProcess *m_process; ///< Deletes itself when it has ended.
+    QTimer m_limit;
+    std::deque<QPromise<void>> m_awaited; ///< The answers that are still out, in their order.
+    std::optional<QString> m_failure;     ///< Why nothing more can be done.
+    bool m_isFinishing = false;
+};
+} // namespace
+
+std::unique_ptr<KeyboardSource> LinuxKeyboard::open(const QString &text, ProcessId receiver)
+{
+    return std::make_unique<TypingProgram>(text, receiver);
+}

@@ -1,0 +1,55 @@
+#include "platform/linux/screenshot/AtomicFile.h"
+
+#include "platform/PlatformError.h"
+
+#include <QFile>
+#include <QRandomGenerator>
+
+#include <cstdio>
+
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// A disk that fills up takes a part first and only tells at the next one what is the matter.
+bool writeAll(QFile &file, const QByteArray &content)
+{
+    qint64 done = 0;
+    while (done < content.size()) {
+        const qint64 length = file.write(content.constData() + done, content.size() - done);
+        if (length <= 0)
+            return false;
+        done += length;
+    }
+    return true;
+}
+
+[[noreturn]] void fail(const QString &reason)
+{
+    throw PlatformError(u"The file can't be saved: "_s + reason + u'.');
+}
+} // namespace
+
+void AtomicFile::write(const std::filesystem::path &path, const QByteArray &content)
+{
+    // A file of our own that takes the other's place, whatever that is by then: to open it there
+    // would be to write to whatever a link leads to.
+    const QString place = QFile::decodeName(QByteArray::fromStdString(path.native()));
+    QFile file(
+        u"%1.%2"_s.arg(place, QString::number(QRandomGenerator::system()->generate64(), 36)));
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
+        fail(file.errorString());
+    if (!writeAll(file, content) || ::fsync(file.handle()) != 0) {
+        const QString reason =
+            file.error() == QFileDevice::NoError ? qt_error_string() : file.errorString();
+        file.remove();
+        fail(reason);
+    }
+    file.close();
+    if (std::rename(QFile::encodeName(file.fileName()).constData(), path.c_str()) != 0) {
+        const QString reason = qt_error_string();
+        file.remove();
+        fail(reason);
+    }
+}

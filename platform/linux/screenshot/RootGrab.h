@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/linux/screenshot/ScreenImage.h"
+
+#include <functional>
+
+/// What all monitors of the X display show.
+namespace RootGrab {
+/// Grabs it over a connection of its own, which may wait for the server without bound, and calls
+/// back at each sign of life. Throws a PlatformError. Any thread.
+[[nodiscard]] ScreenImage grab(const std::function<void()> &answered);
+} // namespace RootGrab

@@ -1,0 +1,117 @@
+#include "platform/linux/screenshot/ScreenCapture.h"
+
+#include "base/WorkerThread.h"
+#include "platform/Outcome.h"
+#include "platform/linux/screenshot/AtomicFile.h"
+#include "platform/linux/screenshot/RootGrab.h"
+
+#include <QTimer>
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <thread>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr std::chrono::milliseconds silenceLimit{2000};
+
+// One capture, shared by its thread, which a server that hangs may hold for ever, and by the main
+// thread, which gives up in time.
+class Capture
+{
+public:
+    Capture() { m_promise.start(); }
+
+    [[nodiscard]] QFuture<void> future() const { return m_promise.future(); }
+
+    void perform(const std::filesystem::path &file)
+    {
+        std::optional<QString> failure;
+        try {
+            const ScreenImage image = RootGrab::grab([this] { answered(); });
+            // What nobody waits for any more must not turn up later.
+            if (!beginSaving())
+                return;
+            AtomicFile::write(file, image.toPng());
+        } catch (const PlatformError &error) {
+            failure = QString::fromUtf8(error.what());
+        } catch (const std::bad_alloc &) {
+            failure = u"There is not enough memory for a picture of the screen."_s;
+        }
+        end(failure);
+    }
+
+    /// How many answers there were, while there are more than those seen before. Otherwise there
+    /// is nothing to wait for any more, and one that hangs has been given up.
+    std::optional<int> answersAfter(int seen)
+    {
+        {
+            const std::scoped_lock guard(m_lock);
+            if (m_stage != Stage::grabbing)
+                return std::nullopt;
+            if (m_answers > seen)
+                return m_answers;
+        }
+        end(u"The display doesn't answer."_s);
+        return std::nullopt;
+    }
+
+private:
+    enum class Stage { grabbing, saving, over };
+
+    void answered()
+    {
+        const std::scoped_lock guard(m_lock);
+        ++m_answers;
+    }
+
+    bool beginSaving()
+    {
+        const std::scoped_lock guard(m_lock);
+        if (m_stage != Stage::grabbing)
+            return false;
+        m_stage = Stage::saving;
+        return true;
+    }
+
+    void end(const std::optional<QString> &failure)
+    {
+        {
+            const std::scoped_lock guard(m_lock);
+            if (m_stage == Stage::over)
+                return;
+            m_stage = Stage::over;
+        }
+        settle(m_promise, failure);
+    }
+
+    std::mutex m_lock;
+    Stage m_stage = Stage::grabbing;
+    int m_answers = 0;
+    QPromise<void> m_promise;
+};
+
+void watch(const std::weak_ptr<Capture> &watched, int seen)
+{
+    QTimer::singleShot(silenceLimit, [watched, seen] {
+        const std::shared_ptr<Capture> capture = watched.lock();
+        if (const std::optional<int> answers = capture ? capture->answersAfter(seen) : std::nullopt)
+            watch(watched, *answers);
+    });
+}
+} // namespace
+
+QFuture<void> ScreenCapture::capture(const std::filesystem::path &file)
+{
+    const auto capture = std::make_shared<Capture>();
+    QFuture<void> future = capture->future();
+    std::thread([capture, file] {
+        WorkerThread::begin("screen.capture");
+        capture->perform(file);
+    }).detach();
+    watch(capture, 0);
+    return future;
+}

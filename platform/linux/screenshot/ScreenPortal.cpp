@@ -1,0 +1,139 @@
+#include "platform/linux/screenshot/ScreenPortal.h"
+
+#include "platform/Outcome.h"
+#include "platform/linux/screenshot/AtomicFile.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QFile>
+#include <QTimer>
+#include <QUrl>
+#include <QVariantMap>
+
+#include <chrono>
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+using namespace std::chrono_literals;
+
+// The portal itself answers at once; the user, whom it asks, takes longer.
+constexpr auto portalLimit = 2s;
+constexpr auto userLimit = 60s;
+
+const QString portalName = u"org.freedesktop.portal.Desktop"_s;
+
+// Takes the portal's own file away: the user asked for one picture, and for one place.
+std::optional<QString> moved(const QUrl &address, const std::filesystem::path &file)
+{
+    QFile picture(address.toLocalFile());
+    if (!address.isLocalFile() || !picture.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    try {
+        AtomicFile::write(file, picture.readAll());
+    } catch (const PlatformError &error) {
+        return QString::fromUtf8(error.what());
+    }
+    picture.remove();
+    return std::nullopt;
+}
+
+// One picture that was asked for. Lives until it is there or will never be.
+class Request final : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Request(std::filesystem::path file) : m_file(std::move(file)) { m_promise.start(); }
+
+    [[nodiscard]] QFuture<void> future() const { return m_promise.future(); }
+
+    void send()
+    {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        const QString token = u"quillon%1"_s.arg(++s_count);
+        // The portal may answer before it has told where it will, so the place is known before.
+        m_path = u"/org/freedesktop/portal/desktop/request/%1/%2"_s.arg(
+            bus.baseService().mid(1).replace(u'.', u'_'), token);
+        // From nobody else: what is answered is moved away from where it is.
+        if (!bus.connect(portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Response"_s,
+                         this, SLOT(respond(uint, QVariantMap)))) {
+            end(std::nullopt);
+            return;
+        }
+        QDBusMessage call =
+            QDBusMessage::createMethodCall(portalName, u"/org/freedesktop/portal/desktop"_s,
+                                           u"org.freedesktop.portal.Screenshot"_s, u"Screenshot"_s);
+        call << QString() << QVariantMap{{u"handle_token"_s, token}};
+        auto *const watcher = new QDBusPendingCallWatcher(
+            bus.asyncCall(call, static_cast<int>(std::chrono::milliseconds(portalLimit).count())),
+            this);
+        connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
+            if (!watcher->isError())
+                return;
+            // It may only have been slow, and ask the user yet.
+            withdraw();
+            end(std::nullopt);
+        });
+        QTimer::singleShot(userLimit, this, [this] {
+            withdraw();
+            end(std::nullopt);
+        });
+    }
+
+private Q_SLOTS:
+    void respond(uint code, const QVariantMap &results)
+    {
+        const bool isTaken = code == 0;
+        end(isTaken ? moved(QUrl(results.value(u"uri"_s).toString()), m_file) : std::nullopt);
+    }
+
+private: // NOLINT(readability-redundant-access-specifiers): those above are slots.
+    // Takes the question off the user's screen.
+    void withdraw() const
+    {
+        QDBusConnection::sessionBus().send(QDBusMessage::createMethodCall(
+            portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Close"_s));
+    }
+
+    void end(const std::optional<QString> &failure)
+    {
+        if (std::exchange(m_isOver, true))
+            return;
+        settle(m_promise, failure);
+        deleteLater();
+    }
+
+    static inline int s_count = 0;
+
+    std::filesystem::path m_file;
+    QString m_path;
+    QPromise<void> m_promise;
+    bool m_isOver = false;
+};
+} // namespace
+
+QFuture<void> ScreenPortal::capture(const std::filesystem::path &file)
+{
+    auto *const request = new Request(file);
+    QFuture<void> future = request->future();
+    request->send();
+    return future;
+}
+
+bool ScreenPortal::isOffered()
+{
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    bus.interface()->setTimeout(static_cast<int>(std::chrono::milliseconds(portalLimit).count()));
+    return bus.interface()->isServiceRegistered(portalName) ||
+           bus.interface()->activatableServiceNames().value().contains(portalName);
+}
+
+#include "ScreenPortal.moc"

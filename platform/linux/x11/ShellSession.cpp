@@ -1,0 +1,235 @@
+#include "platform/linux/x11/ShellSession.h"
+
+#include "platform/linux/x11/RoundedRegion.h"
+#include "platform/linux/x11/XcbReply.h"
+
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include <xcb/xfixes.h>
+
+namespace {
+constexpr xcb_window_t noWindow = XCB_WINDOW_NONE;
+} // namespace
+
+std::unique_ptr<ShellSession> ShellSession::open(std::function<void()> compositionChanged)
+{
+    auto session = std::unique_ptr<ShellSession>(new ShellSession(std::move(compositionChanged)));
+    return session->m_events && session->prepare() ? std::move(session) : nullptr;
+}
+
+ShellSession::ShellSession(std::function<void()> compositionChanged)
+    : m_events(X11Events::open([this](const xcb_generic_event_t &event) { handle(event); }))
+    , m_compositionChanged(std::move(compositionChanged))
+{
+}
+
+ShellSession::~ShellSession()
+{
+    xcb_ewmh_connection_wipe(&m_ewmh);
+}
+
+std::optional<xcb_window_t> ShellSession::activeWindow()
+{
+    xcb_window_t window = noWindow;
+    const auto cookie = xcb_ewmh_get_active_window(&m_ewmh, m_events->screen());
+    const bool isTold = xcb_ewmh_get_active_window_reply(&m_ewmh, cookie, &window, nullptr);
+    m_events->flush();
+    return isTold ? std::optional(window) : std::nullopt;
+}
+
+void ShellSession::watch(xcb_window_t window)
+{
+    const uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_FOCUS_CHANGE |
+                            XCB_EVENT_MASK_VISIBILITY_CHANGE;
+    xcb_change_window_attributes(connection(), window, XCB_CW_EVENT_MASK, &events);
+    m_events->flush();
+}
+
+void ShellSession::bringForward(xcb_window_t window, quint32 userTime, bool isAwaited)
+{
+    m_userTime = userTime;
+    m_activating = isAwaited ? window : noWindow;
+    m_hiding = noWindow;
+    requestFocus(window);
+}
+
+void ShellSession::giveBackAfter(xcb_window_t window)
+{
+    m_hiding = window;
+    m_activating = noWindow;
+}
+
+void ShellSession::blurBehind(xcb_window_t window, QSize size, double cornerRadius)
+{
+    m_blurred = window;
+    m_cornerRadius = cornerRadius;
+    watch(window);
+    describeBlur(size);
+}
+
+bool ShellSession::prepare()
+{
+    const QByteArray managerName = "_NET_WM_CM_S" + QByteArray::number(m_events->screen());
+    const auto managerCookie = intern(managerName);
+    const auto blurCookie = intern("_KDE_NET_WM_BLUR_BEHIND_REGION");
+    xcb_intern_atom_cookie_t *const atoms = xcb_ewmh_init_atoms(connection(), &m_ewmh);
+    if (!xcb_ewmh_init_atoms_replies(&m_ewmh, atoms, nullptr) ||
+        m_events->screen() >= m_ewmh.nb_screens)
+        return false;
+    m_manager = interned(managerCookie);
+    m_blur = interned(blurCookie);
+    followCompositor();
+    m_isComposited = hasCompositor();
+    m_events->flush();
+    return m_manager != XCB_ATOM_NONE && m_blur != XCB_ATOM_NONE;
+}
+
+xcb_intern_atom_cookie_t ShellSession::intern(const QByteArray &name) const
+{
+    return xcb_intern_atom(connection(), 0, static_cast<uint16_t>(name.size()), name.constData());
+}
+
+xcb_atom_t ShellSession::interned(xcb_intern_atom_cookie_t cookie) const
+{
+    const XcbReply<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection(), cookie, nullptr));
+    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+void ShellSession::followCompositor()
+{
+    const xcb_query_extension_reply_t *const extension =
+        xcb_get_extension_data(connection(), &xcb_xfixes_id);
+    if (!extension || !extension->present)
+        return;
+    m_selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
+    const XcbReply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
+        connection(), xcb_xfixes_query_version(connection(), 1, 0), nullptr));
+    xcb_xfixes_select_selection_input(connection(), m_events->root(), m_manager,
+                                      XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
+                                          XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
+}
+
+bool ShellSession::hasCompositor() const
+{
+    const XcbReply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+        connection(), xcb_get_selection_owner(connection(), m_manager), nullptr));
+    return reply && reply->owner != noWindow;
+}
+
+void ShellSession::handle(const xcb_generic_event_t &event)
+{
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_MAP_NOTIFY) {
+        if (reinterpret_cast<const xcb_map_notify_event_t &>(event).window == m_activating)
+            retryActivation();
+    } else if (type == XCB_FOCUS_IN) {
+        const auto &change = reinterpret_cast<const xcb_focus_in_event_t &>(event);
+        if (change.event == m_activating && change.detail != XCB_NOTIFY_DETAIL_POINTER)
+            m_activating = noWindow;
+    } else if (type == XCB_VISIBILITY_NOTIFY) {
+        sendConfigureNotify(reinterpret_cast<const xcb_visibility_notify_event_t &>(event).window);
+    } else if (type == XCB_UNMAP_NOTIFY) {
+        const auto window = reinterpret_cast<const xcb_unmap_notify_event_t &>(event).window;
+        if (window == m_hiding) {
+            m_hiding = noWindow;
+            giveFocusBack();
+        }
+    } else if (type == XCB_CONFIGURE_NOTIFY) {
+        const auto &change = reinterpret_cast<const xcb_configure_notify_event_t &>(event);
+        const QSize size(change.width, change.height);
+        if (change.window == m_blurred && size != m_blurredSize)
+            describeBlur(size);
+    } else if (type == m_selectionEvent) {
+        const auto owner =
+            reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event).owner;
+        const bool isComposited = owner != noWindow;
+        if (std::exchange(m_isComposited, isComposited) != isComposited)
+            m_compositionChanged();
+    }
+}
+
+// The toolkit asks where its window is while the window manager still puts a frame around it, and
+// hears nothing more where the window ends up where it was meant to be. It would then go on with
+// the place of that moment, the screen's corner: the panel would jump when it is dragged, and be
+// centred on the wrong screen. Window managers use this message for the same purpose.
+void ShellSession::sendConfigureNotify(xcb_window_t window)
+{
+    const auto sizeCookie = xcb_get_geometry(connection(), window);
+    const auto placeCookie =
+        xcb_translate_coordinates(connection(), window, m_events->root(), 0, 0);
+    const XcbReply<xcb_get_geometry_reply_t> size(
+        xcb_get_geometry_reply(connection(), sizeCookie, nullptr));
+    const XcbReply<xcb_translate_coordinates_reply_t> place(
+        xcb_translate_coordinates_reply(connection(), placeCookie, nullptr));
+    if (size && place) {
+        xcb_configure_notify_event_t told{};
+        told.response_type = XCB_CONFIGURE_NOTIFY;
+        told.event = window;
+        told.window = window;
+        told.x = place->dst_x;
+        told.y = place->dst_y;
+        told.width = size->width;
+        told.height = size->height;
+        // Every event is of the same size on the wire, also where its description is shorter.
+        std::array<char, sizeof(xcb_raw_generic_event_t)> message{};
+        static_assert(sizeof(told) <= message.size());
+        std::memcpy(message.data(), &told, sizeof(told));
+        xcb_send_event(connection(), 0, window, XCB_EVENT_MASK_STRUCTURE_NOTIFY, message.data());
+    }
+    m_events->flush();
+}
+
+void ShellSession::describeBlur(QSize size)
+{
+    m_blurredSize = size;
+    const std::vector<uint32_t> region = roundedRegion(size, m_cornerRadius);
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, m_blurred, m_blur, XCB_ATOM_CARDINAL,
+                        32, static_cast<uint32_t>(region.size()), region.data());
+    m_events->flush();
+}
+
+void ShellSession::requestFocus(xcb_window_t window)
+{
+    if (m_userTime != XCB_CURRENT_TIME)
+        xcb_ewmh_set_wm_user_time(&m_ewmh, window, m_userTime);
+    const auto source = m_userTime != XCB_CURRENT_TIME ? XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL
+                                                       : XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER;
+    xcb_ewmh_request_change_active_window(&m_ewmh, m_events->screen(), window, source, m_userTime,
+                                          m_previous);
+    m_events->flush();
+}
+
+// A window manager may have looked at the window's age only and left it behind. But where the
+// window has had the focus since, and the user has gone on to another one, asking again would be
+// theft: the answer waited for here brings all events until now, and they are looked at first.
+void ShellSession::retryActivation()
+{
+    (void)activeWindow();
+    QMetaObject::invokeMethod(
+        m_events.get(),
+        [this] {
+            if (m_activating != noWindow)
+                requestFocus(std::exchange(m_activating, noWindow));
+        },
+        Qt::QueuedConnection);
+}
+
+void ShellSession::giveFocusBack()
+{
+    const xcb_window_t window = std::exchange(m_previous, noWindow);
+    if (window == noWindow)
+        return;
+    // What was closed, minimised or left on another desktop meanwhile stays so.
+    const XcbReply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+        connection(), xcb_get_window_attributes(connection(), window), nullptr));
+    if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {
+        xcb_ewmh_request_change_active_window(&m_ewmh, m_events->screen(), window,
+                                              XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
+                                              noWindow);
+    }
+    m_events->flush();
+}

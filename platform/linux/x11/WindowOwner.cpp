@@ -1,0 +1,22 @@
+#include "platform/linux/x11/WindowOwner.h"
+
+#include "platform/linux/desktop/DesktopEntries.h"
+#include "platform/linux/x11/X11Connection.h"
+
+#include <QCoreApplication>
+
+WindowOwner ownerOf(const X11Window &window)
+{
+    if (const auto application = DesktopEntries::forWindow(window))
+        return {application->names.constFirst(), application->location};
+    for (const QString &name : {window.className, window.instanceName}) {
+        if (!name.isEmpty())
+            return {name, std::nullopt};
+    }
+    return {};
+}
+
+bool isOurs(const X11Window &window)
+{
+    return window.owner == ProcessId{QCoreApplication::applicationPid()};
+}
