@@ -31,11 +31,9 @@ target_include_directories(quillon_options INTERFACE "${CMAKE_SOURCE_DIR}")
 target_compile_definitions(quillon_options INTERFACE
     QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII QT_NO_KEYWORDS QT_NO_FOREACH
     QT_NO_URL_CAST_FROM_STRING)
-# A newer compiler warns of what none has warned of before, which is to keep nobody from the tests.
-set(our_compiler $<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>>)
 target_compile_options(quillon_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
-    $<$<AND:$<BOOL:${QUILLON_WARNINGS_AS_ERRORS}>,${our_compiler}>:-Werror>
+    $<$<BOOL:${QUILLON_WARNINGS_AS_ERRORS}>:-Werror>
     $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
 if(QUILLON_SANITIZERS)
     # gcc loses sight of what is initialised in instrumented code.

@@ -27,9 +27,13 @@ build_preset()
     prefixes=${llama%/lib*/cmake/llama}${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}
     ! on_macos || prefixes=$prefixes:$(brew --prefix)
 
+    # Continuous integration sets it; a newer compiler's warnings do not keep users from the tests.
+    strict=
+    [ -z "${QUILLON_STRICT-}" ] || strict=-DQUILLON_WARNINGS_AS_ERRORS=ON
+
     # shellcheck disable=SC2086 # options or nothing
     (cd "$root" && CMAKE_PREFIX_PATH=$prefixes cmake --preset "$preset" $fresh \
-        $launchers -Dllama_DIR:PATH="$llama" -Dggml_DIR:PATH="${llama%/llama}/ggml" &&
+        $launchers $strict -Dllama_DIR:PATH="$llama" -Dggml_DIR:PATH="${llama%/llama}/ggml" &&
         cmake --build "build/$preset" "$@")
     result=$?
     unlock
