@@ -11,6 +11,7 @@
 #include <QString>
 
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <span>
 
@@ -98,7 +99,7 @@ public:
     Grab(const Grab &) = delete;
     Grab &operator=(const Grab &) = delete;
 
-    ScreenImage take()
+    QImage take()
     {
         if (xcb_connection_has_error(m_connection) != 0)
             throw PlatformError(u"There is no display to take a picture of."_s);
@@ -109,8 +110,12 @@ public:
         if (!size)
             fail();
         const Area whole{0, 0, size->width, size->height};
-        ScreenImage image(whole.width, whole.height);
-        // What lies between monitors of different sizes is on nobody's screen: it stays black.
+        QImage image(static_cast<int>(whole.width), static_cast<int>(whole.height),
+                     QImage::Format_RGB888);
+        if (image.isNull())
+            throw std::bad_alloc();
+        image.fill(Qt::black);
+        // The area between monitors of different sizes is on no screen: it stays black.
         for (const Area &area : monitors(whole)) {
             if (!copyByMemory(area, image))
                 copyByConnection(area, image);
@@ -190,7 +195,7 @@ private:
     }
 
     // Rows of the server's pixels into the picture's.
-    void convert(std::span<const uint8_t> pixels, const Area &area, ScreenImage &image) const
+    void convert(std::span<const uint8_t> pixels, const Area &area, QImage &image) const
     {
         const size_t rowLength = stride(area.width);
         if (pixels.size() < rowLength * area.height)
@@ -198,7 +203,7 @@ private:
         for (uint32_t row = 0; row < area.height; ++row) {
             m_format->convert(
                 pixels.subspan(row * rowLength, area.width * m_format->bytesPerPixel()),
-                image.pixel(area.x, area.y + row));
+                image.scanLine(static_cast<int>(area.y + row)) + size_t{3} * area.x);
         }
     }
 
@@ -222,7 +227,7 @@ private:
                            (version->major_version == 1 && version->minor_version >= 2));
     }
 
-    bool copyByMemory(const Area &area, ScreenImage &image)
+    bool copyByMemory(const Area &area, QImage &image)
     {
         if (!sharesMemory())
             return false;
@@ -250,7 +255,7 @@ private:
         return true;
     }
 
-    void copyByConnection(const Area &area, ScreenImage &image)
+    void copyByConnection(const Area &area, QImage &image)
     {
         const auto rows = std::max<uint32_t>(
             1, chunkSize / static_cast<uint32_t>(std::max<size_t>(1, stride(area.width))));
@@ -283,7 +288,7 @@ private:
 };
 } // namespace
 
-ScreenImage RootGrab::grab(const std::function<void()> &answered)
+QImage RootGrab::grab(const std::function<void()> &answered)
 {
     return Grab(answered).take();
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/screenshot/ScreenImage.h"
+#include <QImage>
 
 #include <functional>
 
@@ -8,5 +8,5 @@
 namespace RootGrab {
 /// Grabs it over a connection of its own, which may wait for the server without bound, and calls
 /// back at each sign of life. Throws a PlatformError. Any thread.
-[[nodiscard]] ScreenImage grab(const std::function<void()> &answered);
+[[nodiscard]] QImage grab(const std::function<void()> &answered);
 } // namespace RootGrab

@@ -5,6 +5,9 @@
 #include "platform/linux/screenshot/AtomicFile.h"
 #include "platform/linux/screenshot/RootGrab.h"
 
+#include <QBuffer>
+#include <QImage>
+#include <QImageWriter>
 #include <QTimer>
 
 #include <chrono>
@@ -17,6 +20,21 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr std::chrono::milliseconds silenceLimit{2000};
+// Of the toolkit's 100: a screen's even areas compress well at any level, and this one is fast.
+constexpr int pngQuality = 80;
+
+QByteArray pngFile(const QImage &image)
+{
+    QByteArray content;
+    QBuffer buffer(&content);
+    QImageWriter writer(&buffer, "png");
+    writer.setQuality(pngQuality);
+    if (!writer.write(image)) {
+        throw PlatformError(u"The screenshot can't be put into a file: "_s + writer.errorString() +
+                            u'.');
+    }
+    return content;
+}
 
 // One capture, shared by its thread, which a server that hangs may hold for ever, and by the main
 // thread, which gives up in time.
@@ -31,11 +49,11 @@ public:
     {
         std::optional<QString> failure;
         try {
-            const ScreenImage image = RootGrab::grab([this] { answered(); });
+            const QImage image = RootGrab::grab([this] { answered(); });
             // What nobody waits for any more must not turn up later.
             if (!beginSaving())
                 return;
-            AtomicFile::write(file, image.toPng());
+            AtomicFile::write(file, pngFile(image));
         } catch (const PlatformError &error) {
             failure = QString::fromUtf8(error.what());
         } catch (const std::bad_alloc &) {
