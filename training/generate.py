@@ -1,0 +1,143 @@
+#!/usr/bin/env python3
+"""Writes conversations as the program has them, one JSON object a line, made from the hand-written tasks.
+
+    training/generate.py --count 20000 --seed 1 > conversations.jsonl
+    training/generate.py --kept-out --plain > kept-out.jsonl     the tasks that training never sees
+
+The same arguments give the same bytes on every machine. The system message is left out: it is the same in
+all of them, and whoever reads the file puts it before each.
+"""
+
+import argparse
+import json
+import random
+import sys
+from pathlib import Path
+
+import actions
+import taskfiles
+from desktop import FILES, INVALID, Desktop, proper
+from summaries import closing
+from taskfiles import Slot, Task, filled
+from variety import Names, said, swapped
+
+HERE = Path(__file__).resolve().parent
+USERS = ("sam", "lena", "alex", "user", "maria", "jo", "kim", "tom", "nina", "raj")
+
+
+def read_windows(path: Path) -> dict[str, list[tuple[str, str]]]:
+    """The windows that may be open on either system: `mac Safari — Apple`, or without a system for both."""
+    windows: dict[str, list[tuple[str, str]]] = {"mac": [], "linux": []}
+    for line in path.read_text(encoding="utf-8").splitlines():
+        if line and not line.startswith("#"):
+            situation = taskfiles.situation(line.partition(" ")[0] if line.split()[0] in windows else "")
+            text = line.partition(" ")[2] if situation.system else line
+            for system in [situation.system] if situation.system else windows:
+                windows[system].append(tuple(text.partition(" — ")[::2]))
+    return windows
+
+
+class Generator:
+    def __init__(self, seed: int, kept_out: bool = False, plain: bool = False):
+        tasks = taskfiles.read_all(HERE / "tasks")
+        trained = [task for task in tasks if not task.is_kept_out]
+        self.tasks = [task for task in tasks if task.is_kept_out] if kept_out else trained
+        self.names = Names(trained, HERE / "names")
+        self.windows = read_windows(HERE / "windows.txt")
+        self.seed = seed
+        self.plain = plain
+        # Tasks of several steps and those with arguments are worth more repetition.
+        self.weights = [1 + len(task.slots) + len(task.steps) * 0.5 for task in self.tasks]
+
+    def conversation(self, number: int) -> dict:
+        """The conversation of this number; each depends on nothing but the seed and its number."""
+        dice = random.Random(f"{self.seed}/{number}")
+        if self.plain:
+            task = self.tasks[number % len(self.tasks)]
+        else:
+            task = dice.choices(self.tasks, self.weights)[0]
+        return self.play(task, dice)
+
+    def desktop(self, task: Task, values: list[str], dice: random.Random) -> Desktop:
+        here = task.situation
+        system = here.system or dice.choice(("mac", "linux"))
+        desktop = Desktop(system, "", user=dice.choice(USERS))
+        desktop.time = (
+            f"{dice.randint(2024, 2027)}-{dice.randint(1, 12):02}-{dice.randint(1, 28):02} at "
+            f"{dice.randint(7, 23):02}.{dice.randint(0, 59):02}.{dice.randint(0, 59):02}"
+        )
+        others = dice.sample(self.windows[system], dice.choice((0, 1, 2, 2, 3, 3, 4, 5)))
+        if here.front:
+            desktop.front = here.front
+            desktop.windows = list(here.windows or [(here.front, "")])
+            desktop.windows += [entry for entry in others[:2] if entry[0] != here.front]
+        else:
+            desktop.windows = others
+            desktop.front = others[0][0] if others else FILES[system]
+            if not others and dice.random() < 0.3:
+                desktop.front = "unknown" if system == "linux" else "Finder"
+        self.prepare(desktop, task, values, dice)
+        return desktop
+
+    def prepare(self, desktop: Desktop, task: Task, values: list[str], dice: random.Random) -> None:
+        """Makes the desktop agree with what the task says about applications that run or do not."""
+        for step in task.steps:
+            action = actions.read(filled(step.action, values))
+            if action.name != "quit_app":
+                continue
+            app = action.arg("app")
+            if step.outcome == "-":
+                desktop.close(app)
+            elif not desktop.is_running(app) and dice.random() < 0.85:
+                place = dice.randint(0, len(desktop.windows))
+                desktop.windows.insert(place, (proper(app), ""))
+                if place == 0 and not task.situation.front:
+                    desktop.front = proper(app)
+
+    def play(self, task: Task, dice: random.Random) -> dict:
+        slots: list[Slot] = list(task.slots)
+        if not self.plain:
+            slots = swapped(task, self.names, dice, share=0.7)
+        values = [slot.value for slot in slots]
+        desktop = self.desktop(task, values, dice)
+        words = task.words() if self.plain else said(task, slots, dice)
+        messages = [{"role": "user", "content": f"User: {words}\nState: {desktop.observe()}"}]
+
+        def reply(text: str, is_learnt: bool = True) -> None:
+            messages.append({"role": "assistant", "content": text} | ({} if is_learnt else {"learn": False}))
+
+        last: tuple[actions.Action, str] | None = None
+        for step in task.steps:
+            action = actions.read(filled(step.action, values))
+            if not self.plain and dice.random() < 0.01:
+                reply(dice.choice(("I will do that.", action.json()[:-2], "Sure!", "{}")), is_learnt=False)
+                messages.append({"role": "user", "content": INVALID})
+            if action.name == "done" and not action.args:
+                break
+            reply(action.json())
+            if action.name == "done":
+                return {"from": task.place, "messages": messages}
+            answer = desktop.perform(action, filled(step.outcome, values))
+            messages.append({"role": "user", "content": f"{answer}\nState: {desktop.observe()}"})
+            last = (action, answer)
+        message = closing(*last, desktop, dice) if last else "There was nothing to do."
+        reply(actions.Action("done", (("message", message),)).json())
+        return {"from": task.place, "messages": messages}
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", 1)[0])
+    parser.add_argument("--count", type=int, help="how many; every task once with --plain if not given")
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--kept-out", action="store_true", help="the tasks kept out of training instead")
+    parser.add_argument("--plain", action="store_true", help="each task once and as it was written")
+    arguments = parser.parse_args()
+    generator = Generator(arguments.seed, arguments.kept_out, arguments.plain)
+    count = arguments.count or (len(generator.tasks) if arguments.plain else 1000)
+    sys.stdout.reconfigure(encoding="utf-8")
+    for number in range(count):
+        print(json.dumps(generator.conversation(number), ensure_ascii=False))
+
+
+if __name__ == "__main__":
+    main()
