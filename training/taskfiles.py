@@ -10,6 +10,8 @@
     find my resume => find_files Documents | | resume -> resume.pdf, resume-old.pdf
 """
 
+from __future__ import annotations
+
 import re
 from dataclasses import dataclass
 from pathlib import Path

@@ -3,7 +3,6 @@
 import random
 import re
 from collections import defaultdict
-from pathlib import Path
 
 import actions
 from taskfiles import Slot, Task, filled
@@ -50,19 +49,15 @@ def kind_of(task: Task, number: int) -> str:
 
 
 class Names:
-    """The values that slots may take: those of the tasks themselves, those of training/names, and names
-    that mean nothing, so that copying is learnt and not a list."""
+    """The values that slots may take: those of the tasks themselves, and names that mean nothing, so that
+    copying is learnt and not a list."""
 
-    def __init__(self, tasks: list[Task], folder: Path):
+    def __init__(self, tasks: list[Task]):
         pools: dict[str, dict[str, None]] = defaultdict(dict)
         for task in tasks:
             for number, slot in enumerate(task.slots, 1):
                 if slot.shown == slot.value and (kind := kind_of(task, number)):
                     pools[kind][slot.value] = None
-        for path in sorted(folder.glob("*.txt")):
-            for line in path.read_text(encoding="utf-8").splitlines():
-                if line and not line.startswith("#"):
-                    pools[path.stem][line] = None
         self.pools = {kind: sorted(values) for kind, values in pools.items()}
         words = {word for kind in ("query", "text") for value in self.pools.get(kind, []) for word in value.split()}
         self.words = sorted(word for word in words if word.isalpha())
