@@ -34,3 +34,7 @@ class Base:
         tensor = self.tensors[name]
         numbers = dequantize(tensor.data, tensor.tensor_type).astype(numpy.float32)
         return numbers.reshape([int(size) for size in reversed(tensor.shape)])
+
+
+if __name__ == "__main__":
+    print(path())
