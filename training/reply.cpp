@@ -1,8 +1,8 @@
 // Answers conversations with a model file through the program's own engine and its own reader of
 // replies: one JSON object a line in, `{"messages":[{"role":"user","content":"…"},…]}` without the
 // system message, and one a line out. What measures a model is thereby what users get.
-#include "agent/AgentAction.h"
 #include "agent/SystemPrompt.h"
+#include "agent/action/AgentAction.h"
 #include "inference/LlamaEngine.h"
 
 #include <QCoreApplication>
