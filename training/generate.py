@@ -46,8 +46,11 @@ class Generator:
         self.windows = read_windows(HERE / "windows.txt")
         self.seed = seed
         self.plain = plain
-        # Tasks of several steps and those with arguments are worth more repetition.
-        self.weights = [1 + len(task.slots) + len(task.steps) * 0.5 for task in self.tasks]
+        # Tasks of several steps and those with arguments are worth more repetition, and so are those to be
+        # declined: to act unasked is the worst fault.
+        self.weights = [
+            (3 if task.is_declined() else 1) + len(task.slots) + len(task.steps) * 0.5 for task in self.tasks
+        ]
 
     def conversation(self, number: int) -> dict:
         """The conversation of this number; each depends on nothing but the seed and its number."""

@@ -50,6 +50,10 @@ class Task:
     situation: Situation
     is_kept_out: bool
 
+    def is_declined(self) -> bool:
+        """Ended at once. What its ask has in brackets is there to be varied, so that no word gives it away."""
+        return self.steps[0].action.startswith("done")
+
     def words(self, values: list[Slot] | None = None) -> str:
         """What the user types, with the slots' own words or others."""
         return filled(self.ask, [slot.shown for slot in values or self.slots])
@@ -98,7 +102,7 @@ def check(task: Task) -> None:
     used = set(re.findall(r"\$(\d)", " ".join(step.action + step.outcome for step in task.steps)))
     if any(int(number) > len(values) for number in used):
         raise ValueError("more slots in the answer than in the ask")
-    if len(used) < len(values):
+    if len(used) < len(values) and not task.is_declined():
         raise ValueError("a slot that the answer does not use")
     for number, step in enumerate(task.steps):
         action = actions.read(filled(step.action, values))

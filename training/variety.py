@@ -34,8 +34,17 @@ IMPERATIVE = re.compile(
 )
 
 
+def declined_kind(value: str) -> str:
+    """What else could be in a task that is declined: no argument says it, so the value's own shape does."""
+    if "/" in value or re.search(r"\.\w{2,4}$", value):
+        return "path"
+    return "app" if value[:1].isupper() else "query"
+
+
 def kind_of(task: Task, number: int) -> str:
     """What the slot holds, by the argument that takes all of it; "" when it must stay as it is."""
+    if task.is_declined():
+        return declined_kind(task.slots[number - 1].value)
     found = set()
     for step in task.steps:
         action = actions.read(step.action)
