@@ -5,7 +5,11 @@ a model writes one JSON object. Both forms are turned into an Action here.
 """
 
 import json
+import re
 from dataclasses import dataclass
+
+# Between two arguments. One that is left out is nothing between two of these.
+BAR = re.compile(r"(?:^|\s)\|(?=\s|$)")
 
 # The arguments of each action in the order of the task files. The first `needed` have to be there.
 ARGUMENTS = {
@@ -53,7 +57,7 @@ class Action:
         values = [self.arg(key) for key in ARGUMENTS[self.name]]
         while values and not values[-1]:
             values.pop()
-        return " ".join([self.name, " | ".join(values)]).strip()
+        return " ".join([self.name, " | ".join(values).replace("|  |", "| |")]).strip()
 
 
 def read(text: str) -> Action:
@@ -62,9 +66,9 @@ def read(text: str) -> Action:
     if name not in ARGUMENTS:
         raise ValueError(f"unknown action {name!r}")
     keys = ARGUMENTS[name]
-    values = [value.strip() for value in rest.split(" | ", len(keys) - 1)] if rest.strip() else []
-    if len(keys) == 1 and values:
-        values = [rest.strip()]
+    values = [rest.strip()] if rest.strip() else []
+    if values and len(keys) > 1:
+        values = [value.strip() for value in BAR.split(rest)]
     if len(values) > len(keys):
         raise ValueError(f"too many arguments in {text!r}")
     for key in keys[: NEEDED.get(name, 1)]:

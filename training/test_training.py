@@ -63,6 +63,26 @@ class TheTasks(unittest.TestCase):
                 taskfiles.check(task)
 
 
+class TheActions(unittest.TestCase):
+    def test_are_read_with_arguments_left_out(self):
+        for line, reply in (
+            ("open_app Visual Studio Code", '{"action":"open_app","app":"Visual Studio Code"}'),
+            ("find_files Downloads", '{"action":"find_files","folder":"Downloads"}'),
+            ("find_files Downloads | pdf", '{"action":"find_files","folder":"Downloads","extension":"pdf"}'),
+            ("find_files Documents | | tax", '{"action":"find_files","folder":"Documents","query":"tax"}'),
+            ("press_key / | command+shift", '{"action":"press_key","key":"/","modifiers":"command+shift"}'),
+            ("type_text history | tail", '{"action":"type_text","text":"history | tail"}'),
+            ("read_ui", '{"action":"read_ui"}'),
+        ):  # fmt: skip
+            self.assertEqual(actions.read(line).json(), reply)
+            self.assertEqual(actions.read(line).short(), line)
+
+    def test_are_not_read_with_too_many_or_too_few(self):
+        for line in ("open_url", "find_files a | b | c | d", "read_ui now", "focus_app Mail", ""):
+            with self.assertRaises(ValueError, msg=line):
+                actions.read(line)
+
+
 class TheExam(unittest.TestCase):
     def test_has_three_hundred_tasks_of_all_kinds(self):
         kinds = Counter(record["kind"] for record in RECORDS)
