@@ -14,6 +14,9 @@ MISSING_PERMISSION = (
 )
 INVALID = "Invalid. Reply with exactly one JSON action object."
 
+# As many names of files as one answer shows.
+MOST_NAMES = 5
+
 # What the program has installed for sure under these names, whatever the task says: the browser that
 # opens an address without an application, and the file manager.
 BROWSER = {"mac": "Safari", "linux": "Firefox"}
@@ -197,7 +200,7 @@ class Desktop:
         if not count.isdecimal():
             count, names = str(len(outcome.split(", "))), outcome
         newest = names.split(", ")[0]
-        shown = ", ".join(names.split(", ")[:5])
+        shown = ", ".join(names.split(", ")[:MOST_NAMES])
         self.bring(FILES[self.system], self.resolve(folder).rsplit("/", 1)[-1])
         return f"Result: Found {count} file(s), newest first: {shown}. Revealed “{newest}” in Finder."
 

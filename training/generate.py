@@ -11,15 +11,16 @@ all of them.
 import argparse
 import json
 import random
+import re
 import sys
 from pathlib import Path
 
 import actions
 import taskfiles
-from desktop import FILES, INVALID, Desktop, proper
+from desktop import FILES, INVALID, MOST_NAMES, Desktop, proper
 from summaries import closing
 from taskfiles import Slot, Task, filled
-from variety import Names, said, swapped
+from variety import Names, renamed, said, swapped
 
 HERE = Path(__file__).resolve().parent
 USERS = ("sam", "lena", "alex", "user", "maria", "jo", "kim", "tom", "nina", "raj")
@@ -35,6 +36,13 @@ def read_windows(path: Path) -> dict[str, list[tuple[str, str]]]:
             for system in [situation.system] if situation.system else windows:
                 windows[system].append(tuple(text.partition(" — ")[::2]))
     return windows
+
+
+def replaced(text: str, files: dict[str, str]) -> str:
+    if not files:
+        return text
+    longest = sorted(files, key=len, reverse=True)
+    return re.sub("|".join(map(re.escape, longest)), lambda match: files[match[0]], text)
 
 
 class Generator:
@@ -110,8 +118,17 @@ class Generator:
             messages.append({"role": "assistant", "content": text} | ({} if is_learnt else {"learn": False}))
 
         last: tuple[actions.Action, str] | None = None
+        files: dict[str, str] = {}
         for step in task.steps:
-            action = actions.read(filled(step.action, values))
+            action = actions.read(replaced(filled(step.action, values), files))
+            outcome = filled(step.outcome, values)
+            if action.name == "find_files" and not self.plain and not outcome.startswith(("!", "-")):
+                files |= renamed(outcome, action.arg("query"), self.names, dice)
+                outcome = replaced(outcome, files)
+                listed = outcome.partition(": ")[2].split(", ")
+                if len(listed) == MOST_NAMES:
+                    count = MOST_NAMES + dice.choice((0, 1, 2, 7, dice.randint(3, 60)))
+                    outcome = f"{count}: {', '.join(listed)}"
             if not self.plain and dice.random() < 0.01:
                 reply(dice.choice(("I will do that.", action.json()[:-2], "Sure!", "{}")), is_learnt=False)
                 messages.append({"role": "user", "content": INVALID})
@@ -120,7 +137,7 @@ class Generator:
             reply(action.json())
             if action.name == "done":
                 return {"from": task.place, "messages": messages}
-            answer = desktop.perform(action, filled(step.outcome, values))
+            answer = desktop.perform(action, outcome)
             messages.append({"role": "user", "content": f"{answer}\nState: {desktop.observe()}"})
             last = (action, answer)
         message = closing(*last, desktop, dice) if last else "There was nothing to do."

@@ -7,7 +7,6 @@
     fire up [the browser=Firefox]          another value than the words say
     ~ get [Slack] going                    kept out of training
     quit [Mail] and open [Slack] => quit_app $1 => open_app $2 => done Slack is open.
-    find my resume => find_files Documents | | resume -> resume.pdf, resume-old.pdf
 """
 
 from __future__ import annotations
@@ -17,6 +16,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import actions
+from desktop import MOST_NAMES
 
 SLOT = re.compile(r"\[([^\[\]]*)\]")
 ARROW = re.compile(r"(?:^|\s)=>\s")
@@ -112,6 +112,10 @@ def check(task: Task) -> None:
             raise ValueError("something after done")
         if number and step == task.steps[number - 1]:
             raise ValueError("the same step twice in a row ends the task")
+        if action.name == "find_files" and re.match(r"\d+: ", step.outcome):
+            count, _, names = step.outcome.partition(": ")
+            if len(names.split(", ")) != min(int(count), MOST_NAMES):
+                raise ValueError("as many names as files, up to five")
         if action.name == "done" and step.outcome:
             raise ValueError("done has no outcome")
     if len(task.steps) > 12:

@@ -55,7 +55,7 @@ class TheTasks(unittest.TestCase):
 
     def test_refuse_what_the_program_has_no_words_for(self):
         for line in ("open it => open_window x", "press it => press_key hyper", "open [x] => done now => open_app $1",
-                     "type => type_text", "go [a] [b] => open_app $1", "x => open_app $2"):  # fmt: skip
+                     "type => type_text", "x => find_files Downloads -> 9: a.pdf, b.pdf", "go [a] [b] => open_app $1", "x => open_app $2"):  # fmt: skip
             ask, slots = taskfiles.read_ask(line.split(" => ")[0])
             steps = taskfiles.read_steps(line.split(" => ", 1)[1])
             task = taskfiles.Task("here", ask, slots, steps, taskfiles.Situation(), False)
@@ -234,6 +234,22 @@ class TheGenerator(unittest.TestCase):
                 for message in messages[2::2]:
                     self.assertRegex(message["content"], r"^((Result|Error): .+\nState: Frontmost app: |Invalid\. )")
         self.assertEqual({name for name in actions.ARGUMENTS if seen[name] < 5}, set())
+
+    def test_takes_the_files_that_a_search_found(self):
+        generator = generate.Generator(8)
+        taken = 0
+        for number in range(4000):
+            found = ""
+            for message in generator.conversation(number)["messages"]:
+                content = message["content"]
+                if content.startswith("Result: Found "):
+                    found = content
+                elif found and content.startswith('{"action":"open_path"'):
+                    path = json.loads(content)["path"]
+                    if not path.endswith(tuple(desktop.NAMED_FOLDERS.values())[:4]):
+                        self.assertIn(path.rsplit("/", 1)[-1], found)
+                        taken += 1
+        self.assertGreater(taken, 30)
 
     def test_copies_what_the_ask_names(self):
         generator = generate.Generator(6)

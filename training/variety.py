@@ -142,6 +142,27 @@ def swapped(task: Task, names: Names, dice: random.Random, share: float) -> list
     return slots
 
 
+def renamed(outcome: str, asked: str, names: Names, dice: random.Random) -> dict[str, str]:
+    """Other names for the files that a search found, so that the one to take is read and not remembered.
+    What was searched for stays a part of them."""
+    listed = outcome.partition(": ")[2] if outcome.partition(": ")[0].isdecimal() else outcome
+    result: dict[str, str] = {}
+    for name in listed.split(", "):
+        stem, dot, extension = name.rpartition(".")
+        if not dot:
+            continue
+        for _ in range(9):
+            word = dice.choice((names.invented("name", dice), dice.choice(names.words), str(dice.randint(1, 9999))))
+            if asked and asked.lower() in stem.lower():
+                new = dice.choice((f"{asked}-{word}", f"{asked} {word}", f"{asked}_{word}", f"{word} {asked}", asked))
+            else:
+                new = dice.choice((word, f"{word}-{dice.randint(1, 2031)}", f"{word}_{dice.choice(names.words)}"))
+            if new.lower() not in (value.rpartition(".")[0].lower() for value in result.values()):
+                break
+        result[name] = f"{new}.{extension}"
+    return result
+
+
 def slip(text: str, dice: random.Random) -> str:
     """One slip of the keyboard in a word that is no slot."""
     words = text.split(" ")
