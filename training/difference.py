@@ -4,7 +4,7 @@
     training/difference.py ~/quillon-training/checkpoint.pt small-model.gguf
 
 It is in the form in which llama.cpp keeps adapters, with one tensor more: the row of the vocabulary that
-stands for the system prompt. `training-merge` makes the model of it and the base.
+is the system prompt. `training-merge` makes the model of it and the base.
 """
 
 import sys

@@ -2,6 +2,7 @@
 """Measures a model at the held-out tasks, through the program's own engine with its own dice.
 
     training/evaluate.py MODEL.gguf [--runs 3] [--program build/dev/training/training-reply]
+    training/evaluate.py MODEL.gguf --kept-out --most 200       for tuning: the tasks kept out of training
 
 Each reply is asked for after the right ones before it: is it readable, is the action right, is it exact?
 Then each task is played as a whole on a simulated desktop: is it done, and did anything happen that was not
@@ -10,12 +11,14 @@ asked for? `done` replies count apart, since they flatter.
 
 import argparse
 import json
+import random
 import subprocess
 import sys
 from collections import Counter
 from pathlib import Path
 
 import exam
+from generate import Generator
 
 ROOT = Path(__file__).resolve().parent.parent
 MOST_STEPS = 12  # as the program's
@@ -78,6 +81,14 @@ def play_tasks(engine: Engine, records: list[dict], counts: Counter, wrongs: lis
             wrongs.append(f"{record['task']}: {'; '.join(play.unasked)}")
 
 
+def kept_out() -> list[dict]:
+    """In an order that the first of them are a sample of all."""
+    generator = Generator(0, kept_out=True, plain=True)
+    numbers = list(range(len(generator.tasks)))
+    random.Random(0).shuffle(numbers)
+    return [generator.record(number) for number in numbers]
+
+
 def share(part: int, whole: int) -> str:
     return f"{part} of {whole} ({100 * part / whole:.1f} %)" if whole else "none"
 
@@ -88,10 +99,12 @@ def main() -> None:
     parser.add_argument("--runs", type=int, default=1, help="each with other dice; the figures are sums")
     parser.add_argument("--program", default=str(ROOT / "build" / "dev" / "training" / "training-reply"))
     parser.add_argument("--kind", help="only tasks of this kind: one, several, another way, cannot")
+    parser.add_argument("--kept-out", action="store_true", help="the hand-written tasks kept out of training")
     parser.add_argument("--most", type=int, help="only so many tasks")
     parser.add_argument("--wrongs", action="store_true", help="name what was done unasked")
     arguments = parser.parse_args()
-    records = [record for record in exam.records() if arguments.kind in (None, record["kind"])]
+    everything = kept_out() if arguments.kept_out else exam.records()
+    records = [record for record in everything if arguments.kind in (None, record["kind"])]
     records = records[: arguments.most]
     engine = Engine(arguments.program, arguments.model)
     counts: Counter = Counter()

@@ -136,13 +136,34 @@ class Generator:
                 break
             reply(action.json())
             if action.name == "done":
-                return {"from": task.place, "messages": messages}
+                return {"from": task.place, "system": desktop.system, "messages": messages}
             answer = desktop.perform(action, outcome)
             messages.append({"role": "user", "content": f"{answer}\nState: {desktop.observe()}"})
             last = (action, answer)
         message = closing(*last, desktop, dice) if last else "There was nothing to do."
         reply(actions.Action("done", (("message", message),)).json())
-        return {"from": task.place, "messages": messages}
+        return {"from": task.place, "system": desktop.system, "messages": messages}
+
+    def record(self, number: int) -> dict:
+        """A task of --plain in the form of the exam's, so that a model can be measured at it in the same way."""
+        conversation = self.conversation(number)
+        task = self.tasks[number % len(self.tasks)]
+        parts = [message["content"].partition("\nState: ")[::2] for message in conversation["messages"]]
+        steps: list[dict] = []
+        for (reply, _), (answer, state) in zip(parts[1::2], parts[2::2]):
+            steps.append({"accept": [json.loads(reply)], "answer": answer, "state": state})
+        kind = "cannot" if not steps else "one" if len(steps) == 1 else "several"
+        if any(step["answer"].startswith("Error") for step in steps):
+            kind = "another way"
+        asked, state = parts[0]
+        return {
+            "id": task.place,
+            "kind": kind,
+            "system": conversation["system"],
+            "task": asked.removeprefix("User: "),
+            "state": state,
+            "steps": [*steps, {"accept": [{"action": "done"}]}],
+        }
 
 
 def main() -> None:

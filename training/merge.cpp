@@ -1,4 +1,4 @@
-// Makes the small model of what lies in the repository and of the base that a registry serves:
+// Makes the small model of what is in the repository and of the base that a registry serves:
 // takes the base's weights apart into numbers, adds the low-rank difference, and writes them with 8
 // bits. The system prompt becomes one token of the vocabulary on the way.
 //

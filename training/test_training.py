@@ -235,6 +235,22 @@ class TheGenerator(unittest.TestCase):
                     self.assertRegex(message["content"], r"^((Result|Error): .+\nState: Frontmost app: |Invalid\. )")
         self.assertEqual({name for name in actions.ARGUMENTS if seen[name] < 5}, set())
 
+    def test_makes_an_exam_of_what_is_kept_out(self):
+        generator = generate.Generator(0, kept_out=True, plain=True)
+        kinds = Counter()
+        for number in range(len(generator.tasks)):
+            record = generator.record(number)
+            kinds[record["kind"]] += 1
+            play = exam.Play(record)
+            for step in record["steps"]:
+                accepted = dict(step["accept"][0])
+                play.answer(accepted.pop("action"), accepted, "")
+            with self.subTest(record["id"]):
+                self.assertEqual(play.unasked, [])
+                self.assertTrue(play.is_done())
+        self.assertEqual(sum(kinds.values()), sum(task.is_kept_out for task in TASKS))
+        self.assertGreater(min(kinds[kind] for kind in ("one", "several", "another way", "cannot")), 20)
+
     def test_takes_the_files_that_a_search_found(self):
         generator = generate.Generator(8)
         taken = 0

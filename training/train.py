@@ -3,7 +3,7 @@
 
     training/train.py --out ~/quillon-training --tokens 5000000 [--processes 2] [--device cuda]
 
-Each batch is made fresh from the seed and the number of the conversation, so no data lies about and an
+Each batch is made fresh from the seed and the number of the conversation, so there is no data to keep, and an
 interrupted run goes on as if it had not been. `curve.tsv` in the folder has one line per measurement on
 tasks that are kept out of training: tokens seen, loss, the share of replies with the right action, and of
 replies that are exact, once over all and once without the closing sentences.
