@@ -48,3 +48,12 @@ function(quillon_library name)
     add_library(quillon_${name} STATIC ${ARGN})
     target_link_libraries(quillon_${name} PUBLIC quillon_options)
 endfunction()
+
+# quillon_link_llama(inference) links llama.cpp with a target. Its headers come before those of all other
+# libraries: some export the whole folder that a package manager installs headers into, in which there
+# may be those of another llama.cpp.
+function(quillon_link_llama target)
+    target_link_libraries(${target} PRIVATE llama)
+    target_include_directories(${target} SYSTEM BEFORE PRIVATE
+        $<TARGET_PROPERTY:llama,INTERFACE_INCLUDE_DIRECTORIES>)
+endfunction()

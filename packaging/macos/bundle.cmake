@@ -11,6 +11,7 @@ add_custom_command(OUTPUT "${icon}"
 set(resources "${icon}"
     "${CMAKE_SOURCE_DIR}/packaging/copyright"
     "${CMAKE_SOURCE_DIR}/packaging/quillon.1"
+    "${CMAKE_CURRENT_LIST_DIR}/quillon"
     "${CMAKE_CURRENT_LIST_DIR}/licences/GPL-3.txt"
     "${CMAKE_CURRENT_LIST_DIR}/licences/LGPL-3.txt")
 set_source_files_properties(${resources} PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
@@ -24,6 +25,11 @@ set_target_properties(quillon PROPERTIES
 set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - is nobody in particular")
 set(sign codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
     --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements")
+# Else what the user has allowed would be lost at each build: without an identity the system knows a
+# program by its checksum only.
+if(QUILLON_SIGNING_IDENTITY STREQUAL "-")
+    list(APPEND sign --requirements "${CMAKE_CURRENT_LIST_DIR}/Quillon.requirements")
+endif()
 add_custom_command(TARGET quillon POST_BUILD
     COMMAND ${sign} "$<TARGET_BUNDLE_DIR:quillon>"
     VERBATIM)
@@ -36,5 +42,8 @@ install(CODE "
         COMMAND \"${sign}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/Quillon.app\"
         COMMAND_ERROR_IS_FATAL ANY)")
 
-# For terminals: the bundle's program under its usual name.
-install(PROGRAMS "${CMAKE_CURRENT_LIST_DIR}/quillon" DESTINATION "${CMAKE_INSTALL_BINDIR}")
+# For terminals: the bundle's command under its usual name.
+install(CODE "
+    set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
+    file(MAKE_DIRECTORY \"\${folder}\")
+    file(CREATE_LINK ../Quillon.app/Contents/Resources/quillon \"\${folder}/quillon\" SYMBOLIC)")

@@ -10,10 +10,10 @@ cask "quillon" do
   homepage "https://quillon.app/"
 
   depends_on arch: :arm64
-  depends_on macos: ">= :@MACOS@"
+  depends_on macos: :@MACOS@
 
   app "Quillon.app"
-  binary "#{appdir}/Quillon.app/Contents/MacOS/Quillon", target: "quillon"
+  binary "#{appdir}/Quillon.app/Contents/Resources/quillon"
   manpage "#{appdir}/Quillon.app/Contents/Resources/quillon.1"
 
   uninstall quit: "app.quillon.Quillon"

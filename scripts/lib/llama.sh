@@ -33,7 +33,8 @@ content_digest()
     )
 }
 
-# The folder with llama-config.cmake of an installed package that is new enough, or nothing.
+# The folder with llama-config.cmake of an installed package that is known to work, or nothing. Each
+# new 0.x may change the library's interface, so only the releases of the pinned one's series count.
 installed_llama()
 {
     prefixes=${CMAKE_PREFIX_PATH-}:/usr/local:/usr
@@ -46,7 +47,7 @@ installed_llama()
             [ -f "$folder/llama-config.cmake" ] || continue
             case $(sed -n 's/^set(PACKAGE_VERSION "\(.*\)").*/\1/p' "$folder/llama-config-version.cmake" \
                 2>/dev/null) in
-            0.[5-9]* | 0.[1-9][0-9]*)
+            0.5 | 0.5.*)
                 printf '%s\n' "$folder"
                 break 2
                 ;;

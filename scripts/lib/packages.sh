@@ -90,11 +90,26 @@ install_debian_packages()
         -o Acquire::Retries=2 install --no-install-recommends "$@"
 }
 
+# Why Homebrew may have failed. It has packages for the newest releases only, and compiles what it has
+# none for; Qt needs more for that than Apple's command line tools.
+homebrew_failure()
+{
+    case $(sw_vers -productVersion) in
+    1[0-4].*)
+        echo "Not all packages could be installed: for this macOS Homebrew compiles Qt itself, which" \
+            "needs the whole of Xcode. Install Xcode, or a newer macOS, and run this again."
+        ;;
+    *)
+        echo "Not all packages could be installed: check the internet connection and run this again."
+        ;;
+    esac
+}
+
 # install_homebrew_formulae NAME…
 install_homebrew_formulae()
 {
     say "Installing $* (with Homebrew)."
-    quietly "Not all packages could be installed: check the internet connection and run this again." \
+    quietly "$(homebrew_failure)" \
         env HOMEBREW_NO_ENV_HINTS=1 HOMEBREW_NO_INSTALL_CLEANUP=1 brew install --formula --quiet "$@"
 }
 

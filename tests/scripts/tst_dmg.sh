@@ -12,7 +12,16 @@ make_mac()
 {
     bundle="$sandbox/stage dir/Quillon.app"
     mkdir -p "$bundle/Contents/MacOS" "$bundle/Contents/PlugIns"
-    : >"$bundle/Contents/MacOS/Quillon"
+    # In another place, without an environment.
+    cat >"$bundle/Contents/MacOS/Quillon" <<END
+#!$(command -v sh)
+PATH=$sandbox/tools
+[ ! -f "$sandbox/does not start" ] || exit 134
+[ "\$*" = --version ] && [ "\$0" != "$bundle/Contents/MacOS/Quillon" ] && [ -z "\${HOME-}" ] &&
+    echo started >>"$sandbox/started"
+END
+    chmod +x "$bundle/Contents/MacOS/Quillon"
+    ln -s "$(command -v od)" "$sandbox/tools/od"
     : >"$bundle/Contents/PlugIns/plug in.dylib"
     for tool in macdeployqt codesign plutil xcrun ditto hdiutil; do
         stand_in $tool <<END
@@ -48,7 +57,17 @@ echo "$sandbox/brew"
 END
     chmod +x "$sandbox/fakes/brew"
     cat >>"$sandbox/fakes/ditto" <<'END'
-[ "$1" = -c ] || cp -R "$1" "$2"
+[ "$1" = -c ] || { mkdir -p "$(dirname "$2")" && cp -R "$1" "$2"; }
+END
+    # Apple answers about what it was sent; the tool itself is satisfied with any answer.
+    cat >>"$sandbox/fakes/xcrun" <<'END'
+case $2 in
+submit)
+    printf '{"id":"2efe2717-52ef-43a5-96dc-0797e4ca1041","message":"Processing complete","status":"%s"}\n' \
+        "$(cat "$sandbox/answer" 2>/dev/null || echo Accepted)"
+    ;;
+log) echo '{"issues": [{"message": "The signature is not valid."}]}' ;;
+esac
 END
     cat >>"$sandbox/fakes/hdiutil" <<'END'
 ls "$5" >"$sandbox/in the image"
@@ -92,13 +111,14 @@ test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
         "$sign $contents/Frameworks/QtCore.framework" \
         "$sign --entitlements $checkout/packaging/macos/Quillon.entitlements $bundle" \
         "codesign --verify --deep --strict $bundle" \
+        "ditto $bundle SCRATCH/elsewhere/Quillon.app" \
         "ditto -c -k --keepParent $bundle SCRATCH/bundle.zip" \
-        "xcrun notarytool submit SCRATCH/bundle.zip --keychain-profile profile --wait" \
+        "xcrun notarytool submit SCRATCH/bundle.zip --keychain-profile profile --wait --output-format json" \
         "xcrun stapler staple $bundle" \
         "ditto $bundle SCRATCH/image/Quillon.app" \
         "hdiutil create -volname Quillon -srcfolder SCRATCH/image -fs HFS+ -format UDZO -ov $sandbox/Quillon.dmg" \
         "codesign --force --sign $identity --timestamp $sandbox/Quillon.dmg" \
-        "xcrun notarytool submit $sandbox/Quillon.dmg --keychain-profile profile --wait" \
+        "xcrun notarytool submit $sandbox/Quillon.dmg --keychain-profile profile --wait --output-format json" \
         "xcrun stapler staple $sandbox/Quillon.dmg"
     [ "$(cat "$sandbox/in the image")" = 'Applications
 Quillon.app' ] || complain "in the image: $(cat "$sandbox/in the image")"
@@ -128,7 +148,7 @@ test_without_an_identity_apple_is_not_asked()
     expect_status 0
     expect_no_call xcrun
     ! grep -qE 'timestamp|runtime' "$calls" || complain "as if it were signed: $(cat "$calls")"
-    expect_called "codesign --force --sign - --entitlements $checkout/packaging/macos/Quillon.entitlements $bundle"
+    expect_called "codesign --force --sign - --entitlements $checkout/packaging/macos/Quillon.entitlements --requirements $checkout/packaging/macos/Quillon.requirements $bundle"
     expect_file "$sandbox/Quillon.dmg"
 }
 
@@ -155,7 +175,7 @@ macdeployqt BUNDLE:macdeployqt could not complete the bundle.
 codesign --verify:The signature of Quillon.app does not hold.
 plutil -replace:The description of Quillon.app could not be changed.
 ditto -c:The bundle could not be packed.
-xcrun notarytool:Apple did not take bundle.zip: xcrun notarytool log tells why.
+xcrun notarytool:bundle.zip did not reach Apple.
 xcrun stapler:The ticket could not be put into the bundle.
 ditto BUNDLE:The bundle could not be copied.
 hdiutil create:The image could not be made.
@@ -166,6 +186,41 @@ END
     expect_status 1
     grep -qE '^make-dmg: (plug in|libextra).dylib could not be signed.$' "$sandbox/err" ||
         complain "no sentence about the library"
+}
+
+test_a_refusal_of_apple_is_one()
+{
+    make_mac
+    for answer in Invalid Rejected 'In Progress' ''; do
+        echo "$answer" >"$sandbox/answer"
+        make_dmg "$bundle" "$sandbox/Quillon.dmg" "$identity" profile
+        expect_status 1
+        expect_last_line "make-dmg: Apple refused bundle.zip: its answer is above."
+        expect_called "xcrun notarytool log 2efe2717-52ef-43a5-96dc-0797e4ca1041 --keychain-profile profile"
+        expect_said 'The signature is not valid.'
+        expect_no_call "xcrun stapler"
+    done
+}
+
+test_the_program_is_tried_in_another_place()
+{
+    make_mac
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" -
+    expect_status 0
+    [ "$(cat "$sandbox/started")" = started ] || complain "it was not tried, or not in another place"
+    : >"$sandbox/does not start"
+    make_dmg "$bundle" "$sandbox/Quillon.dmg" -
+    expect_status 1
+    expect_last_line "make-dmg: The bundle's program does not start in another place."
+}
+
+test_the_signature_without_an_identity_outlives_a_build()
+{
+    # The system goes by this instead of the checksum.
+    [ "$(cat "$checkout/packaging/macos/Quillon.requirements")" = \
+        'designated => identifier "app.quillon.Quillon"' ] || complain "it requires something else"
+    grep -qF '<string>app.quillon.Quillon</string>' "$checkout/packaging/macos/Info.plist.in" ||
+        complain "the bundle calls itself something else"
 }
 
 test_what_cannot_work_is_refused_before_anything_is_touched()
@@ -185,16 +240,27 @@ test_what_cannot_work_is_refused_before_anything_is_touched()
 
 test_the_command_finds_the_program_through_a_link()
 {
-    mkdir -p "$sandbox/my place/bin" "$sandbox/my place/Quillon.app/Contents/MacOS" "$sandbox/links"
-    cp "$checkout/packaging/macos/quillon" "$sandbox/my place/bin"
-    program="$sandbox/my place/Quillon.app/Contents/MacOS/Quillon"
-    printf '#!/bin/sh\nprintf "[%%s]" "$@"\n' >"$program"
-    chmod +x "$program"
-    ln -s "$sandbox/my place/bin/quillon" "$sandbox/links/q"
+    contents="$sandbox/my place/Quillon.app/Contents"
+    mkdir -p "$sandbox/my place/bin" "$contents/MacOS" "$contents/Resources" "$sandbox/links"
+    cp "$checkout/packaging/macos/quillon" "$contents/Resources"
+    printf '#!/bin/sh\nprintf "[%%s]" "$0" "$@"\n' >"$contents/MacOS/Quillon"
+    chmod +x "$contents/MacOS/Quillon"
+    ln -s ../Quillon.app/Contents/Resources/quillon "$sandbox/my place/bin/quillon"
+    ln -s "$contents/Resources/quillon" "$sandbox/links/q"
     ln -s q "$sandbox/links/quillon"
-    for command in "$sandbox/my place/bin/quillon" "$sandbox/links/quillon"; do
-        [ "$("$command" --task "two  words")" = "[--task][two  words]" ] || complain "$command failed"
+    for command in "$contents/Resources/quillon" "$sandbox/my place/bin/quillon" "$sandbox/links/quillon"; do
+        # The system knows the bundle by the path that the program was started with.
+        [ "$("$command" --task "two  words")" = "[$contents/MacOS/Quillon][--task][two  words]" ] ||
+            complain "$command failed"
     done
+}
+
+test_the_casks_command_is_in_the_bundle()
+{
+    grep -qxF '  binary "#{appdir}/Quillon.app/Contents/Resources/quillon"' \
+        "$checkout/packaging/macos/quillon.rb" || complain "the cask links to something else"
+    grep -qF '/quillon"' "$checkout/packaging/macos/bundle.cmake" || complain "it is not in the bundle"
+    [ -x "$checkout/packaging/macos/quillon" ] || complain "it cannot be run"
 }
 
 # shellcheck disable=SC2046 # one word for each test

@@ -91,18 +91,51 @@ test_macos_gets_an_image_and_its_cask()
     sum=$(echo image | if command -v sha256sum >/dev/null; then sha256sum; else shasum -a 256; fi)
     grep -qx "  sha256 \"${sum%% *}\"" "$cask" ||
         complain "the cask has another checksum"
-    grep -qx '  depends_on macos: ">= :sonoma"' "$cask" || complain "the cask is for another macOS"
+    grep -qx '  depends_on macos: :sonoma' "$cask" || complain "the cask is for another macOS"
     ! grep -q '@' "$cask" || complain "the cask is not filled in"
 }
 
-test_a_macos_that_has_no_name_here_is_told_of()
+test_every_macos_has_its_name_in_the_cask()
+{
+    n=0
+    while read -r system name; do
+        n=$((n + 1))
+        make_sandbox "named-$n"
+        make_macos "$system"
+        make_packers
+        echo "$system" >"$sandbox/oldest"
+        run_script package
+        expect_status 0
+        grep -qx "  depends_on macos: :$name" "$sandbox/tree/build/package/quillon.rb" ||
+            complain "the cask is for another macOS than $name"
+    done <<'END'
+13.7 ventura
+14.0 sonoma
+15.2 sequoia
+26.0 tahoe
+27.1 golden_gate
+END
+    [ "$n" = 5 ] || complain "$n of 5 rows"
+}
+
+test_a_macos_that_has_no_name_here_is_refused_before_anything_is_built()
 {
     make_macos 99.1
     make_packers
-    echo 99.0 >"$sandbox/oldest"
     run_script package
     expect_status 1
-    expect_last_line "scripts/package: The image is made, but not its cask: scripts/package does not know the name of macOS 99.0."
+    expect_last_line "scripts/package: The cask cannot be made: scripts/package does not know the name of macOS 99.1."
+    expect_no_call brew cmake make-dmg
+}
+
+test_a_bundle_for_a_macos_that_has_no_name_here_is_told_of()
+{
+    make_macos 14.5
+    make_packers
+    echo 12.0 >"$sandbox/oldest"
+    run_script package
+    expect_status 1
+    expect_last_line "scripts/package: The image is made, but not its cask: it says that it is for macOS 12.0."
 }
 
 test_an_identity_is_for_macos_only()

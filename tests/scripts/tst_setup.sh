@@ -226,11 +226,23 @@ test_macos_that_lacks_something_setup_cannot_bring_is_told_so()
     expect_last_line "scripts/setup: Homebrew is missing: install it as its site says, then run this again."
 
     make_sandbox offline
-    make_macos 14.5
+    make_macos 15.5
     : >"$sandbox/offline"
     run_script setup
     expect_status 1
     expect_last_line "scripts/setup: Not all packages could be installed: check the internet connection and run this again."
+}
+
+test_a_macos_for_which_homebrew_has_no_packages_needs_xcode()
+{
+    for system in 13.7 14.5; do
+        make_sandbox "without-packages-$system"
+        make_macos "$system"
+        : >"$sandbox/offline"
+        run_script setup
+        expect_status 1
+        expect_last_line "scripts/setup: Not all packages could be installed: for this macOS Homebrew compiles Qt itself, which needs the whole of Xcode. Install Xcode, or a newer macOS, and run this again."
+    done
 }
 
 test_an_option_that_does_not_exist_is_refused()
@@ -416,9 +428,9 @@ install_llama()
     printf 'set(PACKAGE_VERSION "%s")\n' "$2" >"$1/lib/cmake/llama/llama-config-version.cmake"
 }
 
-test_an_installed_llama_is_used_where_it_is_new_enough()
+test_an_installed_llama_is_used_where_it_is_known_to_work()
 {
-    for version in 0.5.0 0.5.0-dev 0.6.1 0.12.0; do
+    for version in 0.5.0 0.5.0-dev 0.5.12; do
         make_sandbox "installed-$version"
         make_debian
         install_llama "$sandbox/opt" "$version"
@@ -430,7 +442,7 @@ test_an_installed_llama_is_used_where_it_is_new_enough()
         expect_status 0
         grep -q -- "-Dllama_DIR:PATH=$sandbox/opt/lib/cmake/llama" "$calls" || complain "it is not used"
     done
-    for version in 0.0.9999 0.4.9 1.0.0 ''; do
+    for version in 0.0.9999 0.4.9 0.6.0 0.50.0 1.0.0 ''; do
         make_sandbox "outdated-$version"
         make_debian
         install_llama "$sandbox/opt" "$version"
