@@ -19,7 +19,9 @@ void AppDelegate::applicationDidFinishLaunching()
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
 {
     if (!hasVisibleWindows)
-        QTimer::singleShot(0, this, &HotKey::summon);
+        // A click in the Dock also brings the hidden application forward with its panel, perhaps by
+        // then already; it must not be hidden again.
+        QTimer::singleShot(0, this, &HotKey::show);
     return true;
 }
 

@@ -35,6 +35,12 @@ void HotKey::summon()
         shell.hide();
         return;
     }
+    show();
+}
+
+void HotKey::show()
+{
+    Shell &shell = Platform::current().shell();
     shell.activate();
     // A copy: what a window does when it comes forward may change the list.
     const QList<NativeWindow *> windows = shell.windows();

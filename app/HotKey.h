@@ -18,6 +18,9 @@ public:
     /// the front, centred.
     static void summon();
 
+    /// Brings the panel to the front, centred, also where it is there already.
+    static void show();
+
 Q_SIGNALS:
     /// After every summon that shows the panel.
     void summonPalette();

@@ -18,6 +18,17 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+// The exit status of a start that another process has taken over.
+int end(SingleInstance::Outcome outcome, Terminal &terminal)
+{
+    if (outcome == SingleInstance::Outcome::handedOver)
+        return EXIT_SUCCESS;
+    terminal.printError(u"Quillon is running but does not answer: end it, then start it again."_s);
+    return EXIT_FAILURE;
+}
+} // namespace
+
 int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> request,
                       const QuillonApp::Views &views)
 {
@@ -38,19 +49,6 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    shell.observeReopening([&running](bool hasVisibleWindows) {
-        if (running)
-            running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
-    });
-    if (shell.paintsInSoftware())
-        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
-    QQuickWindow::setDefaultAlphaBuffer(true);
-    const QGuiApplication application(count, arguments.data());
-    usePlainNumbers();
-    // A cursor that blinks would wake the processor for nothing, again and again.
-    QGuiApplication::styleHints()->setCursorFlashTime(0);
-    QGuiApplication::setDesktopFileName(u"app.quillon.Quillon"_s);
-
     // Requests come from the event loop, so not before the panel is there. The one that the program
     // was started for has been met by then: even a toggle is not to hide what it has just brought
     // up.
@@ -65,16 +63,34 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
                 HotKey::summon();
         });
     };
-    switch (SingleInstance::settle(received, request.value_or(Instance::Request::open))) {
-    case SingleInstance::Outcome::isOurs:
-        break;
-    case SingleInstance::Outcome::handedOver:
-        return EXIT_SUCCESS;
-    case SingleInstance::Outcome::silent:
-        terminal.printError(
-            u"Quillon is running but does not answer: end it, then start it again."_s);
-        return EXIT_FAILURE;
-    }
+    const auto settle = [&] {
+        return SingleInstance::settle(received, request.value_or(Instance::Request::open));
+    };
+    // As early as the system allows: what is over then has not shown itself.
+    const bool settlesFirst = !Platform::current().instance().needsApplication();
+    auto outcome = SingleInstance::Outcome::isOurs;
+    if (settlesFirst)
+        outcome = settle();
+    if (outcome != SingleInstance::Outcome::isOurs)
+        return end(outcome, terminal);
+
+    shell.observeReopening([&running](bool hasVisibleWindows) {
+        if (running)
+            running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
+    });
+    if (shell.paintsInSoftware())
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    QQuickWindow::setDefaultAlphaBuffer(true);
+    const QGuiApplication application(count, arguments.data());
+    usePlainNumbers();
+    // A cursor that blinks would wake the processor for nothing, again and again.
+    QGuiApplication::styleHints()->setCursorFlashTime(0);
+    QGuiApplication::setDesktopFileName(u"app.quillon.Quillon"_s);
+
+    if (!settlesFirst)
+        outcome = settle();
+    if (outcome != SingleInstance::Outcome::isOurs)
+        return end(outcome, terminal);
 
     QuillonApp quillon(views);
     running = &quillon;

@@ -20,6 +20,10 @@ public:
 
     virtual ~Instance() = default;
 
+    /// Whether the calls below need an application object. Without one a start that only hands its
+    /// request over does not show itself on the desktop.
+    [[nodiscard]] virtual bool needsApplication() const { return true; }
+
     /// Makes this process the one that runs, unless another one is; then false. Requests of later
     /// starts arrive on the main thread. A desktop that cannot tell lets every process run. Waits
     /// for the desktop's answer, for a few seconds at most.

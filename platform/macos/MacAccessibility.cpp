@@ -23,6 +23,11 @@ void MacAccessibility::requestTrust()
 std::unique_ptr<AccessibleTree> MacAccessibility::open(ProcessId application,
                                                        std::chrono::milliseconds limit)
 {
-    return std::make_unique<MacAccessibleTree>(application,
-                                               std::chrono::steady_clock::now() + limit);
+    auto tree =
+        std::make_unique<MacAccessibleTree>(application, std::chrono::steady_clock::now() + limit);
+    if (!m_awakened.contains(application)) {
+        m_awakened.insert(application);
+        tree->awaken();
+    }
+    return tree;
 }

@@ -119,6 +119,16 @@ bool MacAccessibleTree::press(ElementId element)
     return answers;
 }
 
+void MacAccessibleTree::awaken()
+{
+    // The first is Electron's own, which applications of AppKit do not know. Chrome listens to the
+    // second, as VoiceOver sets it; others that know it take it without harm.
+    if (AXUIElementSetAttributeValue(at(ElementId{0}), CFSTR("AXManualAccessibility"),
+                                     kCFBooleanTrue) == kAXErrorAttributeUnsupported)
+        (void)AXUIElementSetAttributeValue(at(ElementId{0}), CFSTR("AXEnhancedUserInterface"),
+                                           kCFBooleanTrue);
+}
+
 AXUIElementRef MacAccessibleTree::at(ElementId element) const
 {
     return m_elements.at(static_cast<size_t>(element)).get();

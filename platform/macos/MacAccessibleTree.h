@@ -28,6 +28,10 @@ public:
     bool isTimeUp() const override;
     bool press(ElementId element) override;
 
+    /// Tells an application that its controls are wanted. What is made of web pages has none until
+    /// it hears so, and some while after that.
+    void awaken();
+
 private:
     [[nodiscard]] AXUIElementRef at(ElementId element) const;
     /// The values under these names, which may be anything; null where there is no answer.

@@ -6,12 +6,15 @@
 
 #include <CoreGraphics/CoreGraphics.h>
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 using Verdict = Finding::Verdict;
 
-MacDiagnosis::MacDiagnosis(Accessibility &accessibility, Shell &shell)
-    : m_accessibility(accessibility), m_shell(shell)
+MacDiagnosis::MacDiagnosis(Accessibility &accessibility, Shell &shell,
+                           std::function<bool()> panelRuns)
+    : m_accessibility(accessibility), m_shell(shell), m_panelRuns(std::move(panelRuns))
 {
 }
 
@@ -38,6 +41,10 @@ Finding MacDiagnosis::hotKey()
 {
     if (!MacHotKey::isReserved())
         return {Verdict::good, u"no other application keeps Option+Space to itself"_s};
+    // Carbon's header says both that an exclusive key shuts out all others and that only another
+    // exclusive one stands in its way. Our own panel does not keep the key to itself, but has it.
+    if (m_panelRuns())
+        return {Verdict::good, u"Option+Space is taken, and Quillon is running"_s};
     return {Verdict::limited, u"Option+Space belongs to another application"_s,
             u"Give that application another key, or click Quillon in the Dock."_s};
 }

@@ -2,6 +2,8 @@
 
 #include "platform/Diagnosis.h"
 
+#include <functional>
+
 class Accessibility;
 class Shell;
 
@@ -9,7 +11,8 @@ class Shell;
 class MacDiagnosis final : public Diagnosis
 {
 public:
-    MacDiagnosis(Accessibility &accessibility, Shell &shell);
+    /// `panelRuns` tells whether another process of this program shows the panel.
+    MacDiagnosis(Accessibility &accessibility, Shell &shell, std::function<bool()> panelRuns);
 
     Finding display() override;
     Finding accessibility() override;
@@ -20,4 +23,5 @@ public:
 private:
     Accessibility &m_accessibility;
     Shell &m_shell;
+    std::function<bool()> m_panelRuns;
 };

@@ -2,6 +2,8 @@
 
 #import <AppKit/AppKit.h>
 
+#include <utility>
+
 namespace {
 NSString *const bundle = @"app.quillon.Quillon";
 
@@ -10,38 +12,75 @@ NSString *nameOf(Instance::Request request)
     return [NSString stringWithFormat:@"%@.request.%d", bundle, static_cast<int>(request)];
 }
 
+NSString *answerName()
+{
+    return [bundle stringByAppendingString:@".answer"];
+}
+
+NSDistributedNotificationCenter *center()
+{
+    return NSDistributedNotificationCenter.defaultCenter;
+}
+
+// To every process that listens to the name; the text says whom it is about.
+void post(NSString *name, NSString *about)
+{
+    [center() postNotificationName:name object:about userInfo:nil deliverImmediately:YES];
+}
+
 void listen(Instance::Request request, const std::function<void(Instance::Request)> &received)
 {
     const std::function<void(Instance::Request)> kept = received;
-    [NSDistributedNotificationCenter.defaultCenter addObserverForName:nameOf(request)
-                                                               object:nil
-                                                                queue:NSOperationQueue.mainQueue
-                                                           usingBlock:^(NSNotification *) {
-                                                             kept(request);
-                                                           }];
+    [center() addObserverForName:nameOf(request)
+                          object:nil
+                           queue:NSOperationQueue.mainQueue
+                      usingBlock:^(NSNotification *notification) {
+                        post(answerName(), notification.object);
+                        kept(request);
+                      }];
 }
 } // namespace
 
-bool MacInstance::claim(std::function<void(Request)> received)
+bool MacInstance::runsElsewhere()
 {
-    listen(Request::open, received);
-    listen(Request::toggle, received);
     for (NSRunningApplication *each in
          [NSRunningApplication runningApplicationsWithBundleIdentifier:bundle]) {
         // A task in the terminal may count as a background one of the same bundle.
         const bool isOther = each.processIdentifier != NSProcessInfo.processInfo.processIdentifier;
         if (isOther && !each.terminated &&
             each.activationPolicy == NSApplicationActivationPolicyRegular)
-            return false;
+            return true;
     }
+    return false;
+}
+
+bool MacInstance::claim(std::function<void(Request)> received)
+{
+    if (runsElsewhere())
+        return false;
+    listen(Request::open, received);
+    listen(Request::toggle, received);
     return true;
 }
 
 Instance::Answer MacInstance::handOver(Request request)
 {
-    [NSDistributedNotificationCenter.defaultCenter postNotificationName:nameOf(request)
-                                                                 object:nil
-                                                               userInfo:nil
-                                                     deliverImmediately:YES];
-    return Answer::taken;
+    NSString *const self =
+        [NSString stringWithFormat:@"%d", NSProcessInfo.processInfo.processIdentifier];
+    __block bool isAnswered = false;
+    const id observer = [center() addObserverForName:answerName()
+                                              object:self
+                                               queue:nil
+                                          usingBlock:^(NSNotification *) {
+                                            isAnswered = true;
+                                          }];
+    post(nameOf(request), self);
+    // Nothing else goes on in this process yet, so this loop has only the answer to bring.
+    NSDate *const limit = [NSDate dateWithTimeIntervalSinceNow:answerLimit];
+    while (!isAnswered && limit.timeIntervalSinceNow > 0)
+        [NSRunLoop.currentRunLoop runMode:NSDefaultRunLoopMode beforeDate:limit];
+    [center() removeObserver:observer];
+    if (isAnswered)
+        return Answer::taken;
+    return runsElsewhere() ? Answer::silent : Answer::nobody;
 }

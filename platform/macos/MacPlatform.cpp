@@ -36,7 +36,7 @@ private:
     MacScripts m_scripts;
     MacShell m_shell;
     MacWorkspace m_workspace{m_screen};
-    MacDiagnosis m_diagnosis{m_accessibility, m_shell};
+    MacDiagnosis m_diagnosis{m_accessibility, m_shell, &MacInstance::runsElsewhere};
 };
 } // namespace
 

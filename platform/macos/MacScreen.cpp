@@ -1,5 +1,6 @@
 #include "platform/macos/MacScreen.h"
 
+#include "platform/Outcome.h"
 #include "platform/macos/CFOwner.h"
 #include "platform/macos/CFText.h"
 #include "platform/macos/CaptureTool.h"
@@ -56,5 +57,9 @@ std::optional<QList<WindowInfo>> MacScreen::windows()
 
 QFuture<void> MacScreen::capture(const std::filesystem::path &file)
 {
+    // Without the permission the tool may well write a file: of the desktop's picture, without any
+    // window.
+    if (!CGPreflightScreenCaptureAccess() && !CGRequestScreenCaptureAccess())
+        return settled(std::nullopt);
     return CaptureTool::run(u"/usr/sbin/screencapture"_s, file);
 }

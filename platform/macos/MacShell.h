@@ -10,7 +10,7 @@ public:
     QByteArrayList toolkitArguments() const override { return {}; }
     void observeReopening(std::function<void(bool)> reopened) override;
     bool paintsInSoftware() const override { return false; }
-    Qt::WindowFlags windowFlags() const override { return Qt::Window; }
+    Qt::WindowFlags windowFlags() const override;
 
     void setRegularPolicy() override;
     void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override;

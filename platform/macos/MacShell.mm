@@ -90,6 +90,16 @@ void MacShell::observeReopening(std::function<void(bool)> reopened)
     NSApplication.sharedApplication.delegate = delegate;
 }
 
+Qt::WindowFlags MacShell::windowFlags() const
+{
+#if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
+    // The toolkit then knows that the contents reach under the title bar, and keeps it so.
+    return Qt::Window | Qt::ExpandedClientAreaHint | Qt::NoTitleBarBackgroundHint;
+#else
+    return Qt::Window;
+#endif
+}
+
 void MacShell::setRegularPolicy()
 {
     [NSApp setActivationPolicy:NSApplicationActivationPolicyRegular];
@@ -158,8 +168,12 @@ void MacShell::style(NativeWindow &window)
     // The contents, which now reach under the title bar, stay as large as the toolkit made them,
     // and the panel does not grow each time that it is made anew.
     [panel setContentSize:size];
-    // When a window leaves the full screen, the toolkit dresses it anew, with a title bar.
-    panel.collectionBehavior = NSWindowCollectionBehaviorFullScreenNone;
+    // The panel comes to where the user is, also beside an application that fills the screen. It
+    // has no full screen of its own: when a window leaves that, the toolkit dresses it anew, with a
+    // title bar.
+    panel.collectionBehavior = NSWindowCollectionBehaviorMoveToActiveSpace |
+                               NSWindowCollectionBehaviorFullScreenAuxiliary |
+                               NSWindowCollectionBehaviorFullScreenDisallowsTiling;
 }
 
 void MacShell::placeMaterialBehind(NativeWindow &window, Material material)
@@ -172,7 +186,10 @@ void MacShell::placeMaterialBehind(NativeWindow &window, Material material)
                       return NO;
                     }),
                     "B@:");
-    // All of the window, although its contents may still end below a title bar.
+    // All of the window, although its contents may still end below a title bar. AppKit says in the
+    // terminal that it does not know this view of the frame. Its own way would be the material as
+    // the window's content view with the contents in it, but the toolkit's view has to stay the
+    // content view; and in that one the material would cover what is drawn.
     NSVisualEffectView *const effect =
         [[NSVisualEffectView alloc] initWithFrame:content.superview.bounds];
     [effect setMaterial:static_cast<NSVisualEffectMaterial>(material)];

@@ -1,4 +1,5 @@
 #include "app/AppDelegate.h"
+#include "app/HotKey.h"
 #include "app/VisualEffect.h"
 #include "app/WindowStyler.h"
 #include "tests/support/FakePlatform.h"
@@ -17,6 +18,7 @@ private Q_SLOTS:
     void launchingMakesARegularApplicationWithItsHotKeyInFront();
     void theLastWindowDoesNotTakeTheApplicationWithIt();
     void reopeningSummonsAfterTheEventAtHand();
+    void reopeningShowsAndNeverHides();
     void reopeningChangesNothingWhileAWindowIsVisible();
     void anotherStartSummonsWhatIsHidden();
     void anotherStartBringsForwardWhatIsVisible();
@@ -50,6 +52,21 @@ void tst_AppDelegate::reopeningSummonsAfterTheEventAtHand()
     QTRY_VERIFY(panel.isOnScreen);
     QCOMPARE(platform.panels.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
+}
+
+void tst_AppDelegate::reopeningShowsAndNeverHides()
+{
+    FakePlatform platform;
+    FakeNativeWindow panel(u"panel"_s);
+    platform.panels.add(panel);
+    AppDelegate delegate;
+    QVERIFY(delegate.applicationShouldHandleReopen(false));
+    // The desktop itself brings the application forward, before the event at hand is over.
+    HotKey::show();
+    platform.panels.calls.clear();
+    QTRY_VERIFY(!platform.panels.calls.isEmpty());
+    QVERIFY(panel.isOnScreen);
+    QVERIFY(!platform.panels.calls.contains(u"hide"_s));
 }
 
 void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()

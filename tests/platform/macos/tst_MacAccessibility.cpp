@@ -109,6 +109,8 @@ private Q_SLOTS:
     void anApplicationThatDoesNotAnswerIsTold();
     void aHungHelperIsLeftAlone();
     void withoutTimeNothingIsAsked();
+    void pagesAreToldOnceThatTheirControlsAreWanted_data();
+    void pagesAreToldOnceThatTheirControlsAreWanted();
     void aPressIsWhatTheElementSays_data();
     void aPressIsWhatTheElementSays();
     void aPressThatOpensADialogIsAPress();
@@ -320,6 +322,35 @@ void tst_MacAccessibility::withoutTimeNothingIsAsked()
     QCOMPARE(tree->nodes(tree->roots(), 10), QList{AccessibleNode()});
     QVERIFY(fake.asked.isEmpty());
     QVERIFY(!open()->isTimeUp());
+}
+
+void tst_MacAccessibility::pagesAreToldOnceThatTheirControlsAreWanted_data()
+{
+    QTest::addColumn<AXError>("error");
+    QTest::addColumn<QStringList>("names");
+    QTest::newRow("Electron") << kAXErrorSuccess << QStringList{u"AXManualAccessibility"_s};
+    QTest::newRow("Chrome") << kAXErrorAttributeUnsupported
+                            << QStringList{u"AXManualAccessibility"_s,
+                                           u"AXEnhancedUserInterface"_s};
+    QTest::newRow("hung") << kAXErrorCannotComplete << QStringList{u"AXManualAccessibility"_s};
+}
+
+void tst_MacAccessibility::pagesAreToldOnceThatTheirControlsAreWanted()
+{
+    QFETCH(AXError, error);
+    QFETCH(QStringList, names);
+    FakeApplication fake;
+    QStringList asked;
+    Fake::switchOn = [&](qint64 element, const QString &name) {
+        if (element == application)
+            asked.append(name);
+        return name == u"AXManualAccessibility" ? error : kAXErrorSuccess;
+    };
+    MacAccessibility accessibility;
+    for (int i = 0; i < 2; ++i)
+        QVERIFY(accessibility.open(ProcessId{application}, 1h));
+    Fake::switchOn = nullptr;
+    QCOMPARE(asked, names);
 }
 
 void tst_MacAccessibility::aPressIsWhatTheElementSays_data()

@@ -22,12 +22,14 @@ private Q_SLOTS:
     void aMacWithEveryPermissionIsFine();
     void everyPermissionThatIsMissingComesWithItsPlaceInTheSettings();
     void aHotKeyOfAnotherApplicationIsMentioned();
+    void theHotKeyOfTheRunningPanelIsNoFault();
     void aLoginWithoutADesktopHasNoDisplay();
 
 private:
     FakeAccessibility m_accessibility;
     FakeShell m_shell;
-    MacDiagnosis m_diagnosis{m_accessibility, m_shell};
+    bool m_panelRuns = false;
+    MacDiagnosis m_diagnosis{m_accessibility, m_shell, [this] { return m_panelRuns; }};
 };
 
 void tst_MacDiagnosis::aMacWithEveryPermissionIsFine()
@@ -68,6 +70,16 @@ void tst_MacDiagnosis::aHotKeyOfAnotherApplicationIsMentioned()
     const Finding expected{Verdict::limited, u"Option+Space belongs to another application"_s,
                            u"Give that application another key, or click Quillon in the Dock."_s};
     QCOMPARE(m_diagnosis.hotKey(), expected);
+}
+
+void tst_MacDiagnosis::theHotKeyOfTheRunningPanelIsNoFault()
+{
+    constexpr OSStatus hotKeyExists = -9878;
+    FakeCarbon::result = hotKeyExists;
+    m_panelRuns = true;
+    const Finding expected{Verdict::good, u"Option+Space is taken, and Quillon is running"_s};
+    QCOMPARE(m_diagnosis.hotKey(), expected);
+    m_panelRuns = false;
 }
 
 void tst_MacDiagnosis::aLoginWithoutADesktopHasNoDisplay()

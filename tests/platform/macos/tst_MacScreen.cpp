@@ -19,6 +19,7 @@ private Q_SLOTS:
     void missingValuesAreAbsent();
     void valuesOfAnotherTypeAreAbsent();
     void whatIsNoDescriptionIsSkipped();
+    void withoutThePermissionItIsAskedForAndNoPictureIsTaken();
 };
 
 void tst_MacScreen::cleanup()
@@ -97,6 +98,18 @@ void tst_MacScreen::whatIsNoDescriptionIsSkipped()
     const std::optional<QList<WindowInfo>> windows = MacScreen().windows();
     QCOMPARE(windows->size(), 1);
     QCOMPARE(windows->constFirst().ownerName, u"Notes"_s);
+}
+
+void tst_MacScreen::withoutThePermissionItIsAskedForAndNoPictureIsTaken()
+{
+    Fake::mayCaptureScreen = false;
+    Fake::capturePrompts = 0;
+    // The tool would be started in the background and end later.
+    QFuture<void> future = MacScreen().capture("/nowhere/a.png");
+    QVERIFY(future.isFinished());
+    future.waitForFinished(); // It would throw: what is missing is told by the missing file.
+    QCOMPARE(Fake::capturePrompts, 1);
+    Fake::mayCaptureScreen = true;
 }
 
 QTEST_APPLESS_MAIN(tst_MacScreen)

@@ -79,11 +79,14 @@ const CFStringRef kCGWindowName = constantKey("kCGWindowName");
 
 bool FakeCoreFoundation::trusted = true;
 bool FakeCoreFoundation::mayCaptureScreen = true;
+int FakeCoreFoundation::capturePrompts = 0;
+bool FakeCoreFoundation::permitsOnceAsked = false;
 int FakeCoreFoundation::trustPrompts = 0;
 std::function<pid_t(qint64)> FakeCoreFoundation::processOf;
 std::function<AXError(qint64, const QStringList &, QList<CFTypeRef> &)>
     FakeCoreFoundation::attributeValues;
 std::function<AXError(qint64, const QString &)> FakeCoreFoundation::performAction;
+std::function<AXError(qint64, const QString &)> FakeCoreFoundation::switchOn;
 float FakeCoreFoundation::messagingTimeout = 0;
 QList<FakeCoreFoundation::PostedKey> FakeCoreFoundation::postedKeys;
 bool FakeCoreFoundation::makesKeyEvents = true;
@@ -345,6 +348,15 @@ AXError AXUIElementCopyMultipleAttributeValues(AXUIElementRef element, CFArrayRe
     return error;
 }
 
+AXError AXUIElementSetAttributeValue(AXUIElementRef element, CFStringRef attribute, CFTypeRef value)
+{
+    if (object(value, Type::boolean).number == 0)
+        std::abort();
+    const QString &name = object(attribute, Type::string).text;
+    return FakeCoreFoundation::switchOn ? FakeCoreFoundation::switchOn(numberOf(element), name)
+                                        : kAXErrorAttributeUnsupported;
+}
+
 AXError AXUIElementPerformAction(AXUIElementRef element, CFStringRef action)
 {
     return FakeCoreFoundation::performAction(numberOf(element), object(action, Type::string).text);
@@ -393,6 +405,12 @@ void CGEventPost(CGEventTapLocation tap, CGEventRef event)
 bool CGPreflightScreenCaptureAccess()
 {
     return FakeCoreFoundation::mayCaptureScreen;
+}
+
+bool CGRequestScreenCaptureAccess()
+{
+    ++FakeCoreFoundation::capturePrompts;
+    return FakeCoreFoundation::permitsOnceAsked;
 }
 
 CFArrayRef CGWindowListCopyWindowInfo(CGWindowListOption option, CGWindowID window)

@@ -37,6 +37,8 @@ extern std::function<pid_t(qint64 element)> processOf;
 extern std::function<AXError(qint64 element, const QStringList &names, QList<CFTypeRef> &values)>
     attributeValues;
 extern std::function<AXError(qint64 element, const QString &action)> performAction;
+/// Who switches an element's attribute on; nothing knows one unless this says otherwise.
+extern std::function<AXError(qint64 element, const QString &name)> switchOn;
 /// The time-out of the elements that have no other.
 extern float messagingTimeout;
 
@@ -46,6 +48,8 @@ extern int trustPrompts;
 
 /// Whether the user lets us see the screen.
 extern bool mayCaptureScreen;
+extern int capturePrompts;    ///< How often they were asked for that,
+extern bool permitsOnceAsked; ///< and whether they then allow it at once.
 
 /// A key event as it was posted.
 struct PostedKey

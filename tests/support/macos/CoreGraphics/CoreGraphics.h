@@ -26,6 +26,7 @@ extern const CFStringRef kCGWindowOwnerPID;
 extern const CFStringRef kCGWindowOwnerName;
 extern const CFStringRef kCGWindowName;
 bool CGPreflightScreenCaptureAccess();
+bool CGRequestScreenCaptureAccess();
 CGEventSourceRef CGEventSourceCreate(CGEventSourceStateID state);
 CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode code, bool isDown);
 void CGEventKeyboardSetUnicodeString(CGEventRef event, UniCharCount length, const UniChar *text);
