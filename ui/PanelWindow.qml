@@ -62,11 +62,29 @@ Window {
         color: Qt.alpha(Theme.surface, !window.panel.composited ? 1 : window.frameless ? Theme.translucency : 0)
         radius: isRound ? Theme.windowRadius : 0
 
-        DragHandler {
-            target: null
+        Loader {
+            id: mover
 
-            onActiveChanged: if (active)
-                window.startSystemMove()
+            // A system that moves the window itself may keep the release of the button, and a handler
+            // that waits for it takes no other drag. Its grab ends with it.
+            function renew() {
+                active = false;
+                active = true;
+            }
+
+            anchors.fill: parent
+            objectName: "mover"
+
+            sourceComponent: Item {
+                DragHandler {
+                    target: null
+
+                    onActiveChanged: if (active) {
+                        window.startSystemMove();
+                        Qt.callLater(mover.renew);
+                    }
+                }
+            }
         }
     }
 

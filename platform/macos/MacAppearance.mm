@@ -1,6 +1,7 @@
 #include "platform/macos/MacAppearance.h"
 
 #include "platform/macos/CFOwner.h"
+#include "platform/macos/CocoaText.h"
 
 #import <AppKit/AppKit.h>
 
@@ -92,7 +93,7 @@ void MacAppearance::observe(std::function<void()> changed)
 QByteArray MacAppearance::symbol(const QString &name, int side)
 {
     @autoreleasepool {
-        NSImage *const any = [NSImage imageWithSystemSymbolName:name.toNSString()
+        NSImage *const any = [NSImage imageWithSystemSymbolName:toCocoa(name)
                                        accessibilityDescription:nil];
         NSImage *const symbol =
             [any imageWithSymbolConfiguration:[NSImageSymbolConfiguration

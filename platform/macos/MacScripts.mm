@@ -1,17 +1,19 @@
 #include "platform/macos/MacScripts.h"
 
+#include "platform/macos/CocoaText.h"
+
 #import <Foundation/Foundation.h>
 
 namespace {
 std::optional<QString> text(NSString *string)
 {
-    return string ? std::optional(QString::fromNSString(string)) : std::nullopt;
+    return string ? std::optional(fromCocoa(string)) : std::nullopt;
 }
 } // namespace
 
 ScriptOutcome MacScripts::run(const QString &source)
 {
-    NSAppleScript *const script = [[NSAppleScript alloc] initWithSource:source.toNSString()];
+    NSAppleScript *const script = [[NSAppleScript alloc] initWithSource:toCocoa(source)];
     if (!script)
         return NoScript{};
     NSDictionary<NSString *, id> *error = nil;

@@ -2,11 +2,13 @@
 
 #include "platform/NativeWindow.h"
 #include "platform/macos/CFOwner.h"
+#include "platform/macos/CocoaText.h"
 
 #import <AppKit/AppKit.h>
 #import <ApplicationServices/ApplicationServices.h>
 #import <objc/runtime.h>
 
+#include <string>
 #include <utility>
 
 namespace {
@@ -113,9 +115,9 @@ void MacShell::addMenuItem(const QString &title, QChar key, std::function<void()
     QuillonMenuAction *const action =
         [[QuillonMenuAction alloc] initWithFunction:std::move(chosen)];
     [actions addObject:action];
-    NSMenuItem *const item = [menu addItemWithTitle:title.toNSString()
+    NSMenuItem *const item = [menu addItemWithTitle:toCocoa(title)
                                              action:@selector(choose:)
-                                      keyEquivalent:QString(key).toNSString()];
+                                      keyEquivalent:toCocoa(key)];
     item.target = action;
 }
 
@@ -181,11 +183,12 @@ void MacShell::placeMaterialBehind(NativeWindow &window, Material material)
     NSView *const content = view(window);
     // What is not opaque lets itself be dragged by anything on it, selected text and scroll bars
     // too. The panel moves itself where it is empty.
+    const std::string types = std::string(@encode(BOOL)) + "@:";
     class_addMethod(content.class, @selector(mouseDownCanMoveWindow),
                     imp_implementationWithBlock(^BOOL(id) {
                       return NO;
                     }),
-                    "B@:");
+                    types.c_str());
     // All of the window, although its contents may still end below a title bar. AppKit says in the
     // terminal that it does not know this view of the frame. Its own way would be the material as
     // the window's content view with the contents in it, but the toolkit's view has to stay the

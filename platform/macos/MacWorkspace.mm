@@ -3,6 +3,7 @@
 #include "platform/FrontApplication.h"
 #include "platform/Outcome.h"
 #include "platform/macos/ApplicationBundles.h"
+#include "platform/macos/CocoaText.h"
 #include "platform/macos/FrontProcess.h"
 
 #include <QFile>
@@ -12,12 +13,6 @@
 #include <memory>
 
 namespace {
-// Nothing becomes the empty text.
-QString text(NSString *string)
-{
-    return QString::fromUtf8(string.UTF8String);
-}
-
 NSURL *fileAddress(const std::filesystem::path &path)
 {
     return [NSURL fileURLWithFileSystemRepresentation:path.c_str()
@@ -44,8 +39,8 @@ NSURL *address(const QUrl &url)
 Application record(NSRunningApplication *application)
 {
     return ApplicationBundles::running(
-        application.processIdentifier, text(application.localizedName),
-        application.activationPolicy, text(application.bundleURL.path));
+        application.processIdentifier, fromCocoa(application.localizedName),
+        application.activationPolicy, fromCocoa(application.bundleURL.path));
 }
 
 NSWorkspaceOpenConfiguration *activating()
@@ -58,7 +53,7 @@ NSWorkspaceOpenConfiguration *activating()
 
 std::optional<QString> failure(NSError *error)
 {
-    return error ? std::optional(text(error.localizedDescription)) : std::nullopt;
+    return error ? std::optional(fromCocoa(error.localizedDescription)) : std::nullopt;
 }
 
 using Completion = void (^)(NSRunningApplication *, NSError *);
@@ -200,5 +195,5 @@ void MacWorkspace::trash(const std::filesystem::path &item)
     if (![NSFileManager.defaultManager trashItemAtURL:fileAddress(item)
                                      resultingItemURL:nil
                                                 error:&error])
-        throw PlatformError(text(error.localizedDescription));
+        throw PlatformError(fromCocoa(error.localizedDescription));
 }

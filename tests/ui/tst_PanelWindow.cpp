@@ -1,5 +1,7 @@
 #include "tests/ui/PanelTest.h"
 
+#include <QSignalSpy>
+
 using namespace Qt::StringLiterals;
 
 class tst_PanelWindow : public QObject
@@ -14,6 +16,7 @@ private Q_SLOTS:
     void isTranslucentWithACompositor();
     void isClearOverTheSystemsMaterial();
     void followsTheDesktopsLook();
+    void canBeDraggedAgainWithoutTheButtonsRelease();
 };
 
 void tst_PanelWindow::hasItsTitleAndSizes()
@@ -97,5 +100,20 @@ void tst_PanelWindow::followsTheDesktopsLook()
 }
 
 PANEL_TEST_MAIN(tst_PanelWindow)
+
+void tst_PanelWindow::canBeDraggedAgainWithoutTheButtonsRelease()
+{
+    const PanelScene scene;
+    QObject *const mover = scene.window->findChild<QObject *>(u"mover"_s);
+    QVERIFY(mover);
+    QSignalSpy renewed(mover, SIGNAL(loaded()));
+    for (int drag = 1; drag <= 2; ++drag) {
+        // The system keeps the release for itself.
+        QTest::mousePress(scene.window.get(), Qt::LeftButton, {}, {360, 300});
+        for (int step = 1; step <= 8; ++step)
+            QTest::mouseMove(scene.window.get(), {360 + 10 * step, 300});
+        QTRY_COMPARE(renewed.size(), drag);
+    }
+}
 
 #include "tst_PanelWindow.moc"

@@ -1,0 +1,99 @@
+#include "FakeCocoa.h"
+#include "platform/macos/MacInstance.h"
+
+#include <QCoreApplication>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using Request = Instance::Request;
+
+namespace {
+const QString bundle = u"app.quillon.Quillon"_s;
+} // namespace
+
+class tst_MacInstance : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void cleanup() { FakeCocoa::reset(); }
+
+    void theFirstProcessIsTheOne();
+    void whatDoesNotShowThePanelDoesNotCount_data();
+    void whatDoesNotShowThePanelDoesNotCount();
+    void requestsArriveAndAreAnswered();
+    void aRequestIsTakenOnceItIsAnswered();
+    void aSilentProcessIsToldFromNone();
+    void noApplicationObjectIsNeeded();
+};
+
+void tst_MacInstance::theFirstProcessIsTheOne()
+{
+    FakeCocoa::running = {{.pid = int(QCoreApplication::applicationPid()), .bundle = bundle}};
+    QVERIFY(MacInstance().claim([](Request) {}));
+    FakeCocoa::running.append({.pid = 1, .bundle = bundle});
+    QVERIFY(!MacInstance().claim([](Request) {}));
+    QVERIFY(MacInstance::runsElsewhere());
+}
+
+void tst_MacInstance::whatDoesNotShowThePanelDoesNotCount_data()
+{
+    QTest::addColumn<long>("policy");
+    QTest::addColumn<QString>("of");
+    QTest::addColumn<bool>("isTerminated");
+    QTest::newRow("a task in the terminal") << 2L << bundle << false;
+    QTest::newRow("another program") << 0L << u"com.apple.Safari"_s << false;
+    QTest::newRow("one that has ended") << 0L << bundle << true;
+}
+
+void tst_MacInstance::whatDoesNotShowThePanelDoesNotCount()
+{
+    QFETCH(long, policy);
+    QFETCH(QString, of);
+    QFETCH(bool, isTerminated);
+    FakeCocoa::running = {{.pid = 1, .policy = policy, .bundle = of, .isTerminated = isTerminated}};
+    QVERIFY(MacInstance().claim([](Request) {}));
+}
+
+void tst_MacInstance::requestsArriveAndAreAnswered()
+{
+    QList<Request> received;
+    QVERIFY(MacInstance().claim([&](Request request) { received.append(request); }));
+    FakeCocoa::receive(bundle + u".request.1"_s, u"4711"_s);
+    FakeCocoa::receive(bundle + u".request.0"_s, u"4712"_s);
+    QVERIFY(received.isEmpty());
+    FakeCocoa::turn();
+    QCOMPARE(received, (QList<Request>{Request::toggle, Request::open}));
+    QCOMPARE(FakeCocoa::posted.size(), 2);
+    QCOMPARE(FakeCocoa::posted[0].name, bundle + u".answer"_s);
+    QCOMPARE(FakeCocoa::posted[0].about, u"4711"_s);
+    QCOMPARE(FakeCocoa::posted[1].about, u"4712"_s);
+}
+
+void tst_MacInstance::aRequestIsTakenOnceItIsAnswered()
+{
+    FakeCocoa::running = {{.pid = 1, .bundle = bundle}};
+    QCOMPARE(MacInstance().handOver(Request::toggle), Instance::Answer::taken);
+    QCOMPARE(FakeCocoa::posted.size(), 1);
+    QCOMPARE(FakeCocoa::posted[0].name, bundle + u".request.1"_s);
+    QCOMPARE(FakeCocoa::posted[0].about, QString::number(QCoreApplication::applicationPid()));
+}
+
+void tst_MacInstance::aSilentProcessIsToldFromNone()
+{
+    FakeCocoa::answersNotifications = false;
+    FakeCocoa::running = {{.pid = 1, .bundle = bundle}};
+    FakeCocoa::skipsWaits = true;
+    QCOMPARE(MacInstance().handOver(Request::open), Instance::Answer::silent);
+    FakeCocoa::running.clear();
+    QCOMPARE(MacInstance().handOver(Request::open), Instance::Answer::nobody);
+}
+
+void tst_MacInstance::noApplicationObjectIsNeeded()
+{
+    // It would show itself in the Dock.
+    QVERIFY(!MacInstance().needsApplication());
+}
+
+QTEST_GUILESS_MAIN(tst_MacInstance)
+#include "tst_MacInstance.moc"

@@ -1,0 +1,152 @@
+#include "FakeCocoa.h"
+#include "FakeCoreFoundation.h"
+#include "platform/NativeWindow.h"
+#include "platform/macos/MacShell.h"
+
+#include <QRect>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+class Window final : public NativeWindow
+{
+public:
+    quintptr handle() const override { return m_view; }
+    bool isShown() const override { return m_isShown; }
+    bool hasFocus() const override { return false; }
+    bool canBecomeMain() const override { return true; }
+    void show() override { m_isShown = true; }
+    void hide() override {}
+    void minimise() override {}
+    void close() override {}
+    QSize size() const override { return {}; }
+    QRect screenArea() const override { return {}; }
+    double scale() const override { return 1; }
+    void moveTo(QPoint) override {}
+
+private:
+    const quintptr m_view = FakeCocoa::makeWindow();
+    bool m_isShown = false;
+};
+} // namespace
+
+class tst_MacShell : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { FakeCocoa::makeApplication(true); }
+    void cleanup();
+
+    void aLoginWithoutAWindowServerHasNoDisplay();
+    void theApplicationIsActivatedAndHidden();
+    void aClickInTheDockIsPassedOn();
+    void menuItemsDoWhatTheyAreFor();
+    void aWindowComesForward();
+    void aWindowBecomesAPanel();
+    void theContentsDoNotMoveTheWindow(); // First of the two: their class keeps the method.
+    void theMaterialLiesUnderTheContents();
+
+private:
+    MacShell m_shell;
+};
+
+void tst_MacShell::cleanup()
+{
+    FakeCocoa::reset();
+    QCOMPARE(FakeCoreFoundation::livingObjects(), 0);
+}
+
+void tst_MacShell::aLoginWithoutAWindowServerHasNoDisplay()
+{
+    QVERIFY(m_shell.hasDisplay());
+    FakeCocoa::hasSession = false;
+    QVERIFY(!m_shell.hasDisplay());
+}
+
+void tst_MacShell::theApplicationIsActivatedAndHidden()
+{
+    m_shell.setRegularPolicy();
+    QVERIFY(!m_shell.isActive());
+    m_shell.activate();
+    QVERIFY(m_shell.isActive());
+    m_shell.hide();
+    QVERIFY(!m_shell.isActive());
+    QCOMPARE(FakeCocoa::calls, (QStringList{u"policy 0"_s, u"activate 1"_s, u"hide"_s}));
+}
+
+void tst_MacShell::aClickInTheDockIsPassedOn()
+{
+    QList<bool> clicks;
+    m_shell.observeReopening([&](bool hasVisibleWindows) { clicks.append(hasVisibleWindows); });
+    QVERIFY(FakeCocoa::reopen(true));
+    QVERIFY(FakeCocoa::reopen(false));
+    QCOMPARE(clicks, (QList<bool>{true, false}));
+    m_shell.observeReopening([](bool) {});
+}
+
+void tst_MacShell::menuItemsDoWhatTheyAreFor()
+{
+    QStringList chosen;
+    m_shell.addMenuItem(u"Copy"_s, u'c', [&] { chosen.append(u"copy"_s); });
+    m_shell.addMenuItem(u"Clear History"_s, u'k', [&] { chosen.append(u"clear"_s); });
+    QCOMPARE(FakeCocoa::menus(),
+             (QStringList{u"File: Close w"_s, u"Edit: Copy c"_s, u"Edit: Clear History k"_s,
+                          u"Window: Minimize m"_s}));
+    FakeCocoa::chooseMenuItem(u"Clear History"_s);
+    FakeCocoa::chooseMenuItem(u"Copy"_s);
+    QCOMPARE(chosen, (QStringList{u"clear"_s, u"copy"_s}));
+}
+
+void tst_MacShell::aWindowComesForward()
+{
+    Window window;
+    QVERIFY(!m_shell.isVisible(window));
+    m_shell.makeKeyAndOrderFront(window);
+    m_shell.center(window);
+    QVERIFY(window.isShown());
+    QVERIFY(m_shell.isVisible(window));
+    QVERIFY(!m_shell.isKey(window)); // The application is not active.
+    m_shell.activate();
+    QVERIFY(m_shell.isKey(window));
+    QCOMPARE(FakeCocoa::calls, (QStringList{u"front"_s, u"center"_s, u"activate 1"_s}));
+}
+
+void tst_MacShell::aWindowBecomesAPanel()
+{
+    Window window;
+    m_shell.style(window);
+    const QStringList panel{u"title bar clear"_s,
+                            u"title 1"_s,
+                            u"moved by its background 1"_s,
+                            u"style %1"_s.arg(1 | 1 << 15),
+                            u"opaque 0"_s,
+                            u"contents 720x620"_s,
+                            u"spaces %1"_s.arg(1 << 1 | 1 << 8 | 1 << 12),
+                            u"view"_s};
+    QCOMPARE(FakeCocoa::describeWindow(), panel);
+}
+
+void tst_MacShell::theMaterialLiesUnderTheContents()
+{
+    Window window;
+    m_shell.placeMaterialBehind(window, Shell::Material::underWindowBackground);
+    QCOMPARE(FakeCocoa::describeWindow().sliced(7),
+             (QStringList{u"material 21 0 1 18"_s, u"view"_s}));
+}
+
+void tst_MacShell::theContentsDoNotMoveTheWindow()
+{
+    Window window;
+    QVERIFY(FakeCocoa::movesWindow(window.handle()));
+    m_shell.placeMaterialBehind(window, Shell::Material::underWindowBackground);
+    QVERIFY(!FakeCocoa::movesWindow(window.handle()));
+    // Another window of the same kind gets the method, too.
+    Window second;
+    m_shell.placeMaterialBehind(second, Shell::Material::underWindowBackground);
+    QVERIFY(!FakeCocoa::movesWindow(second.handle()));
+}
+
+QTEST_GUILESS_MAIN(tst_MacShell)
+#include "tst_MacShell.moc"
