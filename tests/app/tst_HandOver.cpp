@@ -1,0 +1,69 @@
+#include "app/PanelProgram.h"
+#include "tests/support/FakePlatform.h"
+
+#include <QCoreApplication>
+#include <QTest>
+
+#include <cstdlib>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+/// A desktop on which a request can be handed over without an application object.
+class EarlyInstance final : public Instance
+{
+public:
+    bool needsApplication() const override { return false; }
+    bool claim(std::function<void(Request)>) override { return false; }
+    Answer handOver(Request asked) override
+    {
+        requests.append(asked);
+        return answer;
+    }
+
+    Answer answer = Answer::taken;
+    QList<Request> requests;
+};
+
+class EarlyPlatform final : public FakePlatform
+{
+public:
+    Instance &instance() override { return early; }
+
+    EarlyInstance early;
+};
+} // namespace
+
+// Without an application object of its own: whether one is made is what this is about.
+class tst_HandOver : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void aRequestIsHandedOverBeforeThereIsAnApplication_data();
+    void aRequestIsHandedOverBeforeThereIsAnApplication();
+};
+
+void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication_data()
+{
+    QTest::addColumn<Instance::Answer>("answer");
+    QTest::addColumn<int>("status");
+    QTest::newRow("taken") << Instance::Answer::taken << EXIT_SUCCESS;
+    QTest::newRow("silent") << Instance::Answer::silent << EXIT_FAILURE;
+}
+
+void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication()
+{
+    QFETCH(Instance::Answer, answer);
+    EarlyPlatform platform;
+    platform.early.answer = answer;
+    char name[] = "quillon";
+    char *arguments[] = {name, nullptr};
+    QTEST(PanelProgram::run(1, arguments, Instance::Request::toggle, {}), "status");
+    QCOMPARE(platform.early.requests, QList<Instance::Request>{Instance::Request::toggle});
+    // One would show itself in the Dock.
+    QVERIFY(!QCoreApplication::instance());
+}
+
+QTEST_APPLESS_MAIN(tst_HandOver)
+#include "tst_HandOver.moc"
