@@ -13,6 +13,7 @@ import json
 import random
 import re
 import sys
+from itertools import accumulate
 from pathlib import Path
 
 import actions
@@ -56,9 +57,8 @@ class Generator:
         self.plain = plain
         # Tasks of several steps and those with arguments are worth more repetition, and so are those to be
         # declined: to act unasked is the worst fault.
-        self.weights = [
-            (3 if task.is_declined() else 1) + len(task.slots) + len(task.steps) * 0.5 for task in self.tasks
-        ]
+        weights = [(3 if task.is_declined() else 1) + len(task.slots) + len(task.steps) * 0.5 for task in self.tasks]
+        self.weights = list(accumulate(weights))
 
     def conversation(self, number: int) -> dict:
         """The conversation of this number; each depends on nothing but the seed and its number."""
@@ -66,7 +66,7 @@ class Generator:
         if self.plain:
             task = self.tasks[number % len(self.tasks)]
         else:
-            task = dice.choices(self.tasks, self.weights)[0]
+            task = dice.choices(self.tasks, cum_weights=self.weights)[0]
         return self.play(task, dice)
 
     def desktop(self, task: Task, values: list[str], dice: random.Random) -> Desktop:

@@ -13,6 +13,7 @@ from __future__ import annotations
 
 import re
 from dataclasses import dataclass
+from functools import lru_cache
 from pathlib import Path
 
 import actions
@@ -150,8 +151,9 @@ def read_file(path: Path) -> list[Task]:
     return tasks
 
 
-def read_all(folder: Path) -> list[Task]:
-    return [task for path in sorted(folder.glob("*.txt")) for task in read_file(path)]
+@lru_cache
+def read_all(folder: Path) -> tuple[Task, ...]:
+    return tuple(task for path in sorted(folder.glob("*.txt")) for task in read_file(path))
 
 
 def spoken(text: str) -> str:

@@ -134,29 +134,29 @@ class TheMerge(unittest.TestCase):
 
 class TheEvaluation(unittest.TestCase):
     def evaluate(self, reply: str) -> str:
-        """What is said of a model that answers so to four tasks that cannot be done."""
+        """What is said of a model that answers so to two tasks that cannot be done."""
         with tempfile.TemporaryDirectory() as folder:
             model = str(Path(folder) / "model.gguf")
             subprocess.run([MAKE_TEST_MODEL, model, reply], check=True)
             command = [sys.executable, str(HERE / "evaluate.py"), model, "--program", REPLY]
-            command += ["--kind", "cannot", "--most", "4"]
+            command += ["--kind", "cannot", "--most", "2"]
             return subprocess.run(command, capture_output=True, text=True, check=True).stdout
 
     def test_counts_what_a_model_that_always_gives_up_gets_right(self):
         output = self.evaluate('{"action":"done","message":"No."}')
-        self.assertIn("readable replies       4 of 4 (100.0 %)", output)
-        self.assertIn("replies that end: right action 4 of 4 (100.0 %), exact 4 of 4 (100.0 %)", output)
-        self.assertIn("tasks, cannot: done 4 of 4 (100.0 %), unasked effect 0 of 4 (0.0 %)", output)
+        self.assertIn("readable replies       2 of 2 (100.0 %)", output)
+        self.assertIn("replies that end: right action 2 of 2 (100.0 %), exact 2 of 2 (100.0 %)", output)
+        self.assertIn("tasks, cannot: done 2 of 2 (100.0 %), unasked effect 0 of 2 (0.0 %)", output)
 
     def test_sees_what_was_not_asked_for(self):
         output = self.evaluate('{"action":"type_text","text":"x"}')
-        self.assertIn("tasks, all: done 0 of 4 (0.0 %), unasked effect 4 of 4 (100.0 %)", output)
-        self.assertIn("    4  done -> type_text", output)
+        self.assertIn("tasks, all: done 0 of 2 (0.0 %), unasked effect 2 of 2 (100.0 %)", output)
+        self.assertIn("    2  done -> type_text", output)
 
     def test_counts_what_cannot_be_read(self):
         output = self.evaluate("I would rather talk.")
-        self.assertIn("readable replies       0 of 4 (0.0 %)", output)
-        self.assertIn("    4  done -> unreadable", output)
+        self.assertIn("readable replies       0 of 2 (0.0 %)", output)
+        self.assertIn("    2  done -> unreadable", output)
 
 
 if __name__ == "__main__":

@@ -3,6 +3,7 @@
 import random
 import re
 from collections import defaultdict
+from functools import lru_cache
 
 import actions
 from taskfiles import Slot, Task, filled
@@ -41,6 +42,7 @@ def declined_kind(value: str) -> str:
     return "app" if value[:1].isupper() else "query"
 
 
+@lru_cache(maxsize=None)
 def kind_of(task: Task, number: int) -> str:
     """What the slot holds, by the argument that takes all of it; "" when it must stay as it is."""
     if task.is_declined():
