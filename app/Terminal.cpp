@@ -1,5 +1,7 @@
 #include "app/Terminal.h"
 
+#include "base/ShownText.h"
+
 #include <array>
 #include <cstdio>
 
@@ -11,6 +13,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int usualWidth = 80;
+constexpr int usualHeight = 24;
+
+// What ends a page of a question that is longer than the terminal.
+const QString more = u"\n— Return shows the rest — "_s;
+constexpr int moreHeight = 2;
 
 int terminalWidth()
 {
@@ -20,18 +27,57 @@ int terminalWidth()
     return usualWidth;
 }
 
-// As much of the line as surely fits: what is not Latin, Greek or Cyrillic may take two columns.
-QString fitting(const QString &line, int columns)
+int terminalHeight()
+{
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0)
+        return size.ws_row;
+    return usualHeight;
+}
+
+// What is not Latin, Greek or Cyrillic may take two columns.
+int columnsOf(char32_t character)
 {
     constexpr char32_t firstWide = 0x1100;
+    return character < firstWide ? 1 : 2;
+}
+
+// As much of the line as surely fits.
+QString fitting(const QString &line, int columns)
+{
     qsizetype end = 0;
     for (const char32_t character : line.toUcs4()) {
-        columns -= character < firstWide ? 1 : 2;
+        columns -= columnsOf(character);
         if (columns < 0)
             break;
         end += QChar::requiresSurrogates(character) ? 2 : 1;
     }
     return line.left(end);
+}
+
+// The text in parts of which each surely fits into so many lines of so many columns.
+QStringList pages(const QString &text, int columns, int lines)
+{
+    QStringList all{QString()};
+    int line = 1;
+    int column = 0;
+    for (const char32_t character : text.toUcs4()) {
+        const bool isFull = column + columnsOf(character) > columns;
+        if (character == '\n' || isFull) {
+            column = 0;
+            ++line;
+        }
+        if (line > lines) {
+            line = 1;
+            all.append(QString());
+            if (character == '\n')
+                continue;
+        }
+        all.last() += QChar::fromUcs4(character);
+        if (character != '\n')
+            column += columnsOf(character);
+    }
+    return all;
 }
 
 void write(std::FILE *stream, const QString &text)
@@ -46,24 +92,6 @@ QString indented(QString text)
 {
     return text.replace(u'\n', u"\n    "_s);
 }
-
-bool changesDirection(QChar character)
-{
-    switch (character.direction()) {
-    case QChar::DirLRE:
-    case QChar::DirLRO:
-    case QChar::DirRLE:
-    case QChar::DirRLO:
-    case QChar::DirPDF:
-    case QChar::DirLRI:
-    case QChar::DirRLI:
-    case QChar::DirFSI:
-    case QChar::DirPDI:
-        return true;
-    default:
-        return false;
-    }
-}
 } // namespace
 
 Terminal::Terminal(QObject *parent)
@@ -73,27 +101,16 @@ Terminal::Terminal(QObject *parent)
 {
 }
 
-QString Terminal::plainText(const QString &text)
-{
-    QString plain = text;
-    for (QChar &character : plain) {
-        const bool isControl = character.category() == QChar::Other_Control && character != u'\n';
-        if (isControl || changesDirection(character))
-            character = QChar::ReplacementCharacter;
-    }
-    return plain;
-}
-
 void Terminal::print(const QString &line)
 {
     clearStatus();
-    write(stdout, indented(plainText(line)) + u'\n');
+    write(stdout, indented(ShownText::plain(line)) + u'\n');
 }
 
 void Terminal::printError(const QString &line)
 {
     clearStatus();
-    write(stderr, indented(plainText(line)) + u'\n');
+    write(stderr, indented(ShownText::plain(line)) + u'\n');
 }
 
 void Terminal::showStatus(const QString &status)
@@ -103,7 +120,7 @@ void Terminal::showStatus(const QString &status)
     clearStatus();
     if (status.isEmpty())
         return;
-    const QString line = plainText(status).replace(u'\n', u' ');
+    const QString line = ShownText::plain(status).replace(u'\n', u' ');
     write(stdout, fitting(line, terminalWidth() - 1));
     m_statusIsShown = true;
 }
@@ -118,8 +135,17 @@ void Terminal::clearStatus()
 void Terminal::ask(const QString &question)
 {
     clearStatus();
+    const QString shown = indented(ShownText::plain(question));
+    m_pages = m_outputIsTerminal ? pages(shown, terminalWidth(), terminalHeight() - moreHeight)
+                                 : QStringList{shown};
+    askPage();
+}
+
+void Terminal::askPage()
+{
     tcflush(STDIN_FILENO, TCIFLUSH);
-    write(stdout, indented(plainText(question)));
+    const QString page = m_pages.takeFirst();
+    write(stdout, m_pages.isEmpty() ? page : page + more);
     m_input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(m_input, &QSocketNotifier::activated, this, &Terminal::readAnswer);
 }
@@ -131,6 +157,7 @@ void Terminal::withdrawQuestion()
     m_input->setEnabled(false);
     m_input->deleteLater();
     m_input = nullptr;
+    m_pages.clear();
     write(stdout, u"\n"_s);
 }
 
@@ -142,6 +169,12 @@ void Terminal::readAnswer()
     m_input->setEnabled(false);
     m_input->deleteLater();
     m_input = nullptr;
+    if (length > 0 && !m_pages.isEmpty()) {
+        // Whatever it says, it was said before the end of the question was to be seen.
+        askPage();
+        return;
+    }
+    m_pages.clear();
     if (length <= 0)
         write(stdout, u"\n"_s);
     Q_EMIT answered(QString::fromUtf8(buffer.data(), length > 0 ? length : 0));

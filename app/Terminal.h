@@ -3,11 +3,12 @@
 #include <QObject>
 #include <QSocketNotifier>
 #include <QString>
+#include <QStringList>
 
 /// The terminal, or the files in its place, that the program was started on. Main thread.
 ///
-/// Whatever it prints is plain text: control characters in what a model, a file name or another
-/// application said are shown, not obeyed, and line breaks in it start indented lines.
+/// Whatever it prints is plain text: what in the words of a model, a file name or another
+/// application would be obeyed or not seen is shown, and line breaks in it start indented lines.
 class Terminal final : public QObject
 {
     Q_OBJECT
@@ -28,19 +29,17 @@ public:
     void showStatus(const QString &status);
 
     /// Prints the question and emits answered() with the line that the user types after it. What
-    /// was typed before the question is no answer to it and is dropped.
+    /// was typed before the question is no answer to it and is dropped. A question that is longer
+    /// than the terminal is shown page by page, and only its end can be answered.
     void ask(const QString &question);
     /// Takes the question back.
     void withdrawQuestion();
-
-    /// The text with every control character (and every character that changes the direction of
-    /// the text) replaced by a visible one; line ends stay.
-    [[nodiscard]] static QString plainText(const QString &text);
 
 Q_SIGNALS:
     void answered(const QString &line);
 
 private:
+    void askPage();
     void readAnswer();
     void clearStatus();
 
@@ -48,4 +47,5 @@ private:
     const bool m_outputIsTerminal;
     bool m_statusIsShown = false;
     QSocketNotifier *m_input = nullptr; ///< While a question stands.
+    QStringList m_pages;                ///< What is still to be shown of it.
 };

@@ -1,5 +1,7 @@
 #include "app/TerminalRunner.h"
 
+#include "agent/ShownReason.h"
+
 #include <QCoro/QCoroFuture>
 
 #include <utility>
@@ -171,7 +173,7 @@ void TerminalRunner::askForApproval()
         m_terminal.withdrawQuestion();
         return;
     }
-    const QString question = u"  ? "_s + pending->reason + u" [y/N] "_s;
+    const QString question = u"  ? "_s + shownReason(*pending) + u" [y/N] "_s;
     if (m_terminal.canAsk()) {
         m_terminal.ask(question);
         return;

@@ -14,6 +14,12 @@ FocusScope {
     property int wait: 400
     property bool isReady: false
 
+    // Nobody is to approve what they have not seen to its end.
+    property bool endWasSeen: false
+    property int framesWithEnd: 0
+    readonly property bool isWindowShown: Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+    readonly property bool mustScroll: !endWasSeen && reasonView.contentHeight > reasonView.height + 1
+
     function allow(): void {
         if (card.isReady)
             card.session.resolve(true);
@@ -21,6 +27,27 @@ FocusScope {
 
     function decline(): void {
         card.session.resolve(false);
+    }
+
+    function beginAnew(): void {
+        card.isReady = false;
+        card.endWasSeen = false;
+        card.framesWithEnd = 0;
+        settling.stop();
+        reasonView.contentY = 0;
+    }
+
+    // The first frame after a change may still be one from before it.
+    function countFrame(): void {
+        const isEndInView = reasonView.height >= Math.min(reason.implicitHeight, lineMetrics.height) && reasonView.contentY + reasonView.height >= reasonView.contentHeight - 1;
+        card.framesWithEnd = isEndInView ? card.framesWithEnd + 1 : 0;
+        if (card.framesWithEnd < 2) {
+            if (isEndInView)
+                card.Window.window.update();
+            return;
+        }
+        card.endWasSeen = true;
+        settling.restart();
     }
 
     function scrollBy(distance: real): void {
@@ -45,20 +72,41 @@ FocusScope {
             card.scrollBy(event.key === Qt.Key_Up ? -20 : 20);
         } else if (event.key === Qt.Key_PageUp || event.key === Qt.Key_PageDown) {
             card.scrollBy(0.9 * (event.key === Qt.Key_PageUp ? -reasonView.height : reasonView.height));
+        } else if (event.key === Qt.Key_Home || event.key === Qt.Key_End) {
+            card.scrollBy(event.key === Qt.Key_Home ? -reasonView.contentHeight : reasonView.contentHeight);
         } else if (event.text.trim() !== "" && card.isReady) {
             card.isReady = false;
             settling.restart();
         }
     }
+    onIsWindowShownChanged: beginAnew()
     onVisibleChanged: {
-        card.isReady = false;
-        if (visible) {
-            settling.restart();
-            reasonView.contentY = 0;
+        beginAnew();
+        if (visible)
             face.forceActiveFocus();
-        } else {
-            settling.stop();
+    }
+
+    Connections {
+        function onFrameSwapped(): void {
+            card.countFrame();
         }
+
+        enabled: card.visible && card.isWindowShown && !card.endWasSeen
+        target: card.Window.window
+    }
+
+    Connections {
+        function onPendingChanged(): void {
+            card.beginAnew();
+        }
+
+        target: card.session
+    }
+
+    FontMetrics {
+        id: lineMetrics
+
+        font: reason.font
     }
 
     Timer {
@@ -166,9 +214,19 @@ FocusScope {
             }
 
             RowLayout {
-                Layout.alignment: Qt.AlignRight
                 Layout.topMargin: 4
                 spacing: 8
+
+                PlainText {
+                    Layout.fillWidth: true
+                    color: Theme.secondary
+                    font.pixelSize: 12
+                    objectName: "confirmHint"
+                    opacity: card.mustScroll ? 1 : 0
+                    text: "Scroll to the end to allow this."
+
+                    Accessible.ignored: !card.mustScroll
+                }
 
                 PushButton {
                     id: cancelButton
@@ -184,9 +242,11 @@ FocusScope {
                 PushButton {
                     id: allowButton
 
+                    enabled: !card.mustScroll
                     KeyNavigation.backtab: cancelButton
                     KeyNavigation.tab: cancelButton
                     objectName: "allowButton"
+                    opacity: enabled ? 1 : 0.5
                     prominent: true
                     text: "Allow"
 

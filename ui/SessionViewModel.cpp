@@ -1,6 +1,7 @@
 #include "ui/SessionViewModel.h"
 
 #include "agent/AgentSession.h"
+#include "agent/ShownReason.h"
 #include "ui/PreviewTail.h"
 
 #include <QClipboard>
@@ -57,7 +58,7 @@ bool SessionViewModel::isPending() const
 QString SessionViewModel::pendingReason() const
 {
     const auto &pending = m_session.pending();
-    return pending ? pending->reason : QString();
+    return pending ? shownReason(*pending) : QString();
 }
 
 void SessionViewModel::submit(const QString &text)

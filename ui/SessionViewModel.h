@@ -34,6 +34,7 @@ public:
     /// The end of the reply as it streams in.
     [[nodiscard]] const QString &preview() const { return m_preview; }
     [[nodiscard]] bool isPending() const;
+    /// Why approval is needed, with all that is in it to be seen.
     [[nodiscard]] QString pendingReason() const;
 
     /// Hands the task over as typed.

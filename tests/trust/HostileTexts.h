@@ -26,6 +26,8 @@ struct HostileText
     /// The sentence with which that is held back; nothing where it has no effect anyway.
     QString reason = {};
     QString front = u"Safari"_s; ///< The application in front.
+    /// The sentence as it is shown, where that is another one.
+    QString shown = {};
 };
 
 /// All of them.

@@ -1,6 +1,7 @@
 // What others wrote, and what a model makes of it, is shown in the real panel: as the characters
 // that it consists of, and as nothing more.
 
+#include "agent/ShownReason.h"
 #include "executor/Pause.h"
 #include "tests/trust/HostileTexts.h"
 #include "tests/ui/PanelTest.h"
@@ -135,7 +136,11 @@ void tst_HostilePanel::whatIsShownIsPlainText()
         return;
     scene.session->setTurns({});
     start(u"Obey"_s, {hostile.obeyed});
-    QTRY_COMPARE(shown(u"confirmReason"_s), QStringList{hostile.reason});
+    QTRY_VERIFY(scene.session->pending());
+    QCOMPARE(scene.session->pending()->reason, hostile.reason);
+    QTRY_COMPARE(shown(u"confirmReason"_s), QStringList{shownReason(*scene.session->pending())});
+    if (!hostile.shown.isEmpty())
+        QCOMPARE(shown(u"confirmReason"_s), QStringList{hostile.shown});
     QTRY_COMPARE(shown(u"lineText"_s),
                  QStringList{asLines(scene.session->turns().constFirst().log.constFirst().text)});
     QCOMPARE(shown(u"liveStatus"_s), QStringList{asOneLine(scene.session->status())});

@@ -34,6 +34,7 @@ private Q_SLOTS:
 
     void performsATypedTask();
     void performsARiskyStepThatIsAllowed();
+    void aLongQuestionIsReadToItsEndFirst();
     void leavesARiskyStepThatIsDeclined();
     void leavesARiskyStepWhenStopped();
     void isDraggedByAnEmptyArea();
@@ -76,7 +77,7 @@ private:
     /// Starts the program with a model that gives these replies, one after the other.
     void start(const QList<QByteArray> &replies);
     /// Starts the program and types a task that it has to ask about.
-    void startAndAsk();
+    void startAndAsk(const QByteArray &path = "old.zip");
     [[nodiscard]] bool isTrashed() const { return !QFile::exists(m_desktop.home(u"old.zip"_s)); }
 
     VirtualDesktop &m_desktop;
@@ -105,9 +106,9 @@ void tst_PanelProgram::start(const QList<QByteArray> &replies)
     QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
 }
 
-void tst_PanelProgram::startAndAsk()
+void tst_PanelProgram::startAndAsk(const QByteArray &path)
 {
-    start({R"({"action":"trash","path":"old.zip"})",
+    start({R"({"action":"trash","path":")" + path + R"("})",
            R"({"action":"done","message":"That is all there was to do."})"});
     // A Return that comes before the model is loaded leaves the text where it is.
     type(u"tidy up"_s);
@@ -147,6 +148,27 @@ void tst_PanelProgram::performsARiskyStepThatIsAllowed()
     };
     QVERIFY(QTest::qWaitFor(isTrashedAfterReturn, eventually));
     QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+}
+
+void tst_PanelProgram::aLongQuestionIsReadToItsEndFirst()
+{
+    startAndAsk(QByteArray("./").repeated(1500) + "old.zip");
+    // Longer than the card takes no approval in any case.
+    QTest::qWait(1000);
+    for (int i = 0; i < 5; ++i) {
+        press(u"Return"_s);
+        QTest::qWait(100);
+    }
+    QVERIFY(asks());
+    QVERIFY(!isTrashed());
+    keepPicture(u"program-confirm-long"_s);
+    press(u"End"_s);
+    const auto isTrashedAfterReturn = [this] {
+        if (asks())
+            press(u"Return"_s);
+        return isTrashed();
+    };
+    QVERIFY(QTest::qWaitFor(isTrashedAfterReturn, eventually));
 }
 
 void tst_PanelProgram::leavesARiskyStepThatIsDeclined()

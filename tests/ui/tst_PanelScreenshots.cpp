@@ -113,6 +113,24 @@ const QList<State> &states()
              scene.submit(u"Empty the trash"_s);
              QTRY_VERIFY(scene.sessionView->isPending());
          }},
+        {"confirm-hostile", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             const QString path = u"Downloads/invoice\\u202egpj.exe"_s + u"\\n"_s.repeated(60) +
+                                  u"/../Documents"_s + QString(300, u' ') + u"\\u200b/all"_s;
+             scene.engine->addReplies({uR"({"action":"trash","path":"%1"})"_s.arg(path)});
+             scene.submit(u"Tidy up my Downloads folder"_s);
+             QTRY_VERIFY(scene.sessionView->isPending());
+         }},
+        {"confirm-end", Model::loaded,
+         [](PanelScene &scene, HttpServer &) {
+             scene.itemAnywhere(u"confirmCard"_s)->setProperty("wait", 0);
+             const QString path = u"Downloads/a-folder-with-a-long-name/"_s.repeated(50);
+             scene.engine->addReplies({uR"({"action":"trash","path":"%1"})"_s.arg(path)});
+             scene.submit(u"Tidy up my Downloads folder"_s);
+             QTRY_VERIFY(scene.sessionView->isPending());
+             scene.key(Qt::Key_End);
+             QTRY_VERIFY(scene.itemAnywhere(u"confirmCard"_s)->property("isReady").toBool());
+         }},
         {"declined", Model::loaded,
          [](PanelScene &scene, HttpServer &) {
              scene.engine->addReplies({Say::trashOld});
