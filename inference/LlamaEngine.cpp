@@ -41,7 +41,14 @@ QCoro::Task<QString> LlamaEngine::generate(QList<ChatMessage> conversation, int 
     std::function<QString()> work = [this, conversation, maxTokens, onToken] {
         if (!m_model)
             throw InferenceError(InferenceError::notLoaded);
-        return m_model->generate(conversation, maxTokens, onToken, [this] { giveUpModel(); });
+        try {
+            return m_model->generate(conversation, maxTokens, onToken, [this] { giveUpModel(); });
+        } catch (const InferenceError &) {
+            // The file that takes its place is another model, to be loaded from its beginning.
+            if (m_model->isDamaged())
+                release();
+            throw;
+        }
     };
     QueuedCall<QString> call(m_queue, std::move(work), InferenceError::decodeFailed);
     co_return co_await call;

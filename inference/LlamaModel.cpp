@@ -4,6 +4,7 @@
 #include "inference/ChatMl.h"
 #include "inference/GgmlBackends.h"
 #include "inference/LibraryLog.h"
+#include "inference/MappedFileGuard.h"
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
 
@@ -99,14 +100,12 @@ auto failingWith(InferenceError::Case failure, const Call &call)
 Model loadModel(const QString &path)
 {
     return failingWith(InferenceError::loadFailed, [&] {
-        // Opening a named pipe would wait for its writer.
-        if (!QFileInfo(path).isFile())
-            throw InferenceError(InferenceError::loadFailed);
         llama_backend_init();
         llama_model_params params = llama_model_default_params();
         params.n_gpu_layers = gpuLayers;
+        const MappedFileGuard mapped;
         Model model(llama_model_load_from_file(path.toUtf8().constData(), params));
-        if (!model)
+        if (!model || mapped.hasMissed())
             throw InferenceError(InferenceError::loadFailed);
         return model;
     });
@@ -226,9 +225,14 @@ struct LlamaModel::Handles
     Context context; // released first
 };
 
-LlamaModel::LlamaModel(const QString &path)
+LlamaModel::LlamaModel(const QString &path) : m_file(path)
 {
     prepareLibraryOnce();
+    // Opening a named pipe would wait for its writer.
+    if (!QFileInfo(path).isFile() || !m_file.open(QIODevice::ReadOnly))
+        throw InferenceError(InferenceError::loadFailed);
+    m_size = m_file.size();
+    m_changed = m_file.fileTime(QFileDevice::FileModificationTime);
     Model model = loadModel(path);
     Context context = makeContext(model.get());
     m_handles = std::make_unique<Handles>(Handles{std::move(model), std::move(context)});
@@ -240,6 +244,13 @@ LlamaModel::Library LlamaModel::library()
 {
     prepareLibraryOnce();
     return {QString::fromUtf8(llama_version()), GgmlBackends::names(), GgmlBackends::extensions()};
+}
+
+// Of the very file that was loaded: one that has taken its name is another.
+bool LlamaModel::hasFileChanged() const
+{
+    return m_file.size() != m_size ||
+           m_file.fileTime(QFileDevice::FileModificationTime) != m_changed;
 }
 
 QString LlamaModel::generate(const QList<ChatMessage> &conversation, int maxTokens,
@@ -258,6 +269,7 @@ QString LlamaModel::generate(const QList<ChatMessage> &conversation, int maxToke
         throw InferenceError(InferenceError::tokenizeFailed);
 
     return failingWith(InferenceError::decodeFailed, [&] {
+        const MappedFileGuard mapped;
         llama_memory_clear(llama_get_memory(context), true);
         const Sampler sampler = makeSampler();
         QString text;
@@ -269,6 +281,10 @@ QString LlamaModel::generate(const QList<ChatMessage> &conversation, int maxToke
                 decode(context, prompt.data(), prompt.size(), lost);
             else
                 decode(context, &token, 1, lost);
+            if (mapped.hasMissed() || hasFileChanged()) {
+                m_isDamaged = true;
+                throw InferenceError(InferenceError::decodeFailed);
+            }
             token = llama_sampler_sample(sampler.get(), context, -1);
             if (llama_vocab_is_eog(vocabulary, token))
                 break;

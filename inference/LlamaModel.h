@@ -4,6 +4,8 @@
 #include "inference/InferenceEngine.h"
 
 #include <QByteArray>
+#include <QDateTime>
+#include <QFile>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -41,7 +43,16 @@ public:
                                    const InferenceEngine::OnToken &onToken,
                                    const std::function<void()> &lost);
 
+    /// Whether the file was written to while it was in use: what is in memory is worth nothing.
+    [[nodiscard]] bool isDamaged() const { return m_isDamaged; }
+
 private:
     struct Handles;
+    [[nodiscard]] bool hasFileChanged() const;
+
+    QFile m_file; ///< Read by the library; held to be asked whether it is as it was.
+    qint64 m_size = 0;
+    QDateTime m_changed;
     std::unique_ptr<Handles> m_handles;
+    bool m_isDamaged = false;
 };

@@ -54,6 +54,10 @@ private Q_SLOTS:
     void unloadWaitsForTheGeneration();
     void loadsAnotherModel();
     void aFailedLoadLeavesNothing();
+    void survivesThatItsFileIsCutShort_data();
+    void survivesThatItsFileIsCutShort();
+    void noticesThatItsFileIsWrittenTo();
+    void itsFileCanBeReplacedByRenaming();
     void loadsManyTimesWithoutLeaking();
     void destructionWaitsForTheGeneration();
     void destructionRefusesWhatWaits();
@@ -570,6 +574,65 @@ void tst_LlamaEngine::aFailedLoadLeavesNothing()
     QVERIFY(!engine.isLoaded());
     QCOMPARE(reply(engine, asking(u"Hello"_s)), u"error: The language model isn't loaded yet."_s);
     load(engine, TestModel::saying({"Hello there."}));
+}
+
+void tst_LlamaEngine::survivesThatItsFileIsCutShort_data()
+{
+    QTest::addColumn<double>("left");
+    QTest::newRow("nothing is left") << 0.0;
+    QTest::newRow("half is left") << 0.5;
+    QTest::newRow("nearly all is left") << 0.9;
+}
+
+void tst_LlamaEngine::survivesThatItsFileIsCutShort()
+{
+    QFETCH(const double, left);
+    const TestModel model = TestModel::saying({"Hello there."});
+    const QString path = written(model);
+    LlamaEngine engine;
+    QVERIFY(!awaitedError(engine.load(path)));
+    QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Hello there."_s);
+
+    // As a copy over it does.
+    QFile file(path);
+    QVERIFY(file.resize(static_cast<qint64>(left * static_cast<double>(file.size()))));
+    QCOMPARE(reply(engine, asking(u"Hello"_s)),
+             u"error: "_s + InferenceError(InferenceError::decodeFailed).description());
+    QVERIFY(!engine.isLoaded());
+    QVERIFY(awaitedError(engine.load(path)));
+
+    model.write(path);
+    QVERIFY(!awaitedError(engine.load(path)));
+    QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Hello there."_s);
+}
+
+void tst_LlamaEngine::noticesThatItsFileIsWrittenTo()
+{
+    const QString path = written(TestModel::saying({"Hello there."}));
+    LlamaEngine engine;
+    QVERIFY(!awaitedError(engine.load(path)));
+    // Of the same length, as another file of the same kind is.
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    QVERIFY(file.seek(file.size() - 8) && file.write("12345678") == 8 && file.flush());
+    QVERIFY(file.setFileTime(QDateTime::currentDateTime().addSecs(60),
+                             QFileDevice::FileModificationTime));
+    QCOMPARE(reply(engine, asking(u"Hello"_s)),
+             u"error: "_s + InferenceError(InferenceError::decodeFailed).description());
+    QVERIFY(!engine.isLoaded());
+    QVERIFY(!awaitedError(engine.load(path)));
+}
+
+void tst_LlamaEngine::itsFileCanBeReplacedByRenaming()
+{
+    const QString path = written(TestModel::saying({"Hello there."}));
+    const QString next = written(TestModel::saying({"Good evening."}));
+    LlamaEngine engine;
+    QVERIFY(!awaitedError(engine.load(path)));
+    QVERIFY(QFile::remove(path) && QFile::rename(next, path));
+    QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Hello there."_s);
+    QVERIFY(!awaitedError(engine.load(path)));
+    QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Good evening."_s);
 }
 
 void tst_LlamaEngine::loadsManyTimesWithoutLeaking()

@@ -1,0 +1,81 @@
+#include "inference/MappedFileGuard.h"
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+
+// POSIX, the same on every system that this program runs on.
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace {
+std::atomic<int> s_guards = 0;
+std::atomic<unsigned> s_missed = 0;
+struct sigaction s_before = {};
+
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free,
+              "A signal handler must not wait.");
+
+// Static variables are made on the main thread.
+const pthread_t mainThread = pthread_self();
+const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+
+// Only what a thread has run into itself, and not for reading at an odd address.
+bool isMissingPage(const siginfo_t &signal)
+{
+    return signal.si_code == BUS_ADRERR || signal.si_code == BUS_OBJERR;
+}
+
+// Puts an empty page where the file's is gone; no thread is stopped, and nothing is unwound. Pages
+// that are only read share one page of memory, and go with the mapping.
+bool replacePage(void *address)
+{
+    void *const page =
+        reinterpret_cast<void *>(reinterpret_cast<std::uintptr_t>(address) & ~(pageSize - 1));
+    return mmap(page, pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) !=
+           MAP_FAILED;
+}
+
+void onMissingPage(int, siginfo_t *signal, void *)
+{
+    const int error = errno;
+    // The main thread reads files of its own, and no weights.
+    if (s_guards > 0 && isMissingPage(*signal) && !pthread_equal(pthread_self(), mainThread) &&
+        replacePage(signal->si_addr)) {
+        ++s_missed;
+    } else {
+        // Whatever it was, it happens again and is dealt with as it would have been.
+        sigaction(SIGBUS, &s_before, nullptr);
+    }
+    errno = error;
+}
+
+void installOnce()
+{
+    [[maybe_unused]] static const bool installed = [] {
+        struct sigaction action = {};
+        action.sa_sigaction = onMissingPage;
+        action.sa_flags = SA_SIGINFO;
+        sigemptyset(&action.sa_mask);
+        return sigaction(SIGBUS, &action, &s_before) == 0;
+    }();
+}
+} // namespace
+
+MappedFileGuard::MappedFileGuard() : m_missedBefore(s_missed)
+{
+    installOnce();
+    ++s_guards;
+}
+
+MappedFileGuard::~MappedFileGuard()
+{
+    --s_guards;
+}
+
+bool MappedFileGuard::hasMissed() const
+{
+    return s_missed != m_missedBefore;
+}
