@@ -7,6 +7,8 @@
 #include "app/TerminalRunner.h"
 #include "base/NumericLocale.h"
 #include "platform/CoreApplication.h"
+#include "platform/Keyboard.h"
+#include "platform/Platform.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -55,6 +57,7 @@ QCoro::Task<> runInTerminal(TerminalRunner &runner, QString task)
 
 int runTask(const QString &task)
 {
+    Platform::current().keyboard().recover();
     Terminal terminal;
     ModelManager models;
     AgentSession session(models);

@@ -4,6 +4,7 @@
 #include "app/HotKey.h"
 #include "app/VisualEffect.h"
 #include "app/WindowStyler.h"
+#include "platform/Keyboard.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
@@ -51,6 +52,7 @@ std::optional<QString> QuillonApp::launch()
 {
     if (!m_window)
         return u"Quillon's panel cannot be shown: %1"_s.arg(m_problem);
+    Platform::current().keyboard().recover();
     EditMenu::install([this] { m_session.setTurns({}); });
     // Before the window is there, so that nobody who gets the focus from it can lose it again.
     m_delegate.applicationDidFinishLaunching();

@@ -49,6 +49,10 @@ class Keyboard
 public:
     virtual ~Keyboard() = default;
 
+    /// Puts back, in its own time, what is left of a source whose process was killed and could not
+    /// do so itself. For the start of the program.
+    virtual void recover() = 0;
+
     /// A source for one action, for the process that has the keyboard. The text is all that its
     /// events are going to type.
     [[nodiscard]] virtual std::unique_ptr<KeyboardSource> open(const QString &text,

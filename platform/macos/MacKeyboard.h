@@ -6,5 +6,7 @@
 class MacKeyboard final : public Keyboard
 {
 public:
+    // Events belong to no keyboard that could stay changed.
+    void recover() override {}
     std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };

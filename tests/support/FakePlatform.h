@@ -126,9 +126,11 @@ public:
     QList<KeyEvent> events;
     QStringList announced;      ///< The texts that sources were opened for.
     QList<ProcessId> receivers; ///< For whom they were opened.
+    int recoveries = 0;
     int openSources = 0;
     int finishedSources = 0;
 
+    void recover() override { ++recoveries; }
     std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };
 

@@ -73,6 +73,8 @@ private Q_SLOTS:
     void whileItPerformsAStep();
     void whileThePanelAsks();
     void whileItTypes();
+    void whileItTypesTogetherWithWhatTypes();
+    void whatTypesAlone();
     void whileItDownloads();
     void whileTheDownloadGoesIntoPlace();
 
@@ -286,6 +288,50 @@ void tst_KilledProgram::whileItTypes()
     QCOMPARE(keyboardMap(), m_map);
     QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"a"_s}}), u"Pressed a."_s);
     QTRY_COMPARE(receiver.received(), received + 'a');
+}
+
+void tst_KilledProgram::whileItTypesTogetherWithWhatTypes()
+{
+    const QByteArray text = QByteArray("Жук шёл ").repeated(150);
+    giveModel({R"({"action":"type_text","text":")" + text + R"("})"});
+    const Listener receiver(*m_desktop, u"Receiver"_s);
+    Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Write"_s}, options());
+    const QDeadlineTimer limit(eventually);
+    while (receiver.received().size() < 100 && !limit.hasExpired())
+        (void)quillon.waitForOutput("what it never prints", 1);
+    const QList<qint64> typing = m_desktop->processes(u"/quillon-keyboard"_s);
+    QCOMPARE(typing.size(), 1);
+    // The one that could tidy up for the other goes first.
+    quillon.signal(SIGSTOP);
+    QCOMPARE(kill(static_cast<pid_t>(typing.first()), SIGKILL), 0);
+    quillon.signal(SIGKILL);
+    QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
+    QTRY_COMPARE(m_desktop->processes(u"/quillon-keyboard"_s), QList<qint64>());
+    QVERIFY(keyboardMap() != m_map);
+
+    giveModel({R"({"action":"done","message":"Fine."})"});
+    nextStartIsFine();
+    QTRY_COMPARE(keyboardMap(), m_map);
+}
+
+void tst_KilledProgram::whatTypesAlone()
+{
+    const QByteArray text = QByteArray("Жук шёл ").repeated(150);
+    giveModel({R"({"action":"type_text","text":")" + text + R"("})",
+               R"({"action":"done","message":"Fine."})"});
+    const Listener receiver(*m_desktop, u"Receiver"_s);
+    Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Write"_s}, options());
+    const QDeadlineTimer limit(eventually);
+    while (receiver.received().size() < 100 && !limit.hasExpired())
+        (void)quillon.waitForOutput("what it never prints", 1);
+    const QList<qint64> typing = m_desktop->processes(u"/quillon-keyboard"_s);
+    QCOMPARE(typing.size(), 1);
+    QVERIFY(keyboardMap() != m_map);
+    QCOMPARE(kill(static_cast<pid_t>(typing.first()), SIGKILL), 0);
+    QTRY_COMPARE(keyboardMap(), m_map);
+    QCOMPARE(quillon.waitForExit(), 0);
+    QVERIFY(quillon.output().contains(u"The keyboard program ended too early."_s));
+    QCOMPARE(keyboardMap(), m_map);
 }
 
 void tst_KilledProgram::whileItDownloads()

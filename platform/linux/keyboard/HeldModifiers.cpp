@@ -17,8 +17,9 @@ void HeldModifiers::release(const KeyMap &map)
 {
     // The digits of the keypad are all that Num Lock matters to, and we never type on the keypad.
     const auto locked = static_cast<uint8_t>(m_keyboard.state()->lockedMods & ~map.numLock());
-    m_keyboard.lock(locked, 0);
     m_locked |= locked;
+    m_record.write(m_locked);
+    m_keyboard.lock(locked, 0);
 
     const std::vector<DeviceKey> held = m_keyboard.heldKeys();
     if (held.empty())
@@ -41,6 +42,7 @@ void HeldModifiers::restore()
 {
     if (const uint8_t locked = std::exchange(m_locked, uint8_t{0}))
         m_keyboard.lock(locked, locked);
+    m_record.write(m_locked);
     m_keyboard.sync();
     std::map<DeviceKey, int> pressed;
     for (const auto &[key, releases] : std::exchange(m_held, {})) {

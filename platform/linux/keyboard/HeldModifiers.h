@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/keyboard/LoanRecord.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
 #include <map>
@@ -11,7 +12,9 @@ class KeyMap;
 class HeldModifiers
 {
 public:
-    explicit HeldModifiers(XKeyboard &keyboard) : m_keyboard(keyboard) {}
+    HeldModifiers(XKeyboard &keyboard, LoanRecord &record) : m_keyboard(keyboard), m_record(record)
+    {
+    }
 
     /// Puts aside what stands in the way now, apart from what we hold ourselves: nothing of that
     /// may be down.
@@ -22,6 +25,7 @@ public:
 
 private:
     XKeyboard &m_keyboard;
+    LoanRecord &m_record;
     std::map<DeviceKey, int> m_held; ///< And how often others had released it before us.
     uint8_t m_locked = 0;
 };

@@ -100,6 +100,18 @@ QString keyboardProgram()
     return folder.filePath(path);
 }
 
+// Goes on by itself, also when this program ends.
+void startRecovery()
+{
+    QProcess recovery;
+    recovery.setProgram(keyboardProgram());
+    recovery.setArguments({u"recover"_s});
+    recovery.setStandardInputFile(QProcess::nullDevice());
+    recovery.setStandardOutputFile(QProcess::nullDevice());
+    recovery.setStandardErrorFile(QProcess::nullDevice());
+    (void)recovery.startDetached();
+}
+
 class TypingProgram final : public KeyboardSource
 {
 public:
@@ -117,6 +129,12 @@ public:
                                  fail(u"The keyboard program can't be started."_s);
                          });
         QObject::connect(m_process, &QProcess::finished, &m_limit, [this] { end(); });
+        // Killed, it has put nothing back; this does not depend on whether somebody still waits.
+        QObject::connect(m_process, &QProcess::finished, m_process,
+                         [](int, QProcess::ExitStatus status) {
+                             if (status == QProcess::CrashExit)
+                                 startRecovery();
+                         });
         m_process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
         m_process->start(keyboardProgram(), {QString::number(static_cast<qint64>(receiver))});
         const QList<uint> symbols = symbolsOf(text);
@@ -220,6 +238,12 @@ private:
     bool m_isFinishing = false;
 };
 } // namespace
+
+void LinuxKeyboard::recover()
+{
+    if (!qEnvironmentVariableIsEmpty("DISPLAY"))
+        startRecovery();
+}
 
 std::unique_ptr<KeyboardSource> LinuxKeyboard::open(const QString &text, ProcessId receiver)
 {

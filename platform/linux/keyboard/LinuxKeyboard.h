@@ -7,5 +7,6 @@
 class LinuxKeyboard final : public Keyboard
 {
 public:
+    void recover() override;
     std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };

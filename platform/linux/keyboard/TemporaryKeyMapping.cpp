@@ -70,10 +70,14 @@ void TemporaryKeyMapping::assign(const std::vector<xcb_keycode_t> &spareKeys,
             m_keys[code].before = current[static_cast<size_t>(code - free.front())];
         if (!m_keys.contains(code))
             continue;
-        Borrowed &borrowed = m_keys[code];
-        borrowed.now = isUsed ? entry(meanings[i]) : borrowed.before;
-        changes[code] = borrowed.now;
+        Loan &loan = m_keys[code];
+        changes[code] = isUsed ? entry(meanings[i]) : loan.before;
+        // Until the change is done, the key has the meaning that we gave it before.
+        loan.ours.push_back(changes[code]);
+        if (loan.ours.size() > 2)
+            loan.ours.erase(loan.ours.begin());
     }
+    m_record.write(m_keys);
     m_keyboard.change(changes);
 }
 
@@ -84,10 +88,11 @@ void TemporaryKeyMapping::restore()
     const xcb_keycode_t first = m_keys.begin()->first;
     const std::vector<KeyEntry> current = m_keyboard.entries(first, m_keys.rbegin()->first);
     std::map<xcb_keycode_t, KeyEntry> changes;
-    for (const auto &[code, borrowed] : m_keys) {
-        if (current[static_cast<size_t>(code - first)] == borrowed.now)
-            changes[code] = borrowed.before;
+    for (const auto &[code, loan] : m_keys) {
+        if (current[static_cast<size_t>(code - first)] == loan.ours.back())
+            changes[code] = loan.before;
     }
     m_keyboard.change(changes);
     m_keys.clear();
+    m_record.write(m_keys);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/keyboard/KeyMap.h"
+#include "platform/linux/keyboard/LoanRecord.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
 #include <map>
@@ -10,7 +11,10 @@
 class TemporaryKeyMapping
 {
 public:
-    explicit TemporaryKeyMapping(XKeyboard &keyboard) : m_keyboard(keyboard) {}
+    TemporaryKeyMapping(XKeyboard &keyboard, LoanRecord &record)
+        : m_keyboard(keyboard), m_record(record)
+    {
+    }
 
     /// Gives the keys, and those that are borrowed already, new meanings: as many of the symbols,
     /// in their order, as there is room for.
@@ -23,12 +27,7 @@ public:
     [[nodiscard]] bool isEmpty() const { return m_keys.empty(); }
 
 private:
-    struct Borrowed
-    {
-        KeyEntry before;
-        KeyEntry now;
-    };
-
     XKeyboard &m_keyboard;
-    std::map<xcb_keycode_t, Borrowed> m_keys;
+    LoanRecord &m_record;
+    std::map<xcb_keycode_t, Loan> m_keys;
 };

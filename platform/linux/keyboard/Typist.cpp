@@ -131,6 +131,7 @@ void Typist::finish()
         m_mapping.restore();
     }
     m_heldModifiers.restore();
+    m_record.end();
     if (failure)
         throw *failure;
 }

@@ -2,6 +2,7 @@
 
 #include "platform/linux/keyboard/HeldModifiers.h"
 #include "platform/linux/keyboard/KeyMap.h"
+#include "platform/linux/keyboard/LoanRecord.h"
 #include "platform/linux/keyboard/Modifier.h"
 #include "platform/linux/keyboard/Receiver.h"
 #include "platform/linux/keyboard/TemporaryKeyMapping.h"
@@ -24,6 +25,8 @@ public:
     Typist(uint32_t receiver, const volatile std::sig_atomic_t &isGivenUp)
         : m_isGivenUp(isGivenUp), m_receiver(m_keyboard, receiver)
     {
+        m_record.recover();
+        m_record.begin();
     }
     ~Typist();
     Typist(const Typist &) = delete;
@@ -56,8 +59,9 @@ private:
     const volatile std::sig_atomic_t &m_isGivenUp;
     XKeyboard m_keyboard;
     Receiver m_receiver;
-    HeldModifiers m_heldModifiers{m_keyboard};
-    TemporaryKeyMapping m_mapping{m_keyboard};
+    LoanRecord m_record{m_keyboard};
+    HeldModifiers m_heldModifiers{m_keyboard, m_record};
+    TemporaryKeyMapping m_mapping{m_keyboard, m_record};
     std::optional<KeyMap> m_map;
     std::deque<KeySymbol> m_expected;
     std::map<uint8_t, xcb_keycode_t> m_held; ///< The modifiers that we hold, with their keys.

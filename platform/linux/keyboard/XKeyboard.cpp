@@ -128,6 +128,22 @@ void XKeyboard::inject(const DeviceKey &key, bool isDown)
         --m_releases[key];
 }
 
+void XKeyboard::releaseOurs()
+{
+    for (const DeviceKey &key : heldKeys()) {
+        if (key.device == m_ours)
+            inject(key, false);
+    }
+}
+
+xcb_window_t XKeyboard::makeWindow() const
+{
+    const xcb_window_t window = xcb_generate_id(connection());
+    xcb_create_window(connection(), 0, window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    return window;
+}
+
 void XKeyboard::flush() const
 {
     if (xcb_flush(connection()) <= 0)

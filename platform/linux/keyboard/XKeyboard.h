@@ -40,7 +40,11 @@ public:
 
     [[nodiscard]] xcb_connection_t *connection() const { return m_connection.get(); }
     [[nodiscard]] xcb_input_device_id_t device() const { return m_core; }
+    [[nodiscard]] xcb_window_t root() const { return m_root; }
     [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
+
+    /// A window that no one sees; the server takes it away when this process has ended.
+    [[nodiscard]] xcb_window_t makeWindow() const;
 
     /// As long as this lives, the server does nothing for anybody else, so that what is seen stays
     /// so. For moments only: nobody's windows move meanwhile.
@@ -68,6 +72,9 @@ public:
 
     /// The same for a key of any of the keyboards, as if its owner's finger did it.
     void inject(const DeviceKey &key, bool isDown);
+
+    /// Releases all keys that are down on the keyboard that belongs to no hardware.
+    void releaseOurs();
 
     /// Sends what has been asked for.
     void flush() const;

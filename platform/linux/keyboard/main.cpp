@@ -1,7 +1,8 @@
 // Types on the X server for the program that started it, one action long. It is a program of its
 // own so that keys and keyboard map go back to what they were however that program ends, and so
 // that a server which hangs holds nobody else up. Its argument is the process to type for: no other
-// one gets a key.
+// one gets a key. With the argument "recover" it only puts back what one of its kind has left that
+// was killed.
 //
 // One request a line, numbers in hexadecimal:
 //   expect SYMBOL…           what is going to be typed
@@ -21,6 +22,7 @@
 #include <iostream>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -66,6 +68,11 @@ int main(int count, char **arguments)
         std::signal(number, SIG_IGN);
     std::signal(SIGTERM, &giveUp);
     try {
+        if (count > 1 && std::string_view(arguments[1]) == "recover") {
+            XKeyboard keyboard;
+            LoanRecord(keyboard).recover();
+            return 0;
+        }
         const unsigned long receiver = count > 1 ? std::strtoul(arguments[1], nullptr, 10) : 0;
         Typist typist(static_cast<uint32_t>(receiver), s_isGivenUp);
         for (std::string request; std::getline(std::cin, request);) {

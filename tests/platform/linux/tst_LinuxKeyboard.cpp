@@ -344,6 +344,10 @@ private Q_SLOTS:
 
     void aProgramThatDiesLeavesNoTrace_data();
     void aProgramThatDiesLeavesNoTrace();
+    void whatAKilledKeyboardProgramLeftIsPutBack_data();
+    void whatAKilledKeyboardProgramLeftIsPutBack();
+    void aForgedRecordDoesNoHarm_data();
+    void aForgedRecordDoesNoHarm();
     void aServerThatHangsIsTold();
     void aServerThatDiesIsTold();
 
@@ -696,6 +700,93 @@ void tst_LinuxKeyboard::aProgramThatDiesLeavesNoTrace()
     QTRY_COMPARE(m_server->modifiers(), int{XCB_MOD_MASK_LOCK});
     m_server->finger(hardware, capsLock, true);
     m_server->finger(hardware, capsLock, false);
+}
+
+void tst_LinuxKeyboard::whatAKilledKeyboardProgramLeftIsPutBack_data()
+{
+    QTest::addColumn<QString>("what");
+    QTest::addColumn<bool>("programLives");
+    QTest::newRow("borrowed keys, by the program") << u"text"_s << true;
+    QTest::newRow("pressed keys, by the program") << u"keys"_s << true;
+    QTest::newRow("borrowed keys, by the next start") << u"text"_s << false;
+    QTest::newRow("pressed keys, by the next start") << u"keys"_s << false;
+}
+
+void tst_LinuxKeyboard::whatAKilledKeyboardProgramLeftIsPutBack()
+{
+    QFETCH(const QString, what);
+    QFETCH(const bool, programLives);
+    const auto receiver = terminal(*m_desktop, u"left"_s);
+    m_server->finger(hardware, capsLock, true);
+    m_server->finger(hardware, capsLock, false);
+    QProcess program;
+    program.start(QCoreApplication::applicationFilePath(), {u"--type"_s, what});
+    while (!program.canReadLine())
+        QVERIFY(program.waitForReadyRead());
+    if (what == u"text")
+        QVERIFY(keyboardMap() != m_map);
+    else
+        QTRY_COMPARE(m_server->keysDown().size(), 3);
+
+    const QList<qint64> typing = m_desktop->processes(u"/quillon-keyboard"_s);
+    QCOMPARE(typing.size(), 1);
+    const auto ours = static_cast<pid_t>(program.processId());
+    if (!programLives)
+        QCOMPARE(kill(ours, SIGSTOP), 0);
+    QCOMPARE(kill(static_cast<pid_t>(typing.first()), SIGKILL), 0);
+    if (!programLives) {
+        QCOMPARE(kill(ours, SIGKILL), 0);
+        QVERIFY(program.waitForFinished());
+        QVERIFY(keyboardMap() != m_map || !m_server->keysDown().isEmpty());
+        Platform::current().keyboard().recover();
+    }
+    QTRY_COMPARE(m_server->keysDown(), QList<int>());
+    QTRY_COMPARE(keyboardMap(), m_map);
+    QTRY_COMPARE(m_server->modifiers(), int{XCB_MOD_MASK_LOCK});
+    m_server->finger(hardware, capsLock, true);
+    m_server->finger(hardware, capsLock, false);
+    if (programLives) {
+        program.kill();
+        QVERIFY(program.waitForFinished());
+    }
+    receiver->forget();
+    QCOMPARE(typed(u"Жук"_s), u"Typed text."_s);
+    QTRY_COMPARE(receiver->received(), "Жук"_ba);
+}
+
+void tst_LinuxKeyboard::aForgedRecordDoesNoHarm_data()
+{
+    QTest::addColumn<QByteArray>("record");
+    QTest::newRow("another format") << QByteArray("\7\0", 2);
+    QTest::newRow("nothing but its format") << QByteArray("\1", 1);
+    QTest::newRow("half a key") << QByteArray("\1\0\x26\1\x0c", 5);
+    QTest::newRow("an entry that is too long") << QByteArray("\1\0\x26\1\xff\xff", 6);
+    QTest::newRow("an entry that is too short") << QByteArray("\1\0\x26\1\1\0\0", 7);
+    QTest::newRow("a key that there is not")
+        << QByteArray("\1\0\1\1", 4) + (QByteArray("\x08\0", 2) + QByteArray(8, '\0')).repeated(2);
+    QTest::newRow("random") << QByteArray("\1\0", 2) + QByteArray("\x26\x5a\x13").repeated(3000);
+}
+
+void tst_LinuxKeyboard::aForgedRecordDoesNoHarm()
+{
+    QFETCH(const QByteArray, record);
+    const auto receiver = terminal(*m_desktop, u"forged"_s);
+    const QByteArray name = "_QUILLON_KEYBOARD_0";
+    const std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)> atom(
+        xcb_intern_atom_reply(m_server->connection(),
+                              xcb_intern_atom(m_server->connection(), 0,
+                                              static_cast<uint16_t>(name.size()), name.constData()),
+                              nullptr),
+        &std::free);
+    const xcb_screen_t *const screen =
+        xcb_setup_roots_iterator(xcb_get_setup(m_server->connection())).data;
+    xcb_change_property(m_server->connection(), XCB_PROP_MODE_REPLACE, screen->root, atom->atom,
+                        XCB_ATOM_INTEGER, 8, static_cast<uint32_t>(record.size()),
+                        record.constData());
+    m_server->sync();
+    QCOMPARE(typed(u"Жук"_s), u"Typed text."_s);
+    QTRY_COMPARE(receiver->received(), "Жук"_ba);
+    QTRY_COMPARE(keyboardMap(), m_map);
 }
 
 void tst_LinuxKeyboard::aServerThatHangsIsTold()
