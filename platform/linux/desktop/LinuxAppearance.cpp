@@ -5,9 +5,7 @@
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QMap>
 
 #include <gio/gio.h>
@@ -48,6 +46,30 @@ std::optional<Look::Color> color(const QVariant &value)
             return std::nullopt;
     }
     return result;
+}
+
+// The groups of settings by name. A portal in front of several backends may give a group once for
+// each of them: the desktop's own comes first.
+Settings read(const QDBusArgument &argument)
+{
+    Settings settings;
+    if (argument.currentSignature() != u"a{sa{sv}}")
+        return settings;
+    argument.beginMap();
+    while (!argument.atEnd()) {
+        QString group;
+        QVariantMap keys;
+        argument.beginMapEntry();
+        argument >> group >> keys;
+        argument.endMapEntry();
+        QVariantMap &known = settings[group];
+        for (auto key = keys.begin(); key != keys.end(); ++key) {
+            if (!known.contains(key.key()))
+                known.insert(key.key(), key.value());
+        }
+    }
+    argument.endMap();
+    return settings;
 }
 
 bool isZero(const QVariant &value)
@@ -105,7 +127,8 @@ void LinuxAppearance::askPortal()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;
-    qDBusRegisterMetaType<Settings>();
+    // Without this the connection to the signal, whose last argument it is, is refused.
+    qRegisterMetaType<QDBusVariant>();
     bus.connect(portalService, portalPath, portalInterface, u"SettingChanged"_s, this,
                 SLOT(takePortalSetting(QString, QString, QDBusVariant)));
     QDBusMessage call =
@@ -114,10 +137,11 @@ void LinuxAppearance::askPortal()
     auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);
     connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
         watcher->deleteLater();
-        const QDBusPendingReply<Settings> reply = *watcher;
-        if (reply.isError())
+        const QDBusMessage reply = watcher->reply();
+        const QVariant answer = reply.arguments().value(0);
+        if (reply.type() != QDBusMessage::ReplyMessage || !answer.canConvert<QDBusArgument>())
             return;
-        const Settings settings = reply.value();
+        const Settings settings = read(answer.value<QDBusArgument>());
         // The desktops' own keys first: the shared ones have the last word.
         for (const QString &group : {kde, gnome, appearance}) {
             const QVariantMap keys = settings.value(group);
