@@ -50,6 +50,11 @@ bool Panel::isComposited() const
     return Platform::current().shell().isComposited();
 }
 
+bool Panel::blursBehind() const
+{
+    return Platform::current().shell().blursBehind();
+}
+
 bool Panel::isDark() const
 {
     return look().isDark;
@@ -72,6 +77,8 @@ QColor Panel::accentColor() const
 void Panel::requestTrust()
 {
     Platform::current().accessibility().requestTrust();
+    // Where the system asks nobody, the answer is there by now.
+    readTrust();
 }
 
 void Panel::hide()

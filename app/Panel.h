@@ -16,6 +16,8 @@ class Panel : public QObject
     Q_PROPERTY(bool trusted READ isTrusted NOTIFY trustedChanged)
     /// Whether translucent pixels show what is behind the window.
     Q_PROPERTY(bool composited READ isComposited NOTIFY compositedChanged)
+    /// And show it blurred.
+    Q_PROPERTY(bool blursBehind READ blursBehind NOTIFY compositedChanged)
     Q_PROPERTY(bool darkMode READ isDark NOTIFY lookChanged)
     Q_PROPERTY(bool reducedMotion READ hasReducedMotion NOTIFY lookChanged)
     /// Invalid where the system has none.
@@ -30,6 +32,7 @@ public:
 
     [[nodiscard]] bool isTrusted() const { return m_isTrusted; }
     [[nodiscard]] bool isComposited() const;
+    [[nodiscard]] bool blursBehind() const;
     [[nodiscard]] bool isDark() const;
     [[nodiscard]] bool hasReducedMotion() const;
     [[nodiscard]] QColor accentColor() const;

@@ -81,7 +81,15 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     if (shell.paintsInSoftware())
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickWindow::setDefaultAlphaBuffer(true);
+    // The toolkit takes it from the environment only, which is not for the programs that we start.
+    const QByteArray resolution = "QT_FONT_DPI";
+    const std::optional<int> better =
+        qEnvironmentVariableIsSet(resolution) ? std::nullopt : shell.fontResolution();
+    if (better)
+        qputenv(resolution, QByteArray::number(*better));
     const QGuiApplication application(count, arguments.data());
+    if (better)
+        qunsetenv(resolution);
     usePlainNumbers();
     // A cursor that blinks would wake the processor for nothing, again and again.
     QGuiApplication::styleHints()->setCursorFlashTime(0);

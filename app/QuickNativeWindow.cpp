@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
+#include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QQuickWindow>
@@ -63,9 +64,15 @@ QSize QuickNativeWindow::size() const
     return m_window.size();
 }
 
+QSize QuickNativeWindow::minimumSize() const
+{
+    return m_window.minimumSize();
+}
+
 QRect QuickNativeWindow::screenArea() const
 {
-    const QScreen *const screen = m_window.screen();
+    const QScreen *const pointed = QGuiApplication::screenAt(QCursor::pos());
+    const QScreen *const screen = pointed ? pointed : m_window.screen();
     return screen ? screen->availableGeometry() : QRect();
 }
 
@@ -77,6 +84,11 @@ double QuickNativeWindow::scale() const
 void QuickNativeWindow::moveTo(QPoint corner)
 {
     m_window.setPosition(corner);
+}
+
+void QuickNativeWindow::resize(QSize size)
+{
+    m_window.resize(size);
 }
 
 bool QuickNativeWindow::eventFilter(QObject *watched, QEvent *event)

@@ -29,9 +29,11 @@ public:
     void minimise() override;
     void close() override;
     [[nodiscard]] QSize size() const override;
+    [[nodiscard]] QSize minimumSize() const override;
     [[nodiscard]] QRect screenArea() const override;
     [[nodiscard]] double scale() const override;
     void moveTo(QPoint corner) override;
+    void resize(QSize size) override;
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 

@@ -41,6 +41,7 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
     window->setFlags(shell().windowFlags());
     m_window.emplace(*window, [this] { applyStyle(); });
     m_panel.setWindow(&*m_window);
+    m_attention.emplace(m_session, *m_window, [this] { m_delegate.applicationWasStartedAgain(); });
 }
 
 QuillonApp::~QuillonApp()
@@ -65,4 +66,6 @@ void QuillonApp::applyStyle()
 {
     WindowStyler::make(*m_window);
     VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
+    if (m_attention)
+        m_attention->windowWasMade();
 }

@@ -2,6 +2,7 @@
 
 #include "agent/AgentSession.h"
 #include "app/AppDelegate.h"
+#include "app/Attention.h"
 #include "app/Panel.h"
 #include "app/QuickNativeWindow.h"
 #include "models/ModelManager.h"
@@ -48,4 +49,5 @@ private:
     QString m_problem; ///< Why the views cannot be shown.
     QQmlApplicationEngine m_engine;
     std::optional<QuickNativeWindow> m_window;
+    std::optional<Attention> m_attention;
 };

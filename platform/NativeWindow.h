@@ -27,7 +27,10 @@ public:
 
     /// In the toolkit's coordinates, of which each is scale() pixels.
     [[nodiscard]] virtual QSize size() const = 0;
-    [[nodiscard]] virtual QRect screenArea() const = 0; ///< Without the desktop's bars.
+    [[nodiscard]] virtual QSize minimumSize() const = 0;
+    /// The screen that the user is on, without the desktop's bars.
+    [[nodiscard]] virtual QRect screenArea() const = 0;
     [[nodiscard]] virtual double scale() const = 0;
     virtual void moveTo(QPoint corner) = 0;
+    virtual void resize(QSize size) = 0;
 };

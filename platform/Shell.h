@@ -8,6 +8,7 @@
 #include <QtGlobal>
 
 #include <functional>
+#include <optional>
 
 class NativeWindow;
 
@@ -19,6 +20,12 @@ public:
     /// NSVisualEffectView's materials, by its own numbers.
     enum class Material : long { underWindowBackground = 21 };
 
+    /// How much the user is needed.
+    enum class Urgency {
+        news,     ///< Something is over; it may be read later or never.
+        question, ///< Nothing goes on before the user answers.
+    };
+
     virtual ~Shell() = default;
 
     // Before the toolkit starts.
@@ -27,6 +34,9 @@ public:
     [[nodiscard]] virtual bool hasDisplay() = 0;
     /// What the toolkit is told on its command line.
     [[nodiscard]] virtual QByteArrayList toolkitArguments() const = 0;
+    /// The resolution of fonts that the toolkit derives its scale from, if it is to have another
+    /// one than the desktop's.
+    [[nodiscard]] virtual std::optional<int> fontResolution() = 0;
     /// Calls this on the main thread when the user opens the running application again by the
     /// desktop's own means, with whether the desktop sees a window of it. For one observer.
     virtual void observeReopening(std::function<void(bool hasVisibleWindows)> reopened) = 0;
@@ -55,6 +65,8 @@ public:
     [[nodiscard]] virtual bool isVisible(NativeWindow &window) = 0;
     [[nodiscard]] virtual bool isKey(NativeWindow &window) = 0;
     virtual void makeKeyAndOrderFront(NativeWindow &window) = 0;
+    /// Puts the window in the middle of the screen that the user is on, and makes it small enough
+    /// for that.
     virtual void center(NativeWindow &window) = 0;
 
     /// Makes the window a translucent panel without a title bar that its own contents fill.
@@ -62,11 +74,26 @@ public:
     /// Lays the system's blurred material under the window's contents.
     virtual void placeMaterialBehind(NativeWindow &window, Material material) = 0;
 
+    // What the user must not miss.
+
+    /// Keeps the window above those of other applications, which keep the keyboard. Also for a
+    /// window that is shown later.
+    virtual void keepAbove(NativeWindow &window, bool isAbove) = 0;
+    /// Asks the user, in the task bar or the Dock, to look at the window.
+    virtual void requestAttention(NativeWindow &window, Urgency urgency) = 0;
+    /// Shows the plain text among the desktop's notifications, in place of the last one, and calls
+    /// this on the main thread if the user chooses it. Nothing where there are no notifications.
+    virtual void notify(const QString &text, Urgency urgency, std::function<void()> chosen) = 0;
+    /// Takes the last notification back.
+    virtual void withdrawNotification() = 0;
+
     // What is behind.
 
     /// Whether translucent pixels show what is behind the window.
     [[nodiscard]] virtual bool isComposited() = 0;
-    /// Calls this on the main thread whenever isComposited() has changed. For one observer.
+    /// And show it blurred, so that its texts cannot be mistaken for the window's.
+    [[nodiscard]] virtual bool blursBehind() = 0;
+    /// Calls this on the main thread whenever one of the two has changed. For one observer.
     virtual void observeComposition(std::function<void()> changed) = 0;
 
 private:

@@ -49,9 +49,47 @@ RowLayout {
         Accessible.role: Accessible.EditableText
 
         Keys.onDownPressed: bar.input.recallLater()
+        Keys.onPressed: event => {
+            // The field would drop the ends of lines, and join the words beside them.
+            event.accepted = event.matches(StandardKey.Paste);
+            if (event.accepted)
+                field.pasteText(bar.input.clipboardLine());
+        }
         Keys.onUpPressed: bar.input.recallEarlier()
         onAccepted: bar.input.send()
         onTextEdited: bar.input.text = text
+
+        function pasteText(pasted: string): void {
+            field.remove(field.selectionStart, field.selectionEnd);
+            field.insert(field.cursorPosition, pasted);
+            bar.input.text = field.text;
+        }
+
+        // Whether a long text goes on beyond the edge.
+        property bool goesOnLeft: false
+        property bool goesOnRight: false
+
+        function lookBeyond(): void {
+            goesOnLeft = field.positionToRectangle(0).x < -1;
+            goesOnRight = field.positionToRectangle(field.length).x > field.width + 1;
+        }
+
+        onCursorRectangleChanged: lookBeyond()
+        onTextChanged: lookBeyond()
+        onWidthChanged: lookBeyond()
+
+        FadedEdge {
+            anchors.left: parent.left
+            isLeft: true
+            objectName: "fadeLeft"
+            visible: field.goesOnLeft
+        }
+
+        FadedEdge {
+            anchors.right: parent.right
+            objectName: "fadeRight"
+            visible: field.goesOnRight
+        }
 
         PlainText {
             Accessible.ignored: true
@@ -70,10 +108,12 @@ RowLayout {
     }
 
     IconButton {
-        color: Theme.accent
+        color: enabled ? Theme.accent : Theme.tertiary
+        enabled: !bar.session.isStopping
         glyphSize: 26
         help: "Stop"
         objectName: "stopButton"
+        opacity: enabled ? 1 : 0.5
         symbol: "stop.circle.fill"
         text: "Stop"
         visible: bar.session.isRunning

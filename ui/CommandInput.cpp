@@ -1,5 +1,9 @@
 #include "ui/CommandInput.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
+#include <QRegularExpression>
+
 #include <algorithm>
 
 using namespace Qt::StringLiterals;
@@ -87,6 +91,16 @@ void CommandInput::recallLater()
 {
     if (!isDraft())
         recall(m_place + 1);
+}
+
+QString CommandInput::clipboardLine()
+{
+    static const QRegularExpression lineEnds(u"\\s*[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]\\s*"_s);
+    QString text = QGuiApplication::clipboard()->text();
+    // What is copied by the line ends with one.
+    while (!text.isEmpty() && (text.endsWith(u'\n') || text.endsWith(u'\r')))
+        text.chop(1);
+    return text.replace(lineEnds, u" "_s);
 }
 
 void CommandInput::recall(qsizetype place)

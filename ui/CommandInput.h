@@ -43,6 +43,9 @@ public:
     Q_INVOKABLE void recallEarlier();
     Q_INVOKABLE void recallLater();
 
+    /// The text on the clipboard as one line: line ends are spaces, so that words stay apart.
+    [[nodiscard]] Q_INVOKABLE static QString clipboardLine();
+
 Q_SIGNALS:
     void sessionChanged();
     void modelsChanged();

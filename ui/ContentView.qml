@@ -103,10 +103,23 @@ FocusScope {
                 visible: !centre.showsHistory
             }
 
+            Loader {
+                id: strip
+
+                active: centre.showsHistory && !content.models.isLoaded
+                anchors.bottom: parent.bottom
+                anchors.left: parent.left
+                anchors.right: parent.right
+                sourceComponent: SetUpStrip {
+                    models: content.models
+                }
+            }
+
             History {
                 id: history
 
                 anchors.fill: parent
+                anchors.bottomMargin: strip.active ? strip.height : 0
                 session: content.session
                 suggestions: command.suggestions
                 visible: centre.showsHistory

@@ -1,8 +1,8 @@
 import QtQuick
-import QtQuick.Layouts
 import Quillon
 
-RowLayout {
+// Anchored, so that what comes and goes on one side is never laid over the other.
+Item {
     id: footer
 
     required property ModelsViewModel models
@@ -12,10 +12,10 @@ RowLayout {
     // come and go.
     readonly property int lineHeight: 24
 
-    spacing: 12
+    implicitHeight: lineHeight
 
     Row {
-        Layout.preferredHeight: footer.lineHeight
+        height: footer.lineHeight
         spacing: 6
         visible: footer.panel.trusted
 
@@ -30,6 +30,8 @@ RowLayout {
         }
 
         PlainText {
+            id: badge
+
             anchors.verticalCenter: parent.verticalCenter
             color: Theme.secondary
             font.pixelSize: 11
@@ -39,7 +41,7 @@ RowLayout {
     }
 
     LinkButton {
-        implicitHeight: footer.lineHeight
+        height: footer.lineHeight
         objectName: "grantButton"
         symbol: "hand.raised.fill"
         text: "Grant Accessibility access"
@@ -48,29 +50,28 @@ RowLayout {
         onClicked: footer.panel.requestTrust()
     }
 
-    Item {
-        Layout.fillWidth: true
-    }
+    PlainText {
+        id: hint
 
-    Row {
-        Layout.preferredHeight: footer.lineHeight
-
-        PlainText {
-            anchors.verticalCenter: parent.verticalCenter
-            color: Theme.tertiary
-            font.pixelSize: 11
-            // The symbol comes from another font, whose lines may be higher.
-            lineHeight: 15
-            lineHeightMode: Text.FixedHeight
-            objectName: "hotKeyHint"
-            text: "⌥Space"
-        }
+        anchors.right: menu.visible ? menu.left : parent.right
+        anchors.rightMargin: menu.visible ? 12 : 0
+        color: Theme.tertiary
+        font.pixelSize: 11
+        // The symbol comes from another font, whose lines may be higher.
+        lineHeight: 15
+        lineHeightMode: Text.FixedHeight
+        objectName: "hotKeyHint"
+        text: "⌥Space"
+        y: badge.y
     }
 
     ModelMenu {
+        id: menu
+
+        anchors.right: parent.right
         // It is felt as far as its edge and seen as far as its symbol.
-        Layout.rightMargin: -6
-        implicitHeight: footer.lineHeight
+        anchors.rightMargin: -6
+        height: footer.lineHeight
         models: footer.models
         visible: footer.models.isLoaded
     }

@@ -1,7 +1,8 @@
 import QtQuick
 import Quillon
 
-// What goes on right now. Its height does not follow the preview's coming and going.
+// What goes on right now. Neither its height nor its first line follow the preview's coming and
+// going.
 Item {
     id: live
 
@@ -17,18 +18,19 @@ Item {
 
     Spinner {
         objectName: "liveSpinner"
-        anchors.verticalCenter: parent.verticalCenter
         visible: live.visible
+        y: (status.height - height) / 2
     }
 
     Column {
         anchors.left: parent.left
         anchors.leftMargin: 14 + 8
         anchors.right: parent.right
-        anchors.verticalCenter: parent.verticalCenter
         spacing: 2
 
         PlainText {
+            id: status
+
             elide: Text.ElideRight
             font.weight: Font.Medium
             maximumLineCount: 1

@@ -46,6 +46,13 @@ Window {
     }
 
     Shortcut {
+        enabled: window.session.isRunning
+        sequence: "Ctrl+."
+
+        onActivated: window.session.stop()
+    }
+
+    Shortcut {
         sequence: "Ctrl+Q"
 
         onActivated: Qt.quit()
@@ -54,12 +61,13 @@ Window {
     Rectangle {
         id: background
 
-        // Without a compositor what is translucent is black, round corners too.
+        // Without a compositor what is translucent is black, round corners too. What is behind is
+        // shown only blurred: its texts would mix with ours.
         readonly property bool isRound: window.frameless && window.panel.composited && window.visibility === Window.Windowed
 
         anchors.fill: parent
         objectName: "background"
-        color: Qt.alpha(Theme.surface, !window.panel.composited ? 1 : window.frameless ? Theme.translucency : 0)
+        color: Qt.alpha(Theme.surface, !window.panel.blursBehind ? 1 : window.frameless ? Theme.translucency : 0)
         radius: isRound ? Theme.windowRadius : 0
 
         Loader {

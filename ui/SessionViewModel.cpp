@@ -10,6 +10,8 @@
 #include <chrono>
 #include <utility>
 
+using namespace Qt::StringLiterals;
+
 namespace {
 // A fast model brings thousands of pieces a second; nobody reads more than thirty states of a line.
 constexpr std::chrono::milliseconds previewInterval{33};
@@ -25,6 +27,7 @@ SessionViewModel::SessionViewModel(AgentSession &session, QObject *parent)
     m_turns.setRecords(m_session.turns());
     connect(&m_session, &AgentSession::turnsChanged, this, showTurns);
     connect(&m_session, &AgentSession::isRunningChanged, this, &SessionViewModel::isRunningChanged);
+    connect(&m_session, &AgentSession::isRunningChanged, this, &SessionViewModel::statusChanged);
     connect(&m_session, &AgentSession::statusChanged, this, &SessionViewModel::statusChanged);
     connect(&m_session, &AgentSession::pendingChanged, this, &SessionViewModel::pendingChanged);
 
@@ -45,9 +48,15 @@ bool SessionViewModel::isRunning() const
     return m_session.isRunning();
 }
 
+bool SessionViewModel::isStopping() const
+{
+    return isRunning() && m_session.task() && m_session.task()->isCancelled();
+}
+
 QString SessionViewModel::status() const
 {
-    return m_session.status();
+    // The model finishes its reply and the executor its step first.
+    return isStopping() ? u"Stopping…"_s : m_session.status();
 }
 
 bool SessionViewModel::isPending() const
@@ -70,6 +79,7 @@ void SessionViewModel::stop()
 {
     if (const auto task = m_session.task())
         task->cancel();
+    Q_EMIT statusChanged();
     m_session.resolve(false);
 }
 

@@ -19,6 +19,7 @@ class SessionViewModel : public QObject
     Q_PROPERTY(TurnsModel *turns READ turns CONSTANT)
     Q_PROPERTY(bool hasTurns READ hasTurns NOTIFY turnsChanged)
     Q_PROPERTY(bool isRunning READ isRunning NOTIFY isRunningChanged)
+    Q_PROPERTY(bool isStopping READ isStopping NOTIFY statusChanged)
     Q_PROPERTY(QString status READ status NOTIFY statusChanged)
     Q_PROPERTY(QString preview READ preview NOTIFY previewChanged)
     Q_PROPERTY(bool isPending READ isPending NOTIFY pendingChanged)
@@ -30,6 +31,8 @@ public:
     [[nodiscard]] TurnsModel *turns() { return &m_turns; }
     [[nodiscard]] bool hasTurns() const { return m_turns.rowCount() > 0; }
     [[nodiscard]] bool isRunning() const;
+    /// From the request to stop until the task has ended.
+    [[nodiscard]] bool isStopping() const;
     [[nodiscard]] QString status() const;
     /// The end of the reply as it streams in.
     [[nodiscard]] const QString &preview() const { return m_preview; }

@@ -63,106 +63,115 @@ Item {
             models: card.models
         }
 
-        // What can be done now, or what is being done.
-        PushButton {
-            anchors.horizontalCenter: parent.horizontalCenter
-            objectName: "downloadButton"
-            prominent: true
-            text: "Download " + card.models.selectedName
-            visible: card.models.state === ModelsViewModel.NeedsDownload
-
-            onClicked: card.models.download()
-        }
-
-        Column {
-            anchors.horizontalCenter: parent.horizontalCenter
-            spacing: 8
-            visible: card.models.state === ModelsViewModel.Downloading
-
-            ProgressLine {
-                objectName: "downloadProgress"
-                value: card.models.progress
-                width: 300
-
-                Accessible.name: "Download"
-            }
-
-            PlainText {
-                color: Theme.secondary
-                horizontalAlignment: Text.AlignHCenter
-                objectName: "downloadProgressText"
-                text: card.models.progressText
-                width: parent.width
-            }
+        // What can be done now, or what is being done. Nothing above moves when one follows the other:
+        // the first one decides what the middle is, and in a small window the largest.
+        Item {
+            height: card.isCompact ? Math.max(70, failed.height) : 32
+            objectName: "setUpElement"
+            width: parent.width
 
             PushButton {
                 anchors.horizontalCenter: parent.horizontalCenter
-                objectName: "cancelDownloadButton"
-                text: "Cancel"
+                objectName: "downloadButton"
+                prominent: true
+                text: "Download " + card.models.selectedName
+                visible: card.models.state === ModelsViewModel.NeedsDownload
 
-                onClicked: card.models.cancelDownload()
+                onClicked: card.models.download()
             }
-        }
 
-        Column {
-            spacing: 8
-            visible: card.models.state === ModelsViewModel.Failed
-            width: parent.width
-
-            Row {
+            Column {
                 anchors.horizontalCenter: parent.horizontalCenter
                 spacing: 8
+                visible: card.models.state === ModelsViewModel.Downloading
 
-                Glyph {
-                    anchors.verticalCenter: parent.verticalCenter
-                    color: Theme.red
-                    height: 14
-                    name: "xmark.circle.fill"
-                    width: 14
+                ProgressLine {
+                    objectName: "downloadProgress"
+                    value: card.models.progress
+                    width: 300
 
-                    Accessible.ignored: true
+                    Accessible.name: "Download"
                 }
 
                 PlainText {
-                    id: failure
+                    color: Theme.secondary
+                    horizontalAlignment: Text.AlignHCenter
+                    objectName: "downloadProgressText"
+                    text: card.models.progressText
+                    width: parent.width
+                }
 
-                    // What is left between the picker and the button.
-                    readonly property real room: card.height - 60 - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
+                PushButton {
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    objectName: "cancelDownloadButton"
+                    text: "Cancel"
 
-                    elide: Text.ElideRight
-                    maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
-                    objectName: "failureMessage"
-                    text: card.models.message
-                    width: Math.min(implicitWidth, card.width - 60 - 22, 438)
+                    onClicked: card.models.cancelDownload()
                 }
             }
 
-            PushButton {
-                id: tryAgain
+            Column {
+                id: failed
 
+                spacing: 8
+                visible: card.models.state === ModelsViewModel.Failed
+                width: parent.width
+
+                Row {
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    spacing: 8
+
+                    Glyph {
+                        anchors.verticalCenter: parent.verticalCenter
+                        color: Theme.red
+                        height: 14
+                        name: "xmark.circle.fill"
+                        width: 14
+
+                        Accessible.ignored: true
+                    }
+
+                    PlainText {
+                        id: failure
+
+                        // What is left between the picker and the button.
+                        readonly property real room: card.height - 60 - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
+
+                        elide: Text.ElideRight
+                        maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
+                        objectName: "failureMessage"
+                        text: card.models.message
+                        width: Math.min(implicitWidth, card.width - 60 - 22, 438)
+                    }
+                }
+
+                PushButton {
+                    id: tryAgain
+
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    objectName: "tryAgainButton"
+                    text: "Try again"
+
+                    onClicked: card.models.tryAgain()
+                }
+            }
+
+            Row {
                 anchors.horizontalCenter: parent.horizontalCenter
-                objectName: "tryAgainButton"
-                text: "Try again"
+                height: 32
+                spacing: 8
+                visible: card.models.state === ModelsViewModel.Ready || card.models.state === ModelsViewModel.Loading
 
-                onClicked: card.models.tryAgain()
-            }
-        }
+                Spinner {
+                    anchors.verticalCenter: parent.verticalCenter
+                }
 
-        Row {
-            anchors.horizontalCenter: parent.horizontalCenter
-            height: 32
-            spacing: 8
-            visible: card.models.state === ModelsViewModel.Ready || card.models.state === ModelsViewModel.Loading
-
-            Spinner {
-                anchors.verticalCenter: parent.verticalCenter
-            }
-
-            PlainText {
-                anchors.verticalCenter: parent.verticalCenter
-                color: Theme.secondary
-                objectName: "loadingText"
-                text: "Loading model…"
+                PlainText {
+                    anchors.verticalCenter: parent.verticalCenter
+                    color: Theme.secondary
+                    objectName: "loadingText"
+                    text: "Loading model…"
+                }
             }
         }
     }

@@ -12,11 +12,12 @@ Glyph {
 
     Accessible.ignored: true
 
-    Timer {
-        interval: 83
-        repeat: true
-        running: spinner.visible && spinner.Window.visibility !== Window.Hidden && spinner.Window.visibility !== Window.Minimized && !Theme.reducedMotion
+    readonly property bool isSeen: visible && Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
+    readonly property bool turns: isSeen && !Theme.reducedMotion
 
-        onTriggered: spinner.turn = (spinner.turn + 45) % 360
-    }
+    turn: SpinnerBeat.turn
+
+    Component.onDestruction: if (turns)
+        SpinnerBeat.spinners -= 1
+    onTurnsChanged: SpinnerBeat.spinners += turns ? 1 : -1
 }

@@ -5,7 +5,8 @@ import Quillon
 Pressable {
     id: row
 
-    implicitHeight: 36
+    font.pixelSize: 15
+    implicitHeight: 44
 
     background: Rectangle {
         color: row.down ? Theme.pressed : row.hovered ? Theme.hover : "transparent"
@@ -21,18 +22,18 @@ Pressable {
         Glyph {
             Accessible.ignored: true
             anchors.verticalCenter: parent.verticalCenter
-            color: Theme.tertiary
-            height: 14
+            color: Theme.secondary
+            height: 18
             name: "arrow.turn.down.right"
             objectName: "suggestionSymbol"
-            width: 14
+            width: 18
             x: 10
         }
 
         PlainText {
             Accessible.ignored: true
             anchors.left: parent.left
-            anchors.leftMargin: 32
+            anchors.leftMargin: 38
             anchors.right: parent.right
             anchors.rightMargin: 10
             anchors.verticalCenter: parent.verticalCenter

@@ -21,7 +21,7 @@ QtObject {
     readonly property color hairline: dark ? "#26ffffff" : "#1f000000"
     readonly property color innerHairline: dark ? "#2effffff" : "#33000000"
     readonly property color separator: dark ? "#73ffffff" : "#66000000"
-    readonly property color scrim: dark ? "#59000000" : "#14000000"
+    readonly property color scrim: dark ? "#73000000" : "#33000000"
     readonly property color hover: dark ? "#14ffffff" : "#0d000000"
     readonly property color pressed: dark ? "#24ffffff" : "#1a000000"
     readonly property color control: dark ? "#1fffffff" : "#ffffff"

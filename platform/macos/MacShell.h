@@ -9,6 +9,7 @@ public:
     bool hasDisplay() override;
     QByteArrayList toolkitArguments() const override { return {}; }
     void observeReopening(std::function<void(bool)> reopened) override;
+    std::optional<int> fontResolution() override { return std::nullopt; }
     bool paintsInSoftware() const override { return false; }
     Qt::WindowFlags windowFlags() const override;
 
@@ -25,6 +26,13 @@ public:
     void style(NativeWindow &window) override;
     void placeMaterialBehind(NativeWindow &window, Material material) override;
 
+    void keepAbove(NativeWindow &window, bool isAbove) override;
+    void requestAttention(NativeWindow &window, Urgency urgency) override;
+    // The icon in the Dock bounces instead, until the application is in front.
+    void notify(const QString &, Urgency, std::function<void()>) override {}
+    void withdrawNotification() override {}
+
     bool isComposited() override { return true; }
+    bool blursBehind() override { return true; }
     void observeComposition(std::function<void()>) override {}
 };

@@ -154,7 +154,20 @@ void MacShell::makeKeyAndOrderFront(NativeWindow &window)
 
 void MacShell::center(NativeWindow &window)
 {
+    // It is centred on the screen that it is on, which is to be the user's.
+    window.moveTo(window.screenArea().topLeft());
     [view(window).window center];
+}
+
+void MacShell::keepAbove(NativeWindow &window, bool isAbove)
+{
+    view(window).window.level = isAbove ? NSFloatingWindowLevel : NSNormalWindowLevel;
+}
+
+void MacShell::requestAttention(NativeWindow &, Urgency urgency)
+{
+    [NSApp requestUserAttention:urgency == Urgency::question ? NSCriticalRequest
+                                                             : NSInformationalRequest];
 }
 
 void MacShell::style(NativeWindow &window)

@@ -18,6 +18,7 @@ private Q_SLOTS:
     void theTrustIsReadAgainOnEverySummon();
     void theTrustIsReadAgainWhenTheApplicationBecomesActive();
     void askingForTrustAsksThePlatform();
+    void trustThatIsGivenAtOnceIsSeenAtOnce();
     void theSummonIsPassedOnToTheViews();
     void hidingIsTheApplications();
     void closingAndMinimisingAreTheWindows();
@@ -69,6 +70,18 @@ void tst_Panel::askingForTrustAsksThePlatform()
     Panel panel;
     panel.requestTrust();
     QCOMPARE(platform.controls.trustRequests, 1);
+}
+
+void tst_Panel::trustThatIsGivenAtOnceIsSeenAtOnce()
+{
+    FakePlatform platform;
+    platform.controls.trusted = false;
+    platform.controls.givesTrust = true;
+    Panel panel;
+    const QSignalSpy changes(&panel, &Panel::trustedChanged);
+    panel.requestTrust();
+    QVERIFY(panel.isTrusted());
+    QCOMPARE(changes.size(), 1);
 }
 
 void tst_Panel::theSummonIsPassedOnToTheViews()
@@ -138,7 +151,9 @@ void tst_Panel::theCompositorMayComeAndGo()
     const Panel panel;
     const QSignalSpy changes(&panel, &Panel::compositedChanged);
     QVERIFY(!panel.isComposited());
-    platform.panels.changeComposition(true);
+    QVERIFY(!panel.blursBehind());
+    platform.panels.changeComposition(true, true);
+    QVERIFY(panel.property("blursBehind").toBool());
     QVERIFY(panel.property("composited").toBool());
     QCOMPARE(changes.size(), 1);
 }

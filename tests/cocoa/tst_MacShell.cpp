@@ -21,9 +21,13 @@ public:
     void minimise() override {}
     void close() override {}
     QSize size() const override { return {}; }
-    QRect screenArea() const override { return {}; }
+    QSize minimumSize() const override { return {}; }
+    QRect screenArea() const override { return {1920, 25, 1280, 700}; }
     double scale() const override { return 1; }
-    void moveTo(QPoint) override {}
+    void moveTo(QPoint to) override { corner = to; }
+    void resize(QSize) override {}
+
+    QPoint corner;
 
 private:
     const quintptr m_view = FakeCocoa::makeWindow();
@@ -44,6 +48,9 @@ private Q_SLOTS:
     void aClickInTheDockIsPassedOn();
     void menuItemsDoWhatTheyAreFor();
     void aWindowComesForward();
+    void aWindowIsCentredOnTheUsersScreen();
+    void aWindowIsKeptAboveOthers();
+    void theDockIconAsksForAttention();
     void aWindowBecomesAPanel();
     void theContentsDoNotMoveTheWindow(); // First of the two: their class keeps the method.
     void theMaterialLiesUnderTheContents();
@@ -111,6 +118,34 @@ void tst_MacShell::aWindowComesForward()
     m_shell.activate();
     QVERIFY(m_shell.isKey(window));
     QCOMPARE(FakeCocoa::calls, (QStringList{u"front"_s, u"center"_s, u"activate 1"_s}));
+}
+
+void tst_MacShell::aWindowIsCentredOnTheUsersScreen()
+{
+    Window window;
+    m_shell.center(window);
+    QCOMPARE(window.corner, QPoint(1920, 25));
+    QCOMPARE(FakeCocoa::calls, QStringList{u"center"_s});
+}
+
+void tst_MacShell::aWindowIsKeptAboveOthers()
+{
+    Window window;
+    m_shell.keepAbove(window, true);
+    m_shell.keepAbove(window, false);
+    QCOMPARE(FakeCocoa::calls, (QStringList{u"level 3"_s, u"level 0"_s}));
+}
+
+void tst_MacShell::theDockIconAsksForAttention()
+{
+    Window window;
+    m_shell.requestAttention(window, Shell::Urgency::question);
+    m_shell.requestAttention(window, Shell::Urgency::news);
+    QCOMPARE(FakeCocoa::calls, (QStringList{u"attention 0"_s, u"attention 10"_s}));
+    // There is nothing else to tell it by.
+    m_shell.notify(u"Done"_s, Shell::Urgency::news, [] {});
+    m_shell.withdrawNotification();
+    QCOMPARE(FakeCocoa::calls.size(), 2);
 }
 
 void tst_MacShell::aWindowBecomesAPanel()

@@ -93,6 +93,7 @@ class FakeAccessibility final : public Accessibility
 public:
     // What the application in front is like.
     bool trusted = true;
+    bool givesTrust = false; ///< At once when it is asked for it, without asking the user.
     QList<FakeControl> all{{.role = u"AXApplication"_s}};
     bool hasRoot = true;
     std::optional<qsizetype> silentAfter; ///< How many controls it tells of before it hangs.
@@ -111,7 +112,11 @@ public:
     qsizetype add(qsizetype parent, const FakeControl &control);
 
     bool isTrusted() override { return trusted; }
-    void requestTrust() override { ++trustRequests; }
+    void requestTrust() override
+    {
+        ++trustRequests;
+        trusted = trusted || givesTrust;
+    }
     std::unique_ptr<AccessibleTree> open(ProcessId application,
                                          std::chrono::milliseconds limit) override;
 };

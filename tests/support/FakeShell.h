@@ -101,9 +101,11 @@ public:
     void minimise() override { isOnScreen = isFocused = false; }
     void close() override { isOnScreen = isFocused = false; }
     [[nodiscard]] QSize size() const override { return {720, 620}; }
+    [[nodiscard]] QSize minimumSize() const override { return {640, 460}; }
     [[nodiscard]] QRect screenArea() const override { return {0, 0, 1920, 1080}; }
     [[nodiscard]] double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
+    void resize(QSize) override {}
 
     QString name;
     bool isOnScreen = false;
@@ -118,6 +120,7 @@ class FakeShell final : public Shell
 public:
     bool hasDisplay() override { return displays > 0; }
     QByteArrayList toolkitArguments() const override { return {}; }
+    std::optional<int> fontResolution() override { return std::nullopt; }
     void observeReopening(std::function<void(bool)>) override {}
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window; }
@@ -159,15 +162,32 @@ public:
         calls << u"material %1 under %2"_s.arg(static_cast<long>(material)).arg(fake(window).name);
     }
 
+    void keepAbove(NativeWindow &window, bool isAbove) override
+    {
+        calls << (isAbove ? u"above "_s : u"not above "_s) + fake(window).name;
+    }
+    void requestAttention(NativeWindow &window, Urgency urgency) override
+    {
+        calls << u"attention "_s + fake(window).name + (isQuestion(urgency) ? u" now"_s : u""_s);
+    }
+    void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override
+    {
+        calls << (isQuestion(urgency) ? u"ask "_s : u"tell "_s) + text;
+        chooseNotification = std::move(chosen);
+    }
+    void withdrawNotification() override { calls << u"withdraw"_s; }
+
     bool isComposited() override { return hasCompositor; }
+    bool blursBehind() override { return blurs; }
     void observeComposition(std::function<void()> changed) override
     {
         m_compositionChanged = std::move(changed);
     }
 
-    void changeComposition(bool composited)
+    void changeComposition(bool composited, bool blurred)
     {
         hasCompositor = composited;
+        blurs = blurred;
         if (m_compositionChanged)
             m_compositionChanged();
     }
@@ -176,9 +196,12 @@ public:
     int displays = 1;
     bool isInFront = false;
     bool hasCompositor = false;
+    bool blurs = false;
+    std::function<void()> chooseNotification;  ///< As a click on the last one does.
     QMap<QString, std::function<void()>> menu; ///< What the items do, by title.
 
 private:
+    static bool isQuestion(Urgency urgency) { return urgency == Urgency::question; }
     static FakeNativeWindow &fake(NativeWindow &window)
     {
         return static_cast<FakeNativeWindow &>(window);

@@ -41,8 +41,9 @@ void PanelScene::prepareEnvironment()
         qunsetenv(name);
 }
 
-PanelScene::PanelScene(Model model, Qt::WindowFlags flags) : ViewModels(model)
+PanelScene::PanelScene(Model model, Qt::WindowFlags flags, bool isTrusted) : ViewModels(model)
 {
+    setTrusted(isTrusted);
     panel.setWindow(&frame);
     Ui::install(qml);
     QQmlComponent component(&qml, Ui::views().rootFile);

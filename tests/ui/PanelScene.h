@@ -17,7 +17,8 @@ class PanelScene : public ViewModels
 public:
     /// Shows the panel and waits until it has the focus.
     explicit PanelScene(Model model = Model::loaded,
-                        Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint);
+                        Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint,
+                        bool isTrusted = true);
     ~PanelScene();
 
     /// The environment that the panel is tested in; before the application object is made.

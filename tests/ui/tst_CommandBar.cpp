@@ -15,6 +15,9 @@ private Q_SLOTS:
     void takesTheFocusWhenSummoned();
     void returnSends();
     void aLongTextIsTakenWhole();
+    void pastedLinesAreSetApart_data();
+    void pastedLinesAreSetApart();
+    void aLongTextFadesAtTheEdges();
     void theSendButtonSends();
     void returnWithoutAModelKeepsTheText_data();
     void returnWithoutAModelKeepsTheText();
@@ -99,6 +102,56 @@ void tst_CommandBar::aLongTextIsTakenWhole()
     scene.key(Qt::Key_Return);
     QTRY_VERIFY(!scene.session->isRunning());
     QCOMPARE(scene.session->turns().first().command, text);
+}
+
+void tst_CommandBar::pastedLinesAreSetApart_data()
+{
+    QTest::addColumn<QString>("copied");
+    QTest::addColumn<QString>("pasted");
+
+    QTest::newRow("one line") << u"find it"_s << u"find it"_s;
+    QTest::newRow("two lines") << u"find it\nand open it"_s << u"find it and open it"_s;
+    QTest::newRow("as Windows ends them")
+        << u"find it\r\nand open it"_s << u"find it and open it"_s;
+    QTest::newRow("an empty line between") << u"find it \n\n  open it"_s << u"find it open it"_s;
+    QTest::newRow("a whole line") << u"find it\n"_s << u"find it"_s;
+    QTest::newRow("paragraphs") << u"find it\u2029open it"_s << u"find it open it"_s;
+    QTest::newRow("nothing") << QString() << QString();
+}
+
+void tst_CommandBar::pastedLinesAreSetApart()
+{
+    QFETCH(QString, copied);
+    QFETCH(QString, pasted);
+    const PanelScene scene;
+    QGuiApplication::clipboard()->setText(copied);
+    scene.type(u"now  then"_s);
+    for (int i = 0; i < 5; ++i)
+        scene.key(Qt::Key_Left);
+    scene.key(Qt::Key_V, Qt::ControlModifier);
+    QCOMPARE(scene.typed(), u"now "_s + pasted + u" then"_s);
+    // It takes the place of what is selected, and is what is sent.
+    scene.key(Qt::Key_A, Qt::ControlModifier);
+    scene.key(Qt::Key_V, Qt::ControlModifier);
+    QCOMPARE(scene.typed(), pasted);
+}
+
+void tst_CommandBar::aLongTextFadesAtTheEdges()
+{
+    const PanelScene scene;
+    const auto fades = [&](const QString &name) { return scene.find(name) != nullptr; };
+    scene.type(u"open"_s);
+    QVERIFY(!fades(u"fadeLeft"_s) && !fades(u"fadeRight"_s));
+    scene.type(QString(200, u'x'));
+    QVERIFY(fades(u"fadeLeft"_s) && !fades(u"fadeRight"_s));
+    scene.key(Qt::Key_Home);
+    QVERIFY(!fades(u"fadeLeft"_s) && fades(u"fadeRight"_s));
+    for (int i = 0; i < 150; ++i)
+        scene.key(Qt::Key_Right);
+    QVERIFY(fades(u"fadeLeft"_s) && fades(u"fadeRight"_s));
+    scene.key(Qt::Key_A, Qt::ControlModifier);
+    scene.key(Qt::Key_Delete);
+    QVERIFY(!fades(u"fadeLeft"_s) && !fades(u"fadeRight"_s));
 }
 
 void tst_CommandBar::theSendButtonSends()

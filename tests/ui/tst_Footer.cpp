@@ -13,6 +13,8 @@ private Q_SLOTS:
     void asksForAccess();
     void showsAccessThatWasGrantedMeanwhile();
     void namesTheHotKey();
+    void nothingInItCoversAnythingElse_data();
+    void nothingInItCoversAnythingElse();
     void offersModelsWhileOneIsLoadedOnly();
     void choosesAModelByMouse();
     void choosesAModelByKeys();
@@ -38,8 +40,12 @@ void tst_Footer::asksForAccess()
     QVERIFY(!scene.find(u"onDevice"_s));
     scene.click(u"grantButton"_s);
     QCOMPARE(scene.platform.controls.trustRequests, 1);
-    // The answer is not known before the next summon.
+    // The system asks the user, whose answer is not known before the next summon.
     QVERIFY(scene.find(u"grantButton"_s));
+    scene.platform.controls.givesTrust = true;
+    scene.click(u"grantButton"_s);
+    QVERIFY(scene.find(u"onDevice"_s));
+    QVERIFY(!scene.find(u"grantButton"_s));
 }
 
 void tst_Footer::showsAccessThatWasGrantedMeanwhile()
@@ -57,6 +63,41 @@ void tst_Footer::namesTheHotKey()
 {
     const PanelScene scene(Model::missing);
     QCOMPARE(scene.text(u"hotKeyHint"_s), u"⌥Space"_s);
+}
+
+void tst_Footer::nothingInItCoversAnythingElse_data()
+{
+    QTest::addColumn<bool>("isTrusted");
+    QTest::addColumn<Model>("model");
+
+    QTest::newRow("a model before the first frame") << false << Model::loaded;
+    QTest::newRow("a model soon after") << false << Model::present;
+    QTest::newRow("no model") << false << Model::missing;
+    QTest::newRow("trusted") << true << Model::loaded;
+}
+
+void tst_Footer::nothingInItCoversAnythingElse()
+{
+    QFETCH(bool, isTrusted);
+    QFETCH(Model, model);
+    PanelScene scene(model, Qt::Window | Qt::FramelessWindowHint, isTrusted);
+    if (model != Model::missing)
+        QTRY_VERIFY(scene.find(u"modelMenuButton"_s));
+    for (const QSize size : {QSize(720, 620), QSize(640, 460)}) {
+        scene.window->resize(size);
+        QTRY_COMPARE(scene.window->contentItem()->width(), size.width());
+        qreal end = 0;
+        for (const QString &name : {isTrusted ? u"onDevice"_s : u"grantButton"_s, u"hotKeyHint"_s,
+                                    u"modelMenuButton"_s}) {
+            const QQuickItem *const item = scene.find(name);
+            if (!item)
+                continue;
+            const QRectF place = item->mapRectToScene(item->boundingRect());
+            QVERIFY2(place.left() > end + 8 && place.width() > 20, qPrintable(name));
+            end = place.right();
+        }
+        QVERIFY(end <= size.width() - 16);
+    }
 }
 
 void tst_Footer::offersModelsWhileOneIsLoadedOnly()

@@ -87,6 +87,8 @@ private Q_SLOTS:
     void aStepTurnsFromSpinnerToTick();
     void theFirstTurnReplacesTheSuggestions();
     void showsWhatGoesOn();
+    void theStatusStaysWhenThePreviewComes();
+    void spinnersTurnAsOne();
     void whatGoesOnStandsOnOneLine();
     void keepsTheLastTurnAndTheLiveStatusInSight();
     void scrollsWithMotion();
@@ -313,6 +315,47 @@ void tst_History::showsWhatGoesOn()
     QTRY_COMPARE(preview.mapToScene({}).y(), status.mapToScene({}).y() + status.height() + 2);
     scene.engine->releaseGeneration();
     QTRY_VERIFY(!scene.find(u"live"_s));
+}
+
+void tst_History::theStatusStaysWhenThePreviewComes()
+{
+    Scene scene;
+    scene.engine->addReplies({Say::done()});
+    scene.engine->holdGenerations();
+    scene.submit(u"Anything"_s);
+    QTRY_COMPARE(scene.text(u"liveStatus"_s), u"Thinking…"_s);
+    const auto top = [&](const QString &name) { return scene.item(name).mapToScene({}).y(); };
+    const qreal status = top(u"liveStatus"_s);
+    const qreal spinner = top(u"liveSpinner"_s);
+    scene.engine->sendPiece(u"{\"action\":"_s);
+    QTRY_VERIFY(scene.find(u"livePreview"_s));
+    QTest::qWait(50);
+    QCOMPARE(top(u"liveStatus"_s), status);
+    QCOMPARE(top(u"liveSpinner"_s), spinner);
+    scene.engine->releaseGeneration();
+    QTRY_VERIFY(!scene.session->isRunning());
+}
+
+void tst_History::spinnersTurnAsOne()
+{
+    Scene scene;
+    scene.session->setTurns({turnOf(
+        u"Task"_s, {{.text = u"One"_s, .running = true}, {.text = u"Two"_s, .running = true}})});
+    QTRY_COMPARE(scene.all(u"lineSpinner"_s).size(), 2);
+    const QList<QQuickItem *> spinners = scene.all(u"lineSpinner"_s);
+    const int before = spinners[0]->property("turn").toInt();
+    QTRY_VERIFY(spinners[0]->property("turn").toInt() != before);
+    QCOMPARE(spinners[1]->property("turn"), spinners[0]->property("turn"));
+    // Reduced motion stops them.
+    scene.setLook({.hasReducedMotion = true});
+    const int still = spinners[0]->property("turn").toInt();
+    QTest::qWait(300);
+    QCOMPARE(spinners[0]->property("turn").toInt(), still);
+    scene.setLook({});
+    QTRY_VERIFY(spinners[0]->property("turn").toInt() != still);
+    // A new list of turns leaves none that turns unseen.
+    scene.session->setTurns({});
+    QTRY_VERIFY(scene.all(u"lineSpinner"_s).isEmpty());
 }
 
 void tst_History::whatGoesOnStandsOnOneLine()

@@ -13,7 +13,9 @@ private Q_SLOTS:
     void hasItsOwnControlsWithoutAFrame();
     void leavesTheControlsToAFrame();
     void isSolidWithoutACompositor();
-    void isTranslucentWithACompositor();
+    void isRoundButSolidWithACompositor();
+    void isTranslucentOverWhatIsBlurred();
+    void stopsByItsKey();
     void isClearOverTheSystemsMaterial();
     void followsTheDesktopsLook();
     void canBeDraggedAgainWithoutTheButtonsRelease();
@@ -62,10 +64,42 @@ void tst_PanelWindow::isSolidWithoutACompositor()
     QCOMPARE(background.property("radius"), 0);
 }
 
-void tst_PanelWindow::isTranslucentWithACompositor()
+void tst_PanelWindow::isRoundButSolidWithACompositor()
 {
     PanelScene scene;
-    scene.platform.panels.changeComposition(true);
+    scene.platform.panels.changeComposition(true, false);
+    const QQuickItem &background = scene.item(u"background"_s);
+    QCOMPARE(background.property("color").value<QColor>().alpha(), 255);
+    QCOMPARE(background.property("radius"), 14);
+}
+
+void tst_PanelWindow::stopsByItsKey()
+{
+    PanelScene scene;
+    scene.engine->holdGenerations();
+    scene.engine->addReplies({Say::done()});
+    scene.submit(u"Open Mail"_s);
+    QTRY_COMPARE(scene.text(u"liveStatus"_s), u"Thinking…"_s);
+    scene.key(Qt::Key_Period, Qt::ControlModifier);
+    QCOMPARE(scene.text(u"liveStatus"_s), u"Stopping…"_s);
+    QVERIFY(!scene.item(u"stopButton"_s).isEnabled());
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.session->turns().last().log.last().text, u"Cancelled"_s);
+    // The next task can be stopped again.
+    scene.engine->holdGenerations();
+    scene.engine->addReplies({Say::done()});
+    scene.submit(u"Open Mail"_s);
+    QTRY_COMPARE(scene.text(u"liveStatus"_s), u"Thinking…"_s);
+    QVERIFY(scene.item(u"stopButton"_s).isEnabled());
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(!scene.session->isRunning());
+}
+
+void tst_PanelWindow::isTranslucentOverWhatIsBlurred()
+{
+    PanelScene scene;
+    scene.platform.panels.changeComposition(true, true);
     const QQuickItem &background = scene.item(u"background"_s);
     QVERIFY(qAbs(background.property("color").value<QColor>().alphaF() - 0.94) < 0.01);
     QCOMPARE(background.property("radius"), 14);
@@ -75,7 +109,7 @@ void tst_PanelWindow::isTranslucentWithACompositor()
 void tst_PanelWindow::isClearOverTheSystemsMaterial()
 {
     PanelScene scene(PanelScene::Model::loaded, Qt::Window);
-    scene.platform.panels.changeComposition(true);
+    scene.platform.panels.changeComposition(true, true);
     const QQuickItem &background = scene.item(u"background"_s);
     QCOMPARE(background.property("color").value<QColor>().alpha(), 0);
 }

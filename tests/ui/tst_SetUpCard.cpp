@@ -34,7 +34,11 @@ private Q_SLOTS:
     void escapeClosesTheListFirst();
     void theCardIsUsedByKeysAlone();
     void loadsWhenThePanelAppears();
+    void nothingMovesFromOneElementToTheNext();
     void theHistoryStaysWhileAModelIsLoadedAnew();
+    void aStripBelowTheHistorySetsUpAnotherModel();
+    void theStripSaysWhyADownloadFailed();
+    void theStripLeadsBackToTheModelThatIsThere();
 };
 
 void tst_SetUpCard::saysWhatItIsFor()
@@ -69,8 +73,13 @@ void tst_SetUpCard::standsInTheMiddle()
         bottom = place.bottom();
     }
     const QQuickItem &first = scene.item(names.first());
-    const qreal top = first.mapRectToItem(&card, first.boundingRect()).top();
-    QVERIFY(qAbs(top - (card.height() - bottom)) <= 1);
+    const QQuickItem &last = scene.item(names.last());
+    const auto isCentred = [&] {
+        const qreal top = first.mapRectToItem(&card, first.boundingRect()).top();
+        const qreal end = last.mapRectToItem(&card, last.boundingRect()).bottom();
+        return qAbs(top - (card.height() - end)) < 1.5; // Whole pixels.
+    };
+    QTRY_VERIFY(isCentred());
     scene.window->resize(640, 460);
     QTRY_COMPARE(card.width(), 640);
     QTRY_VERIFY(first.mapRectToItem(&card, first.boundingRect()).top() >= 30);
@@ -340,10 +349,116 @@ void tst_SetUpCard::theHistoryStaysWhileAModelIsLoadedAnew()
     scene.modelsView->download();
     QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QVERIFY(scene.find(u"history"_s));
+    QVERIFY(scene.find(u"setUpStrip"_s));
     // Without a turn the card has its place again.
     scene.key(Qt::Key_K, Qt::ControlModifier);
     QTRY_VERIFY(scene.find(u"setUpCard"_s));
     QCOMPARE(scene.text(u"failureMessage"_s), u"Download failed (HTTP 404)."_s);
+    QVERIFY(!scene.find(u"setUpStrip"_s));
+}
+
+void tst_SetUpCard::nothingMovesFromOneElementToTheNext()
+{
+    PanelScene scene(Model::missing);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(100, 'x'), .holdAfter = 50});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    const auto places = [&scene] {
+        QList<qreal> tops;
+        for (const QString &name : {u"setUpSymbol"_s, u"setUpTitle"_s, u"modelPicker"_s})
+            tops << scene.item(name).mapToScene({}).y();
+        return tops;
+    };
+    for (const QSize size : {QSize(720, 620), QSize(640, 460)}) {
+        scene.window->resize(size);
+        QTRY_COMPARE(scene.item(u"setUpCard"_s).width(), size.width());
+        QTest::qWait(50);
+        const QList<qreal> before = places();
+        scene.click(u"downloadButton"_s);
+        QTRY_VERIFY(scene.find(u"downloadProgress"_s));
+        QCOMPARE(places(), before);
+        scene.click(u"cancelDownloadButton"_s);
+        QTRY_VERIFY(scene.find(u"downloadButton"_s));
+        QCOMPARE(places(), before);
+    }
+    const HttpServer other;
+    scene.manager->select(modelAt(other.url(u"/missing.gguf"_s)));
+    const QList<qreal> before = places();
+    scene.click(u"downloadButton"_s);
+    QTRY_VERIFY(scene.find(u"failureMessage"_s));
+    QTest::qWait(50);
+    QCOMPARE(places(), before);
+}
+
+void tst_SetUpCard::aStripBelowTheHistorySetsUpAnotherModel()
+{
+    PanelScene scene;
+    QVERIFY(!scene.find(u"setUpStrip"_s));
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    QVERIFY(!scene.find(u"setUpStrip"_s));
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(100, 'x'), .holdAfter = 50});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    scene.engine->setLoaded(false);
+    scene.engine->holdLoads();
+    QCOMPARE(scene.text(u"stripDownloadButton"_s), u"Download Test"_s);
+    // Below the history, above the footer.
+    const auto bottom = [&](const QString &name) {
+        const QQuickItem &item = scene.item(name);
+        return item.mapRectToScene(item.boundingRect()).bottom();
+    };
+    const auto top = [&](const QString &name) { return scene.item(name).mapToScene({}).y(); };
+    QTRY_VERIFY(top(u"setUpStrip"_s) >= bottom(u"history"_s));
+    QVERIFY(bottom(u"setUpStrip"_s) <= top(u"onDevice"_s));
+    QVERIFY(scene.item(u"setUpStrip"_s).height() <= 44);
+    QTest::qWait(100); // The row is laid out with the next frame.
+    scene.click(u"stripDownloadButton"_s);
+    QTRY_VERIFY(scene.modelsView->progress() > 0);
+    QCOMPARE(scene.text(u"stripText"_s), u"50% of ~1234567 MB"_s);
+    QCOMPARE(scene.item(u"stripProgress"_s).property("value"), 0.5);
+    QTest::qWait(100); // The row is laid out with the next frame.
+    scene.click(u"stripCancelButton"_s);
+    QTRY_VERIFY(scene.find(u"stripDownloadButton"_s));
+    QVERIFY(!scene.find(u"stripProgress"_s));
+    QTest::qWait(100); // The row is laid out with the next frame.
+    scene.click(u"stripDownloadButton"_s);
+    QTRY_VERIFY(scene.modelsView->progress() > 0);
+    server.release();
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loading);
+    QCOMPARE(scene.text(u"stripText"_s), u"Loading model…"_s);
+    scene.engine->releaseLoad();
+    QTRY_VERIFY(!scene.find(u"setUpStrip"_s));
+    QVERIFY(scene.find(u"history"_s));
+}
+
+void tst_SetUpCard::theStripSaysWhyADownloadFailed()
+{
+    PanelScene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    const HttpServer server;
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    QTest::qWait(100); // The row is laid out with the next frame.
+    scene.click(u"stripDownloadButton"_s);
+    QTRY_COMPARE(scene.text(u"stripText"_s), u"Download failed (HTTP 404)."_s);
+    QTest::qWait(100); // The row is laid out with the next frame.
+    scene.click(u"stripTryAgainButton"_s);
+    QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
+    QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
+}
+
+void tst_SetUpCard::theStripLeadsBackToTheModelThatIsThere()
+{
+    PanelScene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    scene.manager->select(LocalModel::catalog().at(1));
+    scene.engine->setLoaded(false);
+    QCOMPARE(scene.text(u"stripModelMenuButton"_s), u"Llama 3.2 3B Instruct"_s);
+    QTest::qWait(100); // The row is laid out with the next frame.
+    scene.click(u"stripModelMenuButton"_s);
+    QTRY_VERIFY(scene.find(u"modelMenuItem0"_s));
+    scene.click(u"modelMenuItem0"_s);
+    QTRY_VERIFY(scene.modelsView->isLoaded());
+    QVERIFY(!scene.find(u"setUpStrip"_s));
 }
 
 PANEL_TEST_MAIN(tst_SetUpCard)

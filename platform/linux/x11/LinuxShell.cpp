@@ -4,8 +4,12 @@
 #include "platform/NativeWindow.h"
 #include "platform/linux/x11/LinuxHotKey.h"
 #include "platform/linux/x11/ShellSession.h"
+#include "platform/linux/x11/XcbReply.h"
+
+#include <QByteArrayView>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include <xcb/xcb.h>
@@ -32,6 +36,34 @@ bool serverAnswers()
         return isGood;
     };
     return worker.run(connects, serverLimit).value_or(false);
+}
+
+// The resolution of fonts at which things have the sizes that they were drawn for.
+constexpr int usualResolution = 96;
+
+// What desktops write for toolkits to read; 0 where they do not.
+double desktopResolution()
+{
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    if (xcb_connection_has_error(connection.get()) != 0)
+        return 0;
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    constexpr uint32_t longest = 16 * 1024; // In units of four bytes.
+    const XcbReply<xcb_get_property_reply_t> resources(xcb_get_property_reply(
+        connection.get(),
+        xcb_get_property(connection.get(), 0, root, XCB_ATOM_RESOURCE_MANAGER, XCB_ATOM_STRING, 0,
+                         longest),
+        nullptr));
+    if (!resources)
+        return 0;
+    const QByteArrayView text(static_cast<const char *>(xcb_get_property_value(resources.get())),
+                              xcb_get_property_value_length(resources.get()));
+    for (const QByteArray &line : text.toByteArray().split('\n')) {
+        if (line.startsWith("Xft.dpi:"))
+            return line.mid(line.indexOf(':') + 1).trimmed().toDouble();
+    }
+    return 0;
 }
 
 // Who chose another of the toolkit's ways to show windows knows what it needs.
@@ -69,6 +101,16 @@ QByteArrayList LinuxShell::toolkitArguments() const
     // Under Wayland too: there, nobody but X11 lets a program bring its window forward by itself.
     return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ? QByteArrayList{"-platform", "xcb"}
                                                           : QByteArrayList();
+}
+
+std::optional<int> LinuxShell::fontResolution()
+{
+    // Desktops that measure the screen come to 99 or 101. Scaled by that, hairlines are blurred and
+    // corners notched: quarters are what all that is drawn can be scaled by.
+    const double told = desktopResolution();
+    const double quarters = std::round(4 * told / usualResolution);
+    return quarters > 0 ? std::optional(static_cast<int>(quarters * usualResolution / 4))
+                        : std::nullopt;
 }
 
 void LinuxShell::observeReopening(std::function<void(bool)>)
@@ -141,7 +183,7 @@ void LinuxShell::makeKeyAndOrderFront(NativeWindow &window)
         center(window);
     ShellSession *const current = session();
     if (current)
-        current->watch(windowId(window));
+        current->prepare(windowId(window));
     window.show();
     if (current)
         current->bringForward(windowId(window), m_userTime, !wasShown);
@@ -149,8 +191,14 @@ void LinuxShell::makeKeyAndOrderFront(NativeWindow &window)
 
 void LinuxShell::center(NativeWindow &window)
 {
-    QRect place(QPoint(), window.size());
-    place.moveCenter(window.screenArea().center());
+    const QRect area = window.screenArea();
+    const QSize fitting = window.size().boundedTo(area.size()).expandedTo(window.minimumSize());
+    if (!area.isEmpty() && fitting != window.size())
+        window.resize(fitting);
+    QRect place(QPoint(), area.isEmpty() ? window.size() : fitting);
+    place.moveCenter(area.center());
+    // Whatever does not fit, the command field does.
+    place.moveTopLeft({std::max(place.left(), area.left()), std::max(place.top(), area.top())});
     window.moveTo(place.topLeft());
 }
 
@@ -164,6 +212,37 @@ void LinuxShell::placeMaterialBehind(NativeWindow &window, Material)
     if (ShellSession *const current = session())
         current->blurBehind(windowId(window), window.size() * window.scale(),
                             cornerRadius * window.scale());
+}
+
+void LinuxShell::keepAbove(NativeWindow &window, bool isAbove)
+{
+    if (ShellSession *const current = session())
+        current->keepAbove(windowId(window), isAbove);
+}
+
+void LinuxShell::requestAttention(NativeWindow &window, Urgency)
+{
+    if (ShellSession *const current = session())
+        current->demandAttention(windowId(window));
+}
+
+void LinuxShell::notify(const QString &text, Urgency urgency, std::function<void()> chosen)
+{
+    m_notice.show(text,
+                  urgency == Urgency::question ? DesktopNotice::Duration::untilWithdrawn
+                                               : DesktopNotice::Duration::usual,
+                  std::move(chosen));
+}
+
+void LinuxShell::withdrawNotification()
+{
+    m_notice.withdraw();
+}
+
+bool LinuxShell::blursBehind()
+{
+    ShellSession *const current = session();
+    return current && current->blursBehind();
 }
 
 bool LinuxShell::isComposited()

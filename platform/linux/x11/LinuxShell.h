@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Shell.h"
+#include "platform/linux/desktop/DesktopNotice.h"
 
 #include <memory>
 #include <optional>
@@ -18,6 +19,7 @@ public:
 
     bool hasDisplay() override;
     QByteArrayList toolkitArguments() const override;
+    std::optional<int> fontResolution() override;
     void observeReopening(std::function<void(bool)> reopened) override;
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window | Qt::FramelessWindowHint; }
@@ -35,7 +37,13 @@ public:
     void style(NativeWindow &window) override;
     void placeMaterialBehind(NativeWindow &window, Material material) override;
 
+    void keepAbove(NativeWindow &window, bool isAbove) override;
+    void requestAttention(NativeWindow &window, Urgency urgency) override;
+    void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override;
+    void withdrawNotification() override;
+
     bool isComposited() override;
+    bool blursBehind() override;
     void observeComposition(std::function<void()> changed) override;
 
 private:
@@ -47,4 +55,5 @@ private:
     quint32 m_userTime = 0;  ///< When the user asked for us; 0 where that is not known.
     std::optional<std::unique_ptr<ShellSession>> m_session; ///< Present once it was tried.
     std::function<void()> m_compositionChanged;
+    DesktopNotice m_notice;
 };

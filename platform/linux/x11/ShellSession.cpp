@@ -16,7 +16,7 @@ constexpr xcb_window_t noWindow = XCB_WINDOW_NONE;
 std::unique_ptr<ShellSession> ShellSession::open(std::function<void()> compositionChanged)
 {
     auto session = std::unique_ptr<ShellSession>(new ShellSession(std::move(compositionChanged)));
-    return session->m_events && session->prepare() ? std::move(session) : nullptr;
+    return session->m_events && session->start() ? std::move(session) : nullptr;
 }
 
 ShellSession::ShellSession(std::function<void()> compositionChanged)
@@ -47,6 +47,36 @@ void ShellSession::watch(xcb_window_t window)
     m_events->flush();
 }
 
+void ShellSession::prepare(xcb_window_t window)
+{
+    watch(window);
+    // An ordinary window to all who take the first kind that they know; those that tile look for a
+    // dialog among all of them.
+    std::array kinds{m_ewmh._NET_WM_WINDOW_TYPE_NORMAL, m_ewmh._NET_WM_WINDOW_TYPE_DIALOG};
+    xcb_ewmh_set_wm_window_type(&m_ewmh, window, kinds.size(), kinds.data());
+    m_events->flush();
+}
+
+void ShellSession::keepAbove(xcb_window_t window, bool isAbove)
+{
+    m_above = isAbove ? window : noWindow;
+    changeState(window, isAbove ? XCB_EWMH_WM_STATE_ADD : XCB_EWMH_WM_STATE_REMOVE,
+                m_ewmh._NET_WM_STATE_ABOVE);
+}
+
+void ShellSession::demandAttention(xcb_window_t window)
+{
+    changeState(window, XCB_EWMH_WM_STATE_ADD, m_ewmh._NET_WM_STATE_DEMANDS_ATTENTION);
+}
+
+void ShellSession::changeState(xcb_window_t window, xcb_ewmh_wm_state_action_t action,
+                               xcb_atom_t state)
+{
+    xcb_ewmh_request_change_wm_state(&m_ewmh, m_events->screen(), window, action, state,
+                                     XCB_ATOM_NONE, XCB_EWMH_CLIENT_SOURCE_TYPE_NORMAL);
+    m_events->flush();
+}
+
 void ShellSession::bringForward(xcb_window_t window, quint32 userTime, bool isAwaited)
 {
     m_userTime = userTime;
@@ -69,7 +99,7 @@ void ShellSession::blurBehind(xcb_window_t window, QSize size, double cornerRadi
     describeBlur(size);
 }
 
-bool ShellSession::prepare()
+bool ShellSession::start()
 {
     const QByteArray managerName = "_NET_WM_CM_S" + QByteArray::number(m_events->screen());
     const auto managerCookie = intern(managerName);
@@ -82,6 +112,7 @@ bool ShellSession::prepare()
     m_blur = interned(blurCookie);
     followCompositor();
     m_isComposited = hasCompositor();
+    m_blursBehind = announcesBlur();
     m_events->flush();
     return m_manager != XCB_ATOM_NONE && m_blur != XCB_ATOM_NONE;
 }
@@ -100,6 +131,8 @@ xcb_atom_t ShellSession::interned(xcb_intern_atom_cookie_t cookie) const
 
 void ShellSession::followCompositor()
 {
+    const uint32_t changes = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(connection(), m_events->root(), XCB_CW_EVENT_MASK, &changes);
     const xcb_query_extension_reply_t *const extension =
         xcb_get_extension_data(connection(), &xcb_xfixes_id);
     if (!extension || !extension->present)
@@ -124,8 +157,15 @@ void ShellSession::handle(const xcb_generic_event_t &event)
 {
     const int type = event.response_type & 0x7f;
     if (type == XCB_MAP_NOTIFY) {
-        if (reinterpret_cast<const xcb_map_notify_event_t &>(event).window == m_activating)
+        const auto window = reinterpret_cast<const xcb_map_notify_event_t &>(event).window;
+        if (window == m_activating)
             retryActivation();
+        // A window manager forgets what it was asked when a window goes.
+        if (window == m_above)
+            keepAbove(window, true);
+    } else if (type == XCB_PROPERTY_NOTIFY) {
+        if (reinterpret_cast<const xcb_property_notify_event_t &>(event).atom == m_blur)
+            readComposition(m_isComposited);
     } else if (type == XCB_FOCUS_IN) {
         const auto &change = reinterpret_cast<const xcb_focus_in_event_t &>(event);
         if (change.event == m_activating && change.detail != XCB_NOTIFY_DETAIL_POINTER)
@@ -146,10 +186,28 @@ void ShellSession::handle(const xcb_generic_event_t &event)
     } else if (type == m_selectionEvent) {
         const auto owner =
             reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event).owner;
-        const bool isComposited = owner != noWindow;
-        if (std::exchange(m_isComposited, isComposited) != isComposited)
-            m_compositionChanged();
+        readComposition(owner != noWindow);
     }
+}
+
+// Who blurs says so on the screen's own window.
+bool ShellSession::announcesBlur() const
+{
+    const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+        connection(),
+        xcb_get_property(connection(), 0, m_events->root(), m_blur, XCB_ATOM_ANY, 0, 0), nullptr));
+    return reply && reply->type != XCB_ATOM_NONE;
+}
+
+void ShellSession::readComposition(bool isComposited)
+{
+    const bool announces = announcesBlur();
+    m_events->flush();
+    const bool isOther = isComposited != m_isComposited || announces != m_blursBehind;
+    m_isComposited = isComposited;
+    m_blursBehind = announces;
+    if (isOther)
+        m_compositionChanged();
 }
 
 // The toolkit asks where its window is while the window manager still puts a frame around it, and

@@ -15,7 +15,8 @@
 class ShellSession
 {
 public:
-    /// Calls this whenever isComposited() has changed. Nothing where there is no server.
+    /// Calls this whenever isComposited() or blursBehind() has changed. Nothing where there is no
+    /// server.
     [[nodiscard]] static std::unique_ptr<ShellSession>
     open(std::function<void()> compositionChanged);
     ~ShellSession();
@@ -23,6 +24,7 @@ public:
     ShellSession &operator=(const ShellSession &) = delete;
 
     [[nodiscard]] bool isComposited() const { return m_isComposited; }
+    [[nodiscard]] bool blursBehind() const { return m_isComposited && m_blursBehind; }
 
     /// Nothing where no window manager tells.
     [[nodiscard]] std::optional<xcb_window_t> activeWindow();
@@ -30,8 +32,15 @@ public:
     /// That window had the focus before ours.
     void rememberFocus(xcb_window_t window) { m_previous = window; }
 
-    /// From now on we hear when the window comes and goes.
-    void watch(xcb_window_t window);
+    /// From now on we hear when the window comes and goes. Before it is shown for the first time:
+    /// window managers that tile leave its size and place to it.
+    void prepare(xcb_window_t window);
+
+    /// Above all other windows, or no longer; now or once it is shown.
+    void keepAbove(xcb_window_t window, bool isAbove);
+
+    /// Asks the task bar to point at the window. Focus ends that.
+    void demandAttention(xcb_window_t window);
 
     /// Asks for the focus: with the time of the user's key press where there was one, so that the
     /// window manager sees that this is no theft; else as a task bar would. Once more when the
@@ -49,11 +58,15 @@ private:
     explicit ShellSession(std::function<void()> compositionChanged);
 
     [[nodiscard]] xcb_connection_t *connection() const { return m_events->connection(); }
-    bool prepare();
+    bool start();
+    void watch(xcb_window_t window);
     [[nodiscard]] xcb_intern_atom_cookie_t intern(const QByteArray &name) const;
     [[nodiscard]] xcb_atom_t interned(xcb_intern_atom_cookie_t cookie) const;
     void followCompositor();
     [[nodiscard]] bool hasCompositor() const;
+    [[nodiscard]] bool announcesBlur() const;
+    void readComposition(bool isComposited);
+    void changeState(xcb_window_t window, xcb_ewmh_wm_state_action_t action, xcb_atom_t state);
     void handle(const xcb_generic_event_t &event);
     void sendConfigureNotify(xcb_window_t window);
     void describeBlur(QSize size);
@@ -71,6 +84,8 @@ private:
     double m_cornerRadius = 0; ///< In pixels.
     int m_selectionEvent = -1;
     bool m_isComposited = false;
+    bool m_blursBehind = false;
+    xcb_window_t m_above = XCB_WINDOW_NONE;
     quint32 m_userTime = XCB_CURRENT_TIME;
     xcb_window_t m_previous = XCB_WINDOW_NONE;   ///< What had the focus before us.
     xcb_window_t m_activating = XCB_WINDOW_NONE; ///< What wants the focus once it is mapped.

@@ -5,6 +5,8 @@
 #include "platform/linux/x11/LinuxShell.h"
 #include "tests/support/VirtualDesktop.h"
 
+#include <QDBusConnection>
+#include <QMap>
 #include <QTest>
 
 #include <csignal>
@@ -68,11 +70,12 @@ public:
     void minimise() override {}
     void close() override {}
     [[nodiscard]] QSize size() const override { return m_size; }
-    [[nodiscard]] QRect screenArea() const override { return {100, 50, 1000, 700}; }
+    [[nodiscard]] QSize minimumSize() const override { return {200, 150}; }
+    [[nodiscard]] QRect screenArea() const override { return area; }
     [[nodiscard]] double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
 
-    void resize(QSize size)
+    void resize(QSize size) override
     {
         m_size = size;
         const uint32_t values[] = {static_cast<uint32_t>(size.width()),
@@ -94,7 +97,28 @@ public:
         return {first, first + xcb_get_property_value_length(reply.get()) / 4};
     }
 
+    /// The names of the atoms in a list.
+    [[nodiscard]] QByteArrayList names(const QByteArray &property) const
+    {
+        const std::unique_ptr<xcb_get_property_reply_t, Freed> reply(xcb_get_property_reply(
+            m_connection,
+            xcb_get_property(m_connection, 0, m_id, atom(m_connection, property), XCB_ATOM_ATOM, 0,
+                             64),
+            nullptr));
+        const auto *const atoms =
+            static_cast<const xcb_atom_t *>(xcb_get_property_value(reply.get()));
+        QByteArrayList found;
+        for (int i = 0; i < xcb_get_property_value_length(reply.get()) / 4; ++i) {
+            const std::unique_ptr<xcb_get_atom_name_reply_t, Freed> name(xcb_get_atom_name_reply(
+                m_connection, xcb_get_atom_name(m_connection, atoms[i]), nullptr));
+            found << QByteArray(xcb_get_atom_name_name(name.get()),
+                                xcb_get_atom_name_name_length(name.get()));
+        }
+        return found;
+    }
+
     QPoint corner;
+    QRect area{100, 50, 1000, 700};
 
 private:
     xcb_connection_t *m_connection;
@@ -126,6 +150,64 @@ private:
     xcb_connection_t *m_connection;
 };
 
+/// The desktop's list of notifications, on a connection of its own as in life.
+class Notifications : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.freedesktop.Notifications")
+
+public:
+    Notifications()
+        : m_bus(QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"notifications"_s))
+    {
+        m_bus.registerObject(u"/org/freedesktop/Notifications"_s, this,
+                             QDBusConnection::ExportScriptableContents);
+        if (!m_bus.registerService(u"org.freedesktop.Notifications"_s))
+            qFatal("There are notifications already.");
+    }
+    ~Notifications() override
+    {
+        m_bus.unregisterService(u"org.freedesktop.Notifications"_s);
+        QDBusConnection::disconnectFromBus(u"notifications"_s);
+    }
+
+    void choose(uint id, const QString &action) { Q_EMIT ActionInvoked(id, action); }
+    void expire(uint id)
+    {
+        shown.remove(id);
+        Q_EMIT NotificationClosed(id, 1);
+    }
+
+    struct Notice
+    {
+        QString title;
+        QString body;
+        QStringList actions;
+        int expires = -1;
+    };
+    QMap<uint, Notice> shown;
+
+public Q_SLOTS:
+    // The interface that stands above.
+    Q_SCRIPTABLE uint Notify(const QString &, uint replaced, const QString &, const QString &title,
+                             const QString &body, const QStringList &actions, const QVariantMap &,
+                             int expires)
+    {
+        const uint id = replaced != 0 ? replaced : ++m_last;
+        shown.insert(id, {title, body, actions, expires});
+        return id;
+    }
+    Q_SCRIPTABLE void CloseNotification(uint id) { shown.remove(id); }
+
+Q_SIGNALS:
+    Q_SCRIPTABLE void ActionInvoked(uint id, const QString &action);
+    Q_SCRIPTABLE void NotificationClosed(uint id, uint reason);
+
+private:
+    QDBusConnection m_bus;
+    uint m_last = 6;
+};
+
 // Whether the region, a row of rectangles, holds the place.
 bool holds(const std::vector<uint32_t> &region, QPoint place)
 {
@@ -149,7 +231,19 @@ private Q_SLOTS:
     void compositorsAreSeenToComeAndGo();
     void aCompositorThatWasThereFirstIsSeen();
     void whatIsBehindThePanelIsBlurredButNotBehindItsCorners();
+    void blurringIsWhatACompositorAnnounces();
     void theMiddleIsThatOfTheFreeScreen();
+    void whatIsLargerThanTheScreenIsMadeToFit();
+    void whatCannotFitShowsItsTop();
+    void aWindowIsKeptAboveAlsoOnceItIsShown();
+    void attentionIsDemandedOfTheTaskBar();
+    void toWindowManagersThatTileAWindowIsADialog();
+    void oddResolutionsOfFontsAreRounded_data();
+    void oddResolutionsOfFontsAreRounded();
+    void aNotificationIsPlainTextWithAnAction();
+    void aNotificationTakesThePlaceOfTheLast();
+    void aNotificationIsWithdrawnAtAnyTime();
+    void withoutNotificationsNothingHappens();
     void aDisplayIsWhereTheServerAnswers();
     void aServerThatDoesNotAnswerIsNotWaitedForForever();
     void anotherWayToShowWindowsIsTheUsersChoice();
@@ -202,6 +296,216 @@ void tst_LinuxShell::whatIsBehindThePanelIsBlurredButNotBehindItsCorners()
         QVERIFY(holds(region(), {5, 5}));
         QVERIFY(!holds(region(), {3, 3}));
     }
+}
+
+void tst_LinuxShell::blurringIsWhatACompositorAnnounces()
+{
+    LinuxShell shell(m_hotKey);
+    int changes = 0;
+    shell.observeComposition([&] { ++changes; });
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    QVERIFY(!shell.isComposited());
+    const xcb_atom_t property = atom(connection.get(), "_KDE_NET_WM_BLUR_BEHIND_REGION");
+    auto compositor = std::make_unique<Compositor>();
+    QTRY_VERIFY(shell.isComposited());
+    QVERIFY(!shell.blursBehind());
+    const char value = 0;
+    xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, root, property, property, 8, 1,
+                        &value);
+    xcb_flush(connection.get());
+    QTRY_VERIFY(shell.blursBehind());
+    QCOMPARE(changes, 2);
+    LinuxShell later(m_hotKey);
+    QVERIFY(later.blursBehind());
+    xcb_delete_property(connection.get(), root, property);
+    xcb_flush(connection.get());
+    QTRY_VERIFY(!shell.blursBehind());
+    QVERIFY(shell.isComposited());
+    QCOMPARE(changes, 3);
+}
+
+void tst_LinuxShell::whatIsLargerThanTheScreenIsMadeToFit()
+{
+    LinuxShell shell(m_hotKey);
+    BareWindow window;
+    window.area = {10, 30, 250, 160};
+    shell.center(window);
+    QCOMPARE(window.size(), QSize(250, 160));
+    QCOMPARE(window.corner, QPoint(10, 30));
+    // The user's size is kept where it fits.
+    window.area = {100, 50, 1000, 700};
+    shell.center(window);
+    QCOMPARE(window.size(), QSize(250, 160));
+}
+
+void tst_LinuxShell::whatCannotFitShowsItsTop()
+{
+    LinuxShell shell(m_hotKey);
+    BareWindow window;
+    window.area = {10, 30, 100, 100};
+    shell.center(window);
+    QCOMPARE(window.size(), window.minimumSize());
+    QCOMPARE(window.corner, QPoint(10, 30));
+}
+
+void tst_LinuxShell::aWindowIsKeptAboveAlsoOnceItIsShown()
+{
+    LinuxShell shell(m_hotKey);
+    BareWindow window;
+    const auto isAbove = [&] {
+        return window.names("_NET_WM_STATE").contains("_NET_WM_STATE_ABOVE");
+    };
+    shell.keepAbove(window, true);
+    for (int i = 0; i < 2; ++i) {
+        shell.makeKeyAndOrderFront(window);
+        QTRY_VERIFY(isAbove());
+        window.hide();
+        QTRY_VERIFY(!isAbove());
+    }
+    shell.makeKeyAndOrderFront(window);
+    QTRY_VERIFY(isAbove());
+    shell.keepAbove(window, false);
+    QTRY_VERIFY(!isAbove());
+}
+
+void tst_LinuxShell::attentionIsDemandedOfTheTaskBar()
+{
+    LinuxShell shell(m_hotKey);
+    BareWindow window;
+    BareWindow other;
+    const auto demands = [&] {
+        return window.names("_NET_WM_STATE").contains("_NET_WM_STATE_DEMANDS_ATTENTION");
+    };
+    shell.makeKeyAndOrderFront(window);
+    shell.makeKeyAndOrderFront(other);
+    QTRY_VERIFY(shell.isKey(other));
+    shell.requestAttention(window, Shell::Urgency::news);
+    QTRY_VERIFY(demands());
+    shell.makeKeyAndOrderFront(window);
+    QTRY_VERIFY(!demands());
+}
+
+void tst_LinuxShell::toWindowManagersThatTileAWindowIsADialog()
+{
+    LinuxShell shell(m_hotKey);
+    BareWindow window;
+    shell.makeKeyAndOrderFront(window);
+    QCOMPARE(window.names("_NET_WM_WINDOW_TYPE"),
+             (QByteArrayList{"_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_DIALOG"}));
+}
+
+void tst_LinuxShell::oddResolutionsOfFontsAreRounded_data()
+{
+    QTest::addColumn<QByteArray>("resources");
+    QTest::addColumn<std::optional<int>>("resolution");
+
+    const auto row = [](const char *name, const QByteArray &resources, std::optional<int> result) {
+        QTest::newRow(name) << resources << result;
+    };
+    row("none", "Xft.antialias: 1\n", std::nullopt);
+    row("usual", "Xft.dpi:\t96\n", 96);
+    row("measured", "Xft.hinting: 1\nXft.dpi: 98.9\n", 96);
+    row("half more", "Xft.dpi: 144", 144);
+    row("somewhat more", "Xft.dpi: 115", 120);
+    row("twice", "Xft.dpi: 192\n", 192);
+    row("nonsense", "Xft.dpi: much", std::nullopt);
+    row("negative", "Xft.dpi: -96", std::nullopt);
+}
+
+void tst_LinuxShell::oddResolutionsOfFontsAreRounded()
+{
+    QFETCH(QByteArray, resources);
+    QFETCH(std::optional<int>, resolution);
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, root, XCB_ATOM_RESOURCE_MANAGER,
+                        XCB_ATOM_STRING, 8, static_cast<uint32_t>(resources.size()),
+                        resources.constData());
+    // An answer shows that the server has it.
+    (void)atom(connection.get(), "RESOURCE_MANAGER");
+    QCOMPARE(LinuxShell(m_hotKey).fontResolution(), resolution);
+}
+
+void tst_LinuxShell::aNotificationIsPlainTextWithAnAction()
+{
+    Notifications notifications;
+    LinuxShell shell(m_hotKey);
+    int chosen = 0;
+    shell.notify(u"Done: <b>all</b>"_s, Shell::Urgency::news, [&] { ++chosen; });
+    QTRY_COMPARE(notifications.shown.size(), 1);
+    const uint id = notifications.shown.firstKey();
+    const Notifications::Notice notice = notifications.shown.first();
+    // Titles are never markup.
+    QCOMPARE(notice.title, u"Done: <b>all</b>"_s);
+    QCOMPARE(notice.body, QString());
+    QCOMPARE(notice.actions, (QStringList{u"default"_s, u"Show"_s, u"show"_s, u"Show"_s}));
+    QCOMPARE(notice.expires, -1);
+    // The answer with its number has come once it is closed under it.
+    notifications.choose(id + 1, u"default"_s);
+    notifications.choose(id, u"other"_s);
+    notifications.choose(id, u"default"_s);
+    QTRY_COMPARE(chosen, 1);
+    notifications.choose(id, u"show"_s);
+    QTest::qWait(50);
+    QCOMPARE(chosen, 1);
+}
+
+void tst_LinuxShell::aNotificationTakesThePlaceOfTheLast()
+{
+    Notifications notifications;
+    LinuxShell shell(m_hotKey);
+    int chosen = 0;
+    shell.notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
+    QTRY_COMPARE(notifications.shown.size(), 1);
+    const uint id = notifications.shown.firstKey();
+    QCOMPARE(notifications.shown.first().expires, 0); // It stays.
+    QTest::qWait(50);
+    shell.notify(u"Done"_s, Shell::Urgency::news, [&] { ++chosen; });
+    QTRY_COMPARE(notifications.shown.value(id).title, u"Done"_s);
+    QCOMPARE(notifications.shown.size(), 1);
+    QTest::qWait(50);
+    notifications.choose(id, u"show"_s);
+    QTRY_COMPARE(chosen, 1);
+}
+
+void tst_LinuxShell::aNotificationIsWithdrawnAtAnyTime()
+{
+    Notifications notifications;
+    LinuxShell shell(m_hotKey);
+    // Before its number is known, as well.
+    for (const int wait : {0, 50}) {
+        shell.notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
+        if (wait > 0) {
+            QTRY_COMPARE(notifications.shown.size(), 1);
+            QTest::qWait(wait);
+        }
+        shell.withdrawNotification();
+        QTest::qWait(50);
+        QTRY_VERIFY(notifications.shown.isEmpty());
+    }
+    // One that the user has closed is not there to be replaced.
+    shell.notify(u"one"_s, Shell::Urgency::news, [] {});
+    QTRY_COMPARE(notifications.shown.size(), 1);
+    QTest::qWait(50);
+    const uint id = notifications.shown.firstKey();
+    notifications.expire(id);
+    QTest::qWait(50);
+    shell.notify(u"two"_s, Shell::Urgency::news, [] {});
+    QTRY_COMPARE(notifications.shown.size(), 1);
+    QVERIFY(notifications.shown.firstKey() != id);
+}
+
+void tst_LinuxShell::withoutNotificationsNothingHappens()
+{
+    LinuxShell shell(m_hotKey);
+    bool isChosen = false;
+    shell.notify(u"Done"_s, Shell::Urgency::news, [&] { isChosen = true; });
+    shell.withdrawNotification();
+    QTest::qWait(50);
+    QVERIFY(!isChosen);
 }
 
 void tst_LinuxShell::theMiddleIsThatOfTheFreeScreen()

@@ -308,6 +308,17 @@ NSGraphicsContext *s_saved = nil;
     MAIN_THREAD;
     note(u"center"_s);
 }
+- (NSWindowLevel)level
+{
+    MAIN_THREAD;
+    return _level;
+}
+- (void)setLevel:(NSWindowLevel)level
+{
+    MAIN_THREAD;
+    _level = level;
+    note(u"level %1"_s.arg(level));
+}
 @end
 
 @implementation NSApplication
@@ -362,6 +373,12 @@ NSGraphicsContext *s_saved = nil;
     MAIN_THREAD;
     s_isActive = false;
     note(u"hide"_s);
+}
+- (NSInteger)requestUserAttention:(NSRequestUserAttentionType)type
+{
+    MAIN_THREAD;
+    note(u"attention %1"_s.arg(type));
+    return 1;
 }
 - (void)yieldActivationToApplication:(NSRunningApplication *)application
 {

@@ -148,9 +148,13 @@ extern NSString *const NSWorkspaceAccessibilityDisplayOptionsDidChangeNotificati
 @property NSVisualEffectBlendingMode blendingMode;
 @property NSVisualEffectState state;
 @end
+using NSWindowLevel = NSInteger;
+constexpr NSWindowLevel NSNormalWindowLevel = 0;
+constexpr NSWindowLevel NSFloatingWindowLevel = 3;
 @interface NSWindow : NSObject {
 @public
     NSSize _contentSize;
+    NSWindowLevel _level;
     bool _isShown;
 }
 @property(readonly) NSRect frame;
@@ -158,6 +162,7 @@ extern NSString *const NSWorkspaceAccessibilityDisplayOptionsDidChangeNotificati
 @property NSWindowTitleVisibility titleVisibility;
 @property(getter=isMovableByWindowBackground) BOOL movableByWindowBackground;
 @property NSUInteger styleMask;
+@property NSWindowLevel level;
 @property(getter=isOpaque) BOOL opaque;
 @property(strong) NSColor *backgroundColor;
 @property NSUInteger collectionBehavior;
@@ -175,6 +180,7 @@ extern NSString *const NSWorkspaceAccessibilityDisplayOptionsDidChangeNotificati
 @optional
 - (BOOL)applicationShouldHandleReopen:(NSApplication *)sender hasVisibleWindows:(BOOL)flag;
 @end
+enum NSRequestUserAttentionType : NSUInteger { NSCriticalRequest = 0, NSInformationalRequest = 10 };
 @interface NSApplication : NSObject
 @property(class, readonly) NSApplication *sharedApplication;
 @property(weak) id<NSApplicationDelegate> delegate;
@@ -185,6 +191,7 @@ extern NSString *const NSWorkspaceAccessibilityDisplayOptionsDidChangeNotificati
 - (BOOL)setActivationPolicy:(NSApplicationActivationPolicy)policy;
 - (void)activateIgnoringOtherApps:(BOOL)ignoring;
 - (void)hide:(id)sender;
+- (NSInteger)requestUserAttention:(NSRequestUserAttentionType)type;
 - (void)yieldActivationToApplication:(NSRunningApplication *)application;
 @end
 extern NSApplication *NSApp;

@@ -1,0 +1,95 @@
+#include "app/Attention.h"
+
+#include "agent/AgentSession.h"
+#include "app/HotKey.h"
+#include "platform/NativeWindow.h"
+#include "platform/Platform.h"
+#include "platform/Shell.h"
+
+#include <QGuiApplication>
+#include <QTextBoundaryFinder>
+
+#include <utility>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+Shell &shell()
+{
+    return Platform::current().shell();
+}
+
+// One line of a text, and no more of it than tells what it is about: others may read it too.
+QString excerpt(const QString &text)
+{
+    constexpr qsizetype longest = 80;
+    const QString line = text.trimmed().section(u'\n', 0, 0).simplified();
+    if (line.size() <= longest)
+        return line;
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, line);
+    finder.setPosition(longest);
+    return line.left(finder.toPreviousBoundary()) + u'…';
+}
+} // namespace
+
+Attention::Attention(AgentSession &session, NativeWindow &window, std::function<void()> show,
+                     QObject *parent)
+    : QObject(parent), m_session(session), m_window(window), m_show(std::move(show))
+{
+    connect(&m_session, &AgentSession::isRunningChanged, this, &Attention::followTask);
+    connect(&m_session, &AgentSession::pendingChanged, this, &Attention::followQuestion);
+    connect(&HotKey::shared(), &HotKey::summonPalette, this, &Attention::withdraw);
+    connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
+            [this](Qt::ApplicationState state) {
+                if (state == Qt::ApplicationActive)
+                    withdraw();
+            });
+}
+
+void Attention::windowWasMade()
+{
+    if (m_session.isRunning())
+        shell().keepAbove(m_window, true);
+}
+
+void Attention::followTask()
+{
+    const bool isRunning = m_session.isRunning();
+    shell().keepAbove(m_window, isRunning);
+    if (isRunning) {
+        withdraw();
+        return;
+    }
+    const std::shared_ptr<Cancellation> &task = m_session.task();
+    if (task && task->isCancelled())
+        return; // Who has stopped it knows.
+    const Turn &turn = m_session.turns().last();
+    const bool isDone = !turn.log.isEmpty() && turn.log.last().kind == LogEntry::Kind::success;
+    call((isDone ? u"Done: "_s : u"Not done: "_s) + excerpt(turn.command), false);
+}
+
+void Attention::followQuestion()
+{
+    if (const auto &pending = m_session.pending())
+        call(u"Quillon asks: "_s + excerpt(pending->reason), true);
+    else
+        withdraw();
+}
+
+void Attention::call(const QString &text, bool isQuestion)
+{
+    if (shell().isActive() && shell().isVisible(m_window))
+        return;
+    const Shell::Urgency urgency = isQuestion ? Shell::Urgency::question : Shell::Urgency::news;
+    shell().requestAttention(m_window, urgency);
+    if (shell().isVisible(m_window))
+        return;
+    shell().notify(text, urgency, m_show);
+    m_hasNotified = true;
+}
+
+void Attention::withdraw()
+{
+    if (std::exchange(m_hasNotified, false))
+        shell().withdrawNotification();
+}

@@ -1,0 +1,236 @@
+#include "app/Attention.h"
+#include "app/HotKey.h"
+#include "tests/ui/ViewModels.h"
+
+#include <QGuiApplication>
+#include <QTest>
+#include <QWindow>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+const QString done = uR"({"action":"done","message":"All is tidy."})"_s;
+const QString trashOld = uR"({"action":"trash","path":"old.zip"})"_s;
+
+/// The panel of a user who has gone on to another application.
+struct Scene : ViewModels
+{
+    Scene()
+    {
+        platform.panels.add(window);
+        window.isOnScreen = true;
+    }
+    ~Scene() { platform.panels.forget(window); }
+
+    void run(const QStringList &replies)
+    {
+        for (const QString &reply : replies)
+            engine->addReplies({reply});
+        session->submit(task);
+    }
+
+    void focus()
+    {
+        platform.panels.isInFront = true;
+        window.isOnScreen = window.isFocused = true;
+    }
+
+    [[nodiscard]] const QStringList &calls() const { return platform.panels.calls; }
+    /// What the user is told, without what happens to the window.
+    [[nodiscard]] QStringList notices() const
+    {
+        QStringList found;
+        for (const QString &call : calls()) {
+            if (call.startsWith(u"ask ") || call.startsWith(u"tell ") || call == u"withdraw")
+                found << call;
+        }
+        return found;
+    }
+
+    QString task = u"tidy up"_s;
+    FakeNativeWindow window{u"panel"_s};
+    int shows = 0;
+    Attention attention{*session, window, [this] { ++shows; }};
+};
+} // namespace
+
+class tst_Attention : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void thePanelIsAboveWhileATaskRuns();
+    void aWindowThatIsMadeAnewIsAboveToo();
+    void aPanelWithTheKeyboardCallsNobody();
+    void aPanelThatIsCoveredAsksForAttention();
+    void aHiddenPanelAsksByANotification();
+    void aHiddenPanelTellsHowATaskEnded_data();
+    void aHiddenPanelTellsHowATaskEnded();
+    void notificationsQuoteLittle();
+    void whoHasStoppedATaskIsToldNothing();
+    void choosingTheNotificationShowsThePanel();
+    void aNotificationGoesWhenThePanelIsSeen_data();
+    void aNotificationGoesWhenThePanelIsSeen();
+};
+
+void tst_Attention::thePanelIsAboveWhileATaskRuns()
+{
+    Scene scene;
+    scene.focus();
+    scene.engine->holdGenerations();
+    scene.run({trashOld});
+    QCOMPARE(scene.calls(), QStringList{u"above panel"_s});
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.calls(), QStringList{u"above panel"_s});
+    scene.sessionView->resolve(false);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"not above panel"_s}));
+}
+
+void tst_Attention::aWindowThatIsMadeAnewIsAboveToo()
+{
+    Scene scene;
+    scene.focus();
+    scene.attention.windowWasMade();
+    QVERIFY(scene.calls().isEmpty());
+    scene.engine->holdGenerations();
+    scene.run({done});
+    scene.attention.windowWasMade();
+    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"above panel"_s}));
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(!scene.session->isRunning());
+}
+
+void tst_Attention::aPanelWithTheKeyboardCallsNobody()
+{
+    Scene scene;
+    scene.focus();
+    scene.run({trashOld});
+    QTRY_VERIFY(scene.sessionView->isPending());
+    scene.sessionView->resolve(false);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"not above panel"_s}));
+}
+
+void tst_Attention::aPanelThatIsCoveredAsksForAttention()
+{
+    Scene scene;
+    scene.run({trashOld, done});
+    QTRY_VERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"attention panel now"_s}));
+    scene.sessionView->resolve(true);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.calls().last(), u"attention panel"_s);
+    QCOMPARE(scene.notices(), QStringList());
+}
+
+void tst_Attention::aHiddenPanelAsksByANotification()
+{
+    Scene scene;
+    scene.window.isOnScreen = false;
+    scene.run({trashOld, done});
+    QTRY_VERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.notices(),
+             QStringList{u"ask Quillon asks: "_s + scene.session->pending()->reason});
+    QVERIFY(scene.notices().first().contains(u"Move “old.zip” to the Trash"));
+    // The question is no longer one once it is answered.
+    scene.sessionView->resolve(true);
+    QCOMPARE(scene.notices().last(), u"withdraw"_s);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.notices().last(), u"tell Done: tidy up"_s);
+}
+
+void tst_Attention::aHiddenPanelTellsHowATaskEnded_data()
+{
+    QTest::addColumn<QStringList>("replies");
+    QTest::addColumn<QString>("notice");
+
+    QTest::newRow("done") << QStringList{done} << u"tell Done: tidy up"_s;
+    QTest::newRow("failed") << QStringList() << u"tell Not done: tidy up"_s;
+}
+
+void tst_Attention::aHiddenPanelTellsHowATaskEnded()
+{
+    QFETCH(QStringList, replies);
+    QFETCH(QString, notice);
+    Scene scene;
+    scene.window.isOnScreen = false;
+    scene.run(replies);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.notices(), QStringList{notice});
+}
+
+void tst_Attention::notificationsQuoteLittle()
+{
+    Scene scene;
+    scene.window.isOnScreen = false;
+    scene.task = QString(78, u'x') + u"👩‍🚀 and more"_s;
+    scene.run({done});
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.notices(), QStringList{u"tell Done: "_s + QString(78, u'x') + u'…'});
+
+    scene.platform.panels.calls.clear();
+    scene.task = u"write\tthis:\n\npassword 1234"_s;
+    scene.run({done});
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.notices().last(), u"tell Done: write this:"_s);
+}
+
+void tst_Attention::whoHasStoppedATaskIsToldNothing()
+{
+    Scene scene;
+    scene.window.isOnScreen = false;
+    scene.engine->holdGenerations();
+    scene.run({done});
+    scene.sessionView->stop();
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.notices(), QStringList());
+}
+
+void tst_Attention::choosingTheNotificationShowsThePanel()
+{
+    Scene scene;
+    scene.window.isOnScreen = false;
+    scene.run({done});
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.shows, 0);
+    scene.platform.panels.chooseNotification();
+    QCOMPARE(scene.shows, 1);
+}
+
+void tst_Attention::aNotificationGoesWhenThePanelIsSeen_data()
+{
+    QTest::addColumn<bool>("byTheHotKey");
+
+    QTest::newRow("by the hot key") << true;
+    QTest::newRow("by the task bar") << false;
+}
+
+void tst_Attention::aNotificationGoesWhenThePanelIsSeen()
+{
+    QFETCH(bool, byTheHotKey);
+    Scene scene;
+    scene.window.isOnScreen = false;
+    scene.run({done});
+    QTRY_VERIFY(!scene.session->isRunning());
+    QWindow shown;
+    if (byTheHotKey) {
+        HotKey::summon();
+    } else {
+        shown.show();
+        shown.requestActivate();
+    }
+    QTRY_COMPARE(scene.notices().last(), u"withdraw"_s);
+    QCOMPARE(scene.notices().size(), 2);
+}
+
+int main(int argc, char *argv[])
+{
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QGuiApplication application(argc, argv);
+    tst_Attention test;
+    return QTest::qExec(&test, argc, argv);
+}
+#include "tst_Attention.moc"

@@ -1,0 +1,203 @@
+// The real panel under the window managers of the desktops that people have, at their scales: where
+// it is, what is above what, who has the keyboard. Leaves pictures of it to be looked at.
+
+#include "models/LocalModel.h"
+#include "platform/linux/x11/X11Desktop.h"
+#include "tests/support/Hands.h"
+#include "tests/support/TestModel.h"
+#include "tests/support/VirtualDesktop.h"
+
+#include <QDir>
+#include <QProcess>
+#include <QTest>
+
+#include <algorithm>
+
+using namespace Hands;
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int eventually = 60'000;
+
+constexpr QSize screen(1920, 1080);
+
+QByteArray propertyOf(const X11Window &window, const QString &name)
+{
+    QProcess process;
+    process.start(u"xprop"_s, {u"-id"_s, number(window), name});
+    if (!process.waitForFinished() || process.exitCode() != 0)
+        qFatal("xprop does not work.");
+    return process.readAll();
+}
+} // namespace
+
+class tst_PanelOnDesktops : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init();
+    void cleanup();
+
+    void isInTheMiddleAndFits_data();
+    void isInTheMiddleAndFits();
+    void isNotMissed_data();
+    void isNotMissed();
+
+private:
+    /// A row for each window manager and scale.
+    static void addDesktops(const QStringList &windowManagers);
+    void start(const QList<QByteArray> &replies);
+    void keepPicture(const QString &name) const;
+    [[nodiscard]] QList<X11Window> windows() { return look().windows; }
+    [[nodiscard]] X11Snapshot look() { return m_screen->snapshot().value_or(X11Snapshot()); }
+    [[nodiscard]] std::optional<X11Window> find(const QString &title)
+    {
+        const QList<X11Window> all = windows();
+        const auto found =
+            std::ranges::find_if(all, [&](const X11Window &one) { return one.title == title; });
+        return found == all.end() ? std::nullopt : std::optional(*found);
+    }
+    [[nodiscard]] std::optional<X11Window> panel() { return find(u"Quillon"_s); }
+    [[nodiscard]] QString inFront()
+    {
+        const QList<X11Window> all = windows();
+        return all.isEmpty() ? QString() : all.first().title.value_or(QString());
+    }
+    [[nodiscard]] bool hasState(const char *state)
+    {
+        const std::optional<X11Window> window = panel();
+        return window && propertyOf(*window, u"_NET_WM_STATE"_s).contains(state);
+    }
+    [[nodiscard]] QString withTheKeyboard()
+    {
+        const std::optional<X11Window> active = look().active;
+        return active ? active->title.value_or(QString()) : QString();
+    }
+
+    std::unique_ptr<VirtualDesktop> m_desktop;
+    std::unique_ptr<X11Desktop> m_screen;
+    QProcess m_program;
+};
+
+void tst_PanelOnDesktops::addDesktops(const QStringList &windowManagers)
+{
+    QTest::addColumn<QStringList>("windowManager");
+    QTest::addColumn<double>("scale");
+
+    for (const QString &manager : windowManagers) {
+        const QStringList command =
+            manager == u"openbox" ? VirtualDesktop::Options().windowManager : QStringList{manager};
+        for (const double scale : {1.0, 2.0}) {
+            QTest::addRow("%s at %d", qPrintable(manager), qRound(scale * 100)) << command << scale;
+        }
+    }
+}
+
+void tst_PanelOnDesktops::init()
+{
+    QFETCH(QStringList, windowManager);
+    QFETCH(double, scale);
+    m_desktop = std::make_unique<VirtualDesktop>(
+        VirtualDesktop::Options{.screen = u"%1x%2x24"_s.arg(screen.width()).arg(screen.height()),
+                                .windowManager = windowManager,
+                                .scale = scale});
+    m_screen = std::make_unique<X11Desktop>();
+}
+
+void tst_PanelOnDesktops::cleanup()
+{
+    m_program.kill();
+    m_program.waitForFinished(-1);
+    m_screen.reset();
+    m_desktop.reset();
+}
+
+void tst_PanelOnDesktops::start(const QList<QByteArray> &replies)
+{
+    const QString file = u".local/share/Quillon/Models/"_s + LocalModel::catalog().first().fileName;
+    m_desktop->write(file, {});
+    TestModel::saying(replies).write(m_desktop->home(file));
+    m_desktop->write(u"old.zip"_s, "old");
+    m_program.setProcessChannelMode(QProcess::ForwardedChannels);
+    m_program.start(u"" QUILLON_PROGRAM ""_s, QStringList());
+    QVERIFY(m_program.waitForStarted());
+    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+}
+
+void tst_PanelOnDesktops::keepPicture(const QString &name) const
+{
+    // A compositor paints later than the window is there.
+    QTest::qWait(700);
+    const QString folder = u"" SCREENSHOTS "/desktops"_s;
+    QDir().mkpath(folder);
+    const QString place =
+        folder + u'/' + QString::fromUtf8(QTest::currentDataTag()) + u", "_s + name + u".png"_s;
+    QCOMPARE(QProcess::execute(u"import"_s, {u"-window"_s, u"root"_s, place}), 0);
+}
+
+void tst_PanelOnDesktops::isInTheMiddleAndFits_data()
+{
+    addDesktops({u"openbox"_s, u"xfwm4"_s, u"marco"_s, u"kwin_x11"_s, u"i3"_s});
+}
+
+void tst_PanelOnDesktops::isInTheMiddleAndFits()
+{
+    QFETCH(double, scale);
+    start({R"({"action":"done","message":"Nothing to do."})"});
+    const QSize wanted = (QSizeF(720, 620) * scale).toSize().boundedTo(screen);
+    QTRY_COMPARE_WITH_TIMEOUT(geometry(*panel()).size(), wanted, eventually);
+    QRect middle(QPoint(), wanted);
+    middle.moveCenter(QRect(QPoint(), screen).center());
+    const auto distance = [&] {
+        return (geometry(*panel()).topLeft() - middle.topLeft()).manhattanLength();
+    };
+    // One that tiles gives everything a title.
+    QFETCH(QStringList, windowManager);
+    const int titleHeight = windowManager.first() == u"i3" ? 60 : 0;
+    QTRY_VERIFY_WITH_TIMEOUT(distance() <= 2 + titleHeight, eventually);
+    keepPicture(u"start"_s);
+}
+
+void tst_PanelOnDesktops::isNotMissed_data()
+{
+    // A window manager that tiles has what floats above the rest anyway.
+    addDesktops({u"openbox"_s, u"xfwm4"_s, u"marco"_s, u"kwin_x11"_s});
+}
+
+void tst_PanelOnDesktops::isNotMissed()
+{
+    m_desktop->write(u".local/share/applications/other.desktop"_s,
+                     "[Desktop Entry]\nType=Application\nName=Other\nStartupWMClass=other\n"
+                     "Exec=" TEST_WINDOW " other other.Other unattended\n");
+    start({R"({"action":"open_app","app":"Other"})", R"({"action":"trash","path":"old.zip"})",
+           R"({"action":"done","message":"That is all there was to do."})"});
+    type(u"tidy up"_s);
+    // A Return that comes before the model is loaded leaves the text where it is.
+    const auto hasOpened = [this] {
+        press(u"Return"_s);
+        return QTest::qWaitFor([this] { return find(u"other"_s).has_value(); }, 2000);
+    };
+    QVERIFY(QTest::qWaitFor(hasOpened, eventually));
+    // The question is seen although another window has the keyboard.
+    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"other"_s, eventually);
+    QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_ABOVE"), eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(inFront(), u"Quillon"_s, eventually);
+    // MATE's points out only what is covered.
+    QFETCH(QStringList, windowManager);
+    if (windowManager.first() != u"marco")
+        QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"), eventually);
+    QCOMPARE(withTheKeyboard(), u"other"_s);
+    keepPicture(u"question"_s);
+    // Ended, it is a window as all others.
+    xdotool({u"windowactivate"_s, u"--sync"_s, number(*panel())});
+    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    press(u"Escape"_s);
+    QTRY_VERIFY_WITH_TIMEOUT(!hasState("_NET_WM_STATE_ABOVE"), eventually);
+    QVERIFY(!hasState("_NET_WM_STATE_DEMANDS_ATTENTION"));
+    QVERIFY(QFile::exists(m_desktop->home(u"old.zip"_s)));
+}
+
+QTEST_GUILESS_MAIN(tst_PanelOnDesktops)
+
+#include "tst_PanelOnDesktops.moc"
