@@ -5,6 +5,7 @@
 #include "inference/GgmlBackends.h"
 #include "inference/LibraryLog.h"
 #include "inference/MappedFileGuard.h"
+#include "inference/ModelFile.h"
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
 
@@ -101,6 +102,7 @@ Model loadModel(const QString &path)
 {
     return failingWith(InferenceError::loadFailed, [&] {
         llama_backend_init();
+        ModelFile::requireLoadable(path);
         llama_model_params params = llama_model_default_params();
         params.n_gpu_layers = gpuLayers;
         const MappedFileGuard mapped;
