@@ -9,7 +9,6 @@
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
 
-#include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <llama.h>

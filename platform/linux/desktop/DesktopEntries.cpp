@@ -1,5 +1,7 @@
 #include "platform/linux/desktop/DesktopEntries.h"
 
+#include "platform/linux/desktop/DefaultApplications.h"
+#include "platform/linux/desktop/EntryFiles.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 #include "platform/linux/x11/Display.h"
 #include "platform/linux/x11/X11Connection.h"
@@ -9,6 +11,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QLatin1StringView>
+#include <QSet>
 #include <QUrl>
 
 #include <gio/gdesktopappinfo.h>
@@ -16,10 +19,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
-#include <filesystem>
-#include <map>
 #include <memory>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 #include <vector>
@@ -31,9 +31,6 @@ using EntryPtr = GObjectPtr<GDesktopAppInfo>;
 
 // How long the entries are taken to be what they were, without a look at their files.
 constexpr std::chrono::seconds lookInterval{1};
-
-// GIO notices a change by itself, and not at once.
-constexpr std::chrono::seconds gioLag{5};
 
 struct GFree
 {
@@ -50,33 +47,18 @@ GAppInfo *appInfo(const EntryPtr &entry)
     return G_APP_INFO(entry.get());
 }
 
-QString location(const EntryPtr &entry)
-{
-    return QFile::decodeName(g_desktop_app_info_get_filename(entry.get()));
-}
-
-// "org.kde.dolphin"
-QString baseId(const EntryPtr &entry)
-{
-    QString id = text(g_app_info_get_id(appInfo(entry)));
-    if (id.endsWith(u".desktop"))
-        id.chop(8);
-    return id;
-}
-
 QString executableName(const EntryPtr &entry)
 {
     const char *const program = g_app_info_get_executable(appInfo(entry));
     return program ? QFileInfo(QFile::decodeName(program)).fileName() : QString();
 }
 
-QStringList namesOf(const EntryPtr &entry)
+QStringList namesOf(const EntryPtr &entry, const QString &id)
 {
     const std::unique_ptr<char, GFree> untranslated(
         g_desktop_app_info_get_string(entry.get(), G_KEY_FILE_DESKTOP_KEY_NAME));
     QStringList names{text(g_app_info_get_display_name(appInfo(entry))),
-                      text(g_app_info_get_name(appInfo(entry))), text(untranslated.get()),
-                      baseId(entry)};
+                      text(g_app_info_get_name(appInfo(entry))), text(untranslated.get()), id};
     names.removeDuplicates();
     names.removeAll(QString());
     return names;
@@ -94,81 +76,88 @@ struct Entry
     QStringList categories;
 };
 
-// GIO lists them in no particular order; ours is always the same: what menus show comes first.
-std::vector<Entry> readEntries()
+EntryPtr entryAt(const QString &location)
+{
+    const QByteArray path = QFile::encodeName(location);
+    return EntryFiles::isReadable(path.toStdString())
+               ? EntryPtr(g_desktop_app_info_new_from_filename(path.constData()))
+               : EntryPtr();
+}
+
+// All files of all folders. Of those with the same id only the first one counts.
+std::vector<EntryFiles::File> entryFiles()
+{
+    std::vector<EntryFiles::File> files;
+    QSet<QString> ids;
+    for (const QString &folder : DesktopEntries::folders()) {
+        for (EntryFiles::File &file : EntryFiles::in(QFile::encodeName(folder).toStdString())) {
+            const qsizetype known = ids.size();
+            ids.insert(file.id);
+            if (ids.size() > known)
+                files.push_back(std::move(file));
+        }
+    }
+    return files;
+}
+
+// Ours always have the same order: what menus show comes first.
+std::vector<Entry> readEntries(const std::vector<EntryFiles::File> &files)
 {
     std::vector<Entry> entries;
-    GList *const list = g_app_info_get_all();
-    for (const GList *each = list; each; each = each->next) {
-        const EntryPtr entry(G_DESKTOP_APP_INFO(each->data));
-        if (!g_desktop_app_info_get_filename(entry.get()) || !g_app_info_get_id(appInfo(entry)))
+    for (const EntryFiles::File &file : files) {
+        const QString location = QFile::decodeName(file.path.c_str());
+        const EntryPtr entry = entryAt(location);
+        if (!entry || g_desktop_app_info_get_is_hidden(entry.get()))
             continue;
         entries.push_back(
-            {.application = {namesOf(entry), location(entry)},
-             .id = baseId(entry),
+            {.application = {namesOf(entry, file.id), location},
+             .id = file.id,
              .isShown = g_app_info_should_show(appInfo(entry)) != 0,
              .claimedClass = text(g_desktop_app_info_get_startup_wm_class(entry.get())),
-             .lastSegment = baseId(entry).section(u'.', -1),
+             .lastSegment = file.id.section(u'.', -1),
              .program = executableName(entry),
              .categories = text(g_desktop_app_info_get_categories(entry.get())).split(u';')});
     }
-    g_list_free(list);
     std::ranges::sort(entries, [](const Entry &left, const Entry &right) {
         return std::pair(!left.isShown, left.id) < std::pair(!right.isShown, right.id);
     });
     return entries;
 }
 
-using FileTimes = std::map<std::filesystem::path, std::filesystem::file_time_type>;
-
-// When each entry was written last.
-FileTimes entryTimes()
-{
-    FileTimes times;
-    for (const QString &folder : DesktopEntries::folders()) {
-        std::error_code error;
-        using Iterator = std::filesystem::recursive_directory_iterator;
-        const auto options = std::filesystem::directory_options::follow_directory_symlink |
-                             std::filesystem::directory_options::skip_permission_denied;
-        Iterator each(QFile::encodeName(folder).toStdString(), options, error);
-        for (; !error && each != Iterator(); each.increment(error)) {
-            std::error_code unknown;
-            times.emplace(each->path(), each->last_write_time(unknown));
-        }
-    }
-    return times;
-}
-
 // Reading them all takes some 20 ms, so it is done when they have changed. One step of a task asks
-// for them several times, so not even their files are looked at each time.
+// for them several times, so not even their files are looked at each time. GIO's own list of them
+// is not asked for: links in a circle among the folders cost it minutes and gigabytes, a named pipe
+// all the time that there is.
 const std::vector<Entry> &allEntries()
 {
     static std::vector<Entry> entries;
-    static FileTimes times;
+    static std::vector<EntryFiles::File> files;
     static QDeadlineTimer nextLook(0);
-    static QDeadlineTimer settled(0);
     if (!nextLook.hasExpired())
         return entries;
-    FileTimes timesNow = entryTimes();
-    if (timesNow != times || entries.empty())
-        settled.setRemainingTime(gioLag);
-    if (!settled.hasExpired()) {
-        entries = readEntries();
-        times = std::move(timesNow);
+    std::vector<EntryFiles::File> filesNow = entryFiles();
+    if (filesNow != files) {
+        entries = readEntries(filesNow);
+        files = std::move(filesNow);
     }
     nextLook.setRemainingTime(lookInterval);
     return entries;
 }
 
-EntryPtr entryAt(const QString &location)
+const Entry *entryOf(const QString &id)
 {
-    return EntryPtr(g_desktop_app_info_new_from_filename(QFile::encodeName(location).constData()));
+    const auto found = std::ranges::find(allEntries(), id, &Entry::id);
+    return found == allEntries().end() ? nullptr : &*found;
 }
 
-EntryPtr defaultFor(const char *contentType)
+// The location of what opens that type of content.
+std::optional<QString> defaultFor(const QString &contentType)
 {
-    GAppInfo *const info = g_app_info_get_default_for_type(contentType, FALSE);
-    return EntryPtr(info ? G_DESKTOP_APP_INFO(info) : nullptr);
+    const QStringList ids =
+        DefaultApplications::forType(contentType, DesktopEntries::folders(),
+                                     [](const QString &id) { return entryOf(id) != nullptr; });
+    return ids.isEmpty() ? std::nullopt
+                         : std::optional(entryOf(ids.constFirst())->application.location);
 }
 
 // The first shown entry of that category.
@@ -222,7 +211,7 @@ std::optional<QString> startEntry(const EntryPtr &entry, const QByteArray &uri)
 // What the address should be opened with, and a sentence where nothing does.
 struct Handler
 {
-    EntryPtr entry;
+    std::optional<QString> location;
     QString complaint;
 };
 
@@ -231,8 +220,7 @@ Handler handlerFor(const QByteArray &uri)
     const GObjectPtr<GFile> file(g_file_new_for_uri(uri.constData()));
     if (!g_file_is_native(file.get())) {
         const QString scheme = QString::fromLatin1(uri.first(uri.indexOf(':'))).toLower();
-        const QByteArray type = "x-scheme-handler/" + scheme.toLatin1();
-        return {defaultFor(type.constData()),
+        return {defaultFor(u"x-scheme-handler/"_s + scheme),
                 u"No application is set up to open “"_s + scheme + u"” addresses."_s};
     }
     GError *failure = nullptr;
@@ -242,9 +230,10 @@ Handler handlerFor(const QByteArray &uri)
     const GErrorPtr error(failure);
     const char *const type = info ? g_file_info_get_content_type(info.get()) : nullptr;
     if (error || !type)
-        return {nullptr, error ? text(error->message) : QString()};
+        return {std::nullopt, error ? text(error->message) : QString()};
     const std::unique_ptr<char, GFree> name(g_file_get_basename(file.get()));
-    return {defaultFor(type), u"No application is set up to open “"_s + text(name.get()) + u"”."_s};
+    return {defaultFor(text(type)),
+            u"No application is set up to open “"_s + text(name.get()) + u"”."_s};
 }
 
 std::optional<QString> displayComplaint()
@@ -328,8 +317,8 @@ std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
     const auto *const job = std::ranges::find(jobs, QStringView(stockName), &Job::stockName);
     if (job == jobs.end())
         return std::nullopt;
-    if (const EntryPtr entry = defaultFor(job->contentType))
-        return location(entry);
+    if (std::optional<QString> location = defaultFor(QString::fromLatin1(job->contentType)))
+        return location;
     return firstOf(job->category);
 }
 
@@ -338,7 +327,8 @@ std::optional<QString> DesktopEntries::open(const QByteArray &uri)
     if (std::optional<QString> complaint = displayComplaint())
         return complaint;
     const Handler handler = handlerFor(uri);
-    return handler.entry ? startEntry(handler.entry, uri) : handler.complaint;
+    const EntryPtr entry = handler.location ? entryAt(*handler.location) : EntryPtr();
+    return entry ? startEntry(entry, uri) : handler.complaint;
 }
 
 std::optional<QString> DesktopEntries::start(const QString &location, const QByteArray &uri)

@@ -11,8 +11,8 @@
 
 struct X11Window;
 
-/// The applications that desktop entries describe, by way of GIO, which knows their rules of
-/// precedence, hiding and defaults. A location is the path of an entry. Main thread.
+/// The applications that desktop entries describe, each by way of GIO, which knows their rules of
+/// hiding and how to start them. A location is the path of an entry. Main thread.
 namespace DesktopEntries {
 /// The XDG application folders, the user's own first.
 [[nodiscard]] QStringList folders();
