@@ -10,7 +10,8 @@ Pressable {
     implicitHeight: 24
     implicitWidth: implicitContentWidth
 
-    Accessible.role: Accessible.Link
+    // It looks like a link, but leads nowhere: it does something.
+    Accessible.role: Accessible.Button
 
     background: Item {
         FocusRing {

@@ -2,18 +2,17 @@ import QtQuick
 import Quillon
 
 // What goes on right now. Neither its height nor its first line follow the preview's coming and
-// going.
+// going; it grows with the lines of what is typed or run.
 Item {
     id: live
 
     required property SessionViewModel session
 
-    // What is typed or run may have many lines.
     function onOneLine(text: string): string {
         return text.replace(/[\n\v\f\r\u0085\u2028\u2029]+/g, " ");
     }
 
-    implicitHeight: 34
+    implicitHeight: Math.max(34, texts.implicitHeight)
     objectName: "live"
 
     Spinner {
@@ -23,6 +22,8 @@ Item {
     }
 
     Column {
+        id: texts
+
         anchors.left: parent.left
         anchors.leftMargin: 14 + 8
         anchors.right: parent.right
@@ -33,9 +34,9 @@ Item {
 
             elide: Text.ElideRight
             font.weight: Font.Medium
-            maximumLineCount: 1
+            maximumLineCount: 5
             objectName: "liveStatus"
-            text: live.onOneLine(live.session.status)
+            text: live.session.status
             width: parent.width
             wrapMode: Text.NoWrap
         }

@@ -10,13 +10,28 @@
 #include <utility>
 
 namespace {
+// "1e-07" → "1e-7", "1e+20" → "1e20": an exponent is written with two digits and a sign.
+QString withShortExponent(QString text)
+{
+    qsizetype at = text.indexOf(u'e') + 1;
+    if (at == 0)
+        return text;
+    if (text[at] == u'-')
+        ++at;
+    else if (text[at] == u'+')
+        text.remove(at, 1);
+    while (at + 1 < text.size() && text[at] == u'0')
+        text.remove(at, 1);
+    return text;
+}
+
 QString numberText(double number)
 {
     // Doubles below 2^53 in size hold every integer exactly.
     constexpr double exactIntegers = 9007199254740992.0;
     if (std::abs(number) < exactIntegers && number == std::trunc(number))
         return QString::number(static_cast<qint64>(number));
-    return QString::number(number, 'g', QLocale::FloatingPointShortest);
+    return withShortExponent(QString::number(number, 'g', QLocale::FloatingPointShortest));
 }
 
 // Listens to the decoder's events instead of building its tree: a model's reply can nest without

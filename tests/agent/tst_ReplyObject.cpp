@@ -80,7 +80,10 @@ void tst_ReplyObject::turnsValuesIntoTexts_data()
     row("-7", u"-7"_s);
     row("1e3", u"1000"_s);
     row("0.1", u"0.1"_s);
-    row("1e-7", u"1e-07"_s);
+    row("1e-7", u"1e-7"_s);
+    row("-2.5E-007", u"-2.5e-7"_s);
+    row("1e-10", u"1e-10"_s);
+    row("1e-300", u"1e-300"_s);
     row("0", u"0"_s);
     row("-0", u"0"_s);
     row("-0.0", u"0"_s);
@@ -88,7 +91,7 @@ void tst_ReplyObject::turnsValuesIntoTexts_data()
     row("9223372036854775807", u"9223372036854775807"_s);
     row("18446744073709551615", u"18446744073709551615"_s);
     row("-9223372036854775808", u"-9223372036854775808"_s);
-    row("1e20", u"1e+20"_s);
+    row("1e20", u"1e20"_s);
     row("true", u"1"_s);
     row("false", u"0"_s);
     row(R"(["command","shift"])", u"command+shift"_s);
