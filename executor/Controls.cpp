@@ -2,6 +2,7 @@
 #include "executor/Actions.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
+#include "executor/Trust.h"
 
 #include "agent/action/ActionError.h"
 #include "platform/Platform.h"
@@ -46,17 +47,13 @@ struct Front
 
 Front openFront()
 {
-    Accessibility &accessibility = Platform::current().accessibility();
-    if (!accessibility.isTrusted()) {
-        accessibility.requestTrust();
-        throw ActionError(u"Accessibility permission is required. Enable it in "
-                          "System Settings → Privacy & Security → Accessibility."_s);
-    }
+    Executor::requireTrust(u"Accessibility permission is required. Enable it in "
+                           "System Settings → Privacy & Security → Accessibility."_s);
     const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
     if (!front)
         throw ActionError(u"No frontmost app."_s);
     return {.name = front->name.value_or(QString()),
-            .tree = accessibility.open(front->pid, walkLimit)};
+            .tree = Platform::current().accessibility().open(front->pid, walkLimit)};
 }
 
 QString firstCharacters(const QString &text, qsizetype count)

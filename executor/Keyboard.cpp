@@ -5,7 +5,7 @@
 #include "executor/Actions.h"
 #include "executor/KeyboardFocus.h"
 #include "executor/Pause.h"
-#include "platform/Accessibility.h"
+#include "executor/Trust.h"
 #include "platform/Keyboard.h"
 #include "platform/Platform.h"
 
@@ -61,15 +61,6 @@ quint32 flagsFor(const QStringList &modifiers)
         flags |= table.value(modifier.toLower());
     return flags;
 }
-
-void requireTrust(const char *complaint)
-{
-    Accessibility &accessibility = Platform::current().accessibility();
-    if (accessibility.isTrusted())
-        return;
-    accessibility.requestTrust();
-    throw ActionError(QString::fromUtf8(complaint));
-}
 } // namespace
 
 QStringList Executor::chunked(const QString &text, qsizetype size)
@@ -87,8 +78,8 @@ QStringList Executor::chunked(const QString &text, qsizetype size)
 
 QCoro::Task<void> Executor::typeText(QString text)
 {
-    requireTrust("Accessibility permission is required to type. Enable it in System Settings → "
-                 "Privacy & Security → Accessibility.");
+    requireTrust(u"Accessibility permission is required to type. Enable it in System Settings → "
+                 "Privacy & Security → Accessibility."_s);
     const ProcessId receiver = co_await KeyboardFocus::handOver();
     const std::unique_ptr<KeyboardSource> source =
         Platform::current().keyboard().open(text, receiver);
@@ -112,8 +103,8 @@ QCoro::Task<void> Executor::typeText(QString text)
 
 QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
 {
-    requireTrust("Accessibility permission is required. Enable Quillon in System Settings → "
-                 "Privacy & Security → Accessibility, then try again.");
+    requireTrust(u"Accessibility permission is required. Enable Quillon in System Settings → "
+                 "Privacy & Security → Accessibility, then try again."_s);
     const auto code = keyCodes().constFind(key.toLower());
     if (code == keyCodes().constEnd())
         throw ActionError(u"Unsupported key “"_s + key + u"”."_s);

@@ -42,6 +42,7 @@ class tst_Accessibility : public QObject
 
 private Q_SLOTS:
     void withoutPermissionItIsAskedFor();
+    void whereAskingIsEnoughTheActionGoesOn();
     void permissionComesBeforeTheFront();
     void withoutAFrontThereIsNothingToLookAt();
     void theFrontApplicationIsLookedAt();
@@ -100,6 +101,16 @@ void tst_Accessibility::withoutPermissionItIsAskedFor()
     QVERIFY(desktop.controls.opened.isEmpty());
     QCOMPARE(outcome(u"list_windows"_s), u"none"_s);
     QCOMPARE(desktop.controls.trustRequests, 2);
+}
+
+void tst_Accessibility::whereAskingIsEnoughTheActionGoesOn()
+{
+    Desktop desktop;
+    desktop.controls.trusted = false;
+    desktop.controls.givesTrust = true;
+    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    QCOMPARE(click(u"Save"_s), u"Clicked “Save”."_s);
+    QCOMPARE(desktop.controls.trustRequests, 1);
 }
 
 void tst_Accessibility::permissionComesBeforeTheFront()

@@ -346,6 +346,10 @@ void tst_Keyboard::withoutPermissionNothingIsPostedAndTheUserIsAsked()
     QCOMPARE(m_platform->controls.trustRequests, 3);
     QVERIFY(isUntouched());
     QVERIFY(m_platform->desk.activated.isEmpty());
+
+    m_platform->controls.givesTrust = true;
+    QCOMPARE(pressed(u"a"_s, u""_s), u"Pressed a."_s);
+    QCOMPARE(m_platform->controls.trustRequests, 4);
 }
 
 void tst_Keyboard::permissionIsAskedForBeforeTheKeyIsLookedAt()

@@ -4,6 +4,7 @@
 #include "platform/linux/atspi/AtSpiTree.h"
 
 #include <algorithm>
+#include <thread>
 
 namespace {
 using std::chrono::milliseconds;
@@ -11,6 +12,12 @@ using std::chrono::steady_clock;
 
 // A session bus answers in a few milliseconds; the first question starts the accessibility bus.
 constexpr milliseconds answerLimit{700};
+
+// The accessibility bus may have to be started, and the applications that run hear of it and come
+// to it a moment later. So what is done next finds them.
+constexpr milliseconds startLimit{1500};
+constexpr milliseconds lookInterval{20};
+constexpr milliseconds arrival{300};
 
 // What these do is bounded by itself, apart from connecting to a bus that has stopped.
 template <typename Result>
@@ -29,7 +36,20 @@ bool LinuxAccessibility::isTrusted()
 
 void LinuxAccessibility::requestTrust()
 {
-    (void)ask(m_worker, &AtSpiBus::enable);
+    (void)m_worker.run(
+        [] {
+            const auto deadline = steady_clock::now() + startLimit;
+            if (!AtSpiBus::enable(deadline))
+                return false;
+            while (!AtSpiBus::isEnabled(deadline)) {
+                if (steady_clock::now() >= deadline)
+                    return false;
+                std::this_thread::sleep_for(lookInterval);
+            }
+            std::this_thread::sleep_for(arrival);
+            return true;
+        },
+        startLimit + arrival);
 }
 
 std::unique_ptr<AccessibleTree> LinuxAccessibility::open(ProcessId application, milliseconds limit)

@@ -1,0 +1,15 @@
+#include "executor/Trust.h"
+
+#include "agent/action/ActionError.h"
+#include "platform/Accessibility.h"
+#include "platform/Platform.h"
+
+void Executor::requireTrust(const QString &complaint)
+{
+    Accessibility &accessibility = Platform::current().accessibility();
+    if (accessibility.isTrusted())
+        return;
+    accessibility.requestTrust();
+    if (!accessibility.isTrusted())
+        throw ActionError(complaint);
+}
