@@ -62,6 +62,11 @@ Application application(const X11Window &window)
 }
 } // namespace
 
+LinuxWorkspace::~LinuxWorkspace()
+{
+    FileManager::finish();
+}
+
 std::optional<Application> LinuxWorkspace::frontmostApplication()
 {
     const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();

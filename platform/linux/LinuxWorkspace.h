@@ -12,6 +12,9 @@ class LinuxWorkspace final : public Workspace
 public:
     explicit LinuxWorkspace(X11Desktop &desktop) : m_desktop(desktop) {}
 
+    /// Waits, within bounds, until what was to be revealed is.
+    ~LinuxWorkspace() override;
+
     std::optional<Application> frontmostApplication() override;
     std::optional<ProcessId> focusedProcess() override;
     void activate(ProcessId application) override;

@@ -9,7 +9,9 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QProcess>
 #include <QTest>
+#include <QTimer>
 
 #include <unistd.h>
 
@@ -71,6 +73,7 @@ private Q_SLOTS:
     void withoutSuchAFileManagerTheFolderOpens();
     void aFileManagerThatFailsLeavesTheFolderToBeOpened();
     void aFileManagerThatHangsOpensNothingLater();
+    void whatAProgramRevealsLastIsShownToo();
 
     void trashedItemsAreThereWithTheirOrigin();
     void aHomeWithoutAnyDataFolderGetsATrash();
@@ -190,6 +193,36 @@ void tst_LinuxFiles::aFileManagerThatHangsOpensNothingLater()
     QCOMPARE(read(u"opened.all"_s), papers);
 }
 
+// The bus starts the file manager, which takes a second; the program that asked ends at once.
+void tst_LinuxFiles::whatAProgramRevealsLastIsShownToo()
+{
+    const QString program = QCoreApplication::applicationFilePath();
+    const QString service = m_desktop->writeScript(
+        u"bin/slow-files"_s, "sleep 1; exec '" + program.toUtf8() + "' --be-the-file-manager\n");
+    const QString description = u"../services/org.freedesktop.FileManager1.service"_s;
+    m_desktop->write(description, "[D-BUS Service]\nName=org.freedesktop.FileManager1\nExec=" +
+                                      service.toUtf8() + '\n');
+    const auto isKnown = [] {
+        return QDBusConnection::sessionBus()
+            .interface()
+            ->activatableServiceNames()
+            .value()
+            .contains(u"org.freedesktop.FileManager1"_s);
+    };
+    QDBusConnection::sessionBus().interface()->call(u"ReloadConfig"_s);
+    QTRY_VERIFY(isKnown());
+
+    const QString item = m_desktop->home(u"Downloads/a b.txt"_s);
+    QCOMPARE(QProcess::execute(program, {u"--reveal"_s, item}), 0);
+    QTRY_COMPARE(read(u"shown"_s),
+                 u"file://%1\n"_s.arg(m_desktop->home(u"Downloads/a%20b.txt"_s)).toUtf8());
+    QVERIFY(!isThere(u"opened"_s));
+
+    QVERIFY(QFile::remove(m_desktop->home(description)));
+    QDBusConnection::sessionBus().interface()->call(u"ReloadConfig"_s);
+    QTRY_VERIFY(!isKnown());
+}
+
 void tst_LinuxFiles::trashedItemsAreThereWithTheirOrigin()
 {
     m_desktop->write(u"Documents/old %41 é.txt"_s, "old");
@@ -275,5 +308,47 @@ void tst_LinuxFiles::itemsOfAnotherFileSystemAreTrashedThere()
     QCOMPARE(found, 1);
 }
 
-QTEST_GUILESS_MAIN(tst_LinuxFiles)
+namespace {
+// A program that reveals something and ends.
+int reveal(const QString &item)
+{
+    workspace().reveal(item.toStdString());
+    return 0;
+}
+
+// A file manager that notes what it is asked for, and ends with the first question.
+int beTheFileManager(QCoreApplication &app)
+{
+    FakeFileManager manager;
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.registerObject(u"/org/freedesktop/FileManager1"_s, &manager,
+                            QDBusConnection::ExportAllSlots) ||
+        !bus.registerService(u"org.freedesktop.FileManager1"_s))
+        return 1;
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &app, [&] {
+        if (manager.shown.isEmpty())
+            return;
+        QFile note(QDir::homePath() + u"/shown"_s);
+        if (note.open(QIODevice::WriteOnly))
+            note.write(manager.shown.constFirst().join(u' ').toUtf8() + '\n');
+        QCoreApplication::quit();
+    });
+    look.start(10);
+    QTimer::singleShot(20'000, &app, &QCoreApplication::quit);
+    return QCoreApplication::exec();
+}
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication app(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.value(1) == u"--reveal")
+        return reveal(arguments.value(2));
+    if (arguments.value(1) == u"--be-the-file-manager")
+        return beTheFileManager(app);
+    tst_LinuxFiles test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_LinuxFiles.moc"
