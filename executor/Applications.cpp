@@ -82,6 +82,18 @@ std::optional<QString> counterpartLocation(const QString &target)
     const std::optional<QString> location = Platform::current().workspace().counterpart(target);
     return location && !findInstalled(target).exact ? location : std::nullopt;
 }
+std::optional<Application> runningCounterpart(const QString &name)
+{
+    Workspace &workspace = Platform::current().workspace();
+    const std::optional<QString> location = workspace.counterpart(aliasTarget(name));
+    if (!location)
+        return std::nullopt;
+    for (const Application &each : workspace.runningApplications()) {
+        if (each.policy == ActivationPolicy::regular && each.location == location)
+            return each;
+    }
+    return std::nullopt;
+}
 } // namespace
 
 std::optional<Application> Executor::runningApp(const QString &name)
@@ -143,7 +155,10 @@ QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, Cancellation
 QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, CancellationToken cancellation)
 {
     const QString app = required(action, "app", "Missing app name.");
-    const std::optional<Application> running = runningApp(app);
+    std::optional<Application> running = runningApp(app);
+    // What is installed under that name does not run, so another one for the same job is meant.
+    if (!running)
+        running = runningCounterpart(app);
     if (!running)
         co_return app + u" is not running."_s;
     Platform::current().workspace().terminate(running->pid);

@@ -1,4 +1,5 @@
 #include "platform/linux/LinuxDiagnosis.h"
+#include "platform/linux/desktop/DesktopEntries.h"
 
 #include "platform/Accessibility.h"
 #include "platform/Shell.h"
@@ -105,7 +106,7 @@ Finding LinuxDiagnosis::screenCapture()
 
 Finding LinuxDiagnosis::fileManager()
 {
-    if (const std::optional<QString> location = m_workspace.counterpart(u"finder"_s))
-        return {Verdict::good, m_workspace.displayName(*location)};
+    if (const QStringList managers = DesktopEntries::counterparts(u"finder"_s); !managers.isEmpty())
+        return {Verdict::good, m_workspace.displayName(managers.constFirst())};
     return {Verdict::limited, u"none"_s, u"Folders cannot be shown: install a file manager."_s};
 }

@@ -70,8 +70,13 @@ LinuxWorkspace::~LinuxWorkspace()
 std::optional<Application> LinuxWorkspace::frontmostApplication()
 {
     const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
-    const std::optional<X11Window> front = snapshot ? frontWindow(*snapshot) : std::nullopt;
-    return front ? std::optional(application(*front)) : std::nullopt;
+    const std::optional<X11Window> window = snapshot ? frontWindow(*snapshot) : std::nullopt;
+    if (!window)
+        return std::nullopt;
+    Application front = application(*window);
+    if (front.location)
+        front.name = DesktopEntries::nameInFront(*front.location);
+    return front;
 }
 
 std::optional<ProcessId> LinuxWorkspace::focusedProcess()
@@ -123,7 +128,18 @@ QString LinuxWorkspace::displayName(const QString &location)
 
 std::optional<QString> LinuxWorkspace::counterpart(const QString &name)
 {
-    return DesktopEntries::counterpart(name);
+    if (std::optional<QString> messenger = DesktopEntries::namedInFront(name))
+        return messenger;
+    const QStringList locations = DesktopEntries::counterparts(name);
+    if (locations.isEmpty())
+        return std::nullopt;
+    // The one that people have before them is the one that they mean.
+    const QList<Application> running = runningApplications();
+    const auto runs = [&](const QString &location) {
+        return std::ranges::find(running, location, &Application::location) != running.end();
+    };
+    const auto found = std::ranges::find_if(locations, runs);
+    return found == locations.end() ? locations.constFirst() : *found;
 }
 
 QFuture<void> LinuxWorkspace::launch(const QString &location)

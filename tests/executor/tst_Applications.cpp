@@ -50,6 +50,7 @@ private Q_SLOTS:
     void launchingWhatIsNotThereFails();
 
     void quittingWhatDoesNotRunSucceeds();
+    void quittingAStockNameMeansTheOneThatRuns();
     void quittingAsksWaitsAndLooks();
     void anApplicationThatStaysMayBeWaiting();
 
@@ -248,6 +249,23 @@ void tst_Applications::quittingWhatDoesNotRunSucceeds()
 {
     QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u" chrome"_s}}), u"chrome is not running."_s);
     QVERIFY(m_pauses->durations.isEmpty());
+}
+
+// The desktop's own "Calculator" is there and does not run, another one does.
+void tst_Applications::quittingAStockNameMeansTheOneThatRuns()
+{
+    m_desk->counterparts.insert(u"calculator"_s, u"/b/KCalc.app"_s);
+    m_desk->installed[u"/b"_s] = {installed(u"/b"_s, u"KCalc"_s),
+                                  installed(u"/b"_s, u"Calculator"_s)};
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Calculator"_s}}),
+             u"Calculator is not running."_s);
+    Application other = running(3, u"KCalc"_s);
+    other.location = u"/b/KCalc.app"_s;
+    Application unlike = running(4, u"Calc Notes"_s);
+    unlike.location = u"/b/Notes.app"_s;
+    m_desk->running = {unlike, other};
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Calculator"_s}}), u"Calculator quit."_s);
+    QCOMPARE(m_desk->terminated, QList<ProcessId>{ProcessId{3}});
 }
 
 void tst_Applications::quittingAsksWaitsAndLooks()

@@ -1,5 +1,6 @@
 #include "platform/linux/desktop/DesktopEntries.h"
 
+#include "base/Text.h"
 #include "platform/linux/desktop/DefaultApplications.h"
 #include "platform/linux/desktop/EntryFiles.h"
 #include "platform/linux/desktop/GObjectPtr.h"
@@ -31,6 +32,9 @@ using EntryPtr = GObjectPtr<GDesktopAppInfo>;
 
 // How long the entries are taken to be what they were, without a look at their files.
 constexpr std::chrono::seconds lookInterval{1};
+
+// No path begins like this.
+const QString withoutEntry = u"window-class:"_s;
 
 struct GFree
 {
@@ -125,9 +129,7 @@ std::vector<Entry> readEntries(const std::vector<EntryFiles::File> &files)
 }
 
 // Reading them all takes some 20 ms, so it is done when they have changed. One step of a task asks
-// for them several times, so not even their files are looked at each time. GIO's own list of them
-// is not asked for: links in a circle among the folders cost it minutes and gigabytes, a named pipe
-// all the time that there is.
+// for them several times, so not even their files are looked at each time.
 const std::vector<Entry> &allEntries()
 {
     static std::vector<Entry> entries;
@@ -160,14 +162,33 @@ std::optional<QString> defaultFor(const QString &contentType)
                          : std::optional(entryOf(ids.constFirst())->application.location);
 }
 
-// The first shown entry of that category.
-std::optional<QString> firstOf(const char *category)
+// The shown entries of that category.
+QStringList ofCategory(QLatin1StringView category)
 {
+    QStringList locations;
     for (const Entry &entry : allEntries()) {
-        if (entry.isShown && entry.categories.contains(QLatin1StringView(category)))
-            return entry.application.location;
+        if (entry.isShown && entry.categories.contains(category))
+            locations.append(entry.application.location);
     }
-    return std::nullopt;
+    return locations;
+}
+
+// Applications in which Return may send a message are known by words in their names, which most of
+// them do not have. What their entries call them brings the words.
+std::optional<QString> messengerName(const Entry &entry)
+{
+    const auto isOne = [&](auto... categories) {
+        return (entry.categories.contains(categories) || ...);
+    };
+    QString kind;
+    if (isOne("Email"_L1))
+        kind = u"Mail"_s;
+    else if (isOne("InstantMessaging"_L1, "Chat"_L1, "IRCClient"_L1))
+        kind = u"Messages"_s;
+    const QString &name = entry.application.names.constFirst();
+    if (kind.isEmpty() || name.contains(kind, Qt::CaseInsensitive))
+        return std::nullopt;
+    return name + u" ("_s + kind + u')';
 }
 
 QString programOf(ProcessId process)
@@ -268,11 +289,37 @@ QList<InstalledApplication> DesktopEntries::in(const QString &folder)
     return applications;
 }
 
+QString DesktopEntries::locationWithoutEntry(const QString &name)
+{
+    return withoutEntry + name;
+}
+
 QString DesktopEntries::name(const QString &location)
 {
+    if (location.startsWith(withoutEntry))
+        return location.sliced(withoutEntry.size());
     const EntryPtr entry = entryAt(location);
     return entry ? text(g_app_info_get_display_name(appInfo(entry)))
                  : QFileInfo(location).completeBaseName();
+}
+
+QString DesktopEntries::nameInFront(const QString &location)
+{
+    const auto entry = std::ranges::find(
+        allEntries(), location, [](const Entry &each) { return each.application.location; });
+    const std::optional<QString> messenger =
+        entry == allEntries().end() ? std::nullopt : messengerName(*entry);
+    return messenger.value_or(name(location));
+}
+
+std::optional<QString> DesktopEntries::namedInFront(const QString &foldedName)
+{
+    for (const Entry &entry : allEntries()) {
+        const std::optional<QString> name = messengerName(entry);
+        if (name && Text::folded(*name) == foldedName)
+            return entry.application.location;
+    }
+    return std::nullopt;
 }
 
 std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &window)
@@ -292,7 +339,7 @@ std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &w
     return std::nullopt;
 }
 
-std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
+QStringList DesktopEntries::counterparts(const QString &stockName)
 {
     struct Job
     {
@@ -316,10 +363,13 @@ std::optional<QString> DesktopEntries::counterpart(const QString &stockName)
     });
     const auto *const job = std::ranges::find(jobs, QStringView(stockName), &Job::stockName);
     if (job == jobs.end())
-        return std::nullopt;
-    if (std::optional<QString> location = defaultFor(QString::fromLatin1(job->contentType)))
-        return location;
-    return firstOf(job->category);
+        return {};
+    QStringList locations = ofCategory(QLatin1StringView(job->category));
+    if (const std::optional<QString> location = defaultFor(QString::fromLatin1(job->contentType))) {
+        locations.removeAll(*location);
+        locations.prepend(*location);
+    }
+    return locations;
 }
 
 std::optional<QString> DesktopEntries::open(const QByteArray &uri)
@@ -335,11 +385,14 @@ std::optional<QString> DesktopEntries::start(const QString &location, const QByt
 {
     if (std::optional<QString> complaint = displayComplaint())
         return complaint;
+    // Without a place for it the address would be dropped without a word.
+    const std::optional<QString> deaf = u'“' + name(location) + u"” doesn't open addresses."_s;
+    if (location.startsWith(withoutEntry))
+        return uri.isEmpty() ? u'“' + name(location) + u"” can't be started."_s : deaf;
     const EntryPtr entry = entryAt(location);
     if (!entry)
         return u"The application at "_s + location + u" can't be started."_s;
-    // Without a place for it the address would be dropped without a word.
     if (!uri.isEmpty() && !g_app_info_supports_uris(appInfo(entry)))
-        return u'“' + name(location) + u"” doesn't open addresses."_s;
+        return deaf;
     return startEntry(entry, uri);
 }

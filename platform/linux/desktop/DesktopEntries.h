@@ -21,11 +21,24 @@ namespace DesktopEntries {
 /// an earlier folder replaces or hides is not among it.
 [[nodiscard]] QList<InstalledApplication> in(const QString &folder);
 
+/// What counts as the location of an application that runs and has no entry, by its window's name.
+/// It can be found and brought to the front by that, and not be started.
+[[nodiscard]] QString locationWithoutEntry(const QString &name);
+
 /// The entry's name in the user's language.
 [[nodiscard]] QString name(const QString &location);
 
-/// This desktop's default for what the Mac's stock application of that name does.
-[[nodiscard]] std::optional<QString> counterpart(const QString &stockName);
+/// What it is called while it is in front, where it matters what Return does there: its name, and
+/// for mail and other messages the word for it behind that, unless the name has it: "Thunderbird
+/// (Mail)".
+[[nodiscard]] QString nameInFront(const QString &location);
+
+/// The application that has that name while it is in front, and no other time.
+[[nodiscard]] std::optional<QString> namedInFront(const QString &foldedName);
+
+/// The applications for what the Mac's stock application of that name does, this desktop's default
+/// first.
+[[nodiscard]] QStringList counterparts(const QString &stockName);
 
 /// Has the address opened by its scheme's default application, or a file by its type's. A
 /// sentence where it cannot be done.

@@ -11,7 +11,7 @@ WindowOwner ownerOf(const X11Window &window)
         return {application->names.constFirst(), application->location};
     for (const QString &name : {window.className, window.instanceName}) {
         if (!name.isEmpty())
-            return {name, std::nullopt};
+            return {name, DesktopEntries::locationWithoutEntry(name)};
     }
     return {};
 }

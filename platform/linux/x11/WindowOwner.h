@@ -10,7 +10,7 @@ struct X11Window;
 struct WindowOwner
 {
     std::optional<QString> name;
-    std::optional<QString> location; ///< Its desktop entry, where it has one.
+    std::optional<QString> location; ///< Its desktop entry's, or what counts in place of that.
 };
 
 [[nodiscard]] WindowOwner ownerOf(const X11Window &window);

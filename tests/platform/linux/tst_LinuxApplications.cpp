@@ -1,3 +1,4 @@
+#include "agent/Safety.h"
 #include "executor/Executor.h"
 #include "executor/Pause.h"
 #include "platform/Platform.h"
@@ -51,6 +52,11 @@ private Q_SLOTS:
     void stockNamesMeanThisDesktopsDefaults();
     void windowsFindTheirEntries_data();
     void windowsFindTheirEntries();
+
+    void messengersAreCalledWhatTheyAreInFront_data();
+    void messengersAreCalledWhatTheyAreInFront();
+    void aStockNameMeansTheOneThatRuns();
+    void anApplicationWithoutAnEntryIsBroughtForward();
 
     void launchingStartsWhatDoesNotRun();
     void launchingBringsForwardWhatRuns();
@@ -277,6 +283,94 @@ void tst_LinuxApplications::windowsFindTheirEntries()
     QTRY_COMPARE(workspace().frontmostApplication().value_or(Application()).name, name);
     window.end();
     QTRY_VERIFY(!workspace().frontmostApplication());
+}
+
+void tst_LinuxApplications::messengersAreCalledWhatTheyAreInFront_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QByteArray>("categories");
+    QTest::addColumn<QString>("nameInFront");
+    QTest::addColumn<bool>("asks");
+    const auto row = [](const char *name, const char *categories, const char *inFront, bool asks) {
+        QTest::newRow(name) << QByteArray(name) << QByteArray(categories)
+                            << QString::fromLatin1(inFront) << asks;
+    };
+    row("Thunderbird", "Network;Email;", "Thunderbird (Mail)", true);
+    row("Evolution", "GNOME;Office;Email;Calendar;", "Evolution (Mail)", true);
+    row("Element", "Network;InstantMessaging;Chat;", "Element (Messages)", true);
+    row("Pidgin", "Network;Chat;", "Pidgin (Messages)", true);
+    row("HexChat", "Network;IRCClient;", "HexChat (Messages)", true);
+    row("Claws Mail", "Network;Email;", "Claws Mail", true);
+    row("Chatty Cat", "Game;", "Chatty Cat", false);
+}
+
+void tst_LinuxApplications::messengersAreCalledWhatTheyAreInFront()
+{
+    QFETCH(QByteArray, name);
+    QFETCH(QByteArray, categories);
+    QFETCH(QString, nameInFront);
+    QFETCH(bool, asks);
+
+    const QString plain = QString::fromLatin1(name);
+    const QString location = m_desktop->home(applications + u"messenger.desktop"_s);
+    m_desktop->write(applications + u"messenger.desktop"_s,
+                     entry(name, "/bin/true", "StartupWMClass=Talker\nCategories=" + categories));
+    QTRY_COMPARE(Executor::appURL(plain), location);
+    TestWindow window(*m_desktop, u"t"_s, u"talker.Talker"_s);
+    QTRY_COMPARE(workspace().frontmostApplication().value_or(Application()).name, nameInFront);
+
+    AgentAction action;
+    action.name = u"press_key"_s;
+    action.args = {{u"key"_s, u"return"_s}};
+    QCOMPARE(Safety::assess(action) != Risk::safe(), asks);
+    QCOMPARE(Executor::windowSummary(), plain + u" — t"_s);
+    for (const QString &each : {plain, nameInFront, nameInFront.toUpper()}) {
+        QCOMPARE(Executor::runningApp(each).value_or(Application()).pid, window.pid());
+        QCOMPARE(Executor::appURL(each), location);
+        QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, each}}), plain + u" is now frontmost."_s);
+    }
+    window.end();
+    QVERIFY(QFile::remove(location));
+    QTRY_VERIFY(!Executor::appURL(plain));
+}
+
+void tst_LinuxApplications::aStockNameMeansTheOneThatRuns()
+{
+    install(u"abacus"_s, "Abacus", "Categories=Calculator;\n");
+    install(u"slide-rule"_s, "Slide Rule", "Categories=Calculator;\n");
+    QTRY_COMPARE(Executor::appURL(u"Calculator"_s),
+                 m_desktop->home(applications + u"abacus.desktop"_s));
+    TestWindow window(*m_desktop, u"t"_s, u"x.slide-rule"_s);
+    QTRY_COMPARE(Executor::runningApp(u"Calculator"_s).value_or(Application()).pid, window.pid());
+    QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"Calculator"_s}}),
+             u"Slide Rule is now frontmost."_s);
+    window.end();
+    QTRY_COMPARE(Executor::appURL(u"Calculator"_s),
+                 m_desktop->home(applications + u"abacus.desktop"_s));
+}
+
+void tst_LinuxApplications::anApplicationWithoutAnEntryIsBroughtForward()
+{
+    const QString shared = m_desktop->home(applications + u"window.desktop"_s);
+    m_desktop->write(u"window.desktop"_s, m_desktop->read(applications + u"window.desktop"_s));
+    QVERIFY(QFile::remove(shared)); // Its program is that of all windows here.
+    QTRY_VERIFY(!Executor::appURL(u"Window Maker"_s));
+    TestWindow window(*m_desktop, u"a"_s, u"sun-awt-X11.com.example.Ledger"_s);
+    TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
+    const QString name = u"com.example.Ledger"_s;
+    QTRY_COMPARE(Executor::observe(),
+                 u"Frontmost app: Bears. Windows: Bears — b; com.example.Ledger — a"_s);
+    QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"Ledger"_s}}), name + u" is now frontmost."_s);
+    QTRY_COMPARE(
+        Executor::observe(),
+        u"Frontmost app: com.example.Ledger. Windows: com.example.Ledger — a; Bears — b"_s);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, name}}),
+             u"PlatformError: “com.example.Ledger” doesn't open addresses."_s);
+    other.end();
+    window.end();
+    QTRY_VERIFY(!workspace().frontmostApplication());
+    QVERIFY(QFile::rename(m_desktop->home(u"window.desktop"_s), shared));
+    QTRY_VERIFY(Executor::appURL(u"Window Maker"_s));
 }
 
 void tst_LinuxApplications::launchingStartsWhatDoesNotRun()
