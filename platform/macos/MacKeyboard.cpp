@@ -1,23 +1,38 @@
 #include "platform/macos/MacKeyboard.h"
 
+#include "base/Text.h"
 #include "platform/Outcome.h"
 #include "platform/macos/CFOwner.h"
 
 #include <CoreGraphics/CoreGraphics.h>
 
-#include <algorithm>
-
 namespace {
 // What the system takes of an event's text; it drops the rest without a word.
 constexpr qsizetype unitsPerEvent = 20;
 
-// Where the next event's part of the text ends: not inside of a surrogate pair.
-qsizetype partEnd(const QString &text, qsizetype start)
+// Where the parts of the text end that one event takes each: behind a user-perceived character, so
+// that no mark is parted from its letter. One that is too long for an event is cut itself, but not
+// inside of a surrogate pair.
+QList<qsizetype> partEnds(const QString &text)
 {
-    const qsizetype end = std::min(start + unitsPerEvent, text.size());
-    const bool splitsPair =
-        end < text.size() && text[end].isLowSurrogate() && text[end - 1].isHighSurrogate();
-    return splitsPair ? end - 1 : end;
+    QList<qsizetype> ends;
+    qsizetype start = 0;
+    const auto cut = [&](qsizetype end) {
+        ends.append(end);
+        start = end;
+    };
+    qsizetype previous = 0;
+    for (const qsizetype next : Text::graphemeBoundaries(text)) {
+        if (next - start > unitsPerEvent && previous > start)
+            cut(previous);
+        while (next - start > unitsPerEvent) {
+            const qsizetype end = start + unitsPerEvent;
+            cut(text[end].isLowSurrogate() && text[end - 1].isHighSurrogate() ? end - 1 : end);
+        }
+        previous = next;
+    }
+    cut(text.size());
+    return ends;
 }
 
 class EventSource final : public KeyboardSource
@@ -28,20 +43,18 @@ public:
     QFuture<void> post(const KeyEvent &event) override
     {
         qsizetype start = 0;
-        for (qsizetype end = partEnd(event.text, start); end < event.text.size();
-             end = partEnd(event.text, start)) {
+        for (const qsizetype end : partEnds(event.text)) {
             KeyEvent part = event;
             part.text = event.text.sliced(start, end - start);
             start = end;
-            if (!event.isDown)
+            const bool isLast = end == event.text.size();
+            if (!event.isDown && !isLast)
                 continue;
             send(part);
             part.isDown = false;
-            send(part);
+            if (!isLast)
+                send(part);
         }
-        KeyEvent last = event;
-        last.text = event.text.sliced(start);
-        send(last);
         return settled(std::nullopt);
     }
 

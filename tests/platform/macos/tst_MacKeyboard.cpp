@@ -26,6 +26,7 @@ private Q_SLOTS:
 
     void keysArePostedAsTheHardwareWould();
     void textIsAttachedInUtf16();
+    void longTextIsPostedInParts_data();
     void longTextIsPostedInParts();
     void everySourceServesManyEvents();
     void eventsThatCannotBeMadeAreSkipped();
@@ -59,9 +60,26 @@ void tst_MacKeyboard::textIsAttachedInUtf16()
 }
 
 // The system takes twenty units of a text and drops the rest.
+void tst_MacKeyboard::longTextIsPostedInParts_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("unitsPerCharacter"); // 0: they are longer than an event
+    const auto row = [](const char *name, const QString &character, int count) {
+        QTest::newRow(name) << character.repeated(count) << static_cast<int>(character.size());
+    };
+    row("letters", u"x"_s, 41);
+    row("as many as fit", u"x"_s, 20);
+    row("pairs", u"😀"_s, 21);
+    row("letters with two marks", u"e\u0323\u0301"_s, 20);
+    row("families", u"👩‍👩‍👧‍👦"_s, 5);
+    QTest::newRow("one character that no event can take")
+        << QString(u'e' + QString(60, QChar(0x301))) << 0;
+}
+
 void tst_MacKeyboard::longTextIsPostedInParts()
 {
-    const QString text = u"x"_s + u"😀"_s.repeated(20);
+    QFETCH(QString, text);
+    QFETCH(int, unitsPerCharacter);
     post({.isDown = true, .text = text});
     post({.isDown = false, .text = text});
     QString pressed;
@@ -70,7 +88,9 @@ void tst_MacKeyboard::longTextIsPostedInParts()
     for (const Fake::PostedKey &key : std::as_const(Fake::postedKeys)) {
         QVERIFY(key.isDown != std::exchange(isDown, key.isDown));
         QVERIFY(key.text.size() <= 20);
-        QVERIFY(!key.text.front().isLowSurrogate());
+        QVERIFY(!key.text.isEmpty());
+        if (unitsPerCharacter > 0)
+            QCOMPARE(key.text.size() % unitsPerCharacter, 0);
         (key.isDown ? pressed : released) += key.text;
     }
     QVERIFY(!isDown);
