@@ -9,6 +9,7 @@
 #include "inference/PromptBudget.h"
 #include "inference/Utf8Assembler.h"
 
+#include <QFileInfo>
 #include <QRandomGenerator>
 
 #include <llama.h>
