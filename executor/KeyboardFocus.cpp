@@ -4,8 +4,6 @@
 #include "executor/Pause.h"
 #include "platform/Platform.h"
 
-#include <QCoreApplication>
-
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -14,29 +12,68 @@ constexpr std::chrono::milliseconds activationLimit{2000};
 constexpr std::chrono::milliseconds activationStep{10};
 // How long it gets to notice that it is there: some windows drop the keys that come before.
 constexpr std::chrono::milliseconds focusSettle{50};
+
+Workspace &workspace()
+{
+    return Platform::current().workspace();
+}
+
+bool hasFocus(ProcessId application)
+{
+    return workspace().focusedProcess() == application;
+}
+
+// Brings it to the front; false where it does not come.
+QCoro::Task<bool> takesFocus(ProcessId application)
+{
+    workspace().activate(application);
+    for (auto waited = activationStep; !hasFocus(application); waited += activationStep) {
+        if (waited > activationLimit)
+            co_return false;
+        co_await Executor::pause(activationStep, {});
+    }
+    co_await Executor::pause(focusSettle, {});
+    co_return true;
+}
+
+// One process may have windows of several applications, as a browser has.
+bool isInFront(const std::optional<Application> &application)
+{
+    const std::optional<Application> front = workspace().frontmostApplication();
+    if (!front || !application)
+        return !front && !application;
+    return front->pid == application->pid && front->name == application->name;
+}
 } // namespace
 
 QCoro::Task<ProcessId> Executor::KeyboardFocus::handOver()
 {
-    const std::optional<ProcessId> holder = Platform::current().workspace().focusedProcess();
-    if (holder && holder != ProcessId{QCoreApplication::applicationPid()})
-        co_return *holder;
-
-    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+    const std::optional<Application> front = workspace().frontmostApplication();
     if (!front)
         throw ActionError(u"No application is in front to take the keyboard input."_s);
-    Platform::current().workspace().activate(front->pid);
-    for (auto waited = activationStep; !isWith(front->pid); waited += activationStep) {
-        if (waited > activationLimit)
-            throw ActionError(u"The application in front did not take the keyboard "
-                              "input."_s);
-        co_await pause(activationStep, {});
-    }
-    co_await pause(focusSettle, {});
+    if (hasFocus(front->pid))
+        co_return front->pid;
+    const bool isReady = co_await takesFocus(front->pid);
+    if (!isReady)
+        throw ActionError(u"The application in front did not take the keyboard "
+                          "input."_s);
     co_return front->pid;
+}
+
+QCoro::Task<void> Executor::KeyboardFocus::returnTo(std::optional<Application> application)
+{
+    if (isInFront(application))
+        co_return;
+    const std::optional<ProcessId> holder = workspace().focusedProcess();
+    if (application && holder && workspace().ownProcesses().contains(*holder)) {
+        const bool isBack = co_await takesFocus(application->pid);
+        if (isBack && isInFront(application))
+            co_return;
+    }
+    throw ActionError(u"Another application has come to the front meanwhile."_s);
 }
 
 bool Executor::KeyboardFocus::isWith(ProcessId application)
 {
-    return Platform::current().workspace().focusedProcess() == application;
+    return hasFocus(application) && !workspace().ownProcesses().contains(application);
 }

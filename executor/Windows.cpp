@@ -2,9 +2,9 @@
 #include "executor/Executor.h"
 
 #include "platform/Platform.h"
+#include "platform/PlatformError.h"
 #include "platform/Screen.h"
 
-#include <QCoreApplication>
 #include <QStringList>
 
 using namespace Qt::StringLiterals;
@@ -14,25 +14,39 @@ namespace {
 constexpr qsizetype maxEntries = 8;
 
 // What stands for the window in the list; nothing where it is not to be listed.
-std::optional<QString> entryFor(const WindowInfo &window)
+std::optional<QString> entryFor(const WindowInfo &window, const std::set<ProcessId> &ours)
 {
     const QString owner = window.ownerName.value_or(QString());
     const QString title = window.title.value_or(QString());
-    if (window.layer != 0 || owner.isEmpty() ||
-        window.owner == ProcessId{QCoreApplication::applicationPid()})
+    if (window.layer != 0 || owner.isEmpty() || (window.owner && ours.contains(*window.owner)))
         return std::nullopt;
     return title.isEmpty() ? owner : owner + u" — "_s + title;
+}
+
+// A desktop that does not answer tells no name.
+QString frontName()
+{
+    try {
+        return Platform::current()
+            .workspace()
+            .frontmostApplication()
+            .value_or(Application())
+            .name.value_or(QString());
+    } catch (const PlatformError &) {
+        return {};
+    }
 }
 } // namespace
 
 QString Executor::windowSummary()
 {
+    const std::set<ProcessId> ours = Platform::current().workspace().ownProcesses();
     QStringList entries;
     for (const WindowInfo &window :
          Platform::current().screen().windows().value_or(QList<WindowInfo>())) {
         if (entries.size() == maxEntries)
             break;
-        const std::optional<QString> entry = entryFor(window);
+        const std::optional<QString> entry = entryFor(window, ours);
         if (entry && !entries.contains(*entry))
             entries.append(*entry);
     }
@@ -41,8 +55,7 @@ QString Executor::windowSummary()
 
 QString Executor::observe()
 {
-    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
-    const QString name = front ? front->name.value_or(QString()) : QString();
+    const QString name = frontName();
     return u"Frontmost app: "_s + (name.isEmpty() ? u"unknown"_s : name) + u". Windows: "_s +
            windowSummary();
 }

@@ -2,19 +2,17 @@
 
 #include "platform/Screen.h"
 
-#include <QCoreApplication>
-
 #include <algorithm>
 
 std::optional<Application> frontApplication(const std::optional<Application> &focused,
                                             Workspace &workspace, Screen &screen)
 {
-    const ProcessId ours{QCoreApplication::applicationPid()};
-    if (!focused || focused->pid != ours)
+    const std::set<ProcessId> ours = workspace.ownProcesses();
+    if (!focused || !ours.contains(focused->pid))
         return focused;
     const QList<WindowInfo> windows = screen.windows().value_or(QList<WindowInfo>());
     const auto next = std::ranges::find_if(windows, [&](const WindowInfo &window) {
-        return window.layer == 0 && window.owner && window.owner != ours;
+        return window.layer == 0 && window.owner && !ours.contains(*window.owner);
     });
     if (next == windows.end())
         return std::nullopt;

@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <set>
 
 /// How an application takes part in the desktop.
 enum class ActivationPolicy {
@@ -47,11 +48,15 @@ public:
     virtual ~Workspace() = default;
 
     /// The application that the user works with, never the assistant itself; nothing where there
-    /// is no desktop or nothing is in front.
+    /// is no desktop or nothing is in front. A PlatformError where the desktop does not answer.
     [[nodiscard]] virtual std::optional<Application> frontmostApplication() = 0;
 
     /// The process that gets what is typed now, the assistant's own included. Cheap.
     [[nodiscard]] virtual std::optional<ProcessId> focusedProcess() = 0;
+
+    /// The processes that are the assistant: this one, others that run the program, and the
+    /// applications in which the user talks to them, as terminals.
+    [[nodiscard]] virtual std::set<ProcessId> ownProcesses() = 0;
 
     /// Brings the application to the front and hands it the keyboard, which takes a moment.
     virtual void activate(ProcessId application) = 0;

@@ -3,6 +3,7 @@
 #include "platform/Outcome.h"
 #include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/desktop/FileManager.h"
+#include "platform/linux/desktop/LinuxProcesses.h"
 #include "platform/linux/desktop/Trash.h"
 #include "platform/linux/x11/Display.h"
 #include "platform/linux/x11/WindowOwner.h"
@@ -16,27 +17,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-bool isOrdinary(const X11Window &window)
-{
-    return window.kind == X11Window::Kind::ordinary && window.inTaskBar;
-}
-
 QByteArray uriOf(const std::filesystem::path &path)
 {
     return "file://" + QByteArray::fromStdString(path.native()).toPercentEncoding("/");
-}
-
-// The window that the user works with: the active one, or, while that is our own, the one that is
-// nearest to them otherwise.
-std::optional<X11Window> frontWindow(const X11Snapshot &snapshot)
-{
-    const std::optional<X11Window> &active = snapshot.active;
-    if (!active || !isOurs(*active))
-        return active;
-    const auto next = std::ranges::find_if(snapshot.windows, [](const X11Window &window) {
-        return isOrdinary(window) && window.onScreen && !isOurs(window);
-    });
-    return next == snapshot.windows.end() ? std::nullopt : std::optional(*next);
 }
 
 // The list by age may lag behind the other one: what it does not have yet is the youngest.
@@ -57,7 +40,7 @@ Application application(const X11Window &window)
     const WindowOwner owner = ownerOf(window);
     return {.pid = window.owner.value_or(ProcessId{}),
             .name = owner.name,
-            .policy = isOrdinary(window) ? ActivationPolicy::regular : ActivationPolicy::accessory,
+            .policy = window.isOrdinary() ? ActivationPolicy::regular : ActivationPolicy::accessory,
             .location = owner.location};
 }
 } // namespace
@@ -69,14 +52,18 @@ LinuxWorkspace::~LinuxWorkspace()
 
 std::optional<Application> LinuxWorkspace::frontmostApplication()
 {
-    const std::optional<X11Snapshot> snapshot = m_desktop.snapshot();
-    const std::optional<X11Window> window = snapshot ? frontWindow(*snapshot) : std::nullopt;
+    const std::optional<X11Window> window = m_desktop.front(ownProcesses());
     if (!window)
         return std::nullopt;
     Application front = application(*window);
     if (front.location)
         front.name = DesktopEntries::nameInFront(*front.location);
     return front;
+}
+
+std::set<ProcessId> LinuxWorkspace::ownProcesses()
+{
+    return ourProcesses();
 }
 
 std::optional<ProcessId> LinuxWorkspace::focusedProcess()
@@ -88,7 +75,8 @@ void LinuxWorkspace::activate(ProcessId application)
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
     const auto window = std::ranges::find_if(snapshot.windows, [&](const X11Window &each) {
-        return each.owner.value_or(ProcessId{}) == application && each.onScreen && isOrdinary(each);
+        return each.owner.value_or(ProcessId{}) == application && each.onScreen &&
+               each.isOrdinary();
     });
     if (window != snapshot.windows.end())
         m_desktop.activate(window->id);
@@ -97,15 +85,16 @@ void LinuxWorkspace::activate(ProcessId application)
 QList<Application> LinuxWorkspace::runningApplications()
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    const std::set<ProcessId> ours = ownProcesses();
     QList<Application> applications;
     for (const X11Window *const window : inOrderOfAge(snapshot)) {
-        if (!window->owner || isOurs(*window))
+        if (!window->owner || isOurs(*window, ours))
             continue;
         const Application owner = application(*window);
         const auto known = std::ranges::find(applications, owner.pid, &Application::pid);
         if (known == applications.end())
             applications.append(owner);
-        else if (isOrdinary(*window))
+        else if (window->isOrdinary())
             known->policy = ActivationPolicy::regular;
     }
     return applications;
@@ -204,8 +193,9 @@ void LinuxWorkspace::trash(const std::filesystem::path &item)
 std::optional<X11WindowId> LinuxWorkspace::windowOf(const QString &location)
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
+    const std::set<ProcessId> ours = ownProcesses();
     for (const X11Window &window : snapshot.windows) {
-        if (isOrdinary(window) && ownerOf(window).location == location)
+        if (window.isOrdinary() && !isOurs(window, ours) && ownerOf(window).location == location)
             return window.id;
     }
     return std::nullopt;

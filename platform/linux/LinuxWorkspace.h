@@ -17,6 +17,7 @@ public:
 
     std::optional<Application> frontmostApplication() override;
     std::optional<ProcessId> focusedProcess() override;
+    std::set<ProcessId> ownProcesses() override;
     void activate(ProcessId application) override;
     QList<Application> runningApplications() override;
     QStringList applicationFolders() override;

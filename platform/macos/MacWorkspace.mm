@@ -5,8 +5,10 @@
 #include "platform/macos/ApplicationBundles.h"
 #include "platform/macos/CocoaText.h"
 #include "platform/macos/FrontProcess.h"
+#include "platform/macos/MacProcesses.h"
 
 #include <QFile>
+#include <QFileInfo>
 
 #import <AppKit/AppKit.h>
 
@@ -105,6 +107,22 @@ std::optional<Application> MacWorkspace::frontmostApplication()
 std::optional<ProcessId> MacWorkspace::focusedProcess()
 {
     return FrontProcess::find(toldByWorkspace(), m_screen);
+}
+
+// A bundle that was copied or renamed keeps its identifier.
+std::set<ProcessId> MacWorkspace::ownProcesses()
+{
+    const MacProcesses processes;
+    const ProcessId self{NSProcessInfo.processInfo.processIdentifier};
+    std::set<ProcessId> ours =
+        ::ownProcesses(processes, self, {QFileInfo(processes.program(self)).fileName()});
+    NSString *const identifier = NSBundle.mainBundle.bundleIdentifier;
+    if (identifier) {
+        for (NSRunningApplication *application in
+             [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier])
+            ours.insert(ProcessId{application.processIdentifier});
+    }
+    return ours;
 }
 
 void MacWorkspace::activate(ProcessId application)

@@ -26,6 +26,8 @@ private Q_SLOTS:
     void behindOurselvesItIsTheNextOne();
     void itsWindowTellsWhatTheSystemDoesNot();
     void behindOurselvesThereMayBeNone();
+    void anotherOneOfUsIsNeverInFront();
+    void theTerminalThatWeRunInIsNot();
 
 private:
     [[nodiscard]] std::optional<Application> front(const std::optional<Application> &focused)
@@ -67,6 +69,27 @@ void tst_FrontApplication::behindOurselvesThereMayBeNone()
     QCOMPARE(front(ourselves()), std::nullopt);
     m_platform.display.shown.reset();
     QCOMPARE(front(ourselves()), std::nullopt);
+}
+
+void tst_FrontApplication::anotherOneOfUsIsNeverInFront()
+{
+    const Application other{.pid = ProcessId{7}, .name = u"Quillon"_s};
+    m_platform.desk.own.insert(other.pid);
+    m_platform.display.shown = {window(7)};
+    QCOMPARE(front(other), std::nullopt);
+    QCOMPARE(front(ourselves()), std::nullopt);
+    m_platform.display.shown = {window(7), window(8, 0, u"Notes"_s)};
+    QCOMPARE(front(other), (Application{.pid = ProcessId{8}, .name = u"Notes"_s}));
+}
+
+void tst_FrontApplication::theTerminalThatWeRunInIsNot()
+{
+    const Application terminal{.pid = ProcessId{50}, .name = u"Terminal"_s};
+    m_platform.desk.running = {terminal, {.pid = ProcessId{8}, .name = u"Mail"_s}};
+    m_platform.display.shown = {window(50), window(50), window(8)};
+    QCOMPARE(front(terminal), terminal);
+    m_platform.desk.own.insert(terminal.pid);
+    QCOMPARE(front(terminal), m_platform.desk.running[1]);
 }
 
 QTEST_GUILESS_MAIN(tst_FrontApplication)

@@ -138,6 +138,8 @@ std::optional<QString> FakeWorkspace::counterpart(const QString &name)
 
 std::optional<Application> FakeWorkspace::frontmostApplication()
 {
+    if (silence)
+        throw PlatformError(*silence);
     const std::optional<Application> seen = front;
     if (afterEachLook)
         afterEachLook();
@@ -154,8 +156,12 @@ std::optional<ProcessId> FakeWorkspace::focusedProcess()
 void FakeWorkspace::activate(ProcessId application)
 {
     activated.append(application);
-    if (!refusesFocus)
-        focused = application;
+    if (refusesFocus)
+        return;
+    focused = application;
+    const auto known = std::ranges::find(running, application, &Application::pid);
+    if (known != running.end())
+        front = *known;
 }
 
 QFuture<void> FakeWorkspace::launch(const QString &location)

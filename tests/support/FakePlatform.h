@@ -9,12 +9,14 @@
 #include "platform/Workspace.h"
 #include "tests/support/FakeShell.h"
 
+#include <QCoreApplication>
 #include <QMap>
 #include <QPromise>
 
 #include <functional>
 #include <list>
 #include <memory>
+#include <set>
 #include <utility>
 
 using Qt::StringLiterals::operator""_s;
@@ -31,11 +33,13 @@ public:
     QStringList folders;
     QMap<QString, QList<InstalledApplication>> installed; ///< By folder.
     QMap<QString, QString> counterparts;                  ///< Locations by lower-case name.
-    QList<ProcessId> unsaved;            ///< Applications that stay when they are asked to end.
-    std::optional<QString> failure;      ///< The sentence with which everything that can fail does.
-    bool holdsRequests = false;          ///< Launching and opening take until finishRequests().
-    std::optional<ProcessId> focused;    ///< Who has the keyboard, where that is not the front.
-    bool refusesFocus = false;           ///< Nobody takes the keyboard.
+    QList<ProcessId> unsaved;         ///< Applications that stay when they are asked to end.
+    std::optional<QString> failure;   ///< The sentence with which everything that can fail does.
+    bool holdsRequests = false;       ///< Launching and opening take until finishRequests().
+    std::optional<ProcessId> focused; ///< Who has the keyboard, where that is not the front.
+    bool refusesFocus = false;        ///< Nobody takes the keyboard.
+    std::optional<QString> silence;   ///< What it says instead of who is in front.
+    std::set<ProcessId> own{ProcessId{QCoreApplication::applicationPid()}};
     std::function<void()> afterEachLook; ///< What happens once it was asked who is in front.
 
     // What was asked of it, oldest first.
@@ -52,6 +56,7 @@ public:
 
     std::optional<Application> frontmostApplication() override;
     std::optional<ProcessId> focusedProcess() override;
+    std::set<ProcessId> ownProcesses() override { return own; }
     void activate(ProcessId application) override;
     QList<Application> runningApplications() override { return running; }
     QStringList applicationFolders() override { return folders; }

@@ -1,6 +1,8 @@
 #pragma once
 
+#include "executor/ControlWalk.h"
 #include "executor/Executor.h"
+#include "platform/Accessibility.h"
 #include "platform/Platform.h"
 #include "tests/executor/Running.h"
 #include "tests/support/VirtualDesktop.h"
@@ -10,6 +12,7 @@
 #include <QFile>
 #include <QTest>
 
+#include <array>
 #include <bit>
 #include <csignal>
 #include <memory>
@@ -78,6 +81,26 @@ inline void giveKeyboard(ProcessId process)
         Platform::current().workspace().activate(process);
         QTest::qSleep(10);
     }
+}
+
+/// Whether the panel of that process asks for approval: its card has a button for that.
+inline bool panelAsks(ProcessId panel)
+{
+    bool isFound = false;
+    try {
+        const auto tree =
+            Platform::current().accessibility().open(panel, std::chrono::milliseconds(1500));
+        constexpr auto roles = std::to_array<QStringView>({u"AXButton"});
+        const auto isAllow = [](const QString &label) { return label == u"Allow"_s; };
+        ControlWalk::run(*tree, {.elements = 3000, .depth = 12}, {roles, isAllow},
+                         [&](const ControlWalk::Control &) {
+                             isFound = true;
+                             return ControlWalk::VisitResult::stop;
+                         });
+    } catch (const std::exception &) {
+        return false;
+    }
+    return isFound;
 }
 
 /// A terminal that writes down what is typed into it. Of the class that it is given.

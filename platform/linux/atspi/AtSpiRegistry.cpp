@@ -2,14 +2,13 @@
 
 #include "platform/linux/desktop/ProcessTable.h"
 
-#include <unistd.h>
-
 namespace {
 // A desktop has a few dozen applications.
 constexpr qsizetype maxApplications = 1000;
 } // namespace
 
 std::optional<AtSpiRegistry::Listing> AtSpiRegistry::find(PrivateBus &bus, ProcessId process,
+                                                          const std::set<ProcessId> &ours,
                                                           PrivateBus::Deadline deadline)
 {
     std::vector<DBusMessagePtr> calls;
@@ -34,7 +33,7 @@ std::optional<AtSpiRegistry::Listing> AtSpiRegistry::find(PrivateBus &bus, Proce
         if (!pid)
             continue;
         const ProcessId owner{*pid};
-        if (owner == ProcessId{getpid()})
+        if (ours.contains(owner))
             found.ourselves.append(roots[i]);
         else if (owner == process)
             found.application.append(roots[i]);

@@ -5,6 +5,7 @@
 #include "platform/linux/atspi/PrivateBus.h"
 
 #include <optional>
+#include <set>
 
 /// Who is on the accessibility bus.
 namespace AtSpiRegistry {
@@ -14,7 +15,9 @@ struct Listing
     QList<DBusObject> ourselves;
 };
 
-/// Looks for the application that this process belongs to; nothing where the bus does not answer.
+/// Looks for the application that this process belongs to, and for the assistant, which runs as
+/// `ours`; nothing where the bus does not answer.
 [[nodiscard]] std::optional<Listing> find(PrivateBus &bus, ProcessId process,
+                                          const std::set<ProcessId> &ours,
                                           PrivateBus::Deadline deadline);
 } // namespace AtSpiRegistry

@@ -3,6 +3,7 @@
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtSpiPress.h"
 #include "platform/linux/atspi/AtSpiRegistry.h"
+#include "platform/linux/desktop/LinuxProcesses.h"
 
 #include <QRegularExpression>
 
@@ -105,8 +106,9 @@ AtSpiTree::AtSpiTree(std::shared_ptr<PrivateBus> bus, AtSpiPeers &peers, Process
 
 QList<ElementId> AtSpiTree::roots()
 {
-    const std::optional<AtSpiRegistry::Listing> listing = AtSpiRegistry::find(
-        *m_bus, m_application, std::min(m_deadline, steady_clock::now() + silenceLimit));
+    const std::optional<AtSpiRegistry::Listing> listing =
+        AtSpiRegistry::find(*m_bus, m_application, ourProcesses(),
+                            std::min(m_deadline, steady_clock::now() + silenceLimit));
     if (!listing)
         failWithoutBus();
     for (const DBusObject &own : listing->ourselves)

@@ -324,14 +324,23 @@ std::optional<QString> DesktopEntries::namedInFront(const QString &foldedName)
 
 std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &window)
 {
-    for (const auto property : {&Entry::claimedClass, &Entry::id, &Entry::lastSegment}) {
+    // A window's class says what it is; which program shows it may say no more than what that is
+    // written in. So an entry's program counts where the class is named after it, or is missing.
+    const QString &said = window.className.isEmpty() ? window.instanceName : window.className;
+    for (const Entry &entry : allEntries()) {
+        if (isSame(entry.claimedClass, window.className) ||
+            (!entry.claimedClass.isEmpty() && entry.claimedClass == window.instanceName))
+            return entry.application;
+    }
+    for (const auto property : {&Entry::id, &Entry::lastSegment}) {
         for (const Entry &entry : allEntries()) {
-            const QString &name = entry.*property;
-            if (isSame(name, window.className) || isSame(name, window.instanceName))
+            if (isSame(entry.*property, said))
                 return entry.application;
         }
     }
     const QString program = window.owner ? programOf(*window.owner) : QString();
+    if (!said.isEmpty() && !isSame(program, said))
+        return std::nullopt;
     for (const Entry &entry : allEntries()) {
         if (isSame(entry.program, program))
             return entry.application;

@@ -47,7 +47,8 @@ namespace DesktopEntries {
 /// Starts the application, with an address where there is one. A sentence where it cannot be done.
 [[nodiscard]] std::optional<QString> start(const QString &location, const QByteArray &uri = {});
 
-/// The entry of the application that a window belongs to: the one that claims the window's class,
-/// is named after it, or starts the window's program.
+/// The entry of the application that a window belongs to: the one that claims the window's class or
+/// is named after it; or the one that starts the window's program, where the class does not say
+/// that it is something else.
 [[nodiscard]] std::optional<InstalledApplication> forWindow(const X11Window &window);
 } // namespace DesktopEntries

@@ -17,7 +17,8 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
         return std::nullopt;
     QList<WindowInfo> shown;
     for (const X11Window &window : snapshot->windows) {
-        if (!window.onScreen || window.kind == X11Window::Kind::desktop)
+        // What runs as a process that we know is told apart by that.
+        if (!window.onScreen || window.kind == X11Window::Kind::desktop || isOurs(window, {}))
             continue;
         shown.append({.layer = window.kind == X11Window::Kind::ordinary ? 0 : extraLayer,
                       .owner = window.owner,

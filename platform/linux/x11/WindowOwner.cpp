@@ -3,7 +3,7 @@
 #include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/x11/X11Connection.h"
 
-#include <QCoreApplication>
+using namespace Qt::StringLiterals;
 
 WindowOwner ownerOf(const X11Window &window)
 {
@@ -16,7 +16,8 @@ WindowOwner ownerOf(const X11Window &window)
     return {};
 }
 
-bool isOurs(const X11Window &window)
+bool isOurs(const X11Window &window, const std::set<ProcessId> &ours)
 {
-    return window.owner == ProcessId{QCoreApplication::applicationPid()};
+    return window.className.compare("Quillon"_L1, Qt::CaseInsensitive) == 0 ||
+           (window.owner && ours.contains(*window.owner));
 }

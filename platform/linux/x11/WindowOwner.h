@@ -1,8 +1,11 @@
 #pragma once
 
+#include "platform/Workspace.h"
+
 #include <QString>
 
 #include <optional>
+#include <set>
 
 struct X11Window;
 
@@ -15,5 +18,6 @@ struct WindowOwner
 
 [[nodiscard]] WindowOwner ownerOf(const X11Window &window);
 
-/// Whether the window is this program's own.
-[[nodiscard]] bool isOurs(const X11Window &window);
+/// Whether the window is the assistant's, which runs as these processes. One that runs out of
+/// sight, in a container or as another user, is known by its windows' class.
+[[nodiscard]] bool isOurs(const X11Window &window, const std::set<ProcessId> &ours);

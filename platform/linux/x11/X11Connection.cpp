@@ -1,5 +1,6 @@
 #include "platform/linux/x11/X11Connection.h"
 
+#include "platform/linux/x11/WindowOwner.h"
 #include "platform/linux/x11/WindowProcess.h"
 #include "platform/linux/x11/XcbReply.h"
 
@@ -15,9 +16,15 @@
 namespace {
 using PropertyReply = XcbReply<xcb_get_property_reply_t>;
 
-// Applications choose these themselves, so nobody's megabytes are fetched: 4 KiB, 1,024 windows.
+// Applications choose these themselves, so megabytes of them are not fetched: 4 KiB.
 constexpr uint32_t maxTextLength = 1024;
 constexpr uint32_t maxListLength = 1024;
+
+// The server has no room for more windows than these.
+constexpr uint32_t maxWindows = 1U << 20;
+// How many are described for a list, and how many at once in search of one.
+constexpr size_t maxDescribed = 1024;
+constexpr size_t describedAtOnce = 64;
 
 constexpr uint32_t allDesktops = 0xffffffff;
 
@@ -74,35 +81,30 @@ public:
     std::optional<X11Snapshot> snapshot()
     {
         dropEvents();
-        const auto stackingCookie = ask(m_root, m_ewmh._NET_CLIENT_LIST_STACKING, maxListLength);
-        const auto clientsCookie = ask(m_root, m_ewmh._NET_CLIENT_LIST, maxListLength);
-        const auto activeCookie = ask(m_root, m_ewmh._NET_ACTIVE_WINDOW, 1);
-        const auto desktopCookie = ask(m_root, m_ewmh._NET_CURRENT_DESKTOP, 1);
-        const PropertyReply stacking = answer(stackingCookie);
-        const PropertyReply clients = answer(clientsCookie);
-        const PropertyReply active = answer(activeCookie);
-        const std::optional<uint32_t> desktop = number(answer(desktopCookie), XCB_ATOM_CARDINAL);
+        const Screen screen = look();
         if (!isAlive())
             return std::nullopt;
 
         X11Snapshot result;
-        const std::span<const uint32_t> byAge = numbers(clients, XCB_ATOM_WINDOW);
-        std::span<const uint32_t> backToFront = numbers(stacking, XCB_ATOM_WINDOW);
-        if (backToFront.empty())
-            backToFront = byAge;
-        for (const uint32_t id : byAge)
+        for (const uint32_t id : screen.byAge)
             result.clients.append(X11WindowId{id});
+        const std::span<const uint32_t> all(screen.frontToBack);
+        result.windows = describe(all.first(std::min(all.size(), maxDescribed)), screen.desktop);
+        result.active = activeWindow(screen);
+        return isAlive() ? std::optional(result) : std::nullopt;
+    }
 
-        const std::vector<uint32_t> ids(backToFront.rbegin(), backToFront.rend());
-        result.windows = describe(ids, desktop);
-        if (!isAlive())
-            return std::nullopt;
-        // It may name a window that is gone, or that the window manager keeps for itself.
-        const X11WindowId activeId{number(active, XCB_ATOM_WINDOW).value_or(XCB_WINDOW_NONE)};
-        const auto found = std::ranges::find(result.windows, activeId, &X11Window::id);
-        if (found != result.windows.end())
-            result.active = *found;
-        return result;
+    std::optional<X11Front> front(const std::set<ProcessId> &ours)
+    {
+        dropEvents();
+        const Screen screen = look();
+        const std::optional<X11Window> active = activeWindow(screen);
+        X11Front result;
+        if (active && isOurs(*active, ours))
+            result.window = nearest(screen, ours);
+        else
+            result.window = active;
+        return isAlive() ? std::optional(result) : std::nullopt;
     }
 
     std::optional<ProcessId> activeOwner()
@@ -134,6 +136,15 @@ public:
     }
 
 private:
+    // What the window manager tells of all windows together.
+    struct Screen
+    {
+        std::vector<uint32_t> byAge;
+        std::vector<uint32_t> frontToBack;
+        uint32_t active = XCB_WINDOW_NONE;
+        std::optional<uint32_t> desktop; ///< The one that is shown.
+    };
+
     // The questions about one window that are on their way.
     struct Asked
     {
@@ -173,8 +184,52 @@ private:
         return reply != nullptr;
     }
 
+    [[nodiscard]] Screen look() const
+    {
+        const auto stackingCookie = ask(m_root, m_ewmh._NET_CLIENT_LIST_STACKING, maxWindows);
+        const auto clientsCookie = ask(m_root, m_ewmh._NET_CLIENT_LIST, maxWindows);
+        const auto activeCookie = ask(m_root, m_ewmh._NET_ACTIVE_WINDOW, 1);
+        const auto desktopCookie = ask(m_root, m_ewmh._NET_CURRENT_DESKTOP, 1);
+        const PropertyReply stacking = answer(stackingCookie);
+        const PropertyReply clients = answer(clientsCookie);
+        const PropertyReply active = answer(activeCookie);
+        const PropertyReply desktop = answer(desktopCookie);
+
+        const std::span<const uint32_t> byAge = numbers(clients, XCB_ATOM_WINDOW);
+        std::span<const uint32_t> backToFront = numbers(stacking, XCB_ATOM_WINDOW);
+        if (backToFront.empty())
+            backToFront = byAge;
+        return {.byAge = {byAge.begin(), byAge.end()},
+                .frontToBack = {backToFront.rbegin(), backToFront.rend()},
+                .active = number(active, XCB_ATOM_WINDOW).value_or(XCB_WINDOW_NONE),
+                .desktop = number(desktop, XCB_ATOM_CARDINAL)};
+    }
+
+    // The window manager may name one that is gone, or that it keeps for itself.
+    [[nodiscard]] std::optional<X11Window> activeWindow(const Screen &screen)
+    {
+        if (std::ranges::find(screen.frontToBack, screen.active) == screen.frontToBack.end())
+            return std::nullopt;
+        return describe(std::span(&screen.active, 1), screen.desktop).constFirst();
+    }
+
+    [[nodiscard]] std::optional<X11Window> nearest(const Screen &screen,
+                                                   const std::set<ProcessId> &ours)
+    {
+        std::span<const uint32_t> rest(screen.frontToBack);
+        while (!rest.empty()) {
+            const size_t count = std::min(rest.size(), describedAtOnce);
+            for (const X11Window &window : describe(rest.first(count), screen.desktop)) {
+                if (window.isOrdinary() && window.onScreen && !isOurs(window, ours))
+                    return window;
+            }
+            rest = rest.subspan(count);
+        }
+        return std::nullopt;
+    }
+
     // All questions go out before the first answer is waited for.
-    [[nodiscard]] QList<X11Window> describe(const std::vector<uint32_t> &ids,
+    [[nodiscard]] QList<X11Window> describe(std::span<const uint32_t> ids,
                                             std::optional<uint32_t> currentDesktop)
     {
         std::vector<Asked> asked;
@@ -300,6 +355,12 @@ std::optional<X11Snapshot> X11Connection::snapshot()
 {
     Session *const current = session();
     return current ? current->snapshot() : std::nullopt;
+}
+
+std::optional<X11Front> X11Connection::front(const std::set<ProcessId> &ours)
+{
+    Session *const current = session();
+    return current ? current->front(ours) : std::nullopt;
 }
 
 std::optional<ProcessId> X11Connection::activeOwner()

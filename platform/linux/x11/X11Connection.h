@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 
 /// The X server's name for a window.
 enum class X11WindowId : quint32 {};
@@ -28,14 +29,23 @@ struct X11Window
     Kind kind = Kind::ordinary;
     bool onScreen = true; ///< Neither minimised nor on another desktop.
     bool inTaskBar = true;
+
+    /// Whether it is one of those that people work in.
+    [[nodiscard]] bool isOrdinary() const { return kind == Kind::ordinary && inTaskBar; }
 };
 
 /// The window manager's view of the screen at one moment.
 struct X11Snapshot
 {
-    QList<X11Window> windows;   ///< Front to back.
+    QList<X11Window> windows;   ///< Front to back, a thousand at most.
     QList<X11WindowId> clients; ///< In the order in which they appeared.
     std::optional<X11Window> active;
+};
+
+/// The window that the user works in, if there is one.
+struct X11Front
+{
+    std::optional<X11Window> window;
 };
 
 /// A connection to the X server, made at the first request and again after the server went away.
@@ -50,6 +60,11 @@ public:
 
     /// What is on the screen; nothing without a server.
     [[nodiscard]] std::optional<X11Snapshot> snapshot();
+
+    /// The active window or, while that is one of the assistant's, which run as these processes,
+    /// the one that is nearest to the user otherwise, however many there are. Nothing without a
+    /// server.
+    [[nodiscard]] std::optional<X11Front> front(const std::set<ProcessId> &ours);
 
     /// The process of the active window, with 0 for one that is unknown; nothing where no window is
     /// active. Far cheaper than a snapshot.

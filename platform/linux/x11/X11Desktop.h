@@ -7,6 +7,7 @@
 
 #include <memory>
 #include <optional>
+#include <set>
 
 /// The X desktop for the main thread: a server that hangs costs two seconds once, and afterwards
 /// counts as absent until it answers again.
@@ -15,6 +16,10 @@ class X11Desktop
 public:
     /// What is on the screen; nothing without a server that answers.
     [[nodiscard]] std::optional<X11Snapshot> snapshot();
+
+    /// The window that the user works in; see X11Connection. Nothing where there is no desktop, and
+    /// a PlatformError where its server does not answer.
+    [[nodiscard]] std::optional<X11Window> front(const std::set<ProcessId> &ours);
 
     /// The process of the active window, with 0 for one that is unknown.
     [[nodiscard]] std::optional<ProcessId> activeOwner();

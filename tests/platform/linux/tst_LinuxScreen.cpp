@@ -1,11 +1,13 @@
 #include "executor/Executor.h"
 #include "platform/Platform.h"
+#include "platform/PlatformError.h"
 #include "platform/Screen.h"
 #include "tests/platform/linux/TestWindow.h"
 
 #include <QTest>
 
 #include <csignal>
+#include <cstdlib>
 #include <xcb/xcb_ewmh.h>
 
 using namespace Qt::StringLiterals;
@@ -43,6 +45,33 @@ private:
     xcb_window_t m_window = XCB_WINDOW_NONE;
 };
 
+// Has the window manager's lists begin with more windows than are looked through for a list. It
+// writes them anew when a window comes or goes.
+void addCrowd()
+{
+    int screen = 0;
+    xcb_connection_t *const connection = xcb_connect(nullptr, &screen);
+    xcb_ewmh_connection_t ewmh{};
+    xcb_ewmh_init_atoms_replies(&ewmh, xcb_ewmh_init_atoms(connection, &ewmh), nullptr);
+    xcb_ewmh_get_windows_reply_t real{};
+    if (!xcb_ewmh_get_client_list_stacking_reply(
+            &ewmh, xcb_ewmh_get_client_list_stacking(&ewmh, screen), &real, nullptr))
+        qFatal("The window manager has no list.");
+    QList<xcb_window_t> windows;
+    for (int i = 0; i < 1100; ++i)
+        windows.append(xcb_generate_id(connection));
+    for (uint32_t i = 0; i < real.windows_len; ++i)
+        windows.append(real.windows[i]);
+    const auto count = static_cast<uint32_t>(windows.size());
+    xcb_ewmh_set_client_list_stacking(&ewmh, screen, count, windows.data());
+    xcb_ewmh_set_client_list(&ewmh, screen, count, windows.data());
+    xcb_flush(connection);
+    xcb_ewmh_get_windows_reply_wipe(&real);
+    std::free(xcb_get_input_focus_reply(connection, xcb_get_input_focus(connection), nullptr));
+    xcb_ewmh_connection_wipe(&ewmh);
+    xcb_disconnect(connection);
+}
+
 Workspace &workspace()
 {
     return Platform::current().workspace();
@@ -72,6 +101,10 @@ private Q_SLOTS:
     void ownersAreWhatTheServerKnows();
     void ourOwnWindowsAreNeitherListedNorInFront();
     void aRealApplicationIsNamedByItsEntry();
+    void theClassDecidesBeforeTheProgram_data();
+    void theClassDecidesBeforeTheProgram();
+    void whatSaysThatItIsTheAssistantIsNeverInFront();
+    void theFrontIsFoundAmongAThousandWindows();
     void theServerMayGoAndComeBack();
     void aServerThatHangsIsNotWaitedForForever();
 
@@ -210,6 +243,72 @@ void tst_LinuxScreen::aRealApplicationIsNamedByItsEntry()
     terminal.waitForFinished();
 }
 
+void tst_LinuxScreen::theClassDecidesBeforeTheProgram_data()
+{
+    QTest::addColumn<QString>("windowClass");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("named by its class") << u"mail.Mail"_s << u"Mail"_s;
+    QTest::newRow("whatever its instance is called")
+        << u"quillon-test-window.Slack"_s << u"Slack"_s;
+    QTest::newRow("by its instance alone") << u"outlook."_s << u"outlook"_s;
+    QTest::newRow("an entry of that class") << u"x.claimed"_s << u"Claimed"_s;
+    QTest::newRow("an entry that claims the instance") << u"crx_1.Browser"_s << u"Web Mail"_s;
+    QTest::newRow("an instance in other letters") << u"CRX_1.Signal"_s << u"Signal"_s;
+    QTest::newRow("an instance named as an entry") << u"python.Teams"_s << u"Teams"_s;
+    QTest::newRow("a class named as the program")
+        << u"x.Quillon-Test-Window"_s << u"Python (v3.11)"_s;
+    QTest::newRow("an instance named as the program")
+        << u"quillon-test-window."_s << u"Python (v3.11)"_s;
+}
+
+void tst_LinuxScreen::theClassDecidesBeforeTheProgram()
+{
+    QFETCH(QString, windowClass);
+    QFETCH(QString, name);
+    const QString folder = u".local/share/applications/"_s;
+    const auto write = [&](const QString &file, const QByteArray &called, const QByteArray &rest) {
+        m_desktop->write(folder + file,
+                         "[Desktop Entry]\nType=Application\nName=" + called + '\n' + rest + '\n');
+    };
+    // The program is to these windows what an interpreter is to others.
+    write(u"python.desktop"_s, "Python (v3.11)", "Exec=" TEST_WINDOW);
+    write(u"claimed.desktop"_s, "Claimed", "Exec=/bin/true");
+    write(u"app.desktop"_s, "Web Mail", "Exec=/bin/true\nStartupWMClass=crx_1");
+    TestWindow window(*m_desktop, u"a"_s, windowClass);
+    QTRY_COMPARE_WITH_TIMEOUT(frontName(), name, 10'000);
+    window.end();
+}
+
+void tst_LinuxScreen::whatSaysThatItIsTheAssistantIsNeverInFront()
+{
+    // It may run in a container, or as another user.
+    TestWindow other(*m_desktop, u"a"_s, u"one.One"_s);
+    QTRY_COMPARE(frontName(), u"One"_s);
+    TestWindow panel(*m_desktop, u"b"_s, u"copy.Quillon"_s);
+    QTRY_COMPARE(workspace().focusedProcess(), panel.pid());
+    QCOMPARE(Executor::observe(), u"Frontmost app: One. Windows: One — a"_s);
+    QCOMPARE(workspace().runningApplications().size(), 1);
+    other.end();
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
+    panel.end();
+}
+
+void tst_LinuxScreen::theFrontIsFoundAmongAThousandWindows()
+{
+    TestWindow mail(*m_desktop, u"a"_s, u"mail.Mail"_s);
+    QTRY_COMPARE(workspace().focusedProcess(), mail.pid());
+    addCrowd();
+    QCOMPARE(frontName(), u"Mail"_s);
+    QCOMPARE(Executor::windowSummary(), u"Mail — a"_s);
+    // And behind ourselves.
+    const OwnWindow panel;
+    QTRY_COMPARE(workspace().focusedProcess(), ProcessId{QCoreApplication::applicationPid()});
+    addCrowd();
+    QCOMPARE(workspace().focusedProcess(), ProcessId{QCoreApplication::applicationPid()});
+    QCOMPARE(frontName(), u"Mail"_s);
+    mail.end();
+}
+
 void tst_LinuxScreen::theServerMayGoAndComeBack()
 {
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
@@ -232,6 +331,14 @@ void tst_LinuxScreen::aServerThatHangsIsNotWaitedForForever()
     QCOMPARE(::kill(static_cast<pid_t>(m_desktop->server()), SIGSTOP), 0);
     QVERIFY(!Platform::current().screen().windows());
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
+    // What cannot be read is not the same as nothing.
+    QString sentence;
+    try {
+        (void)workspace().frontmostApplication();
+    } catch (const PlatformError &error) {
+        sentence = QString::fromUtf8(error.what());
+    }
+    QCOMPARE(sentence, u"The X server does not answer."_s);
     QCOMPARE(::kill(static_cast<pid_t>(m_desktop->server()), SIGCONT), 0);
     QTRY_VERIFY(Platform::current().screen().windows());
 }

@@ -1,0 +1,101 @@
+#include "platform/linux/desktop/LinuxProcesses.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+// The masters of pseudo terminals begin here, and the slaves behind them; the console's terminals
+// and the serial ones have these numbers.
+bool isTerminal(dev_t device)
+{
+    constexpr unsigned console = 4;
+    constexpr unsigned firstPseudo = 136;
+    constexpr unsigned lastPseudo = 143;
+    const unsigned kind = major(device);
+    return kind == console || (kind >= firstPseudo && kind <= lastPseudo);
+}
+
+// The table writes a device as the kernel's own number: twelve bits of the kind in the middle.
+TerminalId terminal(dev_t device)
+{
+    const quint64 low = minor(device) & 0xff;
+    const quint64 high = minor(device) & ~quint64{0xff};
+    return TerminalId{static_cast<qint64>(low | (quint64{major(device)} << 8) | (high << 12))};
+}
+} // namespace
+
+QList<ProcessId> LinuxProcesses::all() const
+{
+    QList<ProcessId> found;
+    for (const QString &name : QDir(m_folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
+        bool isNumber = false;
+        const qint64 process = name.toLongLong(&isNumber);
+        if (isNumber)
+            found.append(ProcessId{process});
+    }
+    return found;
+}
+
+QString LinuxProcesses::program(ProcessId process) const
+{
+    return QFileInfo(entry(process, "exe"_L1)).symLinkTarget();
+}
+
+std::optional<ProcessRecord> LinuxProcesses::record(ProcessId process) const
+{
+    // "1234 (name) S parent group session terminal foreground …"; the name may hold anything.
+    const QByteArray status = read(process, "stat"_L1);
+    const QList<QByteArray> fields = status.mid(status.lastIndexOf(')') + 2).split(' ');
+    if (fields.size() < 2)
+        return std::nullopt;
+    ProcessRecord record{.parent = ProcessId{fields[1].toLongLong()},
+                         .session = ProcessId{fields.value(3).toLongLong()}};
+    if (const qint64 controlling = fields.value(4).toLongLong(); controlling != 0)
+        record.terminal = TerminalId{controlling};
+    record.isInForeground = record.terminal && fields.value(2) == fields.value(5);
+    struct stat input = {};
+    if (::stat(QFile::encodeName(entry(process, "fd/0"_L1)).constData(), &input) == 0 &&
+        S_ISCHR(input.st_mode) && isTerminal(input.st_rdev))
+        record.input = terminal(input.st_rdev);
+    return record;
+}
+
+// Some of these files are in places where the process itself may put anything: a pipe that nothing
+// is written to, or a file without an end.
+QByteArray LinuxProcesses::read(ProcessId process, QLatin1StringView name) const
+{
+    constexpr qint64 mostBytes = 64LL * 1024;
+    const int descriptor = ::open(QFile::encodeName(entry(process, name)).constData(),
+                                  O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
+        return {};
+    struct stat status = {};
+    QFile file;
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
+        !file.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return {};
+    }
+    return file.read(mostBytes);
+}
+
+std::set<ProcessId> ourProcesses()
+{
+    const LinuxProcesses processes;
+    const ProcessId self{::getpid()};
+    const QString program = QFileInfo(processes.program(self)).fileName();
+    return ownProcesses(processes, self, {program, u"quillon-keyboard"_s});
+}
+
+QString LinuxProcesses::entry(ProcessId process, QLatin1StringView name) const
+{
+    return m_folder + u'/' + QString::number(static_cast<qint64>(process)) + u'/' + name;
+}

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "platform/OwnProcesses.h"
+
+/// The processes as libproc tells them. Any thread.
+class MacProcesses final : public ProcessList
+{
+public:
+    [[nodiscard]] QList<ProcessId> all() const override;
+    [[nodiscard]] QString program(ProcessId process) const override;
+    [[nodiscard]] std::optional<ProcessRecord> record(ProcessId process) const override;
+};
