@@ -1,12 +1,13 @@
 #include "agent/AgentSession.h"
 
-#include "agent/Safety.h"
 #include "agent/SystemPrompt.h"
 #include "agent/action/ActionError.h"
 #include "base/MainThread.h"
 #include "executor/Executor.h"
+#include "executor/KeyboardFocus.h"
 #include "models/ModelManager.h"
 #include "platform/Platform.h"
+#include "platform/PlatformError.h"
 #include "platform/Workspace.h"
 
 #include <QPointer>
@@ -32,16 +33,31 @@ QString stateLine()
     return u"\nState: "_s + Executor::observe();
 }
 
-std::optional<ProcessId> frontProcess()
-{
-    const auto front = Platform::current().workspace().frontmostApplication();
-    return front ? std::optional(front->pid) : std::nullopt;
-}
-
-// Of the actions that are asked about, those that go to whatever is in front.
+// Of the actions that are asked about, those that go to what is in front.
 bool goesToFront(const AgentAction &action)
 {
     return action.name == u"click" || action.name == u"press_key";
+}
+
+// The others need no answer.
+std::optional<Application> frontFor(const AgentAction &action)
+{
+    try {
+        return Platform::current().workspace().frontmostApplication();
+    } catch (const PlatformError &) {
+        if (goesToFront(action))
+            throw;
+        return std::nullopt;
+    }
+}
+
+// What was found safe, or was approved, was so for that application.
+QCoro::Task<QString> perform(AgentAction action, std::optional<Application> front,
+                             std::shared_ptr<Cancellation> task)
+{
+    if (goesToFront(action))
+        co_await Executor::KeyboardFocus::returnTo(front);
+    co_return co_await Executor::run(action, task);
 }
 } // namespace
 
@@ -71,7 +87,7 @@ void AgentSession::submit(const QString &text)
     m_task = std::make_shared<Cancellation>();
     MainThread::post([session = QPointer(this), command] {
         if (session)
-            session->m_loop = session->run(command, session->m_turns.size() - 1);
+            session->m_loop = session->run(command);
     });
 }
 
@@ -91,24 +107,21 @@ void AgentSession::resolve(bool approved)
         Confirmation(*confirmation).resume(approved);
 }
 
-QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
+void AgentSession::stop()
+{
+    if (m_task)
+        m_task->cancel();
+    resolve(false);
+}
+
+QCoro::Task<> AgentSession::run(QString command)
 {
     const QPointer<AgentSession> session(this);
     const std::shared_ptr<Cancellation> task = m_task;
+    const bool isReady = co_await makeModelReady();
+    if (!session || !isReady)
+        co_return;
 
-    // The engine may have lost its model since: to another choice while it was at work, or to a
-    // failure inside the library.
-    if (m_models.state() != ModelManager::State::loaded() || !m_models.engine()->isLoaded()) {
-        co_await m_models.loadIfNeeded();
-        if (!session)
-            co_return;
-        if (m_models.state() != ModelManager::State::loaded()) {
-            fail(turnIndex, u"The local model isn't ready yet."_s);
-            co_return;
-        }
-    }
-
-    const std::shared_ptr<InferenceEngine> engine = m_models.engine();
     QList<ChatMessage> conversation;
     conversation << message(Role::system, systemPrompt())
                  << message(Role::user, u"User: "_s + command + stateLine());
@@ -116,142 +129,168 @@ QCoro::Task<> AgentSession::run(QString command, qsizetype turnIndex)
     std::optional<AgentAction> lastStep;
 
     for (int pass = 0; pass < maxSteps && !task->isCancelled(); ++pass) {
-        setStatus(u"Thinking…"_s);
-        clearPreview();
-        // Made outside of the co_await: gcc 12 destroys a callable that is made in one twice.
-        const InferenceEngine::OnToken onToken = preview();
-        QString reply;
-        std::optional<QString> error;
-        try {
-            reply = co_await engine->generate(conversation, maxReplyTokens, onToken);
-        } catch (const std::exception &failure) {
-            error = QString::fromUtf8(failure.what());
-        }
-        if (!session)
+        const std::optional<QString> reply = co_await ask(conversation);
+        if (!session || !reply)
             co_return;
-        if (error) {
-            fail(turnIndex, *error);
-            co_return;
-        }
         if (task->isCancelled())
             break;
 
-        const std::optional<AgentAction> action = AgentAction::parse(reply);
+        const std::optional<AgentAction> action = AgentAction::parse(*reply);
         if (!action) {
             if (++unreadableReplies == maxUnreadableReplies) {
-                fail(turnIndex, u"I couldn't work out a plan for that."_s);
+                fail(u"I couldn't work out a plan for that."_s);
                 co_return;
             }
-            conversation << message(Role::assistant, reply)
+            conversation << message(Role::assistant, *reply)
                          << message(Role::user,
                                     u"Invalid. Reply with exactly one JSON action object."_s);
             continue;
         }
-        conversation << message(Role::assistant, reply.trimmed());
+        conversation << message(Role::assistant, reply->trimmed());
 
         if (action->name == u"done") {
             const QString summary = action->arg(u"message"_s).value_or(u"Done"_s);
-            appendLine(turnIndex, {.text = summary, .kind = LogEntry::Kind::success});
-            finish(turnIndex, summary);
+            appendLine({.text = summary, .kind = LogEntry::Kind::success});
+            finish(summary);
             co_return;
         }
         if (lastStep && lastStep->name == action->name && lastStep->args == action->args) {
-            fail(turnIndex, u"Stopped: the same step was repeated."_s);
+            fail(u"Stopped: the same step was repeated."_s);
             co_return;
         }
 
-        const QString title = action->title();
-        const LogEntry step{.text = title, .kind = LogEntry::Kind::step, .running = true};
-        appendLine(turnIndex, step);
-        setStatus(title);
+        LogEntry step{.text = action->title(), .kind = LogEntry::Kind::step, .running = true};
+        appendLine(step);
+        setStatus(step.text);
         clearPreview();
 
-        const auto front = goesToFront(*action) ? frontProcess() : std::nullopt;
-        const Risk risk = Safety::assess(*action);
-        if (!risk.isSafe()) {
-            rewriteLine(turnIndex, step.id, u"Waiting for approval: "_s + title,
-                        LogEntry::Kind::confirm, false);
-            Confirmation confirmation;
-            m_confirmation = confirmation;
-            setPending(PendingConfirmation{.action = *action, .reason = risk.reason()});
-            const bool approved = co_await confirmation;
-            if (!session)
-                co_return;
-            if (!approved) {
-                rewriteLine(turnIndex, step.id, u"Declined: "_s + title, LogEntry::Kind::failure,
-                            false);
-                finish(turnIndex, u"I didn't do that, as requested."_s);
-                co_return;
-            }
-            rewriteLine(turnIndex, step.id, title, LogEntry::Kind::step, true);
-        }
-
-        QString result;
+        QString told;
         try {
-            // What was found safe, or was approved, was so for that application.
-            if (goesToFront(*action) && frontProcess() != front)
-                throw ActionError(u"Another application has come to the front meanwhile."_s);
-            result = co_await Executor::run(*action, task);
-        } catch (const ActionError &failure) {
-            error = failure.message; // what() ends at a null character, which a reply can hold.
+            const std::optional<Application> front = frontFor(*action);
+            const Risk risk = Safety::assess(*action, front);
+            const bool mayGoOn = co_await approve(step, *action, risk);
+            if (!session || !mayGoOn)
+                co_return;
+            const QString result = co_await perform(*action, front, task);
+            told = u"Result: "_s + result;
+            step.running = false;
         } catch (const std::exception &failure) {
-            error = QString::fromUtf8(failure.what());
+            // what() of ours ends at a null character, which a reply can hold.
+            const auto *const ours = dynamic_cast<const ActionError *>(&failure);
+            const QString sentence = ours ? ours->message : QString::fromUtf8(failure.what());
+            told = u"Error: "_s + sentence;
+            step = {.id = step.id,
+                    .text = step.text + u" — "_s + sentence,
+                    .kind = LogEntry::Kind::failure};
         }
         if (!session)
             co_return;
-        if (error) {
-            rewriteLine(turnIndex, step.id, title + u" — "_s + *error, LogEntry::Kind::failure,
-                        false);
-            conversation << message(Role::user, u"Error: "_s + *error + stateLine());
-        } else {
-            rewriteLine(turnIndex, step.id, title, LogEntry::Kind::step, false);
-            conversation << message(Role::user, u"Result: "_s + result + stateLine());
-        }
+        rewriteLine(step);
+        conversation << message(Role::user, told + stateLine());
         lastStep = action;
     }
 
     if (task->isCancelled()) {
-        appendLine(turnIndex, {.text = u"Cancelled"_s, .kind = LogEntry::Kind::info});
-        finish(turnIndex);
+        appendLine({.text = u"Cancelled"_s, .kind = LogEntry::Kind::info});
+        finish();
     } else {
-        fail(turnIndex, u"Stopped after too many steps."_s);
+        fail(u"Stopped after too many steps."_s);
     }
 }
 
-void AgentSession::finish(qsizetype turnIndex, const std::optional<QString> &summary)
+QCoro::Task<bool> AgentSession::makeModelReady()
+{
+    // The engine may have lost its model since: to another choice while it was at work, or to a
+    // failure inside the library.
+    if (m_models.state() == ModelManager::State::loaded() && m_models.engine()->isLoaded())
+        co_return true;
+    const QPointer<AgentSession> session(this);
+    co_await m_models.loadIfNeeded();
+    if (!session)
+        co_return false;
+    if (m_models.state() == ModelManager::State::loaded())
+        co_return true;
+    fail(u"The local model isn't ready yet."_s);
+    co_return false;
+}
+
+QCoro::Task<std::optional<QString>> AgentSession::ask(QList<ChatMessage> conversation)
+{
+    const QPointer<AgentSession> session(this);
+    setStatus(u"Thinking…"_s);
+    clearPreview();
+    const std::shared_ptr<InferenceEngine> engine = m_models.engine();
+    // Made outside of the co_await: gcc 12 destroys a callable that is made in one twice.
+    const InferenceEngine::OnToken onToken = preview();
+    std::optional<QString> reply;
+    QString sentence;
+    try {
+        reply = co_await engine->generate(conversation, maxReplyTokens, onToken);
+    } catch (const std::exception &failure) {
+        sentence = QString::fromUtf8(failure.what());
+    }
+    if (session && !reply)
+        fail(sentence);
+    co_return reply;
+}
+
+QCoro::Task<bool> AgentSession::approve(LogEntry step, AgentAction action, Risk risk)
+{
+    if (risk.isSafe())
+        co_return true;
+    const QPointer<AgentSession> session(this);
+    rewriteLine({.id = step.id,
+                 .text = u"Waiting for approval: "_s + step.text,
+                 .kind = LogEntry::Kind::confirm});
+    Confirmation confirmation;
+    m_confirmation = confirmation;
+    setPending(PendingConfirmation{.action = action, .reason = risk.reason()});
+    const bool isApproved = co_await confirmation;
+    if (!session)
+        co_return false;
+    if (isApproved) {
+        rewriteLine(step);
+    } else {
+        rewriteLine(
+            {.id = step.id, .text = u"Declined: "_s + step.text, .kind = LogEntry::Kind::failure});
+        finish(u"I didn't do that, as requested."_s);
+    }
+    co_return isApproved;
+}
+
+void AgentSession::finish(const std::optional<QString> &summary)
 {
     Q_EMIT turnsWillChange();
-    m_turns[turnIndex].finished = true;
-    m_turns[turnIndex].summary = summary;
+    m_turns.last().finished = true;
+    m_turns.last().summary = summary;
     Q_EMIT turnsChanged();
     setIsRunning(false);
     setStatus({});
     clearPreview();
 }
 
-void AgentSession::fail(qsizetype turnIndex, const QString &sentence)
+void AgentSession::fail(const QString &sentence)
 {
-    appendLine(turnIndex, {.text = sentence, .kind = LogEntry::Kind::failure});
-    finish(turnIndex);
+    appendLine({.text = sentence, .kind = LogEntry::Kind::failure});
+    finish();
 }
 
-void AgentSession::appendLine(qsizetype turnIndex, LogEntry entry)
+void AgentSession::appendLine(LogEntry entry)
 {
     Q_EMIT turnsWillChange();
-    m_turns[turnIndex].log.append(std::move(entry));
+    m_turns.last().log.append(std::move(entry));
     Q_EMIT turnsChanged();
 }
 
-void AgentSession::rewriteLine(qsizetype turnIndex, const QUuid &id, const QString &text,
-                               LogEntry::Kind kind, bool running)
+void AgentSession::rewriteLine(const LogEntry &entry)
 {
-    const QList<LogEntry> &log = m_turns.at(turnIndex).log;
-    const auto line = std::ranges::find(log, id, &LogEntry::id);
+    const QList<LogEntry> &log = m_turns.constLast().log;
+    const auto line = std::ranges::find(log, entry.id, &LogEntry::id);
     if (line == log.end())
         return;
     const qsizetype index = std::distance(log.begin(), line);
     Q_EMIT turnsWillChange();
-    m_turns[turnIndex].log[index] = {.id = id, .text = text, .kind = kind, .running = running};
+    m_turns.last().log[index] = entry;
     Q_EMIT turnsChanged();
 }
 

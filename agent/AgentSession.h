@@ -1,8 +1,10 @@
 #pragma once
 
 #include "agent/Confirmation.h"
+#include "agent/Safety.h"
 #include "agent/Transcript.h"
 #include "base/Cancellation.h"
+#include "inference/ChatMessage.h"
 #include "inference/InferenceEngine.h"
 
 #include <QCoro/QCoroTask>
@@ -19,8 +21,6 @@ class ModelManager;
 /// assessed, approved where it is risky, performed, and its result told to the model, until the
 /// model is done or a guard stops it. Lives on the main thread as long as the application; no
 /// failure leaves it, every ending stands in the transcript.
-///
-/// The stop control cancels task() and then calls resolve(false).
 class AgentSession : public QObject
 {
     Q_OBJECT
@@ -54,6 +54,10 @@ public:
     /// The user's answer to the pending confirmation.
     void resolve(bool approved);
 
+    /// Cancels the task and declines what waits for approval; the turn ends at the next point where
+    /// it can.
+    void stop();
+
 Q_SIGNALS:
     // Each property announces that it will change, and again once it has.
     void turnsWillChange();
@@ -68,13 +72,19 @@ Q_SIGNALS:
     void pendingChanged();
 
 private:
-    QCoro::Task<> run(QString command, qsizetype turnIndex);
-    void finish(qsizetype turnIndex, const std::optional<QString> &summary = std::nullopt);
+    // The turn that runs is the last one. Each of these ends early when the session goes away.
+    QCoro::Task<> run(QString command);
+    /// False where the model is not ready, with which the turn is over.
+    QCoro::Task<bool> makeModelReady();
+    /// The model's reply; nothing where generating failed, with which the turn is over.
+    QCoro::Task<std::optional<QString>> ask(QList<ChatMessage> conversation);
+    /// Whether the step may be performed; where it may not, the turn is over.
+    QCoro::Task<bool> approve(LogEntry step, AgentAction action, Risk risk);
+    void finish(const std::optional<QString> &summary = std::nullopt);
 
-    void appendLine(qsizetype turnIndex, LogEntry entry);
-    void fail(qsizetype turnIndex, const QString &sentence);
-    void rewriteLine(qsizetype turnIndex, const QUuid &id, const QString &text, LogEntry::Kind kind,
-                     bool running);
+    void appendLine(LogEntry entry);
+    void fail(const QString &sentence);
+    void rewriteLine(const LogEntry &entry);
 
     [[nodiscard]] InferenceEngine::OnToken preview();
     void clearPreview();

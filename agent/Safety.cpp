@@ -2,7 +2,7 @@
 
 #include "base/Text.h"
 #include "platform/Platform.h"
-#include "platform/Workspace.h"
+#include "platform/PlatformError.h"
 
 #include <QSet>
 
@@ -111,7 +111,16 @@ Risk assessAddress(const AgentAction &action)
 
 Risk Safety::assess(const AgentAction &action)
 {
-    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+    std::optional<Application> front;
+    try {
+        front = Platform::current().workspace().frontmostApplication();
+    } catch (const PlatformError &) {
+    }
+    return assess(action, front);
+}
+
+Risk Safety::assess(const AgentAction &action, const std::optional<Application> &front)
+{
     const QString frontName = front ? front->name.value_or(QString()).toLower() : QString();
 
     if (action.name == u"trash") {

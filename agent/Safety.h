@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/action/AgentAction.h"
+#include "platform/Workspace.h"
 
 #include <QString>
 
@@ -28,6 +29,10 @@ private:
 /// Fixed rules on what must not happen without the user's approval: sending, losing work, deleting,
 /// spending, running scripts, resetting settings. No memory between calls.
 namespace Safety {
-/// Main thread. Looks at the action and, afresh each time, at the application in front.
+/// Looks at the action and at the application that is in front, if there is one.
+[[nodiscard]] Risk assess(const AgentAction &action, const std::optional<Application> &front);
+
+/// The same for the application that is in front at the moment; a desktop that does not answer
+/// counts as one where nothing is. Main thread.
 [[nodiscard]] Risk assess(const AgentAction &action);
 } // namespace Safety

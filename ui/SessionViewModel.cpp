@@ -77,10 +77,8 @@ void SessionViewModel::submit(const QString &text)
 
 void SessionViewModel::stop()
 {
-    if (const auto task = m_session.task())
-        task->cancel();
+    m_session.stop();
     Q_EMIT statusChanged();
-    m_session.resolve(false);
 }
 
 void SessionViewModel::resolve(bool approved)

@@ -73,12 +73,7 @@ struct Scene
         return !session->isRunning() && session->status().isEmpty() &&
                session->streamPreview().isEmpty() && !session->pending();
     }
-    void stop() const
-    {
-        if (const auto task = session->task())
-            task->cancel();
-        session->resolve(false);
-    }
+    void stop() const { session->stop(); }
 
     QTemporaryDir home;
     FakePlatform platform;
@@ -125,6 +120,13 @@ private Q_SLOTS:
     void loadsTheModelThatTheEngineHasLost();
     void aHarmlessKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile();
 
+    void aStepThatDependsOnAFrontThatIsNotKnownFails_data();
+    void aStepThatDependsOnAFrontThatIsNotKnownFails();
+    void whatDoesNotDependOnTheFrontIsAskedAboutAllTheSame();
+    void theFrontIsLookedAtOncePerDecision();
+    void whatWasAskedAboutComesBackFromBehindUs_data();
+    void whatWasAskedAboutComesBackFromBehindUs();
+    void anotherWindowOfTheSameProcessIsAnother();
     void waitsForApproval();
     void performsWhatIsApproved();
     void endsWhenTheUserDeclines();
@@ -495,13 +497,112 @@ void tst_AgentSession::aHarmlessKeyIsNotPressedForWhoeverComesToTheFrontMeanwhil
     scene.platform.desk.front.reset();
     int looks = 0;
     scene.platform.desk.afterEachLook = [&] {
-        const bool isAssessed = scene.session->status() == u"Pressing return"_s && ++looks == 2;
+        const bool isAssessed = scene.session->status() == u"Pressing return"_s && ++looks == 1;
         if (isAssessed)
             scene.platform.desk.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
     };
     scene.run();
     QCOMPARE(scene.texts().first(),
              u"Pressing return — Another application has come to the front meanwhile."_s);
+    QVERIFY(scene.platform.keys.events.isEmpty());
+}
+
+void tst_AgentSession::aStepThatDependsOnAFrontThatIsNotKnownFails_data()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("title");
+    QTest::newRow("key") << uR"({"action":"press_key","key":"return"})"_s << u"Pressing return"_s;
+    QTest::newRow("click") << uR"({"action":"click","label":"Open"})"_s << u"Clicking “Open”"_s;
+    QTest::newRow("text") << uR"({"action":"type_text","text":"a"})"_s << u"Typing “a”"_s;
+}
+
+void tst_AgentSession::aStepThatDependsOnAFrontThatIsNotKnownFails()
+{
+    QFETCH(QString, action);
+    QFETCH(QString, title);
+    Scene scene({action, done});
+    scene.platform.desk.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
+    scene.platform.desk.silence = u"The X server does not answer."_s;
+    scene.run();
+    QCOMPARE(scene.texts(),
+             (QStringList{title + u" — The X server does not answer."_s, u"All done."_s}));
+    QVERIFY(scene.platform.keys.events.isEmpty());
+    QVERIFY(scene.platform.controls.pressed.isEmpty());
+}
+
+void tst_AgentSession::whatDoesNotDependOnTheFrontIsAskedAboutAllTheSame()
+{
+    Scene scene({trashOld, done});
+    scene.platform.desk.silence = u"The X server does not answer."_s;
+    scene.session->submit(u"Tidy up"_s);
+    QTRY_VERIFY(scene.session->pending());
+    scene.session->resolve(true);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.platform.desk.trashed.size(), 1);
+}
+
+void tst_AgentSession::theFrontIsLookedAtOncePerDecision()
+{
+    Scene scene({uR"({"action":"press_key","key":"a"})"_s, done});
+    int looks = 0;
+    scene.platform.desk.afterEachLook = [&] {
+        if (scene.session->status() == u"Pressing a"_s)
+            ++looks;
+    };
+    scene.run();
+    // To decide, before acting, to hand the keyboard over; and to tell the model afterwards.
+    QCOMPARE(looks, 4);
+}
+
+void tst_AgentSession::whatWasAskedAboutComesBackFromBehindUs_data()
+{
+    QTest::addColumn<qint64>("holder");
+    QTest::addColumn<bool>("isPressed");
+    QTest::newRow("our panel") << qint64{QCoreApplication::applicationPid()} << true;
+    QTest::newRow("our terminal") << qint64{50} << true;
+    QTest::newRow("another application") << qint64{9} << false;
+}
+
+void tst_AgentSession::whatWasAskedAboutComesBackFromBehindUs()
+{
+    QFETCH(qint64, holder);
+    QFETCH(bool, isPressed);
+    Scene scene({uR"({"action":"press_key","key":"return"})"_s, done});
+    const Application mail{.pid = ProcessId{8}, .name = u"Mail"_s};
+    const Application other{.pid = ProcessId{9}, .name = u"Other"_s};
+    FakeWorkspace &desk = scene.platform.desk;
+    desk.own.insert(ProcessId{50});
+    desk.running = {mail, other};
+    desk.front = mail;
+    scene.session->submit(u"Send it"_s);
+    QTRY_VERIFY(scene.session->pending());
+    // Behind what has the keyboard, another application is the nearest one now.
+    desk.front = other;
+    desk.focused = ProcessId{holder};
+    scene.session->resolve(true);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(desk.activated, isPressed ? QList<ProcessId>{mail.pid} : QList<ProcessId>());
+    QCOMPARE(scene.platform.keys.receivers,
+             isPressed ? QList<ProcessId>{mail.pid} : QList<ProcessId>());
+    QCOMPARE(scene.texts().first(),
+             isPressed
+                 ? u"Pressing return"_s
+                 : u"Pressing return — Another application has come to the front meanwhile."_s);
+}
+
+void tst_AgentSession::anotherWindowOfTheSameProcessIsAnother()
+{
+    Scene scene({uR"({"action":"press_key","key":"delete","modifiers":"command"})"_s, done});
+    FakeWorkspace &desk = scene.platform.desk;
+    desk.front = Application{.pid = ProcessId{8}, .name = u"Browser"_s};
+    scene.session->submit(u"Delete it"_s);
+    QTRY_VERIFY(scene.session->pending());
+    desk.front = Application{.pid = ProcessId{8}, .name = u"Web Mail"_s};
+    scene.session->resolve(true);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QVERIFY2(scene.texts().first().endsWith(
+                 u" — Another application has come to the front meanwhile."_s),
+             qPrintable(scene.texts().first()));
     QVERIFY(scene.platform.keys.events.isEmpty());
 }
 

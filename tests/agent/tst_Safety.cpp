@@ -23,6 +23,8 @@ private Q_SLOTS:
     void showsTheFrontApplicationCapitalized_data();
     void showsTheFrontApplicationCapitalized();
     void looksAtTheFrontApplicationAfreshForEveryAction();
+    void takesTheFrontThatItIsGiven();
+    void aDesktopThatDoesNotAnswerHasNothingInFront();
 };
 
 namespace {
@@ -218,6 +220,28 @@ void tst_Safety::looksAtTheFrontApplicationAfreshForEveryAction()
     QVERIFY(!Safety::assess(pressReturn).isSafe());
     platform.desk.front = Application{.pid = ProcessId{7}, .name = std::nullopt};
     QVERIFY(Safety::assess(pressReturn).isSafe());
+}
+
+void tst_Safety::takesTheFrontThatItIsGiven()
+{
+    FakePlatform platform;
+    int looks = 0;
+    platform.desk.afterEachLook = [&] { ++looks; };
+    const AgentAction action{.name = u"press_key"_s, .args = {{u"key"_s, u"return"_s}}};
+    const Application mail{.pid = ProcessId{7}, .name = u"Mail"_s};
+    QCOMPARE(Safety::assess(action, mail).reason(),
+             u"Press Return in Mail — this may send a message"_s);
+    QVERIFY(Safety::assess(action, std::nullopt).isSafe());
+    QCOMPARE(looks, 0);
+}
+
+void tst_Safety::aDesktopThatDoesNotAnswerHasNothingInFront()
+{
+    FakePlatform platform;
+    platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
+    platform.desk.silence = u"It does not answer."_s;
+    const AgentAction action{.name = u"click"_s, .args = {{u"label"_s, u"Send"_s}}};
+    QCOMPARE(Safety::assess(action).reason(), u"Click “Send” in "_s);
 }
 
 QTEST_APPLESS_MAIN(tst_Safety)
