@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -99,6 +100,9 @@ Terminal::Terminal(QObject *parent)
     , m_inputIsTerminal(isatty(STDIN_FILENO) == 1)
     , m_outputIsTerminal(isatty(STDOUT_FILENO) == 1)
 {
+    m_delay.setSingleShot(true);
+    m_delay.setInterval(answerDelay);
+    connect(&m_delay, &QTimer::timeout, this, &Terminal::takeAnswers);
 }
 
 void Terminal::print(const QString &line)
@@ -143,22 +147,65 @@ void Terminal::ask(const QString &question)
 
 void Terminal::askPage()
 {
-    tcflush(STDIN_FILENO, TCIFLUSH);
-    const QString page = m_pages.takeFirst();
-    write(stdout, m_pages.isEmpty() ? page : page + more);
+    dropInput();
+    m_page = m_pages.takeFirst();
+    write(stdout, m_pages.isEmpty() ? m_page : m_page + more);
+    m_delay.start();
+}
+
+void Terminal::takeAnswers()
+{
+    if (dropTyped()) {
+        write(stdout, u"\n"_s);
+        m_pages.prepend(m_page);
+        askPage();
+        return;
+    }
     m_input = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(m_input, &QSocketNotifier::activated, this, &Terminal::readAnswer);
 }
 
 void Terminal::withdrawQuestion()
 {
+    if (!m_input && !m_delay.isActive())
+        return;
+    endQuestion();
+    write(stdout, u"\n"_s);
+}
+
+void Terminal::dropInput()
+{
+    (void)dropTyped();
+}
+
+bool Terminal::dropTyped()
+{
+    // A program in the background would be stopped for that.
+    const pid_t foreground = tcgetpgrp(STDIN_FILENO);
+    termios usual = {};
+    if (!m_inputIsTerminal || (foreground > 0 && foreground != getpgrp()) ||
+        tcgetattr(STDIN_FILENO, &usual) != 0)
+        return false;
+    // A terminal that hands over whole lines says nothing of one that has no end yet.
+    termios everyKey = usual;
+    everyKey.c_lflag &= ~static_cast<tcflag_t>(ICANON);
+    int length = 0;
+    tcsetattr(STDIN_FILENO, TCSANOW, &everyKey);
+    ioctl(STDIN_FILENO, FIONREAD, &length);
+    tcflush(STDIN_FILENO, TCIFLUSH);
+    tcsetattr(STDIN_FILENO, TCSANOW, &usual);
+    return length > 0;
+}
+
+void Terminal::endQuestion()
+{
+    m_delay.stop();
+    m_pages.clear();
     if (!m_input)
         return;
     m_input->setEnabled(false);
     m_input->deleteLater();
     m_input = nullptr;
-    m_pages.clear();
-    write(stdout, u"\n"_s);
 }
 
 void Terminal::readAnswer()
@@ -166,15 +213,14 @@ void Terminal::readAnswer()
     // A terminal hands over whole lines; its end of input is an empty answer.
     std::array<char, 4096> buffer{};
     const ssize_t length = read(STDIN_FILENO, buffer.data(), buffer.size());
-    m_input->setEnabled(false);
-    m_input->deleteLater();
-    m_input = nullptr;
-    if (length > 0 && !m_pages.isEmpty()) {
-        // Whatever it says, it was said before the end of the question was to be seen.
+    QStringList rest = std::exchange(m_pages, {});
+    endQuestion();
+    if (length > 0 && !rest.isEmpty()) {
+        // Any answer before the end of the question is on the screen only asks for the rest.
+        m_pages = std::move(rest);
         askPage();
         return;
     }
-    m_pages.clear();
     if (length <= 0)
         write(stdout, u"\n"_s);
     Q_EMIT answered(QString::fromUtf8(buffer.data(), length > 0 ? length : 0));

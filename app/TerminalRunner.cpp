@@ -3,6 +3,7 @@
 #include "agent/ShownReason.h"
 
 #include <QCoro/QCoroFuture>
+#include <QScopeGuard>
 
 #include <utility>
 
@@ -59,6 +60,8 @@ TerminalRunner::TerminalRunner(ModelManager &models, AgentSession &session, Term
 
 QCoro::Task<int> TerminalRunner::run(QString task)
 {
+    // What was typed meanwhile was not typed for the shell.
+    const auto end = qScopeGuard([this] { m_terminal.dropInput(); });
     if (task.trimmed().isEmpty()) {
         m_terminal.printError(u"The task is empty."_s);
         co_return exitFailed;
@@ -94,9 +97,7 @@ void TerminalRunner::stop(int exitStatus)
         m_models.cancelTask();
         m_models.refresh();
     }
-    if (const auto task = m_session.task())
-        task->cancel();
-    m_session.resolve(false);
+    m_session.stop();
 }
 
 QCoro::Task<bool> TerminalRunner::makeModelReady()

@@ -31,6 +31,9 @@ private Q_SLOTS:
     void asksBeforeARiskyStep_data();
     void asksBeforeARiskyStep();
     void anAnswerFromBeforeTheQuestionIsNone();
+    void anAnswerThatComesAtOnceIsNone_data();
+    void anAnswerThatComesAtOnceIsNone();
+    void whatWasTypedMeanwhileIsDroppedAtTheEnd();
     void ctrlCWhileItAsksDeclinesAndEndsTheTask();
     void outlivesItsTerminalWhereItIsTold();
     void showsControlCharactersInsteadOfObeyingThem();
@@ -255,7 +258,7 @@ void tst_Program::asksBeforeARiskyStep()
     QVERIFY2(quillon.waitForOutput("Move “Downloads/old.tar” to the Trash [y/N] "),
              qPrintable(quillon.output()));
     QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
-    quillon.type(answer);
+    quillon.answer(answer);
     QCOMPARE(quillon.waitForExit(), isApproved ? 0 : 1);
     QCOMPARE(QFile::exists(home(u"Downloads/old.tar"_s)), !isApproved);
     QCOMPARE(QFile::exists(home(u"models/Trash/files/old.tar"_s)), isApproved);
@@ -272,9 +275,49 @@ void tst_Program::anAnswerFromBeforeTheQuestionIsNone()
     Program quillon(program, taskArguments(u"Throw old.tar away"_s), impatient);
     QVERIFY(quillon.waitForOutput("[y/N] "));
     QVERIFY(!quillon.waitForExit(500));
-    quillon.type("n\n");
+    quillon.answer("n\n");
     QCOMPARE(quillon.waitForExit(), 1);
     QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+void tst_Program::anAnswerThatComesAtOnceIsNone_data()
+{
+    QTest::addColumn<QByteArray>("keys");
+    QTest::newRow("a line") << "y\n"_ba;
+    QTest::newRow("a line without its end") << "y"_ba;
+    QTest::newRow("several lines") << "n\ny\n"_ba;
+}
+
+void tst_Program::anAnswerThatComesAtOnceIsNone()
+{
+    QFETCH(QByteArray, keys);
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
+    Program quillon(program, taskArguments(u"Throw old.tar away"_s),
+                    options(Program::Input::terminal));
+    const QByteArray question = "Move “Downloads/old.tar” to the Trash [y/N] ";
+    QVERIFY(quillon.waitForOutput(question));
+    quillon.type(keys);
+    // It asks once more, and takes an answer then.
+    QVERIFY(quillon.waitForOutput(question + "\n  ? " + question));
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+    quillon.answer("\n");
+    QCOMPARE(quillon.waitForExit(), 1);
+    QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+// The shell would run it.
+void tst_Program::whatWasTypedMeanwhileIsDroppedAtTheEnd()
+{
+    giveModel({uR"({"action":"done","message":"Fine."})"_s});
+    Program shell(u"/bin/sh"_s, {u"-c"_s, u"'"_s + program + u"' --task Wait; echo read:; cat"_s},
+                  options(Program::Input::terminal));
+    QVERIFY(shell.waitForOutput("Wait"));
+    shell.type("touch x\n");
+    QVERIFY(shell.waitForOutput("read:"));
+    shell.type("later\n\x04");
+    QCOMPARE(shell.waitForExit(), 0);
+    QVERIFY2(shell.output().endsWith(u"read:\nlater\n"_s), qPrintable(shell.output()));
 }
 
 void tst_Program::ctrlCWhileItAsksDeclinesAndEndsTheTask()
@@ -300,7 +343,7 @@ void tst_Program::outlivesItsTerminalWhereItIsTold()
     QVERIFY(quillon.waitForOutput("[y/N] "));
     quillon.signal(SIGHUP);
     QVERIFY(!quillon.waitForExit(500));
-    quillon.type("n\n");
+    quillon.answer("n\n");
     QCOMPARE(quillon.waitForExit(), 1);
 }
 

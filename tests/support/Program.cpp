@@ -172,6 +172,21 @@ std::optional<int> Program::waitForExit(int milliseconds)
     return m_status;
 }
 
+void Program::answer(const QByteArray &keys)
+{
+    constexpr useconds_t untilItListens = 450'000;
+    for (bool isAsked = true; isAsked;) {
+        usleep(untilItListens);
+        const qsizetype before = m_output.size();
+        type(keys);
+        const QDeadlineTimer limit(30'000);
+        while (m_output.size() == before && !limit.hasExpired())
+            (void)readSome(100);
+        (void)readSome(100);
+        isAsked = m_output.mid(before).startsWith("\n  ? ");
+    }
+}
+
 void Program::type(const QByteArray &keys)
 {
     [[maybe_unused]] const ssize_t written =

@@ -40,6 +40,8 @@ public:
 
     /// Types on the terminal.
     void type(const QByteArray &keys);
+    /// Types an answer to the question that it has just printed, again if that was too early.
+    void answer(const QByteArray &keys);
     /// Sends a signal to the program.
     void signal(int number);
 

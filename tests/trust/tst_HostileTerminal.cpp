@@ -162,7 +162,7 @@ void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
             // A long question has to be read to its end: approval on the way counts for nothing.
             const QString printed = tasks.output().section(border(i), 1);
             if (printed.count(u"\n— Return shows the rest — "_s) == pages) {
-                tasks.type("y\n");
+                tasks.answer("y\n");
                 ++pages;
             }
         }
@@ -170,7 +170,7 @@ void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
         const HostileText &hostile = hostileTexts()[i];
         const qsizetype length = (hostile.shown.isEmpty() ? hostile.reason : hostile.shown).size();
         QCOMPARE(pages > 1, length > 1'500);
-        tasks.type("n\n");
+        tasks.answer("n\n");
     }
     QCOMPARE(tasks.waitForExit(120'000), 0);
     QString output = tasks.output();
