@@ -268,11 +268,14 @@ void tst_LinuxApplications::windowsFindTheirEntries_data()
     QTest::addColumn<QString>("windowClass");
     QTest::addColumn<QString>("name");
     QTest::newRow("claimed class") << u"x.Claimed"_s << u"Claims"_s;
-    QTest::newRow("claimed instance") << u"claimed.X"_s << u"Claims"_s;
+    QTest::newRow("claimed instance") << u"Claimed.X"_s << u"Claims"_s;
     QTest::newRow("entry's name") << u"x.bears"_s << u"Bears"_s;
-    QTest::newRow("last segment") << u"segment.X"_s << u"Segment"_s;
-    // The entry of the test window's own program comes last.
-    QTest::newRow("program") << u"x.X"_s << u"Window Maker"_s;
+    QTest::newRow("last segment") << u"x.segment"_s << u"Segment"_s;
+    // The entry of the test window's own program comes last, and only if the class is named after
+    // it.
+    QTest::newRow("program") << u"x.quillon-test-window"_s << u"Window Maker"_s;
+    // An instance is no more than the name of the program's file.
+    QTest::newRow("another class") << u"segment.X"_s << u"X"_s;
 }
 
 void tst_LinuxApplications::windowsFindTheirEntries()
