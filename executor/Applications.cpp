@@ -140,7 +140,7 @@ QCoro::Task<QString> Executor::launch(QString name, CancellationToken cancellati
     const std::optional<QString> location = appURL(name);
     if (!location)
         throw ActionError(u"Couldn't find an app called “"_s + name + u"”."_s);
-    co_await Platform::current().workspace().launch(*location);
+    co_await completion(Platform::current().workspace().launch(*location), cancellation);
     co_await pause(launchSettle, cancellation);
     co_return Platform::current().workspace().displayName(*location);
 }

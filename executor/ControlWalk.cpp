@@ -57,7 +57,7 @@ QList<Queued> takeBatch(std::deque<Queued> &queue, qsizetype most, int depthLimi
     return batch;
 }
 
-// Those of the elements that the visitor is to see.
+// Those of the elements that the visitor is to see, if the user can.
 QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
                         const QList<AccessibleNode> &nodes, const ControlFilter &interest)
 {
@@ -75,18 +75,26 @@ QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
     for (qsizetype i = 0; i < found.size(); ++i)
         found[i].label = texts[i];
     found.removeIf([&](const Control &control) { return !interest.label(control.label); });
-    if (found.isEmpty())
-        return found;
-    asked.clear();
-    for (const Control &control : std::as_const(found))
-        asked.append(control.element);
-    QList<Control> shown;
-    const QList<bool> hidden = tree.areHidden(asked);
-    for (qsizetype i = 0; i < found.size(); ++i) {
-        if (!hidden[i])
-            shown.append(found[i]);
+    return found;
+}
+
+// A few at a time: the visitor may have seen enough after the first one.
+VisitResult visitShown(AccessibleTree &tree, const QList<Control> &found,
+                       const std::function<VisitResult(const Control &)> &visit)
+{
+    constexpr qsizetype atATime = 32;
+    for (qsizetype start = 0; start < found.size(); start += atATime) {
+        const QList<Control> some = found.mid(start, atATime);
+        QList<ElementId> asked;
+        for (const Control &control : some)
+            asked.append(control.element);
+        const QList<bool> hidden = tree.areHidden(asked);
+        for (qsizetype i = 0; i < some.size(); ++i) {
+            if (!hidden[i] && visit(some[i]) == VisitResult::stop)
+                return VisitResult::stop;
+        }
     }
-    return shown;
+    return VisitResult::proceed;
 }
 } // namespace
 
@@ -115,9 +123,7 @@ void ControlWalk::run(AccessibleTree &tree, Limits limits, const ControlFilter &
             for (const ElementId child : nodes[i].children)
                 queue.push_back({child, batch[i].depth + 1});
         }
-        for (const Control &control : controls(tree, elements, nodes, interest)) {
-            if (visit(control) == VisitResult::stop)
-                return;
-        }
+        if (visitShown(tree, controls(tree, elements, nodes, interest), visit) == VisitResult::stop)
+            return;
     }
 }

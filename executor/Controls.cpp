@@ -38,10 +38,19 @@ struct Front
     QString name;
     std::unique_ptr<AccessibleTree> tree;
 
-    [[nodiscard]] ActionError doesNotRespond() const
+    [[nodiscard]] ActionError failure(const QString &what) const
     {
         return ActionError((name.isEmpty() ? u"The frontmost app"_s : u"“"_s + name + u"”"_s) +
-                           u" doesn't respond."_s);
+                           u' ' + what);
+    }
+
+    [[nodiscard]] ActionError doesNotRespond() const { return failure(u"doesn't respond."_s); }
+
+    // Where nothing was found that could be something, an application that shows nothing says so.
+    void requireInterface() const
+    {
+        if (const std::optional<QString> reason = tree->silenceReason())
+            throw failure(*reason);
     }
 };
 
@@ -102,9 +111,13 @@ QString Executor::click(const QString &label)
 {
     const Front front = openFront();
     try {
-        const std::optional<ElementId> control = find(*front.tree, label);
+        std::optional<ElementId> control = find(*front.tree, label);
         if (!control && front.tree->isTimeUp())
             throw front.doesNotRespond();
+        while (!control && front.tree->mayKnowMore())
+            control = find(*front.tree, label);
+        if (!control)
+            front.requireInterface();
         if (!control)
             throw ActionError(u"Couldn't find a control labelled “"_s + label + u"”."_s);
         if (!front.tree->press(*control))
@@ -119,7 +132,11 @@ QString Executor::readUI()
 {
     const Front front = openFront();
     try {
-        const QStringList found = lines(*front.tree);
+        QStringList found = lines(*front.tree);
+        if (found.isEmpty() && front.tree->mayKnowMore())
+            found = lines(*front.tree);
+        if (found.isEmpty())
+            front.requireInterface();
         if (found.isEmpty() && front.tree->isTimeUp())
             throw front.doesNotRespond();
         return found.isEmpty() ? u"No readable controls found."_s : found.join(u" | "_s);

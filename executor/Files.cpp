@@ -46,13 +46,13 @@ QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Cancell
     co_return u"Created folder at "_s + path + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, CancellationToken cancellation)
 {
     const QString text = required(action, "path", "Missing path.");
     const QString path = resolveFolder(text);
     if (!somethingExistsAt(path))
         throw ActionError(u"Nothing exists at "_s + text + u'.');
-    co_await Platform::current().workspace().open(fileAddress(path));
+    co_await completion(Platform::current().workspace().open(fileAddress(path)), cancellation);
     co_return u"Opened "_s + lastPathComponent(path) + u'.';
 }
 

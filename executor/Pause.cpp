@@ -1,6 +1,8 @@
 #include "executor/Pause.h"
 
+#include <QCoro/QCoroFuture>
 #include <QCoro/QCoroTimer>
+#include <QFutureWatcher>
 #include <QTimer>
 
 #include <utility>
@@ -27,6 +29,24 @@ QCoro::Task<void> Executor::pause(std::chrono::milliseconds duration,
     }
     timer.start(duration);
     co_await timer;
+}
+
+QCoro::Task<void> Executor::completion(QFuture<void> work, CancellationToken cancellation)
+{
+    QTimer wake;
+    wake.setSingleShot(true);
+    QFutureWatcher<void> watcher;
+    const auto end = [&wake] { wake.start(0); };
+    QObject::connect(&watcher, &QFutureWatcher<void>::finished, &wake, end);
+    watcher.setFuture(work);
+    if (cancellation)
+        QObject::connect(cancellation.get(), &Cancellation::cancelled, &wake, end);
+    if (!work.isFinished() && !(cancellation && cancellation->isCancelled())) {
+        wake.start(std::chrono::hours(1)); // No platform takes that long.
+        co_await wake;
+    }
+    if (work.isFinished())
+        co_await work;
 }
 
 Executor::PauseOverride::PauseOverride(Replacement replacement)

@@ -3,6 +3,7 @@
 #include "base/Cancellation.h"
 
 #include <QCoro/QCoroTask>
+#include <QFuture>
 
 #include <chrono>
 #include <functional>
@@ -19,6 +20,10 @@ constexpr std::chrono::milliseconds quitGrace{600};
 /// from starting; what was waited for goes on all the same.
 [[nodiscard]] QCoro::Task<void> pause(std::chrono::milliseconds duration,
                                       CancellationToken cancellation);
+
+/// Waits until the platform has done what it was asked, and passes its failure on. A cancellation
+/// ends the wait early; what was asked for goes on all the same.
+[[nodiscard]] QCoro::Task<void> completion(QFuture<void> work, CancellationToken cancellation);
 
 /// Puts another way of waiting in place of pause for as long as it lives. For tests; not nested.
 class PauseOverride

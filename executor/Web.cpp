@@ -69,7 +69,7 @@ QCoro::Task<QString> Executor::openURL(QString text, std::optional<QString> app,
     const QString opened = u"Opened "_s + address->host + u" in "_s;
 
     if (!app) {
-        co_await Platform::current().workspace().open(address->url);
+        co_await completion(Platform::current().workspace().open(address->url), cancellation);
         co_await pause(pageSettle, cancellation);
         co_return opened + u"the default browser."_s;
     }
@@ -77,7 +77,8 @@ QCoro::Task<QString> Executor::openURL(QString text, std::optional<QString> app,
     const std::optional<QString> location = appURL(*app);
     if (!location)
         throw ActionError(u"Couldn't find an app called “"_s + *app + u"”."_s);
-    co_await Platform::current().workspace().open(address->url, *location);
+    co_await completion(Platform::current().workspace().open(address->url, *location),
+                        cancellation);
     co_await pause(pageSettle, cancellation);
     co_return opened + Platform::current().workspace().displayName(*location) + u'.';
 }

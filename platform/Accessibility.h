@@ -8,6 +8,7 @@
 #include <chrono>
 #include <exception>
 #include <memory>
+#include <optional>
 
 /// One element of an application's interface, as the tree names it that gave it out. The same
 /// element may have several of these.
@@ -58,8 +59,18 @@ public:
     [[nodiscard]] virtual QList<QStringList> texts(const QList<ElementId> &elements,
                                                    const QList<LabelAttribute> &attributes) = 0;
 
-    /// Which of these elements the user cannot see, because they are put away; menus do not count.
+    /// Which of these elements the user cannot see, because they are put away: on a page of a
+    /// notebook or a tab of a browser that is not in front, for example. What is merely scrolled
+    /// away is none of them, and menus do not count.
     [[nodiscard]] virtual QList<bool> areHidden(const QList<ElementId> &elements) = 0;
+
+    /// Some applications find out about the elements of a page only when they are asked for the
+    /// first time. This waits for a moment and is true, a few times: look again.
+    [[nodiscard]] virtual bool mayKnowMore() { return false; }
+
+    /// Why the application shows nothing of itself and what to do about it, in one sentence;
+    /// nothing when that is not known.
+    [[nodiscard]] virtual std::optional<QString> silenceReason() { return std::nullopt; }
 
     /// Whether the time has passed that the tree was opened with.
     [[nodiscard]] virtual bool isTimeUp() const = 0;

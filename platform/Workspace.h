@@ -40,8 +40,9 @@ struct InstalledApplication
 };
 
 /// The desktop's applications and its file manager, and opening things with them. Main thread only.
-/// The futures finish when the application in question has been asked, or carry a PlatformError;
-/// they finish on the main thread. Items are native paths, since file names need not be text.
+/// The futures finish when the application in question is in front, as far as the system tells, or
+/// carry a PlatformError; they finish on the main thread. Items are native paths, since file names
+/// need not be text.
 class Workspace
 {
 public:

@@ -4,6 +4,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Shell.h"
 #include "platform/Workspace.h"
+#include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "platform/linux/screenshot/ScreenPortal.h"
 #include "platform/linux/x11/LinuxHotKey.h"
@@ -70,8 +71,18 @@ Finding LinuxDiagnosis::display()
 
 Finding LinuxDiagnosis::accessibility()
 {
-    if (m_accessibility.isTrusted())
+    if (m_accessibility.isTrusted()) {
+        for (const Application &each : m_workspace.runningApplications()) {
+            if (ChromiumProgram::isClosed(each.pid)) {
+                return {Verdict::limited,
+                        each.name.value_or(u"an application"_s) + u" runs without "_s +
+                            ChromiumProgram::openingOption(),
+                        u"Its controls are not seen: quit it and let Quillon open it, or "
+                        "start it with that option."_s};
+            }
+        }
         return {Verdict::good, u"the accessibility bus answers and is enabled"_s};
+    }
     return {Verdict::bad, u"the accessibility bus does not answer or is not enabled"_s,
             u"Click \"Grant Accessibility access\" in the panel. If that does not help, "
             "install at-spi2-core and log in again."_s};

@@ -1,15 +1,14 @@
 #include "platform/linux/LinuxWorkspace.h"
 
 #include "platform/Outcome.h"
-#include "platform/linux/desktop/DesktopEntries.h"
+#include "platform/linux/WindowArrival.h"
 #include "platform/linux/desktop/FileManager.h"
 #include "platform/linux/desktop/LinuxProcesses.h"
+#include "platform/linux/desktop/ProcessTable.h"
 #include "platform/linux/desktop/Trash.h"
 #include "platform/linux/x11/Display.h"
 #include "platform/linux/x11/WindowOwner.h"
 #include "platform/linux/x11/X11Desktop.h"
-
-#include <QFile>
 
 #include <algorithm>
 #include <utility>
@@ -20,6 +19,26 @@ namespace {
 QByteArray uriOf(const std::filesystem::path &path)
 {
     return "file://" + QByteArray::fromStdString(path.native()).toPercentEncoding("/");
+}
+
+bool leads(ProcessId leader, const X11Window &window)
+{
+    return leader != ProcessId{} && window.owner && ProcessTable::session(*window.owner) == leader;
+}
+
+// The application's window that is nearest to the user, if it has any. Some windows can be traced
+// back to the entry only by what was started.
+std::optional<X11WindowId> windowOf(const X11Snapshot &snapshot, const QString &location,
+                                    ProcessId leader, const std::set<ProcessId> &ours)
+{
+    for (const bool onScreen : {true, false}) {
+        for (const X11Window &window : snapshot.windows) {
+            if (window.isOrdinary() && window.onScreen == onScreen && !isOurs(window, ours) &&
+                (ownerOf(window).location == location || leads(leader, window)))
+                return window.id;
+        }
+    }
+    return std::nullopt;
 }
 
 // The list by age may lag behind the other one: what it does not have yet is the youngest.
@@ -133,26 +152,21 @@ std::optional<QString> LinuxWorkspace::counterpart(const QString &name)
 
 QFuture<void> LinuxWorkspace::launch(const QString &location)
 {
-    // Starting it again would open one more window, where people mean the one that they have.
-    if (const std::optional<X11WindowId> window = windowOf(location)) {
-        m_desktop.activate(*window);
-        return settled(std::nullopt);
-    }
-    return settled(DesktopEntries::start(location));
+    return openIn(location, {}, [&] { return DesktopEntries::start(location); });
 }
 
 QFuture<void> LinuxWorkspace::open(const QUrl &url)
 {
-    return settled(DesktopEntries::open(url.toEncoded()));
+    const QByteArray uri = url.toEncoded();
+    const std::optional<QString> location = DesktopEntries::defaultFor(uri);
+    const auto start = [&] { return DesktopEntries::open(uri); };
+    return location ? openIn(*location, uri, start) : settled(start().failure);
 }
 
 QFuture<void> LinuxWorkspace::open(const QUrl &url, const QString &location)
 {
-    const std::optional<X11WindowId> window = windowOf(location);
-    const std::optional<QString> failure = DesktopEntries::start(location, url.toEncoded());
-    if (window && !failure)
-        m_desktop.activate(*window);
-    return settled(failure);
+    const QByteArray uri = url.toEncoded();
+    return openIn(location, uri, [&] { return DesktopEntries::start(location, uri); });
 }
 
 void LinuxWorkspace::terminate(ProcessId application)
@@ -169,13 +183,7 @@ void LinuxWorkspace::terminate(ProcessId application)
 
 bool LinuxWorkspace::hasTerminated(ProcessId application)
 {
-    QFile status(u"/proc/%1/stat"_s.arg(static_cast<qint64>(application)));
-    if (!status.open(QIODevice::ReadOnly))
-        return true;
-    // "1234 (name) S …"; the name may hold anything. A zombie only waits to be looked at.
-    const QByteArray line = status.readAll();
-    const char state = line.mid(line.lastIndexOf(')') + 2, 1).append('X').front();
-    return state == 'Z' || state == 'X';
+    return ProcessTable::hasEnded(application);
 }
 
 void LinuxWorkspace::reveal(const std::filesystem::path &item)
@@ -190,13 +198,35 @@ void LinuxWorkspace::trash(const std::filesystem::path &item)
     Trash::put(item);
 }
 
-std::optional<X11WindowId> LinuxWorkspace::windowOf(const QString &location)
+QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &uri,
+                                     const std::function<DesktopEntries::Started()> &start)
 {
-    const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
-    const std::set<ProcessId> ours = ownProcesses();
-    for (const X11Window &window : snapshot.windows) {
-        if (window.isOrdinary() && !isOurs(window, ours) && ownerOf(window).location == location)
-            return window.id;
+    Start &last = m_starts[location];
+    if (hasTerminated(last.leader))
+        last = {};
+    WindowArrival::Expected expected{
+        .location = location,
+        .name = DesktopEntries::name(location),
+        .before = m_desktop.snapshot().value_or(X11Snapshot()),
+        .ours = ownProcesses(),
+        .leader = last.leader,
+        .opensDocument = !uri.isEmpty(),
+        .arrived = [this, location] { m_starts[location].hasArrived = true; }};
+    const std::optional<X11WindowId> window =
+        windowOf(expected.before, location, last.leader, expected.ours);
+    const bool isStarting = last.leader != ProcessId{} && !last.hasArrived;
+    // Starting it again would open one more window, where people mean the one that they have, or
+    // the one that they wait for.
+    if (uri.isEmpty() && window) {
+        m_desktop.activate(*window);
+    } else if (!uri.isEmpty() || !isStarting) {
+        const DesktopEntries::Started started = start();
+        if (started.failure)
+            return settled(started.failure);
+        // What runs already may have taken the address over.
+        if (!window)
+            last = {.leader = started.leader};
+        expected.leader = last.leader;
     }
-    return std::nullopt;
+    return WindowArrival::wait(m_desktop, expected, &m_arrivals);
 }

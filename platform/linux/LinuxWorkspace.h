@@ -1,7 +1,13 @@
 #pragma once
 
 #include "platform/Workspace.h"
+#include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/x11/X11Connection.h"
+
+#include <QObject>
+
+#include <functional>
+#include <map>
 
 class X11Desktop;
 
@@ -33,8 +39,17 @@ public:
     void trash(const std::filesystem::path &item) override;
 
 private:
-    /// The application's window that is nearest to the user, if it shows any.
-    [[nodiscard]] std::optional<X11WindowId> windowOf(const QString &location);
+    /// Asks the application to open itself or that address, and waits until it is in front.
+    [[nodiscard]] QFuture<void> openIn(const QString &location, const QByteArray &uri,
+                                       const std::function<DesktopEntries::Started()> &start);
+
+    struct Start
+    {
+        ProcessId leader{};      ///< Of the session of what was started; 0 for nothing that runs.
+        bool hasArrived = false; ///< A window of it was in front since.
+    };
 
     X11Desktop &m_desktop;
+    std::map<QString, Start> m_starts; ///< The last one of each application, by location.
+    QObject m_arrivals;                ///< The parent of the waits that are not over.
 };

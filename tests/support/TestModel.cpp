@@ -15,7 +15,7 @@
 // The arithmetic. Every token is a unit vector of the residual stream: each token of a reply has a
 // dimension of its own, each marker too, and all other tokens share one. Queries and keys are zero,
 // so attention takes the mean of all values, and the value of the k-th marker reaches the k-th
-// gate: a gate is open when its reply stands in the prompt. An output row can then say "after this
+// gate (one head does that; several would only compare the same zeros again, for seconds): a gate is open when its reply stands in the prompt. An output row can then say "after this
 // token", "while this gate is open" and "not while that gate is open".
 namespace {
 constexpr qsizetype mostReplies = 32;
@@ -62,8 +62,6 @@ public:
     explicit Weights(const TestVocabulary &vocabulary);
 
     [[nodiscard]] std::size_t width() const { return m_width; }
-    [[nodiscard]] std::size_t headWidth() const { return m_value.height(); }
-    [[nodiscard]] std::size_t heads() const { return m_width / headWidth(); }
     [[nodiscard]] const Matrix &embedding() const { return m_embedding; }
     [[nodiscard]] const Matrix &value() const { return m_value; }
     [[nodiscard]] const Matrix &attentionOutput() const { return m_attentionOutput; }
@@ -75,7 +73,6 @@ private:
     {
         std::vector<std::size_t> ofToken; // 0 for all tokens without a dimension of their own
         std::size_t firstGate = 0;
-        std::size_t headWidth = 0; // one head carries all gates
         std::size_t width = 0;
     };
 
@@ -108,8 +105,7 @@ Weights::Places Weights::placesFor(const TestVocabulary &vocabulary)
     }
     places.firstGate = next;
     next += vocabulary.scripts().size();
-    places.headWidth = roundedUp(vocabulary.scripts().size(), 8);
-    places.width = roundedUp(next, places.headWidth);
+    places.width = roundedUp(next, 8);
     return places;
 }
 
@@ -118,7 +114,7 @@ Weights::Weights(const TestVocabulary &vocabulary) : Weights(vocabulary, placesF
 Weights::Weights(const TestVocabulary &vocabulary, const Places &places)
     : m_width(places.width)
     , m_embedding(m_width, vocabulary.tokens().size())
-    , m_value(m_width, places.headWidth)
+    , m_value(m_width, m_width)
     , m_attentionOutput(m_width, m_width)
     , m_output(m_width, vocabulary.tokens().size())
 {
@@ -235,7 +231,7 @@ void describeModel(File &file, const Weights &weights)
     file.number("qwen2.context_length", 8192);
     file.number("qwen2.embedding_length", weights.width());
     file.number("qwen2.feed_forward_length", feedForwardWidth);
-    file.number("qwen2.attention.head_count", weights.heads());
+    file.number("qwen2.attention.head_count", 1);
     file.number("qwen2.attention.head_count_kv", 1);
     gguf_set_val_f32(file.keys(), "qwen2.attention.layer_norm_rms_epsilon", 1e-6F);
 }
@@ -267,7 +263,7 @@ void addTensors(File &file, const Weights &weights)
     file.matrix("token_embd.weight", weights.embedding());
     file.norm("blk.0.attn_norm.weight", width);
     file.matrix("blk.0.attn_q.weight", Matrix(width, width));
-    file.matrix("blk.0.attn_k.weight", Matrix(width, weights.headWidth()));
+    file.matrix("blk.0.attn_k.weight", Matrix(width, width));
     file.matrix("blk.0.attn_v.weight", weights.value());
     file.matrix("blk.0.attn_output.weight", weights.attentionOutput());
     file.norm("blk.0.ffn_norm.weight", width);

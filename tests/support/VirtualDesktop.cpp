@@ -150,6 +150,11 @@ void VirtualDesktop::install(const QString &entry, const QStringList &contentTyp
     if (!QFile::exists(source))
         qFatal("%s is not installed.", qPrintable(entry));
     QFile::link(source, m_folder.filePath(u"share/applications/"_s) + entry);
+    // Some are started by the bus.
+    const QString service = entry.chopped(8) + u".service"_s;
+    if (QFile::exists(u"/usr/share/dbus-1/services/"_s + service))
+        QFile::link(u"/usr/share/dbus-1/services/"_s + service,
+                    m_folder.filePath(u"services/"_s) + service);
     setDefault(entry, contentTypes);
 }
 
@@ -249,8 +254,11 @@ void VirtualDesktop::startBus()
     // The machine's own configuration would let it start any service that is installed there.
     const QString services = m_folder.filePath(u"services"_s);
     QDir().mkdir(services);
-    QFile::link(u"/usr/share/dbus-1/services/org.a11y.Bus.service"_s,
-                services + u"/org.a11y.Bus.service"_s);
+    QStringList allowed{u"org.a11y.Bus.service"_s};
+    if (m_options.windowManager.first() == u"xfwm4")
+        allowed.append(u"org.xfce.Xfconf.service"_s); // Its settings, without which it ends.
+    for (const QString &service : std::as_const(allowed))
+        QFile::link(u"/usr/share/dbus-1/services/"_s + service, services + u'/' + service);
     QFile configuration(m_folder.filePath(u"bus.conf"_s));
     if (!configuration.open(QIODevice::WriteOnly))
         qFatal("%s cannot be written.", qPrintable(configuration.fileName()));

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <thread>
 
 namespace {
 constexpr const char *accessible = "org.a11y.atspi.Accessible";
@@ -47,6 +49,9 @@ std::optional<dbus_int32_t> clickAction(PrivateBus &bus, const DBusObject &eleme
     QStringList names;
     for (const DBusMessagePtr &reply : bus.callAll(calls, deadline))
         names.append(QString::fromUtf8(DBusMessages::text(reply).value_or(QByteArray())).toLower());
+    // Office suites give the only thing that an element can do no name.
+    if (names.size() == 1 && names.constFirst().isEmpty())
+        return 0;
     for (const QStringView name : clickNames) {
         const auto found = std::ranges::find(names, name);
         if (found != names.end())
@@ -86,7 +91,15 @@ bool selectTab(PrivateBus &bus, const DBusObject &tab, PrivateBus::Deadline dead
 bool AtSpiPress::press(PrivateBus &bus, const DBusObject &element, AtSpiRole role,
                        PrivateBus::Deadline deadline)
 {
-    if (const std::optional<dbus_int32_t> index = clickAction(bus, element, deadline))
+    // Browsers find out what their elements can do only when they are asked for the first time.
+    // They take 50 to 100 ms, and longer on a busy machine.
+    constexpr std::chrono::milliseconds patience{100};
+    std::optional<dbus_int32_t> index = clickAction(bus, element, deadline);
+    for (int look = 0; look < 3 && !index; ++look) {
+        std::this_thread::sleep_for(patience);
+        index = clickAction(bus, element, deadline);
+    }
+    if (index)
         return perform(bus, element, numbered(element, action, "DoAction", *index), deadline);
     return role == AtSpiRole::pageTab && selectTab(bus, element, deadline);
 }

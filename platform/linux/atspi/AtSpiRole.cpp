@@ -65,6 +65,12 @@ QString AtSpiRoles::axName(AtSpiRole role, bool liesInMenuBar)
         return u"AXHeading"_s;
     case AtSpiRole::webDocument:
         return u"AXWebArea"_s;
+    case AtSpiRole::internalFrame:
+    case AtSpiRole::documentFrame:
+    case AtSpiRole::spreadsheet:
+    case AtSpiRole::presentation:
+    case AtSpiRole::textDocument:
+    case AtSpiRole::emailDocument:
     case AtSpiRole::unknown:
         break;
     }
@@ -76,6 +82,14 @@ bool AtSpiRoles::isPartOfMenu(AtSpiRole role)
     return role == AtSpiRole::menu || role == AtSpiRole::menuItem ||
            role == AtSpiRole::checkMenuItem || role == AtSpiRole::radioMenuItem ||
            role == AtSpiRole::tearOffMenuItem || role == AtSpiRole::popupMenu;
+}
+
+bool AtSpiRoles::isWholePage(AtSpiRole role)
+{
+    return role == AtSpiRole::frame || role == AtSpiRole::internalFrame ||
+           role == AtSpiRole::documentFrame || role == AtSpiRole::spreadsheet ||
+           role == AtSpiRole::presentation || role == AtSpiRole::textDocument ||
+           role == AtSpiRole::webDocument || role == AtSpiRole::emailDocument;
 }
 
 bool AtSpiRoles::showsText(AtSpiRole role)

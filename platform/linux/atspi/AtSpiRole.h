@@ -11,6 +11,7 @@ enum class AtSpiRole : quint32 {
     dialog = 16,
     frame = 23,
     image = 27,
+    internalFrame = 28,
     label = 29,
     list = 31,
     menu = 33,
@@ -36,9 +37,14 @@ enum class AtSpiRole : quint32 {
     autocomplete = 76,
     entry = 79,
     caption = 81,
+    documentFrame = 82,
     heading = 83,
     link = 88,
+    spreadsheet = 92,
+    presentation = 93,
+    textDocument = 94,
     webDocument = 95,
+    emailDocument = 96,
     listBox = 98,
     staticText = 116,
     menuButton = 129,
@@ -50,6 +56,10 @@ namespace AtSpiRoles {
 
 /// Menus are there also while nobody sees them.
 [[nodiscard]] bool isPartOfMenu(AtSpiRole role);
+
+/// Whether one of several takes the whole place, so that one that is not showing is a tab or a
+/// window in the background.
+[[nodiscard]] bool isWholePage(AtSpiRole role);
 
 /// Whether an element of that role shows a text that one may read: a password is none.
 [[nodiscard]] bool showsText(AtSpiRole role);

@@ -3,16 +3,20 @@
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/AtSpiPress.h"
 #include "platform/linux/atspi/AtSpiRegistry.h"
+#include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/LinuxProcesses.h"
 
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <limits>
 #include <map>
+#include <thread>
 
 using namespace Qt::StringLiterals;
 
 namespace {
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 constexpr const char *accessible = "org.a11y.atspi.Accessible";
@@ -41,12 +45,39 @@ bool isGone(const DBusMessagePtr &reply)
            DBusMessages::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
-// What cannot tell its states is taken for visible.
-bool tellsThatItIsHidden(const DBusMessagePtr &states)
+enum class Shown {
+    yes,   ///< Or it cannot tell.
+    maybe, ///< Scrolled away, on a page that is not in front, or it never says so.
+    no,
+};
+
+Shown shown(const DBusMessagePtr &states, std::optional<AtSpiRole> role)
 {
     const QList<dbus_uint32_t> words =
         DBusMessages::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
-    return !words.isEmpty() && (words.constFirst() & (showing | visible)) == 0;
+    if (words.isEmpty() || (words.constFirst() & showing) != 0)
+        return Shown::yes;
+    if ((words.constFirst() & visible) == 0 || (role && AtSpiRoles::isWholePage(*role)))
+        return Shown::no;
+    return Shown::maybe;
+}
+
+// What GTK says of a control that has no place at all, since its page is not in front.
+bool isNowhere(const DBusMessagePtr &extents)
+{
+    const auto area = DBusMessages::area(extents);
+    if (!area)
+        return false;
+    const auto [x, y, width, height] = *area;
+    constexpr dbus_int32_t none = std::numeric_limits<dbus_int32_t>::min();
+    return x == none || y == none || (width == 0 && height == 0);
+}
+
+DBusMessagePtr askForExtents(const DBusObject &object)
+{
+    DBusMessagePtr call = DBusMessages::call(object, "org.a11y.atspi.Component", "GetExtents");
+    DBusMessages::append(call, dbus_uint32_t{1}); // Within the window.
+    return call;
 }
 
 DBusMessagePtr askForStates(const DBusObject &object)
@@ -166,7 +197,8 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
     }
     qsizetype room = maxChildren;
     for (const Asked &one : asked) {
-        if (one.states < one.children && tellsThatItIsHidden(replies[one.states]))
+        if (one.states < one.children &&
+            shown(replies[one.states], at(elements[one.element]).role) == Shown::no)
             continue;
         QList<DBusObject> children;
         if (!one.isLong)
@@ -234,9 +266,42 @@ QList<bool> AtSpiTree::areHidden(const QList<ElementId> &elements)
     }
     const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
     QList<bool> hidden(elements.size(), false);
-    for (qsizetype i = 0; i < asked.size(); ++i)
-        hidden[asked[i]] = tellsThatItIsHidden(replies[static_cast<size_t>(i)]);
+    QList<qsizetype> doubtful;
+    calls.clear();
+    for (qsizetype i = 0; i < asked.size(); ++i) {
+        const Element &element = at(elements[asked[i]]);
+        const Shown answer = shown(replies[static_cast<size_t>(i)], element.role);
+        hidden[asked[i]] = answer == Shown::no;
+        if (answer != Shown::maybe)
+            continue;
+        doubtful.append(asked[i]);
+        calls.push_back(askForExtents(element.object));
+    }
+    const std::vector<DBusMessagePtr> extents = ask(std::move(calls));
+    for (qsizetype i = 0; i < doubtful.size(); ++i)
+        hidden[doubtful[i]] = isNowhere(extents[static_cast<size_t>(i)]);
     return hidden;
+}
+
+bool AtSpiTree::mayKnowMore()
+{
+    // A browser takes 50 to 100 ms for each new page, and longer on a busy machine.
+    constexpr milliseconds patience{100};
+    // Another look takes as long as all that was before, and it is to come to its end.
+    const auto now = steady_clock::now();
+    if (m_looksAgain == 0 || now + patience + (now - m_opened) >= m_deadline)
+        return false;
+    --m_looksAgain;
+    std::this_thread::sleep_for(patience);
+    return true;
+}
+
+std::optional<QString> AtSpiTree::silenceReason()
+{
+    if (!ChromiumProgram::isClosed(m_application))
+        return std::nullopt;
+    return u"shows no controls: quit it and let Quillon open it, or start it with "_s +
+           ChromiumProgram::openingOption() + u'.';
 }
 
 bool AtSpiTree::isTimeUp() const

@@ -8,6 +8,7 @@
 
 #include <QSet>
 
+#include <chrono>
 #include <memory>
 #include <vector>
 
@@ -25,6 +26,8 @@ public:
     QList<QStringList> texts(const QList<ElementId> &elements,
                              const QList<LabelAttribute> &attributes) override;
     QList<bool> areHidden(const QList<ElementId> &elements) override;
+    bool mayKnowMore() override;
+    std::optional<QString> silenceReason() override;
     bool isTimeUp() const override;
     bool press(ElementId element) override;
 
@@ -53,7 +56,9 @@ private:
     AtSpiPeers &m_peers;
     ProcessId m_application;
     PrivateBus::Deadline m_deadline;
+    const std::chrono::steady_clock::time_point m_opened = std::chrono::steady_clock::now();
     std::vector<Element> m_elements;
+    int m_looksAgain = 3;                ///< How often it is worth while to look again.
     QSet<QByteArray> m_applicationNames; ///< The application's own connections.
     QSet<QByteArray> m_avoidedNames;     ///< Our own, which would wait for us, and hung helpers'.
 };

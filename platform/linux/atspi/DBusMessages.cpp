@@ -81,6 +81,11 @@ void DBusMessages::append(const DBusMessagePtr &call, dbus_int32_t number)
     dbus_message_append_args(call.get(), DBUS_TYPE_INT32, &number, DBUS_TYPE_INVALID);
 }
 
+void DBusMessages::append(const DBusMessagePtr &call, dbus_uint32_t number)
+{
+    dbus_message_append_args(call.get(), DBUS_TYPE_UINT32, &number, DBUS_TYPE_INVALID);
+}
+
 bool DBusMessages::isReturn(const DBusMessagePtr &reply)
 {
     return reply && dbus_message_get_type(reply.get()) == DBUS_MESSAGE_TYPE_METHOD_RETURN;
@@ -123,6 +128,23 @@ std::optional<QList<dbus_uint32_t>> DBusMessages::unsignedNumbers(const DBusMess
     int count = 0;
     dbus_message_iter_get_fixed_array(&members, static_cast<void *>(&first), &count);
     return QList<dbus_uint32_t>(first, first + count);
+}
+
+std::optional<std::array<dbus_int32_t, 4>> DBusMessages::area(const DBusMessagePtr &reply)
+{
+    std::optional<DBusMessageIter> value = valueOf(reply, DBUS_TYPE_STRUCT);
+    if (!value)
+        return std::nullopt;
+    DBusMessageIter member;
+    dbus_message_iter_recurse(&*value, &member);
+    std::array<dbus_int32_t, 4> numbers{};
+    for (dbus_int32_t &each : numbers) {
+        if (dbus_message_iter_get_arg_type(&member) != DBUS_TYPE_INT32)
+            return std::nullopt;
+        dbus_message_iter_get_basic(&member, &each);
+        dbus_message_iter_next(&member);
+    }
+    return numbers;
 }
 
 std::optional<DBusObject> DBusMessages::object(const DBusMessagePtr &reply)

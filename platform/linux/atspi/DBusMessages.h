@@ -6,6 +6,7 @@
 #include <QList>
 #include <QString>
 
+#include <array>
 #include <optional>
 #include <type_traits>
 
@@ -31,6 +32,7 @@ namespace DBusMessages {
 
 void append(const DBusMessagePtr &call, const char *text);
 void append(const DBusMessagePtr &call, dbus_int32_t number);
+void append(const DBusMessagePtr &call, dbus_uint32_t number);
 
 [[nodiscard]] bool isReturn(const DBusMessagePtr &reply);
 /// Whether it is that error.
@@ -42,6 +44,8 @@ void append(const DBusMessagePtr &call, dbus_int32_t number);
 [[nodiscard]] std::optional<dbus_int32_t> number(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<dbus_uint32_t> unsignedNumber(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<QList<dbus_uint32_t>> unsignedNumbers(const DBusMessagePtr &reply);
+/// The four numbers of an area.
+[[nodiscard]] std::optional<std::array<dbus_int32_t, 4>> area(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<DBusObject> object(const DBusMessagePtr &reply);
 /// The first ones of a list, no more than that many. Those on impossible names are left out.
 [[nodiscard]] QList<DBusObject> objects(const DBusMessagePtr &reply, qsizetype most);

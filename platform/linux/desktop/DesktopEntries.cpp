@@ -1,6 +1,7 @@
 #include "platform/linux/desktop/DesktopEntries.h"
 
 #include "base/Text.h"
+#include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/DefaultApplications.h"
 #include "platform/linux/desktop/EntryFiles.h"
 #include "platform/linux/desktop/GObjectPtr.h"
@@ -153,7 +154,7 @@ const Entry *entryOf(const QString &id)
 }
 
 // The location of what opens that type of content.
-std::optional<QString> defaultFor(const QString &contentType)
+std::optional<QString> defaultOf(const QString &contentType)
 {
     const QStringList ids =
         DefaultApplications::forType(contentType, DesktopEntries::folders(),
@@ -202,8 +203,33 @@ bool isSame(const QString &left, const QString &right)
     return !left.isEmpty() && left.compare(right, Qt::CaseInsensitive) == 0;
 }
 
-std::optional<QString> startEntry(const EntryPtr &entry, const QByteArray &uri)
+struct KeyFileFree
 {
+    void operator()(GKeyFile *file) const { g_key_file_free(file); }
+};
+
+// The entry with a command line under which its program shows its controls to us. Most have that by
+// themselves.
+EntryPtr openedEntry(EntryPtr entry)
+{
+    const char *const usual = g_app_info_get_commandline(appInfo(entry));
+    const QString commandLine = text(usual);
+    const QString opened = ChromiumProgram::opened(commandLine);
+    if (opened == commandLine)
+        return entry;
+    const std::unique_ptr<GKeyFile, KeyFileFree> file(g_key_file_new());
+    if (!g_key_file_load_from_file(file.get(), g_desktop_app_info_get_filename(entry.get()),
+                                   G_KEY_FILE_KEEP_TRANSLATIONS, nullptr))
+        return entry;
+    g_key_file_set_string(file.get(), G_KEY_FILE_DESKTOP_GROUP, G_KEY_FILE_DESKTOP_KEY_EXEC,
+                          opened.toUtf8().constData());
+    EntryPtr changed(g_desktop_app_info_new_from_keyfile(file.get()));
+    return changed ? std::move(changed) : std::move(entry);
+}
+
+DesktopEntries::Started startEntry(const EntryPtr &installed, const QByteArray &uri)
+{
+    const EntryPtr entry = openedEntry(EntryPtr(G_DESKTOP_APP_INFO(g_object_ref(installed.get()))));
     const GObjectPtr<GAppLaunchContext> context(g_app_launch_context_new());
     GList uris{const_cast<char *>(uri.constData()), nullptr, nullptr};
     GError *failure = nullptr;
@@ -220,13 +246,17 @@ std::optional<QString> startEntry(const EntryPtr &entry, const QByteArray &uri)
         if (const auto *const path = static_cast<const char *>(folder); *path && chdir(path) != 0)
             return;
     };
+    const auto note = [](GDesktopAppInfo *, GPid process, void *leader) {
+        *static_cast<ProcessId *>(leader) = ProcessId{process};
+    };
+    ProcessId leader{};
     const gboolean started = g_desktop_app_info_launch_uris_as_manager(
         entry.get(), uri.isEmpty() ? nullptr : &uris, context.get(), flags, leave, home.data(),
-        nullptr, nullptr, &failure);
+        note, &leader, &failure);
     const GErrorPtr error(failure);
     if (started)
-        return std::nullopt;
-    return error ? text(error->message) : u"The application couldn't be started."_s;
+        return {.leader = leader};
+    return {error ? text(error->message) : u"The application couldn't be started."_s};
 }
 
 // What the address should be opened with, and a sentence where nothing does.
@@ -241,7 +271,7 @@ Handler handlerFor(const QByteArray &uri)
     const GObjectPtr<GFile> file(g_file_new_for_uri(uri.constData()));
     if (!g_file_is_native(file.get())) {
         const QString scheme = QString::fromLatin1(uri.first(uri.indexOf(':'))).toLower();
-        return {defaultFor(u"x-scheme-handler/"_s + scheme),
+        return {defaultOf(u"x-scheme-handler/"_s + scheme),
                 u"No application is set up to open “"_s + scheme + u"” addresses."_s};
     }
     GError *failure = nullptr;
@@ -253,7 +283,7 @@ Handler handlerFor(const QByteArray &uri)
     if (error || !type)
         return {std::nullopt, error ? text(error->message) : QString()};
     const std::unique_ptr<char, GFree> name(g_file_get_basename(file.get()));
-    return {defaultFor(text(type)),
+    return {defaultOf(text(type)),
             u"No application is set up to open “"_s + text(name.get()) + u"”."_s};
 }
 
@@ -374,34 +404,40 @@ QStringList DesktopEntries::counterparts(const QString &stockName)
     if (job == jobs.end())
         return {};
     QStringList locations = ofCategory(QLatin1StringView(job->category));
-    if (const std::optional<QString> location = defaultFor(QString::fromLatin1(job->contentType))) {
+    if (const std::optional<QString> location = defaultOf(QString::fromLatin1(job->contentType))) {
         locations.removeAll(*location);
         locations.prepend(*location);
     }
     return locations;
 }
 
-std::optional<QString> DesktopEntries::open(const QByteArray &uri)
+std::optional<QString> DesktopEntries::defaultFor(const QByteArray &uri)
 {
-    if (std::optional<QString> complaint = displayComplaint())
-        return complaint;
     const Handler handler = handlerFor(uri);
-    const EntryPtr entry = handler.location ? entryAt(*handler.location) : EntryPtr();
-    return entry ? startEntry(entry, uri) : handler.complaint;
+    return handler.location;
 }
 
-std::optional<QString> DesktopEntries::start(const QString &location, const QByteArray &uri)
+DesktopEntries::Started DesktopEntries::open(const QByteArray &uri)
 {
-    if (std::optional<QString> complaint = displayComplaint())
-        return complaint;
+    if (const std::optional<QString> complaint = displayComplaint())
+        return {complaint};
+    const Handler handler = handlerFor(uri);
+    const EntryPtr entry = handler.location ? entryAt(*handler.location) : EntryPtr();
+    return entry ? startEntry(entry, uri) : Started{handler.complaint};
+}
+
+DesktopEntries::Started DesktopEntries::start(const QString &location, const QByteArray &uri)
+{
+    if (const std::optional<QString> complaint = displayComplaint())
+        return {complaint};
     // Without a place for it the address would be dropped without a word.
-    const std::optional<QString> deaf = u'“' + name(location) + u"” doesn't open addresses."_s;
+    const QString deaf = u'“' + name(location) + u"” doesn't open addresses."_s;
     if (location.startsWith(withoutEntry))
-        return uri.isEmpty() ? u'“' + name(location) + u"” can't be started."_s : deaf;
+        return {uri.isEmpty() ? u'“' + name(location) + u"” can't be started."_s : deaf};
     const EntryPtr entry = entryAt(location);
     if (!entry)
-        return u"The application at "_s + location + u" can't be started."_s;
+        return {u"The application at "_s + location + u" can't be started."_s};
     if (!uri.isEmpty() && !g_app_info_supports_uris(appInfo(entry)))
-        return deaf;
+        return {deaf};
     return startEntry(entry, uri);
 }

@@ -40,12 +40,21 @@ namespace DesktopEntries {
 /// first.
 [[nodiscard]] QStringList counterparts(const QString &stockName);
 
-/// Has the address opened by its scheme's default application, or a file by its type's. A
-/// sentence where it cannot be done.
-[[nodiscard]] std::optional<QString> open(const QByteArray &uri);
+/// Where the application is that opens such an address by default: by its scheme, or a file by its
+/// type. Nothing where there is none.
+[[nodiscard]] std::optional<QString> defaultFor(const QByteArray &uri);
 
-/// Starts the application, with an address where there is one. A sentence where it cannot be done.
-[[nodiscard]] std::optional<QString> start(const QString &location, const QByteArray &uri = {});
+struct Started
+{
+    std::optional<QString> failure{}; ///< A sentence.
+    ProcessId leader{};               ///< Of the new session; 0 where another process starts it.
+};
+
+/// Has the address opened by its default application.
+[[nodiscard]] Started open(const QByteArray &uri);
+
+/// Starts the application, with an address where there is one.
+[[nodiscard]] Started start(const QString &location, const QByteArray &uri = {});
 
 /// The entry of the application that a window belongs to: the one that claims the window's class or
 /// is named after it; or the one that starts the window's program, where the class does not say

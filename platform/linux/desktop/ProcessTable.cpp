@@ -30,6 +30,18 @@ QByteArray sandbox(const LinuxProcesses &table, ProcessId process)
 }
 } // namespace
 
+bool ProcessTable::hasEnded(ProcessId process, const QString &table)
+{
+    const QByteArray status = LinuxProcesses(table).read(process, "stat"_L1);
+    const char state = status.mid(status.lastIndexOf(')') + 2, 1).append('X').front();
+    return status.isEmpty() || state == 'Z' || state == 'X';
+}
+
+ProcessId ProcessTable::session(ProcessId process, const QString &table)
+{
+    return LinuxProcesses(table).record(process).value_or(ProcessRecord()).session;
+}
+
 bool ProcessTable::isSameApplication(ProcessId one, ProcessId other, const QString &table)
 {
     const LinuxProcesses processes(table);

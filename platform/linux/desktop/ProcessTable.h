@@ -14,4 +14,11 @@ namespace ProcessTable {
 /// folder.
 [[nodiscard]] bool isSameApplication(ProcessId one, ProcessId other,
                                      const QString &table = u"/proc"_s);
+
+/// Whether the process has ended; one that only waits to be looked at has.
+[[nodiscard]] bool hasEnded(ProcessId process, const QString &table = u"/proc"_s);
+
+/// The process that leads the session of that one; 0 where it is gone. All that a program starts
+/// stays in its session, also when it ends before.
+[[nodiscard]] ProcessId session(ProcessId process, const QString &table = u"/proc"_s);
 } // namespace ProcessTable

@@ -119,10 +119,18 @@ public:
 
     bool activate(xcb_window_t window)
     {
+        // Several window managers leave a window where it is that is on another desktop, or whose
+        // request names no time.
+        const auto desktopCookie = ask(window, m_ewmh._NET_WM_DESKTOP, 1);
+        const auto currentCookie = ask(m_root, m_ewmh._NET_CURRENT_DESKTOP, 1);
+        const std::optional<uint32_t> desktop = number(answer(desktopCookie), XCB_ATOM_CARDINAL);
+        const std::optional<uint32_t> current = number(answer(currentCookie), XCB_ATOM_CARDINAL);
+        const xcb_timestamp_t now = serverTime();
+        if (desktop && current && *desktop != allDesktops && *desktop != *current)
+            xcb_ewmh_request_change_current_desktop(&m_ewmh, m_screen, *desktop, now);
         // As a task bar would ask: what the user told us to bring forward is no theft of focus.
-        xcb_ewmh_request_change_active_window(&m_ewmh, m_screen, window,
-                                              XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, XCB_CURRENT_TIME,
-                                              XCB_WINDOW_NONE);
+        xcb_ewmh_request_change_active_window(
+            &m_ewmh, m_screen, window, XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, now, XCB_WINDOW_NONE);
         return arrived();
     }
 
@@ -174,6 +182,29 @@ private:
     [[nodiscard]] PropertyReply answer(xcb_get_property_cookie_t cookie) const
     {
         return PropertyReply(xcb_get_property_reply(m_connection, cookie, nullptr));
+    }
+
+    // The server tells its time with each change of a property, also with one that changes nothing.
+    [[nodiscard]] xcb_timestamp_t serverTime() const
+    {
+        const xcb_window_t witness = xcb_generate_id(m_connection);
+        const uint32_t wanted = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, witness, m_root, 0, 0, 1, 1, 0,
+                          XCB_WINDOW_CLASS_INPUT_ONLY, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK,
+                          &wanted);
+        xcb_change_property(m_connection, XCB_PROP_MODE_APPEND, witness, XCB_ATOM_WM_NAME,
+                            XCB_ATOM_STRING, 8, 0, nullptr);
+        xcb_destroy_window(m_connection, witness);
+        xcb_timestamp_t time = XCB_CURRENT_TIME;
+        if (!arrived())
+            return time;
+        while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_queued_event(m_connection)}) {
+            const auto *const change =
+                reinterpret_cast<const xcb_property_notify_event_t *>(event.get());
+            if ((event->response_type & 0x7f) == XCB_PROPERTY_NOTIFY && change->window == witness)
+                time = change->time;
+        }
+        return time;
     }
 
     // True when all that was sent has reached the server.

@@ -10,6 +10,7 @@
 #include <QFile>
 #include <QTest>
 
+#include <csignal>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -59,7 +60,13 @@ private Q_SLOTS:
     void anApplicationWithoutAnEntryIsBroughtForward();
 
     void launchingStartsWhatDoesNotRun();
+    void whatStartsSlowlyIsWaitedFor();
+    void whatIsStillStartingIsNotStartedAgain();
+    void whatShowsNoWindowIsTold();
+    void aWindowThatNamesNoEntryIsKnownByItsProgram();
+    void aRunningApplicationShowsTheDocumentFirst();
     void launchingBringsForwardWhatRuns();
+    void aWindowOnAnotherDesktopComesForward();
     void openingInARunningApplicationBringsItForward();
     void quittingEndsTheApplication();
     void anApplicationMayRefuseToQuit();
@@ -73,15 +80,16 @@ private:
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    // An entry whose program writes down what it was called with.
+    // An entry whose program writes down what it was called with, and shows a window.
     void install(const QString &id, const QByteArray &name, const QByteArray &more = {},
                  const QByteArray &parameters = " %u")
     {
         const QString script = m_desktop->writeScript(
-            u"bin/"_s + id, "printf '%s|' \"$@\" >> \"$HOME/" + id.toUtf8() +
-                                ".calls.new\"; echo >> \"$HOME/" + id.toUtf8() +
-                                ".calls.new\"; cp \"$HOME/" + id.toUtf8() +
-                                ".calls.new\" \"$HOME/" + id.toUtf8() + ".calls\"\n");
+            u"bin/"_s + id,
+            "printf '%s|' \"$@\" >> \"$HOME/" + id.toUtf8() + ".calls.new\"; echo >> \"$HOME/" +
+                id.toUtf8() + ".calls.new\"; cp \"$HOME/" + id.toUtf8() + ".calls.new\" \"$HOME/" +
+                id.toUtf8() + ".calls\"\nexec " TEST_WINDOW " shown x." +
+                id.section(u'.', -1).toUtf8() + " unattended\n");
         m_desktop->write(applications + id + u".desktop"_s,
                          entry(name, script.toUtf8() + parameters, more));
     }
@@ -129,6 +137,9 @@ void tst_LinuxApplications::init()
     for (const QString &file :
          QDir(m_desktop->home()).entryList({u"*.calls"_s, u"*.calls.new"_s}, QDir::Files))
         QFile::remove(m_desktop->home(file));
+    for (const qint64 window : m_desktop->processes(u"/quillon-test-window"_s))
+        ::kill(static_cast<pid_t>(window), SIGKILL);
+    QTRY_COMPARE(Executor::windowSummary(), u"none"_s);
 }
 
 void tst_LinuxApplications::anAddressReachesTheDefaultBrowserOnceAndUnchanged_data()
@@ -215,7 +226,8 @@ void tst_LinuxApplications::startedProgramsWriteNothingToUsAndAreNotInOurSession
         "out=$(readlink /proc/$$/fd/1); errors=$(readlink /proc/$$/fd/2)\n"
         "printf '%s\\n%s\\n%s\\n%s\\n' \"$out\" \"$errors\" \"$(ps -o sid= -p $$)\" \"$(pwd)\" "
         "> \"$HOME/new\"\n"
-        "mv \"$HOME/new\" \"$HOME/chatty.calls\"\n");
+        "mv \"$HOME/new\" \"$HOME/chatty.calls\"\n"
+        "exec " TEST_WINDOW " chatty x.chatty unattended\n");
     m_desktop->write(applications + u"chatty.desktop"_s, entry("Chatty", script.toUtf8()));
     // What is installed now is not known at once.
     QTRY_VERIFY(Executor::appURL(u"Chatty"_s));
@@ -389,6 +401,85 @@ void tst_LinuxApplications::launchingStartsWhatDoesNotRun()
     QTRY_COMPARE(Executor::windowSummary(), u"none"_s);
 }
 
+void tst_LinuxApplications::whatStartsSlowlyIsWaitedFor()
+{
+    const QString script = m_desktop->writeScript(u"bin/slow"_s, "sleep 1.5; exec " TEST_WINDOW
+                                                                 " slow x.Slow unattended\n");
+    m_desktop->write(applications + u"slow.desktop"_s, entry("Slow", script.toUtf8()));
+    QTRY_VERIFY(Executor::appURL(u"Slow"_s));
+    TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Slow"_s}}), u"Slow is now frontmost."_s);
+    // At once: what is typed next must not go to the note.
+    QCOMPARE(Executor::observe(), u"Frontmost app: Slow. Windows: Slow — slow; Bears — note"_s);
+}
+
+void tst_LinuxApplications::whatIsStillStartingIsNotStartedAgain()
+{
+    const QString script = m_desktop->writeScript(
+        u"bin/single"_s, "echo started >> \"$HOME/single.calls\"; sleep 1; exec " TEST_WINDOW
+                         " single x.Single unattended\n");
+    m_desktop->write(applications + u"single.desktop"_s, entry("Single", script.toUtf8()));
+    QTRY_VERIFY(Executor::appURL(u"Single"_s));
+    const QString location = Executor::appURL(u"Single"_s).value_or(QString());
+    const QFuture<void> first = workspace().launch(location);
+    QTRY_COMPARE(calls(u"single"_s), "started\n"_ba);
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Single"_s}}), u"Single is now frontmost."_s);
+    QTRY_VERIFY(first.isFinished());
+    QCOMPARE(Executor::windowSummary(), u"Single — single"_s);
+    QCOMPARE(calls(u"single"_s), "started\n"_ba);
+}
+
+void tst_LinuxApplications::whatShowsNoWindowIsTold()
+{
+    const QString script = m_desktop->writeScript(u"bin/nothing"_s, "true\n");
+    m_desktop->write(applications + u"nothing.desktop"_s, entry("Nothing", script.toUtf8()));
+    QTRY_VERIFY(Executor::appURL(u"Nothing"_s));
+    TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Nothing"_s}}),
+             u"PlatformError: “Nothing” hasn't shown a window yet. It may still be starting."_s);
+}
+
+void tst_LinuxApplications::aWindowThatNamesNoEntryIsKnownByItsProgram()
+{
+    // As a program of a virtual machine: neither the class nor the file of the process tells.
+    const QString script = m_desktop->writeScript(u"bin/virtual"_s, TEST_WINDOW
+                                                  " inner x.Bears unattended & exec sleep 1000\n");
+    m_desktop->write(applications + u"virtual.desktop"_s, entry("Virtual", script.toUtf8()));
+    QTRY_VERIFY(Executor::appURL(u"Virtual"_s));
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Virtual"_s}}), u"Virtual is now frontmost."_s);
+    TestWindow other(*m_desktop, u"note"_s, u"x.Claimed"_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Claims — note; Bears — inner"_s);
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Virtual"_s}}), u"Virtual is now frontmost."_s);
+    QCOMPARE(Executor::windowSummary(), u"Bears — inner; Claims — note"_s);
+    for (const qint64 process : m_desktop->processes(u"/sleep"_s))
+        ::kill(static_cast<pid_t>(process), SIGKILL);
+}
+
+void tst_LinuxApplications::aRunningApplicationShowsTheDocumentFirst()
+{
+    // A window of it is in front, but the one with the document is still to come.
+    const QString script = m_desktop->writeScript(
+        u"bin/reader"_s, "sleep 0.7; exec " TEST_WINDOW " document x.Reader unattended\n");
+    m_desktop->write(applications + u"reader.desktop"_s, entry("Reader", script.toUtf8() + " %u"));
+    QTRY_VERIFY(Executor::appURL(u"Reader"_s));
+    TestWindow old(*m_desktop, u"old"_s, u"x.Reader"_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Reader — old"_s);
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"reader"_s}}),
+             u"Opened example.com in Reader."_s);
+    QCOMPARE(Executor::windowSummary(), u"Reader — document; Reader — old"_s);
+}
+
+void tst_LinuxApplications::aWindowOnAnotherDesktopComesForward()
+{
+    TestWindow away(*m_desktop, u"away"_s, u"x.Claimed"_s, {u"elsewhere"_s});
+    TestWindow here(*m_desktop, u"here"_s, u"x.Bears"_s);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — here"_s);
+    QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"Claims"_s}}), u"Claims is now frontmost."_s);
+    QCOMPARE(Executor::observe(), u"Frontmost app: Claims. Windows: Claims — away"_s);
+    QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"Bears"_s}}), u"Bears is now frontmost."_s);
+    QCOMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — here"_s);
+}
+
 void tst_LinuxApplications::launchingBringsForwardWhatRuns()
 {
     TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
@@ -406,15 +497,18 @@ void tst_LinuxApplications::launchingBringsForwardWhatRuns()
 
 void tst_LinuxApplications::openingInARunningApplicationBringsItForward()
 {
-    install(u"tabs"_s, "Tabs", "StartupWMClass=Tabs\n");
+    const QString script =
+        m_desktop->writeScript(u"bin/tabs"_s, "echo \"$1\" > \"$HOME/tabs.calls\"\n");
+    m_desktop->write(applications + u"tabs.desktop"_s,
+                     entry("Tabs", script.toUtf8() + " %u", "StartupWMClass=Tabs\n"));
     QTRY_VERIFY(Executor::appURL(u"Tabs"_s));
     TestWindow browser(*m_desktop, u"a"_s, u"tabs.Tabs"_s);
     TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
     QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — b; Tabs — a"_s);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"tabs"_s}}),
              u"Opened example.com in Tabs."_s);
-    QTRY_COMPARE(Executor::windowSummary(), u"Tabs — a; Bears — b"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(calls(u"tabs"_s), "https://example.com|\n"_ba, 10'000);
+    QCOMPARE(Executor::windowSummary(), u"Tabs — a; Bears — b"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(calls(u"tabs"_s), "https://example.com\n"_ba, 10'000);
     other.end();
     browser.end();
 }
