@@ -63,8 +63,10 @@ QString ModelManager::directory()
 
 bool ModelManager::hasFile(const LocalModel &model)
 {
-    // Not a folder, and nothing that could make its reader wait, such as a named pipe.
-    return QFileInfo(filePath(model)).isFile();
+    // Nothing that could make its reader wait, such as a named pipe. A folder counts: to load it
+    // fails with a sentence that says so, instead of a download that could not take its place.
+    const QFileInfo info(filePath(model));
+    return info.isFile() || info.isDir();
 }
 
 void ModelManager::refresh()

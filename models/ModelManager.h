@@ -60,7 +60,8 @@ public:
     /// operation.
     [[nodiscard]] static QString directory();
 
-    /// True if the model's file is in that folder, as an ordinary file or as a link to one.
+    /// True if the model's file is in that folder, as an ordinary file, a folder or a link to one
+    /// of them.
     [[nodiscard]] static bool hasFile(const LocalModel &model);
 
     /// Sets the state from the disk: `ready` where the selected model's file is there.

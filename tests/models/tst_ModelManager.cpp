@@ -110,8 +110,8 @@ private Q_SLOTS:
 
     void refreshOverwritesEveryState_data();
     void refreshOverwritesEveryState();
-    void refreshTakesOrdinaryFilesOnly_data();
-    void refreshTakesOrdinaryFilesOnly();
+    void refreshTakesNothingThatMakesAReaderWait_data();
+    void refreshTakesNothingThatMakesAReaderWait();
     void announcesEachChangeBeforeAndAfter();
 
     void selectingTheSelectedModelDoesNothing();
@@ -415,7 +415,7 @@ void ModelManagerTest::refreshOverwritesEveryState()
     }
 }
 
-void ModelManagerTest::refreshTakesOrdinaryFilesOnly_data()
+void ModelManagerTest::refreshTakesNothingThatMakesAReaderWait_data()
 {
     QTest::addColumn<std::function<bool(const QString &)>>("make");
     QTest::addColumn<Case>("state");
@@ -424,7 +424,7 @@ void ModelManagerTest::refreshTakesOrdinaryFilesOnly_data()
         return Make([target](const QString &path) { return QFile::link(target, path); });
     };
     QTest::newRow("folder") << Make([](const QString &path) { return QDir().mkdir(path); })
-                            << Case::needsDownload;
+                            << Case::ready;
     QTest::newRow("named pipe") << Make([](const QString &path) {
         return mkfifo(qPrintable(path), 0600) == 0;
     }) << Case::needsDownload;
@@ -432,7 +432,7 @@ void ModelManagerTest::refreshTakesOrdinaryFilesOnly_data()
         return mknod(qPrintable(path), S_IFSOCK | 0600, 0) == 0;
     }) << Case::needsDownload;
     QTest::newRow("link to a device") << linkTo(u"/dev/zero"_s) << Case::needsDownload;
-    QTest::newRow("link to a folder") << linkTo(u"/tmp"_s) << Case::needsDownload;
+    QTest::newRow("link to a folder") << linkTo(u"/tmp"_s) << Case::ready;
     QTest::newRow("link to nothing") << linkTo(u"/nowhere"_s) << Case::needsDownload;
     QTest::newRow("link to itself")
         << Make([](const QString &path) { return QFile::link(path, path); }) << Case::needsDownload;
@@ -440,7 +440,7 @@ void ModelManagerTest::refreshTakesOrdinaryFilesOnly_data()
         << linkTo(QCoreApplication::applicationFilePath()) << Case::ready;
 }
 
-void ModelManagerTest::refreshTakesOrdinaryFilesOnly()
+void ModelManagerTest::refreshTakesNothingThatMakesAReaderWait()
 {
     QFETCH(const std::function<bool(const QString &)>, make);
     QFETCH(const Case, state);
