@@ -1,6 +1,7 @@
 #include "platform/linux/WindowArrival.h"
 
 #include "platform/Outcome.h"
+#include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/desktop/ProcessTable.h"
 #include "platform/linux/x11/WindowOwner.h"
 #include "platform/linux/x11/X11Desktop.h"
@@ -75,7 +76,7 @@ bool WindowArrival::belongs(const X11Window &window) const
         ProcessTable::session(*window.owner) == m_expected.leader)
         return true;
     // Not every window can be traced back to what was started, but most can be to another entry.
-    return isNew(window) && !owner.location;
+    return isNew(window) && !(owner.location && DesktopEntries::isEntry(*owner.location));
 }
 
 bool WindowArrival::hasWhatWasAskedFor(const X11Window &window) const

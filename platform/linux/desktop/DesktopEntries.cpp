@@ -319,6 +319,11 @@ QList<InstalledApplication> DesktopEntries::in(const QString &folder)
     return applications;
 }
 
+bool DesktopEntries::isEntry(const QString &location)
+{
+    return !location.startsWith(withoutEntry);
+}
+
 QString DesktopEntries::locationWithoutEntry(const QString &name)
 {
     return withoutEntry + name;

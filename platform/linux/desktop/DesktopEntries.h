@@ -25,6 +25,9 @@ namespace DesktopEntries {
 /// It can be found and brought to the front by that, and not be started.
 [[nodiscard]] QString locationWithoutEntry(const QString &name);
 
+/// Whether that is the location of a desktop entry, and not of an application without one.
+[[nodiscard]] bool isEntry(const QString &location);
+
 /// The entry's name in the user's language.
 [[nodiscard]] QString name(const QString &location);
 

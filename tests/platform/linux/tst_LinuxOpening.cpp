@@ -88,7 +88,14 @@ void tst_LinuxOpening::install(const QString &id) const
 {
     const QString script = m_desktop->writeScript(
         u"bin/"_s + id,
-        "echo \"$(basename \"$0\") $*\" > \"$HOME/new\"; mv \"$HOME/new\" \"$HOME/opened\"\n");
+        "echo \"$(basename \"$0\") $*\" > \"$HOME/new\"; mv \"$HOME/new\" \"$HOME/opened\"\n"
+        // What is opened counts as opened when its window is there; then the one before it goes.
+        "before=$(cat \"$HOME/window\" 2> /dev/null)\n"
+        "'" TEST_WINDOW "' \"$*\" opened.Opened unattended > \"$HOME/shown\" &\n"
+        "echo $! > \"$HOME/window\"\n"
+        "until grep -q shown \"$HOME/shown\"; do sleep 0.02; done\n"
+        "[ -z \"$before\" ] || kill \"$before\"\n"
+        "wait\n");
     m_desktop->write(applications + id + u".desktop"_s,
                      "[Desktop Entry]\nType=Application\nName=" + id.toUtf8() +
                          "\nExec=" + script.toUtf8() + " %U\n");
