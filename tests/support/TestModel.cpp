@@ -15,8 +15,9 @@
 // The arithmetic. Every token is a unit vector of the residual stream: each token of a reply has a
 // dimension of its own, each marker too, and all other tokens share one. Queries and keys are zero,
 // so attention takes the mean of all values, and the value of the k-th marker reaches the k-th
-// gate (one head does that; several would only compare the same zeros again, for seconds): a gate is open when its reply stands in the prompt. An output row can then say "after this
-// token", "while this gate is open" and "not while that gate is open".
+// gate (one head does that; several would only compare the same zeros again, for seconds): a gate
+// is open when its reply stands in the prompt. An output row can then say "after this token",
+// "while this gate is open" and "not while that gate is open".
 namespace {
 constexpr qsizetype mostReplies = 32;
 constexpr std::size_t feedForwardWidth = 8; // unused, but there must be some
