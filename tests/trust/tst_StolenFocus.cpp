@@ -126,6 +126,16 @@ void tst_StolenFocus::beforeTheFirstKey_data()
     }
 }
 
+static bool serverAnswers()
+{
+    QProcess probe;
+    probe.start(u"xdotool"_s, {u"getmouselocation"_s});
+    const bool answers = probe.waitForFinished(500);
+    probe.kill();
+    probe.waitForFinished();
+    return answers;
+}
+
 void tst_StolenFocus::beforeTheFirstKey()
 {
     QFETCH(Thief::Kind, kind);
@@ -137,9 +147,18 @@ void tst_StolenFocus::beforeTheFirstKey()
 
     // The decision has been made, and the program that presses the keys begins to run.
     const Running running(name, {{u"text"_s, argument}, {u"key"_s, argument}});
-    for (const pid_t child : ownProcesses()) {
-        if (!before.contains(child))
-            kill(child, SIGSTOP);
+    const auto signalNew = [&](int signal) {
+        for (const pid_t child : ownProcesses()) {
+            if (!before.contains(child))
+                kill(child, signal);
+        }
+    };
+    signalNew(SIGSTOP);
+    // Stopped while it has the server for itself, it would hold up the thief for ever.
+    while (!serverAnswers()) {
+        signalNew(SIGCONT);
+        QThread::usleep(100);
+        signalNew(SIGSTOP);
     }
     thief.steal();
     for (const pid_t child : ownProcesses())
