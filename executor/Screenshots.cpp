@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 using namespace Executor;
 
 namespace {
-// Whoever put a link there wants the file that it leads to overwritten.
+// A link at that place would have the file that it leads to overwritten.
 void checkIsNoLink(const QString &file)
 {
     std::error_code error;
