@@ -1,6 +1,7 @@
 #include "base/WorkQueue.h"
 
 #include "base/WorkerThread.h"
+#include "tests/support/HeldJob.h"
 
 #include <QTest>
 
@@ -23,23 +24,6 @@ private Q_SLOTS:
 namespace {
 using Refusal = WorkQueue::Refusal;
 using Refusals = std::vector<Refusal>;
-
-// A job that runs until it is let go, and says when it has begun.
-struct Gate
-{
-    std::promise<void> begun;
-    std::promise<void> release;
-
-    WorkQueue::Job job()
-    {
-        return {[this] {
-            begun.set_value();
-            release.get_future().wait();
-        }};
-    }
-    void waitUntilBegun() { begun.get_future().wait(); }
-    void open() { release.set_value(); }
-};
 } // namespace
 
 void tst_WorkQueue::doesJobsInOrderOnOneThread()
@@ -70,7 +54,7 @@ void tst_WorkQueue::doesJobsInOrderOnOneThread()
 void tst_WorkQueue::closingLetsTheRunningJobEndAndRefusesTheRest()
 {
     WorkQueue queue("test.queue");
-    Gate gate;
+    HeldJob gate;
     Refusals refusals;
     bool ran = false;
     bool lastRan = false;

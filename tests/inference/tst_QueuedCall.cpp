@@ -2,6 +2,7 @@
 
 #include "inference/AbortGuard.h"
 #include "tests/support/Awaited.h"
+#include "tests/support/HeldJob.h"
 
 #include <QCoro/QCoroTask>
 #include <QTest>
@@ -27,22 +28,6 @@ private Q_SLOTS:
 };
 
 namespace {
-// A job that runs until it is let go, and says when it has begun.
-struct Gate
-{
-    std::promise<void> begun;
-    std::promise<void> release;
-
-    WorkQueue::Job job()
-    {
-        return {[this] {
-            begun.set_value();
-            release.get_future().wait();
-        }};
-    }
-    void waitUntilBegun() { begun.get_future().wait(); }
-    void open() { release.set_value(); }
-};
 QCoro::Task<int> ask(WorkQueue &queue, std::function<int()> call)
 {
     QueuedCall<int> queued(queue, std::move(call), InferenceError::decodeFailed);
@@ -118,7 +103,7 @@ void tst_QueuedCall::theCallIsGoneBeforeItsResult()
 void tst_QueuedCall::aWaiterWhoseQueueEndsIsRefused()
 {
     auto queue = std::make_unique<WorkQueue>("test.queue");
-    Gate gate;
+    HeldJob gate;
     queue->add(gate.job());
     std::optional<InferenceError> error;
     const auto asking = [&]() -> QCoro::Task<> {
@@ -140,7 +125,7 @@ void tst_QueuedCall::aWaiterWhoseQueueEndsIsRefused()
 void tst_QueuedCall::aDestroyedCoroutineIsNotResumed()
 {
     WorkQueue queue("test.queue");
-    Gate gate;
+    HeldJob gate;
     queue.add(gate.job());
     bool resumed = false;
     const auto asking = [&]() -> Owned {

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "base/WorkQueue.h"
+
+#include <future>
+
+/// A job that runs until it is let go, and says when it has begun. It must outlive the job.
+struct HeldJob
+{
+    std::promise<void> begun;
+    std::promise<void> release;
+
+    WorkQueue::Job job()
+    {
+        return {[this] {
+            begun.set_value();
+            release.get_future().wait();
+        }};
+    }
+    void waitUntilBegun() { begun.get_future().wait(); }
+    void open() { release.set_value(); }
+};
