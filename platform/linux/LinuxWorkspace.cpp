@@ -6,8 +6,6 @@
 #include "platform/linux/desktop/LinuxProcesses.h"
 #include "platform/linux/desktop/ProcessTable.h"
 #include "platform/linux/desktop/Trash.h"
-#include "platform/linux/x11/Display.h"
-#include "platform/linux/x11/WindowOwner.h"
 #include "platform/linux/x11/X11Desktop.h"
 
 #include <algorithm>
@@ -33,7 +31,7 @@ std::optional<X11WindowId> windowOf(const X11Snapshot &snapshot, const QString &
 {
     for (const bool onScreen : {true, false}) {
         for (const X11Window &window : snapshot.windows) {
-            if (window.isOrdinary() && window.onScreen == onScreen && !isOurs(window, ours) &&
+            if (window.isOrdinary() && window.onScreen == onScreen && !window.isOurs(ours) &&
                 (ownerOf(window).location == location || leads(leader, window)))
                 return window.id;
         }
@@ -107,7 +105,7 @@ QList<Application> LinuxWorkspace::runningApplications()
     const std::set<ProcessId> ours = ownProcesses();
     QList<Application> applications;
     for (const X11Window *const window : inOrderOfAge(snapshot)) {
-        if (!window->owner || isOurs(*window, ours))
+        if (!window->owner || window->isOurs(ours))
             continue;
         const Application owner = application(*window);
         const auto known = std::ranges::find(applications, owner.pid, &Application::pid);

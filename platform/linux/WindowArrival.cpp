@@ -3,7 +3,6 @@
 #include "platform/Outcome.h"
 #include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/desktop/ProcessTable.h"
-#include "platform/linux/x11/WindowOwner.h"
 #include "platform/linux/x11/X11Desktop.h"
 
 #include <algorithm>
@@ -67,7 +66,7 @@ bool WindowArrival::isNew(const X11Window &window) const
 
 bool WindowArrival::belongs(const X11Window &window) const
 {
-    if (window.kind != X11Window::Kind::ordinary || isOurs(window, m_expected.ours))
+    if (window.kind != X11Window::Kind::ordinary || window.isOurs(m_expected.ours))
         return false;
     const WindowOwner owner = ownerOf(window);
     if (owner.location == m_expected.location)

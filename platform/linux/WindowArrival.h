@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Window.h"
 
 #include <QDeadlineTimer>
 #include <QFuture>

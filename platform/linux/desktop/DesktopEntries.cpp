@@ -5,8 +5,7 @@
 #include "platform/linux/desktop/DefaultApplications.h"
 #include "platform/linux/desktop/EntryFiles.h"
 #include "platform/linux/desktop/GObjectPtr.h"
-#include "platform/linux/x11/Display.h"
-#include "platform/linux/x11/X11Connection.h"
+#include "platform/linux/x11/X11Window.h"
 
 #include <QDeadlineTimer>
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/linux/keyboard/XKeyboard.h"
-#include "platform/linux/x11/WindowProcess.h"
+#include "platform/linux/x11/Xcb.h"
 
 #include <cstdint>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/linux/x11/XcbReply.h"
+#include "platform/linux/x11/Xcb.h"
 
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>

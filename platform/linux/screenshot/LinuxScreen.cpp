@@ -2,7 +2,6 @@
 
 #include "platform/linux/screenshot/ScreenCapture.h"
 #include "platform/linux/screenshot/ScreenPortal.h"
-#include "platform/linux/x11/WindowOwner.h"
 #include "platform/linux/x11/X11Desktop.h"
 
 namespace {
@@ -18,7 +17,7 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
     QList<WindowInfo> shown;
     for (const X11Window &window : snapshot->windows) {
         // What runs as a process that we know is told apart by that.
-        if (!window.onScreen || window.kind == X11Window::Kind::desktop || isOurs(window, {}))
+        if (!window.onScreen || window.kind == X11Window::Kind::desktop || window.isOurs({}))
             continue;
         shown.append({.layer = window.kind == X11Window::Kind::ordinary ? 0 : extraLayer,
                       .owner = window.owner,

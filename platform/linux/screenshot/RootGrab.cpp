@@ -2,7 +2,7 @@
 
 #include "platform/PlatformError.h"
 #include "platform/linux/screenshot/PixelFormat.h"
-#include "platform/linux/x11/XcbReply.h"
+#include "platform/linux/x11/Xcb.h"
 
 #include <xcb/randr.h>
 #include <xcb/shm.h>

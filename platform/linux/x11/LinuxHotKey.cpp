@@ -1,7 +1,5 @@
 #include "platform/linux/x11/LinuxHotKey.h"
 
-#include "platform/linux/x11/XcbReply.h"
-
 #include <QList>
 #include <QMetaObject>
 
@@ -10,7 +8,6 @@
 #include <span>
 #include <vector>
 
-#include <xcb/xcb.h>
 // The header is C and has a member of that name.
 #define explicit isExplicit
 #include <xcb/xkb.h>
@@ -107,9 +104,8 @@ void LinuxHotKey::registerKey(std::function<void()> pressed)
 void LinuxHotKey::listenToKeyboard()
 {
     xcb_connection_t *const connection = m_events->connection();
-    const xcb_query_extension_reply_t *const extension =
-        xcb_get_extension_data(connection, &xcb_xkb_id);
-    if (!extension || !extension->present)
+    const xcb_query_extension_reply_t *const extension = Xcb::extension(connection, xcb_xkb_id);
+    if (!extension)
         return;
     m_keyboardEvent = extension->first_event;
     const XcbReply<xcb_xkb_use_extension_reply_t> version(

@@ -4,15 +4,13 @@
 #include "platform/NativeWindow.h"
 #include "platform/linux/x11/LinuxHotKey.h"
 #include "platform/linux/x11/ShellSession.h"
-#include "platform/linux/x11/XcbReply.h"
+#include "platform/linux/x11/Xcb.h"
 
 #include <QByteArrayView>
 
 #include <algorithm>
 #include <cmath>
 #include <utility>
-
-#include <xcb/xcb.h>
 
 namespace {
 // A server that has not answered a first connection by then will not show a panel either.
@@ -29,12 +27,7 @@ xcb_window_t windowId(NativeWindow &window)
 bool serverAnswers()
 {
     BoundedWorker worker;
-    const auto connects = [] {
-        xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
-        const bool isGood = xcb_connection_has_error(connection) == 0;
-        xcb_disconnect(connection);
-        return isGood;
-    };
+    const auto connects = [] { return Xcb::open().connection != nullptr; };
     return worker.run(connects, serverLimit).value_or(false);
 }
 
@@ -44,22 +37,21 @@ constexpr int usualResolution = 96;
 // What desktops write for toolkits to read; 0 where they do not.
 double desktopResolution()
 {
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
-        xcb_connect(nullptr, nullptr), &xcb_disconnect);
-    if (xcb_connection_has_error(connection.get()) != 0)
+    const XcbDisplay display = Xcb::open();
+    if (!display.connection)
         return 0;
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    xcb_connection_t *const connection = display.connection.get();
+    // The resources of all screens are on the first one.
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     constexpr uint32_t longest = 16 * 1024; // In units of four bytes.
-    const XcbReply<xcb_get_property_reply_t> resources(xcb_get_property_reply(
-        connection.get(),
-        xcb_get_property(connection.get(), 0, root, XCB_ATOM_RESOURCE_MANAGER, XCB_ATOM_STRING, 0,
-                         longest),
-        nullptr));
-    if (!resources)
-        return 0;
-    const QByteArrayView text(static_cast<const char *>(xcb_get_property_value(resources.get())),
-                              xcb_get_property_value_length(resources.get()));
-    for (const QByteArray &line : text.toByteArray().split('\n')) {
+    const XcbReply<xcb_get_property_reply_t> resources(
+        xcb_get_property_reply(connection,
+                               xcb_get_property(connection, 0, root, XCB_ATOM_RESOURCE_MANAGER,
+                                                XCB_ATOM_STRING, 0, longest),
+                               nullptr));
+    const std::span<const uint8_t> text = Xcb::bytes(resources.get());
+    const QByteArrayView lines(text.data(), static_cast<qsizetype>(text.size()));
+    for (const QByteArray &line : lines.toByteArray().split('\n')) {
         if (line.startsWith("Xft.dpi:"))
             return line.mid(line.indexOf(':') + 1).trimmed().toDouble();
     }

@@ -1,16 +1,36 @@
 #include "platform/linux/x11/ShellSession.h"
 
-#include "platform/linux/x11/RoundedRegion.h"
-#include "platform/linux/x11/XcbReply.h"
-
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <utility>
+#include <vector>
 
 #include <xcb/xfixes.h>
 
 namespace {
 constexpr xcb_window_t noWindow = XCB_WINDOW_NONE;
+
+// Rectangles that together are one with round corners, each as x, y, width and height.
+std::vector<uint32_t> roundedRegion(QSize size, double radius)
+{
+    const auto rows = std::min(static_cast<int>(std::ceil(radius)), size.height() / 2);
+    std::vector<uint32_t> region;
+    const auto add = [&](int x, int y, int width, int height) {
+        for (const int number : {x, y, width, height})
+            region.push_back(static_cast<uint32_t>(std::max(number, 0)));
+    };
+    for (int row = 0; row < rows; ++row) {
+        const double rise = radius - row - 0.5;
+        const auto inset = static_cast<int>(
+            std::ceil(radius - std::sqrt(std::max(radius * radius - rise * rise, 0.0))));
+        add(inset, row, size.width() - 2 * inset, 1);
+        add(inset, size.height() - 1 - row, size.width() - 2 * inset, 1);
+    }
+    add(0, rows, size.width(), size.height() - 2 * rows);
+    return region;
+}
 } // namespace
 
 std::unique_ptr<ShellSession> ShellSession::open(std::function<void()> compositionChanged)
@@ -134,8 +154,8 @@ void ShellSession::followCompositor()
     const uint32_t changes = XCB_EVENT_MASK_PROPERTY_CHANGE;
     xcb_change_window_attributes(connection(), m_events->root(), XCB_CW_EVENT_MASK, &changes);
     const xcb_query_extension_reply_t *const extension =
-        xcb_get_extension_data(connection(), &xcb_xfixes_id);
-    if (!extension || !extension->present)
+        Xcb::extension(connection(), xcb_xfixes_id);
+    if (!extension)
         return;
     m_selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
     const XcbReply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/linux/x11/Xcb.h"
+
 #include <QObject>
 #include <QSocketNotifier>
 
 #include <functional>
 #include <memory>
-
-#include <xcb/xcb.h>
 
 /// A connection to the X server of one's own whose events arrive on the main thread. Goes silent
 /// when the server does. Main thread.
@@ -20,27 +20,25 @@ class X11Events final : public QObject
 public:
     using Handler = std::function<void(const xcb_generic_event_t &)>;
 
-    /// Nothing where there is no server.
+    /// Nothing without a server.
     [[nodiscard]] static std::unique_ptr<X11Events> open(Handler handler);
     ~X11Events() override;
 
-    [[nodiscard]] xcb_connection_t *connection() const { return m_connection; }
-    [[nodiscard]] int screen() const { return m_screen; }
-    [[nodiscard]] quint32 root() const { return m_root; }
+    [[nodiscard]] xcb_connection_t *connection() const { return m_display.connection.get(); }
+    [[nodiscard]] int screen() const { return m_display.number; }
+    [[nodiscard]] quint32 root() const { return m_display.screen->root; }
 
     /// Sends what was asked for. To be called after every group of requests: events that came with
     /// an answer are delivered from the event loop.
     void flush();
 
 private:
-    X11Events(xcb_connection_t *connection, int screen, Handler handler);
+    X11Events(XcbDisplay display, Handler handler);
 
     void drain();
 
-    xcb_connection_t *const m_connection;
-    const int m_screen;
+    const XcbDisplay m_display;
     const Handler m_handler;
-    quint32 m_root = 0;
     QSocketNotifier m_notifier;
     bool m_drainIsDue = false;
 };

@@ -1,13 +1,44 @@
-#include "platform/linux/x11/WindowProcess.h"
+#include "platform/linux/x11/Xcb.h"
 
-#include "platform/linux/x11/XcbReply.h"
+XcbDisplay Xcb::open()
+{
+    XcbDisplay display;
+    display.connection.reset(xcb_connect(nullptr, &display.number));
+    if (!isAlive(display.connection)) {
+        display.connection.reset();
+        return display;
+    }
+    auto screens = xcb_setup_roots_iterator(xcb_get_setup(display.connection.get()));
+    for (int i = 0; i < display.number && screens.rem > 1; ++i)
+        xcb_screen_next(&screens);
+    display.screen = screens.data;
+    return display;
+}
+
+const xcb_query_extension_reply_t *Xcb::extension(xcb_connection_t *connection, xcb_extension_t &id)
+{
+    const xcb_query_extension_reply_t *const found = xcb_get_extension_data(connection, &id);
+    return found && found->present ? found : nullptr;
+}
+
+std::span<const uint32_t> Xcb::numbers(const xcb_get_property_reply_t *reply, xcb_atom_t type)
+{
+    if (!reply || reply->format != 32 || reply->type != type)
+        return {};
+    return {static_cast<const uint32_t *>(xcb_get_property_value(reply)), reply->value_len};
+}
+
+std::span<const uint8_t> Xcb::bytes(const xcb_get_property_reply_t *reply)
+{
+    if (!reply || reply->format != 8)
+        return {};
+    return {static_cast<const uint8_t *>(xcb_get_property_value(reply)), reply->value_len};
+}
 
 WindowProcess::WindowProcess(xcb_connection_t *connection, xcb_atom_t property)
     : m_connection(connection), m_property(property)
 {
-    const xcb_query_extension_reply_t *const extension =
-        xcb_get_extension_data(m_connection, &xcb_res_id);
-    if (!extension || !extension->present)
+    if (!Xcb::extension(m_connection, xcb_res_id))
         return;
     const XcbReply<xcb_res_query_version_reply_t> version(xcb_res_query_version_reply(
         m_connection, xcb_res_query_version(m_connection, 1, 2), nullptr));
@@ -29,9 +60,8 @@ std::optional<uint32_t> WindowProcess::answer(const Asked &asked) const
         xcb_get_property_reply(m_connection, asked.said, nullptr));
     if (const std::optional<uint32_t> process = known(asked.known))
         return process;
-    if (!said || said->format != 32 || said->type != XCB_ATOM_CARDINAL || said->value_len != 1)
-        return std::nullopt;
-    return *static_cast<const uint32_t *>(xcb_get_property_value(said.get()));
+    const std::span<const uint32_t> process = Xcb::numbers(said.get(), XCB_ATOM_CARDINAL);
+    return process.empty() ? std::nullopt : std::optional(process.front());
 }
 
 std::optional<uint32_t> WindowProcess::known(xcb_res_query_client_ids_cookie_t cookie) const

@@ -1,9 +1,14 @@
-#include "platform/linux/x11/WindowOwner.h"
+#include "platform/linux/x11/X11Window.h"
 
 #include "platform/linux/desktop/DesktopEntries.h"
-#include "platform/linux/x11/X11Connection.h"
 
 using namespace Qt::StringLiterals;
+
+bool X11Window::isOurs(const std::set<ProcessId> &ours) const
+{
+    return className.compare("Quillon"_L1, Qt::CaseInsensitive) == 0 ||
+           (owner && ours.contains(*owner));
+}
 
 WindowOwner ownerOf(const X11Window &window)
 {
@@ -14,10 +19,4 @@ WindowOwner ownerOf(const X11Window &window)
             return {name, DesktopEntries::locationWithoutEntry(name)};
     }
     return {};
-}
-
-bool isOurs(const X11Window &window, const std::set<ProcessId> &ours)
-{
-    return window.className.compare("Quillon"_L1, Qt::CaseInsensitive) == 0 ||
-           (window.owner && ours.contains(*window.owner));
 }
