@@ -18,9 +18,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-/// Room for one JSON action, and a bound on how long a small model keeps the user waiting.
+/// Enough for one JSON action, and a bound on how long a small model keeps the user waiting.
 constexpr int maxReplyTokens = 200;
-/// Small models drift from the format; one that does so three times in a turn has no plan.
+/// Small models lose the format at times; one that does so three times in a turn has no plan.
 constexpr int maxUnreadableReplies = 3;
 
 ChatMessage message(Role role, const QString &content)
@@ -33,13 +33,13 @@ QString stateLine()
     return u"\nState: "_s + Executor::observe();
 }
 
-// Of the actions that are asked about, those that go to what is in front.
+// Among the actions that may need approval, those that act on the application in front.
 bool goesToFront(const AgentAction &action)
 {
     return action.name == u"click" || action.name == u"press_key";
 }
 
-// The others need no answer.
+// The other actions do not depend on it, so the desktop is not asked.
 std::optional<Application> frontFor(const AgentAction &action)
 {
     try {
@@ -51,7 +51,7 @@ std::optional<Application> frontFor(const AgentAction &action)
     }
 }
 
-// What was found safe, or was approved, was so for that application.
+// The assessment and the approval hold for this application only, so it must still be in front.
 QCoro::Task<QString> perform(AgentAction action, std::optional<Application> front,
                              std::shared_ptr<Cancellation> task)
 {
@@ -68,7 +68,7 @@ AgentSession::AgentSession(ModelManager &models, QObject *parent)
 
 AgentSession::~AgentSession()
 {
-    // A loop that waits for the user goes on once more, finds no session, and ends.
+    // A loop that waits for the user is resumed once more, finds the session gone, and ends.
     if (m_confirmation)
         m_confirmation->resume(false);
 }
@@ -175,7 +175,8 @@ QCoro::Task<> AgentSession::run(QString command)
             told = u"Result: "_s + result;
             step.running = false;
         } catch (const std::exception &failure) {
-            // what() of ours ends at a null character, which a reply can hold.
+            // what() ends at a null character, which can be part of a reply; ActionError keeps the
+            // whole text.
             const auto *const ours = dynamic_cast<const ActionError *>(&failure);
             const QString sentence = ours ? ours->message : QString::fromUtf8(failure.what());
             told = u"Error: "_s + sentence;
@@ -200,8 +201,8 @@ QCoro::Task<> AgentSession::run(QString command)
 
 QCoro::Task<bool> AgentSession::makeModelReady()
 {
-    // The engine may have lost its model since: to another choice while it was at work, or to a
-    // failure inside the library.
+    // The engine may have lost its model meanwhile: the user chose another one, or the library
+    // failed.
     if (m_models.state() == ModelManager::State::loaded() && m_models.engine()->isLoaded())
         co_return true;
     const QPointer<AgentSession> session(this);
@@ -220,7 +221,7 @@ QCoro::Task<std::optional<QString>> AgentSession::ask(QList<ChatMessage> convers
     setStatus(u"Thinking…"_s);
     clearPreview();
     const std::shared_ptr<InferenceEngine> engine = m_models.engine();
-    // Made outside of the co_await: gcc 12 destroys a callable that is made in one twice.
+    // Not created inside the co_await expression: gcc 12 would destroy it twice.
     const InferenceEngine::OnToken onToken = preview();
     std::optional<QString> reply;
     QString sentence;

@@ -17,16 +17,16 @@
 
 class ModelManager;
 
-/// Turns one typed task into a bounded dialogue with the local model: one JSON action per reply,
-/// assessed, approved where it is risky, performed, and its result told to the model, until the
-/// model is done or a guard stops it. Lives on the main thread as long as the application; no
-/// failure leaves it, every ending stands in the transcript.
+/// Turns one typed task into a bounded dialogue with the local model. Each reply holds one JSON
+/// action, which is assessed, approved by the user if it is risky, and performed; its result goes
+/// back to the model, until the model is done or a limit ends the turn. Lives on the main thread as
+/// long as the application. Throws nothing: the transcript tells how each turn ended.
 class AgentSession : public QObject
 {
     Q_OBJECT
 
 public:
-    /// The most replies that one turn may use.
+    /// The model replies at most this often in one turn.
     static constexpr int maxSteps = 12;
 
     /// The manager must outlive the session.
@@ -36,19 +36,19 @@ public:
     /// The whole transcript, oldest first; the turn that runs is the last.
     [[nodiscard]] const QList<Turn> &turns() const { return m_turns; }
     [[nodiscard]] bool isRunning() const { return m_isRunning; }
-    /// One line on what goes on; empty when idle.
+    /// One line on what the session is doing; empty when idle.
     [[nodiscard]] const QString &status() const { return m_status; }
     /// The model's reply as it streams in.
     [[nodiscard]] const QString &streamPreview() const { return m_streamPreview; }
-    /// The risky step that waits for the user.
+    /// The risky step that waits for the user's approval.
     [[nodiscard]] const std::optional<PendingConfirmation> &pending() const { return m_pending; }
     /// The task of the last turn, running or finished; absent before the first.
     [[nodiscard]] const std::shared_ptr<Cancellation> &task() const { return m_task; }
 
-    /// Starts a turn. Blank text, or any while a turn runs, is ignored.
+    /// Starts a turn. Ignored if the text is blank or a turn is running.
     void submit(const QString &text);
 
-    /// Puts another transcript in place. Ignored while a turn runs, whose own place it holds.
+    /// Replaces the transcript. Ignored while a turn is running, since that turn is part of it.
     void setTurns(const QList<Turn> &turns);
 
     /// The user's answer to the pending confirmation.
@@ -59,7 +59,7 @@ public:
     void stop();
 
 Q_SIGNALS:
-    // Each property announces that it will change, and again once it has.
+    // Each property has a signal before it changes and one afterwards.
     void turnsWillChange();
     void turnsChanged();
     void isRunningWillChange();
@@ -72,13 +72,13 @@ Q_SIGNALS:
     void pendingChanged();
 
 private:
-    // The turn that runs is the last one. Each of these ends early when the session goes away.
+    // The running turn is the last one. Each of these returns early if the session is destroyed.
     QCoro::Task<> run(QString command);
-    /// False where the model is not ready, with which the turn is over.
+    /// False if the model cannot be made ready; the turn is then finished.
     QCoro::Task<bool> makeModelReady();
-    /// The model's reply; nothing where generating failed, with which the turn is over.
+    /// The model's reply; nothing if generating failed, and the turn is then finished.
     QCoro::Task<std::optional<QString>> ask(QList<ChatMessage> conversation);
-    /// Whether the step may be performed; where it may not, the turn is over.
+    /// Whether the step may be performed; if not, the turn is then finished.
     QCoro::Task<bool> approve(LogEntry step, AgentAction action, Risk risk);
     void finish(const std::optional<QString> &summary = std::nullopt);
 
@@ -97,11 +97,10 @@ private:
     bool m_isRunning = false;
     QString m_status;
     QString m_streamPreview;
-    /// Grows whenever the preview is emptied: pieces that come late belong to an earlier one.
+    /// Incremented when the preview is cleared, to recognise late pieces of an earlier reply.
     int m_previewNumber = 0;
     std::optional<PendingConfirmation> m_pending;
-    std::optional<Confirmation>
-        m_confirmation; ///< What the loop waits for while m_pending is there.
+    std::optional<Confirmation> m_confirmation; ///< What the loop waits for while m_pending is set.
     std::shared_ptr<Cancellation> m_task;
     QCoro::Task<> m_loop; ///< The coroutine of m_task.
 };

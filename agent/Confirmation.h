@@ -6,13 +6,12 @@
 #include <memory>
 #include <optional>
 
-/// A question that suspends a coroutine until it is answered, exactly once: copies share the one
-/// question. The coroutine goes on in a later pass of the event loop, never inside the answer's
-/// call. Main thread.
+/// A question that suspends a coroutine until it is answered, exactly once; copies share one
+/// question. The coroutine is resumed from the event loop, never inside resume(). Main thread.
 class Confirmation
 {
 public:
-    /// Later answers count for nothing.
+    /// Answers after the first are ignored.
     void resume(bool answer)
     {
         if (m_state->answer)

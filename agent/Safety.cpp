@@ -12,7 +12,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Applications that hold no unsaved work of consequence.
+// Applications without unsaved work worth asking about.
 const QSet<QString> &quitSafe()
 {
     static const QSet<QString> names{
@@ -27,7 +27,7 @@ const QSet<QString> &quitSafe()
     return names;
 }
 
-// Fragments of the names of applications where Return may send a message.
+// Parts of the names of applications in which Return may send a message.
 constexpr auto messaging = std::to_array<QStringView>({
     u"messages",
     u"mail",
@@ -40,7 +40,7 @@ constexpr auto messaging = std::to_array<QStringView>({
     u"signal",
 });
 
-// Words on controls whose press has consequences.
+// Words on controls that have consequences when pressed.
 constexpr auto consequentialWords = std::to_array<QStringView>({
     u"send",
     u"delete",

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// What performing an action needs: nothing, or the user's approval with a reason to show.
+/// Whether an action needs the user's approval, and the reason to show if it does.
 class Risk
 {
 public:
@@ -26,13 +26,13 @@ private:
     std::optional<QString> m_reason;
 };
 
-/// Fixed rules on what must not happen without the user's approval: sending, losing work, deleting,
-/// spending, running scripts, resetting settings. No memory between calls.
+/// Fixed rules on what needs the user's approval: sending, losing work, deleting, spending, running
+/// scripts, resetting settings. Stateless.
 namespace Safety {
-/// Looks at the action and at the application that is in front, if there is one.
+/// Assesses the action for the application that is in front, if there is one.
 [[nodiscard]] Risk assess(const AgentAction &action, const std::optional<Application> &front);
 
-/// The same for the application that is in front at the moment; a desktop that does not answer
-/// counts as one where nothing is. Main thread.
+/// The same for the application that is in front now. If the desktop does not answer, no
+/// application counts as being in front. Main thread.
 [[nodiscard]] Risk assess(const AgentAction &action);
 } // namespace Safety

@@ -2,6 +2,6 @@
 
 #include "agent/Transcript.h"
 
-/// Why approval is needed, as the user is shown it, in the panel and in the terminal alike: nothing
-/// in it is hidden, and only a script has lines of its own. Any thread.
+/// Why approval is needed, as the panel and the terminal show it: without invisible characters, and
+/// on one line except for a script's text. Any thread.
 [[nodiscard]] QString shownReason(const PendingConfirmation &pending);

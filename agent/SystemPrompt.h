@@ -2,6 +2,6 @@
 
 #include <QString>
 
-/// What the model is told before every task: how to reply, which actions there are, what to mind,
-/// and an example. Plain ASCII.
+/// What the model is told before every task: the format of its replies, the actions, the rules, and
+/// an example. Plain ASCII.
 [[nodiscard]] QString systemPrompt();

@@ -8,7 +8,7 @@
 
 #include <optional>
 
-// What the user sees of the agent's work: plain values that the session alone writes.
+// What the user sees of the agent's work: plain values that only the session writes.
 
 /// One line of a turn's log.
 struct LogEntry
@@ -29,14 +29,14 @@ struct LogEntry
     bool operator==(const LogEntry &) const = default;
 };
 
-/// One task of the user, with everything that came of it.
+/// One task of the user with its log and its outcome.
 struct Turn
 {
     QUuid id = QUuid::createUuid();
     QString command = {}; ///< Trimmed, never empty.
     QList<LogEntry> log = {};
     bool finished = false;               ///< Set once, when the loop ends for whatever reason.
-    std::optional<QString> summary = {}; ///< The closing sentence, where the turn ended with one.
+    std::optional<QString> summary = {}; ///< The closing sentence, if the turn ended with one.
 
     bool operator==(const Turn &) const = default;
 };

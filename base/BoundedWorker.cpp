@@ -19,7 +19,7 @@ BoundedWorker::~BoundedWorker()
         m_thread.join();
 }
 
-// False where the system has no thread left.
+// False if the system has no thread left.
 bool BoundedWorker::start()
 {
     try {

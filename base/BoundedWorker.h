@@ -9,9 +9,9 @@
 #include <thread>
 #include <utility>
 
-/// A thread for calls that may never come back, such as those to a server that hangs. The caller
-/// waits for a while and no longer; as long as a call is still out, further ones fail at once. A
-/// thread that is stuck when its owner goes is left to itself.
+/// A thread for calls that may never return, such as those to a server that hangs. The caller waits
+/// until a timeout; further calls fail at once until the abandoned one has returned. The destructor
+/// detaches a thread that is still inside a call.
 class BoundedWorker
 {
 public:
@@ -20,8 +20,8 @@ public:
     BoundedWorker(const BoundedWorker &) = delete;
     BoundedWorker &operator=(const BoundedWorker &) = delete;
 
-    /// What the work returns, or nothing where it takes longer than the limit. The work may
-    /// outlast the call and the worker, so it holds what it needs by value. It must not throw.
+    /// What the work returns; nothing if it takes longer than the limit. The work may outlive this
+    /// call and the worker, so it must hold what it needs by value. It must not throw.
     template <typename Work>
     [[nodiscard]] auto run(Work work, std::chrono::milliseconds limit)
         -> std::optional<decltype(work())>
@@ -38,7 +38,7 @@ private:
     {
         std::mutex lock;
         std::condition_variable changed;
-        std::function<void()> work; ///< What the thread is to do or does.
+        std::function<void()> work; ///< Pending or running; empty when idle.
         bool ends = false;
     };
 

@@ -4,8 +4,8 @@
 
 #include <memory>
 
-/// Tells a running task that the user no longer wants it. The task looks at it where it can end
-/// cleanly; a pause ends early. Main thread.
+/// Tells a running task that the user no longer wants it. The task checks it at the points where it
+/// can end cleanly; a pause ends early. Main thread.
 class Cancellation final : public QObject
 {
     Q_OBJECT
@@ -28,5 +28,5 @@ private:
     bool m_cancelled = false;
 };
 
-/// What a task is given to look at; null for a task that cannot be cancelled.
+/// What a task checks; null for a task that cannot be cancelled.
 using CancellationToken = std::shared_ptr<const Cancellation>;

@@ -10,8 +10,9 @@
 #include <utility>
 
 namespace {
-// The work waits under a standard lock, and the event that announces it carries nothing: so what
-// the poster wrote is visible to the main thread by our own doing, and to ThreadSanitizer too.
+// The work waits in a queue under a standard mutex, and the event that announces it is empty: the
+// mutex then makes the poster's writes visible to the main thread, and ThreadSanitizer, which does
+// not see into Qt, can follow that.
 class Mailbox final : public QObject
 {
 public:
@@ -29,7 +30,7 @@ public:
 protected:
     void customEvent(QEvent *) override
     {
-        // One piece of work an event: other events of the loop get their turn in between.
+        // One piece of work per event, so that other events are processed in between.
         std::function<void()> work;
         {
             const std::scoped_lock guard(m_lock);

@@ -2,10 +2,10 @@
 
 #include <clocale>
 
-/// An application object makes the C library follow the user's language, down to the decimal point.
-/// Numbers in a model's reply and in a model file have a plain point, and a decimal point of
-/// several bytes breaks their parsers. Call this right after the application object is made, before
-/// there are other threads.
+/// QCoreApplication switches the C library to the user's locale, including its decimal point.
+/// Numbers in a model's reply and in a model file always have a dot, and a decimal point of several
+/// bytes breaks their parsers. Call this right after the application object is created, before
+/// other threads start.
 inline void usePlainNumbers()
 {
     std::setlocale(LC_NUMERIC, "C");

@@ -2,5 +2,5 @@
 
 #include <QtGlobal>
 
-/// The operating system's number for a process.
+/// The operating system's process identifier.
 enum class ProcessId : qint64 {};

@@ -9,10 +9,11 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// As many blanks in a row as indented lines have, and as many line ends as paragraphs have.
+// Enough for indented lines and for space between paragraphs.
 constexpr qsizetype mostBlanks = 12;
 constexpr qsizetype mostLineEnds = 3;
-// No language puts more marks on one letter; further ones cover the lines above and below.
+// No language puts more combining marks on one letter; further ones cover the lines above and
+// below.
 constexpr int mostMarks = 4;
 
 constexpr QChar lineEndSign(u'⏎');
@@ -23,8 +24,8 @@ constexpr char32_t nonJoiner = 0x200c;
 constexpr char32_t joiner = 0x200d;
 constexpr char32_t emojiSelector = 0xfe0f;
 
-// What Unicode lets programs leave out, and the characters besides that have no shape: fillers of
-// Korean syllables, the empty Braille cell, the place of an object.
+// Unicode's Default_Ignorable_Code_Point, and further characters without a glyph: Hangul fillers,
+// the empty Braille cell, the object replacement character.
 constexpr auto unseen = std::to_array<std::pair<char32_t, char32_t>>({
     {0x00ad, 0x00ad},   {0x034f, 0x034f},   {0x061c, 0x061c},   {0x115f, 0x1160},
     {0x17b4, 0x17b5},   {0x180b, 0x180f},   {0x200b, 0x200f},   {0x202a, 0x202e},
@@ -49,12 +50,12 @@ bool isMark(char32_t character)
 
 bool isEmoji(char32_t character)
 {
-    // Pictures, flags and tones of skin.
+    // Pictographs, flags and skin tones.
     return character == emojiSelector || QChar::category(character) == QChar::Symbol_Other ||
            (character >= 0x1f3fb && character <= 0x1f3ff);
 }
 
-// The scripts in which the joiners decide how letters are written.
+// Whether the character belongs to a script in which joiners change the shape of letters.
 bool isJoining(char32_t character)
 {
     switch (QChar::script(character)) {
@@ -83,7 +84,7 @@ bool isNeeded(char32_t previous, char32_t character, char32_t next)
     case nonJoiner:
         return isJoining(previous) && isJoining(next);
     case emojiSelector:
-        // Also in keys: a digit, the selector and the key's outline.
+        // Also in keycaps: a digit, the selector and the combining keycap.
         return previous != emojiSelector && (isEmoji(previous) || next == 0x20e3);
     default:
         return false;
@@ -111,7 +112,7 @@ QString blanks(QStringView run)
     return run.size() > mostBlanks ? counted(blankSign, run.size()) : run.toString();
 }
 
-// White space that holds line ends.
+// A run of white space that contains line ends.
 QString breaks(QStringView run, ShownText::LineEnds lineEnds)
 {
     const auto isLast = [](QChar character) { return isLineEnd(character); };
@@ -131,7 +132,7 @@ QString breaks(QStringView run, ShownText::LineEnds lineEnds)
 
 QString ShownText::plain(const QString &text)
 {
-    // Half a character becomes a replacement character here.
+    // Replaces unpaired surrogates with the replacement character.
     const QList<uint> characters = text.toUcs4();
     QString shown;
     shown.reserve(text.size());

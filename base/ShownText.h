@@ -2,21 +2,22 @@
 
 #include <QString>
 
-/// Text that others wrote, such as a model, a file or another application, as the user may be shown
-/// it: it looks like what it is. Pure functions, for any thread.
+/// Makes text from a model, a file or another application safe to show: nothing in it can hide or
+/// reorder what the user reads. Pure functions, for any thread.
 namespace ShownText {
 enum class LineEnds {
-    kept,  ///< They end lines.
-    shown, ///< They are characters on one line.
+    kept,  ///< Line ends start a new line.
+    shown, ///< Line ends become visible signs on one line.
 };
 
-/// The text with replacement characters for all that is obeyed or unseen instead of drawn: control
-/// characters but for line feeds, changes of the writing direction, characters without a shape,
-/// and more marks on a letter than any language has. Tabs and the separators of lines and
-/// paragraphs have signs of their own. Joiners within emoji and within scripts that need them stay.
+/// The text with a replacement character for everything that is interpreted or invisible instead of
+/// drawn: control characters other than line feeds, direction overrides, characters without a
+/// glyph, and more combining marks on a letter than any language has. Tabs and line and paragraph
+/// separators become visible signs. Joiners within emoji and within scripts that need them are
+/// kept.
 [[nodiscard]] QString plain(const QString &text);
 
-/// The plain text for a question to the user: in addition, long blanks and many empty lines, which
-/// would push the rest of the text out of sight, are counted instead of drawn.
+/// The plain text for a question to the user. In addition, long runs of spaces and of empty lines,
+/// which would push the rest of the text out of sight, are replaced with their number.
 [[nodiscard]] QString question(const QString &text, LineEnds lineEnds);
 } // namespace ShownText

@@ -6,7 +6,8 @@
 namespace {
 bool joins(char32_t character)
 {
-    // Marks that count as letters or symbols: the voiced ones of half-width kana, and skin tones.
+    // Combining characters that Unicode counts as letters or symbols: the half-width voiced sound
+    // marks of kana, and skin tones.
     if (character == 0xff9e || character == 0xff9f ||
         (character >= 0x1f3fb && character <= 0x1f3ff))
         return true;
@@ -29,9 +30,9 @@ char32_t codePointAt(const QString &text, qsizetype index)
     return isPair ? QChar::surrogateToUcs4(unit, text[index + 1]) : char32_t{unit.unicode()};
 }
 
-// Qt treats whatever follows an Indic letter as Indic, and then cuts emoji into their halves. So it
-// gets the scripts one by one: a new one begins a new character, unless its first code point joins
-// what stands before it.
+// QTextBoundaryFinder treats everything after an Indic letter as Indic and then splits emoji. So it
+// gets one script at a time: a change of script starts a new grapheme, unless the first code point
+// joins the one before it.
 qsizetype endOfScript(const QString &text, qsizetype start)
 {
     const QChar::Script script = QChar::script(codePointAt(text, start));
@@ -78,7 +79,8 @@ QString Text::titleCased(const QString &text)
     result.reserve(lowered.size());
     bool atWordStart = true;
     for (qsizetype i = 0; i < lowered.size(); ++i) {
-        // A letter outside the basic plane is two units, and has an upper case only as a whole.
+        // A letter outside the Basic Multilingual Plane is a surrogate pair, which has an upper
+        // case only as a whole.
         const qsizetype length = lowered[i].isHighSurrogate() && i + 1 < lowered.size() ? 2 : 1;
         const QString letter = lowered.mid(i, length);
         result += atWordStart ? letter.toUpper() : letter;

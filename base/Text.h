@@ -8,13 +8,13 @@
 
 /// Text as people perceive and compare it. Pure functions, for any thread.
 namespace Text {
-/// Where the user-perceived characters of the text end, one after the other and at most so many of
-/// them: letters with their combining marks, emoji of several code points, CR LF.
+/// The end positions of the text's graphemes, in order and at most so many: letters with their
+/// combining marks, emoji of several code points, CR LF.
 [[nodiscard]] QList<qsizetype>
 graphemeBoundaries(const QString &text, qsizetype most = std::numeric_limits<qsizetype>::max());
 
-/// The text as it is compared with others: the case does not matter, nor does it matter whether
-/// accents are separate from their letters, as some file systems and keyboards write them.
+/// The text for comparisons that ignore case, and that ignore whether accents are separate code
+/// points, as some file systems and keyboards write them.
 [[nodiscard]] QString folded(const QString &text);
 
 /// The text with the first letter of each word in upper case and the rest in lower case. Spaces,

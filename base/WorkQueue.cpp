@@ -18,7 +18,7 @@ void refuse(const WorkQueue::Job &job, WorkQueue::Refusal reason)
 }
 } // namespace
 
-// Shared with the threads: one that was given up must find it whatever has become of the queue.
+// Shared with the threads: one that was given up may still use it after the queue is destroyed.
 struct WorkQueue::State : std::enable_shared_from_this<State>
 {
     explicit State(const char *threadName) : name(threadName) {}
@@ -51,11 +51,11 @@ struct WorkQueue::State : std::enable_shared_from_this<State>
         running = std::move(job.refuse);
         guard.unlock();
         job.work();
-        job = {}; // without the lock: what the work holds may end in here
+        job = {}; // unlocked: destroys what the work holds, which may call back
         guard.lock();
         if (number != threadNumber) {
-            // Given up while it ran: another thread has taken over, and this one may hold whatever
-            // the job broke.
+            // Given up while the job ran: another thread has taken over, and this one may still use
+            // what the job broke.
             guard.unlock();
             WorkerThread::park();
         }
@@ -66,7 +66,7 @@ struct WorkQueue::State : std::enable_shared_from_this<State>
     std::mutex lock;
     std::condition_variable changed;
     std::deque<Job> waiting;
-    std::optional<std::function<void(Refusal)>> running; // how to refuse the running job
+    std::optional<std::function<void(Refusal)>> running; // refuses the running job
     bool closed = false;
     bool ended = false;
     unsigned threadNumber = 0;
@@ -113,7 +113,7 @@ void WorkQueue::close(std::function<void()> last)
         refuse(job, Refusal::closed);
     dropped.clear();
 
-    // Not simply join: the thread may be given up, and replaced, while it is waited for.
+    // join() alone is not enough: the thread may be given up and replaced meanwhile.
     guard.lock();
     m_state->changed.wait(guard, [&] { return m_state->ended; });
     guard.unlock();

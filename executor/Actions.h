@@ -9,7 +9,7 @@
 
 #include <optional>
 
-/// The actions behind the dispatch table, one function each. They read their own arguments.
+/// One function for each entry of the dispatch table. Each reads its own arguments.
 namespace Executor::Actions {
 QCoro::Task<QString> openApp(AgentAction action, CancellationToken cancellation);
 QCoro::Task<QString> quitApp(AgentAction action, CancellationToken cancellation);
@@ -28,12 +28,12 @@ QCoro::Task<QString> listWindows(AgentAction action, CancellationToken cancellat
 QCoro::Task<QString> readUI(AgentAction action, CancellationToken cancellation);
 QCoro::Task<QString> appleScript(AgentAction action, CancellationToken cancellation);
 
-/// The argument under that key; an ActionError with the sentence where there is none.
+/// The argument with that key; throws an ActionError with the sentence if it is missing.
 [[nodiscard]] QString required(const AgentAction &action, const char *key, const char *complaint);
 
-/// The argument under that key, if there is one.
+/// The argument with that key, if there is one.
 [[nodiscard]] std::optional<QString> optional(const AgentAction &action, const char *key);
 
-/// What a screenshot is called that was taken at that moment, in the moment's own time zone.
+/// The file name of a screenshot taken at that time, in the time zone of the argument.
 [[nodiscard]] QString screenshotName(const QDateTime &moment);
 } // namespace Executor::Actions

@@ -16,7 +16,7 @@ using namespace Qt::StringLiterals;
 namespace {
 using namespace Executor;
 
-// What people say, and what the application is called where it is installed.
+// Common short names, and the names under which the applications are installed.
 const QMap<QString, QString> &aliases()
 {
     static const QMap<QString, QString> table{
@@ -58,7 +58,7 @@ struct Installed
     std::optional<QString> partial; ///< The first one only.
 };
 
-// An exact match in any folder wins over every partial one.
+// An exact match in any folder has precedence over every partial one.
 Installed findInstalled(const QString &target)
 {
     Workspace &workspace = Platform::current().workspace();
@@ -76,7 +76,8 @@ Installed findInstalled(const QString &target)
     return found;
 }
 
-// The desktop's own application for another system's stock name that nothing here bears.
+// This desktop's counterpart of an application of another system, such as its file manager for
+// "Finder", unless an application of exactly that name is installed.
 std::optional<QString> counterpartLocation(const QString &target)
 {
     const std::optional<QString> location = Platform::current().workspace().counterpart(target);
@@ -117,7 +118,7 @@ std::optional<Application> Executor::runningApp(const QString &name)
         if (auto same = first([&](const Application &each) { return each.location == location; }))
             return same;
     }
-    // What was written decides here, not what it stands for.
+    // Partial matches use the name as written, not what it is an alias for.
     return first([&](const Application &each) { return foldedName(each).contains(written); });
 }
 
@@ -156,7 +157,7 @@ QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, Cancellation
 {
     const QString app = required(action, "app", "Missing app name.");
     std::optional<Application> running = runningApp(app);
-    // What is installed under that name does not run, so another one for the same job is meant.
+    // The application of that name is not running, so its running counterpart is meant.
     if (!running)
         running = runningCounterpart(app);
     if (!running)

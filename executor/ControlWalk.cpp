@@ -8,8 +8,8 @@
 namespace {
 using namespace ControlWalk;
 
-// An application has to wait between two batches. So they grow, and what is fetched beyond the last
-// element that matters stays in proportion to what comes before it.
+// Each batch is a round trip. So batches grow, and what is fetched in vain stays in proportion to
+// what was needed.
 constexpr qsizetype firstBatch = 64;
 constexpr qsizetype largestBatch = 1024;
 
@@ -19,8 +19,8 @@ struct Queued
     int depth;
 };
 
-// The first of its texts that is not empty. Most controls have a title, so only the others are
-// asked for more.
+// The first non-empty text of each control. Most controls have a title, so only the others are
+// asked for further texts.
 QStringList labels(AccessibleTree &tree, const QList<ElementId> &elements)
 {
     QStringList found;
@@ -45,7 +45,7 @@ QStringList labels(AccessibleTree &tree, const QList<ElementId> &elements)
     return found;
 }
 
-// The elements in front that lie alike with regard to the depth limit.
+// Elements from the front of the queue that are either all expanded or all not.
 QList<Queued> takeBatch(std::deque<Queued> &queue, qsizetype most, int depthLimit)
 {
     QList<Queued> batch;
@@ -57,7 +57,7 @@ QList<Queued> takeBatch(std::deque<Queued> &queue, qsizetype most, int depthLimi
     return batch;
 }
 
-// Those of the elements that the visitor is to see, if the user can.
+// The elements that match the filter, whether the user can see them or not.
 QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
                         const QList<AccessibleNode> &nodes, const ControlFilter &interest)
 {
@@ -78,7 +78,7 @@ QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
     return found;
 }
 
-// A few at a time: the visitor may have seen enough after the first one.
+// In small batches: the visitor may stop after the first control.
 VisitResult visitShown(AccessibleTree &tree, const QList<Control> &found,
                        const std::function<VisitResult(const Control &)> &visit)
 {
@@ -114,7 +114,7 @@ void ControlWalk::run(AccessibleTree &tree, Limits limits, const ControlFilter &
         QList<ElementId> elements;
         for (const Queued &queued : batch)
             elements.append(queued.element);
-        // What lies behind the last element to be looked at need not even be queued.
+        // Children beyond the limit of elements need not be fetched.
         const qsizetype room = left - static_cast<qsizetype>(queue.size());
         const bool expands = batch.constFirst().depth < limits.depth;
         const QList<AccessibleNode> nodes =

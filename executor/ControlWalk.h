@@ -7,14 +7,14 @@
 #include <functional>
 #include <span>
 
-/// Walks an application's controls breadth first, as if it looked at one after the other. They are
-/// fetched many at a time, since each question is a trip to another process, but hardly more of
-/// them than the walk gets to.
+/// Walks an application's controls breadth first, with the result of visiting them one by one. It
+/// fetches them in batches, since each query is a round trip to another process, but few more of
+/// them than it visits.
 namespace ControlWalk {
 struct Limits
 {
-    qsizetype elements = 0; ///< How many are looked at.
-    int depth = 0;          ///< Children are followed while their parent lies above it.
+    qsizetype elements = 0; ///< At most so many are fetched.
+    int depth = 0;          ///< Elements at this depth and below are not expanded.
 };
 
 struct Control
@@ -29,11 +29,12 @@ enum class VisitResult { proceed, stop };
 struct ControlFilter
 {
     std::span<const QStringView> roles;
-    std::function<bool(const QString &label)> label; ///< Asked once for each control of the roles.
+    std::function<bool(const QString &label)>
+        label; ///< Called once for each control with one of the roles.
 };
 
-/// Shows each control of interest to the visitor, until that has seen enough, a limit is reached or
-/// the time is up. What the user cannot see is passed over.
+/// Calls the visitor for each matching control, until it returns stop, a limit is reached or the
+/// time is up. Controls that the user cannot see are skipped.
 void run(AccessibleTree &tree, Limits limits, const ControlFilter &interest,
          const std::function<VisitResult(const Control &)> &visit);
 } // namespace ControlWalk

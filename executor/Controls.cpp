@@ -17,8 +17,8 @@ namespace {
 using ControlWalk::Control;
 using ControlWalk::VisitResult;
 
-// A press takes its own time; both together stay near the two seconds that an action may hold the
-// main thread.
+// Leaves time for the press: both together stay near the two seconds for which an action may block
+// the main thread.
 constexpr std::chrono::milliseconds walkLimit{1500};
 
 constexpr auto clickableRoles =
@@ -46,7 +46,7 @@ struct Front
 
     [[nodiscard]] ActionError doesNotRespond() const { return failure(u"doesn't respond."_s); }
 
-    // Where nothing was found that could be something, an application that shows nothing says so.
+    // If nothing was found, tells so if the application exposes no interface at all.
     void requireInterface() const
     {
         if (const std::optional<QString> reason = tree->silenceReason())

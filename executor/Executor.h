@@ -12,33 +12,34 @@
 #include <optional>
 
 /// Performs one action on the user's machine and describes the desktop to the model. Main thread,
-/// one action at a time, over Platform::current(). Failures are an ActionError or, passed on as it
-/// stands, a PlatformError.
+/// one action at a time, through Platform::current(). Failures are an ActionError, or a
+/// PlatformError that is passed on unchanged.
 namespace Executor {
-/// Performs the action and returns one line on what happened. Cancelling cuts the waits short but
+/// Performs the action and returns one line on what happened. Cancelling shortens the waits but
 /// never aborts the action.
 [[nodiscard]] QCoro::Task<QString> run(AgentAction action,
                                        std::shared_ptr<const Cancellation> cancellation = {});
 
-/// One line on the desktop: the application in front and the open windows. Never fails.
+/// One line on the desktop: the application in front and the open windows. Does not throw.
 [[nodiscard]] QString observe();
 
-/// The open windows front to back, at most eight, or "none".
+/// The open windows from front to back, at most eight, or "none".
 [[nodiscard]] QString windowSummary();
 
 /// Presses the control of the application in front that has this label, or else the first one whose
 /// label contains it. Blocks for about two seconds at most.
 [[nodiscard]] QString click(const QString &label);
 
-/// Up to forty of the controls in the application in front, in one line. Blocks for as long.
+/// Up to forty of the controls in the application in front, on one line. Blocks for about two
+/// seconds at most.
 [[nodiscard]] QString readUI();
 
 /// Starts the application of that name or brings it to the front, and returns what it is called.
 [[nodiscard]] QCoro::Task<QString> launch(QString name,
                                           std::shared_ptr<const Cancellation> cancellation = {});
 
-/// Where the application is that a name means: a running one's, an installed one's of exactly that
-/// name, or the first installed one whose name contains it.
+/// The location of the application that a name means: of a running one, of an installed one with
+/// exactly that name, or of the first installed one whose name contains it.
 [[nodiscard]] std::optional<QString> appURL(const QString &name);
 
 /// The running ordinary application that a name means.
@@ -48,14 +49,14 @@ namespace Executor {
 [[nodiscard]] QCoro::Task<QString> openURL(QString text, std::optional<QString> app,
                                            std::shared_ptr<const Cancellation> cancellation = {});
 
-/// Types the text into the application that the user works with, exactly as it stands. Stops with
-/// an ActionError when another application comes to the front. Cancelling does not end it early.
+/// Types the text unchanged into the application that the user works with. Stops with an
+/// ActionError when another application comes to the front. Cannot be cancelled.
 [[nodiscard]] QCoro::Task<void> typeText(QString text);
 
 /// Presses one key with modifiers for the application that the user works with.
 [[nodiscard]] QCoro::Task<void> keystroke(QString key, QStringList modifiers);
 
-/// The text in pieces of that many user-perceived characters, the last one possibly shorter.
+/// The text in pieces of that many graphemes; the last one may be shorter.
 [[nodiscard]] QStringList chunked(const QString &text, qsizetype size);
 
 /// The location that a folder word ("my downloads"), a ~ path, an absolute path or a path under
@@ -69,6 +70,7 @@ namespace Executor {
 /// Captures the screen into a PNG file.
 [[nodiscard]] QCoro::Task<void> screenshot(QString file);
 
-/// Runs a script of the user's system and tells what it returned. Holds the thread while it runs.
+/// Runs a script in the system's scripting language and returns a sentence with its result. Blocks
+/// while it runs.
 [[nodiscard]] QString appleScript(const QString &source);
 } // namespace Executor

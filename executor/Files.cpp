@@ -14,7 +14,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// The folder and all that is missing above it. One that is there already is fine, a file is not.
+// Creates the folder and all missing parents. An existing folder is fine, a file is a failure.
 void createDirectories(const std::filesystem::path &folder)
 {
     std::error_code error;
@@ -25,7 +25,7 @@ void createDirectories(const std::filesystem::path &folder)
         throw PlatformError(QString::fromStdString(error.message()));
 }
 
-// Qt would take what follows two slashes for the name of a host.
+// QUrl would read what follows two slashes as a host name.
 QUrl fileAddress(QString path)
 {
     while (path.startsWith(u"//"))

@@ -18,7 +18,7 @@ using namespace Qt::StringLiterals;
 namespace {
 using Time = std::filesystem::file_time_type;
 
-// How many names a result shows; the count tells the rest.
+// The result lists so many names; its count includes the others.
 constexpr qsizetype shownNames = 5;
 
 struct Entry
@@ -41,14 +41,14 @@ QString cleanedExtension(const QString &extension)
     return cleaned;
 }
 
-// What follows the last dot; a dot at either end of the name begins no extension.
+// The text after the last dot; a dot at either end of the name does not count.
 QStringView pathExtension(QStringView name)
 {
     const qsizetype dot = name.lastIndexOf(u'.');
     return dot <= 0 ? QStringView() : name.sliced(dot + 1);
 }
 
-// An item that tells no date, a dangling link for one, is older than all others.
+// An item without a date, such as a dangling link, counts as older than all others.
 Time modificationTime(const std::filesystem::path &path)
 {
     std::error_code error;
@@ -79,8 +79,8 @@ private:
     std::optional<QString> m_query;
 };
 
-// The folder's visible entries that the filter keeps, in the order of the listing; nothing where
-// the folder cannot be read to its end.
+// The folder's visible entries that match the filter, in the order of the listing; nothing if the
+// folder cannot be read completely.
 std::optional<QList<Entry>> listed(const QString &folder, const Filter &filter)
 {
     if (folder.contains(QChar::Null))

@@ -19,8 +19,8 @@ using namespace Qt::StringLiterals;
 namespace {
 using namespace Executor;
 
-// Applications keep up with pieces of this size when each is followed by the pause; input that
-// arrives faster is dropped by some, and gets out of order.
+// Applications keep up with pieces of this size if each is followed by the pause; some drop or
+// reorder input that arrives faster.
 constexpr qsizetype pieceSize = 20;
 constexpr std::chrono::milliseconds pieceSettle{15};
 
@@ -47,7 +47,7 @@ const QMap<QString, quint16> &keyCodes()
     return table;
 }
 
-// What is no modifier adds nothing.
+// Unknown names are ignored.
 quint32 flagsFor(const QStringList &modifiers)
 {
     static const QMap<QString, quint32> table{
@@ -85,7 +85,7 @@ QCoro::Task<void> Executor::typeText(QString text)
         Platform::current().keyboard().open(text, receiver);
     bool isStillThere = true;
     for (const QString &piece : chunked(text, pieceSize)) {
-        // Nobody else gets to read the rest.
+        // Another application must not receive the rest.
         isStillThere = KeyboardFocus::isWith(receiver);
         if (!isStillThere)
             break;
@@ -93,7 +93,7 @@ QCoro::Task<void> Executor::typeText(QString text)
             const KeyEvent event{.isDown = isDown, .text = piece};
             co_await source->post(event);
         }
-        // Not cut short by a stop: half of the pieces without the pauses would be garbled.
+        // Not cancellable: without the pauses, some applications would garble the text.
         co_await pause(pieceSettle, {});
     }
     co_await source->finish();
@@ -122,7 +122,7 @@ QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
 
 QCoro::Task<QString> Executor::Actions::typeText(AgentAction action, CancellationToken)
 {
-    // As it stands: spaces and line breaks at its ends are typed too.
+    // Not trimmed: spaces and line breaks at its ends are typed too.
     const QString text = action.args.value(u"text"_s);
     if (text.isEmpty())
         throw ActionError(u"Missing text."_s);

@@ -7,10 +7,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// How long an application may take to come to the front, and how often we look.
+// How long an application may take to come to the front, and the interval of the checks.
 constexpr std::chrono::milliseconds activationLimit{2000};
 constexpr std::chrono::milliseconds activationStep{10};
-// How long it gets to notice that it is there: some windows drop the keys that come before.
+// Time for the application to process the focus change: some windows drop earlier keys.
 constexpr std::chrono::milliseconds focusSettle{50};
 
 Workspace &workspace()
@@ -23,7 +23,7 @@ bool hasFocus(ProcessId application)
     return workspace().focusedProcess() == application;
 }
 
-// Brings it to the front; false where it does not come.
+// Activates the application; false if it does not get the focus.
 QCoro::Task<bool> takesFocus(ProcessId application)
 {
     workspace().activate(application);

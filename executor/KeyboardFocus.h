@@ -6,20 +6,20 @@
 
 #include <optional>
 
-/// Who gets what is typed: the application that the user works with, never the assistant itself.
+/// Makes typed input go to the application that the user works with, never to the assistant itself.
 namespace Executor::KeyboardFocus {
-/// Sees to it that the user's application has the keyboard, from which the assistant's own window
-/// may have taken it, and returns that application. An ActionError where there is none, or where it
-/// does not take the keyboard.
+/// Gives the keyboard focus to the user's application, if the assistant's window has taken it, and
+/// returns that application. Throws an ActionError if there is none or if it does not take the
+/// focus.
 [[nodiscard]] QCoro::Task<ProcessId> handOver();
 
-/// Sees to it that what is in front is still the application that was there when it was decided
-/// what to do there: the one of that process and that name, or nothing. Where the assistant's own
-/// window or its terminal came to the front since, as it does to be answered, the application is
-/// brought back. An ActionError otherwise.
+/// Makes sure that the application for which an action was decided is still in front: the same
+/// process with the same name, or still none. If the assistant's own window or its terminal has
+/// come to the front meanwhile, for example to be answered, the application is activated again.
+/// Throws an ActionError otherwise.
 [[nodiscard]] QCoro::Task<void> returnTo(std::optional<Application> application);
 
-/// Whether the application still has the keyboard, and has not become the assistant's own terminal
-/// meanwhile.
+/// Whether the application still has the keyboard focus, and has not become the assistant's own
+/// terminal meanwhile.
 [[nodiscard]] bool isWith(ProcessId application);
 } // namespace Executor::KeyboardFocus

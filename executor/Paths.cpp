@@ -13,7 +13,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Some path with no slash at its end, except for the root itself.
+// Without a trailing slash, except for the root itself.
 QString withoutTrailingSlash(QString path)
 {
     while (path.size() > 1 && path.endsWith(u'/'))
@@ -31,8 +31,8 @@ QStringView trimmedOfBlanks(QStringView text)
     return text;
 }
 
-// "~/x" and "~somebody/x". Nobody of that name → the name of an entry like any other, so the path
-// does not come to depend on the folder that the program was started in.
+// Expands "~/x" and "~user/x". If there is no such user, it is treated as the name of an entry in
+// the home folder, so that the path does not depend on the working directory.
 QString expandedTilde(const QString &path)
 {
     const qsizetype slash = path.indexOf(u'/');

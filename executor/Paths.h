@@ -12,13 +12,13 @@ namespace Executor {
 /// The name at the path's end; "/" for the root.
 [[nodiscard]] QString lastPathComponent(const QString &path);
 
-/// The same path for the file system. A PlatformError where the file system knows no such path at
-/// all: it would stop reading at a null character and mean another item.
+/// The path for calls to the file system. Throws a PlatformError if the path contains a null
+/// character, where the system would cut it and mean another item.
 [[nodiscard]] std::filesystem::path nativePath(const QString &path);
 
-/// Whether there is an item at that path; a link counts as what it leads to.
+/// Whether there is an item at that path; links are followed.
 [[nodiscard]] bool somethingExistsAt(const QString &path);
 
-/// A native name as text, with replacement characters where it is none.
+/// A native name as text, with replacement characters for invalid bytes.
 [[nodiscard]] QString shownName(const std::filesystem::path &name);
 } // namespace Executor

@@ -42,7 +42,7 @@ QCoro::Task<void> Executor::completion(QFuture<void> work, CancellationToken can
     if (cancellation)
         QObject::connect(cancellation.get(), &Cancellation::cancelled, &wake, end);
     if (!work.isFinished() && !(cancellation && cancellation->isCancelled())) {
-        wake.start(std::chrono::hours(1)); // No platform takes that long.
+        wake.start(std::chrono::hours(1)); // longer than any operation takes
         co_await wake;
     }
     if (work.isFinished())

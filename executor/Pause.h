@@ -9,23 +9,22 @@
 #include <functional>
 
 namespace Executor {
-/// How long a newly opened application gets to settle.
+/// How long a newly opened application may take until it is ready for input.
 constexpr std::chrono::milliseconds launchSettle{700};
-/// How long a browser gets to show an address.
+/// How long a browser may take to show an address.
 constexpr std::chrono::milliseconds pageSettle{1200};
-/// How long an application gets to end before we look whether it did.
+/// How long an application may take to quit before we check whether it did.
 constexpr std::chrono::milliseconds quitGrace{600};
 
-/// Lets the time pass while the event loop runs. A cancellation ends the wait early, or keeps it
-/// from starting; what was waited for goes on all the same.
+/// Waits while the event loop runs. A cancellation ends the wait, or keeps it from starting.
 [[nodiscard]] QCoro::Task<void> pause(std::chrono::milliseconds duration,
                                       CancellationToken cancellation);
 
-/// Waits until the platform has done what it was asked, and passes its failure on. A cancellation
-/// ends the wait early; what was asked for goes on all the same.
+/// Waits until the platform's operation has finished, and rethrows its failure. A cancellation ends
+/// the wait early; the operation itself continues.
 [[nodiscard]] QCoro::Task<void> completion(QFuture<void> work, CancellationToken cancellation);
 
-/// Puts another way of waiting in place of pause for as long as it lives. For tests; not nested.
+/// Replaces pause() with another function while it exists. For tests; not nested.
 class PauseOverride
 {
 public:

@@ -15,7 +15,7 @@ using namespace Qt::StringLiterals;
 using namespace Executor;
 
 namespace {
-// A link at that place would have the file that it leads to overwritten.
+// The capture would overwrite the target of a symbolic link at that path.
 void checkIsNoLink(const QString &file)
 {
     std::error_code error;
@@ -30,7 +30,7 @@ QCoro::Task<void> Executor::screenshot(QString file)
 {
     checkIsNoLink(file);
     co_await Platform::current().screen().capture(nativePath(file));
-    // A missing permission is only told by what is missing.
+    // A missing permission is not reported; the file is merely absent.
     if (!somethingExistsAt(file)) {
         throw ActionError(u"The screenshot failed. Screen Recording permission may be required."_s);
     }

@@ -3,8 +3,8 @@
 #include <QString>
 
 namespace Executor {
-/// Returns if the system lets this process control others. If it does not, the system is asked for
-/// that; some grant it at once, so that the action goes on. Otherwise an ActionError with that
-/// sentence: the user has to grant it.
+/// Returns if this process has the permission to control other applications. If not, it requests
+/// that permission; some systems grant it at once, and the action continues. Otherwise throws an
+/// ActionError with the sentence: the user has to grant the permission.
 void requireTrust(const QString &complaint);
 } // namespace Executor

@@ -20,10 +20,10 @@ const QString schemeMark = u"://"_s;
 struct WebAddress
 {
     QUrl url;
-    QString host; ///< As it was written; the URL itself holds it in lower case.
+    QString host; ///< As it was written; QUrl has it in lower case.
 };
 
-// The host as it stands in the text of a valid address.
+// The host as it is written in a valid address.
 QString writtenHost(const QString &text)
 {
     const QStringView rest = QStringView(text).sliced(text.indexOf(schemeMark) + schemeMark.size());
@@ -35,13 +35,13 @@ QString writtenHost(const QString &text)
     return (port < 0 ? authority : authority.first(port)).toString();
 }
 
-// Files are opened by their paths. Some browsers open a local one whatever host its address names.
+// Not through addresses: some browsers open a local file whatever host its address has.
 bool isFile(const QUrl &url)
 {
     return url.scheme() == u"file";
 }
 
-// A program that gets such a name as an argument takes it for an option: ssh would run a command.
+// A program takes such an argument for an option; ssh would run a command.
 bool looksLikeOption(const QUrl &url)
 {
     return url.host(QUrl::FullyDecoded).startsWith(u'-') ||
@@ -93,7 +93,7 @@ QCoro::Task<QString> Executor::Actions::webSearch(AgentAction action,
                                                   CancellationToken cancellation)
 {
     const QString query = required(action, "query", "Missing query.");
-    // Besides letters, digits and -._~, all that may stand in a query component as it is.
+    // The characters that need no encoding in a query, besides letters, digits and -._~.
     const QByteArray encoded = QUrl::toPercentEncoding(query, "!$&'()*+,;=:@/?");
     const QString address = u"https://www.google.com/search?q="_s + QString::fromLatin1(encoded);
     co_return co_await Executor::openURL(address, optional(action, "app"), cancellation);

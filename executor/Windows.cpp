@@ -10,10 +10,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// As many as the model can make use of.
+// More do not help the model.
 constexpr qsizetype maxEntries = 8;
 
-// What stands for the window in the list; nothing where it is not to be listed.
+// The window's entry in the list; nothing if it is not listed.
 std::optional<QString> entryFor(const WindowInfo &window, const std::set<ProcessId> &ours)
 {
     const QString owner = window.ownerName.value_or(QString());
@@ -23,7 +23,7 @@ std::optional<QString> entryFor(const WindowInfo &window, const std::set<Process
     return title.isEmpty() ? owner : owner + u" — "_s + title;
 }
 
-// A desktop that does not answer tells no name.
+// Empty also if the desktop does not answer.
 QString frontName()
 {
     try {

@@ -11,14 +11,14 @@
 namespace {
 thread_local AbortGuard *innermost = nullptr;
 
-// A call that was lost, and how many of its threads may yet come upon what one of them came upon.
+// A lost call, and how many more of its threads may run into the same abort.
 struct LostCall
 {
     std::string message;
     int stragglers;
 };
 
-// Never destroyed: parked threads and those of the library may outlive everything else.
+// Never destroyed: parked threads and the library's threads may outlive all static objects.
 struct Calls
 {
     std::mutex lock;
@@ -32,8 +32,8 @@ Calls &calls()
     return *instance;
 }
 
-// Static variables are made on the main thread. Qt is not asked, since threads of the library may
-// still come here while the process ends.
+// Static variables are initialised on the main thread. Qt is not asked, since the library's threads
+// may still call this while the process exits.
 const std::thread::id mainThread = std::this_thread::get_id();
 } // namespace
 
@@ -59,7 +59,7 @@ AbortGuard::~AbortGuard()
         const std::scoped_lock guard(calls().lock);
         std::erase(calls().computing, this);
     }
-    // The call came back although one of its threads did not: too late, it has been reported lost.
+    // The call has returned although it was already reported as lost.
     if (m_isLost)
         WorkerThread::park();
 }
@@ -73,7 +73,7 @@ void AbortGuard::onAbort(const char *message)
     std::fprintf(stderr, "%s\n", message);
 }
 
-// Whether the calling thread computes for a call that is lost now, or was before.
+// Whether the calling thread computes for a lost call; marks that call as lost if it is not yet.
 bool AbortGuard::isLost(const char *message)
 {
     const std::scoped_lock guard(calls().lock);
@@ -81,9 +81,9 @@ bool AbortGuard::isLost(const char *message)
         innermost->lose(message, innermost->m_threads - 1);
         return true;
     }
-    // The main thread computes nothing. Which call any other thread computes for cannot be seen
-    // from here: first come the stragglers of a lost one, then all that compute count as lost, and
-    // in this program that is one.
+    // The main thread never computes. It is unknown for which call another thread computes: it may
+    // be one more thread of a call that is lost already; otherwise all running calls count as lost,
+    // and in this program that is one.
     if (std::this_thread::get_id() == mainThread)
         return false;
     if (isStraggler(message))

@@ -3,37 +3,37 @@
 #include <functional>
 #include <stdexcept>
 
-/// Thrown through the library's frames in place of its abort; the library's own functions turn it
-/// into an ordinary failure, or it arrives at the caller.
+/// Thrown through llama.cpp's frames instead of aborting; its functions turn it into an ordinary
+/// failure, or it reaches the caller.
 class LibraryAbort : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// The library ends the process when an assertion of its own fails, and a damaged model file can
-/// make it fail. While a guard lives, an abort in a call that its thread has made to the library
-/// ends that call instead. Guards nest, the innermost counts; each lives on the stack of one
+/// llama.cpp aborts the process if one of its assertions fails, which a damaged model file can
+/// cause. While a guard exists, an abort during a call that its thread has made to the library ends
+/// that call instead. Guards can be nested, the innermost one is used; each is on the stack of one
 /// thread.
 ///
-/// Outside of all guards the library does what it always does.
+/// Without a guard, the library aborts the process as usual.
 class AbortGuard
 {
 public:
-    /// For calls that stay on this thread: an abort is thrown as LibraryAbort.
+    /// For calls that run on this thread only: an abort becomes a LibraryAbort exception.
     AbortGuard() noexcept;
 
-    /// For calls that compute on the library's own threads too, from which nothing can be thrown.
-    /// An abort on any of them calls lost once, and neither that thread nor the guard's goes on
-    /// ever again: both are parked with all that they hold. The function must outlive the guard.
-    /// The threads are all that the call may compute on, the guard's own included.
+    /// For calls that also compute on the library's own threads, from which nothing can be thrown.
+    /// An abort on any of them calls lost once; that thread and the guard's thread are then parked
+    /// for ever, with all that they own. The function must outlive the guard. threads is the number
+    /// of threads that the call may compute on, including the guard's.
     AbortGuard(const std::function<void()> &lost, int threads);
 
     ~AbortGuard();
     AbortGuard(const AbortGuard &) = delete;
     AbortGuard &operator=(const AbortGuard &) = delete;
 
-    /// To be set as the library's abort callback.
+    /// The library's abort callback.
     static void onAbort(const char *message);
 
 private:

@@ -4,13 +4,13 @@
 
 #include <optional>
 
-/// Who speaks in a conversation with the model.
+/// The author of a message in a conversation with the model.
 enum class Role { system, user, assistant };
 
-/// The text that a chat template knows the role by: "system", "user" or "assistant".
+/// The role's name in chat templates: "system", "user" or "assistant".
 [[nodiscard]] QString rawText(Role role);
 
-/// The role of that exact, lower-case text; nothing for any other.
+/// The role with exactly that name; nothing for any other text.
 [[nodiscard]] std::optional<Role> roleFromText(const QString &text);
 
 /// One message of a conversation; the chat template adds all markers around its content.

@@ -5,6 +5,6 @@
 #include <QByteArray>
 #include <QList>
 
-/// The conversation in the ChatML format, up to where the assistant's next message begins: for
-/// models that bring no chat template of their own, or one that the library does not know.
+/// The conversation in the ChatML format, up to the start of the assistant's next message. For
+/// models without a chat template, or with one that llama.cpp does not know.
 [[nodiscard]] QByteArray chatMlPrompt(const QList<ChatMessage> &conversation);

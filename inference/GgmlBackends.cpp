@@ -11,7 +11,7 @@
 #include <dlfcn.h>
 
 namespace {
-// Where the library lies, if it is one of its own and no part of the program.
+// The folder of the ggml library, or of the program if ggml is linked statically.
 QByteArray libraryFolder()
 {
     Dl_info found{};

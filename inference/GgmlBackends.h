@@ -3,17 +3,17 @@
 #include <QString>
 #include <QStringList>
 
-/// The parts of the library that compute, some of which it loads at run time: those for the
-/// processor at hand, and for a graphics processor. From one thread at a time.
+/// The ggml backends, which compute on this machine's processor or graphics processor. Some are
+/// loaded at run time. Not thread-safe.
 namespace GgmlBackends {
-/// Loads what the library does not carry in itself, from its own folder or from the one that it was
-/// built for, and from nowhere else: left alone, it would take what lies in the working directory.
-/// A second call does nothing.
+/// Loads the backends that are not linked in, from the library's own folder or from the one that it
+/// was built for only: ggml's default would also load from the working directory. Later calls do
+/// nothing.
 void load();
 
-/// What was loaded, in the library's own words: "CPU", "Metal" and so on.
+/// ggml's names of the loaded backends: "CPU", "Metal" and so on.
 [[nodiscard]] QStringList names();
 
-/// Which of the processor's extensions are used: "AVX2", "NEON" and so on.
+/// The processor extensions in use: "AVX2", "NEON" and so on.
 [[nodiscard]] QStringList extensions();
 } // namespace GgmlBackends

@@ -5,13 +5,13 @@
 #include <exception>
 #include <functional>
 
-/// Why an engine could not load or generate. what() is the user-facing sentence in UTF-8.
+/// A failure to load a model or to generate text. what() is a sentence for the user in UTF-8.
 class InferenceError : public std::exception
 {
 public:
     enum Case { notLoaded, loadFailed, contextFailed, tokenizeFailed, decodeFailed };
 
-    // Implicit, so that an error is thrown and compared by its case's name.
+    // Implicit, so that errors can be compared with a case.
     InferenceError(Case reason) noexcept : m_case(reason) {}
 
     [[nodiscard]] Case reason() const noexcept { return m_case; }

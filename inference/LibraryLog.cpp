@@ -4,7 +4,7 @@
 #include <QLoggingCategory>
 
 namespace {
-// Enabled for fatal messages only, of which the library has none: so it is off.
+// Off by default: enabled for fatal messages only, which the library does not have.
 Q_LOGGING_CATEGORY(llamaLog, "quillon.llama", QtFatalMsg)
 
 struct Line

@@ -2,11 +2,11 @@
 
 #include <QtGlobal>
 
-/// The library's log lines as messages of the category "quillon.llama", which is off unless
-/// somebody asks for it, for example with QT_LOGGING_RULES="quillon.llama=true".
+/// Writes llama.cpp's log to the logging category "quillon.llama", which is off by default;
+/// QT_LOGGING_RULES="quillon.llama=true" enables it.
 namespace LibraryLog {
-/// Adds text to the current thread's line, and logs the line when it is complete. From any thread.
+/// Adds text to the current thread's line, and logs the line when it is complete. Thread-safe.
 void write(QtMsgType type, const char *text);
-/// Continues the current thread's line with its type.
+/// Adds text to the current thread's line, with the type of that line.
 void append(const char *text);
 } // namespace LibraryLog

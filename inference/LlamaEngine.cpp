@@ -21,7 +21,7 @@ bool LlamaEngine::isLoaded() const
 QCoro::Task<> LlamaEngine::load(QString modelPath)
 {
     std::function<std::monostate()> work = [this, modelPath] {
-        release(); // first: two models need not fit into memory
+        release(); // first: two models may not fit into memory
         m_model = std::make_unique<LlamaModel>(modelPath);
         setLoaded(true);
         return std::monostate();
@@ -44,7 +44,7 @@ QCoro::Task<QString> LlamaEngine::generate(QList<ChatMessage> conversation, int 
         try {
             return m_model->generate(conversation, maxTokens, onToken, [this] { giveUpModel(); });
         } catch (const InferenceError &) {
-            // The file that takes its place is another model, to be loaded from its beginning.
+            // The next generation must fail with notLoaded, so that the new file is loaded.
             if (m_model->isDamaged())
                 release();
             throw;
@@ -56,12 +56,12 @@ QCoro::Task<QString> LlamaEngine::generate(QList<ChatMessage> conversation, int 
 
 void LlamaEngine::release()
 {
-    setLoaded(false); // first: freeing takes a while, in which nobody is to count on the model
+    setLoaded(false); // first: freeing takes a while, and the model cannot be used meanwhile
     m_model.reset();
 }
 
-// The thread that uses the model will never return from it, so nobody may touch it again, not even
-// to free it. This runs on whichever thread the library aborted on.
+// The thread that uses the model will never return from it, so the model must not be touched again,
+// not even to free it. Called on the thread on which the library aborted.
 void LlamaEngine::giveUpModel()
 {
     [[maybe_unused]] const LlamaModel *lost = m_model.release();

@@ -8,13 +8,12 @@
 
 class LlamaModel;
 
-/// The engine that runs GGUF files with llama.cpp. It lives on the main thread and does all its
-/// work on one thread of its own, in the order of the calls: an unload behind a generation waits
-/// for it. Destroying the engine waits for the running operation, and the ones behind it fail with
-/// notLoaded.
+/// The engine that runs GGUF files with llama.cpp. Lives on the main thread and works on one thread
+/// of its own, in the order of the calls: an unload waits for an earlier generation. The destructor
+/// waits for the running operation; those after it fail with notLoaded.
 ///
-/// Each generation starts from nothing but its conversation. None is cut short: it ends where the
-/// model ends it or at maxTokens.
+/// Each generation starts from its conversation only. It cannot be cancelled: it ends when the
+/// model ends it or after maxTokens.
 class LlamaEngine final : public InferenceEngine
 {
 public:
@@ -34,8 +33,8 @@ private:
     void giveUpModel();
     void setLoaded(bool loaded);
 
-    std::unique_ptr<LlamaModel> m_model; // the queue's thread's
+    std::unique_ptr<LlamaModel> m_model; // used by the queue's thread only
     mutable std::mutex m_lock;           // guards m_loaded only
     bool m_loaded = false;
-    WorkQueue m_queue; // last: nothing runs any more when the rest is destroyed
+    WorkQueue m_queue; // last: ends before the members that it uses are destroyed
 };

@@ -23,21 +23,21 @@
 #include <vector>
 
 namespace {
-// The most prompt tokens that one call decodes: the default of the library's own compute batch, so
-// that a call is one batch.
+// Number of prompt tokens per decoding call: the default of the library's compute batch, so that a
+// call is one batch.
 constexpr std::uint32_t batchSize = 512;
-// More than any model of ours has: the whole model goes to the GPU.
+// More layers than our models have: the whole model is offloaded to the GPU.
 constexpr std::int32_t gpuLayers = 99;
 
-// The sampling recipe: nearly the likeliest token, since replies must keep to a format.
+// Sampling parameters: nearly always the likeliest token, since replies must keep to a format.
 constexpr std::int32_t topK = 40;
 constexpr float temperature = 0.2F;
 
-// What a chat template may add to one message, roughly; a second call follows where it adds more.
+// A first guess of what a chat template adds to one message; if it adds more, it is called again.
 constexpr qsizetype templateBytesPerMessage = 64;
-// Room for the tokens that no byte of the prompt stands for.
+// Room for tokens that a template or the model adds to those of the prompt's bytes.
 constexpr std::size_t spareTokens = 16;
-// The longest piece of text that counts; longer ones are no part of any reply.
+// The longest text of a token; longer ones are not part of replies and are ignored.
 constexpr std::size_t pieceBytes = 64;
 
 constexpr auto int32Max = std::numeric_limits<std::int32_t>::max();
@@ -83,8 +83,8 @@ void prepareLibraryOnce()
     }();
 }
 
-// A call into the library that stays on this thread. Whatever it throws, the library's aborts
-// included, is the one failure.
+// A call to the library that runs on this thread only. All its exceptions and aborts become the
+// given failure.
 template <typename Call>
 auto failingWith(InferenceError::Case failure, const Call &call)
 {
@@ -126,7 +126,7 @@ Context makeContext(llama_model *model)
     });
 }
 
-// The conversation as the template writes it; nothing if the library does not know the template.
+// The conversation in the template's format; nothing if the library does not know the template.
 std::optional<QByteArray> applyTemplate(const char *chatTemplate,
                                         const QList<ChatMessage> &conversation)
 {
@@ -163,7 +163,7 @@ QByteArray formatPrompt(const llama_model *model, const QList<ChatMessage> &conv
 {
     if (const char *chatTemplate = llama_model_chat_template(model, nullptr)) {
         if (const std::optional<QByteArray> prompt = applyTemplate(chatTemplate, conversation)) {
-            // A template may cut a character in two; the tokenizer takes whole ones only.
+            // A template may split a character, and the tokenizer needs valid UTF-8.
             return prompt->isValidUtf8() ? *prompt : QString::fromUtf8(*prompt).toUtf8();
         }
     }
@@ -175,7 +175,8 @@ std::vector<llama_token> tokenize(const llama_vocab *vocabulary, const QByteArra
     std::vector<llama_token> tokens(static_cast<std::size_t>(prompt.size()) + spareTokens);
     if (tokens.size() > std::size_t(int32Max))
         throw InferenceError(InferenceError::tokenizeFailed);
-    // The start token where the model wants one, and the template's markers as their tokens.
+    // With the start token if the model uses one, and with special tokens for the template's
+    // markers.
     const std::int32_t count =
         llama_tokenize(vocabulary, prompt.constData(), static_cast<std::int32_t>(prompt.size()),
                        tokens.data(), static_cast<std::int32_t>(tokens.size()), true, true);
@@ -224,7 +225,7 @@ std::string_view textOf(llama_token token, const llama_vocab *vocabulary,
 struct LlamaModel::Handles
 {
     Model model;
-    Context context; // released first
+    Context context; // destroyed before the model
 };
 
 LlamaModel::LlamaModel(const QString &path) : m_file(path)
@@ -248,7 +249,7 @@ LlamaModel::Library LlamaModel::library()
     return {QString::fromUtf8(llama_version()), GgmlBackends::names(), GgmlBackends::extensions()};
 }
 
-// Of the very file that was loaded: one that has taken its name is another.
+// Compares the open file: a new file at the same path does not matter.
 bool LlamaModel::hasFileChanged() const
 {
     return m_file.size() != m_size ||

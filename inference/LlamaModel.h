@@ -14,24 +14,24 @@
 #include <memory>
 
 /// One model in memory with its inference context: the only code that calls llama.cpp. Blocking;
-/// made, used and destroyed on one thread. Failures are InferenceErrors.
+/// created, used and destroyed on one thread. Failures are InferenceErrors.
 ///
-/// A damaged file can make the library abort. Then the call fails like any other; only an abort
-/// while the library computes on several threads costs the model and the calling thread: generate
-/// calls lost from whichever thread it is, and never returns.
+/// A damaged file can make the library abort. The call then fails like any other, unless the
+/// library was computing on several threads: then the model and the calling thread are lost, and
+/// generate() calls lost from the aborting thread and never returns.
 class LlamaModel
 {
 public:
-    /// The library as it is at hand.
+    /// What the library uses on this machine.
     struct Library
     {
         QString version;
-        QStringList backends;   ///< What computes: "CPU", "Metal"; none if nothing does.
-        QStringList extensions; ///< What it uses of the processor: "AVX2", "NEON".
+        QStringList backends;   ///< The loaded ones: "CPU", "Metal"; empty if there are none.
+        QStringList extensions; ///< The processor's extensions in use: "AVX2", "NEON".
     };
     [[nodiscard]] static Library library();
 
-    /// Reads the GGUF file and makes a context. Throws loadFailed or contextFailed.
+    /// Reads the GGUF file and creates a context. Throws loadFailed or contextFailed.
     explicit LlamaModel(const QString &path);
     ~LlamaModel();
     LlamaModel(const LlamaModel &) = delete;
@@ -43,14 +43,14 @@ public:
                                    const InferenceEngine::OnToken &onToken,
                                    const std::function<void()> &lost);
 
-    /// Whether the file was written to while it was in use: what is in memory is worth nothing.
+    /// Whether the file was changed while it was in use, which makes the model unusable.
     [[nodiscard]] bool isDamaged() const { return m_isDamaged; }
 
 private:
     struct Handles;
     [[nodiscard]] bool hasFileChanged() const;
 
-    QFile m_file; ///< Read by the library; held to be asked whether it is as it was.
+    QFile m_file; ///< The library's file, open to detect changes to it.
     qint64 m_size = 0;
     QDateTime m_changed;
     std::unique_ptr<Handles> m_handles;

@@ -18,18 +18,18 @@ struct sigaction s_before = {};
 static_assert(std::atomic<int>::is_always_lock_free && std::atomic<unsigned>::is_always_lock_free,
               "A signal handler must not wait.");
 
-// Static variables are made on the main thread.
+// Static variables are initialised on the main thread.
 const pthread_t mainThread = pthread_self();
 const auto pageSize = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
 
-// Only what a thread has run into itself, and not for reading at an odd address.
+// Only faults of the thread itself (no signal sent by kill), and not misaligned accesses.
 bool isMissingPage(const siginfo_t &signal)
 {
     return signal.si_code == BUS_ADRERR || signal.si_code == BUS_OBJERR;
 }
 
-// Puts an empty page where the file's is gone; no thread is stopped, and nothing is unwound. Pages
-// that are only read share one page of memory, and go with the mapping.
+// Maps an empty page over the missing one; the thread then continues. Such pages share memory as
+// long as they are only read, and disappear with the file's mapping.
 bool replacePage(void *address)
 {
     void *const page =
@@ -41,12 +41,12 @@ bool replacePage(void *address)
 void onMissingPage(int, siginfo_t *signal, void *)
 {
     const int error = errno;
-    // The main thread reads files of its own, and no weights.
+    // The main thread never reads weights.
     if (s_guards > 0 && isMissingPage(*signal) && !pthread_equal(pthread_self(), mainThread) &&
         replacePage(signal->si_addr)) {
         ++s_missed;
     } else {
-        // Whatever it was, it happens again and is dealt with as it would have been.
+        // Not ours: the access is repeated and handled by the earlier handler.
         sigaction(SIGBUS, &s_before, nullptr);
     }
     errno = error;

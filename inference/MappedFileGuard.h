@@ -1,9 +1,9 @@
 #pragma once
 
-/// The model's weights are read from its file as they are needed: the file is mapped into memory.
-/// If it is cut short meanwhile, as a copy over it does, the next read of what is gone would end
-/// the process with SIGBUS. While a guard lives, such a read gives zeros instead, on any thread but
-/// the main one, and the guard tells that the result is worth nothing.
+/// Model files are mapped into memory and read on demand. If a file is truncated meanwhile, for
+/// example by copying another one over it, the next access to a missing page would end the process
+/// with SIGBUS. While a guard exists, such a read gives zeros instead, on any thread except the
+/// main one, and the guard reports that the result is invalid.
 class MappedFileGuard
 {
 public:
@@ -12,7 +12,7 @@ public:
     MappedFileGuard(const MappedFileGuard &) = delete;
     MappedFileGuard &operator=(const MappedFileGuard &) = delete;
 
-    /// Whether anything was missing since the guard was made.
+    /// Whether a page was missing since the guard was created.
     [[nodiscard]] bool hasMissed() const;
 
 private:

@@ -15,16 +15,16 @@
 #include <memory>
 
 namespace {
-// Models have some fifty keys, the largest ones some thousand tensors. The library compares each
-// name with all names before it, so that these numbers decide how long it takes.
+// Models have about fifty keys; the largest ones have a few thousand tensors. The library's time
+// grows with the square of these numbers, since it compares each name with all earlier ones.
 constexpr std::uint64_t mostKeys = 4096;
 constexpr std::uint64_t mostTensors = 8192;
 
-// The largest vocabularies take about 15 MiB. In memory a text takes several times the eight bytes
-// that an empty one has in the file.
+// The largest vocabularies take about 15 MiB. In memory, each text takes several times the eight
+// bytes of an empty one in the file.
 constexpr std::uint64_t mostBytes = 64 * 1024 * 1024;
 
-// The file's magic, its version, its number of tensors and its number of keys.
+// The header: magic number, version, number of tensors, number of keys.
 constexpr qint64 tensorCountAt = 8;
 constexpr qint64 keyCountAt = 16;
 constexpr qint64 headerBytes = 24;
@@ -32,13 +32,13 @@ constexpr qint64 headerBytes = 24;
 constexpr auto partCountKey = "split.count";
 constexpr auto tokenizerKey = "tokenizer.ggml.model";
 
-// The front of a file, in larger pieces than the single numbers that the library asks for.
+// Reads the front of a file in larger pieces than the single numbers that the library requests.
 class Front
 {
 public:
     explicit Front(const QString &path) : m_file(path)
     {
-        // Opening a named pipe would wait for what writes into it.
+        // Opening a named pipe would block until another process writes to it.
         if (!QFileInfo(path).isFile() || !m_file.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
             throw InferenceError(InferenceError::loadFailed);
         m_size = std::min(static_cast<std::uint64_t>(m_file.size()), mostBytes);
@@ -46,7 +46,7 @@ public:
 
     [[nodiscard]] std::uint64_t size() const { return m_size; }
 
-    // How much of that there was; less means that the file ends there or cannot be read.
+    // The number of bytes read; less than length if the file ends there or cannot be read.
     std::size_t read(char *output, std::uint64_t offset, std::size_t length)
     {
         std::size_t done = 0;
@@ -62,7 +62,7 @@ public:
     }
 
 private:
-    // Sees to it that the piece holds the byte at that offset.
+    // Makes sure that the buffer contains the byte at that offset.
     bool fetch(std::uint64_t offset)
     {
         constexpr qint64 pieceBytes = 1024 * 1024;
@@ -92,12 +92,12 @@ bool hasModestCounts(Front &front)
     char header[headerBytes] = {}; // NOLINT(cppcoreguidelines-avoid-c-arrays)
     if (front.read(header, 0, sizeof header) != sizeof header)
         return false;
-    // In the other byte order these numbers are huge; the library would refuse the file too.
+    // Numbers in the other byte order are huge; the library would refuse such a file too.
     return numberAt(header, tensorCountAt) <= mostTensors &&
            numberAt(header, keyCountAt) <= mostKeys;
 }
 
-// Parts lie in files of their own, which the library would look for beside this one.
+// The library would look for the other parts of a split model beside this file.
 bool isWhole(const gguf_context *keys)
 {
     const std::int64_t key = gguf_find_key(keys, partCountKey);
@@ -105,8 +105,8 @@ bool isWhole(const gguf_context *keys)
            (gguf_get_kv_type(keys, key) == GGUF_TYPE_UINT16 && gguf_get_val_u16(keys, key) <= 1);
 }
 
-// This tokenizer goes back to the beginning of a text, again and again, if no token is the
-// beginning of what is left: it fills the memory and has no end.
+// This tokenizer restarts at the beginning of a text if no token matches the rest: it never ends
+// and exhausts the memory.
 bool hasTokenizerWithAnEnd(const gguf_context *keys)
 {
     const std::int64_t key = gguf_find_key(keys, tokenizerKey);
@@ -114,8 +114,8 @@ bool hasTokenizerWithAnEnd(const gguf_context *keys)
            std::strcmp(gguf_get_val_str(keys, key), "rwkv") != 0;
 }
 
-// The types that can be turned into numbers of single precision are those that matrices are
-// multiplied in. Integers and the types of intermediate results are not among them.
+// Types that can be converted to single precision are those that have a multiplication; integers
+// and types of intermediate results do not.
 bool isComputable(ggml_type type)
 {
     return type == GGML_TYPE_F32 || ggml_get_type_traits(type)->to_float != nullptr;

@@ -2,13 +2,13 @@
 
 #include <QString>
 
-/// What a GGUF file says of itself in front of its weights. The library trusts that part of a file
-/// where this program must not: it compares each key with all the others, and calls a function that
-/// does not exist when a matrix has a type that nothing can be multiplied with.
+/// The metadata in front of a GGUF file's weights. llama.cpp trusts it, this program must not: the
+/// library compares each key with all the others, and calls a null function if a matrix has a type
+/// without a multiplication.
 namespace ModelFile {
-/// Throws loadFailed unless the library can take the file: a regular file of one part, with as many
-/// keys, tensors and bytes in front of the weights as a model may need, and only weights that it
-/// can compute with. Reads no weights. The time and the memory that it takes have a bound.
-/// Blocking, any thread; an AbortGuard has to be there.
+/// Throws loadFailed unless the library can load the file safely: a regular file that is not split,
+/// with a plausible number of keys, tensors and bytes in front of the weights, and only weights
+/// that it can compute with. Does not read weights; its time and memory are bounded. Blocking, any
+/// thread; needs an AbortGuard.
 void requireLoadable(const QString &path);
 } // namespace ModelFile

@@ -12,11 +12,11 @@
 #include <utility>
 #include <variant>
 
-/// Awaits a call on a work queue, in a coroutine of the main thread, which is resumed there. The
-/// outcome crosses the threads as a value: the call's result, or the InferenceError that it threw.
-/// Any other exception, and a call that was abandoned, count as the error given for it; a queue
-/// that is closed has no model loaded. The call, and all that it holds, is gone before the outcome
-/// arrives. A coroutine that is destroyed while it waits is not resumed.
+/// Awaits a call on a work queue. Used by coroutines of the main thread, which are resumed there.
+/// The outcome is the call's result or the InferenceError that it threw. Any other exception, and
+/// an abandoned call, become the error given for that; a closed queue gives notLoaded. The call and
+/// all that it captures are destroyed before the outcome arrives. A coroutine that is destroyed
+/// while it waits is not resumed.
 template <typename Result>
 class QueuedCall
 {
@@ -27,7 +27,7 @@ public:
         m_shared->call = std::move(call);
     }
     ~QueuedCall() { m_shared->waiter = nullptr; }
-    // Copied by gcc 12 on its way through an await_transform; every copy ends with the coroutine.
+    // gcc 12 copies it in await_transform; no copy outlives the coroutine.
     QueuedCall(const QueuedCall &) = default;
     QueuedCall &operator=(const QueuedCall &) = delete;
 
@@ -66,8 +66,8 @@ private:
     {
         std::mutex lock;
         Outcome outcome;
-        // The main thread's:
-        std::function<Result()> call; // until it is queued
+        // Used by the main thread only:
+        std::function<Result()> call; // empty once it is queued
         std::coroutine_handle<> waiter;
     };
 
@@ -82,7 +82,7 @@ private:
         }
     }
 
-    // The first outcome counts: a job that was given up may be refused while it still runs.
+    // The first outcome counts: an abandoned job is refused while it may still be running.
     static void settle(const std::shared_ptr<Shared> &shared, Outcome outcome)
     {
         {

@@ -6,12 +6,12 @@
 #include <optional>
 #include <string_view>
 
-/// Makes text of a token's bytes after the other: a character may be split over several tokens.
+/// Decodes the bytes of consecutive tokens: a character may be split over several tokens.
 class Utf8Assembler
 {
 public:
-    /// The text of all pending bytes, which may be empty; nothing while they are no valid UTF-8,
-    /// and then they stay pending.
+    /// The text of all pending bytes, which may be empty. Nothing if they are not valid UTF-8; they
+    /// then stay pending.
     [[nodiscard]] std::optional<QString> add(std::string_view bytes);
 
 private:

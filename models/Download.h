@@ -11,40 +11,40 @@
 
 class Transfer;
 
-/// One transfer of one address to one file, from its construction on. The network and the disk are
-/// worked on a thread of its own; the object is made, asked and destroyed on the main thread, where
-/// the events come too. The body goes to a file beside its destination, which is moved into place
-/// once it is complete; until then an older file there stays as it is.
+/// Transfers one address to one file; starts when it is constructed. Network and disk are used on a
+/// thread of its own. The object lives on the main thread, which also receives the events. The body
+/// is written to a file beside the destination, which replaces the destination once it is complete;
+/// until then an older file there is unchanged.
 class Download
 {
 public:
     struct Events
     {
-        /// How much of the whole has come, 0 to 1.
+        /// The received fraction, from 0 to 1.
         std::function<void(double fraction)> progress;
-        /// The last event: one sentence why the transfer failed, or nothing when the file is in
-        /// place. The download may be destroyed here.
+        /// The last event: nothing if the file is in place, or one sentence why the transfer
+        /// failed. The download may be destroyed in this call.
         std::function<void(const std::optional<QString> &failure)> end;
     };
 
-    /// The transfer has failed when nothing came for as long as the patience. Throws
-    /// std::system_error where the system has no thread left.
+    /// The transfer fails if nothing is received for the duration of patience. Throws
+    /// std::system_error if the system has no thread left.
     Download(const QUrl &url, const QString &folder, std::chrono::milliseconds patience,
              Events events);
-    /// Cancels, and waits until nothing of the transfer is left.
+    /// Cancels the transfer and waits for its thread.
     ~Download();
     Download(const Download &) = delete;
     Download &operator=(const Download &) = delete;
 
-    /// Ends the transfer without a word and without waiting: from now on no event comes and no file
-    /// is put in place. The thread tidies up behind it.
+    /// Cancels the transfer without waiting: there are no more events, and the destination does not
+    /// change. The thread removes the incomplete file.
     void cancel();
 
-    /// Whether the thread has nothing left to do, so that destroying the download costs no time.
+    /// Whether the thread has finished its work, so that the destructor does not block.
     [[nodiscard]] bool isOver() const;
 
 private:
-    std::shared_ptr<Events> m_events; ///< None once cancelled.
+    std::shared_ptr<Events> m_events; ///< Null once cancelled.
     std::shared_ptr<Transfer> m_transfer;
     std::thread m_thread;
 };

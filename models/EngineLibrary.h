@@ -3,13 +3,13 @@
 #include <QString>
 #include <QStringList>
 
-/// The library that runs the models, as it is on this machine.
+/// What the library that runs the models uses on this machine.
 struct EngineLibrary
 {
     QString version;
-    QStringList backends;   ///< What computes: "CPU", "Metal"; none if nothing does.
-    QStringList extensions; ///< Which extensions of the processor it uses: "AVX2", "NEON".
+    QStringList backends;   ///< The loaded ones: "CPU", "Metal"; empty if there are none.
+    QStringList extensions; ///< The processor's extensions in use: "AVX2", "NEON".
 
-    /// Loads the library's backends if that has not happened yet. One thread at a time.
+    /// Loads the library's backends if they are not loaded yet. Not thread-safe.
     [[nodiscard]] static EngineLibrary current();
 };

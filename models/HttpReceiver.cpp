@@ -15,13 +15,13 @@ using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
 namespace {
-// What the network may be ahead of the disk, and what goes to the disk at once: measured, larger
-// ones bring no more.
+// The read buffer of the network, and the size of one write to the disk. Measured: larger ones are
+// not faster.
 constexpr qint64 bufferSize = 4'194'304;
 constexpr size_t chunkSize = 262'144;
-// A step of the loop ends here, so that a cancel is heard however fast the body comes.
+// Returns to the event loop after so many chunks, so that a fast transfer can be cancelled.
 constexpr int chunksPerStep = 16;
-// More often than the eye follows is of no use to a progress bar.
+// A progress bar needs no updates that the eye cannot follow.
 constexpr auto reportInterval = 50ms;
 
 QNetworkRequest makeRequest(const QUrl &url)
@@ -29,10 +29,10 @@ QNetworkRequest makeRequest(const QUrl &url)
     QNetworkRequest request(url);
     request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
                          QNetworkRequest::NoLessSafeRedirectPolicy);
-    // Of a packed body Qt would not notice that the connection ended early. A model is as good as
-    // random to a packer anyway.
+    // Qt does not notice if the connection ends early in a compressed body. Models hardly compress
+    // anyway.
     request.setRawHeader("Accept-Encoding", "identity");
-    // Qt takes in the body of an HTTP/2 stream without regard to the read buffer's size.
+    // For HTTP/2, Qt ignores the size of the read buffer.
     request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
     for (const auto personal :
          {QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::CookieSaveControlAttribute,
@@ -76,7 +76,7 @@ void HttpReceiver::start(const QUrl &url, std::chrono::milliseconds patience)
 void HttpReceiver::readHeaders()
 {
     m_stall.start();
-    // The page that explains the status is not worth waiting for.
+    // The body of an error response is not needed.
     if (httpStatus() >= 400)
         return conclude();
     const QByteArray packing = m_reply->rawHeader("Content-Encoding").trimmed().toLower();
@@ -127,7 +127,7 @@ void HttpReceiver::conclude()
         return end(m_reply->errorString());
     if (announcedLength() >= 0 && m_written != announcedLength())
         return end(u"The network connection was lost."_s);
-    if (!m_file.isOpen() && !m_file.open(m_folder)) // The body is empty.
+    if (!m_file.isOpen() && !m_file.open(m_folder)) // empty body
         return end(m_file.errorString());
     report();
     end(std::nullopt);
@@ -149,7 +149,7 @@ int HttpReceiver::httpStatus() const
     return m_reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
 }
 
-// By the chunks, where there are any, the end is known as well.
+// A chunked body also tells its end.
 qint64 HttpReceiver::announcedLength() const
 {
     bool isNumber = false;

@@ -15,13 +15,13 @@ class PartialFile;
 class QEventLoop;
 class QNetworkReply;
 
-/// Receives the body of one address into a file, chunk by chunk. Lives on the thread whose event
-/// loop it is given, and ends that loop when the body is complete or has failed.
+/// Downloads the body of one address into a file, chunk by chunk. Lives on the thread of the given
+/// event loop and quits that loop when the body is complete or the transfer has failed.
 class HttpReceiver final : public QObject
 {
 public:
-    /// Told, not too often, how many bytes are written, and how many the server announced (-1 where
-    /// it did not).
+    /// Called at intervals with the bytes written so far and the length that the server announced,
+    /// or -1 if it did not announce any.
     using OnProgress = std::function<void(qint64 written, qint64 whole)>;
 
     HttpReceiver(QString folder, PartialFile &file, QEventLoop &loop, OnProgress onProgress);
@@ -29,7 +29,7 @@ public:
 
     void start(const QUrl &url, std::chrono::milliseconds patience);
 
-    /// Once the loop has ended by itself: why, unless the body is complete.
+    /// Valid after the loop has quit: why the transfer failed; nothing if the body is complete.
     [[nodiscard]] const std::optional<QString> &failure() const { return m_failure; }
 
 private:
@@ -52,7 +52,7 @@ private:
     QTimer m_nextReport;
     std::vector<char> m_chunk;
     qint64 m_written = 0;
-    bool m_finished = false; ///< Nothing more comes from the network.
+    bool m_finished = false; ///< The network has delivered everything.
     bool m_ended = false;
     std::optional<QString> m_failure;
 };

@@ -13,7 +13,6 @@ using namespace Qt::StringLiterals;
 using nlohmann::json;
 
 namespace {
-// The best-known public hub of model files.
 QUrl hubUrl(const QString &account, const QString &repository, const QString &fileName)
 {
     QUrl url;
@@ -43,7 +42,8 @@ QString text(const json &object, const char *key)
     return QString::fromStdString(object.at(key).get_ref<const std::string &>());
 }
 
-// The library would also turn truth values and fractions into integers, and cut what does not fit.
+// The JSON library would also convert booleans and fractions to integers, and truncate large
+// numbers.
 int wholeNumber(const json &object, const char *key)
 {
     const json &value = object.at(key);

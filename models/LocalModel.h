@@ -6,10 +6,10 @@
 
 #include <nlohmann/json_fwd.hpp>
 
-/// One model that the user can choose: where it comes from and what its file is called.
+/// A model that the user can choose, with its address and its file name.
 struct LocalModel
 {
-    QString id; ///< Stable; what the user's choice is remembered by.
+    QString id; ///< Stable; the user's choice is stored as this.
     QString name;
     QString detail;   ///< One line under the name.
     QUrl url;         ///< Where the file is downloaded from.
@@ -24,7 +24,7 @@ struct LocalModel
 
 [[nodiscard]] size_t qHash(const LocalModel &model, size_t seed = 0);
 
-/// A keyed record under the field names. Reading ignores unknown keys and throws
-/// nlohmann::json::exception where one is missing or of another type.
+/// A JSON object with the names of the fields as keys. from_json ignores unknown keys and throws
+/// nlohmann::json::exception if one is missing or has another type.
 void to_json(nlohmann::json &json, const LocalModel &model);
 void from_json(const nlohmann::json &json, LocalModel &model);

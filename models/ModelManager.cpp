@@ -63,8 +63,8 @@ QString ModelManager::directory()
 
 bool ModelManager::hasFile(const LocalModel &model)
 {
-    // Nothing that could make its reader wait, such as a named pipe. A folder counts: to load it
-    // fails with a sentence that says so, instead of a download that could not take its place.
+    // Not a named pipe, for example, which would block its reader. A folder counts: loading it
+    // fails with a sentence that says so, while a download could not replace it.
     const QFileInfo info(filePath(model));
     return info.isFile() || info.isDir();
 }
@@ -120,7 +120,7 @@ void ModelManager::cancelTask()
     if (!m_task)
         return;
     m_task->cancel();
-    // Its thread may be inside a slow write: the destructor would wait for it here.
+    // Not destroyed here: its destructor would block while its thread is inside a slow write.
     m_cancelledTasks.push_back(std::move(m_task));
 }
 
@@ -131,7 +131,7 @@ void ModelManager::forgetEndedTasks()
 
 void ModelManager::startLoading()
 {
-    // Let go on purpose: a load cannot be cancelled, it looks after the manager by itself once it
+    // Dropped on purpose: a load cannot be cancelled, it checks that the manager exists when it
     // resumes, and its outcome is in state().
     static_cast<void>(loadIfNeeded());
 }
@@ -155,8 +155,8 @@ QCoro::Task<> ModelManager::loadIfNeeded()
     } catch (const std::exception &error) {
         outcome = State::failed(QString::fromUtf8(error.what()));
     }
-    // A load that ends after another model was chosen says nothing about that one: the engine has
-    // been told to release what was loaded.
+    // If another model was selected meanwhile, the outcome does not apply to it, and the engine has
+    // been told to unload.
     if (self && self->m_choice == choice)
         self->setState(std::move(outcome));
 }

@@ -14,9 +14,9 @@
 
 class Download;
 
-/// Owns everything about the local model: the user's choice, its file, its download, and loading it
-/// into the one engine. Lives on the main thread as long as the application. No operation throws:
-/// every failure ends in the state `failed` with its message.
+/// Manages the local model: the user's choice, its file, its download, and loading it into the
+/// engine. Lives on the main thread as long as the application. No operation throws: each failure
+/// sets the state `failed` with its message.
 class ModelManager : public QObject
 {
     Q_OBJECT
@@ -41,12 +41,13 @@ public:
         bool operator==(const State &) const = default;
     };
 
-    /// The URL session's default: how long a transfer may bring nothing before it has failed.
+    /// How long a transfer may receive nothing before it fails: the default of macOS's
+    /// NSURLSession.
     static constexpr std::chrono::seconds stallTimeout{60};
 
-    /// With the llama engine, the user's choice restored and the state read from the disk.
+    /// Uses a LlamaEngine, restores the user's choice and reads the state from the disk.
     explicit ModelManager(QObject *parent = nullptr);
-    /// The same over another engine and another patience with stalled transfers.
+    /// The same with another engine and another timeout for stalled transfers.
     explicit ModelManager(std::shared_ptr<InferenceEngine> engine,
                           std::chrono::milliseconds patience = stallTimeout,
                           QObject *parent = nullptr);
@@ -56,34 +57,33 @@ public:
     [[nodiscard]] const LocalModel &selected() const { return m_selected; }
     [[nodiscard]] const std::shared_ptr<InferenceEngine> &engine() const { return m_engine; }
 
-    /// The folder of all model files, made on the way; a failure to make it shows at the next file
-    /// operation.
+    /// The folder of all model files. Creates it if necessary; if that fails, so does the next
+    /// operation on a file there.
     [[nodiscard]] static QString directory();
 
-    /// True if the model's file is in that folder, as an ordinary file, a folder or a link to one
-    /// of them.
+    /// Whether the model's file is in that folder: a regular file, a folder, or a link to one of
+    /// them.
     [[nodiscard]] static bool hasFile(const LocalModel &model);
 
-    /// Sets the state from the disk: `ready` where the selected model's file is there.
+    /// Sets the state from the disk: `ready` if the selected model's file is there.
     void refresh();
 
-    /// Makes another model the user's choice, cancels a running download, releases the engine, and
-    /// loads the model where its file is there. The selected model again: nothing happens.
+    /// Makes another model the user's choice, cancels a running download, unloads the engine, and
+    /// loads the model if its file is there. Does nothing if the model is selected already.
     void select(const LocalModel &model);
 
-    /// Downloads the selected model and then loads it. While a download runs: nothing happens.
+    /// Downloads the selected model and then loads it. Does nothing while a download is running.
     void download();
 
-    /// Ends the running download, if any, without a word; the state stays for the caller's
-    /// refresh().
+    /// Cancels the running download, if any. Does not change the state; call refresh() for that.
     void cancelTask();
 
-    /// Loads the selected model where its file is ready and nothing is loaded. Read state()
-    /// afterwards.
+    /// Loads the selected model if its file is ready and no model is loaded. state() then tells the
+    /// result.
     [[nodiscard]] QCoro::Task<> loadIfNeeded();
 
 Q_SIGNALS:
-    /// Announced before the property changes, and again once it has.
+    /// The property has a signal before it changes and one afterwards.
     void stateWillChange();
     void stateChanged();
     void selectedWillChange();
@@ -101,6 +101,6 @@ private:
     const std::shared_ptr<InferenceEngine> m_engine;
     const std::chrono::milliseconds m_patience;
     std::unique_ptr<Download> m_task;                        ///< The running transfer.
-    std::vector<std::unique_ptr<Download>> m_cancelledTasks; ///< Their threads tidy up.
-    int m_choice = 0; ///< Counts the selections, for loads that end after a newer one.
+    std::vector<std::unique_ptr<Download>> m_cancelledTasks; ///< Until their threads have finished.
+    int m_choice = 0; ///< Number of selections; tells whether a load's model is still selected.
 };

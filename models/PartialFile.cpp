@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <system_error>
 
-// POSIX, the same on every system that this program runs on: Qt has neither of the two calls.
+// POSIX, on both supported systems. Qt has no counterpart of flock and fsync.
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -19,8 +19,8 @@ QString sentence(const std::error_code &error)
     return QString::fromLocal8Bit(error.message().c_str());
 }
 
-// The lock goes with the process, however that ends, and a zombie holds none: so it tells a running
-// transfer from a dead one where a process id in a file could not.
+// The system releases the lock when the process ends in any way. So it tells a running transfer
+// from a dead one, which a process id in a file could not: ids are reused, and a zombie has one.
 bool lock(const QFile &file)
 {
     return ::flock(file.handle(), LOCK_EX | LOCK_NB) == 0;
@@ -51,8 +51,8 @@ PartialFile::Creation PartialFile::create(const QString &folder)
         m_error = m_file.errorString();
         return Creation::failed;
     }
-    // Somebody's sweep may have come between the two calls. A file system without locks has none
-    // of that: nothing is swept there.
+    // Another process may have swept the folder between the two calls. On a file system without
+    // locks, nothing is swept.
     const bool locked = lock(m_file);
     if ((!locked && errno == EWOULDBLOCK) || !m_file.exists()) {
         discard();
@@ -81,7 +81,7 @@ bool PartialFile::flush()
         if (errno == EINTR)
             continue;
         if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
-            return true; // A file system that cannot do it has nothing to report either.
+            return true; // Some file systems do not support fsync.
         m_error = sentence({errno, std::generic_category()});
         return false;
     }
@@ -115,12 +115,12 @@ void PartialFile::discard()
 
 void PartialFile::sweep(const QString &folder)
 {
-    // No links: what one points to is somebody else's.
+    // No links: their targets are not our files.
     const QDir::Filters plainFiles = QDir::Files | QDir::Hidden | QDir::NoSymLinks;
     const QStringList names = QDir(folder).entryList({u'*' + suffix}, plainFiles);
     for (const QString &name : names) {
         QFile file(QDir(folder).filePath(name));
-        // By its name, so that the lock is held until it is gone.
+        // By name, since QFile::remove() closes the file first and releases the lock.
         if (file.open(QIODevice::ReadWrite | QIODevice::ExistingOnly) && lock(file))
             QFile::remove(file.fileName());
     }

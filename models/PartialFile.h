@@ -3,10 +3,10 @@
 #include <QFile>
 #include <QString>
 
-/// A file that is filled beside the place where it will stand, so that the place holds a whole file
-/// or none at any moment. Used on one thread at a time. It is removed when it is destroyed, unless
-/// it was moved into place. Operations that fail return false and leave their reason, in the
-/// system's words, in errorString().
+/// A temporary file in the folder of its destination, so that the destination is replaced
+/// atomically: it always has a complete file or none. Used on one thread at a time. The destructor
+/// removes the file unless it was moved. Operations that fail return false; errorString() then has
+/// the system's description of the failure.
 class PartialFile
 {
 public:
@@ -15,18 +15,18 @@ public:
     PartialFile(const PartialFile &) = delete;
     PartialFile &operator=(const PartialFile &) = delete;
 
-    /// Makes a new file in the folder, under a name that nothing else has.
+    /// Creates a new file in the folder, with a unique name.
     [[nodiscard]] bool open(const QString &folder);
     [[nodiscard]] bool isOpen() const { return m_file.isOpen(); }
     [[nodiscard]] bool write(const char *data, qint64 size);
-    /// Waits until everything that was written has reached the disk.
+    /// Waits until all written data is on the disk.
     [[nodiscard]] bool flush();
-    /// Puts the file in its place, instead of any file or folder there.
+    /// Moves the file to the path and replaces any file or folder there.
     [[nodiscard]] bool moveTo(const QString &path);
     [[nodiscard]] const QString &errorString() const { return m_error; }
 
-    /// Removes from the folder what processes left there that did not live to tidy up. The files
-    /// of running transfers stay, in whichever process they run.
+    /// Removes the temporary files of processes that have ended without removing them. Files of
+    /// running transfers are kept, also those of other processes.
     static void sweep(const QString &folder);
 
 private:

@@ -52,8 +52,7 @@ std::optional<QString> Transfer::receiveAndPlace(const OnProgress &onProgress)
         if (reception.failure())
             return reception.failure();
     }
-    // Only what is safely on the disk may take the place of a whole file: else a power cut could
-    // leave an empty one there.
+    // Before the move: otherwise a power cut could leave an empty file at the destination.
     if (!file.flush())
         return file.errorString();
     const std::scoped_lock guard(m_lock);
@@ -78,8 +77,8 @@ bool Transfer::isOver() const
 
 QString Transfer::fileName(const QUrl &url)
 {
-    // Parted before it is decoded, and no name that means another place: an address must not be
-    // able to lead out of the folder.
+    // Split before it is decoded, and without names such as "..": an address must not lead out of
+    // the folder.
     QString path = url.path(QUrl::FullyEncoded);
     while (path.endsWith(u'/'))
         path.chop(1);

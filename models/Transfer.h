@@ -10,8 +10,8 @@
 
 class QEventLoop;
 
-/// The work of a Download. It runs on one thread and is cancelled from another; each failure is one
-/// sentence for the user.
+/// The work of a Download: blocking, runs on one thread and can be cancelled from another. Each
+/// failure is one sentence for the user.
 class Transfer
 {
 public:
@@ -19,21 +19,21 @@ public:
 
     Transfer(QUrl url, QString folder, std::chrono::milliseconds patience);
 
-    /// Does it all on the calling thread, which needs no event loop yet: asks for the address,
-    /// fills a file beside the destination, and puts it in place. Returns why it failed, or nothing
-    /// when the file is in place or the transfer was cancelled. Once.
+    /// Requests the address, writes the body to a file beside the destination, and moves that file
+    /// there. Blocks; runs an event loop of its own. Returns why it failed, or nothing if the file
+    /// is in place or the transfer was cancelled. May be called once.
     [[nodiscard]] std::optional<QString> run(const OnProgress &onProgress);
 
-    /// From any thread: run() comes to its end soon, and no file is put in place from now on.
+    /// Thread-safe: run() returns soon, and the destination does not change any more.
     void cancel();
-    /// From any thread: whether run() has come to its end.
+    /// Thread-safe: whether run() has finished.
     [[nodiscard]] bool isOver() const;
 
-    /// The name of a file from this address: the last part of its path, or "model.gguf".
+    /// The file name for an address: the last part of its path, or "model.gguf".
     [[nodiscard]] static QString fileName(const QUrl &url);
 
-    /// How much of the whole that many bytes are, at most 1. Where the server does not tell the
-    /// whole (zero or less), it is taken to be a thousand million bytes.
+    /// The received fraction, at most 1. If the server does not tell the length (zero or less), it
+    /// is assumed to be a thousand million bytes.
     [[nodiscard]] static double fraction(qint64 received, qint64 whole);
 
 private:
@@ -46,5 +46,5 @@ private:
     mutable std::mutex m_lock;
     bool m_cancelled = false;
     bool m_over = false;
-    QEventLoop *m_loop = nullptr; ///< What a cancel ends, while there is one.
+    QEventLoop *m_loop = nullptr; ///< The running loop, for cancel().
 };

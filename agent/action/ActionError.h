@@ -5,7 +5,7 @@
 #include <exception>
 #include <utility>
 
-/// A failed action, told in one sentence that both the user and the model read.
+/// A failed action, described in one sentence for the user and the model.
 class ActionError : public std::exception
 {
 public:

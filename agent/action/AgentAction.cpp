@@ -6,8 +6,8 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// The text from the first opening brace to the one that closes it; braces inside strings do not
-// count. Empty where it is never closed.
+// The text from the first opening brace to the matching one; braces inside strings do not count.
+// Empty if there is no matching one.
 QStringView firstObject(QStringView text)
 {
     const qsizetype start = text.indexOf(u'{');
@@ -42,7 +42,7 @@ const QStringList &nameKeys()
     return keys;
 }
 
-// The first of the keys that is there decides, also where it holds no text.
+// The first of the keys that is present decides, even if its value is not text.
 std::optional<QString> actionName(const ReplyObject &object)
 {
     for (const QString &key : nameKeys()) {
@@ -94,7 +94,7 @@ std::optional<AgentAction> AgentAction::parse(const QString &text)
     if (!name)
         return std::nullopt;
 
-    // What stands at the top level wins over the argument block, also where it has no text.
+    // A top-level member overrides the argument block, even if its value is not text.
     QMap<QString, QString> args = argumentBlock(*object);
     for (const auto &[key, member] : object->members.asKeyValueRange()) {
         if (member.text)
@@ -102,7 +102,7 @@ std::optional<AgentAction> AgentAction::parse(const QString &text)
         else
             args.remove(key);
     }
-    // "name" goes even where "action" named the action: small models mix the two up.
+    // "name" is removed even if "action" named the action: small models confuse the two.
     for (const QString &key : nameKeys())
         args.remove(key);
     return AgentAction{QUuid::createUuid(), name->toLower(), args};

@@ -9,17 +9,17 @@
 /// One action that the model chose, read from its reply.
 struct AgentAction
 {
-    QUuid id = {};                    ///< Fresh for every parse; an identity for lists.
+    QUuid id = {};                    ///< New for every parse; identifies the action in lists.
     QString name = {};                ///< Lower case.
     QMap<QString, QString> args = {}; ///< As the model wrote them, untrimmed.
 
-    /// Reads the first JSON object in the text, whatever stands around it. Nothing where there is
-    /// none, where it is no strict JSON, or where it names no action.
+    /// Reads the first JSON object in the text and ignores the text around it. Nothing if there is
+    /// none, if it is not strict JSON, or if it names no action.
     [[nodiscard]] static std::optional<AgentAction> parse(const QString &text);
 
-    /// The argument without the white space around it; a blank one counts as absent.
+    /// The argument without surrounding white space; a blank one counts as absent.
     [[nodiscard]] std::optional<QString> arg(const QString &key) const;
 
-    /// What the action does, as a progress text: "Launching Safari".
+    /// A progress text such as "Launching Safari".
     [[nodiscard]] QString title() const;
 };

@@ -10,7 +10,7 @@
 #include <utility>
 
 namespace {
-// "1e-07" → "1e-7", "1e+20" → "1e20": an exponent is written with two digits and a sign.
+// "1e-07" → "1e-7", "1e+20" → "1e20": the library writes exponents with two digits and a sign.
 QString withShortExponent(QString text)
 {
     qsizetype at = text.indexOf(u'e') + 1;
@@ -27,15 +27,15 @@ QString withShortExponent(QString text)
 
 QString numberText(double number)
 {
-    // Doubles below 2^53 in size hold every integer exactly.
+    // A double represents every integer below 2^53 exactly.
     constexpr double exactIntegers = 9007199254740992.0;
     if (std::abs(number) < exactIntegers && number == std::trunc(number))
         return QString::number(static_cast<qint64>(number));
     return withShortExponent(QString::number(number, 'g', QLocale::FloatingPointShortest));
 }
 
-// Listens to the decoder's events instead of building its tree: a model's reply can nest without
-// end, while only the members of the top level and of the objects right below it matter.
+// Handles the parser's SAX events instead of building a tree: a reply may be nested to any depth,
+// and only the members of the top level and of the objects right below it matter.
 class MemberReader final : public nlohmann::json_sax<nlohmann::json>
 {
 public:
@@ -118,14 +118,14 @@ public:
 private:
     static constexpr qsizetype noArray = -1;
 
-    /// Inside an array, or inside anything that such an array holds.
+    /// Inside an array, at any depth.
     [[nodiscard]] bool inArray() const { return m_arrayDepth != noArray; }
 
     bool text(QStringView content) { return value({.text = content.toString()}, content); }
 
-    // A value ends up where it stands: as an element of the array around it, as a member of the
-    // top level, as a field of a member, or, deeper, nowhere. The elements of nested arrays join
-    // those of the outermost; an object in an array hides what it holds.
+    // Stores a value according to its position: as an element of the surrounding array, as a
+    // top-level member, or as a field of such a member; deeper ones are dropped. Elements of nested
+    // arrays are added to the outermost array; members of an object in an array are dropped.
     bool value(const ReplyObject::Member &member, QStringView element)
     {
         if (inArray()) {
@@ -153,10 +153,11 @@ private:
 
     ReplyObject m_object;
     bool m_topIsObject = false;
-    qsizetype m_depth = 0;            ///< Objects and arrays around the present place.
-    QString m_key;                    ///< The member of the top level that is being read.
-    QString m_field;                  ///< The field inside it.
-    qsizetype m_arrayDepth = noArray; ///< How deep the outermost array around the place lies.
+    qsizetype m_depth = 0; ///< Number of objects and arrays around the current position.
+    QString m_key;         ///< The top-level member that is being read.
+    QString m_field;       ///< The field inside that member.
+    qsizetype m_arrayDepth =
+        noArray; ///< The depth of the outermost array around the current position.
     qsizetype m_objectsInArray = 0;
     QString m_elements;
     bool m_isFirstElement = true;

@@ -6,21 +6,23 @@
 
 #include <optional>
 
-/// What a reply's JSON object says, flattened to texts as an action needs it.
+/// The members of a reply's JSON object, as the texts that an action needs.
 struct ReplyObject
 {
     struct Member
     {
         bool isString = false;
         bool isObject = false;
-        std::optional<QString> text = {};   ///< Of a string, number, boolean or array; else absent.
-        QMap<QString, QString> fields = {}; ///< Of an object: its members that have a text.
+        std::optional<QString> text =
+            {}; ///< Of a string, number, boolean or array; absent otherwise.
+        QMap<QString, QString> fields =
+            {}; ///< Of an object: those of its members that have a text.
     };
 
     QMap<QString, Member> members;
 
-    /// Decodes strict RFC 8259 JSON whose top-level value is an object; of a repeated key the last
-    /// one counts. Nothing for anything else. Takes time in proportion to the text, and no more
-    /// stack and memory for deeper nesting.
+    /// Decodes strict RFC 8259 JSON whose top-level value is an object; if a key is repeated, its
+    /// last value counts. Nothing for anything else. Takes linear time; deep nesting needs no
+    /// additional stack or memory.
     [[nodiscard]] static std::optional<ReplyObject> decode(const QByteArray &utf8);
 };
