@@ -14,9 +14,9 @@
 struct llama_context;
 struct llama_model;
 
-/// The least code that generates a reply with the library: the same calls in the same order with
-/// the same parameters as the engine, in the caller's thread, with no regard for failures beyond
-/// stopping. What the engine is measured against.
+/// The least code that generates a reply with llama.cpp, as the baseline for the engine: the same
+/// calls in the same order with the same parameters, on the caller's thread. Any failure ends the
+/// program.
 class BareLoop
 {
 public:
@@ -25,10 +25,10 @@ public:
     BareLoop(const BareLoop &) = delete;
     BareLoop &operator=(const BareLoop &) = delete;
 
-    /// The conversation as the model reads it.
+    /// The tokens of the conversation.
     [[nodiscard]] std::vector<std::int32_t> prompt(const QList<ChatMessage> &conversation) const;
 
-    /// Calls onToken after each token with the bytes that it stands for.
+    /// Calls onToken after each token with the token's bytes.
     std::string generate(const QList<ChatMessage> &conversation, int maxTokens,
                          const std::function<void(const std::string &piece)> &onToken);
 

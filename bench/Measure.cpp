@@ -26,7 +26,7 @@ double rank(const std::vector<double> &sorted, double share)
     return sorted[below] * (1 - weight) + sorted[above] * weight;
 }
 
-// POSIX knows no call for a process's own memory, but every system that we run on has ps.
+// POSIX has no call for the memory of a process, but both systems have ps.
 double residentByPs()
 {
     const std::string command = "ps -o rss= -p " + std::to_string(getpid());

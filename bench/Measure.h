@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
-/// What the benchmarks share: clocks, robust figures, memory, and the one JSON object that each of
-/// them prints. Figures come from many short rounds and are summarised by ranks, so that a busy
-/// neighbour on the machine spoils a few rounds and not the result.
+/// Shared by the benchmarks: clocks, robust statistics, memory, and the JSON object that each of
+/// them prints. Figures come from many short rounds and are summarised by quantiles, so that other
+/// load on the machine affects some rounds but not the result.
 namespace Measure {
 using Json = nlohmann::ordered_json;
 
@@ -27,7 +27,7 @@ private:
     Clock::time_point m_start = Clock::now();
 };
 
-/// The middle of the samples and the quartiles around it.
+/// The median of the samples and the quartiles.
 struct Summary
 {
     double median = 0;
@@ -39,26 +39,26 @@ struct Summary
 [[nodiscard]] Summary summarize(std::vector<double> samples);
 void to_json(Json &json, const Summary &summary);
 
-/// a / b, pair by pair: what was measured in the same round met the same neighbours.
+/// a / b for each round: both were measured under the same load.
 [[nodiscard]] std::vector<double> ratios(const std::vector<double> &a,
                                          const std::vector<double> &b);
 
-/// Each sample over the one before it: what the ratio of equal things looks like on this machine.
+/// Each sample divided by the previous one: how much ratios of equal things vary on this machine.
 [[nodiscard]] std::vector<double> neighbourRatios(const std::vector<double> &samples);
 
-/// The exponent e of time ~ size^e, by least squares over the logarithms.
+/// The exponent e of time ~ size^e, by least squares of the logarithms.
 [[nodiscard]] double growthExponent(const std::vector<std::pair<double, double>> &sizesAndTimes);
 
-/// Main memory that this process occupies now, in MB (10^6 bytes). Mapped files count.
+/// The process's resident memory now, in MB (10^6 bytes), including mapped files.
 [[nodiscard]] double residentMB();
 
-/// The most that it ever occupied; what it occupies now where the system does not tell.
+/// The maximum of it so far; if the system does not tell that, the value now.
 [[nodiscard]] double peakResidentMB();
 
 /// A line of progress on standard error.
 void say(const std::string &line);
 
-/// A figure that ought to stay on one side of a limit.
+/// A figure with a limit that it should not cross.
 struct Goal
 {
     enum class Side { atMost, atLeast };

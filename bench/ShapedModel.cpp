@@ -46,7 +46,7 @@ struct Tensor
     int rows;
 };
 
-// The recipe called Q4_K_M gives some of the layers' more sensitive matrices six bits.
+// Q4_K_M uses six bits for the more sensitive matrices of some layers.
 ggml_type sensitive(int layer)
 {
     const bool precise =
@@ -78,7 +78,7 @@ std::vector<Tensor> allTensors()
     return all;
 }
 
-// Byte-level vocabularies write each byte as a printable character of its own.
+// Byte-level vocabularies represent each byte by a printable character.
 std::string byteToken(int byte)
 {
     const auto isPrintable = [](int value) {
@@ -120,7 +120,7 @@ void describeVocabulary(gguf_context *gguf)
     constexpr int control = 3;
     std::vector<int> types(tokens, normal);
     types.back() = control;
-    const char *merge = "a b"; // No word begins so: every prompt stays bytes.
+    const char *merge = "a b"; // No word begins like this: every prompt remains bytes.
 
     gguf_set_val_str(gguf, "tokenizer.ggml.model", "gpt2");
     gguf_set_val_str(gguf, "tokenizer.ggml.pre", "qwen2");
@@ -130,7 +130,7 @@ void describeVocabulary(gguf_context *gguf)
     gguf_set_arr_str(gguf, "tokenizer.ggml.merges", &merge, 1);
     gguf_set_val_u32(gguf, "tokenizer.ggml.eos_token_id", endToken);
     gguf_set_val_bool(gguf, "tokenizer.ggml.add_bos_token", false);
-    // The library knows the format by its marker and never runs the template.
+    // The library recognises the format by its marker and does not run the template.
     gguf_set_val_str(gguf, "tokenizer.chat_template",
                      "{% for message in messages %}{{'<|im_start|>' + message['role'] + '\n' + "
                      "message['content'] + '<|im_end|>' + '\n'}}{% endfor %}");
@@ -178,8 +178,8 @@ qint64 dataSize(const Tensor &tensor)
     return static_cast<qint64>(ggml_row_size(tensor.type, tensor.rowLength)) * tensor.rows;
 }
 
-// A real quantisation of a few hundred random rows; the matrices repeat them. The time of a matrix
-// product does not depend on what the rows hold.
+// A few hundred random rows, quantised as in real models; the matrices repeat them. The time of a
+// matrix product does not depend on the values.
 class RandomRows
 {
 public:
@@ -229,7 +229,7 @@ void writeRows(QIODevice &file, const Tensor &tensor, int rows, const QByteArray
 
 void write(QIODevice &file, const Tensor &tensor, RandomRows &random)
 {
-    // So much fainter than the others, a token never ranks among those that are drawn from.
+    // With weights this much smaller than the others, a token is never sampled.
     constexpr float usual = 0.1F;
     constexpr float faint = 0.001F;
     if (tensor.rows == 1) {
@@ -237,7 +237,8 @@ void write(QIODevice &file, const Tensor &tensor, RandomRows &random)
     } else {
         const QByteArray &block = random.of(tensor.type, tensor.rowLength, usual);
         if (tensor.rows == tokens) {
-            // Bytes may be half a character, and the last token ends the generation.
+            // Never sampled: a byte may be part of a character, and the last token ends the
+            // generation.
             const QByteArray &faintBlock = random.of(tensor.type, tensor.rowLength, faint);
             writeRows(file, tensor, byteTokens, faintBlock);
             writeRows(file, tensor, tokens - byteTokens - 1, block);

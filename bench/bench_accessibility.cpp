@@ -1,5 +1,5 @@
-// What it takes to look at another application's controls and to press one, beside a walk that asks
-// one question after the other, and beside that of a library that people use for it.
+// The time to read another application's controls and to press one, compared with a walk that makes
+// one query after the other, and with a library that is in use for this.
 
 #include "Measure.h"
 #include "agent/action/ActionError.h"
@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int rounds = 15;
 
-// Those of a click.
+// The limits and roles of a click.
 constexpr ControlWalk::Limits limits{.elements = 3000, .depth = 12};
 constexpr auto roles =
     std::to_array<QStringView>({u"AXButton", u"AXMenuItem", u"AXMenuBarItem", u"AXRadioButton",
@@ -33,7 +33,7 @@ struct Walked
 
 enum class Wanted { nothing, everything };
 
-// With nothing wanted it is the walk of a click on a label that is not there.
+// If nothing is wanted, this is the walk of a click on a label that does not exist.
 Walked batched(ProcessId application, Wanted wanted)
 {
     Walked walked;
@@ -49,7 +49,7 @@ Walked batched(ProcessId application, Wanted wanted)
     return walked;
 }
 
-// A walk by a program of its own, which prints what it met, and last how long that took.
+// A walk by another program, which prints the controls that it visited and, last, how long it took.
 Walked walkedBy(const QString &program, QStringList arguments, ProcessId application)
 {
     QProcess walk;
@@ -91,7 +91,7 @@ void waitUntilShown(ProcessId application)
             if (front && front->pid == application && Executor::readUI().contains(u"Button 0"_s))
                 return;
         } catch (const ActionError &) {
-            // It is still busy with itself.
+            // It is still starting.
         }
     }
     throw std::runtime_error("The window did not appear.");

@@ -1,5 +1,5 @@
-// What the actions themselves cost, without the waits that belong to them: real windows on a
-// desktop of the benchmark's own, two hundred installed applications, full folders.
+// The time of the actions without their fixed waits: real windows on a private desktop, two hundred
+// installed applications, full folders.
 #include "agent/action/ActionError.h"
 #include "bench/Measure.h"
 #include "executor/Executor.h"
@@ -27,8 +27,8 @@ constexpr int openWindows = 10;
 constexpr int filesInFolder = 1000;
 constexpr double limit = 20;
 
-// What is known of the desktop is kept for a second; between two steps of a task the model thinks
-// for longer than that, so each action starts without.
+// The state of the desktop is cached for a second. In a task, the model generates for longer than
+// that between two steps, so each action starts with an empty cache.
 constexpr std::chrono::milliseconds modelsThought{1100};
 
 struct Action
@@ -52,7 +52,7 @@ QByteArray entry(const QByteArray &name, const QByteArray &exec, const QByteArra
 {
     QByteArray content =
         "[Desktop Entry]\nType=Application\nName=" + name + "\nExec=" + exec + '\n' + more;
-    // As many translations as the entries of large projects have.
+    // As many translations as in the desktop entries of large projects.
     for (char first = 'a'; first <= 'j'; ++first) {
         for (char second = 'a'; second <= 'd'; ++second) {
             const QByteArray language{first, second};
@@ -123,11 +123,11 @@ std::string title(const Action &action)
     QString text = action.name;
     for (const auto &[key, value] : action.args.asKeyValueRange())
         text += u' ' + key + u'=' + value;
-    // The folders' numbers are of no interest.
+    // Without the numbers of the folders.
     return text.section(u" name="_s, 0, 0).toStdString();
 }
 
-// QCoro's own waiting knows no exceptions.
+// QCoro's waitFor() does not pass exceptions on.
 QCoro::Task<QString> failure(AgentAction action)
 {
     try {

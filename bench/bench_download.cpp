@@ -1,5 +1,5 @@
-// The model manager's download beside the program curl: the same server on loopback, the same
-// folder, in turns; and what it costs in memory.
+// The model manager's download compared with curl: the same server on loopback, the same folder, in
+// turns; and its memory.
 #include "bench/BodyServer.h"
 #include "bench/Measure.h"
 #include "models/ModelManager.h"
@@ -27,7 +27,7 @@ using Measure::Json;
 constexpr long long bodySize = 1'000'000'000;
 constexpr int rounds = 9;
 
-// Takes every file for a model, so that a finished download ends with `loaded`.
+// Accepts every file as a model, so that a finished download ends in `loaded`.
 class AnyFileEngine final : public InferenceEngine
 {
 public:
@@ -75,7 +75,7 @@ void expectWhole(const QString &path)
 struct Curl
 {
     double seconds = 0;
-    double flushSeconds = 0; ///< Until the file has reached the disk, which curl does not wait for.
+    double flushSeconds = 0; ///< Until the file is on the disk, which curl does not wait for.
 };
 
 Curl downloadWithCurl(const QUrl &url)
@@ -162,7 +162,7 @@ Json described(const Rounds &all)
             {"progressReports", all.progressReports}};
 }
 
-// Into a home below the folder, so that nobody's models and settings are touched.
+// Into a home below the folder, so that the user's models and settings are not touched.
 Json measure(const QString &folder, const QUrl &url)
 {
     const QTemporaryDir home(folder + u"/quillon-bench-XXXXXX"_s);
@@ -180,7 +180,7 @@ Json measure(const QString &folder, const QUrl &url)
     manager.select(model);
 
     Rounds all;
-    // The first of each is not counted: it meets cold code and a cold file system.
+    // The first round is not counted: caches are cold.
     for (int round = 0; round <= rounds; ++round) {
         Measure::say("download: " + folder.toStdString() + ", round " + std::to_string(round));
         const Curl curl = downloadWithCurl(url);
@@ -201,7 +201,7 @@ int measureAll()
 {
     const Server server;
     Json figures{{"disk", measure(QDir::tempPath(), server.url())}};
-    // Where there is a disk in memory, it shows the transfer without the disk's moods.
+    // If there is a file system in memory, it shows the transfer without the disk's variance.
     const QString memory = u"/dev/shm"_s;
     if (QFileInfo(memory).isWritable() && QStorageInfo(memory).bytesAvailable() > 2 * bodySize)
         figures["memory"] = measure(memory, server.url());

@@ -1,6 +1,6 @@
-// LlamaEngine beside the least code that makes the same library calls: the same file and parameters
-// in the same process, in turns, on a tiny model and on one of the usual size. And, in a process of
-// its own, beside what people write in JavaScript with a binding of the library, where that is
+// LlamaEngine compared with the least code that makes the same library calls: the same file and
+// parameters in the same process, in turns, with a tiny model and with one of the usual size. Also,
+// in another process, with a JavaScript program that uses a binding of the library, if that is
 // installed.
 #include "bench/BareLoop.h"
 #include "bench/Measure.h"
@@ -23,7 +23,7 @@ using namespace Qt::StringLiterals;
 namespace {
 using Measure::Json;
 
-// One generation: how long until the first token, and how long each further one took.
+// One generation: the time to the first token, and of each further one.
 struct Generation
 {
     double promptSeconds = 0;
@@ -80,7 +80,7 @@ Generation generate(InferenceEngine &engine, const Workload &work)
     return clock.generation(work.tokens);
 }
 
-/// The loop over the binding, a program that waits for one generation after the other.
+/// The program that uses the binding; it does one generation at a time.
 class BindingLoop
 {
 public:
@@ -144,7 +144,7 @@ Json compareTimes(const Workload &work)
     BareLoop bare(work.file);
     LlamaEngine engine;
     QCoro::waitFor(engine.load(work.file));
-    // The first run of each touches its memory for the first time.
+    // Warms up: the first run of each touches its memory for the first time.
     generate(bare, work);
     generate(engine, work);
     std::optional<BindingLoop> binding;
@@ -160,7 +160,7 @@ Json compareTimes(const Workload &work)
     for (int round = 0; round < work.rounds; ++round) {
         if (round % 10 == 0)
             Measure::say("engine: round " + std::to_string(round));
-        // Who goes first changes, so that neither always finds the caches as the other left them.
+        // They alternate in going first, so that the caches favour neither.
         const bool bareFirst = round % 2 == 0;
         if (bareFirst)
             bareSeries.add(generate(bare, work));
@@ -186,7 +186,7 @@ Json compareTimes(const Workload &work)
     return found;
 }
 
-// Another process each time, as memory that was used once rarely goes back.
+// A new process each time, since a process rarely returns memory to the system.
 double peakMemory(const QString &which, const QString &kind)
 {
     QProcess process;

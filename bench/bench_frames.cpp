@@ -1,6 +1,6 @@
-// Whether the panel stays smooth: how long its frames take, and how long its main thread is busy at
-// a stretch, while a real model generates at full speed and 200 turns are in the history. On a
-// private desktop, painted as the program paints on Linux: in software.
+// Whether the panel stays smooth: the time of its frames and the longest block of its main thread,
+// while a real model generates at full speed and the history has 200 turns. On a private desktop,
+// rendered in software as the program does on Linux.
 #include "agent/AgentSession.h"
 #include "app/Panel.h"
 #include "bench/Measure.h"
@@ -35,10 +35,10 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int turnsInHistory = 200;
-constexpr int enough = 600; // Frames.
+constexpr int enough = 600; // frames
 constexpr std::chrono::minutes atMost{3};
 
-// What this thread had of the processor so far: what other programs take does not count.
+// This thread's processor time so far; other programs do not count.
 double processorMilliseconds()
 {
     timespec time{};
@@ -46,8 +46,8 @@ double processorMilliseconds()
     return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
 }
 
-/// Notes how long each frame takes, from the window's waking up to paint until it is painted, and
-/// how late the event loop gets to a timer that wants to run all the time.
+/// Records how long each frame takes, from the start of rendering until it is painted, and by how
+/// much the event loop delays a timer with an interval of zero.
 class Stopwatches final : public QObject
 {
 public:
@@ -82,7 +82,7 @@ public:
 
     // In milliseconds.
     std::vector<double> frames;
-    std::vector<double> work; ///< The same frames, in time of the processor.
+    std::vector<double> work; ///< The same frames in processor time.
     std::vector<double> lateness;
 
 private:
@@ -113,7 +113,7 @@ QList<Turn> history()
     return turns;
 }
 
-// A fast model that never comes to an end, or the shape of the one that people use.
+// A fast model whose replies have no end, or one with the size and shape of the usual model.
 void putModel(bool isTiny)
 {
     const QString place =
@@ -129,7 +129,7 @@ void putModel(bool isTiny)
     model.write(place);
 }
 
-/// The panel over the real session, manager and engine.
+/// The panel with the real session, manager and engine.
 struct Scene
 {
     Scene() : session(models), sessionView(session), modelsView(models)
@@ -177,7 +177,7 @@ Figures measure(Scene &scene)
 
     scene.session.setTurns(history());
     Stopwatches clocks(*scene.window);
-    // Each turn ends with the third reply that is no plan.
+    // Each turn ends with the third unreadable reply.
     wait([&] {
         if (!scene.session.isRunning()) {
             scene.session.submit(u"Find the latest PDF in my Downloads folder"_s);
@@ -219,7 +219,7 @@ Measure::Json describe(const Figures &figures)
 
 int main(int argc, char *argv[])
 {
-    // Before the desktop's own home hides it.
+    // Before the private desktop sets its own.
     const QByteArray cache = qgetenv("XDG_CACHE_HOME");
     const QByteArray home = qgetenv("HOME");
     const VirtualDesktop desktop;
@@ -243,7 +243,7 @@ int main(int argc, char *argv[])
                         {{"turnsInHistory", turnsInHistory},
                          {"tiny", describe(tiny)},
                          {"1.5B", describe(shaped)}});
-        // Its end would wait for the model's reply, which takes as long as on any other day.
+        // Not destroyed: the destructor would wait for the model's reply.
         static_cast<void>(scene.release());
         std::cout.flush();
         std::_Exit(EXIT_SUCCESS);

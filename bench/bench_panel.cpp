@@ -1,7 +1,7 @@
-// What the panel costs: from the start of the program to its first painted frame, from the hot key
-// to the painted panel with the keyboard, the memory it takes while no model is loaded, and what it
-// does while nothing happens. On a private desktop with a compositor-less X server; the program is
-// the one that users run, looked at from outside.
+// The cost of the panel: the time from the program's start to its first painted frame and from the
+// hot key to the painted panel with the keyboard focus, its memory without a loaded model, and its
+// processor time when idle. On a private X server without a compositor; the program is the one that
+// users run, observed from outside.
 #include "bench/Measure.h"
 #include "support/VirtualDesktop.h"
 
@@ -46,12 +46,12 @@ xcb_atom_t atom(xcb_connection_t *connection, const QByteArray &name)
     return reply->atom;
 }
 
-// On the panel's left and right edge, from top to bottom, where it stands when it is summoned.
+// Points on the left and right edge of the panel at its position when summoned, from top to bottom.
 constexpr std::array<std::pair<int16_t, int16_t>, 6> places{
     {{290, 130}, {290, 400}, {290, 690}, {990, 130}, {990, 400}, {990, 690}}};
 using Sample = std::array<uint32_t, places.size()>;
 
-/// The X server's view of the panel: when it is there, painted, and has the keyboard.
+/// Observes through the X server when the panel is mapped, is painted and has the focus.
 class Onlooker
 {
 public:
@@ -65,7 +65,7 @@ public:
     Onlooker(const Onlooker &) = delete;
     Onlooker &operator=(const Onlooker &) = delete;
 
-    /// The panel's window among those of the window manager.
+    /// The panel's window among those that the window manager lists.
     [[nodiscard]] std::optional<xcb_window_t> panel()
     {
         const Reply<xcb_get_property_reply_t> list(xcb_get_property_reply(
@@ -97,7 +97,7 @@ public:
         return focus && focus->focus == window;
     }
 
-    /// What the screen shows in those places of the panel that hold nothing but its background.
+    /// The screen's pixels at points where the panel has only its background.
     [[nodiscard]] Sample sample()
     {
         std::array<xcb_get_image_cookie_t, places.size()> cookies{};
@@ -168,7 +168,7 @@ double residentMB(qint64 process)
            static_cast<double>(sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-// Of all its threads, in milliseconds.
+// Of all threads of the process, in milliseconds.
 double processorTime(qint64 process)
 {
     QFile file(u"/proc/%1/stat"_s.arg(process));
@@ -197,7 +197,7 @@ int measure(const QString &program)
     Sample full = bare;
     const auto isPainted = [&] {
         const Sample now = onlooker.sample();
-        // Before the first start we do not know the panel's colours.
+        // The panel's colours are unknown before its first start.
         return full == bare ? std::ranges::mismatch(now, bare).in1 == now.begin() : now == full;
     };
     for (int i = 0; i <= starts; ++i) {

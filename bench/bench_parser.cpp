@@ -1,4 +1,4 @@
-// How fast replies are parsed, and how the time grows with hostile ones from 1 KB to 10 MB.
+// The speed of parsing replies, and the growth of the time for hostile ones from 1 KB to 10 MB.
 #include "agent/action/AgentAction.h"
 #include "bench/Measure.h"
 
@@ -19,7 +19,7 @@ QString inArgument(const QString &value)
     return text(R"({"action":"x","a":)") + value + text("}");
 }
 
-// As many repetitions as fit, and what closes them.
+// As many repetitions as fit into the size, with their closing parts.
 QString nested(const char *open, const char *inside, const char *close, qsizetype size)
 {
     const qsizetype levels = size / (text(open).size() + text(close).size());
@@ -39,7 +39,7 @@ struct Shape
 {
     const char *name;
     std::function<QString(qsizetype size)> write;
-    /// What is measured where it is not the parsing alone.
+    /// Further work to measure besides the parsing.
     std::function<void(const AgentAction &)> use = {};
 };
 
@@ -157,7 +157,7 @@ struct Timing
     Measure::Summary seconds;
 };
 
-// Repeats the work until its rounds are many enough and long enough to be believed.
+// Repeats the work until there are enough rounds of sufficient length.
 Timing measure(const Shape &shape, qsizetype size)
 {
     constexpr double enoughSeconds = 0.03;
@@ -230,8 +230,8 @@ int main()
     double slowestThroughput = 1e9;
     const Json usualFigures = usual(&slowestReply);
     const Json hostileFigures = hostile(&steepestGrowth, &slowestThroughput);
-    // Growth may exceed 1 a little: maps look their keys up in logarithmic time, and the large
-    // texts no longer fit the processor's caches.
+    // Growth may exceed 1 a little: maps need logarithmic time per key, and large texts do not fit
+    // into the processor's caches.
     Measure::report("parser",
                     {{"steepest growth exponent from 1 KB to 10 MB", steepestGrowth,
                       Measure::Goal::Side::atMost, 1.2}},

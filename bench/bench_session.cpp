@@ -1,5 +1,5 @@
-// What the session itself costs: from a submitted task to the engine's call, and from the model's
-// reply to the call of the platform that performs the step.
+// The overhead of the session: from a submitted task to the engine's call, and from the model's
+// reply to the call of the platform.
 #include "agent/AgentSession.h"
 #include "bench/Measure.h"
 #include "models/ModelManager.h"
@@ -15,17 +15,17 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// When the task was submitted and the model's reply given, and how long it took from there.
+// When the task was submitted and when the reply was given, with the times measured from there.
 struct Clock
 {
     Measure::Stopwatch sinceSubmit;
     Measure::Stopwatch sinceReply;
     double toEngine = 0;
     double toPlatform = 0;
-    bool awaitsStep = false; // The reply was given and the platform has not been called yet.
+    bool awaitsStep = false; // The platform has not been called since the reply.
 };
 
-// Asks for the windows, a step without waits of its own, and then ends the turn.
+// Asks for the windows, which is a step without a fixed wait, and then ends the turn.
 class QuickEngine final : public InferenceEngine
 {
 public:
@@ -52,7 +52,7 @@ private:
     Clock &m_clock;
 };
 
-// A desktop in memory that notes when its screen is asked for.
+// A platform in memory that records when its screen is requested.
 class TimedPlatform final : public FakePlatform
 {
 public:
@@ -126,7 +126,7 @@ int measure()
 
 int main(int argc, char *argv[])
 {
-    // Nobody's settings: they go into a home of their own.
+    // A home of its own, so that the user's settings are not touched.
     const QTemporaryDir home;
     for (const char *variable : {"HOME", "XDG_DATA_HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME"})
         qputenv(variable, home.path().toUtf8());

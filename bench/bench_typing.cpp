@@ -1,5 +1,5 @@
-// What typing costs beside the pauses that it has to make: 1,000 characters into a terminal on a
-// desktop in memory, in turns with xdotool, a tool for the same job. What arrives is compared.
+// The time of typing apart from its fixed pauses: 1,000 characters into a terminal on a private
+// desktop, in turns with xdotool. The received text is compared.
 #include "bench/Measure.h"
 #include "executor/Executor.h"
 #include "executor/Pause.h"
@@ -19,11 +19,11 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int rounds = 15;
-// What it takes by design: 50 pieces of 20 characters, 15 ms after each.
+// The fixed pauses: 50 pieces of 20 characters, 15 ms after each.
 constexpr int pieces = 50;
 constexpr double pauses = pieces * 0.015;
 
-// Runs the event loop until the task has ended; QCoro's own waitFor knows no exceptions.
+// Runs the event loop until the task has ended; QCoro's waitFor() does not pass exceptions on.
 void await(QCoro::Task<> task)
 {
     std::exception_ptr failure;
@@ -39,14 +39,14 @@ void await(QCoro::Task<> task)
         std::rethrow_exception(failure);
 }
 
-// The same pauses with nothing between them: what they take on this machine at this moment.
+// The pauses alone: how long they take on this machine at present.
 QCoro::Task<> pauseOnly()
 {
     for (int i = 0; i < pieces; ++i)
         co_await Executor::pause(std::chrono::milliseconds(15), {});
 }
 
-/// A terminal that writes down what is typed into it.
+/// A terminal that writes its input to a file.
 class Terminal
 {
 public:
@@ -58,11 +58,11 @@ public:
         const ProcessId pid{process.processId()};
         waitFor([&] { return Platform::current().workspace().focusedProcess() == pid; });
         waitFor([this] { return QFile::exists(m_file); });
-        // Keys that come before it has noticed that it is in front are lost.
+        // It drops keys until it has processed the focus change.
         QThread::sleep(1);
     }
 
-    /// How long the work takes that types the text, until it is all there.
+    /// The time from the start of typing until all of the text has arrived.
     double seconds(const QString &text, const std::function<void()> &type)
     {
         m_expected += text.toUtf8();
@@ -102,7 +102,7 @@ void measure()
     desktop.enableAccessibility();
     Terminal terminal(desktop);
     const QString plain = u"The quick brown fox jumps over it. "_s.repeated(29).left(1000);
-    // Ten letters that the layout does not have.
+    // Has ten letters that the keyboard layout lacks.
     const QString foreign = u"Größe, naïveté: Жук шёл. "_s.repeated(40).left(1000);
 
     std::vector<double> plainTimes;
@@ -126,7 +126,7 @@ void measure()
         const double key =
             terminal.seconds(u"a"_s, [&] { await(Executor::keystroke(u"a"_s, QStringList())); });
         if (round < 0)
-            continue; // To warm up.
+            continue; // warms up
         plainTimes.push_back(ours);
         pauseTimes.push_back(pausing);
         foreignTimes.push_back(oursForeign);

@@ -1,6 +1,6 @@
-// The loop of a program in JavaScript that generates with llama.cpp through its best-known binding,
-// as that binding's users write it. It answers each line on its input, one generation's prompt and
-// length, with a line that tells how long that took.
+// Generates with llama.cpp through its best-known JavaScript binding, as that binding's
+// documentation suggests. Reads one generation's prompt and length from each line of its input and
+// answers with a line that has the time.
 //   node binding-loop.mjs FOLDER-WITH-THE-BINDING MODEL
 
 import path from "node:path";
@@ -11,9 +11,9 @@ const [folder, modelPath] = process.argv.slice(2);
 const entry = path.join(folder, "node_modules/node-llama-cpp/dist/index.js");
 const { getLlama } = await import(pathToFileURL(entry).href);
 
-// As many threads as there are cores. The default is at least four, like the library's own, but the
-// binding's kernels come without OpenMP: where there are fewer cores, their threads wait for each
-// other by spinning, fifty times as long.
+// One thread per core. The default is at least four, like the library's own, but the binding's
+// backends are built without OpenMP: with fewer cores, their threads wait for each other by
+// spinning, which makes them fifty times slower.
 const llama = await getLlama({
     build: "never",
     gpu: process.platform === "darwin" ? "auto" : false,

@@ -12,7 +12,7 @@ import time
 
 from dogtail.config import config
 
-# It writes logs, and passes over all children of an element but a hundred, unless told otherwise.
+# By default it writes logs, and skips all but a hundred children of an element.
 config.load({
     "checkForA11y": False,
     "childrenLimit": 100000,
@@ -20,7 +20,7 @@ config.load({
     "logDebugToStdOut": False,
 })
 
-from dogtail import tree  # noqa: E402 - the settings come first
+from dogtail import tree  # noqa: E402 - the settings must come first
 
 ELEMENT_LIMIT = 3000
 DEPTH_LIMIT = 12
@@ -48,7 +48,7 @@ def walk(pid):
         if depth < DEPTH_LIMIT:
             queue.extend((child, depth + 1) for child in node.children)
         if role in CLICKABLE:
-            # One question more for each text, as long as there is none.
+            # Each text is one more query, made only if the ones before it are empty.
             labels.append(node.name or node.description or node.text or "")
     return labels
 

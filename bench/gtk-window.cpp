@@ -1,4 +1,4 @@
-// A window of GTK's ordinary controls, as many as it is told to: six elements a row.
+// A window with ordinary GTK controls, six elements per row; the argument is the number of rows.
 
 #include <gtk/gtk.h>
 

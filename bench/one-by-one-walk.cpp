@@ -1,7 +1,6 @@
-// The walk of a click on a label that is not there, in its plainest form: one element after the
-// other, one question after the other, over the desktop's own library for it. It prints the
-// controls that it met, and last how many milliseconds that took. A process of its own, because the
-// library remembers what it was told.
+// The walk of a click on a label that does not exist, in its simplest form: one element and one
+// query after the other, with libatspi. Prints the controls that it visited and, last, the time in
+// milliseconds. A process of its own, because the library caches.
 
 #include "Measure.h"
 #include "platform/Workspace.h"
@@ -10,7 +9,7 @@
 
 #include <QStringList>
 
-// Its headers use a name that Qt takes for its own.
+// The headers use a name that is a macro of Qt.
 #undef signals
 #include <atspi/atspi.h>
 
@@ -62,7 +61,7 @@ QString content(AtspiAccessible *element)
                 : QString();
 }
 
-// The first of its texts that is not empty. This version of the library knows no help text.
+// The first non-empty text. This version of the library has no help text.
 QString label(AtspiAccessible *element, AtSpiRole role)
 {
     const QStringList texts{
@@ -82,7 +81,7 @@ QStringList walk(ProcessId application)
         const Queued now = std::move(queue.front());
         queue.pop_front();
         AtspiAccessible *const element = now.element.get();
-        // What the library remembers was told in bulk, where a toolkit can do that.
+        // Without the cache, which some toolkits fill in bulk.
         atspi_accessible_clear_cache(element);
         const auto role = static_cast<AtSpiRole>(atspi_accessible_get_role(element, nullptr));
         const QString name = AtSpiRoles::axName(role, now.liesInMenuBar);

@@ -1,4 +1,4 @@
-// A window of Qt's ordinary controls, as many as it is told to: six elements a row.
+// A window with ordinary Qt controls, six elements per row; the argument is the number of rows.
 
 #include <QApplication>
 #include <QCheckBox>

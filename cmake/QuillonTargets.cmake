@@ -1,4 +1,4 @@
-# What every target of this project has in common.
+# Settings and functions for all targets.
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -12,8 +12,8 @@ if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Release)
 endif()
 
-# The program finds its libraries beside itself, wherever both are moved to, and shared libraries
-# that were linked from elsewhere (a packaged llama.cpp, Homebrew's Qt) where they were linked.
+# The program finds its own libraries relative to itself, and others (a packaged llama.cpp,
+# Homebrew's Qt) at the paths from which they were linked.
 set(QUILLON_LLAMA_INSTALL_DIR "${CMAKE_INSTALL_LIBDIR}/quillon")
 if(APPLE)
     set(CMAKE_INSTALL_RPATH "@executable_path/../lib" "@executable_path/../Frameworks")
@@ -36,22 +36,22 @@ target_compile_options(quillon_options INTERFACE
     $<$<BOOL:${QUILLON_WARNINGS_AS_ERRORS}>:-Werror>
     $<$<COMPILE_LANGUAGE:OBJCXX>:-fobjc-arc>)
 if(QUILLON_SANITIZERS)
-    # gcc loses sight of what is initialised in instrumented code.
+    # In instrumented code, gcc warns about initialised variables.
     target_compile_options(quillon_options INTERFACE
         -fsanitize=${QUILLON_SANITIZERS} -fno-sanitize-recover=all -fno-omit-frame-pointer -g
         $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
     target_link_options(quillon_options INTERFACE -fsanitize=${QUILLON_SANITIZERS})
 endif()
 
-# quillon_library(agent Safety.cpp …) makes the static library quillon_agent of one folder.
+# quillon_library(agent Safety.cpp …) builds the static library quillon_agent from one folder.
 function(quillon_library name)
     add_library(quillon_${name} STATIC ${ARGN})
     target_link_libraries(quillon_${name} PUBLIC quillon_options)
 endfunction()
 
-# quillon_link_llama(inference) links llama.cpp with a target. Its headers come before those of all other
-# libraries: some export the whole folder that a package manager installs headers into, in which there
-# may be those of another llama.cpp.
+# quillon_link_llama(inference) links a target with llama.cpp. Its headers come before those of
+# other libraries: some of these export a package manager's whole include folder, which may contain
+# the headers of another llama.cpp.
 function(quillon_link_llama target)
     target_link_libraries(${target} PRIVATE llama)
     target_include_directories(${target} SYSTEM BEFORE PRIVATE

@@ -1,5 +1,5 @@
-// A model file may be anything: whatever it is, the engine loads it or fails, generates or fails,
-// and the program lives on.
+// The input is a model file: the engine must load it or fail, then generate or fail, and the
+// program must not crash.
 #include "inference/LlamaEngine.h"
 
 #include <QCoreApplication>

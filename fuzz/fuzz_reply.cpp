@@ -1,4 +1,4 @@
-// A model's reply is arbitrary text: whatever it is, parsing ends, and what it yields keeps its
+// The input is a model's reply: parsing must end, and a parsed action must fulfil AgentAction's
 // promises.
 #include "agent/action/AgentAction.h"
 
@@ -26,7 +26,7 @@ bool sameButForId(const std::optional<AgentAction> &a, const std::optional<Agent
     return a->name == b->name && a->args == b->args && a->id != b->id;
 }
 
-// The action as a well-behaved model would have written it.
+// The action as a reply in the requested format.
 QString written(const AgentAction &action)
 {
     nlohmann::json object{{"action", action.name.toStdString()}};

@@ -1,5 +1,5 @@
-// Runs a fuzz target over every file of the folders that are named on the command line, in any
-// build: the same inputs, without libFuzzer.
+// Runs a fuzz target on every file in the folders given on the command line. Needs no libFuzzer, so
+// it is part of any build.
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
@@ -20,7 +20,7 @@ int main(int argc, char *argv[])
                 inputs.push_back(entry.path());
         }
     }
-    // Without inputs nothing would be tested, and nobody would notice.
+    // Without inputs, nothing would be tested.
     if (inputs.empty()) {
         std::cerr << "There is nothing to replay.\n";
         return EXIT_FAILURE;

@@ -11,7 +11,7 @@ build_preset()
 
     llama=$(llama_dir)
     fresh=
-    # CMake remembers the parts of a llama.cpp one by one, and would mix two of them.
+    # CMake caches the parts of a llama.cpp separately and would mix two of them.
     if [ -f "$folder/CMakeCache.txt" ] &&
         ! grep -qxF "llama_DIR:PATH=$llama" "$folder/CMakeCache.txt"; then
         fresh=--fresh
@@ -22,12 +22,12 @@ build_preset()
     for language in $languages; do
         launchers="$launchers -DCMAKE_${language}_COMPILER_LAUNCHER=$(command -v ccache || true)"
     done
-    # The package finds its own libraries through these folders, in their order: its own goes first,
-    # lest a library of the same name elsewhere gets in between.
+    # llama.cpp's package looks for its own libraries in these folders, in this order: its own
+    # folder comes first, before another library of the same name.
     prefixes=${llama%/lib*/cmake/llama}${CMAKE_PREFIX_PATH:+:$CMAKE_PREFIX_PATH}
     ! on_macos || prefixes=$prefixes:$(brew --prefix)
 
-    # Continuous integration sets it; a newer compiler's warnings do not keep users from the tests.
+    # Set in CI. For users, a newer compiler's warnings are no errors.
     strict=
     [ -z "${QUILLON_STRICT-}" ] || strict=-DQUILLON_WARNINGS_AS_ERRORS=ON
 

@@ -1,13 +1,13 @@
 # shellcheck shell=sh disable=SC2034,SC2154 # variables are shared with the scripts
-# What every script here shares. The script sets $root, the folder of the checkout, before it reads
-# this file. Nothing is written to stdout: that belongs to the program which scripts/run starts.
+# Shared by all scripts here. A script sets $root, the folder of the checkout, before it reads this
+# file. Writes nothing to stdout, which is for the output of the program that scripts/run starts.
 
 set -eu
 
-# The caller's own would make cd print the folder that it goes to.
+# If it is set, cd prints the folder.
 unset CDPATH
 
-# Where the user reads: standard error, also while quietly has that go elsewhere.
+# The file descriptor for messages: standard error, also while quietly redirects that.
 user=2
 
 say()
@@ -30,7 +30,7 @@ on_macos()
 scratch=
 held_lock=
 
-# Leaves nothing behind, however the script ends.
+# Called however the script ends.
 tidy_up()
 {
     [ -z "$scratch" ] || rm -rf "$scratch"
@@ -41,7 +41,7 @@ trap 'exit 129' HUP
 trap 'exit 130' INT
 trap 'exit 143' TERM
 
-# The folder for what is built once for all checkouts.
+# The cache folder, for what is built once for all checkouts.
 cache_folder()
 {
     if ! on_macos && [ -n "${XDG_CACHE_HOME-}" ]; then
@@ -55,19 +55,19 @@ cache_folder()
     fi
 }
 
-# A temporary folder of this script's own in $scratch. It lies in the cache folder, so that what was
-# made in it reaches its place there in one step.
+# Creates a temporary folder in the cache folder, so that results are moved to their places there
+# atomically, and sets $scratch.
 make_scratch()
 {
     [ -z "$scratch" ] || return 0
     mkdir -p "$cache" 2>/dev/null || fail "Cannot write to $cache."
-    # What scripts that were killed have left.
+    # Left by scripts that were killed.
     find "$cache" -maxdepth 1 -name 'work.*' -mtime +0 -exec rm -rf {} +
     scratch=$(mktemp -d "$cache/work.XXXXXX") || fail "Cannot write to $cache."
 }
 
-# quietly SENTENCE COMMAND… runs a command without its output. Should it fail, the end of the output
-# and the sentence are shown. What the command itself says to the user is heard.
+# quietly SENTENCE COMMAND… runs a command without its output. If it fails, the end of its output
+# and the sentence are shown. Messages by say are shown in any case.
 quietly()
 {
     sentence=$1
@@ -83,21 +83,22 @@ quietly()
     fi
 }
 
-# birth PROCESS: when it started, in words that only it has among all that ever had its number.
+# birth PROCESS: the time at which it started, which tells it from other processes with the same id.
 birth()
 {
     if [ -d /proc/self ]; then
-        # The second field is the name, which may contain anything; the start is the 22nd.
+        # The second field is the name, which may contain any character; the start is the 22nd
+        # field.
         sed -e 's/.*) //' "/proc/$1/stat" 2>/dev/null | cut -d ' ' -f 20
     else
         LC_ALL=C TZ=UTC0 ps -o lstart= -p "$1" 2>/dev/null | tr -cd '[:alnum:]:'
     fi
 }
 
-# lock FILE SENTENCE waits until no other script holds the lock, and says so with the sentence. The
-# lock is a symbolic link that names its owner's process and when that started, since making one is a
-# single step; that of a process which has died is taken over, also where another one has got its
-# number. It only saves double work: whoever holds it, results are put in place in one step.
+# lock FILE SENTENCE waits until no other script holds the lock, and prints the sentence if it has
+# to wait. The lock is a symbolic link, since creating one is atomic, and contains its owner's
+# process id and start time; the lock of a process that has ended is taken over, even if its id is
+# in use again. It only saves double work: results are moved into place atomically in any case.
 lock()
 {
     mkdir -p "${1%/*}" 2>/dev/null || fail "Cannot write to ${1%/*}."
@@ -125,7 +126,7 @@ unlock()
     held_lock=
 }
 
-# sha256 FILE… (or standard input): a line with checksum and name for each.
+# sha256 FILE… (or standard input): prints prints a line with checksum and name for each.
 sha256()
 {
     if command -v sha256sum >/dev/null 2>&1; then

@@ -1,8 +1,7 @@
 # shellcheck shell=sh disable=SC2154 # variables come from common.sh
-# Which folder may include and link which other one: the arrows of docs/architecture.md. Reads
-# common.sh first.
+# Which folders a folder may include and link: the arrows of docs/architecture.md. Needs common.sh.
 
-# A folder, and the folders that it may use besides itself. agent/action is a room of its own.
+# A folder, and the folders that it may use besides itself. agent/action is a layer of its own.
 layers='
 base
 platform base
@@ -15,7 +14,7 @@ app agent agent/action models platform base
 ui app agent models base
 '
 
-# check_layers prints each #include and each linked library that goes up or sideways, and fails if there
+# check_layers prints each #include and each linked library that is not allowed, and fails if there
 # is one.
 check_layers()
 {

@@ -1,23 +1,23 @@
 # shellcheck shell=sh disable=SC2154 # variables come from common.sh
-# Where llama.cpp comes from: an installed package where there is a suitable one, else the pinned
-# release, built once into the user's cache folder. Reads common.sh and packages.sh first.
+# Provides llama.cpp: a suitable installed package, or else the pinned release, built once into the
+# user's cache folder. Needs common.sh and packages.sh.
 
 llama_version=0.5.0
 llama_archive=https://github.com/ggml-org/llama.cpp/archive/refs/tags/v0.5.0.tar.gz
-# What content_digest says of the release's files, however they came here: hosts pack the same files
-# into different archives over the years.
+# The content_digest of the release's files. Not of an archive: hosts pack the same files into
+# different archives over the years.
 llama_content=ddec8a38a5259f93b64c3971dcdecf06853b3c97ab12637fadf3f01223207d19
 # The same files as a git bundle, inside a package of another project.
 llama_npm_package=node-llama-cpp@3.22.1
 llama_npm_sha256=a0d9dd80eacd2ab1cfe71aee57ac8a806487fd70b3d2a38fbec637752d9e5c5f
-# Goes up when the way of building below changes.
+# Increase it when the way of building below changes.
 llama_recipe=2
-# For whom it is built: native is for this very processor, portable for every one of its family, as
-# packages need it. A script that wants the latter says so after reading this file.
+# native is for this machine's processor, portable for all of its family, as packages need it. A
+# script that needs the latter sets it after reading this file.
 llama_kind=native
 
-# A checksum of names and contents of all files in a folder. Nothing that is neither file nor folder
-# belongs into it, so such a thing makes it different from any pinned one.
+# Prints a checksum of names and contents of all files in a folder. Anything other than files and
+# folders makes it different from every pinned one.
 content_digest()
 {
     (
@@ -33,8 +33,8 @@ content_digest()
     )
 }
 
-# The folder with llama-config.cmake of an installed package that is known to work, or nothing. Each
-# new 0.x may change the library's interface, so only the releases of the pinned one's series count.
+# Prints the folder with llama-config.cmake of a suitable installed package, or nothing. Each 0.x
+# release may change the library's interface, so only those of the pinned series are suitable.
 installed_llama()
 {
     prefixes=${CMAKE_PREFIX_PATH-}:/usr/local:/usr
@@ -57,9 +57,9 @@ installed_llama()
     IFS=$old_ifs
 }
 
-# What a build is good for: the compilers and, where it is made for this very processor, its
-# instructions, both of which show in the compiler's own macros. A cache folder that moves to another
-# machine is not used there.
+# Prints a key of what a build depends on: the compilers and, for native builds, the processor's
+# instructions. Both show in the compiler's predefined macros. So a cache folder that is moved to
+# another machine is not used there.
 machine_key()
 {
     compiler=${CXX:-c++}
@@ -75,7 +75,7 @@ machine_key()
     } | sha256 | cut -c 1-12
 }
 
-# The oldest macOS that the program is built for, and so its libraries.
+# The oldest macOS that the program and its libraries are built for.
 oldest_macos()
 {
     sed -n 's/^set(CMAKE_OSX_DEPLOYMENT_TARGET \([0-9.]*\) .*/\1/p' "$root/CMakeLists.txt"
@@ -89,8 +89,8 @@ cached_llama()
     printf '%s\n' "$cache/$name-$(machine_key)"
 }
 
-# The folder to give to CMake as llama_DIR; it exists once ensure_llama has run. Packages carry our
-# own along, whatever is installed here.
+# Prints the folder for CMake's llama_DIR; it exists after ensure_llama. Packages contain our own
+# build, even if another one is installed here.
 llama_dir()
 {
     folder=
@@ -98,8 +98,8 @@ llama_dir()
     printf '%s\n' "${folder:-$(cached_llama)/lib/cmake/llama}"
 }
 
-# Each of the two puts the release's files into the folder $1. They answer 1 when the source cannot
-# be reached and 2 when it brings something else than what is pinned.
+# Both put the release's files into the folder $1. They return 1 if the source cannot be reached and
+# 2 if its content differs from what is pinned.
 fetch_llama_archive()
 {
     curl -fsSL --connect-timeout 5 --speed-limit 10000 --speed-time 20 \
@@ -145,8 +145,8 @@ fetch_llama()
     esac
 }
 
-# How each kind is built, one option a line. The native one is static, so that the program carries it
-# along wherever it goes.
+# Prints the options of the build, one per line. The native one is static, so that the program can
+# be moved.
 llama_options()
 {
     ! on_macos || printf '%s\n' "-DCMAKE_OSX_DEPLOYMENT_TARGET=$(oldest_macos)"
@@ -155,12 +155,12 @@ llama_options()
         printf '%s\n' -DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=ON
         ;;
     portable-Darwin)
-        # What the first of Apple's own processors has; the graphics processor does the work.
+        # The instructions of the first Apple processor; the graphics processor does the work.
         printf '%s\n' -DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=OFF \
             -DGGML_CPU_ARM_ARCH=armv8.4-a+dotprod+fp16
         ;;
     portable-*)
-        # One library for each generation of processors, all beside the one that chooses among them.
+        # One library for each generation of processors, in the folder of the one that chooses.
         # shellcheck disable=SC2016 # the loader's own variable
         printf '%s\n' -DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON \
             -DGGML_CPU_ALL_VARIANTS=ON -DCMAKE_INSTALL_BINDIR=lib '-DCMAKE_INSTALL_RPATH=$ORIGIN'
@@ -172,11 +172,11 @@ llama_options()
 build_llama()
 {
     (
-        # Each of these would change what is built: the date empties the processor's flags.
+        # Each of these would change the result; the date removes the processor's flags.
         unset SOURCE_DATE_EPOCH CFLAGS CXXFLAGS CPPFLAGS
-        # This release's code for AMX processors crashes at the first prompt of a quantised model
-        # when gcc 12 has compiled it: the compiler drops what is written to the tile configuration.
-        # Without that macro the library uses its AVX-512 code there.
+        # If compiled by gcc 12, this release's code for AMX processors crashes at the first prompt
+        # of a quantised model: the compiler drops writes to the tile configuration. Without this
+        # macro, the library uses its AVX-512 code.
         without_amx=-U__AMX_INT8__
         # shellcheck disable=SC2046 # one word for each option
         cmake -S "$1" -B "$2" -G Ninja -DCMAKE_BUILD_TYPE=Release \
@@ -190,19 +190,19 @@ build_llama()
     )
 }
 
-# Puts the folder $1 in the place $2 in one step. Where another script was faster, its folder stays:
-# it holds the same. One that is not whole, since somebody has cleared it out, makes way.
+# Moves the folder $1 to $2 atomically. If another script was faster, its folder is kept: it has the
+# same content. An incomplete one, from which files were deleted, is replaced.
 put_in_place()
 {
     if [ ! -f "$2/lib/cmake/llama/llama-config.cmake" ]; then
         rm -rf "$2"
         mv "$1" "$2"
     fi
-    # mv moves into a folder that has come into being in between.
+    # mv moves into the folder if $2 was created in between.
     rm -rf "${2:?}/${1##*/}"
 }
 
-# Makes llama_dir true.
+# Makes sure that the folder of llama_dir exists.
 ensure_llama()
 {
     [ ! -f "$(llama_dir)/llama-config.cmake" ] || return 0

@@ -1,8 +1,8 @@
 # shellcheck shell=sh disable=SC2154 # variables come from common.sh
-# What the system's package manager installs. Reads common.sh first.
+# Installs packages with the system's package manager. Needs common.sh.
 
-# package_list FILE…: the names in files of scripts/packages, without those that another
-# distribution's name in brackets follows.
+# package_list FILE…: prints the names in files of scripts/packages, except those followed by
+# another distribution's name in brackets.
 package_list()
 {
     for list in "$@"; do
@@ -13,7 +13,7 @@ package_list()
 
 supported="Debian 12, Ubuntu 24.04 and macOS 13, or later ones"
 
-# require_known_linux OS-RELEASE refuses a system for which there is no list of packages.
+# require_known_linux OS-RELEASE fails on a system for which there is no list of packages.
 require_known_linux()
 {
     release=$1
@@ -50,7 +50,7 @@ require_macos()
         fail "Homebrew is missing: install it as its site says, then run this again."
 }
 
-# The lines of standard input that dpkg does not know as installed.
+# Prints the lines of standard input that are not installed packages.
 missing_debian_packages()
 {
     wanted=$(cat)
@@ -70,7 +70,7 @@ missing_homebrew_formulae()
     done
 }
 
-# install_debian_packages NAME…: with apt, as root or through sudo.
+# install_debian_packages NAME…: with apt-get, as root or through sudo.
 install_debian_packages()
 {
     as_root=
@@ -81,7 +81,7 @@ install_debian_packages()
         as_root=sudo
     fi
     say "Installing $* (with apt)."
-    # Lists that cannot be refreshed may still do, so only the installation itself decides.
+    # If the lists cannot be refreshed, the old ones may suffice: only the installation decides.
     make_scratch
     $as_root env DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 update \
         >"$scratch/update" 2>&1 </dev/null || true
@@ -90,8 +90,8 @@ install_debian_packages()
         -o Acquire::Retries=2 install --no-install-recommends "$@"
 }
 
-# Why Homebrew may have failed. It has packages for the newest releases only, and compiles what it has
-# none for; Qt needs more for that than Apple's command line tools.
+# Prints why Homebrew may have failed. It has packages for the newest releases of macOS only and
+# compiles everything on others; Qt needs more for that than Apple's command line tools.
 homebrew_failure()
 {
     case $(sw_vers -productVersion) in
@@ -113,7 +113,7 @@ install_homebrew_formulae()
         env HOMEBREW_NO_ENV_HINTS=1 HOMEBREW_NO_INSTALL_CLEANUP=1 brew install --formula --quiet "$@"
 }
 
-# install_missing DEBIAN-LISTS HOMEBREW-LISTS: asks no network where nothing is missing.
+# install_missing DEBIAN-LISTS HOMEBREW-LISTS: does not use the network if nothing is missing.
 install_missing()
 {
     case $(uname -s) in
@@ -137,7 +137,7 @@ install_missing()
     esac
 }
 
-# require_npm_and_git: for what is only needed where GitHub cannot be reached.
+# require_npm_and_git: needed only if GitHub cannot be reached.
 require_npm_and_git()
 {
     set --
