@@ -10,14 +10,14 @@
 #include <memory>
 #include <optional>
 
-/// One element of an application's interface, as the tree names it that gave it out. The same
-/// element may have several of these.
+/// An element of an application's interface; valid for the tree that returned it. One element may
+/// have several ids.
 enum class ElementId : qint32 {};
 
-/// What an element is, and what lies in it.
+/// The role and the children of an element.
 struct AccessibleNode
 {
-    QString role; ///< "AXButton" and so on, on every system; empty where it does not say.
+    QString role; ///< "AXButton" and so on, on every system; empty if unknown.
     QList<ElementId> children{};
 
     bool operator==(const AccessibleNode &) const = default;
@@ -26,75 +26,76 @@ struct AccessibleNode
 /// The texts of an element that may serve as its label.
 enum class LabelAttribute { title, description, value, help };
 
-/// An application that answers nothing for longer than silenceLimit, or no longer runs.
+/// The application has not answered for longer than silenceLimit, or has ended.
 class UnresponsiveApplication final : public std::exception
 {
 public:
     [[nodiscard]] const char *what() const noexcept override { return "It doesn't respond."; }
 };
 
-/// The interface of one application, for as long as one action looks at it.
-/// Each method but isTimeUp throws UnresponsiveApplication, and a PlatformError when the system's
-/// own service fails. They block, but not past the time that the tree was opened with.
+/// The interface of one application, used for one action. Each method except isTimeUp() throws
+/// UnresponsiveApplication, or a PlatformError if the system's service fails. They block, but not
+/// beyond the time limit with which the tree was opened.
 class AccessibleTree
 {
 public:
     virtual ~AccessibleTree() = default;
 
-    /// How long an application may be silent, in the middle of its work or hung for good.
+    /// Timeout for one answer of the application, whether it is busy or has hung.
     static constexpr std::chrono::milliseconds silenceLimit{700};
 
-    /// The application itself: mostly one element, none where it shows itself to nobody.
+    /// The application's element: usually one, none if it exposes no interface.
     [[nodiscard]] virtual QList<ElementId> roots() = 0;
 
-    /// What these elements are, in their order, with at most maxChildren children of all of them
-    /// together: those of the first ones. With none wanted, the application is not asked for them.
-    /// An element that is gone has no role and no children, just as one that time was up for. What
-    /// the user cannot see has none either, a closed dialog for example, apart from menus.
+    /// The roles and children of these elements, in their order, with at most maxChildren children
+    /// in total: those of the first elements. If it is zero, children are not queried. An element
+    /// that no longer exists, or for which the time was up, has no role and no children. The same
+    /// holds for what the user cannot see, such as a closed dialog, except for menus.
     [[nodiscard]] virtual QList<AccessibleNode> nodes(const QList<ElementId> &elements,
                                                       qsizetype maxChildren) = 0;
 
-    /// Of each of these elements, of which nodes() has told what they are, those texts in that
-    /// order. One that is missing or no text is empty, and so is the content of a password field.
+    /// The given texts of each of these elements, which must have been passed to nodes() before. A
+    /// text that is missing or has another type is empty, as is the content of a password field.
     [[nodiscard]] virtual QList<QStringList> texts(const QList<ElementId> &elements,
                                                    const QList<LabelAttribute> &attributes) = 0;
 
-    /// Which of these elements the user cannot see, because they are put away: on a page of a
-    /// notebook or a tab of a browser that is not in front, for example. What is merely scrolled
-    /// away is none of them, and menus do not count.
+    /// Whether each of these elements is hidden from the user, for example because it is on a page
+    /// of a tab widget or in a browser tab that is not in front. Elements that are only scrolled
+    /// out of view, and menus, are not hidden.
     [[nodiscard]] virtual QList<bool> areHidden(const QList<ElementId> &elements) = 0;
 
-    /// Some applications find out about the elements of a page only when they are asked for the
-    /// first time. This waits for a moment and is true, a few times: look again.
+    /// Some applications create the elements of a page only when they are queried for the first
+    /// time. Waits for a moment and returns true, a few times, if the walk should be repeated.
     [[nodiscard]] virtual bool mayKnowMore() { return false; }
 
-    /// Why the application shows nothing of itself and what to do about it, in one sentence;
-    /// nothing when that is not known.
+    /// One sentence on why the application exposes no interface and what to do about it; nothing if
+    /// that is unknown.
     [[nodiscard]] virtual std::optional<QString> silenceReason() { return std::nullopt; }
 
-    /// Whether the time has passed that the tree was opened with.
+    /// Whether the time limit of the tree has passed.
     [[nodiscard]] virtual bool isTimeUp() const = 0;
 
-    /// Presses a control; false where it refuses. It may take the silenceLimit once more, or twice.
+    /// Presses a control; false if it refuses. May exceed the time limit by up to two
+    /// silenceLimits.
     [[nodiscard]] virtual bool press(ElementId element) = 0;
 };
 
-/// The system's accessibility interface, over which applications show and press their controls.
-/// Main thread only.
+/// The system's accessibility interface, which exposes the controls of applications. Main thread
+/// only.
 class Accessibility
 {
 public:
     virtual ~Accessibility() = default;
 
-    /// Whether we may look at other applications and control them. Cheap, and bounded where the
-    /// system does not answer.
+    /// Whether this process may read and control other applications. Cheap; returns after a timeout
+    /// if the system does not answer.
     [[nodiscard]] virtual bool isTrusted() = 0;
 
-    /// Asks the system, or through it the user, for that permission. It may come later, or never.
+    /// Requests that permission from the system or the user, who may grant it later or never.
     virtual void requestTrust() = 0;
 
-    /// Opens the interface of another application, to be looked at for that long. Throws a
-    /// PlatformError when the system's own service does not answer.
+    /// Opens the interface of another application, to be used within that time. Throws a
+    /// PlatformError if the system's service does not answer.
     [[nodiscard]] virtual std::unique_ptr<AccessibleTree> open(ProcessId application,
                                                                std::chrono::milliseconds limit) = 0;
 };

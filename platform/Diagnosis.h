@@ -2,42 +2,41 @@
 
 #include <QString>
 
-/// One thing that a diagnosis has looked at.
+/// The result of one check.
 struct Finding
 {
     enum class Verdict {
         good,
-        neutral, ///< It is not there and need not be.
-        limited, ///< Something does not work; most tasks do.
-        bad,     ///< It stands in the way of most tasks.
+        neutral, ///< Missing, but optional.
+        limited, ///< Some tasks do not work.
+        bad,     ///< Most tasks do not work.
     };
 
     Verdict verdict = Verdict::good;
-    QString state;    ///< How it is, without a full stop.
-    QString advice{}; ///< What to do, in whole sentences; empty where nothing is wrong.
+    QString state;    ///< The state in words, without a full stop.
+    QString advice{}; ///< What to do, in whole sentences; empty if nothing is wrong.
 
     bool operator==(const Finding &) const = default;
 };
 
-/// What this system has to say about the things that the assistant depends on. It looks and changes
-/// nothing, and opens no connection to the network. Main thread; each answer is bounded to a few
-/// seconds where the system is silent. Whoever has seen a display that is bad asks no further than
-/// for what gets along without one.
+/// Checks what the assistant needs from this system. Changes nothing and does not use the network.
+/// Main thread; each check has a timeout of a few seconds. If display() is bad, checks that need a
+/// display must not be called.
 class Diagnosis
 {
 public:
     virtual ~Diagnosis() = default;
 
-    /// Whether there is a desktop to show the panel on and to work with.
+    /// Whether there is a desktop for the panel and the tasks.
     [[nodiscard]] virtual Finding display() = 0;
 
-    /// Whether other applications' controls can be read and pressed.
+    /// Whether controls of other applications can be read and pressed.
     [[nodiscard]] virtual Finding accessibility() = 0;
 
-    /// Whether Option+Space is free, or ours. Needs a display, and takes the key for a moment.
+    /// Whether Option+Space is free or ours. Needs a display; grabs the key for a moment.
     [[nodiscard]] virtual Finding hotKey() = 0;
 
-    /// Whether pictures of the screen can be taken. Needs a display.
+    /// Whether the screen can be captured. Needs a display.
     [[nodiscard]] virtual Finding screenCapture() = 0;
 
     /// Whether there is an application that shows folders.

@@ -2,14 +2,14 @@
 
 #include <functional>
 
-/// The key combination Option+Space, wherever the user is. Main thread only.
+/// The global key combination Option+Space. Main thread only.
 class GlobalHotKey
 {
 public:
     virtual ~GlobalHotKey() = default;
 
-    /// From now on calls this on the main thread, after the event at hand, once for every press:
-    /// holding the keys down is one press. Called once and never undone. Where another program
-    /// owns the combination, or there is no keyboard, nothing happens and nobody is told.
+    /// Calls `pressed` on the main thread for every press from now on, queued behind the current
+    /// event; holding the keys down is one press. May be called once and is never undone. If
+    /// another program owns the combination, or there is no keyboard, fails silently.
     virtual void registerKey(std::function<void()> pressed) = 0;
 };

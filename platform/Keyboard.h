@@ -7,13 +7,13 @@
 
 #include <memory>
 
-/// One key of the standard Mac keyboard going down or up.
+/// A press or release of one key of the standard Mac keyboard.
 struct KeyEvent
 {
     quint16 code = 0;  ///< The virtual key code.
-    quint32 flags = 0; ///< The modifiers that are held with it, as event flags.
+    quint32 flags = 0; ///< The modifiers held with it, as event flags.
     bool isDown = false;
-    QString text = {}; ///< What it types in place of its own character.
+    QString text = {}; ///< What it types instead of the key's own character.
 
     bool operator==(const KeyEvent &) const = default;
 };
@@ -26,35 +26,35 @@ constexpr quint32 option = 0x80000;
 constexpr quint32 command = 0x100000;
 } // namespace KeyFlag
 
-/// Posts key events where the keyboard's own come from, for the length of one action. Whatever the
-/// system had to be set up with for that goes back to what it was when the source is finished or
-/// destroyed, and also when this process dies. Main thread only; the futures finish there, within
-/// about two seconds, and may carry a PlatformError.
+/// Injects key events at the level of the hardware keyboard, for one action. Any system state that
+/// it has to change is restored when the source is finished or destroyed, and also if this process
+/// is killed. Main thread only; the futures finish there, within about two seconds, and may carry a
+/// PlatformError.
 class KeyboardSource
 {
 public:
     virtual ~KeyboardSource() = default;
 
-    /// Finishes when the event is on its way to the receiver. A key goes down for nobody else:
-    /// where another process has the keyboard by then, that is a PlatformError and the end.
+    /// Finishes when the event has been sent. If another process than the receiver has the focus by
+    /// then, no key is pressed: the future carries a PlatformError, and the source is at its end.
     [[nodiscard]] virtual QFuture<void> post(const KeyEvent &event) = 0;
 
-    /// Finishes when everything is as it was before; the last call.
+    /// Must be the last call. Finishes when the system's state is restored.
     [[nodiscard]] virtual QFuture<void> finish() = 0;
 };
 
-/// The keyboard, for the application in front. Main thread only.
+/// Types into the application in front. Main thread only.
 class Keyboard
 {
 public:
     virtual ~Keyboard() = default;
 
-    /// Puts back, in its own time, what is left of a source whose process was killed and could not
-    /// do so itself. For the start of the program.
+    /// Restores the state that a killed process has left changed. Asynchronous; called when the
+    /// program starts.
     virtual void recover() = 0;
 
-    /// A source for one action, for the process that has the keyboard. The text is all that its
-    /// events are going to type.
+    /// A source for one action, for the process that has the focus. The text contains all
+    /// characters that its events will type.
     [[nodiscard]] virtual std::unique_ptr<KeyboardSource> open(const QString &text,
                                                                ProcessId receiver) = 0;
 };

@@ -7,7 +7,7 @@
 
 #include <optional>
 
-/// Ends the promise, as a failure where there is a sentence that says so.
+/// Finishes the promise, with a PlatformError if there is a failure.
 inline void settle(QPromise<void> &promise, const std::optional<QString> &failure)
 {
     if (failure)
@@ -15,7 +15,7 @@ inline void settle(QPromise<void> &promise, const std::optional<QString> &failur
     promise.finish();
 }
 
-/// The future of something that is over already.
+/// A finished future.
 [[nodiscard]] inline QFuture<void> settled(const std::optional<QString> &failure)
 {
     QPromise<void> promise;

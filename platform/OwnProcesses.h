@@ -9,22 +9,22 @@
 #include <optional>
 #include <set>
 
-/// A terminal, by the number of its device.
+/// A terminal, identified by its device number.
 enum class TerminalId : qint64 {};
 
-/// One process as the system's table describes it.
+/// An entry of the system's process table.
 struct ProcessRecord
 {
     ProcessId parent{};
-    ProcessId session{};                  ///< The process that leads its session.
-    std::optional<TerminalId> terminal{}; ///< The one that controls it.
-    std::optional<TerminalId> input{};    ///< The one that it reads, if it reads any.
-    bool isInForeground = false;          ///< What is typed into its terminal is for it.
+    ProcessId session{};                  ///< The session leader.
+    std::optional<TerminalId> terminal{}; ///< The controlling terminal.
+    std::optional<TerminalId> input{};    ///< Its standard input, if that is a terminal.
+    bool isInForeground = false;          ///< In the foreground of its terminal.
 
     bool operator==(const ProcessRecord &) const = default;
 };
 
-/// The system's table of processes. They come and go while it is read. Main thread.
+/// The system's process table. Processes may start and end while it is read. Main thread.
 class ProcessList
 {
 public:
@@ -32,17 +32,17 @@ public:
 
     [[nodiscard]] virtual QList<ProcessId> all() const = 0;
 
-    /// The path of the file that the process runs; empty where the system does not tell.
+    /// The path of the process's executable; empty if the system does not tell.
     [[nodiscard]] virtual QString program(ProcessId process) const = 0;
 
-    /// Nothing for a process that is gone.
+    /// Nothing if the process has ended.
     [[nodiscard]] virtual std::optional<ProcessRecord> record(ProcessId process) const = 0;
 };
 
-/// Which processes are the assistant itself, so that it never operates them: this one; every other
-/// one that runs one of the programs, by the names of their files; and the applications in which
-/// the user talks to one of them, the terminals above all. For this process these are all that it
-/// was started by; for another one, those that show its terminal, as long as what is typed there is
-/// for it. Terminals are found through a multiplexer, too.
+/// The processes that count as the assistant itself, so that it never operates them: this one;
+/// every other one whose executable has one of the names; and the applications in which the user
+/// interacts with these, mainly terminals. For this process, these are all its ancestors; for
+/// another one, those that show its terminal while it is in the foreground there. Terminals are
+/// also found through a multiplexer.
 [[nodiscard]] std::set<ProcessId> ownProcesses(const ProcessList &list, ProcessId self,
                                                const QStringList &programs);

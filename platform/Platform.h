@@ -13,9 +13,9 @@ class Scripts;
 class Shell;
 class Workspace;
 
-/// The operating system's capabilities as the executor and the safety assessment reach them.
-/// Everything that can be decided is decided above this seam; below it stands only what one system
-/// does differently. Main thread only.
+/// The operating system's capabilities, for the executor and the safety assessment. Decisions are
+/// made above this interface; its implementations contain only what differs between systems. Main
+/// thread only.
 class Platform
 {
 public:
@@ -32,11 +32,11 @@ public:
     virtual Screen &screen() = 0;
     virtual Scripts &scripts() = 0;
 
-    /// The platform in use: this system's own, made at the first call and gone with the
-    /// application, unless an Override stands.
+    /// The platform in use: the Override if there is one, or else this system's own, which is
+    /// created by the first call and destroyed with the application.
     static Platform &current();
 
-    /// Puts another platform in place for as long as it lives. For tests; not nested.
+    /// Replaces the platform while it exists. For tests; not nested.
     class Override
     {
     public:
@@ -47,6 +47,6 @@ public:
     };
 
 private:
-    /// This system's own; linux/ and macos/ each define it.
+    /// Defined in linux/ and in macos/.
     static std::unique_ptr<Platform> makeNative();
 };

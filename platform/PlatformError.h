@@ -4,8 +4,8 @@
 #include <QException>
 #include <QString>
 
-/// A failure that the operating system reports, in its own words. what() is one user-facing
-/// sentence in UTF-8. Futures carry it as it is.
+/// A failure that the operating system reports, in its own words. what() is one sentence for the
+/// user in UTF-8. Can be stored in a QFuture.
 class PlatformError final : public QException
 {
 public:

@@ -9,11 +9,11 @@
 #include <filesystem>
 #include <optional>
 
-/// One window of the screen, as the window server describes it. A value that is missing or not of
-/// the named type is absent.
+/// A window on the screen, as the window server describes it. A value that is missing or has
+/// another type is absent.
 struct WindowInfo
 {
-    std::optional<int> layer; ///< 0 for the ordinary windows of applications.
+    std::optional<int> layer; ///< 0 for normal windows.
     std::optional<ProcessId> owner;
     std::optional<QString> ownerName;
     std::optional<QString> title;
@@ -21,18 +21,18 @@ struct WindowInfo
     bool operator==(const WindowInfo &) const = default;
 };
 
-/// What is on the screen. Main thread only.
+/// The contents of the screen. Main thread only.
 class Screen
 {
 public:
     virtual ~Screen() = default;
 
-    /// The windows that are on the screen, front to back, without the desktop's own; nothing where
-    /// the window server does not answer.
+    /// The windows on the screen, from front to back, without the desktop's own; nothing if the
+    /// window server does not answer.
     [[nodiscard]] virtual std::optional<QList<WindowInfo>> windows() = 0;
 
-    /// Writes what the screen shows, in its real pixels, to a PNG file. The future finishes when
-    /// the attempt is over, or carries a PlatformError. An attempt that the system did not permit
-    /// leaves no file and no error.
+    /// Captures the screen in physical pixels into a PNG file. The future finishes when the attempt
+    /// is over, or carries a PlatformError. If the system does not permit the capture, there is no
+    /// file and no error.
     [[nodiscard]] virtual QFuture<void> capture(const std::filesystem::path &file) = 0;
 };

@@ -5,24 +5,24 @@
 #include <optional>
 #include <variant>
 
-/// No script could be made of the source at all, so none ran.
+/// The system could not create a script from the source.
 struct NoScript
 {
     bool operator==(const NoScript &) const = default;
 };
 
-/// The script does not compile, or failed while it ran.
+/// The script does not compile, or failed while running.
 struct ScriptError
 {
-    std::optional<QString> message; ///< The system's own, where it has one.
+    std::optional<QString> message; ///< The system's message, if there is one.
 
     bool operator==(const ScriptError &) const = default;
 };
 
-/// The script ran to its end.
+/// The script ran to completion.
 struct ScriptResult
 {
-    std::optional<QString> text; ///< What it returned, where that can be put as text.
+    std::optional<QString> text; ///< The result, if it can be converted to text.
 
     bool operator==(const ScriptResult &) const = default;
 };
@@ -35,7 +35,7 @@ class Scripts
 public:
     virtual ~Scripts() = default;
 
-    /// Compiles the source and runs it. The system wants this on the main thread, which it holds
-    /// for as long as the script runs.
+    /// Compiles and runs the source. The system requires the main thread for this and blocks it
+    /// while the script runs.
     [[nodiscard]] virtual ScriptOutcome run(const QString &source) = 0;
 };

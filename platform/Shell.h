@@ -12,51 +12,52 @@
 
 class NativeWindow;
 
-/// The assistant's own application and windows as this desktop handles them. Main thread only.
-/// Requests are best effort: a desktop that refuses one leaves things as they are.
+/// The assistant's application and windows on this desktop. Main thread only. Requests are best
+/// effort: if the desktop refuses one, nothing changes.
 class Shell
 {
 public:
     /// NSVisualEffectView's materials, by its own numbers.
     enum class Material : long { underWindowBackground = 21 };
 
-    /// How much the user is needed.
+    /// How urgently the user is needed.
     enum class Urgency {
-        news,     ///< Something is over; it may be read later or never.
-        question, ///< Nothing goes on before the user answers.
+        news,     ///< A task has ended; the user may read it later.
+        question, ///< The task waits for the user's answer.
     };
 
     virtual ~Shell() = default;
 
-    // Before the toolkit starts.
+    // Called before the toolkit starts.
 
-    /// Whether there is a display to show windows on.
+    /// Whether there is a display for windows.
     [[nodiscard]] virtual bool hasDisplay() = 0;
-    /// What the toolkit is told on its command line.
+    /// Command-line arguments for the toolkit.
     [[nodiscard]] virtual QByteArrayList toolkitArguments() const = 0;
-    /// The resolution of fonts that the toolkit derives its scale from, if it is to have another
-    /// one than the desktop's.
+    /// The font resolution from which the toolkit derives its scale factor, if it has to differ
+    /// from the desktop's.
     [[nodiscard]] virtual std::optional<int> fontResolution() = 0;
-    /// Calls this on the main thread when the user opens the running application again by the
-    /// desktop's own means, with whether the desktop sees a window of it. For one observer.
+    /// Calls `reopened` on the main thread when the user opens the running application again with
+    /// the desktop's own means, such as its icon in the Dock. For one observer.
     virtual void observeReopening(std::function<void(bool hasVisibleWindows)> reopened) = 0;
-    /// Whether windows are painted faster without the graphics processor's help.
+    /// Whether rendering in software is faster than with the graphics processor.
     [[nodiscard]] virtual bool paintsInSoftware() const = 0;
     [[nodiscard]] virtual Qt::WindowFlags windowFlags() const = 0;
 
-    // The application.
+    // For the application.
 
-    /// An application with a place in the Dock or the task bar and, where there is one, a menu bar.
+    /// Gives the application a place in the Dock or the task bar and a menu bar, if the system has
+    /// one.
     virtual void setRegularPolicy() = 0;
-    /// Adds the item with its Command key behind the text-editing items of the menu bar.
+    /// Adds an item with a Command shortcut after the text-editing items of the menu bar.
     virtual void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) = 0;
     [[nodiscard]] virtual bool isActive() = 0;
-    /// Brings the application to the front, over all others.
+    /// Brings the application to the front.
     virtual void activate() = 0;
-    /// Hides the application's windows and gives the focus back to whoever had it.
+    /// Hides the application's windows and returns the focus to the application that had it.
     virtual void hide() = 0;
 
-    // Its windows, in their order. A window stays until it is forgotten.
+    // Its windows, in the order of add(). The owner of a window calls forget().
 
     void add(NativeWindow &window) { m_windows.append(&window); }
     void forget(NativeWindow &window) { m_windows.removeOne(&window); }
@@ -65,35 +66,35 @@ public:
     [[nodiscard]] virtual bool isVisible(NativeWindow &window) = 0;
     [[nodiscard]] virtual bool isKey(NativeWindow &window) = 0;
     virtual void makeKeyAndOrderFront(NativeWindow &window) = 0;
-    /// Puts the window in the middle of the screen that the user is on, and makes it small enough
-    /// for that.
+    /// Centres the window on the user's current screen and shrinks it if it is too large.
     virtual void center(NativeWindow &window) = 0;
 
-    /// Makes the window a translucent panel without a title bar that its own contents fill.
+    /// Makes the window a translucent panel without a title bar; its contents fill all of it.
     virtual void style(NativeWindow &window) = 0;
-    /// Lays the system's blurred material under the window's contents.
+    /// Places the system's blurred material behind the window's contents.
     virtual void placeMaterialBehind(NativeWindow &window, Material material) = 0;
 
-    // What the user must not miss.
+    // Drawing the user's attention.
 
-    /// Keeps the window above those of other applications, which keep the keyboard. Also for a
-    /// window that is shown later.
+    /// Keeps the window above those of other applications without taking the focus. May be called
+    /// before the window is shown.
     virtual void keepAbove(NativeWindow &window, bool isAbove) = 0;
-    /// Asks the user, in the task bar or the Dock, to look at the window.
+    /// Draws the user's attention to the window in the task bar or the Dock.
     virtual void requestAttention(NativeWindow &window, Urgency urgency) = 0;
-    /// Shows the plain text among the desktop's notifications, in place of the last one, and calls
-    /// this on the main thread if the user chooses it. Nothing where there are no notifications.
+    /// Shows the plain text as a desktop notification that replaces the last one, and calls
+    /// `chosen` on the main thread if the user activates it. Does nothing if the desktop has no
+    /// notifications.
     virtual void notify(const QString &text, Urgency urgency, std::function<void()> chosen) = 0;
-    /// Takes the last notification back.
+    /// Removes the last notification.
     virtual void withdrawNotification() = 0;
 
-    // What is behind.
+    // Composition.
 
     /// Whether translucent pixels show what is behind the window.
     [[nodiscard]] virtual bool isComposited() = 0;
-    /// And show it blurred, so that its texts cannot be mistaken for the window's.
+    /// Whether what is behind is blurred, so that its texts are not mistaken for the window's.
     [[nodiscard]] virtual bool blursBehind() = 0;
-    /// Calls this on the main thread whenever one of the two has changed. For one observer.
+    /// Calls `changed` on the main thread when one of the two has changed. For one observer.
     virtual void observeComposition(std::function<void()> changed) = 0;
 
 private:
