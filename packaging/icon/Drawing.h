@@ -3,8 +3,8 @@
 #include <QByteArray>
 #include <QSvgRenderer>
 
-/// The icon's drawing as pictures. Needs a QGuiApplication.
+/// Renders the icon. Needs a QGuiApplication.
 namespace Drawing {
-/// A square picture of it as a PNG file with a transparent ground.
+/// The icon as a square PNG file with a transparent background.
 [[nodiscard]] QByteArray png(QSvgRenderer &drawing, int pixels);
 } // namespace Drawing

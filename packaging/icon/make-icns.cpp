@@ -1,4 +1,4 @@
-// Draws the icon in every size that macOS asks for, and writes them into one .icns file.
+// Renders the icon in all sizes that macOS uses and writes them to one .icns file.
 //   make-icns quillon.svg Quillon.icns
 
 #include "packaging/icon/Drawing.h"
@@ -14,7 +14,7 @@
 namespace {
 struct Entry
 {
-    const char *type; ///< The system's name for a size in pixels.
+    const char *type; ///< the system's code for a size in pixels
     int pixels;
 };
 constexpr std::array entries{Entry{"icp4", 16},  Entry{"icp5", 32},  Entry{"ic11", 32},
@@ -29,7 +29,7 @@ QByteArray bigEndian(qsizetype number)
     return bytes;
 }
 
-// A block is its type, its length with these eight bytes, and its content.
+// A block consists of its type, its length including these eight bytes, and its content.
 QByteArray block(const char *type, const QByteArray &content)
 {
     constexpr int header = 8;

@@ -1,4 +1,4 @@
-// Draws the icon in one size.
+// Renders the icon in one size.
 //   make-png quillon.svg PIXELS quillon.png
 
 #include "packaging/icon/Drawing.h"

@@ -1,4 +1,4 @@
-# The Debian package, which `cmake --build … --target package` makes.
+# The Debian package of `cmake --build … --target package`.
 
 set(documents "${CMAKE_INSTALL_DATADIR}/doc/quillon")
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright" DESTINATION "${documents}")
@@ -31,8 +31,8 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-# The linked libraries are found by themselves; these are reached at run time only: the views' QML
-# modules, and the certificates for the model's download.
+# Linked libraries are found automatically. These are used at run time only: QML modules, and the
+# certificates for downloads.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${libraries}")
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "ca-certificates, \
@@ -41,7 +41,8 @@ qml6-module-qtqml-workerscript, \
 qml6-module-qtquick, \
 qml6-module-qtquick-layouts, \
 qml6-module-qtquick-templates")
-# Other applications' controls, pictures of a Wayland screen, and the bus that keeps it to one panel.
+# For the controls of other applications, for capturing a Wayland screen, and the bus that restricts
+# the program to one instance.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "at-spi2-core, default-dbus-session-bus | dbus-session-bus, xdg-desktop-portal")
 include(CPack)

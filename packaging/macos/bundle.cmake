@@ -1,5 +1,5 @@
-# Makes Quillon.app of the target quillon: the program with its description, its icon and what it
-# may ask the user for.
+# Builds Quillon.app from the target quillon: the program with its Info.plist, its icon and its
+# entitlements.
 
 set(drawing "${CMAKE_SOURCE_DIR}/packaging/icon/quillon.svg")
 set(icon "${CMAKE_CURRENT_BINARY_DIR}/Quillon.icns")
@@ -7,7 +7,7 @@ add_custom_command(OUTPUT "${icon}"
     COMMAND make-icns "${drawing}" "${icon}"
     DEPENDS make-icns "${drawing}"
     VERBATIM)
-# The image brings nothing but the bundle, so the manual and what the licences ask for lie in it.
+# The disk image contains only the bundle, so the manual and the licences are inside the bundle.
 set(resources "${icon}"
     "${CMAKE_SOURCE_DIR}/packaging/copyright"
     "${CMAKE_SOURCE_DIR}/packaging/quillon.1"
@@ -25,8 +25,8 @@ set_target_properties(quillon PROPERTIES
 set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - is nobody in particular")
 set(sign codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
     --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements")
-# Else what the user has allowed would be lost at each build: without an identity the system knows a
-# program by its checksum only.
+# Otherwise each build would lose the user's permissions: without an identity, the system identifies
+# a program by its checksum.
 if(QUILLON_SIGNING_IDENTITY STREQUAL "-")
     list(APPEND sign --requirements "${CMAKE_CURRENT_LIST_DIR}/Quillon.requirements")
 endif()
@@ -34,7 +34,7 @@ add_custom_command(TARGET quillon POST_BUILD
     COMMAND ${sign} "$<TARGET_BUNDLE_DIR:quillon>"
     VERBATIM)
 
-# What is installed has other run paths, which the signature of what was built does not cover.
+# Installing changes the run paths, which makes the signature invalid.
 install(TARGETS quillon BUNDLE DESTINATION .)
 list(JOIN sign "\" \"" sign)
 install(CODE "
@@ -42,7 +42,7 @@ install(CODE "
         COMMAND \"${sign}\" \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/Quillon.app\"
         COMMAND_ERROR_IS_FATAL ANY)")
 
-# For terminals: the bundle's command under its usual name.
+# For terminals: a link to the bundle's command.
 install(CODE "
     set(folder \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}\")
     file(MAKE_DIRECTORY \"\${folder}\")

@@ -1,4 +1,4 @@
-# The cask for Homebrew. scripts/package puts in the version and the checksum of its image, and the
+# The cask for Homebrew. scripts/package inserts the version, the checksum of the image, and the
 # name of the oldest macOS that it runs on.
 cask "quillon" do
   version "@VERSION@"

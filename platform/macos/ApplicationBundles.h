@@ -8,7 +8,7 @@
 
 /// Applications as bundles in folders. A location is a bundle's path.
 namespace ApplicationBundles {
-/// The folders that hold applications, the one to search first in front.
+/// The folders with applications, in the order of searching.
 [[nodiscard]] QStringList folders();
 
 /// The bundles in that folder, in the order of the listing.
@@ -17,8 +17,8 @@ namespace ApplicationBundles {
 /// The bundle's file name without its extension.
 [[nodiscard]] QString name(const QString &location);
 
-/// A running application of these properties; an empty text is none. The policy is numbered as
-/// NSApplicationActivationPolicy numbers it.
+/// A running application with these properties; empty texts become absent. The policy is an
+/// NSApplicationActivationPolicy.
 [[nodiscard]] Application running(qint64 pid, const QString &name, long policy,
                                   const QString &location);
 } // namespace ApplicationBundles

@@ -9,6 +9,6 @@ struct CFReleaser
 {
     void operator()(CFTypeRef object) const { CFRelease(object); }
 };
-/// Owns one reference to what a Create or Copy function returned.
+/// Owns a reference that a Create or Copy function returned.
 template <typename Ref>
 using CFOwner = std::unique_ptr<std::remove_pointer_t<Ref>, CFReleaser>;

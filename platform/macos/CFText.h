@@ -6,7 +6,7 @@
 
 #include <optional>
 
-/// The text of a value that is borrowed; nothing where it is absent or of another type.
+/// The text of a value, which is not owned; nothing if it is null or has another type.
 [[nodiscard]] inline std::optional<QString> textOf(CFTypeRef value)
 {
     if (!value || CFGetTypeID(value) != CFStringGetTypeID())

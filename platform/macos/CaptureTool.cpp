@@ -12,7 +12,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Far longer than a picture takes, for the case that the tool hangs.
+// Far longer than a capture takes, in case the tool hangs.
 constexpr std::chrono::seconds limit{30};
 } // namespace
 
@@ -30,7 +30,7 @@ QFuture<void> CaptureTool::run(const QString &program, const std::filesystem::pa
     });
     QObject::connect(tool, &QProcess::errorOccurred, tool,
                      [tool, promise](QProcess::ProcessError error) {
-                         // After any other error the tool still ends.
+                         // After any other error, finished() is emitted.
                          if (error != QProcess::FailedToStart)
                              return;
                          settle(*promise, tool->errorString());

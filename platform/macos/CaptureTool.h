@@ -5,10 +5,10 @@
 
 #include <filesystem>
 
-/// The program with which the system captures its screen.
+/// Runs the system's program for screen captures.
 namespace CaptureTool {
-/// Has it write the screen to the file, without a sound. The future finishes when the program has
-/// ended, however it did: whether it was allowed to, only the file tells. It carries a
-/// PlatformError where the program cannot be started. Main thread.
+/// Captures the screen into the file, without a sound. The future finishes when the program has
+/// ended in any way; a capture that is not permitted shows only in the missing file. It carries a
+/// PlatformError if the program cannot be started. Main thread.
 [[nodiscard]] QFuture<void> run(const QString &program, const std::filesystem::path &file);
 } // namespace CaptureTool

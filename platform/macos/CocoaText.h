@@ -4,9 +4,9 @@
 
 #import <Foundation/Foundation.h>
 
-// Qt's own conversions are not there where these files are tried without a Mac.
+// Not Qt's own conversions, which do not exist in the builds that test these files without a Mac.
 
-/// A text as Qt has it. Nothing becomes the empty text.
+/// The text as a QString. nil becomes an empty text.
 [[nodiscard]] inline QString fromCocoa(NSString *text)
 {
     QString result(static_cast<qsizetype>(text.length), Qt::Uninitialized);
@@ -15,7 +15,7 @@
     return result;
 }
 
-/// A text as the system has it.
+/// The text as an NSString.
 [[nodiscard]] inline NSString *toCocoa(const QString &text)
 {
     return [NSString stringWithCharacters:reinterpret_cast<const unichar *>(text.utf16())

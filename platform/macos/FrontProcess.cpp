@@ -13,7 +13,7 @@ namespace {
 std::optional<ProcessId> focusedApplication()
 {
     const CFOwner<AXUIElementRef> everything(AXUIElementCreateSystemWide());
-    // This holds for all elements of this process.
+    // Setting it for the system-wide element sets the default of this process.
     (void)AXUIElementSetMessagingTimeout(
         everything.get(), std::chrono::duration<float>(AccessibleTree::silenceLimit).count());
     CFTypeRef found = nullptr;

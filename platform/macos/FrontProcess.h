@@ -6,11 +6,11 @@
 
 class Screen;
 
-/// Which process has the keyboard, as the system knows it at this moment. The workspace's own
-/// answer changes only while AppKit's loop runs. Main thread.
+/// The process that has the keyboard focus at this moment. NSWorkspace's own answer changes only
+/// while AppKit's event loop runs. Main thread.
 namespace FrontProcess {
-/// The process of the application that has the focus. Accessibility knows it, when we are trusted;
-/// else it is the one that the workspace tells, if it does, or the owner of the topmost ordinary
-/// window. Waits for AccessibleTree::silenceLimit at most.
+/// The focused application according to the accessibility interface, if that is permitted;
+/// otherwise the one that NSWorkspace tells, if any, or the owner of the topmost normal window.
+/// Blocks for AccessibleTree::silenceLimit at most.
 [[nodiscard]] std::optional<ProcessId> find(std::optional<ProcessId> told, Screen &screen);
 } // namespace FrontProcess

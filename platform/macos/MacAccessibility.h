@@ -4,7 +4,7 @@
 
 #include <QSet>
 
-/// Accessibility as the system offers it to the programs that the user trusts with it.
+/// The system's accessibility interface, which needs the user's permission.
 class MacAccessibility final : public Accessibility
 {
 public:
@@ -14,5 +14,5 @@ public:
                                          std::chrono::milliseconds limit) override;
 
 private:
-    QSet<ProcessId> m_awakened; ///< The processes that were told that their controls are wanted.
+    QSet<ProcessId> m_awakened; ///< The processes whose accessibility has been enabled.
 };

@@ -10,7 +10,7 @@ CFOwner<CFArrayRef> arrayOf(const QList<CFStringRef> &names)
         CFArrayCreate(kCFAllocatorDefault, items.data(), items.size(), &kCFTypeArrayCallBacks));
 }
 
-// Borrowed from the array; null where it is too short.
+// Owned by the array; null if the index is out of range.
 CFTypeRef item(const CFOwner<CFArrayRef> &array, CFIndex index)
 {
     return array && index < CFArrayGetCount(array.get())
@@ -43,7 +43,7 @@ pid_t processOf(AXUIElementRef element)
 MacAccessibleTree::MacAccessibleTree(ProcessId application, Deadline deadline)
     : m_deadline(deadline)
 {
-    // For all elements of this process: the default of several seconds is far too patient.
+    // For all elements of this process: the default timeout of several seconds is too long.
     const CFOwner<AXUIElementRef> everything(AXUIElementCreateSystemWide());
     (void)AXUIElementSetMessagingTimeout(everything.get(),
                                          std::chrono::duration<float>(silenceLimit).count());
@@ -74,8 +74,7 @@ QList<AccessibleNode> MacAccessibleTree::nodes(const QList<ElementId> &elements,
 QList<QStringList> MacAccessibleTree::texts(const QList<ElementId> &elements,
                                             const QList<LabelAttribute> &attributes)
 {
-    // A password field shows what is typed as dots, and passes on just that; but it is not looked
-    // at at all.
+    // A password field exposes only dots, but it is not read in any case.
     QList<CFStringRef> asked{kAXSubroleAttribute};
     for (const LabelAttribute attribute : attributes)
         asked.append(nameOf(attribute));
@@ -96,7 +95,7 @@ QList<QStringList> MacAccessibleTree::texts(const QList<ElementId> &elements,
 
 QList<bool> MacAccessibleTree::areHidden(const QList<ElementId> &elements)
 {
-    // What is put away is not among anything's children here.
+    // On this system, hidden elements are not among the children of others.
     QList<bool> none(elements.size(), false);
     return none;
 }
@@ -113,8 +112,8 @@ bool MacAccessibleTree::press(ElementId element)
 
 void MacAccessibleTree::awaken()
 {
-    // The first is Electron's own, which applications of AppKit do not know. Chrome listens to the
-    // second, as VoiceOver sets it; others that know it take it without harm.
+    // The first attribute is Electron's own, unknown to AppKit applications. Chrome reacts to the
+    // second, which VoiceOver sets; it is harmless for other applications.
     if (AXUIElementSetAttributeValue(at(ElementId{0}), CFSTR("AXManualAccessibility"),
                                      kCFBooleanTrue) == kAXErrorAttributeUnsupported)
         (void)AXUIElementSetAttributeValue(at(ElementId{0}), CFSTR("AXEnhancedUserInterface"),

@@ -11,8 +11,8 @@
 #include <initializer_list>
 #include <vector>
 
-/// The interface of an application as the system passes it on. An element's values come in one
-/// message; the system has none for several elements.
+/// The interface of an application. One message returns several attributes of an element; the
+/// system has no message for several elements.
 class MacAccessibleTree final : public AccessibleTree
 {
 public:
@@ -28,13 +28,13 @@ public:
     bool isTimeUp() const override;
     bool press(ElementId element) override;
 
-    /// Tells an application that its controls are wanted. What is made of web pages has none until
-    /// it hears so, and some while after that.
+    /// Enables the accessibility of an application. Those that are built from web pages have no
+    /// elements until then, and for some time after.
     void awaken();
 
 private:
     [[nodiscard]] AXUIElementRef at(ElementId element) const;
-    /// The values under these names, which may be anything; null where there is no answer.
+    /// The values of these attributes, of any type; null if there is no answer.
     [[nodiscard]] CFOwner<CFArrayRef> values(ElementId element, CFArrayRef names);
     [[nodiscard]] QList<ElementId> children(CFTypeRef value, qsizetype most);
 

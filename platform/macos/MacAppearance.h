@@ -2,7 +2,7 @@
 
 #include "platform/Appearance.h"
 
-/// The appearance of AppKit.
+/// The appearance according to AppKit.
 class MacAppearance final : public Appearance
 {
 public:

@@ -11,7 +11,7 @@
 namespace {
 std::function<void()> s_changed;
 
-// Of this size, as letters go, the set's round symbols fill a square.
+// At this point size, relative to the square, the round symbols of the set fill it.
 constexpr double symbolPointSize = 0.8;
 
 NSRect inTheMiddle(NSSize size, int side)
@@ -28,7 +28,7 @@ Look::Color components(NSColor *color)
 }
 } // namespace
 
-/// Hears of every change of the settings.
+/// Is notified of changes of the settings.
 @interface QuillonAppearanceObserver : NSObject
 - (void)settingsDidChange:(NSNotification *)notification;
 @end

@@ -3,17 +3,17 @@
 #include <QCoreApplication>
 
 namespace {
-// Qt's own switch, read when a thread gets its event loop.
+// Read by Qt when it creates the event dispatcher of a thread.
 constexpr auto coreFoundationLoop = "QT_EVENT_DISPATCHER_CORE_FOUNDATION";
 } // namespace
 
 QCoreApplication *makeCoreApplication(int &argc, char **argv)
 {
-    // Without windows Qt waits in a loop of its own, in which completions on the main queue never
-    // run and AppKit never hears that an application was started or has ended.
+    // Without windows, Qt's event loop does not run Core Foundation's: completions on the main
+    // queue would never run, and AppKit would not notice that applications start and end.
     qputenv(coreFoundationLoop, "1");
     auto *const application = new QCoreApplication(argc, argv);
-    // Other threads and programs that are started from here need no such loop.
+    // Other threads and child processes do not need it.
     qunsetenv(coreFoundationLoop);
     return application;
 }

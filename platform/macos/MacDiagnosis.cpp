@@ -29,8 +29,8 @@ Finding MacDiagnosis::accessibility()
 {
     if (m_accessibility.isTrusted())
         return {Verdict::good, u"allowed"_s};
-    // The system remembers a program by its signature, and goes on showing the switch of an older
-    // one.
+    // The system identifies a program by its signature and may still show the switch of an older
+    // build.
     return {Verdict::bad, u"not allowed"_s,
             u"Switch on Quillon (or the terminal that it was started in) in System "
             "Settings, Privacy & Security, Accessibility. If it is on there, remove "
@@ -41,8 +41,8 @@ Finding MacDiagnosis::hotKey()
 {
     if (!MacHotKey::isReserved())
         return {Verdict::good, u"no other application keeps Option+Space to itself"_s};
-    // Carbon's header says both that an exclusive key shuts out all others and that only another
-    // exclusive one stands in its way. Our own panel does not keep the key to itself, but has it.
+    // Carbon's header says both that an exclusive hot key excludes all others and that it conflicts
+    // only with another exclusive one. Our panel registers a non-exclusive one.
     if (m_panelRuns())
         return {Verdict::good, u"Option+Space is taken, and Quillon is running"_s};
     return {Verdict::limited, u"Option+Space belongs to another application"_s,

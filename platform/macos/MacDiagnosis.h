@@ -7,7 +7,7 @@
 class Accessibility;
 class Shell;
 
-/// The diagnosis of a Mac. Borrows what it asks, which must outlive it.
+/// The diagnosis on macOS. The arguments must outlive it.
 class MacDiagnosis final : public Diagnosis
 {
 public:

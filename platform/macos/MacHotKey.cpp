@@ -6,7 +6,7 @@
 #include <dispatch/dispatch.h>
 
 namespace {
-// What the event handler calls: the system hands it no data of ours.
+// Called by the event handler, which gets no user data.
 std::function<void()> s_pressed;
 
 constexpr UInt32 space = 49;
@@ -15,7 +15,7 @@ constexpr EventHotKeyID identity{0x5155494c, 1}; // "QUIL"
 
 OSStatus handlePress(EventHandlerCallRef, EventRef, void *)
 {
-    // Whichever key it was: there is only one.
+    // The key is not checked: there is only one.
     dispatch_async_f(dispatch_get_main_queue(), nullptr, [](void *) { s_pressed(); });
     return noErr;
 }
@@ -24,7 +24,7 @@ OSStatus handlePress(EventHandlerCallRef, EventRef, void *)
 void MacHotKey::registerKey(std::function<void()> pressed)
 {
     s_pressed = std::move(pressed);
-    // Where either call fails, we run without the key.
+    // If either call fails, there is no hot key.
     const EventTypeSpec pressEvent{kEventClassKeyboard, kEventHotKeyPressed};
     InstallEventHandler(GetApplicationEventTarget(), &handlePress, 1, &pressEvent, nullptr,
                         nullptr);

@@ -4,17 +4,17 @@
 
 struct OpaqueEventHotKeyRef;
 
-/// The hot key of Carbon, the only one of the system's interfaces that needs no permission to see a
-/// key while another application is in front.
+/// A Carbon hot key: the only interface of the system that reports keys pressed in other
+/// applications without a permission.
 class MacHotKey final : public GlobalHotKey
 {
 public:
     void registerKey(std::function<void()> pressed) override;
 
-    /// Whether another program has kept the key for itself alone. The system does not tell of those
-    /// that only listen to it, as we do.
+    /// Whether another program has registered the key exclusively. Non-exclusive registrations,
+    /// such as ours, cannot be detected.
     [[nodiscard]] static bool isReserved();
 
 private:
-    OpaqueEventHotKeyRef *m_ref = nullptr; ///< The registered hot key, kept for life.
+    OpaqueEventHotKeyRef *m_ref = nullptr; ///< The registered hot key; never unregistered.
 };

@@ -2,19 +2,19 @@
 
 #include "platform/Instance.h"
 
-/// One process per bundle. The system itself sees to that when the application is opened; a start
-/// of the program inside the bundle speaks to the running one by notifications. Those have no
-/// receipt, so each request is answered by another one.
+/// One process per bundle. If the application is opened, the system itself ensures that; a start of
+/// the executable inside the bundle sends distributed notifications to the running process. These
+/// are not acknowledged, so each request is answered by another notification.
 class MacInstance final : public Instance
 {
 public:
-    /// As a program that has only just been started on a busy machine needs.
-    static constexpr double answerLimit = 10; // Seconds.
+    /// Enough for a program that was just started on a busy machine.
+    static constexpr double answerLimit = 10; // seconds
 
     /// Whether another process of this program shows the panel.
     [[nodiscard]] static bool runsElsewhere();
 
-    /// An application object would give this process an icon in the Dock.
+    /// An application object would add an icon to the Dock.
     [[nodiscard]] bool needsApplication() const override { return false; }
     bool claim(std::function<void(Request)> received) override;
     Answer handOver(Request request) override;

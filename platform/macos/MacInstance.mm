@@ -22,7 +22,7 @@ NSDistributedNotificationCenter *center()
     return NSDistributedNotificationCenter.defaultCenter;
 }
 
-// To every process that listens to the name; the text says whom it is about.
+// Sends a distributed notification; the object is the process that it concerns.
 void post(NSString *name, NSString *about)
 {
     [center() postNotificationName:name object:about userInfo:nil deliverImmediately:YES];
@@ -45,7 +45,7 @@ bool MacInstance::runsElsewhere()
 {
     for (NSRunningApplication *each in
          [NSRunningApplication runningApplicationsWithBundleIdentifier:bundle]) {
-        // A task in the terminal may count as a background one of the same bundle.
+        // A task in a terminal may be listed as a background process of the same bundle.
         const bool isOther = each.processIdentifier != NSProcessInfo.processInfo.processIdentifier;
         if (isOther && !each.terminated &&
             each.activationPolicy == NSApplicationActivationPolicyRegular)
@@ -75,7 +75,7 @@ Instance::Answer MacInstance::handOver(Request request)
                                             isAnswered = true;
                                           }];
     post(nameOf(request), self);
-    // Nothing else goes on in this process yet, so this loop has only the answer to bring.
+    // Runs the event loop until the answer arrives; there are no other events this early.
     NSDate *const limit = [NSDate dateWithTimeIntervalSinceNow:answerLimit];
     while (!isAnswered && limit.timeIntervalSinceNow > 0)
         [NSRunLoop.currentRunLoop runMode:NSDefaultRunLoopMode beforeDate:limit];

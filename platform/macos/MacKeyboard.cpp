@@ -7,12 +7,12 @@
 #include <CoreGraphics/CoreGraphics.h>
 
 namespace {
-// What the system takes of an event's text; it drops the rest without a word.
+// The system silently drops the rest of an event's text.
 constexpr qsizetype unitsPerEvent = 20;
 
-// Where the parts of the text end that one event takes each: behind a user-perceived character, so
-// that no mark is parted from its letter. One that is too long for an event is cut itself, but not
-// inside of a surrogate pair.
+// The end positions of the parts that fit into one event each. They are at grapheme boundaries, so
+// that marks are not separated from their letters. A grapheme that is too long for an event is
+// split, but not inside a surrogate pair.
 QList<qsizetype> partEnds(const QString &text)
 {
     QList<qsizetype> ends;
@@ -38,8 +38,8 @@ QList<qsizetype> partEnds(const QString &text)
 class EventSource final : public KeyboardSource
 {
 public:
-    // A text that is too long for one event is pressed and released part by part. The last part is
-    // left to its own release, which carries the whole text as its press does.
+    // A text that is too long for one event is pressed and released in parts. The last part is
+    // released by the release event, which has the whole text like the press.
     QFuture<void> post(const KeyEvent &event) override
     {
         qsizetype start = 0;
@@ -61,7 +61,7 @@ public:
     QFuture<void> finish() override { return settled(std::nullopt); }
 
 private:
-    // An event that cannot be made is none that the user misses more than the others.
+    // If an event cannot be created, it is dropped.
     void send(const KeyEvent &event) const
     {
         const CFOwner<CGEventRef> made(
@@ -73,7 +73,7 @@ private:
                                             static_cast<UniCharCount>(event.text.size()),
                                             reinterpret_cast<const UniChar *>(event.text.utf16()));
         }
-        // Also where there are none, or the keys that the user holds would count.
+        // Also if there are none, or the modifiers that the user holds would apply.
         CGEventSetFlags(made.get(), event.flags);
         CGEventPost(kCGHIDEventTap, made.get());
     }
@@ -82,8 +82,8 @@ private:
 };
 } // namespace
 
-// An event leaves within the call that posts it, so nothing comes between it and the look at who
-// has the keyboard that its caller has just taken.
+// Events are posted synchronously, so the focus cannot change between the caller's check and the
+// event.
 std::unique_ptr<KeyboardSource> MacKeyboard::open(const QString &, ProcessId)
 {
     return std::make_unique<EventSource>();

@@ -2,11 +2,11 @@
 
 #include "platform/Keyboard.h"
 
-/// The keyboard over Quartz events.
+/// Injects Quartz events.
 class MacKeyboard final : public Keyboard
 {
 public:
-    // Events belong to no keyboard that could stay changed.
+    // Events change no state that would have to be restored.
     void recover() override {}
     std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };

@@ -13,13 +13,13 @@ pid_t number(ProcessId process)
     return static_cast<pid_t>(process);
 }
 
-// What is said of a process without a terminal.
+// The device of a process without a terminal.
 constexpr uint32_t noTerminal = 0xffffffff;
 } // namespace
 
 QList<ProcessId> MacProcesses::all() const
 {
-    // More may have come between the two questions.
+    // Processes may have started between the two calls.
     constexpr int room = 64;
     QList<pid_t> numbers(proc_listallpids(nullptr, 0) + room);
     const int count = proc_listallpids(numbers.data(),
@@ -48,7 +48,7 @@ std::optional<ProcessRecord> MacProcesses::record(ProcessId process) const
     if (told.e_tdev != noTerminal && told.e_tdev != 0)
         record.terminal = TerminalId{told.e_tdev};
     record.isInForeground = record.terminal && told.e_tpgid == told.pbi_pgid;
-    // What it reads: the device of its standard input, where that is one of a terminal's kind.
+    // The device of its standard input, if that is a character device.
     vnode_fdinfowithpath input{};
     if (proc_pidfdinfo(number(process), STDIN_FILENO, PROC_PIDFDVNODEPATHINFO, &input,
                        sizeof(input)) == static_cast<int>(sizeof(input)) &&

@@ -2,7 +2,7 @@
 
 #include "platform/OwnProcesses.h"
 
-/// The processes as libproc tells them. Any thread.
+/// The process table, read with libproc. Any thread.
 class MacProcesses final : public ProcessList
 {
 public:

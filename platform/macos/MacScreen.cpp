@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// The values of a description are borrowed from it.
+// The value is owned by the dictionary.
 CFTypeRef value(CFDictionaryRef description, CFStringRef key, CFTypeID type)
 {
     const CFTypeRef found = CFDictionaryGetValue(description, key);
@@ -57,8 +57,7 @@ std::optional<QList<WindowInfo>> MacScreen::windows()
 
 QFuture<void> MacScreen::capture(const std::filesystem::path &file)
 {
-    // Without the permission the tool may well write a file: of the desktop's picture, without any
-    // window.
+    // Without the permission, the tool may write a file that shows the wallpaper without windows.
     if (!CGPreflightScreenCaptureAccess() && !CGRequestScreenCaptureAccess())
         return settled(std::nullopt);
     return CaptureTool::run(u"/usr/sbin/screencapture"_s, file);

@@ -2,7 +2,7 @@
 
 #include "platform/Screen.h"
 
-/// The screen as the window server describes it.
+/// The screen according to the window server.
 class MacScreen final : public Screen
 {
 public:

@@ -2,7 +2,7 @@
 
 #include "platform/Shell.h"
 
-/// The application and its windows as AppKit has them.
+/// The application and its windows in AppKit.
 class MacShell final : public Shell
 {
 public:
@@ -28,7 +28,7 @@ public:
 
     void keepAbove(NativeWindow &window, bool isAbove) override;
     void requestAttention(NativeWindow &window, Urgency urgency) override;
-    // The icon in the Dock bounces instead, until the application is in front.
+    // Instead, the icon in the Dock bounces until the application is in front.
     void notify(const QString &, Urgency, std::function<void()>) override {}
     void withdrawNotification() override {}
 

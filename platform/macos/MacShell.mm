@@ -15,7 +15,7 @@ namespace {
 std::function<void(bool)> s_reopened;
 } // namespace
 
-/// Stands behind the toolkit's own delegate, which passes on what it does not handle itself.
+/// The toolkit's own delegate forwards the messages that it does not handle to this one.
 @interface QuillonReopening : NSObject <NSApplicationDelegate>
 @end
 
@@ -28,7 +28,7 @@ std::function<void(bool)> s_reopened;
 }
 @end
 
-/// What a menu item does.
+/// The target of a menu item.
 @interface QuillonMenuAction : NSObject {
     std::function<void()> _chosen;
 }
@@ -66,7 +66,7 @@ NSMenu *newMenu(NSString *title)
     return menu;
 }
 
-// The menus that windows have on this system, without one for another window.
+// The usual menus for windows, without one for a new window.
 NSMenu *newEditMenu()
 {
     [newMenu(@"File") addItemWithTitle:@"Close" action:@selector(performClose:) keyEquivalent:@"w"];
@@ -80,14 +80,14 @@ NSMenu *newEditMenu()
 
 bool MacShell::hasDisplay()
 {
-    // A login without the window server has none.
+    // Logins without the window server, such as by ssh, have no session dictionary.
     return CFOwner<CFDictionaryRef>(CGSessionCopyCurrentDictionary()) != nullptr;
 }
 
 void MacShell::observeReopening(std::function<void(bool)> reopened)
 {
     s_reopened = std::move(reopened);
-    // The application does not keep its delegate alive.
+    // NSApplication does not retain its delegate.
     static QuillonReopening *const delegate = [[QuillonReopening alloc] init];
     NSApplication.sharedApplication.delegate = delegate;
 }
@@ -95,7 +95,7 @@ void MacShell::observeReopening(std::function<void(bool)> reopened)
 Qt::WindowFlags MacShell::windowFlags() const
 {
 #if QT_VERSION >= QT_VERSION_CHECK(6, 9, 0)
-    // The toolkit then knows that the contents reach under the title bar, and keeps it so.
+    // The toolkit then extends the contents under the title bar and keeps them there.
     return Qt::Window | Qt::ExpandedClientAreaHint | Qt::NoTitleBarBackgroundHint;
 #else
     return Qt::Window;
@@ -110,7 +110,7 @@ void MacShell::setRegularPolicy()
 void MacShell::addMenuItem(const QString &title, QChar key, std::function<void()> chosen)
 {
     static NSMenu *const menu = newEditMenu();
-    // Menu items do not keep their targets alive either.
+    // Menu items do not retain their targets either.
     static NSMutableArray *const actions = [[NSMutableArray alloc] init];
     QuillonMenuAction *const action =
         [[QuillonMenuAction alloc] initWithFunction:std::move(chosen)];
@@ -154,7 +154,7 @@ void MacShell::makeKeyAndOrderFront(NativeWindow &window)
 
 void MacShell::center(NativeWindow &window)
 {
-    // It is centred on the screen that it is on, which is to be the user's.
+    // center() uses the window's screen, so the window is first moved to the user's.
     window.moveTo(window.screenArea().topLeft());
     [view(window).window center];
 }
@@ -180,12 +180,11 @@ void MacShell::style(NativeWindow &window)
     [panel setStyleMask:panel.styleMask | NSWindowStyleMaskFullSizeContentView];
     [panel setOpaque:NO];
     [panel setBackgroundColor:NSColor.clearColor];
-    // The contents, which now reach under the title bar, stay as large as the toolkit made them,
-    // and the panel does not grow each time that it is made anew.
+    // Keeps the size of the contents, which now extend under the title bar. Otherwise the panel
+    // would grow each time it is created.
     [panel setContentSize:size];
-    // The panel comes to where the user is, also beside an application that fills the screen. It
-    // has no full screen of its own: when a window leaves that, the toolkit dresses it anew, with a
-    // title bar.
+    // The panel moves to the active space, also of a full-screen application. It has no full-screen
+    // mode: when a window leaves that, the toolkit restores its style with a title bar.
     panel.collectionBehavior = NSWindowCollectionBehaviorMoveToActiveSpace |
                                NSWindowCollectionBehaviorFullScreenAuxiliary |
                                NSWindowCollectionBehaviorFullScreenDisallowsTiling;
@@ -194,18 +193,18 @@ void MacShell::style(NativeWindow &window)
 void MacShell::placeMaterialBehind(NativeWindow &window, Material material)
 {
     NSView *const content = view(window);
-    // What is not opaque lets itself be dragged by anything on it, selected text and scroll bars
-    // too. The panel moves itself where it is empty.
+    // By default, a window that is not opaque can be dragged by anything in it, also by selected
+    // text and scroll bars. The panel itself handles dragging its empty areas.
     const std::string types = std::string(@encode(BOOL)) + "@:";
     class_addMethod(content.class, @selector(mouseDownCanMoveWindow),
                     imp_implementationWithBlock(^BOOL(id) {
                       return NO;
                     }),
                     types.c_str());
-    // All of the window, although its contents may still end below a title bar. AppKit says in the
-    // terminal that it does not know this view of the frame. Its own way would be the material as
-    // the window's content view with the contents in it, but the toolkit's view has to stay the
-    // content view; and in that one the material would cover what is drawn.
+    // Covers the whole window, although its contents may still end below a title bar. AppKit logs
+    // that it does not know this subview of the frame. The usual way is to use the material as the
+    // content view with the contents in it, but the toolkit's view has to remain the content view,
+    // and inside that one the material would cover what is drawn.
     NSVisualEffectView *const effect =
         [[NSVisualEffectView alloc] initWithFrame:content.superview.bounds];
     [effect setMaterial:static_cast<NSVisualEffectMaterial>(material)];

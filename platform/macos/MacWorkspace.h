@@ -4,7 +4,7 @@
 
 class Screen;
 
-/// The workspace of AppKit. Borrows the screen, which must outlive it.
+/// The workspace according to AppKit. The screen must outlive it.
 class MacWorkspace final : public Workspace
 {
 public:

@@ -29,7 +29,7 @@ NSURL *bundleAddress(const QString &location)
                                         relativeToURL:nil];
 }
 
-// Takes every address that Qt makes; NSURL's reading of texts is stricter than the web is.
+// Accepts every address that QUrl encodes; NSURL's parser is stricter than web browsers.
 NSURL *address(const QUrl &url)
 {
     const QByteArray encoded = url.toEncoded();
@@ -60,8 +60,8 @@ std::optional<QString> failure(NSError *error)
 
 using Completion = void (^)(NSRunningApplication *, NSError *);
 
-// AppKit calls back on a thread of its own; the promise is settled on the main one. It is taken by
-// value, since a block keeps a copy of values only, and it outlives the call that made it.
+// AppKit calls the handler on another thread; the promise is settled on the main thread. The
+// parameter is a value, because the block outlives this call and copies only values.
 Completion settling(std::shared_ptr<QPromise<void>> promise) // NOLINT(*-unnecessary-value-param)
 {
     return ^(NSRunningApplication *, NSError *error) {
@@ -85,8 +85,7 @@ NSRunningApplication *running(ProcessId application)
         runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
 }
 
-// Without AppKit's loop this stays what it was at the first look, as does whether an application is
-// active.
+// Without AppKit's event loop, this does not change after the first call, nor does isActive.
 std::optional<ProcessId> toldByWorkspace()
 {
     NSRunningApplication *const front =
@@ -109,7 +108,7 @@ std::optional<ProcessId> MacWorkspace::focusedProcess()
     return FrontProcess::find(toldByWorkspace(), m_screen);
 }
 
-// A bundle that was copied or renamed keeps its identifier.
+// A copied or renamed bundle has the same identifier.
 std::set<ProcessId> MacWorkspace::ownProcesses()
 {
     const MacProcesses processes;
@@ -128,7 +127,7 @@ std::set<ProcessId> MacWorkspace::ownProcesses()
 void MacWorkspace::activate(ProcessId application)
 {
     NSRunningApplication *const next = running(application);
-    // Since macOS 14 nobody takes the place of an application in front that does not make way.
+    // Since macOS 14, an application can only be activated if the one in front yields.
     if (next && [NSApp respondsToSelector:@selector(yieldActivationToApplication:)])
         [NSApp performSelector:@selector(yieldActivationToApplication:) withObject:next];
     [next activateWithOptions:0];
@@ -159,7 +158,7 @@ QString MacWorkspace::displayName(const QString &location)
 
 std::optional<QString> MacWorkspace::counterpart(const QString &)
 {
-    return std::nullopt; // The stock names are this system's own.
+    return std::nullopt; // the stock names are those of this system
 }
 
 QFuture<void> MacWorkspace::launch(const QString &location)
@@ -197,7 +196,7 @@ void MacWorkspace::terminate(ProcessId application)
 
 bool MacWorkspace::hasTerminated(ProcessId application)
 {
-    // What has ended is not found any more.
+    // Ended processes are not found any more.
     NSRunningApplication *const found = running(application);
     return !found || found.terminated;
 }
