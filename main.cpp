@@ -7,9 +7,9 @@
 int main(int argc, char *argv[])
 {
     const int status = CommandLine::run(argc, argv, Ui::views());
-    // A model may still be at work, or in memory: a step that nobody waits for any more holds on to
-    // it. So nothing of what its thread and the library use is torn down, and nobody waits for
-    // them.
+    // The engine may still be generating or have a model in memory, because of an unfinished step.
+    // So its thread is not waited for, and static objects that it and the library use are not
+    // destroyed.
     std::fflush(nullptr);
     std::_Exit(status);
 }

@@ -19,8 +19,8 @@ void AppDelegate::applicationDidFinishLaunching()
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
 {
     if (!hasVisibleWindows)
-        // A click in the Dock also brings the hidden application forward with its panel, perhaps by
-        // then already; it must not be hidden again.
+        // Shows instead of toggles: a click in the Dock also activates the hidden application with
+        // its panel, which must not be hidden again.
         QTimer::singleShot(0, this, &HotKey::show);
     return true;
 }
@@ -30,8 +30,7 @@ void AppDelegate::applicationWasStartedAgain()
     Shell &shell = Platform::current().shell();
     const bool hasVisibleWindows = std::ranges::any_of(
         shell.windows(), [&shell](NativeWindow *window) { return shell.isVisible(*window); });
-    // Only then: a hidden application would come forward with its panel, and the summon would find
-    // that in front and hide it again.
+    // A hidden application is activated when its panel is shown.
     if (hasVisibleWindows)
         shell.activate();
     applicationShouldHandleReopen(hasVisibleWindows);

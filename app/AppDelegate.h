@@ -2,7 +2,7 @@
 
 #include <QObject>
 
-/// What the application does at the turning points of its life. Main thread.
+/// Handles the application's launch, reopening and further starts. Main thread.
 class AppDelegate final : public QObject
 {
     Q_OBJECT
@@ -10,17 +10,18 @@ class AppDelegate final : public QObject
 public:
     using QObject::QObject;
 
-    /// Makes the process a regular application with its hot key, in front of all others.
+    /// Makes the process a regular application, registers the hot key and activates the
+    /// application.
     void applicationDidFinishLaunching();
 
-    /// The hot key and the desktop still reach an application without windows.
+    /// Without windows, the application can still be reached by the hot key and by the desktop.
     [[nodiscard]] static bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
 
-    /// The user opens the application again while it runs. Where no window is visible the panel is
-    /// summoned, after the event at hand.
+    /// The user has opened the running application again. If no window is visible, the panel is
+    /// summoned from the event loop.
     bool applicationShouldHandleReopen(bool hasVisibleWindows);
 
-    /// The program was started once more. What is visible comes to the front as it stands, as it
-    /// does by itself where the desktop has means of its own to open an application again.
+    /// The program was started once more. Handled like reopening, after activating the application
+    /// if a window is visible: some desktops do that themselves when an application is reopened.
     void applicationWasStartedAgain();
 };

@@ -19,7 +19,7 @@ Shell &shell()
     return Platform::current().shell();
 }
 
-// One line of a text, and no more of it than tells what it is about: others may read it too.
+// The beginning of a text on one line: a notification may be visible to others.
 QString excerpt(const QString &text)
 {
     constexpr qsizetype longest = 80;
@@ -62,7 +62,7 @@ void Attention::followTask()
     }
     const std::shared_ptr<Cancellation> &task = m_session.task();
     if (task && task->isCancelled())
-        return; // Who has stopped it knows.
+        return; // the user has stopped it
     const Turn &turn = m_session.turns().last();
     const bool isDone = !turn.log.isEmpty() && turn.log.last().kind == LogEntry::Kind::success;
     call((isDone ? u"Done: "_s : u"Not done: "_s) + excerpt(turn.command), false);

@@ -7,18 +7,18 @@
 class AgentSession;
 class NativeWindow;
 
-/// Sees to it that the user, who works elsewhere while a task runs, misses neither its questions
-/// nor its end. Main thread; the session and the window must outlive it.
+/// Draws the attention of a user who works elsewhere while a task runs to its questions and to its
+/// end. Main thread; the session and the window must outlive it.
 class Attention final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// `show` brings the panel forward, wherever it is.
+    /// `show` brings the panel to the front.
     Attention(AgentSession &session, NativeWindow &window, std::function<void()> show,
               QObject *parent = nullptr);
 
-    /// The system has just made the window, perhaps anew.
+    /// The native window was created, for the first time or again.
     void windowWasMade();
 
 private:

@@ -20,13 +20,13 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// How the bus starts it, to say afterwards what for.
+// Used by D-Bus activation, which sends the request afterwards.
 const QString activatedOption = u"activated"_s;
 const QString doctorOption = u"doctor"_s;
 const QString taskOption = u"task"_s;
 const QString toggleOption = u"toggle"_s;
 
-// These names decide where settings and models are kept: ~/.config/Quillon and the like.
+// These names determine the folders of settings and models, such as ~/.config/Quillon.
 void setNames()
 {
     QCoreApplication::setOrganizationName(u"Quillon"_s);
@@ -84,7 +84,7 @@ QString spelled(const QString &option)
     return u"--"_s + option;
 }
 
-// What is wrong with the options beside each other, as one sentence; nothing if they make sense.
+// One sentence on options that exclude each other; nothing if they are consistent.
 std::optional<QString> contradiction(const QCommandLineParser &parser)
 {
     const QStringList options = parser.optionNames();
@@ -96,7 +96,7 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     }
     if (options.size() > 1)
         return u"Give %1 only once."_s.arg(spelled(options.first()));
-    // Its text was forgotten, and the parser took the next option for it.
+    // The task's text was forgotten, and the parser took the next option for it.
     const QString task = parser.value(taskOption);
     if (task == spelled(taskOption) || task == spelled(doctorOption) ||
         task == spelled(toggleOption))
@@ -104,7 +104,7 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     return std::nullopt;
 }
 
-// What the arguments say, before there is an application to ask.
+// Reads the arguments before there is an application object.
 bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &request)
 {
     QCommandLineParser parser;
@@ -132,7 +132,7 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
     if (asksForPanel(argc, argv, request))
         return PanelProgram::run(argc, argv, request, views);
 
-    // Everything else gets along without a display.
+    // Everything else needs no display.
     const QCoreApplication *const application = makeCoreApplication(argc, argv);
     usePlainNumbers();
     QCommandLineParser parser;

@@ -2,8 +2,8 @@
 
 #include "app/QuillonApp.h"
 
-/// The program as it is started: with its panel, or with one task for the terminal.
+/// The program's command line: the panel, one task in the terminal, or the doctor.
 namespace CommandLine {
-/// Does what the arguments ask for and returns the exit status.
+/// Runs the program as the arguments request and returns the exit status.
 [[nodiscard]] int run(int argc, char **argv, const QuillonApp::Views &views);
 } // namespace CommandLine

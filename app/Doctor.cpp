@@ -22,8 +22,8 @@ using namespace Qt::StringLiterals;
 using Verdict = Finding::Verdict;
 
 namespace {
-// What every model file begins with.
-const QByteArray modelMark = QByteArrayLiteral("GGUF");
+// The first bytes of every model file.
+const QByteArray modelMark = "GGUF"_ba;
 
 constexpr qint64 megabyte = 1'000'000;
 
@@ -37,7 +37,7 @@ QString fileOf(const LocalModel &model)
     return QDir(ModelManager::directory()).filePath(model.fileName);
 }
 
-// Nothing where the file system does not say.
+// Free space in bytes; nothing if the file system does not tell.
 std::optional<qint64> roomIn(const QString &folder)
 {
     std::error_code error;

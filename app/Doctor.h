@@ -5,21 +5,21 @@
 #include <QList>
 #include <QString>
 
-/// Looks at everything that a task depends on, and says what to do where something is wrong. Main
-/// thread; takes a few seconds where the system is silent. Opens no connection to the network.
+/// Checks everything that a task depends on, with advice if something is wrong. Main thread; may
+/// block for a few seconds if the system does not answer. Does not use the network.
 namespace Doctor {
 struct Line
 {
-    QString subject; ///< What was looked at: "Display" and so on.
+    QString subject; ///< What was checked: "Display" and so on.
     Finding finding;
 };
 
-/// Every subject, always in the same order.
+/// Checks all subjects; their order is fixed.
 [[nodiscard]] QList<Line> examine();
 
-/// Whether nothing stands in the way of most tasks.
+/// Whether most tasks work: no verdict is bad.
 [[nodiscard]] bool isHealthy(const QList<Line> &report);
 
-/// The line as it is printed: mark, subject, state and advice.
+/// The line in words: mark, subject, state and advice.
 [[nodiscard]] QString text(const Line &line);
 } // namespace Doctor

@@ -15,13 +15,13 @@ namespace {
 struct TextItem
 {
     const char16_t *title;
-    char16_t key; ///< A capital is typed with Shift.
+    char16_t key; ///< upper case if it is typed with Shift
 };
 constexpr std::array textItems{TextItem{u"Undo", u'z'},  TextItem{u"Redo", u'Z'},
                                TextItem{u"Cut", u'x'},   TextItem{u"Copy", u'c'},
                                TextItem{u"Paste", u'v'}, TextItem{u"Select All", u'a'}};
 
-// The views know these keys, so the menu types them.
+// The views handle these keys, so the menu items send them.
 void type(QChar letter)
 {
     QWindow *const window = QGuiApplication::focusWindow();

@@ -42,7 +42,7 @@ void HotKey::show()
 {
     Shell &shell = Platform::current().shell();
     shell.activate();
-    // A copy: what a window does when it comes forward may change the list.
+    // A copy: a window that comes to the front may change the list.
     const QList<NativeWindow *> windows = shell.windows();
     for (NativeWindow *const window : windows) {
         if (!window->canBecomeMain())

@@ -2,8 +2,7 @@
 
 #include <QObject>
 
-/// The global hot key, Option+Space, that shows and hides the panel from anywhere in the system.
-/// Main thread; one for the whole process.
+/// The global hot key, Option+Space, that shows and hides the panel. Main thread; one per process.
 class HotKey final : public QObject
 {
     Q_OBJECT
@@ -11,18 +10,18 @@ class HotKey final : public QObject
 public:
     static HotKey &shared();
 
-    /// Installs the hot key, once. Where that fails, the application simply runs without one.
+    /// Registers the hot key. May be called once. If that fails, the application runs without one.
     void registerKey();
 
-    /// Toggles the panel: hides the application while the panel has the keyboard, else brings it to
+    /// Toggles the panel: hides the application if the panel has the focus; otherwise brings it to
     /// the front, centred.
     static void summon();
 
-    /// Brings the panel to the front, centred, also where it is there already.
+    /// Brings the panel to the front, centred, also if it is in front already.
     static void show();
 
 Q_SIGNALS:
-    /// After every summon that shows the panel.
+    /// Emitted after every summon that shows the panel.
     void summonPalette();
 
 private:

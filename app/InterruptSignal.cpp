@@ -14,7 +14,7 @@ std::array<int, 2> s_pipe{-1, -1};
 std::array<struct sigaction, handledSignals.size()> s_before{};
 volatile std::sig_atomic_t s_requests = 0;
 
-// Only what is allowed in a signal handler: the rest happens in the event loop.
+// Only async-signal-safe calls; the rest happens in the event loop.
 void onSignal(int signal)
 {
     s_requests = s_requests + 1;
@@ -24,7 +24,7 @@ void onSignal(int signal)
     [[maybe_unused]] const ssize_t written = write(s_pipe[1], &byte, 1);
 }
 
-// A signal that whoever started us has us ignore, as nohup does, stays ignored.
+// A signal that the parent process has set to be ignored, as nohup does, stays ignored.
 void handleSignals()
 {
     struct sigaction action = {};
@@ -47,7 +47,7 @@ void leaveSignals()
 InterruptSignal::InterruptSignal(QObject *parent) : QObject(parent)
 {
     if (pipe(s_pipe.data()) != 0)
-        return; // The signals keep their default: they end the process.
+        return; // default handling: they end the process
     for (const int end : s_pipe)
         fcntl(end, F_SETFD, FD_CLOEXEC);
     m_notifier = new QSocketNotifier(s_pipe[0], QSocketNotifier::Read, this);

@@ -3,8 +3,8 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-/// Turns Ctrl-C and the request to terminate into a Qt signal on the main thread. One at a time;
-/// the second request ends the process at once, for a user who will not wait.
+/// Turns SIGINT and SIGTERM into a Qt signal on the main thread. Only one may exist. A second
+/// signal ends the process at once, for a user who does not want to wait.
 class InterruptSignal final : public QObject
 {
     Q_OBJECT
@@ -14,8 +14,7 @@ public:
     ~InterruptSignal() override;
 
 Q_SIGNALS:
-    /// With the exit status that a shell expects of a program ended so: 128 and the signal's
-    /// number.
+    /// With the exit status that shells expect: 128 plus the signal's number.
     void interrupted(int exitStatus);
 
 private:

@@ -29,7 +29,7 @@ Panel::Panel(QObject *parent) : QObject(parent), m_isTrusted(isGivenTrust())
         readTrust();
         Q_EMIT summonPalette();
     });
-    // There is no timer: who has just given the permission comes back to the panel for more.
+    // No timer is needed: a user who has just granted the permission returns to the panel.
     connect(qGuiApp, &QGuiApplication::applicationStateChanged, this,
             [this](Qt::ApplicationState state) {
                 if (state == Qt::ApplicationActive)
@@ -77,7 +77,7 @@ QColor Panel::accentColor() const
 void Panel::requestTrust()
 {
     Platform::current().accessibility().requestTrust();
-    // Where the system asks nobody, the answer is there by now.
+    // If the system needs no confirmation by the user, the permission is granted already.
     readTrust();
 }
 

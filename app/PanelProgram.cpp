@@ -19,7 +19,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// The exit status of a start that another process has taken over.
+// The exit status if this process does not become the running instance.
 int end(SingleInstance::Outcome outcome, Terminal &terminal)
 {
     if (outcome == SingleInstance::Outcome::handedOver)
@@ -49,9 +49,8 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    // Requests come from the event loop, so not before the panel is there. The one that the program
-    // was started for has been met by then: even a toggle is not to hide what it has just brought
-    // up.
+    // Requests arrive from the event loop, when the panel is shown already. The first one of a
+    // start by the bus is thereby fulfilled: even a toggle must not hide the panel again.
     bool isExpected = !request;
     const auto received = [&running, &isExpected](Instance::Request asked) {
         if (std::exchange(isExpected, false))
@@ -66,7 +65,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     const auto settle = [&] {
         return SingleInstance::settle(received, request.value_or(Instance::Request::open));
     };
-    // As early as the system allows: what is over then has not shown itself.
+    // As early as possible: a process that ends here has not appeared on the desktop.
     const bool settlesFirst = !Platform::current().instance().needsApplication();
     auto outcome = SingleInstance::Outcome::isOurs;
     if (settlesFirst)
@@ -81,7 +80,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     if (shell.paintsInSoftware())
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickWindow::setDefaultAlphaBuffer(true);
-    // The toolkit takes it from the environment only, which is not for the programs that we start.
+    // The toolkit reads it from the environment only; child processes must not inherit it.
     const QByteArray resolution = "QT_FONT_DPI";
     const std::optional<int> better =
         qEnvironmentVariableIsSet(resolution) ? std::nullopt : shell.fontResolution();
@@ -91,7 +90,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     if (better)
         qunsetenv(resolution);
     usePlainNumbers();
-    // A cursor that blinks would wake the processor for nothing, again and again.
+    // A blinking cursor would keep waking the processor.
     QGuiApplication::styleHints()->setCursorFlashTime(0);
     QGuiApplication::setDesktopFileName(u"app.quillon.Quillon"_s);
 

@@ -7,9 +7,9 @@
 
 /// The program with its panel: one process per desktop.
 namespace PanelProgram {
-/// Runs until the user quits, or hands the request to the process that runs already. Without one it
-/// was started for a request that is on its way. Returns the exit status; a failure is told in one
-/// sentence on the standard error.
+/// Runs until the user quits, or sends the request to the running process. No request means that it
+/// was started by the bus, which sends one. Returns the exit status; prints one sentence to
+/// standard error on failure.
 [[nodiscard]] int run(int argc, char **argv, std::optional<Instance::Request> request,
                       const QuillonApp::Views &views);
 } // namespace PanelProgram

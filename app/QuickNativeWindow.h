@@ -8,13 +8,13 @@
 
 class QQuickWindow;
 
-/// A Qt Quick window as the shell handles it; known to the shell while it lives. Borrows the
-/// window. Main thread.
+/// A Qt Quick window for the shell, with which it is registered while it exists. The window must
+/// outlive it. Main thread.
 class QuickNativeWindow final : public QObject, public NativeWindow
 {
 public:
-    /// Calls `made` whenever the system's window has been made: before it is first seen, and again
-    /// after it was closed.
+    /// Calls `made` when the native window was created: before it is first shown, and again after
+    /// it was closed.
     QuickNativeWindow(QQuickWindow &window, std::function<void()> made);
     ~QuickNativeWindow() override;
     QuickNativeWindow(const QuickNativeWindow &) = delete;

@@ -55,7 +55,8 @@ std::optional<QString> QuillonApp::launch()
         return u"Quillon's panel cannot be shown: %1"_s.arg(m_problem);
     Platform::current().keyboard().recover();
     EditMenu::install([this] { m_session.setTurns({}); });
-    // Before the window is there, so that nobody who gets the focus from it can lose it again.
+    // Before the window is shown: activating later would take the focus from an application to
+    // which the user has switched meanwhile.
     m_delegate.applicationDidFinishLaunching();
     shell().makeKeyAndOrderFront(*m_window);
     shell().center(*m_window);

@@ -15,13 +15,13 @@
 #include <functional>
 #include <optional>
 
-/// The application with its one panel window: the two objects that live as long as the process, and
-/// the views over them. Main thread, with a QGuiApplication.
+/// The application with its panel window: the two objects that live as long as the process, and the
+/// views of them. Main thread, with a QGuiApplication.
 class QuillonApp
 {
 public:
-    /// The views to show: the root file, which has to be a window, and what prepares the engine for
-    /// it and makes the initial properties, which the engine may own.
+    /// The views: the root QML file, which must be a window, and a function that prepares the
+    /// engine and returns the initial properties, which the engine may own.
     struct Views
     {
         QUrl rootFile;
@@ -33,20 +33,20 @@ public:
     QuillonApp(const QuillonApp &) = delete;
     QuillonApp &operator=(const QuillonApp &) = delete;
 
-    /// Shows the panel and finishes the launch. One sentence where there is nothing to show.
+    /// Shows the panel and finishes the launch. On failure, returns one sentence.
     [[nodiscard]] std::optional<QString> launch();
 
     [[nodiscard]] AppDelegate &delegate() { return m_delegate; }
 
 private:
-    /// Makes a panel of the window that the system has just made.
+    /// Styles the native window that was just created as a panel.
     void applyStyle();
 
     AppDelegate m_delegate;
     ModelManager m_models;
     AgentSession m_session;
     Panel m_panel;
-    QString m_problem; ///< Why the views cannot be shown.
+    QString m_problem; ///< Why the views cannot be shown; empty if they can.
     QQmlApplicationEngine m_engine;
     std::optional<QuickNativeWindow> m_window;
     std::optional<Attention> m_attention;

@@ -3,8 +3,8 @@
 #include "platform/Platform.h"
 
 namespace {
-// A process that ends between two looks at it leaves its place to us, or to another start that is
-// quicker. So often this does not happen by chance.
+// If the running instance ends between the two calls, this start or a quicker one takes its place.
+// That does not happen so many times by chance.
 constexpr int maxAttempts = 5;
 } // namespace
 

@@ -2,15 +2,15 @@
 
 #include "platform/Instance.h"
 
-/// Settles which of the program's starts becomes the one that runs. Main thread.
+/// Makes one of the program's starts the running instance. Main thread.
 namespace SingleInstance {
 enum class Outcome {
-    isOurs,     ///< This process is the one; requests of later starts go to `received`.
-    handedOver, ///< Another one runs and has the request.
-    silent,     ///< Another one runs and does not answer.
+    isOurs, ///< This process is the running instance; requests of later starts go to `received`.
+    handedOver, ///< The running instance has received the request.
+    silent,     ///< The running instance does not answer.
 };
 
-/// Blocks for as long as the running process takes to answer, at most; see Instance.
+/// Blocks until the running instance answers, with the timeout of Instance.
 [[nodiscard]] Outcome settle(const std::function<void(Instance::Request)> &received,
                              Instance::Request request);
 } // namespace SingleInstance

@@ -16,7 +16,7 @@ namespace {
 constexpr int usualWidth = 80;
 constexpr int usualHeight = 24;
 
-// What ends a page of a question that is longer than the terminal.
+// The end of a page if the question is longer than the terminal.
 const QString more = u"\n— Return shows the rest — "_s;
 constexpr int moreHeight = 2;
 
@@ -36,14 +36,14 @@ int terminalHeight()
     return usualHeight;
 }
 
-// What is not Latin, Greek or Cyrillic may take two columns.
+// Characters of other scripts than Latin, Greek and Cyrillic may take two columns.
 int columnsOf(char32_t character)
 {
     constexpr char32_t firstWide = 0x1100;
     return character < firstWide ? 1 : 2;
 }
 
-// As much of the line as surely fits.
+// The beginning of the line that fits in any case.
 QString fitting(const QString &line, int columns)
 {
     qsizetype end = 0;
@@ -56,7 +56,7 @@ QString fitting(const QString &line, int columns)
     return line.left(end);
 }
 
-// The text in parts of which each surely fits into so many lines of so many columns.
+// The text in parts that each fit in any case into so many lines of so many columns.
 QStringList pages(const QString &text, int columns, int lines)
 {
     QStringList all{QString()};
@@ -88,7 +88,7 @@ void write(std::FILE *stream, const QString &text)
     std::fflush(stream);
 }
 
-// The lines within a text that others wrote stand apart, so that none passes for one of ours.
+// Further lines of foreign text are indented, so that they do not look like our own.
 QString indented(QString text)
 {
     return text.replace(u'\n', u"\n    "_s);
@@ -180,13 +180,13 @@ void Terminal::dropInput()
 
 bool Terminal::dropTyped()
 {
-    // A program in the background would be stopped for that.
+    // Otherwise the system would stop the process as a background job.
     const pid_t foreground = tcgetpgrp(STDIN_FILENO);
     termios usual = {};
     if (!m_inputIsTerminal || (foreground > 0 && foreground != getpgrp()) ||
         tcgetattr(STDIN_FILENO, &usual) != 0)
         return false;
-    // A terminal that hands over whole lines says nothing of one that has no end yet.
+    // In canonical mode, incomplete lines cannot be read.
     termios everyKey = usual;
     everyKey.c_lflag &= ~static_cast<tcflag_t>(ICANON);
     int length = 0;
@@ -210,13 +210,13 @@ void Terminal::endQuestion()
 
 void Terminal::readAnswer()
 {
-    // A terminal hands over whole lines; its end of input is an empty answer.
+    // In canonical mode, read() returns a whole line; end of input counts as an empty answer.
     std::array<char, 4096> buffer{};
     const ssize_t length = read(STDIN_FILENO, buffer.data(), buffer.size());
     QStringList rest = std::exchange(m_pages, {});
     endQuestion();
     if (length > 0 && !rest.isEmpty()) {
-        // Any answer before the end of the question is on the screen only asks for the rest.
+        // Before the last page, any answer only shows the next one.
         m_pages = std::move(rest);
         askPage();
         return;

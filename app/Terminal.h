@@ -8,22 +8,21 @@
 
 #include <chrono>
 
-/// The terminal, or the files in its place, that the program was started on. Main thread.
+/// The program's standard streams, which may be a terminal or files. Main thread.
 ///
-/// Whatever it prints is plain text: what in the words of a model, a file name or another
-/// application would be obeyed or not seen is shown, and line breaks in it start indented lines.
+/// Prints plain text only: control sequences and invisible characters in the text of a model, a
+/// file name or another application become visible, and line breaks in it start indented lines.
 class Terminal final : public QObject
 {
     Q_OBJECT
 
 public:
-    /// A question is not answered faster than this by anybody who has read it; the panel's card
-    /// takes as long.
+    /// Users cannot read a question faster than this; the panel's card has the same delay.
     static constexpr std::chrono::milliseconds answerDelay{400};
 
     explicit Terminal(QObject *parent = nullptr);
 
-    /// True where somebody can be asked.
+    /// Whether the user can be asked.
     [[nodiscard]] bool canAsk() const { return m_inputIsTerminal; }
 
     /// Prints a line on the standard output.
@@ -31,19 +30,19 @@ public:
     /// Prints a line on the standard error.
     void printError(const QString &line);
 
-    /// Shows one line that the next output replaces; on anything but a terminal nothing. Cut to
-    /// the terminal's width.
+    /// Shows one line, cut to the terminal's width, that the next output replaces. Does nothing
+    /// without a terminal.
     void showStatus(const QString &status);
 
-    /// Prints the question and emits answered() with the line that the user types after it. What
-    /// was typed before the question, or within answerDelay of it, is no answer to it and is
-    /// dropped; in the second case the question is shown again. A question that is longer than the
-    /// terminal is shown page by page, and only its end can be answered.
+    /// Prints the question and emits answered() with the line that the user then types. Input from
+    /// before the question, or within answerDelay after it, is dropped; in the second case, the
+    /// question is shown again. A question that is longer than the terminal is shown in pages; only
+    /// the last one can be answered.
     void ask(const QString &question);
-    /// Takes the question back.
+    /// Cancels the question.
     void withdrawQuestion();
 
-    /// Drops what was typed and is not read yet. Not from a terminal that another program has now.
+    /// Drops unread input, unless another program has the terminal now.
     void dropInput();
 
 Q_SIGNALS:
@@ -51,7 +50,7 @@ Q_SIGNALS:
 
 private:
     void askPage();
-    /// Drops what was typed, and tells whether there was anything.
+    /// Drops unread input and returns whether there was any.
     bool dropTyped();
     void takeAnswers();
     void endQuestion();
@@ -61,8 +60,8 @@ private:
     const bool m_inputIsTerminal;
     const bool m_outputIsTerminal;
     bool m_statusIsShown = false;
-    QStringList m_pages;                ///< What is still to be shown of the question.
-    QString m_page;                     ///< What is shown of it.
-    QTimer m_delay;                     ///< Before the page can be answered.
-    QSocketNotifier *m_input = nullptr; ///< While it can.
+    QStringList m_pages;                ///< The rest of the question.
+    QString m_page;                     ///< The page that is shown.
+    QTimer m_delay;                     ///< Runs until the page can be answered.
+    QSocketNotifier *m_input = nullptr; ///< Exists while it can be answered.
 };

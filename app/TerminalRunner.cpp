@@ -38,7 +38,7 @@ QString bar(double progress)
     return QString(filled, u'█') + QString(cells - filled, u'░');
 }
 
-// A step's line says something new until the step is over.
+// The text of a running step may still change.
 bool isSettled(const LogEntry &entry)
 {
     return !entry.running && entry.kind != LogEntry::Kind::confirm;
@@ -60,7 +60,7 @@ TerminalRunner::TerminalRunner(ModelManager &models, AgentSession &session, Term
 
 QCoro::Task<int> TerminalRunner::run(QString task)
 {
-    // What was typed meanwhile was not typed for the shell.
+    // Input that was typed meanwhile must not reach the shell.
     const auto end = qScopeGuard([this] { m_terminal.dropInput(); });
     if (task.trimmed().isEmpty()) {
         m_terminal.printError(u"The task is empty."_s);
@@ -108,7 +108,7 @@ QCoro::Task<bool> TerminalRunner::makeModelReady()
     else
         co_await m_models.loadIfNeeded();
 
-    // A finished download goes on to load the model by itself.
+    // A finished download loads the model by itself.
     const auto isBusy = [this] {
         const StateCase kind = m_models.state().kind;
         return kind == StateCase::downloading || kind == StateCase::ready ||
@@ -120,8 +120,8 @@ QCoro::Task<bool> TerminalRunner::makeModelReady()
     co_return m_models.state().kind == StateCase::loaded;
 }
 
-// Not QCoro's own wait for a signal: 0.8 resumes once for each of several in a row, and so a
-// coroutine that has gone on, or is gone.
+// Not QCoro's own await of a signal: in 0.8, it resumes once per emission, also a coroutine that
+// has already continued or was destroyed.
 QFuture<void> TerminalRunner::nextChange()
 {
     m_change.emplace();

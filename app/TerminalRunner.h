@@ -13,7 +13,7 @@
 #include <optional>
 
 /// Runs one task in the terminal: prints the transcript line by line, asks before a risky step, and
-/// shows how far the model's download is. Main thread.
+/// shows the progress of the model's download. Main thread.
 class TerminalRunner final : public QObject
 {
     Q_OBJECT
@@ -22,11 +22,11 @@ public:
     TerminalRunner(ModelManager &models, AgentSession &session, Terminal &terminal,
                    QObject *parent = nullptr);
 
-    /// Runs the task to its end and returns the exit status: 0 when the model said that it is
-    /// done, 1 for any other ending, or what stop() was given.
+    /// Runs the task and returns the exit status: 0 if the model has reported that it is done, 1
+    /// for any other end, or the argument of stop().
     [[nodiscard]] QCoro::Task<int> run(QString task);
 
-    /// Stops as the panel's stop button does; the task then ends with the exit status.
+    /// Stops the task like the panel's stop button; run() then returns this exit status.
     void stop(int exitStatus);
 
 private:
@@ -42,8 +42,8 @@ private:
     ModelManager &m_models;
     AgentSession &m_session;
     Terminal &m_terminal;
-    std::optional<QPromise<void>> m_change; ///< What nextChange() promised.
+    std::optional<QPromise<void>> m_change; ///< The promise of nextChange().
     qsizetype m_printedLines = 0;
     bool m_downloadIsAnnounced = false;
-    std::optional<int> m_stopStatus; ///< Present once stop() was called.
+    std::optional<int> m_stopStatus; ///< Set by stop().
 };

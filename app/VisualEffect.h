@@ -2,7 +2,7 @@
 
 #include "platform/Shell.h"
 
-/// The platform's blurred, translucent material under a window's contents. Main thread.
+/// The platform's blurred, translucent material behind a window's contents. Main thread.
 class VisualEffect
 {
 public:

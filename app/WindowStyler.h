@@ -2,9 +2,9 @@
 
 class NativeWindow;
 
-/// Turns an ordinary window into the borderless, translucent panel.
+/// Turns a normal window into the borderless, translucent panel.
 namespace WindowStyler {
-/// Schedules the styling for after the event at hand, when the window is complete. A window that is
-/// forgotten by the shell until then is left alone.
+/// Styles the window from the event loop, when it is complete. Does nothing if the window is
+/// removed from the shell before.
 void make(NativeWindow &window);
 } // namespace WindowStyler

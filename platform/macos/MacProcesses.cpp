@@ -48,7 +48,7 @@ std::optional<ProcessRecord> MacProcesses::record(ProcessId process) const
     if (told.e_tdev != noTerminal && told.e_tdev != 0)
         record.terminal = TerminalId{told.e_tdev};
     record.isInForeground = record.terminal && told.e_tpgid == told.pbi_pgid;
-    // The device of its standard input, if that is a character device.
+    // The device of its standard input, if that is a terminal.
     vnode_fdinfowithpath input{};
     if (proc_pidfdinfo(number(process), STDIN_FILENO, PROC_PIDFDVNODEPATHINFO, &input,
                        sizeof(input)) == static_cast<int>(sizeof(input)) &&
