@@ -1,7 +1,8 @@
 #include "platform/Platform.h"
 
+#include "platform/CoreApplication.h"
+#include "platform/Scripts.h"
 #include "platform/linux/LinuxDiagnosis.h"
-#include "platform/linux/LinuxScripts.h"
 #include "platform/linux/LinuxWorkspace.h"
 #include "platform/linux/atspi/LinuxAccessibility.h"
 #include "platform/linux/desktop/LinuxAppearance.h"
@@ -12,7 +13,11 @@
 #include "platform/linux/x11/LinuxShell.h"
 #include "platform/linux/x11/X11Desktop.h"
 
+#include <QCoreApplication>
+
 #include <gio/gio.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 // Left alone, GIO ends the program without a word when the session's bus goes away. It has one
@@ -31,6 +36,16 @@ void outliveTheBus()
     };
     g_bus_get(G_BUS_TYPE_SESSION, nullptr, received, nullptr);
 }
+
+// A system without the language: every script fails, and says so.
+class LinuxScripts final : public Scripts
+{
+public:
+    ScriptOutcome run(const QString &) override
+    {
+        return ScriptError{u"AppleScript is only available on macOS."_s};
+    }
+};
 
 class LinuxPlatform final : public Platform
 {
@@ -66,4 +81,9 @@ private:
 std::unique_ptr<Platform> Platform::makeNative()
 {
     return std::make_unique<LinuxPlatform>();
+}
+
+QCoreApplication *makeCoreApplication(int &argc, char **argv)
+{
+    return new QCoreApplication(argc, argv);
 }

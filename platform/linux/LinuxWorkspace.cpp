@@ -1,14 +1,16 @@
 #include "platform/linux/LinuxWorkspace.h"
 
 #include "platform/Outcome.h"
-#include "platform/linux/WindowArrival.h"
 #include "platform/linux/desktop/FileManager.h"
 #include "platform/linux/desktop/LinuxProcesses.h"
-#include "platform/linux/desktop/ProcessTable.h"
-#include "platform/linux/desktop/Trash.h"
 #include "platform/linux/x11/X11Desktop.h"
 
+#include <QDeadlineTimer>
+#include <QPromise>
+#include <QTimer>
+
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -21,7 +23,8 @@ QByteArray uriOf(const std::filesystem::path &path)
 
 bool leads(ProcessId leader, const X11Window &window)
 {
-    return leader != ProcessId{} && window.owner && ProcessTable::session(*window.owner) == leader;
+    return leader != ProcessId{} && window.owner &&
+           LinuxProcesses().session(*window.owner) == leader;
 }
 
 // The application's window that is nearest to the user, if it has any. Some windows can be traced
@@ -59,6 +62,160 @@ Application application(const X11Window &window)
             .name = owner.name,
             .policy = window.isOrdinary() ? ActivationPolicy::regular : ActivationPolicy::accessory,
             .location = owner.location};
+}
+
+constexpr std::chrono::milliseconds lookInterval{40};
+// Window managers bring most new windows to the front by themselves, a moment after they appear.
+constexpr std::chrono::milliseconds requestInterval{300};
+
+// Waits until an application that was asked to open something is in front, so that what is typed
+// next goes to it and not to the window that was there before. A window that appears and is kept
+// behind the others is brought forward. Main thread; deletes itself when the wait is over.
+class WindowArrival final : public QObject
+{
+public:
+    /// How long an office suite takes to start on a slow machine.
+    static constexpr std::chrono::milliseconds usualLimit{10'000};
+    /// How long an application that runs gets to show what it was asked to open: in a window of its
+    /// own, or under another title. One that does neither shows it without telling.
+    static constexpr std::chrono::milliseconds documentLimit{1500};
+    /// How long a program may take to hand the document to the one that runs.
+    static constexpr std::chrono::milliseconds handOverLimit{6000};
+    /// How long a window with a document has to be in front: it drops the keys that come while it
+    /// reads the document.
+    static constexpr std::chrono::milliseconds documentSettle{700};
+
+    struct Expected
+    {
+        QString location; ///< The application's desktop entry.
+        QString name;
+        X11Snapshot before;         ///< The screen before it was asked.
+        std::set<ProcessId> ours{}; ///< The assistant's own processes: their windows never count.
+        ProcessId leader{};         ///< Of the session of what was started for this; 0 for nothing.
+        bool opensDocument = false; ///< The windows that were there do not count at once.
+        std::function<void()> arrived = [] {}; ///< Called when it is in front.
+    };
+
+    /// Carries a PlatformError when nothing came to the front within the limit. Borrows the
+    /// desktop, which must outlive it, as must the parent.
+    [[nodiscard]] static QFuture<void> wait(X11Desktop &desktop, const Expected &expected,
+                                            QObject *parent);
+
+private:
+    WindowArrival(X11Desktop &desktop, const Expected &expected, QObject *parent);
+
+    void look();
+    [[nodiscard]] bool isNew(const X11Window &window) const;
+    [[nodiscard]] bool belongs(const X11Window &window) const;
+    [[nodiscard]] bool hasWhatWasAskedFor(const X11Window &window) const;
+    [[nodiscard]] bool hasSettled(const X11Window &window);
+    void bringForward(const X11Snapshot &now);
+
+    X11Desktop &m_desktop;
+    const Expected m_expected;
+    QPromise<void> m_promise;
+    QTimer m_timer;
+    QDeadlineTimer m_limit{usualLimit};
+    QDeadlineTimer m_handOverLimit{handOverLimit};
+    QDeadlineTimer m_documentLimit{documentLimit};
+    QDeadlineTimer m_settled{documentSettle};
+    std::optional<X11WindowId> m_settling;
+    QDeadlineTimer m_nextRequest;
+    bool m_hasWindow = false;
+};
+
+QFuture<void> WindowArrival::wait(X11Desktop &desktop, const Expected &expected, QObject *parent)
+{
+    auto *const arrival = new WindowArrival(desktop, expected, parent);
+    QFuture<void> future = arrival->m_promise.future();
+    arrival->look();
+    return future;
+}
+
+WindowArrival::WindowArrival(X11Desktop &desktop, const Expected &expected, QObject *parent)
+    : QObject(parent), m_desktop(desktop), m_expected(expected), m_nextRequest(requestInterval)
+{
+    m_promise.start();
+    connect(&m_timer, &QTimer::timeout, this, &WindowArrival::look);
+    m_timer.start(lookInterval);
+}
+
+void WindowArrival::look()
+{
+    const X11Snapshot now = m_desktop.snapshot().value_or(X11Snapshot());
+    if (!m_handOverLimit.hasExpired() && !LinuxProcesses().hasEnded(m_expected.leader))
+        m_documentLimit.setRemainingTime(documentLimit);
+    std::optional<QString> failure;
+    if (!now.active || !hasWhatWasAskedFor(*now.active) || !hasSettled(*now.active)) {
+        bringForward(now);
+        if (!m_limit.hasExpired())
+            return;
+        failure = u'“' + m_expected.name +
+                  (m_hasWindow ? u"” didn't come to the front."_s
+                               : u"” hasn't shown a window yet. It may still be starting."_s);
+    } else {
+        m_expected.arrived();
+    }
+    m_timer.stop();
+    settle(m_promise, failure);
+    deleteLater();
+}
+
+bool WindowArrival::isNew(const X11Window &window) const
+{
+    return std::ranges::find(m_expected.before.windows, window.id, &X11Window::id) ==
+           m_expected.before.windows.end();
+}
+
+bool WindowArrival::belongs(const X11Window &window) const
+{
+    if (window.kind != X11Window::Kind::ordinary || window.isOurs(m_expected.ours))
+        return false;
+    const WindowOwner owner = ownerOf(window);
+    if (owner.location == m_expected.location)
+        return true;
+    if (window.owner && m_expected.leader != ProcessId{} &&
+        LinuxProcesses().session(*window.owner) == m_expected.leader)
+        return true;
+    // Not every window can be traced back to what was started, but most can be to another entry.
+    return isNew(window) && !(owner.location && DesktopEntries::isEntry(*owner.location));
+}
+
+bool WindowArrival::hasWhatWasAskedFor(const X11Window &window) const
+{
+    if (!belongs(window))
+        return false;
+    if (!m_expected.opensDocument || isNew(window) || m_documentLimit.hasExpired())
+        return true;
+    const auto before = std::ranges::find(m_expected.before.windows, window.id, &X11Window::id);
+    return before->title != window.title;
+}
+
+bool WindowArrival::hasSettled(const X11Window &window)
+{
+    if (!m_expected.opensDocument || !isNew(window))
+        return true;
+    if (m_settling != window.id)
+        m_settled.setRemainingTime(documentSettle);
+    m_settling = window.id;
+    return m_settled.hasExpired();
+}
+
+// The front-most of its windows, except that one that was there before waits for the new one.
+void WindowArrival::bringForward(const X11Snapshot &now)
+{
+    for (const X11Window &window : now.windows) {
+        if (!belongs(window))
+            continue;
+        m_hasWindow = true;
+        const bool isAsked =
+            !m_expected.opensDocument || isNew(window) || m_documentLimit.hasExpired();
+        if (!isAsked || !m_nextRequest.hasExpired())
+            continue;
+        m_desktop.activate(window.id);
+        m_nextRequest.setRemainingTime(requestInterval);
+        return;
+    }
 }
 } // namespace
 
@@ -181,7 +338,7 @@ void LinuxWorkspace::terminate(ProcessId application)
 
 bool LinuxWorkspace::hasTerminated(ProcessId application)
 {
-    return ProcessTable::hasEnded(application);
+    return LinuxProcesses().hasEnded(application);
 }
 
 void LinuxWorkspace::reveal(const std::filesystem::path &item)
@@ -193,7 +350,7 @@ void LinuxWorkspace::reveal(const std::filesystem::path &item)
 
 void LinuxWorkspace::trash(const std::filesystem::path &item)
 {
-    Trash::put(item);
+    FileManager::trash(item);
 }
 
 QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &uri,

@@ -1,12 +1,15 @@
 #include "platform/linux/atspi/AtSpiBus.h"
 
-#include "platform/linux/atspi/DBusMessages.h"
+#include "platform/linux/desktop/LinuxProcesses.h"
 
 namespace {
 constexpr const char *launcher = "org.a11y.Bus";
 constexpr const char *launcherPath = "/org/a11y/bus";
 constexpr const char *status = "org.a11y.Status";
 constexpr const char *enabled = "IsEnabled";
+
+// A desktop has a few dozen applications.
+constexpr qsizetype maxApplications = 1000;
 
 DBusMessagePtr askForAddress()
 {
@@ -57,4 +60,68 @@ std::shared_ptr<PrivateBus> AtSpiBus::connect(PrivateBus::Deadline deadline)
         DBusMessages::text(askSession(deadline, askForAddress()).front()).value_or(QByteArray());
     auto bus = std::make_shared<PrivateBus>(address, deadline);
     return bus->isOpen() ? bus : nullptr;
+}
+
+std::optional<AtSpiBus::Listing> AtSpiBus::find(PrivateBus &bus, ProcessId process,
+                                                const std::set<ProcessId> &ours,
+                                                PrivateBus::Deadline deadline)
+{
+    std::vector<DBusMessagePtr> calls;
+    calls.push_back(DBusMessages::call("org.a11y.atspi.Registry", "/org/a11y/atspi/accessible/root",
+                                       "org.a11y.atspi.Accessible", "GetChildren"));
+    const std::vector<DBusMessagePtr> listing = bus.callAll(calls, deadline);
+    if (!DBusMessages::isReturn(listing.front()))
+        return std::nullopt;
+    const QList<DBusObject> roots = DBusMessages::objects(listing.front(), maxApplications);
+    calls.clear();
+    for (const DBusObject &root : roots) {
+        calls.push_back(DBusMessages::call(DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS,
+                                           "GetConnectionUnixProcessID"));
+        DBusMessages::append(calls.back(), root.bus.constData());
+    }
+    const std::vector<DBusMessagePtr> owners = bus.callAll(calls, deadline);
+    const LinuxProcesses processes;
+    Listing found;
+    QList<DBusObject> kin;
+    for (qsizetype i = 0; i < roots.size(); ++i) {
+        const std::optional<dbus_uint32_t> pid =
+            DBusMessages::unsignedNumber(owners[static_cast<size_t>(i)]);
+        if (!pid)
+            continue;
+        const ProcessId owner{*pid};
+        if (ours.contains(owner))
+            found.ourselves.append(roots[i]);
+        else if (owner == process)
+            found.application.append(roots[i]);
+        else if (processes.areSameApplication(owner, process))
+            kin.append(roots[i]);
+    }
+    // A helper's or a sandbox's connection speaks for the application only where none of its own
+    // does.
+    if (found.application.isEmpty())
+        found.application = kin;
+    return found;
+}
+
+std::shared_ptr<PrivateBus> AtSpiPeers::find(ProcessId application, const QByteArray &name) const
+{
+    const auto peer = m_peers.find({application, name});
+    return peer == m_peers.end() ? nullptr : peer->second;
+}
+
+void AtSpiPeers::connect(ProcessId application, const QByteArray &name, const QByteArray &address,
+                         std::chrono::milliseconds limit)
+{
+    std::erase_if(m_peers, [](const auto &peer) { return !peer.second->isOpen(); });
+    // Other transports (unixexec:) would start a program.
+    if (!address.startsWith("unix:") || address.contains(';'))
+        return;
+    const auto peer = m_worker.run([address] { return PrivateBus::connectToPeer(address); }, limit);
+    if (peer && (*peer)->isOpen())
+        m_peers[{application, name}] = *peer;
+}
+
+void AtSpiPeers::drop(ProcessId application, const QByteArray &name)
+{
+    m_peers.erase({application, name});
 }

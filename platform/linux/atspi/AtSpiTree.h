@@ -1,10 +1,9 @@
 #pragma once
 
 #include "platform/Accessibility.h"
-#include "platform/linux/atspi/AtSpiPeers.h"
+#include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiRole.h"
-#include "platform/linux/atspi/DBusMessages.h"
-#include "platform/linux/atspi/PrivateBus.h"
+#include "platform/linux/atspi/DBus.h"
 
 #include <QSet>
 

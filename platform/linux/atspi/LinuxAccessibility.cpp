@@ -1,6 +1,5 @@
 #include "platform/linux/atspi/LinuxAccessibility.h"
 
-#include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiTree.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 
 #include "base/BoundedWorker.h"
 #include "platform/Accessibility.h"
-#include "platform/linux/atspi/AtSpiPeers.h"
+#include "platform/linux/atspi/AtSpiBus.h"
 
 /// Accessibility over AT-SPI. We are trusted when its bus answers and is enabled, which is a wish
 /// that every program may express.

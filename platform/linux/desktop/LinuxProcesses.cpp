@@ -12,6 +12,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+// A browser's helpers are its children or grandchildren.
+constexpr int maxGenerations = 8;
+
 // The masters of pseudo terminals begin here, and the slaves behind them; the console's terminals
 // and the serial ones have these numbers.
 bool isTerminal(dev_t device)
@@ -66,6 +69,48 @@ std::optional<ProcessRecord> LinuxProcesses::record(ProcessId process) const
         S_ISCHR(input.st_mode) && isTerminal(input.st_rdev))
         record.input = terminal(input.st_rdev);
     return record;
+}
+
+bool LinuxProcesses::hasEnded(ProcessId process) const
+{
+    const QByteArray status = read(process, "stat"_L1);
+    const char state = status.mid(status.lastIndexOf(')') + 2, 1).append('X').front();
+    return status.isEmpty() || state == 'Z' || state == 'X';
+}
+
+ProcessId LinuxProcesses::session(ProcessId process) const
+{
+    return record(process).value_or(ProcessRecord()).session;
+}
+
+bool LinuxProcesses::areSameApplication(ProcessId one, ProcessId other) const
+{
+    const QByteArray instance = sandbox(one);
+    if (!instance.isEmpty() && instance == sandbox(other))
+        return true;
+    const QString same = program(one);
+    return !same.isEmpty() && same == program(other) &&
+           (descendsFrom(one, other) || descendsFrom(other, one));
+}
+
+QByteArray LinuxProcesses::sandbox(ProcessId process) const
+{
+    const QByteArray key = "instance-id=";
+    for (const QByteArray &line : read(process, "root/.flatpak-info"_L1).split('\n')) {
+        if (line.startsWith(key))
+            return line.mid(key.size());
+    }
+    return {};
+}
+
+bool LinuxProcesses::descendsFrom(ProcessId process, ProcessId ancestor) const
+{
+    for (int i = 0; i < maxGenerations && process > ProcessId{1}; ++i) {
+        process = record(process).value_or(ProcessRecord()).parent;
+        if (process == ancestor)
+            return true;
+    }
+    return false;
 }
 
 // Some of these files are in places where the process itself may put anything: a pipe that nothing

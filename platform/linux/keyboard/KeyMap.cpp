@@ -1,7 +1,5 @@
 #include "platform/linux/keyboard/KeyMap.h"
 
-#include "platform/linux/keyboard/XKeyboard.h"
-
 #include <xkbcommon/xkbcommon-keysyms.h>
 #include <xkbcommon/xkbcommon-x11.h>
 

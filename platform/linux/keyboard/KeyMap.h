@@ -1,13 +1,11 @@
 #pragma once
 
-#include "platform/linux/keyboard/Xcb.h"
+#include "platform/linux/keyboard/XKeyboard.h"
 
 #include <cstdint>
 #include <optional>
 #include <unordered_map>
 #include <vector>
-
-class XKeyboard;
 
 /// The X name of what a key types or does. Characters have more than one; they count as the same.
 using KeySymbol = uint32_t;

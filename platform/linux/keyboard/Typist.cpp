@@ -153,7 +153,7 @@ void Typist::prepare()
 // to the front while applications did.
 void Typist::checkIsWanted(const char *complaint) const
 {
-    const bool hasKeyboard = m_receiver.hasKeyboard();
+    const bool hasKeyboard = m_keyboard.reaches(m_receiver);
     if (m_isGivenUp != 0)
         throw Failure("Typing was given up.");
     if (!hasKeyboard)

@@ -1,11 +1,8 @@
 #pragma once
 
-#include "platform/linux/keyboard/HeldModifiers.h"
 #include "platform/linux/keyboard/KeyMap.h"
-#include "platform/linux/keyboard/LoanRecord.h"
+#include "platform/linux/keyboard/Loans.h"
 #include "platform/linux/keyboard/Modifier.h"
-#include "platform/linux/keyboard/Receiver.h"
-#include "platform/linux/keyboard/TemporaryKeyMapping.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
 #include <csignal>
@@ -23,7 +20,7 @@ class Typist
 public:
     /// As soon as the flag is set, nothing more is typed.
     Typist(uint32_t receiver, const volatile std::sig_atomic_t &isGivenUp)
-        : m_isGivenUp(isGivenUp), m_receiver(m_keyboard, receiver)
+        : m_isGivenUp(isGivenUp), m_receiver(receiver)
     {
         m_record.recover();
         m_record.begin();
@@ -57,8 +54,8 @@ private:
     void hold(uint8_t modifiers);
 
     const volatile std::sig_atomic_t &m_isGivenUp;
+    const uint32_t m_receiver;
     XKeyboard m_keyboard;
-    Receiver m_receiver;
     LoanRecord m_record{m_keyboard};
     HeldModifiers m_heldModifiers{m_keyboard, m_record};
     TemporaryKeyMapping m_mapping{m_keyboard, m_record};

@@ -22,17 +22,10 @@ size_t symbolCount(const uint8_t *entry)
 }
 } // namespace
 
-XKeyboard::XKeyboard()
+XKeyboard::XKeyboard() : m_display(Xcb::open())
 {
-    int screen = 0;
-    m_connection.reset(xcb_connect(nullptr, &screen));
-    if (xcb_connection_has_error(m_connection.get()))
+    if (!m_display.connection)
         throw Failure("There is no X server to type on.");
-    auto roots = xcb_setup_roots_iterator(xcb_get_setup(connection()));
-    for (; screen > 0; --screen)
-        xcb_screen_next(&roots);
-    m_root = roots.data->root;
-
     (void)firstEventOf(xcb_test_id, "The X server lets nobody type for others.");
     m_inputEvents = firstEventOf(xcb_input_id, "The X server knows no input devices.");
     m_inputOpcode = xcb_get_extension_data(connection(), &xcb_input_id)->major_opcode;
@@ -46,17 +39,17 @@ XKeyboard::XKeyboard()
     m_activeWindow = atom("_NET_ACTIVE_WINDOW");
     m_protocols = atom("WM_PROTOCOLS");
     m_ping = atom("_NET_WM_PING");
+    m_owners.emplace(connection(), atom("_NET_WM_PID"));
     findDevices();
     listen();
 }
 
 XKeyboard::~XKeyboard() = default;
 
-uint8_t XKeyboard::firstEventOf(xcb_extension_t &extension, const char *complaint) const
+uint8_t XKeyboard::firstEventOf(xcb_extension_t &id, const char *complaint) const
 {
-    const xcb_query_extension_reply_t *const found =
-        xcb_get_extension_data(connection(), &extension);
-    if (!found || !found->present)
+    const xcb_query_extension_reply_t *const found = Xcb::extension(connection(), id);
+    if (!found)
         throw Failure(complaint);
     return found->first_event;
 }
@@ -100,14 +93,14 @@ void XKeyboard::listen() const
         xcb_input_event_mask_t head{.deviceid = XCB_INPUT_DEVICE_ALL, .mask_len = 1};
         uint32_t mask = XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE;
     } const releases;
-    xcb_input_xi_select_events(connection(), m_root, 1, &releases.head);
+    xcb_input_xi_select_events(connection(), root(), 1, &releases.head);
     const uint16_t changes = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     const uint16_t parts =
         XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
     xcb_xkb_select_events(connection(), m_core, changes, 0, changes, parts, parts, nullptr);
     // Where applications answer pings; Qt addresses the second kind.
     const uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    xcb_change_window_attributes(connection(), m_root, XCB_CW_EVENT_MASK, &events);
+    xcb_change_window_attributes(connection(), root(), XCB_CW_EVENT_MASK, &events);
 }
 
 void XKeyboard::inject(xcb_keycode_t code, bool isDown)
@@ -139,7 +132,7 @@ void XKeyboard::releaseOurs()
 xcb_window_t XKeyboard::makeWindow() const
 {
     const xcb_window_t window = xcb_generate_id(connection());
-    xcb_create_window(connection(), 0, window, m_root, -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
+    xcb_create_window(connection(), 0, window, root(), -1, -1, 1, 1, 0, XCB_WINDOW_CLASS_INPUT_ONLY,
                       XCB_COPY_FROM_PARENT, 0, nullptr);
     return window;
 }
@@ -304,6 +297,27 @@ void XKeyboard::change(const std::map<xcb_keycode_t, KeyEntry> &changes)
     activate();
 }
 
+bool XKeyboard::reaches(uint32_t process) const
+{
+    const auto focus = answered(
+        xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
+    // Everybody waits meanwhile, and whoever has the keyboard can nest windows without end.
+    constexpr int maxGenerations = 64;
+    int generation = 0;
+    // The window inside of which the keys end up may be another process's, as a plug-in's is.
+    for (xcb_window_t window = focus->focus;
+         window > XCB_INPUT_FOCUS_POINTER_ROOT && generation < maxGenerations; ++generation) {
+        if (m_owners->answer(m_owners->ask(window)).value_or(0) == process)
+            return true;
+        const XcbReply<xcb_query_tree_reply_t> tree(
+            xcb_query_tree_reply(connection(), xcb_query_tree(connection(), window), nullptr));
+        if (!tree || tree->parent == tree->root)
+            return false;
+        window = tree->parent;
+    }
+    return false;
+}
+
 Front XKeyboard::waitForFront()
 {
     const auto property = [this](xcb_window_t window, xcb_atom_t name, uint32_t length) {
@@ -312,23 +326,17 @@ Front XKeyboard::waitForFront()
             xcb_get_property(connection(), 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, length),
             nullptr));
     };
-    const auto numbers = [](const xcb_get_property_reply_t *reply) {
-        if (reply->format != 32)
-            return std::span<const uint32_t>();
-        return std::span(static_cast<const uint32_t *>(xcb_get_property_value(reply)),
-                         reply->value_len);
-    };
-
-    const auto active = property(m_root, m_activeWindow, 1);
-    if (numbers(active.get()).empty() || numbers(active.get()).front() == XCB_WINDOW_NONE)
+    const auto active = property(root(), m_activeWindow, 1);
+    const std::span<const uint32_t> windows = Xcb::numbers(active.get(), XCB_ATOM_WINDOW);
+    if (windows.empty() || windows.front() == XCB_WINDOW_NONE)
         return Front::silent;
-    const xcb_window_t window = numbers(active.get()).front();
+    const xcb_window_t window = windows.front();
     const XcbReply<xcb_get_property_reply_t> protocols(xcb_get_property_reply(
         connection(), xcb_get_property(connection(), 0, window, m_protocols, XCB_ATOM_ATOM, 0, 64),
         nullptr));
     if (!protocols)
         return Front::silent; // The window has just gone.
-    const std::span<const uint32_t> known = numbers(protocols.get());
+    const std::span<const uint32_t> known = Xcb::numbers(protocols.get(), XCB_ATOM_ATOM);
     if (std::ranges::find(known, m_ping) == known.end())
         return Front::silent;
 

@@ -1,13 +1,38 @@
 #pragma once
 
-#include "platform/linux/keyboard/Xcb.h"
+#include "platform/linux/x11/Xcb.h"
 
 #include <cstdint>
 #include <map>
-#include <span>
+#include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include <xcb/xinput.h>
+#include <xcb/xtest.h>
+// One of its fields bears the name of a keyword.
+#define explicit isExplicit
+#include <xcb/xkb.h>
+#undef explicit
+
+/// What went wrong, as one user-facing sentence.
+class Failure : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// Passes an answer on; a Failure where there is none, since every question that we ask has one as
+/// long as there is a server.
+template <typename T>
+[[nodiscard]] XcbReply<T> answered(T *reply)
+{
+    if (!reply)
+        throw Failure("The X server went away.");
+    return XcbReply<T>(reply);
+}
 
 /// A key of one of the keyboards that feed the desktop's one.
 struct DeviceKey
@@ -38,9 +63,9 @@ public:
     XKeyboard(const XKeyboard &) = delete;
     XKeyboard &operator=(const XKeyboard &) = delete;
 
-    [[nodiscard]] xcb_connection_t *connection() const { return m_connection.get(); }
+    [[nodiscard]] xcb_connection_t *connection() const { return m_display.connection.get(); }
     [[nodiscard]] xcb_input_device_id_t device() const { return m_core; }
-    [[nodiscard]] xcb_window_t root() const { return m_root; }
+    [[nodiscard]] xcb_window_t root() const { return m_display.screen->root; }
     [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
 
     /// A window that no one sees; the server takes it away when this process has ended.
@@ -113,23 +138,21 @@ public:
     /// and the last stay as they are.
     void change(const std::map<xcb_keycode_t, KeyEntry> &changes);
 
+    /// Whether keys go to that process now. The server does not know the process with number 0.
+    [[nodiscard]] bool reaches(uint32_t process) const;
+
     /// Waits until the application in front has seen all that was sent to it so far.
     [[nodiscard]] Front waitForFront();
 
 private:
-    struct Closed
-    {
-        void operator()(xcb_connection_t *connection) const { xcb_disconnect(connection); }
-    };
-
-    [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &extension, const char *complaint) const;
+    [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &id, const char *complaint) const;
     void findDevices();
     void listen() const;
     void processEvents();
     void processEvents(const xcb_generic_event_t &event);
 
-    std::unique_ptr<xcb_connection_t, Closed> m_connection;
-    xcb_window_t m_root = XCB_WINDOW_NONE;
+    XcbDisplay m_display;
+    std::optional<WindowProcess> m_owners; ///< Present once the display is open.
     uint8_t m_inputEvents = 0;
     uint8_t m_inputOpcode = 0;
     uint8_t m_mapEvents = 0;

@@ -1,16 +1,16 @@
 #include "platform/linux/screenshot/RootGrab.h"
 
 #include "platform/PlatformError.h"
-#include "platform/linux/screenshot/PixelFormat.h"
 #include "platform/linux/x11/Xcb.h"
 
 #include <xcb/randr.h>
 #include <xcb/shm.h>
-#include <xcb/xcb.h>
 
+#include <QImage>
 #include <QString>
 
 #include <algorithm>
+#include <bit>
 #include <new>
 #include <optional>
 #include <span>
@@ -90,23 +90,18 @@ class Grab
 {
 public:
     explicit Grab(const std::function<void()> &answered)
-        : m_answered(answered), m_connection(xcb_connect(nullptr, &m_screenNumber))
+        : m_answered(answered), m_display(Xcb::open())
     {
     }
 
-    ~Grab() { xcb_disconnect(m_connection); }
-
-    Grab(const Grab &) = delete;
-    Grab &operator=(const Grab &) = delete;
-
     QImage take()
     {
-        if (xcb_connection_has_error(m_connection) != 0)
+        if (!m_display.connection)
             throw PlatformError(u"There is no display to take a picture of."_s);
         m_answered();
-        findRoot();
+        findFormat();
         const XcbReply<xcb_get_geometry_reply_t> size(
-            xcb_get_geometry_reply(m_connection, xcb_get_geometry(m_connection, m_root), nullptr));
+            xcb_get_geometry_reply(connection(), xcb_get_geometry(connection(), root()), nullptr));
         if (!size)
             fail();
         const Area whole{0, 0, size->width, size->height};
@@ -124,25 +119,25 @@ public:
     }
 
 private:
-    void findRoot()
+    [[nodiscard]] xcb_connection_t *connection() const { return m_display.connection.get(); }
+    [[nodiscard]] xcb_window_t root() const { return m_display.screen->root; }
+
+    void findFormat()
     {
-        const xcb_setup_t *const setup = xcb_get_setup(m_connection);
-        auto screen = xcb_setup_roots_iterator(setup);
-        for (int i = 0; i < m_screenNumber && screen.rem > 1; ++i)
-            xcb_screen_next(&screen);
-        m_root = screen.data->root;
+        const xcb_setup_t *const setup = xcb_get_setup(connection());
+        const xcb_screen_t *const screen = m_display.screen;
         const xcb_visualtype_t *visual = nullptr;
-        for (auto depth = xcb_screen_allowed_depths_iterator(screen.data); depth.rem > 0;
+        for (auto depth = xcb_screen_allowed_depths_iterator(screen); depth.rem > 0;
              xcb_depth_next(&depth)) {
             for (auto each = xcb_depth_visuals_iterator(depth.data); each.rem > 0;
                  xcb_visualtype_next(&each)) {
-                if (each.data->visual_id == screen.data->root_visual)
+                if (each.data->visual_id == screen->root_visual)
                     visual = each.data;
             }
         }
         for (auto each = xcb_setup_pixmap_formats_iterator(setup); each.rem > 0;
              xcb_format_next(&each)) {
-            if (each.data->depth != screen.data->root_depth || !visual)
+            if (each.data->depth != screen->root_depth || !visual)
                 continue;
             m_padBits = each.data->scanline_pad;
             // Colours by table went out with the displays of the nineties.
@@ -159,23 +154,16 @@ private:
             fail();
     }
 
-    [[nodiscard]] bool has(xcb_extension_t &extension) const
-    {
-        const xcb_query_extension_reply_t *const reply =
-            xcb_get_extension_data(m_connection, &extension);
-        return reply && reply->present;
-    }
-
     // The monitors, or the screen as a whole where it knows of none.
     [[nodiscard]] std::vector<Area> monitors(const Area &whole) const
     {
         std::vector<Area> areas;
-        if (has(xcb_randr_id)) {
+        if (Xcb::extension(connection(), xcb_randr_id)) {
             // The server goes by what its clients say they understand.
             const XcbReply<xcb_randr_query_version_reply_t> version(xcb_randr_query_version_reply(
-                m_connection, xcb_randr_query_version(m_connection, 1, 5), nullptr));
+                connection(), xcb_randr_query_version(connection(), 1, 5), nullptr));
             const XcbReply<xcb_randr_get_monitors_reply_t> reply(xcb_randr_get_monitors_reply(
-                m_connection, xcb_randr_get_monitors(m_connection, m_root, 1), nullptr));
+                connection(), xcb_randr_get_monitors(connection(), root(), 1), nullptr));
             if (reply) {
                 for (auto each = xcb_randr_get_monitors_monitors_iterator(reply.get());
                      each.rem > 0; xcb_randr_monitor_info_next(&each)) {
@@ -212,17 +200,17 @@ private:
     {
         sockaddr_storage address{};
         socklen_t length = sizeof address;
-        return getpeername(xcb_get_file_descriptor(m_connection),
+        return getpeername(xcb_get_file_descriptor(connection()),
                            reinterpret_cast<sockaddr *>(&address), &length) == 0 &&
                address.ss_family == AF_UNIX;
     }
 
     [[nodiscard]] bool sharesMemory()
     {
-        if (!isLocal() || !has(xcb_shm_id))
+        if (!isLocal() || !Xcb::extension(connection(), xcb_shm_id))
             return false;
         const XcbReply<xcb_shm_query_version_reply_t> version(xcb_shm_query_version_reply(
-            m_connection, xcb_shm_query_version(m_connection), nullptr));
+            connection(), xcb_shm_query_version(connection()), nullptr));
         return version && (version->major_version > 1 ||
                            (version->major_version == 1 && version->minor_version >= 2));
     }
@@ -235,19 +223,19 @@ private:
         const int descriptor = memory.isThere() ? memory.descriptor() : -1;
         if (descriptor < 0)
             return false;
-        const xcb_shm_seg_t segment = xcb_generate_id(m_connection);
+        const xcb_shm_seg_t segment = xcb_generate_id(connection());
         const XcbReply<xcb_generic_error_t> refusal(xcb_request_check(
-            m_connection, xcb_shm_attach_fd_checked(m_connection, segment, descriptor, 0)));
+            connection(), xcb_shm_attach_fd_checked(connection(), segment, descriptor, 0)));
         if (refusal)
             return false;
         const XcbReply<xcb_shm_get_image_reply_t> reply(xcb_shm_get_image_reply(
-            m_connection,
-            xcb_shm_get_image(m_connection, m_root, static_cast<int16_t>(area.x),
+            connection(),
+            xcb_shm_get_image(connection(), root(), static_cast<int16_t>(area.x),
                               static_cast<int16_t>(area.y), static_cast<uint16_t>(area.width),
                               static_cast<uint16_t>(area.height), allPlanes,
                               XCB_IMAGE_FORMAT_Z_PIXMAP, segment, 0),
             nullptr));
-        xcb_shm_detach(m_connection, segment);
+        xcb_shm_detach(connection(), segment);
         if (!reply)
             return false;
         m_answered();
@@ -262,8 +250,8 @@ private:
         for (uint32_t done = 0; done < area.height; done += rows) {
             const Area part{area.x, area.y + done, area.width, std::min(rows, area.height - done)};
             const XcbReply<xcb_get_image_reply_t> reply(xcb_get_image_reply(
-                m_connection,
-                xcb_get_image(m_connection, XCB_IMAGE_FORMAT_Z_PIXMAP, m_root,
+                connection(),
+                xcb_get_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, root(),
                               static_cast<int16_t>(part.x), static_cast<int16_t>(part.y),
                               static_cast<uint16_t>(part.width), static_cast<uint16_t>(part.height),
                               allPlanes),
@@ -280,9 +268,7 @@ private:
     static constexpr uint32_t allPlanes = 0xffffffff;
 
     const std::function<void()> &m_answered;
-    int m_screenNumber = 0;
-    xcb_connection_t *m_connection;
-    xcb_window_t m_root = XCB_WINDOW_NONE;
+    const XcbDisplay m_display;
     uint32_t m_padBits = 32;
     std::optional<PixelFormat> m_format;
 };
@@ -291,4 +277,31 @@ private:
 QImage RootGrab::grab(const std::function<void()> &answered)
 {
     return Grab(answered).take();
+}
+
+PixelFormat::Channel::Channel(uint32_t channelMask)
+    : mask(channelMask), shift(channelMask == 0 ? 0 : std::countr_zero(channelMask))
+{
+    const uint32_t largest = mask >> shift;
+    bytes.resize(size_t{largest} + 1);
+    for (uint32_t value = 1; value <= largest; ++value)
+        bytes[value] = static_cast<uint8_t>((value * 255 + largest / 2) / largest);
+}
+
+PixelFormat::PixelFormat(size_t bytesPerPixel, bool isBigEndian, Masks masks)
+    : m_bytesPerPixel(bytesPerPixel)
+    , m_isBigEndian(isBigEndian)
+    , m_channels{Channel(masks.red), Channel(masks.green), Channel(masks.blue)}
+{
+}
+
+void PixelFormat::convert(std::span<const uint8_t> row, uint8_t *rgb) const
+{
+    for (; row.size() >= m_bytesPerPixel; row = row.subspan(m_bytesPerPixel)) {
+        uint32_t pixel = 0;
+        for (size_t i = 0; i < m_bytesPerPixel; ++i)
+            pixel = pixel << 8 | row[m_isBigEndian ? i : m_bytesPerPixel - 1 - i];
+        for (const Channel &channel : m_channels)
+            *rgb++ = channel.bytes[(pixel & channel.mask) >> channel.shift];
+    }
 }

@@ -1,9 +1,9 @@
-#include "platform/linux/screenshot/PixelFormat.h"
+#include "platform/linux/screenshot/RootGrab.h"
 
 #include <QByteArray>
 #include <QTest>
 
-class tst_PixelFormat : public QObject
+class tst_RootGrab : public QObject
 {
     Q_OBJECT
 
@@ -28,7 +28,7 @@ QByteArray converted(const PixelFormat &format, const QByteArray &row, qsizetype
 }
 } // namespace
 
-void tst_PixelFormat::pixelsBecomeRedGreenAndBlue_data()
+void tst_RootGrab::pixelsBecomeRedGreenAndBlue_data()
 {
     QTest::addColumn<uint>("size");
     QTest::addColumn<bool>("isBigEndian");
@@ -60,7 +60,7 @@ void tst_PixelFormat::pixelsBecomeRedGreenAndBlue_data()
                               << hex("332200ff") << hex("ff2233");
 }
 
-void tst_PixelFormat::pixelsBecomeRedGreenAndBlue()
+void tst_RootGrab::pixelsBecomeRedGreenAndBlue()
 {
     QFETCH(uint, size);
     QFETCH(bool, isBigEndian);
@@ -71,18 +71,18 @@ void tst_PixelFormat::pixelsBecomeRedGreenAndBlue()
     QCOMPARE(converted(format, pixel, 1).toHex(), rgb.toHex());
 }
 
-void tst_PixelFormat::everyPixelOfARowIsRead()
+void tst_RootGrab::everyPixelOfARowIsRead()
 {
     const PixelFormat format(4, false, {0xff0000, 0xff00, 0xff});
     QCOMPARE(converted(format, QByteArray::fromHex("010203000405060007080900"), 3).toHex(),
              QByteArray("030201060504090807"));
 }
 
-void tst_PixelFormat::halfAPixelIsNone()
+void tst_RootGrab::halfAPixelIsNone()
 {
     const PixelFormat format(4, false, {0xff0000, 0xff00, 0xff});
     QCOMPARE(converted(format, QByteArray::fromHex("010203000405"), 2), QByteArray("\3\2\1xxx"));
 }
 
-QTEST_GUILESS_MAIN(tst_PixelFormat)
-#include "tst_PixelFormat.moc"
+QTEST_GUILESS_MAIN(tst_RootGrab)
+#include "tst_RootGrab.moc"

@@ -1,4 +1,4 @@
-#include "platform/linux/desktop/ProcessTable.h"
+#include "platform/linux/desktop/LinuxProcesses.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,11 +30,9 @@ public:
 
     [[nodiscard]] bool isSameApplication(int one, int other) const
     {
-        const bool forward =
-            ProcessTable::isSameApplication(ProcessId{one}, ProcessId{other}, path());
-        const bool backward =
-            ProcessTable::isSameApplication(ProcessId{other}, ProcessId{one}, path());
-        return forward && backward;
+        const LinuxProcesses processes(path());
+        return processes.areSameApplication(ProcessId{one}, ProcessId{other}) &&
+               processes.areSameApplication(ProcessId{other}, ProcessId{one});
     }
 
 private:
@@ -49,7 +47,7 @@ private:
 };
 } // namespace
 
-class tst_ProcessTable : public QObject
+class tst_LinuxProcesses : public QObject
 {
     Q_OBJECT
 
@@ -63,7 +61,7 @@ private Q_SLOTS:
     void aCircleOfParentsEnds();
 };
 
-void tst_ProcessTable::helpersOfTheSameProgramBelongTogether()
+void tst_LinuxProcesses::helpersOfTheSameProgramBelongTogether()
 {
     Table table;
     table.add(10, 1, u"/usr/bin/browser"_s);
@@ -73,7 +71,7 @@ void tst_ProcessTable::helpersOfTheSameProgramBelongTogether()
     QVERIFY(table.isSameApplication(10, 12));
 }
 
-void tst_ProcessTable::whatAnApplicationStartsDoesNotBelongToIt()
+void tst_LinuxProcesses::whatAnApplicationStartsDoesNotBelongToIt()
 {
     Table table;
     table.add(10, 1, u"/usr/bin/terminal"_s);
@@ -81,7 +79,7 @@ void tst_ProcessTable::whatAnApplicationStartsDoesNotBelongToIt()
     QVERIFY(!table.isSameApplication(10, 11));
 }
 
-void tst_ProcessTable::twoStartsOfAProgramAreTwoApplications()
+void tst_LinuxProcesses::twoStartsOfAProgramAreTwoApplications()
 {
     Table table;
     table.add(5, 1, u"/usr/bin/shell"_s);
@@ -90,7 +88,7 @@ void tst_ProcessTable::twoStartsOfAProgramAreTwoApplications()
     QVERIFY(!table.isSameApplication(10, 11));
 }
 
-void tst_ProcessTable::processesOfASandboxBelongTogether()
+void tst_LinuxProcesses::processesOfASandboxBelongTogether()
 {
     Table table;
     const QByteArray info = "[Application]\nname=org.example.App\n\n[Instance]\ninstance-id=";
@@ -104,7 +102,7 @@ void tst_ProcessTable::processesOfASandboxBelongTogether()
 }
 
 // A process may write into its own root.
-void tst_ProcessTable::aSandboxThatIsNoFileIsNone()
+void tst_LinuxProcesses::aSandboxThatIsNoFileIsNone()
 {
     Table table;
     table.add(10, 1, u"/usr/bin/a"_s);
@@ -120,7 +118,7 @@ void tst_ProcessTable::aSandboxThatIsNoFileIsNone()
     QVERIFY(!table.isSameApplication(11, 12));
 }
 
-void tst_ProcessTable::processesThatAreGoneBelongToNobody()
+void tst_LinuxProcesses::processesThatAreGoneBelongToNobody()
 {
     Table table;
     table.add(10, 1, QString());
@@ -128,7 +126,7 @@ void tst_ProcessTable::processesThatAreGoneBelongToNobody()
     QVERIFY(!table.isSameApplication(11, 12));
 }
 
-void tst_ProcessTable::aCircleOfParentsEnds()
+void tst_LinuxProcesses::aCircleOfParentsEnds()
 {
     Table table;
     table.add(10, 11, u"/usr/bin/a"_s);
@@ -137,5 +135,5 @@ void tst_ProcessTable::aCircleOfParentsEnds()
     QVERIFY(!table.isSameApplication(10, 12));
 }
 
-QTEST_APPLESS_MAIN(tst_ProcessTable)
-#include "tst_ProcessTable.moc"
+QTEST_APPLESS_MAIN(tst_LinuxProcesses)
+#include "tst_LinuxProcesses.moc"

@@ -1,9 +1,12 @@
-#include "platform/linux/keyboard/LoanRecord.h"
+#include "platform/linux/keyboard/Loans.h"
+
+#include <xkbcommon/xkbcommon.h>
 
 #include <algorithm>
 #include <cstddef>
-#include <span>
+#include <cstring>
 #include <string>
+#include <utility>
 
 namespace {
 // Programs that type at the same time: one for each action, and those that are still tidying up.
@@ -76,6 +79,46 @@ public:
 private:
     std::span<const uint8_t> m_rest;
 };
+
+// The first types of every map, as the protocol has it.
+constexpr uint8_t oneLevel = 0;
+constexpr uint8_t alphabetic = 2;
+
+KeyEntry entryOf(const std::vector<KeySymbol> &levels)
+{
+    const uint8_t type = levels.size() == 1 ? oneLevel : alphabetic;
+    const xcb_xkb_key_sym_map_t head{.kt_index = {type, type, type, type},
+                                     .groupInfo = 1, // The same in every group.
+                                     .width = static_cast<uint8_t>(levels.size()),
+                                     .nSyms = static_cast<uint16_t>(levels.size())};
+    KeyEntry bytes(sizeof head + levels.size() * sizeof(KeySymbol));
+    std::memcpy(bytes.data(), &head, sizeof head);
+    std::memcpy(bytes.data() + sizeof head, levels.data(), levels.size() * sizeof(KeySymbol));
+    return bytes;
+}
+
+// Characters beyond Latin-1 are named by their numbers. Applications know no such names for others.
+bool isNumbered(KeySymbol symbol)
+{
+    return symbol >= 0x01000100;
+}
+
+// A letter brings its other case along, unless it is of another kind: ẞ is numbered, ß is not.
+std::vector<KeySymbol> levelsFor(KeySymbol symbol)
+{
+    const KeySymbol lower = xkb_keysym_to_lower(symbol);
+    const KeySymbol upper = xkb_keysym_to_upper(symbol);
+    const bool isPair = lower != upper && (symbol == lower || symbol == upper) &&
+                        xkb_keysym_to_upper(lower) == upper &&
+                        isNumbered(lower) == isNumbered(upper);
+    return isPair ? std::vector{lower, upper} : std::vector{symbol};
+}
+
+// Keys that lock do so when they go down; that they are held means nothing.
+bool isHolding(size_t modifier, const KeyMap &map)
+{
+    return modifier != XCB_MAP_INDEX_LOCK && (1U << modifier) != map.numLock();
+}
 } // namespace
 
 void LoanRecord::recover()
@@ -199,4 +242,107 @@ void LoanRecord::write() const
     }
     xcb_change_property(m_keyboard.connection(), XCB_PROP_MODE_REPLACE, m_keyboard.root(), *m_slot,
                         XCB_ATOM_INTEGER, 8, static_cast<uint32_t>(record.size()), record.data());
+}
+
+void TemporaryKeyMapping::assign(const std::vector<xcb_keycode_t> &spareKeys,
+                                 std::span<const KeySymbol> symbols)
+{
+    std::vector<xcb_keycode_t> free = spareKeys;
+    for (const auto &[code, borrowed] : m_keys)
+        free.push_back(code);
+    std::ranges::sort(free);
+    if (free.empty())
+        return;
+
+    std::vector<std::vector<KeySymbol>> meanings;
+    for (const KeySymbol symbol : symbols) {
+        std::vector<KeySymbol> levels = levelsFor(symbol);
+        if (std::ranges::find(meanings, levels) != meanings.end())
+            continue;
+        if (meanings.size() == free.size())
+            break;
+        meanings.push_back(std::move(levels));
+    }
+
+    const std::vector<KeyEntry> current = m_keyboard.entries(free.front(), free.back());
+    std::map<xcb_keycode_t, KeyEntry> changes;
+    for (size_t i = 0; i < free.size(); ++i) {
+        const xcb_keycode_t code = free[i];
+        const bool isUsed = i < meanings.size();
+        if (isUsed && !m_keys.contains(code))
+            m_keys[code].before = current[static_cast<size_t>(code - free.front())];
+        if (!m_keys.contains(code))
+            continue;
+        Loan &loan = m_keys[code];
+        changes[code] = isUsed ? entryOf(meanings[i]) : loan.before;
+        // Until the change is done, the key has the meaning that we gave it before.
+        loan.ours.push_back(changes[code]);
+        if (loan.ours.size() > 2)
+            loan.ours.erase(loan.ours.begin());
+    }
+    m_record.write(m_keys);
+    m_keyboard.change(changes);
+}
+
+void TemporaryKeyMapping::restore()
+{
+    if (m_keys.empty())
+        return;
+    const xcb_keycode_t first = m_keys.begin()->first;
+    const std::vector<KeyEntry> current = m_keyboard.entries(first, m_keys.rbegin()->first);
+    std::map<xcb_keycode_t, KeyEntry> changes;
+    for (const auto &[code, loan] : m_keys) {
+        if (current[static_cast<size_t>(code - first)] == loan.ours.back())
+            changes[code] = loan.before;
+    }
+    m_keyboard.change(changes);
+    m_keys.clear();
+    m_record.write(m_keys);
+}
+
+void HeldModifiers::release(const KeyMap &map)
+{
+    // The digits of the keypad are all that Num Lock matters to, and we never type on the keypad.
+    const auto locked = static_cast<uint8_t>(m_keyboard.state()->lockedMods & ~map.numLock());
+    m_locked |= locked;
+    m_record.write(m_locked);
+    m_keyboard.lock(locked, 0);
+
+    const std::vector<DeviceKey> held = m_keyboard.heldKeys();
+    if (held.empty())
+        return;
+    const std::vector<std::vector<xcb_keycode_t>> modifiers = m_keyboard.modifierKeys();
+    for (const DeviceKey &key : held) {
+        for (size_t modifier = 0; modifier < modifiers.size(); ++modifier) {
+            if (!isHolding(modifier, map) ||
+                std::ranges::find(modifiers[modifier], key.code) == modifiers[modifier].end())
+                continue;
+            m_held[key] = m_keyboard.releases(key);
+            m_keyboard.inject(key, false);
+            break;
+        }
+    }
+    m_keyboard.sync();
+}
+
+void HeldModifiers::restore()
+{
+    if (const uint8_t locked = std::exchange(m_locked, uint8_t{0}))
+        m_keyboard.lock(locked, locked);
+    m_record.write(m_locked);
+    m_keyboard.sync();
+    std::map<DeviceKey, int> pressed;
+    for (const auto &[key, releases] : std::exchange(m_held, {})) {
+        if (m_keyboard.releases(key) > releases)
+            continue;
+        m_keyboard.inject(key, true);
+        pressed.emplace(key, releases);
+    }
+    m_keyboard.sync();
+    // Who has let go at this very moment would find the key down for good.
+    for (const auto &[key, releases] : pressed) {
+        if (m_keyboard.releases(key) > releases)
+            m_keyboard.inject(key, false);
+    }
+    m_keyboard.sync();
 }

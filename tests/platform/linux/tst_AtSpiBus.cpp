@@ -1,4 +1,4 @@
-#include "platform/linux/atspi/AtSpiPeers.h"
+#include "platform/linux/atspi/AtSpiBus.h"
 
 #include <QDir>
 #include <QLocalServer>
@@ -45,7 +45,7 @@ qsizetype openFiles()
 }
 } // namespace
 
-class tst_AtSpiPeers : public QObject
+class tst_AtSpiBus : public QObject
 {
     Q_OBJECT
 
@@ -54,7 +54,7 @@ private Q_SLOTS:
     void connectionsToApplicationsThatEndedAreLetGo();
 };
 
-void tst_AtSpiPeers::connectionsAreKeptByApplicationAndName()
+void tst_AtSpiBus::connectionsAreKeptByApplicationAndName()
 {
     const QTemporaryDir folder;
     const PeerServer application(folder.filePath(u"one"_s));
@@ -69,7 +69,7 @@ void tst_AtSpiPeers::connectionsAreKeptByApplicationAndName()
     QVERIFY(!peers.find(ProcessId{7}, ":1.7"));
 }
 
-void tst_AtSpiPeers::connectionsToApplicationsThatEndedAreLetGo()
+void tst_AtSpiBus::connectionsToApplicationsThatEndedAreLetGo()
 {
     const QTemporaryDir folder;
     PeerServer ended(folder.filePath(u"ended"_s));
@@ -85,5 +85,5 @@ void tst_AtSpiPeers::connectionsToApplicationsThatEndedAreLetGo()
     QCOMPARE(openFiles(), before);
 }
 
-QTEST_GUILESS_MAIN(tst_AtSpiPeers)
-#include "tst_AtSpiPeers.moc"
+QTEST_GUILESS_MAIN(tst_AtSpiBus)
+#include "tst_AtSpiBus.moc"
