@@ -3,7 +3,6 @@
 #include "tests/support/Waiting.h"
 
 #include <QDir>
-#include <QFile>
 #include <QSettings>
 #include <QStandardPaths>
 #include <QTest>
@@ -26,21 +25,7 @@ QString ModelManagerFixture::filePath(const LocalModel &model)
 void ModelManagerFixture::writeFile(const LocalModel &model, const QByteArray &bytes)
 {
     QVERIFY(QDir().mkpath(modelsFolder()));
-    QFile file(filePath(model));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    QCOMPARE(file.write(bytes), bytes.size());
-}
-
-QByteArray ModelManagerFixture::contents(const LocalModel &model)
-{
-    QFile file(filePath(model));
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(no file)");
-}
-
-QStringList ModelManagerFixture::filesInFolder()
-{
-    return QDir(modelsFolder())
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    Files::write(filePath(model), bytes);
 }
 
 HttpServer::Answer ModelManagerFixture::pausingAfter(qint64 bytes)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "models/ModelManager.h"
+#include "tests/support/Files.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/ScriptedEngine.h"
 
@@ -24,8 +25,8 @@ protected:
     static QString modelsFolder();
     static QString filePath(const LocalModel &model);
     static void writeFile(const LocalModel &model, const QByteArray &bytes = "old");
-    static QByteArray contents(const LocalModel &model);
-    static QStringList filesInFolder();
+    static QByteArray contents(const LocalModel &model) { return Files::contents(filePath(model)); }
+    static QStringList filesInFolder() { return Files::names(modelsFolder()); }
 
     static const LocalModel &first() { return LocalModel::catalog().at(0); }
     static const LocalModel &second() { return LocalModel::catalog().at(1); }
