@@ -43,7 +43,7 @@ void tst_BoundedWorker::aWorkerThatIsStuckFailsAtOnceAndRecovers()
     BoundedWorker worker;
     const auto release = std::make_shared<std::promise<void>>();
     QVERIFY(!worker.run([wait = release->get_future().share()] { return wait.wait(), 1; }, 1ms));
-    // It would never come back if it waited for its turn.
+    // If it waited for its turn, it would never return.
     QVERIFY(!worker.run([] { return 2; }, ages));
     release->set_value();
     QTRY_COMPARE(worker.run([] { return 3; }, ages), 3);

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-/// What a task came to: its value or its error.
+/// The outcome of a task: its value or its error.
 template <typename T>
 struct Awaited
 {
@@ -14,7 +14,7 @@ struct Awaited
     std::optional<InferenceError> error;
 };
 
-/// Runs the event loop until the task has ended. QCoro's own waitFor knows no exceptions.
+/// Runs the event loop until the task has ended. QCoro's waitFor() does not pass exceptions on.
 template <typename T>
 Awaited<T> awaited(QCoro::Task<T> task)
 {

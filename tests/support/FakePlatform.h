@@ -21,28 +21,27 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// A desktop in memory that behaves: what is launched comes to the front, what is asked to end
-/// ends, and everything that was asked for is there to look at. Tests set it up through the public
-/// members.
+/// A desktop in memory: launched applications come to the front, terminated ones end, and all
+/// requests are recorded. Tests set it up through the public members.
 class FakeWorkspace final : public Workspace
 {
 public:
-    // What the desktop is like.
+    // The state of the desktop.
     std::optional<Application> front;
     QList<Application> running;
     QStringList folders;
     QMap<QString, QList<InstalledApplication>> installed; ///< By folder.
     QMap<QString, QString> counterparts;                  ///< Locations by lower-case name.
-    QList<ProcessId> unsaved;         ///< Applications that stay when they are asked to end.
-    std::optional<QString> failure;   ///< The sentence with which everything that can fail does.
-    bool holdsRequests = false;       ///< Launching and opening take until finishRequests().
-    std::optional<ProcessId> focused; ///< Who has the keyboard, where that is not the front.
-    bool refusesFocus = false;        ///< Nobody takes the keyboard.
-    std::optional<QString> silence;   ///< What it says instead of who is in front.
+    QList<ProcessId> unsaved;                             ///< Applications that ignore terminate().
+    std::optional<QString> failure; ///< If set, everything that can fail fails with this sentence.
+    bool holdsRequests = false;     ///< Launching and opening last until finishRequests().
+    std::optional<ProcessId> focused; ///< The focused process, if that is not the one in front.
+    bool refusesFocus = false;        ///< No application takes the focus.
+    std::optional<QString> silence;   ///< If set, frontmostApplication() fails with this sentence.
     std::set<ProcessId> own{ProcessId{QCoreApplication::applicationPid()}};
-    std::function<void()> afterEachLook; ///< What happens once it was asked who is in front.
+    std::function<void()> afterEachLook; ///< Called after each frontmostApplication().
 
-    // What was asked of it, oldest first.
+    // The requests, oldest first.
     QList<QUrl> opened;
     QList<std::pair<QUrl, QString>> openedWith; ///< The address and the application's location.
     QStringList launched;
@@ -51,7 +50,7 @@ public:
     QList<std::filesystem::path> revealed;
     QList<std::filesystem::path> trashed;
 
-    /// Ends what holdsRequests held back.
+    /// Finishes the requests that holdsRequests has held.
     void finishRequests();
 
     std::optional<Application> frontmostApplication() override;
@@ -79,7 +78,7 @@ private:
     int m_lastPid = 1000;
 };
 
-/// A control in memory. Its children are numbers of others, so that a tree may be no tree.
+/// A control in memory. Children are indices of other controls, so that invalid trees are possible.
 struct FakeControl
 {
     QString role{};
@@ -92,28 +91,28 @@ struct FakeControl
     bool refusesPress = false;
 };
 
-/// Controls that can be looked at by those whom the user trusts. The first one is the application.
+/// The controls of the application in front. The first one is the application itself.
 class FakeAccessibility final : public Accessibility
 {
 public:
-    // What the application in front is like.
+    // The state of the application in front.
     bool trusted = true;
-    bool givesTrust = false; ///< At once when it is asked for it, without asking the user.
+    bool givesTrust = false; ///< requestTrust() grants the permission at once.
     QList<FakeControl> all{{.role = u"AXApplication"_s}};
     bool hasRoot = true;
-    std::optional<qsizetype> silentAfter; ///< How many controls it tells of before it hangs.
-    std::optional<qsizetype> timeUpAfter; ///< How many of them there is time for.
-    std::optional<QString> failure;       ///< What the system says instead of opening it.
+    std::optional<qsizetype> silentAfter; ///< The application hangs after so many controls.
+    std::optional<qsizetype> timeUpAfter; ///< The time is up after so many controls.
+    std::optional<QString> failure;       ///< If set, open() fails with this sentence.
 
-    // What was asked of it.
+    // The requests.
     int trustRequests = 0;
     QList<ProcessId> opened;
     qsizetype nodesRead = 0;
     qsizetype childrenRead = 0;
     qsizetype textsRead = 0;
-    QList<qsizetype> pressed; ///< The controls' numbers.
+    QList<qsizetype> pressed; ///< Indices of controls.
 
-    /// Adds a control into that one and returns its number.
+    /// Adds a control as a child and returns its index.
     qsizetype add(qsizetype parent, const FakeControl &control);
 
     bool isTrusted() override { return trusted; }
@@ -126,16 +125,16 @@ public:
                                          std::chrono::milliseconds limit) override;
 };
 
-/// A keyboard on which nothing is lost: events are there to look at once they have been posted.
+/// A keyboard that records all events.
 class FakeKeyboard final : public Keyboard
 {
 public:
-    std::optional<QString> failure;       ///< The sentence with which posting fails.
-    std::function<void()> afterEachEvent; ///< What else happens meanwhile.
+    std::optional<QString> failure;       ///< If set, posting fails with this sentence.
+    std::function<void()> afterEachEvent; ///< Called after each event.
 
     QList<KeyEvent> events;
-    QStringList announced;      ///< The texts that sources were opened for.
-    QList<ProcessId> receivers; ///< For whom they were opened.
+    QStringList announced;      ///< The texts for which sources were opened.
+    QList<ProcessId> receivers; ///< The processes for which sources were opened.
     int recoveries = 0;
     int openSources = 0;
     int finishedSources = 0;
@@ -144,18 +143,18 @@ public:
     std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
 };
 
-/// A screen that shows what it is told to. A capture of it writes a file, where that is permitted.
+/// A screen with the given windows. A capture writes a file, if it is permitted.
 class FakeScreen final : public Screen
 {
 public:
     std::optional<QList<WindowInfo>> shown = QList<WindowInfo>();
     bool permitsCapture = true;
-    std::optional<QString> failure; ///< The sentence with which a capture fails.
-    bool holdsCaptures = false;     ///< A capture takes until finishCapture().
+    std::optional<QString> failure; ///< If set, captures fail with this sentence.
+    bool holdsCaptures = false;     ///< A capture lasts until finishCapture().
 
-    QList<std::filesystem::path> captured; ///< What was asked for, oldest first.
+    QList<std::filesystem::path> captured; ///< The requested files, oldest first.
 
-    /// Ends the capture that holdsCaptures held back.
+    /// Finishes the capture that holdsCaptures has held.
     void finishCapture();
 
     std::optional<QList<WindowInfo>> windows() override { return shown; }
@@ -167,12 +166,12 @@ private:
     std::optional<QPromise<void>> m_held;
 };
 
-/// Scripting with one answer to every script.
+/// Scripting with the same outcome for every script.
 class FakeScripts final : public Scripts
 {
 public:
     ScriptOutcome outcome = ScriptResult{};
-    QStringList sources; ///< What was run, oldest first.
+    QStringList sources; ///< The scripts, oldest first.
 
     ScriptOutcome run(const QString &source) override
     {
@@ -181,7 +180,7 @@ public:
     }
 };
 
-/// A desktop that is as healthy as it is told to be.
+/// A diagnosis with the given findings.
 class FakeDiagnosis final : public Diagnosis
 {
 public:
@@ -198,7 +197,7 @@ public:
     Finding folders{.state = u"Folders"_s};
 
 private:
-    // Nobody asks for what needs a display where there is none.
+    // Checks that need a display must not be called if there is none.
     [[nodiscard]] Finding answer(const Finding &finding) const
     {
         if (screen.verdict == Finding::Verdict::bad)
@@ -207,7 +206,7 @@ private:
     }
 };
 
-/// Stands in for the system's platform for as long as it lives.
+/// Replaces the system's platform while it exists.
 class FakePlatform : public Platform
 {
 public:

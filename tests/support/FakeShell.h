@@ -13,7 +13,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// Settings that say what they are told to.
+/// An appearance with the given settings.
 class FakeAppearance final : public Appearance
 {
 public:
@@ -37,7 +37,7 @@ public:
     }
 
     Look current;
-    QStringList ownSymbols; ///< These the desktop has, too: each is the left half of its square.
+    QStringList ownSymbols; ///< Further symbols: each covers the left half of its square.
 
 private:
     std::function<void()> m_changed;
@@ -47,7 +47,7 @@ private:
 class FakeHotKey final : public GlobalHotKey
 {
 public:
-    /// Writes down there that it was registered.
+    /// Records registerKey() in the list.
     explicit FakeHotKey(QStringList &calls) : m_calls(calls) {}
 
     void registerKey(std::function<void()> pressed) override
@@ -62,7 +62,7 @@ private:
     QStringList &m_calls;
 };
 
-/// A desktop on which another process runs, or none.
+/// A desktop with other instances or none.
 class FakeInstance final : public Instance
 {
 public:
@@ -79,11 +79,11 @@ public:
         return answers.takeFirst();
     }
 
-    /// What the processes that run, one after the other, answer; none where none runs.
+    /// The answers of running instances, one after the other; empty if there is none.
     QList<Answer> answers;
-    QList<Request> requests; ///< What they were asked.
+    QList<Request> requests; ///< The requests to them.
     int claims = 0;
-    std::function<void(Request)> request; ///< How later starts reach this process.
+    std::function<void(Request)> request; ///< Called for requests of later starts.
 };
 
 /// A window in memory.
@@ -114,7 +114,7 @@ public:
     QPoint corner{-1, -1};
 };
 
-/// An application on a desktop that obeys at once and writes down what it is asked, oldest first.
+/// A desktop that fulfils each request at once and records it, oldest first.
 class FakeShell final : public Shell
 {
 public:
@@ -197,8 +197,8 @@ public:
     bool isInFront = false;
     bool hasCompositor = false;
     bool blurs = false;
-    std::function<void()> chooseNotification;  ///< As a click on the last one does.
-    QMap<QString, std::function<void()>> menu; ///< What the items do, by title.
+    std::function<void()> chooseNotification;  ///< What a click on the last one does.
+    QMap<QString, std::function<void()>> menu; ///< The actions of the items by title.
 
 private:
     static bool isQuestion(Urgency urgency) { return urgency == Urgency::question; }

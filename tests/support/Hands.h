@@ -9,8 +9,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// What somebody does at the keyboard and with the mouse, and looks at while doing so: by xdotool,
-/// a program of its own.
+/// Input with the keyboard and the mouse, and the geometry of windows, by the program xdotool.
 namespace Hands {
 inline QByteArray xdotool(const QStringList &arguments)
 {
@@ -42,7 +41,7 @@ inline void click(QPoint place)
     (void)xdotool({u"click"_s, u"1"_s});
 }
 
-/// Slowly, as a hand does it.
+/// As slowly as a user.
 inline void drag(QPoint from, QPoint to)
 {
     moveMouse(from);
@@ -54,13 +53,13 @@ inline void drag(QPoint from, QPoint to)
     (void)xdotool({u"mouseup"_s, u"1"_s});
 }
 
-/// As xdotool knows it.
+/// The window id for xdotool.
 inline QString number(const X11Window &window)
 {
     return QString::number(static_cast<quint32>(window.id));
 }
 
-/// Where it is on the screen.
+/// The window's geometry on the screen.
 inline QRect geometry(const X11Window &window)
 {
     const QString text =

@@ -4,7 +4,7 @@
 
 #include <future>
 
-/// A job that runs until it is let go, and says when it has begun. It must outlive the job.
+/// A job that blocks until it is released, and tells when it has begun. Must outlive the job.
 struct HeldJob
 {
     std::promise<void> begun;

@@ -23,7 +23,7 @@ std::unique_ptr<QTcpServer> tlsServer(const QSslConfiguration &tls)
 }
 } // namespace
 
-/// One client: reads its requests, one after the other, and writes their answers.
+/// One connection: reads requests one after the other and writes the answers.
 class HttpServer::Connection : public QObject
 {
 public:

@@ -13,34 +13,34 @@
 class QTcpServer;
 class QTcpSocket;
 
-/// A web server on loopback that behaves, or misbehaves, as a test asks. It works on the event loop
-/// of the thread that makes it.
+/// A web server on loopback that answers as a test requires, also incorrectly. Uses the event loop
+/// of the thread that creates it.
 class HttpServer : public QObject
 {
     Q_OBJECT
 
 public:
-    /// How the end of a body is marked.
+    /// How the end of a body is recognised.
     enum class Framing { length, chunked, close };
 
     struct Answer
     {
         int status = 200;
         QByteArray body = {};
-        qint64 size = -1; ///< The body is repeated up to this many bytes; -1: once.
+        qint64 size = -1; ///< Repeats the body up to this many bytes; -1: once.
         Framing framing = Framing::length;
         QList<QByteArray> headers = {};
         qint64 cutAfter = -1;  ///< Closes the connection after this many bytes of the body.
         qint64 holdAfter = -1; ///< Pauses there, until release().
-        int dripInterval = 0;  ///< Milliseconds between single bytes, where above zero.
-        bool isSilent = false; ///< Takes the request and says nothing.
+        int dripInterval = 0;  ///< Milliseconds between single bytes, if above zero.
+        bool isSilent = false; ///< Sends no answer.
     };
 
     struct Request
     {
         QByteArray method;
         QByteArray path;
-        QByteArray head; ///< All its lines.
+        QByteArray head; ///< All lines of the head.
     };
 
     HttpServer();
@@ -48,20 +48,20 @@ public:
     explicit HttpServer(const QSslConfiguration &tls);
     ~HttpServer() override;
 
-    /// What is answered from now on at the path; 404 at all others.
+    /// Sets the answer for a path; all other paths get 404.
     void setAnswer(const QString &path, const Answer &answer) { m_answers[path] = answer; }
-    /// Lets the answers go on that wait where they were told to hold.
+    /// Continues the answers that wait at holdAfter.
     void release();
 
     [[nodiscard]] QUrl url(const QString &path) const;
     [[nodiscard]] const QList<Request> &requests() const { return m_requests; }
-    /// Connections that are open now.
+    /// The number of open connections.
     [[nodiscard]] qsizetype connections() const;
 
-    /// An address on loopback where nobody listens.
+    /// An address on loopback that refuses connections.
     [[nodiscard]] static QUrl closedUrl(const QString &path);
 
-    /// "HTTP/1.1 302" and the place.
+    /// A redirect to the address.
     [[nodiscard]] static Answer redirect(const QUrl &place, int status = 302);
 
 Q_SIGNALS:

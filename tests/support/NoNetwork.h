@@ -1,5 +1,5 @@
 #pragma once
 
-/// From here on, this process and those that it starts can make no internet socket: a machine
-/// without a network, whatever the one that the tests run on has. False where the system refuses.
+/// From now on, this process and its children cannot create internet sockets, as on a machine
+/// without a network. False if the system refuses that.
 [[nodiscard]] bool forbidNetwork();

@@ -9,7 +9,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// The processes that this one has started and that still run.
+/// The running child processes of this one.
 inline QList<pid_t> ownProcesses()
 {
     QList<pid_t> found;

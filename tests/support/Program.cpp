@@ -37,7 +37,7 @@ int openTerminal(int &otherEnd)
     grantpt(master);
     unlockpt(master);
     otherEnd = open(ptsname(master), O_RDWR | O_NOCTTY | O_CLOEXEC);
-    // Raw output, so that a line end is one; and no echo, so that the output is the program's own.
+    // No conversion of line ends, and no echo, so that the output is only the program's.
     termios settings{};
     tcgetattr(otherEnd, &settings);
     settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
@@ -82,7 +82,7 @@ Program::Program(const QString &path, const QStringList &arguments, const Option
     m_pid = fork();
     if (m_pid == 0) {
         setsid();
-        // Whatever the tests themselves were told to ignore.
+        // The tests themselves may ignore these signals.
         std::signal(SIGINT, SIG_DFL);
         std::signal(SIGHUP, options.isNohup ? SIG_IGN : SIG_DFL);
         if (options.input == Input::terminal)
@@ -122,7 +122,7 @@ void Program::drain(int &descriptor, QByteArray &into)
     ssize_t length = 0;
     while ((length = read(descriptor, buffer.data(), buffer.size())) > 0)
         into.append(buffer.data(), length);
-    // A terminal whose other end is closed answers with an error, a pipe with its end.
+    // If the other end is closed, reading a terminal fails, and reading a pipe returns nothing.
     if (length == 0 || (errno != EAGAIN && errno != EINTR)) {
         close(descriptor);
         descriptor = -1;

@@ -10,8 +10,8 @@
 
 #include <optional>
 
-/// A program started as a user would in a terminal, or as a script would with pipes. Killed, with
-/// all that it started, when this goes away.
+/// A program that is started in a terminal, or with pipes as by a script. The destructor kills it
+/// with its child processes.
 class Program
 {
 public:
@@ -19,11 +19,11 @@ public:
 
     struct Options
     {
-        QMap<QString, QString> environment = {}; ///< In place of the whole inherited one.
+        QMap<QString, QString> environment = {}; ///< Replaces the inherited one.
         Input input = Input::nothing;
-        QByteArray typedAhead = {}; ///< On the terminal before the program starts.
-        bool hasNetwork = true;     ///< Without: no internet socket can be made.
-        bool isNohup = false;       ///< Started to outlive its terminal: it ignores SIGHUP.
+        QByteArray typedAhead = {}; ///< Typed before the program starts.
+        bool hasNetwork = true;     ///< If false, it cannot create internet sockets.
+        bool isNohup = false;       ///< Ignores SIGHUP, to outlive its terminal.
     };
 
     Program(const QString &path, const QStringList &arguments, const Options &options);
@@ -31,16 +31,16 @@ public:
     Program(const Program &) = delete;
     Program &operator=(const Program &) = delete;
 
-    /// Waits until the output (both streams on a terminal, else the standard output) holds the
-    /// text; false when it ended or the time was up before.
+    /// Waits until the output (both streams on a terminal, otherwise standard output) contains the
+    /// text; false if it has ended or the time is up.
     [[nodiscard]] bool waitForOutput(const QByteArray &text, int milliseconds = 30'000);
-    /// Waits for the end; the exit status as a shell gives it (128 and the number of a signal),
-    /// or nothing when the time was up.
+    /// Waits for the end; returns the exit status like a shell (128 plus the number of a signal),
+    /// or nothing if the time is up.
     [[nodiscard]] std::optional<int> waitForExit(int milliseconds = 30'000);
 
     /// Types on the terminal.
     void type(const QByteArray &keys);
-    /// Types an answer to the question that it has just printed, again if that was too early.
+    /// Types an answer to the question that it has just printed; repeats it if that was too early.
     void answer(const QByteArray &keys);
     /// Sends a signal to the program.
     void signal(int number);

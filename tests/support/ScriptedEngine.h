@@ -10,13 +10,13 @@
 #include <optional>
 #include <variant>
 
-/// An engine without a model, for tests: it says what it was told to say, as an engine does, that
-/// is later, with the pieces sent from another thread. Whatever it was told to hold waits for the
-/// test; release all of it before the test ends. Main thread, but for isLoaded.
+/// An engine without a model, for tests. It replies what it is given, asynchronously and with
+/// pieces from another thread like a real engine. What is held waits for the test, which must
+/// release everything before it ends. Main thread, except for isLoaded.
 class ScriptedEngine final : public InferenceEngine
 {
 public:
-    /// What a generation returns, or fails with.
+    /// The outcome of a generation.
     using Reply = std::variant<QString, InferenceError>;
 
     struct Generation
@@ -25,30 +25,30 @@ public:
         int maxTokens = 0;
     };
 
-    /// Adds what the coming generations answer, in turn. One without a script fails with
+    /// Adds outcomes of the next generations, in order. Without any, generations fail with
     /// decodeFailed.
     void addReplies(const QList<Reply> &replies) { m_replies += replies; }
-    /// How many UTF-16 units of a reply make a piece; a surrogate pair is never parted.
+    /// The length of a piece in UTF-16 units; surrogate pairs are not split.
     void setPieceLength(qsizetype length) { m_pieceLength = length; }
     void holdGenerations() { m_generationGate.hold(); }
-    /// Lets one generation go on, the waiting or the next one.
+    /// Lets one generation continue: the waiting one or the next.
     void releaseGeneration() { m_generationGate.release(); }
-    /// Lets the waiting one go on and holds none from now on.
+    /// Lets the waiting one continue and holds no further ones.
     void stopHoldingGenerations() { m_generationGate.open(); }
-    /// A piece from the generation that is running, sent from another thread.
+    /// Sends a piece of the running generation from another thread.
     void sendPiece(const QString &piece) const;
     [[nodiscard]] bool isGenerating() const { return m_generationsRunning > 0; }
 
-    /// What loads from now on fail with; nothing to let them succeed again.
+    /// The error of all loads from now on; nothing lets them succeed again.
     void setLoadError(std::optional<InferenceError> error) { m_loadError = error; }
     void holdLoads() { m_loadGate.hold(); }
-    /// Lets one load go on, the waiting or the next one.
+    /// Lets one load continue: the waiting one or the next.
     void releaseLoad() { m_loadGate.release(); }
     void setLoaded(bool loaded) { m_loaded = loaded; }
-    /// From now on what is loaded stays until setLoaded(false), as behind a running generation.
+    /// From now on, unload() has no effect until setLoaded(false), as during a generation.
     void holdUnloads() { m_holdsUnloads = true; }
 
-    /// The paths of all loads, and what was asked in all generations, since the beginning.
+    /// The paths of all loads and the arguments of all generations so far.
     [[nodiscard]] const QStringList &loads() const { return m_loads; }
     [[nodiscard]] int unloads() const { return m_unloads; }
     [[nodiscard]] const QList<Generation> &generations() const { return m_generations; }
@@ -60,7 +60,7 @@ public:
                                                 OnToken onToken) override;
 
 private:
-    /// Where a coroutine waits: one turn of the event loop, and while it is held for a release.
+    /// Suspends a coroutine for one pass of the event loop and, if it is held, until its release.
     class Gate
     {
     public:
@@ -73,7 +73,7 @@ private:
             m_permits = 0;
         }
 
-        /// Small, because gcc 12 copies what is awaited.
+        /// Copyable, because gcc 12 copies awaiters.
         struct Pass
         {
             Gate &gate;

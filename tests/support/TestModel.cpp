@@ -12,27 +12,27 @@
 #include <memory>
 #include <stdexcept>
 
-// The arithmetic. Every token is a unit vector of the residual stream: each token of a reply has a
-// dimension of its own, each marker too, and all other tokens share one. Queries and keys are zero,
-// so attention takes the mean of all values, and the value of the k-th marker reaches the k-th
-// gate (one head does that; several would only compare the same zeros again, for seconds): a gate
-// is open when its reply stands in the prompt. An output row can then say "after this token",
+// How the model works: Every token is a unit vector of the residual stream. Each token of a reply
+// has its own dimension, and so has each marker; all other tokens share one. Queries and keys are
+// zero, so attention averages all values, and the value of the k-th marker reaches the k-th gate
+// (one head suffices; several would only compare the same zeros, for seconds): a gate is open if
+// the prompt contains its reply. A row of the output matrix can then express "after this token",
 // "while this gate is open" and "not while that gate is open".
 namespace {
 constexpr qsizetype mostReplies = 32;
-constexpr std::size_t feedForwardWidth = 8; // unused, but there must be some
+constexpr std::size_t feedForwardWidth = 8; // unused, but must not be zero
 
 std::size_t roundedUp(std::size_t number, std::size_t step)
 {
     return (number + step - 1) / step * step;
 }
 
-// A mean over a context of 4096 tokens is to open a gate by at least 1. The value itself stays
-// small because the sum of all values is made in half precision.
+// A mean over a context of 4096 tokens must open a gate by at least 1. The value itself is small
+// because the values are added in half precision.
 constexpr float markerValue = 16;
 constexpr float gateGain = 256;
 
-// Each weight drowns the ones before it, for any number of markers in any length of prompt.
+// Each weight exceeds the ones before it, for any number of markers in a prompt of any length.
 constexpr float startsFirstReply = 10;
 constexpr float startsNextReply = 10;
 constexpr float gateForbids = 100;
@@ -69,10 +69,10 @@ public:
     [[nodiscard]] const Matrix &output() const { return m_output; }
 
 private:
-    // Where things stand in the residual stream.
+    // Dimensions of the residual stream.
     struct Places
     {
-        std::vector<std::size_t> ofToken; // 0 for all tokens without a dimension of their own
+        std::vector<std::size_t> ofToken; // 0 for tokens without their own dimension
         std::size_t firstGate = 0;
         std::size_t width = 0;
     };
@@ -128,7 +128,7 @@ Weights::Weights(const TestVocabulary &vocabulary, const Places &places)
 
 void Weights::openGates(const TestVocabulary &vocabulary, const Places &places)
 {
-    // The layer's norm scales each unit vector by the root of the width: undone here.
+    // Compensates the layer's norm, which scales each unit vector by the root of the width.
     const float unit = markerValue / std::sqrt(static_cast<float>(m_width));
     for (std::size_t k = 0; k < vocabulary.scripts().size(); ++k) {
         if (const auto marker = vocabulary.scripts()[k].marker)
@@ -148,7 +148,8 @@ void Weights::startReplies(const TestVocabulary &vocabulary, const Places &place
             m_output.at(0, first) += startsFirstReply;
         else
             m_output.at(places.firstGate + k - 1, first) += startsNextReply;
-        // Said already, or a later one was: so an early reply that was cut away does no harm.
+        // Not if this or a later reply was given, so that an early reply may be cut from the
+        // prompt.
         for (std::size_t gate = k; gate < scripts.size(); ++gate) {
             const bool repeats = k == last;
             m_output.at(places.firstGate + gate, first) += repeats ? startsNextReply : -gateForbids;
@@ -196,7 +197,7 @@ public:
         add(name, tensor, matrix.cells());
     }
 
-    // Norms change nothing but the length.
+    // Norms only change the length.
     void norm(const char *name, std::size_t width)
     {
         ggml_tensor *tensor =
@@ -221,7 +222,7 @@ private:
 
     std::unique_ptr<gguf_context, decltype(&gguf_free)> m_keys;
     std::unique_ptr<ggml_context, decltype(&ggml_free)> m_tensors;
-    std::vector<std::vector<float>> m_cells; // the file's context only points to them
+    std::vector<std::vector<float>> m_cells; // the context only has pointers to them
 };
 
 void describeModel(File &file, const Weights &weights)
@@ -245,7 +246,7 @@ void describeVocabulary(File &file, const TestVocabulary &vocabulary)
         texts.push_back(token.text.c_str());
         kinds.push_back(static_cast<std::int32_t>(token.kind));
     }
-    // One merge, of two characters that stand for control bytes: a vocabulary must have some.
+    // One merge, of two characters that represent control bytes, since there must be one.
     const char *merge = "\u0100 \u0101";
     file.text("tokenizer.ggml.model", "gpt2");
     file.text("tokenizer.ggml.pre", "qwen2");

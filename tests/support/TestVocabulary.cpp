@@ -6,8 +6,8 @@
 #include <stdexcept>
 
 namespace {
-// How vocabularies of this kind write a byte: printable bytes as the character of that number, the
-// others as the characters from 256 on.
+// How byte-level vocabularies represent a byte: printable bytes by the character with that number,
+// others by the characters from 256 on.
 std::string byteText(int byte)
 {
     static const std::vector<std::string> texts = [] {
@@ -29,7 +29,7 @@ std::string markerText(const TestModel::Reply &reply)
     return (reply.pieces.isEmpty() ? reply.text : reply.pieces.join()).trimmed().toStdString();
 }
 
-// What every prompt ends with. A piece that took part in it would hide that a reply is wanted.
+// The end of every prompt, with which no piece may overlap.
 constexpr std::string_view promptEnd = "<|im_start|>assistant\n";
 } // namespace
 
@@ -70,8 +70,8 @@ bool TestVocabulary::mayBePiece(const std::string &text) const
     return !endsPrompt && !isTaken(text);
 }
 
-// Greedy: each piece takes as many bytes as asked for, and more until it is one of its own kind; a
-// rest that cannot be a piece swallows the piece before it.
+// Greedy: each piece gets the given number of bytes, and more until it is unique; a rest that
+// cannot be a piece is appended to the previous one.
 std::vector<std::string> TestVocabulary::cut(const std::string &text, std::size_t bytes) const
 {
     std::vector<std::string> pieces;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// The tokens of a test model, and which of them make up which reply.
+/// The tokens of a test model, and the tokens of each reply.
 class TestVocabulary
 {
 public:
@@ -22,7 +22,7 @@ public:
     {
         /// The reply's own tokens in their order.
         std::vector<std::size_t> tokens;
-        /// The token that the whole reply becomes when it stands in a prompt.
+        /// The token that represents the whole reply in a prompt.
         std::optional<std::size_t> marker;
         bool ends = true;
     };

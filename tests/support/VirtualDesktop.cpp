@@ -20,7 +20,7 @@ constexpr int startLimit = 20'000;
 
 using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
 
-// A child that goes when we go, however we go.
+// The child is killed when this process ends in any way.
 void bindToUs(QProcess &process)
 {
     process.setChildProcessModifier([parent = getpid()] {
@@ -47,7 +47,7 @@ QByteArray firstLine(QProcess &process)
     return process.readLine().trimmed();
 }
 
-// The processes whose environment names that folder.
+// The processes whose environment contains the folder.
 QList<qint64> processesOf(const QString &folder)
 {
     QList<qint64> found;
@@ -80,8 +80,8 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
     folder("XDG_DATA_HOME", u"home/.local/share"_s);
     folder("XDG_STATE_HOME", u"home/.local/state"_s);
     folder("XDG_RUNTIME_DIR", u"run"_s);
-    // The machine's own applications stay out of the way; its file types, themes and the settings'
-    // descriptions, without which programs abort, are of use.
+    // Without the machine's applications, but with its file types, themes and settings schemas,
+    // which programs need.
     folder("XDG_DATA_DIRS", u"share"_s);
     for (const QString &part :
          QDir(u"/usr/share"_s).entryList(QDir::AllEntries | QDir::NoDotAndDotDot)) {
@@ -96,7 +96,7 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
     qputenv("GSETTINGS_BACKEND", "memory");
     qputenv("NO_AT_BRIDGE", "1");
     qputenv("LC_ALL", "C.UTF-8");
-    // There is no graphics card behind it, and trying costs applications a second each.
+    // There is no graphics card, and looking for one takes applications a second.
     qputenv("LIBGL_ALWAYS_SOFTWARE", "1");
     qputenv("GSK_RENDERER", "cairo");
     for (const char *name :
@@ -150,7 +150,7 @@ void VirtualDesktop::install(const QString &entry, const QStringList &contentTyp
     if (!QFile::exists(source))
         qFatal("%s is not installed.", qPrintable(entry));
     QFile::link(source, m_folder.filePath(u"share/applications/"_s) + entry);
-    // Some are started by the bus.
+    // Some applications are started by the bus.
     const QString service = entry.chopped(8) + u".service"_s;
     if (QFile::exists(u"/usr/share/dbus-1/services/"_s + service))
         QFile::link(u"/usr/share/dbus-1/services/"_s + service,
@@ -236,8 +236,8 @@ void VirtualDesktop::startServer()
     m_server = std::make_unique<QProcess>();
     bindToUs(*m_server);
     m_server->setStandardErrorFile(QProcess::nullDevice());
-    // A display of this process's own number: the first free one could become another desktop's
-    // while this one's server is away.
+    // A display number derived from the process id: the first free one could be taken by another
+    // desktop while the server is ended.
     const QString display = u":%1"_s.arg(1000 + QCoreApplication::applicationPid() % 50000);
     QStringList arguments{display};
     arguments << u"-displayfd"_s << u"1"_s << u"-screen"_s << u"0"_s << m_options.screen
@@ -251,12 +251,12 @@ void VirtualDesktop::startServer()
 
 void VirtualDesktop::startBus()
 {
-    // The machine's own configuration would let it start any service that is installed there.
+    // The machine's configuration would allow it to start any installed service.
     const QString services = m_folder.filePath(u"services"_s);
     QDir().mkdir(services);
     QStringList allowed{u"org.a11y.Bus.service"_s};
     if (m_options.windowManager.first() == u"xfwm4")
-        allowed.append(u"org.xfce.Xfconf.service"_s); // Its settings, without which it ends.
+        allowed.append(u"org.xfce.Xfconf.service"_s); // its settings, without which it exits
     for (const QString &service : std::as_const(allowed))
         QFile::link(u"/usr/share/dbus-1/services/"_s + service, services + u'/' + service);
     QFile configuration(m_folder.filePath(u"bus.conf"_s));
@@ -286,7 +286,7 @@ void VirtualDesktop::setScale()
         qFatal("xrdb does not work.");
 }
 
-// Its own configuration binds the keys that summon the assistant.
+// Its default configuration uses the keys that summon the assistant.
 void VirtualDesktop::configureOpenbox() const
 {
     QFile usual(u"/etc/xdg/openbox/rc.xml"_s);
@@ -309,8 +309,8 @@ void VirtualDesktop::startWindowManager()
     isOpenbox ? waitForOpenbox() : waitForWindowManager();
 }
 
-// It loses what windows ask of it before its event loop runs, also after it has announced itself.
-// So it is asked to change the desktop, again and again, until it does, and back.
+// It loses requests of windows until its event loop runs, which is after it has announced itself.
+// So it is requested to change the desktop until it does, and then back.
 void VirtualDesktop::waitForOpenbox() const
 {
     const Connection connection(xcb_connect(nullptr, nullptr), &xcb_disconnect);
@@ -332,7 +332,7 @@ void VirtualDesktop::waitForOpenbox() const
     xcb_ewmh_connection_wipe(&ewmh);
 }
 
-// Not every one has a second desktop, but all of them list the windows that they manage.
+// Not all have a second desktop, but all list the windows that they manage.
 void VirtualDesktop::waitForWindowManager() const
 {
     const Connection connection(xcb_connect(nullptr, nullptr), &xcb_disconnect);

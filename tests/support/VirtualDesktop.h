@@ -11,11 +11,10 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// A desktop of one's own: an X server in memory, a window manager, a session bus and a home
-/// folder. The window manager is openbox unless a test is about another one. The environment of
-/// this process points to it, so it must be there before anything asks for the display, the bus or
-/// the home. All of it goes with the object, with all that was started on it by whomever, and also
-/// when this process dies. One at a time in a process.
+/// A private desktop: an X server in memory, a window manager (openbox by default), a session bus
+/// and a home folder. The environment of this process refers to it, so it must exist before the
+/// first use of the display, the bus or the home. The destructor ends all of it and every program
+/// that was started on it; this also happens if this process is killed. One at a time per process.
 class VirtualDesktop
 {
 public:
@@ -25,50 +24,50 @@ public:
         QStringList serverArguments = {};
         /// The program and its arguments.
         QStringList windowManager = {u"openbox"_s, u"--sm-disable"_s};
-        double scale = 1; ///< As desktops tell toolkits of it: by the resolution of fonts.
+        double scale = 1; ///< Set by the resolution of fonts.
     };
 
-    /// Aborts the test program with a sentence where a part cannot be started.
+    /// Aborts the test program with a sentence if a part cannot be started.
     VirtualDesktop();
     explicit VirtualDesktop(const Options &options);
     ~VirtualDesktop();
     VirtualDesktop(const VirtualDesktop &) = delete;
     VirtualDesktop &operator=(const VirtualDesktop &) = delete;
 
-    /// The path of an entry in the home folder, which is there.
+    /// The path of an entry in the home folder.
     [[nodiscard]] QString home(const QString &entry = {}) const;
 
-    /// The content of a file in the home folder; nothing where there is none.
+    /// The content of a file in the home folder; empty if there is none.
     [[nodiscard]] QByteArray read(const QString &entry) const;
 
-    /// Writes a file into the home folder, and the folders above it.
+    /// Writes a file in the home folder and creates its folders.
     void write(const QString &entry, const QByteArray &content) const;
 
     /// Writes an executable shell script and returns its path.
     [[nodiscard]] QString writeScript(const QString &entry, const QByteArray &body) const;
 
-    /// Takes an application of this machine into the desktop, by the name of its desktop entry, as
-    /// the default for those kinds of files and addresses. All others stay unknown here.
+    /// Installs an application of this machine on the desktop, by the name of its desktop entry, as
+    /// the default for these content types. All others are not visible there.
     void install(const QString &entry, const QStringList &contentTypes = {});
     void setDefault(const QString &entry, const QStringList &contentTypes);
 
-    /// Takes it away again.
+    /// Undoes install().
     void uninstall(const QString &entry) const;
 
-    /// The processes on this desktop that run that program, by the end of its path.
+    /// The processes on this desktop whose program's path ends with this text.
     [[nodiscard]] QList<qint64> processes(const QString &program) const;
 
-    /// Starts a program that lives no longer than this object, with its output to read.
+    /// Starts a program, which the destructor ends.
     QProcess &start(const QString &program, const QStringList &arguments);
 
-    /// Brings up the accessibility bus and enables it. Applications that were started before need
-    /// not be on it.
+    /// Starts and enables the accessibility bus. Applications that were started before may not use
+    /// it.
     void enableAccessibility();
 
-    /// The X server's process, for stopping and resuming it.
+    /// The X server's process id, to stop and resume it.
     [[nodiscard]] qint64 server() const;
 
-    /// Ends the X server, or starts another on the same display.
+    /// Ends the X server, or starts another one on the same display.
     void endServer();
     void startServer();
 
@@ -84,6 +83,6 @@ private:
     const Options m_options;
     QTemporaryDir m_folder;
     QMap<QString, QString> m_defaults; ///< Entries by content type.
-    std::list<QProcess> m_processes;   ///< Ended in the opposite order.
+    std::list<QProcess> m_processes;   ///< Ended in reverse order.
     std::unique_ptr<QProcess> m_server;
 };

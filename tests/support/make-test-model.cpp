@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <exception>
 
-// Writes a model file that gives the replies one after the other, for trying the program by hand.
+// Writes a model file that gives the replies one after the other, to try the program manually.
 int main(int argc, char **argv)
 {
     if (argc < 3) {
