@@ -2,6 +2,7 @@
 
 #include "app/Doctor.h"
 #include "app/InterruptSignal.h"
+#include "app/ModelCommands.h"
 #include "app/PanelProgram.h"
 #include "app/Terminal.h"
 #include "app/TerminalRunner.h"
@@ -15,6 +16,7 @@
 #include <QCoro/QCoroTask>
 #include <QTimer>
 
+#include <cstdio>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -23,8 +25,18 @@ namespace {
 // Used by D-Bus activation, which sends the request afterwards.
 const QString activatedOption = u"activated"_s;
 const QString doctorOption = u"doctor"_s;
+const QString importOption = u"import"_s;
+const QString jsonOption = u"json"_s;
+const QString modelsOption = u"models"_s;
 const QString taskOption = u"task"_s;
 const QString toggleOption = u"toggle"_s;
+
+// In place of a task: it is read from the standard input.
+const QString fromInput = u"-"_s;
+// No task is so long; a file that is not one may be.
+constexpr qsizetype longestTask = 64 * 1024;
+
+const QString removal = u"remove"_s;
 
 // These names determine the folders of settings and models, such as ~/.config/Quillon.
 void setNames()
@@ -39,9 +51,20 @@ void describe(QCommandLineParser &parser)
 {
     parser.setApplicationDescription(
         u"Operates your computer for you, with a language model that runs on it. "
-        "Without an option it opens its panel, or brings it to the front."_s);
-    parser.addOption({taskOption, u"Run one task in this terminal."_s, u"text"_s});
+        "Without an argument it opens its panel, or brings it to the front."_s);
+    parser.addPositionalArgument(u"task"_s, u"The same, without the option."_s, u"[task]"_s);
+    parser.addOption(
+        {taskOption,
+         u"Run one task in this terminal; with - for the text it is read from the standard input."_s,
+         u"text"_s});
+    parser.addOption({jsonOption, u"With a task: print each line as a JSON object."_s});
     parser.addOption({doctorOption, u"Check what tasks depend on, and say what to do about it."_s});
+    parser.addOption({importOption,
+                      u"Take this GGUF file for the chosen model's instead of fetching one."_s,
+                      u"file"_s});
+    parser.addOption(
+        {modelsOption,
+         u"List the models that are there; with \"remove\" and a name behind it, remove one."_s});
     parser.addOption({toggleOption, u"Show or hide the panel, as its key does."_s});
     QCommandLineOption activated(activatedOption);
     activated.setFlags(QCommandLineOption::HiddenFromHelp);
@@ -55,13 +78,14 @@ QCoro::Task<> runInTerminal(TerminalRunner &runner, QString task)
     QCoreApplication::exit(co_await runner.run(std::move(task)));
 }
 
-int runTask(const QString &task)
+int runTask(const QString &task, TerminalRunner::Form form)
 {
     Platform::current().keyboard().recover();
-    Terminal terminal;
+    Terminal terminal(form == TerminalRunner::Form::text ? Terminal::Dialogue::onOutput
+                                                         : Terminal::Dialogue::onErrors);
     ModelManager models;
     AgentSession session(models);
-    TerminalRunner runner(models, session, terminal);
+    TerminalRunner runner(models, session, terminal, form);
     const InterruptSignal interrupt;
     QObject::connect(&interrupt, &InterruptSignal::interrupted, &runner, &TerminalRunner::stop);
 
@@ -84,10 +108,29 @@ QString spelled(const QString &option)
     return u"--"_s + option;
 }
 
-// One sentence on options that exclude each other; nothing if they are consistent.
+// All of the standard input; nothing if that is too long for a task.
+std::optional<QString> taskFromInput()
+{
+    QByteArray text(longestTask + 1, '\0');
+    text.truncate(static_cast<qsizetype>(
+        std::fread(text.data(), 1, static_cast<std::size_t>(text.size()), stdin)));
+    if (text.size() > longestTask)
+        return std::nullopt;
+    return QString::fromUtf8(text);
+}
+
+// The options that say what is to be done, as often as they were given.
+QStringList commands(const QCommandLineParser &parser)
+{
+    QStringList all = parser.optionNames();
+    all.removeAll(jsonOption);
+    return all;
+}
+
+// One sentence on arguments that exclude each other; nothing if they are consistent.
 std::optional<QString> contradiction(const QCommandLineParser &parser)
 {
-    const QStringList options = parser.optionNames();
+    const QStringList options = commands(parser);
     for (const QString &option : options) {
         if (option != options.first()) {
             return u"%1 and %2 don't go together: give one of them."_s.arg(spelled(options.first()),
@@ -96,11 +139,27 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     }
     if (options.size() > 1)
         return u"Give %1 only once."_s.arg(spelled(options.first()));
-    // The task's text was forgotten, and the parser took the next option for it.
-    const QString task = parser.value(taskOption);
-    if (task == spelled(taskOption) || task == spelled(doctorOption) ||
-        task == spelled(toggleOption))
-        return u"%1 is followed by %2, not by a task."_s.arg(spelled(taskOption), task);
+    if (parser.optionNames().count(jsonOption) > 1)
+        return u"Give %1 only once."_s.arg(spelled(jsonOption));
+
+    const QStringList words = parser.positionalArguments();
+    const bool isTask = options.isEmpty() ? !words.isEmpty() : options.first() == taskOption;
+    if (parser.isSet(jsonOption) && !isTask)
+        return u"%1 goes with a task only."_s.arg(spelled(jsonOption));
+    // A value was forgotten, and the parser took the next option for it.
+    const QStringList all{taskOption,   doctorOption, importOption,
+                          modelsOption, jsonOption,   toggleOption};
+    for (const QString &option : {taskOption, importOption}) {
+        const QString value = parser.value(option);
+        if (value.startsWith(u"--") && all.contains(value.mid(2))) {
+            return u"%1 is followed by %2, not by a %3."_s.arg(
+                spelled(option), value, option == taskOption ? u"task"_s : u"file"_s);
+        }
+    }
+    if (options.isEmpty() && words.size() == 1 && (all.contains(words.first()))) {
+        return u"Is that the option %1? A task of this one word is given with %2."_s.arg(
+            spelled(words.first()), spelled(taskOption));
+    }
     return std::nullopt;
 }
 
@@ -123,6 +182,45 @@ bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &reque
         return options == QStringList{activatedOption};
     return true;
 }
+
+int runTaskOf(const QCommandLineParser &parser, const QString &text)
+{
+    const auto form =
+        parser.isSet(jsonOption) ? TerminalRunner::Form::records : TerminalRunner::Form::text;
+    const std::optional<QString> task = text == fromInput ? taskFromInput() : text;
+    if (task)
+        return runTask(*task, form);
+    Terminal().printError(u"The task is too long."_s);
+    return EXIT_FAILURE;
+}
+
+int carryOut(const QCommandLineParser &parser)
+{
+    const QString command = commands(parser).value(0);
+    const QStringList words = parser.positionalArguments();
+    if (command == modelsOption && words.size() == 2 && words.first() == removal)
+        return ModelCommands::remove(words.last());
+    if (command.isEmpty() && words.size() == 1)
+        return runTaskOf(parser, words.first());
+    if (words.isEmpty()) {
+        if (command == doctorOption)
+            return runDoctor();
+        if (command == modelsOption)
+            return ModelCommands::list();
+        if (command == importOption)
+            return ModelCommands::import(parser.value(importOption));
+        if (command == taskOption)
+            return runTaskOf(parser, parser.value(taskOption));
+    }
+    const QString sentence =
+        command == modelsOption
+            ? u"A model is removed by its name: quillon --models remove %1"_s.arg(
+                  LocalModel::catalog().first().id)
+            : u"Quillon takes a task as one text: quillon --task \"Find the latest PDF in my "
+              "Downloads folder\""_s;
+    Terminal().printError(sentence);
+    return EXIT_FAILURE;
+}
 } // namespace
 
 int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
@@ -142,11 +240,5 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
         Terminal().printError(*sentence);
         return EXIT_FAILURE;
     }
-    if (parser.optionNames() == QStringList{doctorOption} && parser.positionalArguments().isEmpty())
-        return runDoctor();
-    if (parser.isSet(taskOption) && parser.positionalArguments().isEmpty())
-        return runTask(parser.value(taskOption));
-    Terminal().printError(u"Quillon takes a task as one text: quillon --task \"Find "
-                          "the latest PDF in my Downloads folder\""_s);
-    return EXIT_FAILURE;
+    return carryOut(parser);
 }

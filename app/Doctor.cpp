@@ -3,13 +3,13 @@
 #include "models/EngineLibrary.h"
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
+#include "models/ModelStore.h"
 #include "platform/Platform.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QLocale>
 #include <QSysInfo>
 
 #include <algorithm>
@@ -27,10 +27,7 @@ const QByteArray modelMark = "GGUF"_ba;
 
 constexpr qint64 megabyte = 1'000'000;
 
-QString size(qint64 bytes)
-{
-    return QLocale::c().formattedDataSize(bytes, 1, QLocale::DataSizeSIFormat);
-}
+using ModelStore::sizeText;
 
 QString fileOf(const LocalModel &model)
 {
@@ -66,18 +63,19 @@ Finding examineModelsFolder()
     const std::optional<qint64> room = roomIn(folder);
     if (!room)
         return {Verdict::good, shown};
-    const QString state = u"%1, %2 free"_s.arg(shown, size(*room));
+    const QString state = u"%1, %2 free"_s.arg(shown, sizeText(*room));
     const QList<LocalModel> &catalog = LocalModel::catalog();
     if (std::ranges::any_of(catalog, ModelManager::hasFile) ||
         *room >= catalog.first().sizeMB * megabyte)
         return {Verdict::good, state};
-    return {Verdict::bad, state,
-            u"Make room for a model of about %1."_s.arg(size(catalog.first().sizeMB * megabyte))};
+    return {
+        Verdict::bad, state,
+        u"Make room for a model of about %1."_s.arg(sizeText(catalog.first().sizeMB * megabyte))};
 }
 
 Finding examineModel(const LocalModel &model)
 {
-    const QString wanted = size(model.sizeMB * megabyte);
+    const QString wanted = sizeText(model.sizeMB * megabyte);
     if (!ModelManager::hasFile(model)) {
         const QString state = u"not there, about %1 to fetch"_s.arg(wanted);
         if (std::ranges::any_of(LocalModel::catalog(), ModelManager::hasFile))
@@ -91,10 +89,16 @@ Finding examineModel(const LocalModel &model)
                 u"Make %1 a file that you may read."_s.arg(file.fileName())};
     }
     if (file.read(modelMark.size()) != modelMark) {
-        return {Verdict::bad, u"there (%1), but it is no model"_s.arg(size(file.size())),
+        return {Verdict::bad, u"there (%1), but it is no model"_s.arg(sizeText(file.size())),
                 u"Delete %1: the next task fetches it again."_s.arg(file.fileName())};
     }
-    return {Verdict::good, u"there, %1"_s.arg(size(file.size()))};
+    const QString there = sizeText(file.size());
+    if (!ModelStore::isSizeOf(model, file.size())) {
+        return {Verdict::limited, u"there, %1 instead of about %2"_s.arg(there, wanted),
+                u"It is another model, or not all of it. \"quillon --models remove %1\" removes "
+                "it; the next task then fetches the right one."_s.arg(model.id)};
+    }
+    return {Verdict::good, u"there, %1"_s.arg(there)};
 }
 
 Finding examineLibrary()

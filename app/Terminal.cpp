@@ -20,18 +20,18 @@ constexpr int usualHeight = 24;
 const QString more = u"\n— Return shows the rest — "_s;
 constexpr int moreHeight = 2;
 
-int terminalWidth()
+int terminalWidth(std::FILE *stream)
 {
     winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
+    if (ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_col > 0)
         return size.ws_col;
     return usualWidth;
 }
 
-int terminalHeight()
+int terminalHeight(std::FILE *stream)
 {
     winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0)
+    if (ioctl(fileno(stream), TIOCGWINSZ, &size) == 0 && size.ws_row > 0)
         return size.ws_row;
     return usualHeight;
 }
@@ -95,10 +95,11 @@ QString indented(QString text)
 }
 } // namespace
 
-Terminal::Terminal(QObject *parent)
+Terminal::Terminal(Dialogue dialogue, QObject *parent)
     : QObject(parent)
+    , m_dialogue(dialogue == Dialogue::onOutput ? stdout : stderr)
     , m_inputIsTerminal(isatty(STDIN_FILENO) == 1)
-    , m_outputIsTerminal(isatty(STDOUT_FILENO) == 1)
+    , m_dialogueIsTerminal(isatty(fileno(m_dialogue)) == 1)
 {
     m_delay.setSingleShot(true);
     m_delay.setInterval(answerDelay);
@@ -111,6 +112,14 @@ void Terminal::print(const QString &line)
     write(stdout, indented(ShownText::plain(line)) + u'\n');
 }
 
+void Terminal::printRecord(const QByteArray &line)
+{
+    clearStatus();
+    std::fwrite(line.constData(), 1, static_cast<std::size_t>(line.size()), stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
 void Terminal::printError(const QString &line)
 {
     clearStatus();
@@ -119,20 +128,20 @@ void Terminal::printError(const QString &line)
 
 void Terminal::showStatus(const QString &status)
 {
-    if (!m_outputIsTerminal)
+    if (!m_dialogueIsTerminal)
         return;
     clearStatus();
     if (status.isEmpty())
         return;
     const QString line = ShownText::plain(status).replace(u'\n', u' ');
-    write(stdout, fitting(line, terminalWidth() - 1));
+    write(m_dialogue, fitting(line, terminalWidth(m_dialogue) - 1));
     m_statusIsShown = true;
 }
 
 void Terminal::clearStatus()
 {
     if (m_statusIsShown)
-        write(stdout, u"\r\033[K"_s);
+        write(m_dialogue, u"\r\033[K"_s);
     m_statusIsShown = false;
 }
 
@@ -140,8 +149,9 @@ void Terminal::ask(const QString &question)
 {
     clearStatus();
     const QString shown = indented(ShownText::plain(question));
-    m_pages = m_outputIsTerminal ? pages(shown, terminalWidth(), terminalHeight() - moreHeight)
-                                 : QStringList{shown};
+    m_pages = m_dialogueIsTerminal
+                  ? pages(shown, terminalWidth(m_dialogue), terminalHeight(m_dialogue) - moreHeight)
+                  : QStringList{shown};
     askPage();
 }
 
@@ -149,14 +159,14 @@ void Terminal::askPage()
 {
     dropInput();
     m_page = m_pages.takeFirst();
-    write(stdout, m_pages.isEmpty() ? m_page : m_page + more);
+    write(m_dialogue, m_pages.isEmpty() ? m_page : m_page + more);
     m_delay.start();
 }
 
 void Terminal::takeAnswers()
 {
     if (dropTyped()) {
-        write(stdout, u"\n"_s);
+        write(m_dialogue, u"\n"_s);
         m_pages.prepend(m_page);
         askPage();
         return;
@@ -170,7 +180,7 @@ void Terminal::withdrawQuestion()
     if (!m_input && !m_delay.isActive())
         return;
     endQuestion();
-    write(stdout, u"\n"_s);
+    write(m_dialogue, u"\n"_s);
 }
 
 void Terminal::dropInput()
@@ -222,6 +232,6 @@ void Terminal::readAnswer()
         return;
     }
     if (length <= 0)
-        write(stdout, u"\n"_s);
+        write(m_dialogue, u"\n"_s);
     Q_EMIT answered(QString::fromUtf8(buffer.data(), length > 0 ? length : 0));
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QObject>
 #include <QSocketNotifier>
 #include <QString>
@@ -7,6 +8,7 @@
 #include <QTimer>
 
 #include <chrono>
+#include <cstdio>
 
 /// The program's standard streams, which may be a terminal or files. Main thread.
 ///
@@ -20,13 +22,19 @@ public:
     /// Users cannot read a question faster than this; the panel's card has the same delay.
     static constexpr std::chrono::milliseconds answerDelay{400};
 
-    explicit Terminal(QObject *parent = nullptr);
+    /// Where questions and statuses are shown. On the standard error they keep out of an output
+    /// that is read by a program.
+    enum class Dialogue { onOutput, onErrors };
+
+    explicit Terminal(Dialogue dialogue = Dialogue::onOutput, QObject *parent = nullptr);
 
     /// Whether the user can be asked.
     [[nodiscard]] bool canAsk() const { return m_inputIsTerminal; }
 
     /// Prints a line on the standard output.
     void print(const QString &line);
+    /// Prints a line for a program on the standard output, as it is: printable ASCII alone.
+    void printRecord(const QByteArray &line);
     /// Prints a line on the standard error.
     void printError(const QString &line);
 
@@ -57,8 +65,9 @@ private:
     void readAnswer();
     void clearStatus();
 
+    std::FILE *const m_dialogue;
     const bool m_inputIsTerminal;
-    const bool m_outputIsTerminal;
+    const bool m_dialogueIsTerminal;
     bool m_statusIsShown = false;
     QStringList m_pages;                ///< The rest of the question.
     QString m_page;                     ///< The page that is shown.

@@ -5,6 +5,8 @@
 #include <QCoro/QCoroFuture>
 #include <QScopeGuard>
 
+#include <nlohmann/json.hpp>
+
 #include <utility>
 
 using namespace Qt::StringLiterals;
@@ -31,6 +33,32 @@ QString mark(LogEntry::Kind kind)
     Q_UNREACHABLE();
 }
 
+// The names under which scripts find the lines; they stay as they are.
+QString kindName(LogEntry::Kind kind)
+{
+    switch (kind) {
+    case LogEntry::Kind::step:
+        return u"step"_s;
+    case LogEntry::Kind::success:
+        return u"success"_s;
+    case LogEntry::Kind::failure:
+        return u"failure"_s;
+    case LogEntry::Kind::info:
+        return u"info"_s;
+    case LogEntry::Kind::confirm:
+        return u"confirm"_s;
+    }
+    Q_UNREACHABLE();
+}
+
+// Every character beyond ASCII is escaped, so that a terminal obeys nothing of it either.
+QByteArray record(const QString &kind, const QString &text)
+{
+    const nlohmann::ordered_json object = {{"kind", kind.toStdString()},
+                                           {"text", text.toStdString()}};
+    return QByteArray::fromStdString(object.dump(-1, ' ', true));
+}
+
 QString bar(double progress)
 {
     constexpr int cells = 24;
@@ -46,8 +74,8 @@ bool isSettled(const LogEntry &entry)
 } // namespace
 
 TerminalRunner::TerminalRunner(ModelManager &models, AgentSession &session, Terminal &terminal,
-                               QObject *parent)
-    : QObject(parent), m_models(models), m_session(session), m_terminal(terminal)
+                               Form form, QObject *parent)
+    : QObject(parent), m_models(models), m_session(session), m_terminal(terminal), m_form(form)
 {
     connect(&m_models, &ModelManager::stateChanged, this, &TerminalRunner::showDownload);
     connect(&m_models, &ModelManager::stateChanged, this, &TerminalRunner::announceChange);
@@ -76,14 +104,15 @@ QCoro::Task<int> TerminalRunner::run(QString task)
     }
 
     m_session.submit(task);
-    m_terminal.print(m_session.turns().last().command);
+    const QString command = m_session.turns().last().command;
+    print(u"task"_s, command, command);
     while (m_session.isRunning())
         co_await nextChange();
 
     const Turn &turn = m_session.turns().last();
     const LogEntry &ending = turn.log.last();
     if (turn.summary && ending.text != *turn.summary)
-        m_terminal.print(*turn.summary);
+        print(u"summary"_s, *turn.summary, *turn.summary);
     if (m_stopStatus)
         co_return *m_stopStatus;
     co_return ending.kind == LogEntry::Kind::success ? exitDone : exitFailed;
@@ -163,8 +192,16 @@ void TerminalRunner::printSettledLines()
     const QList<LogEntry> &log = m_session.turns().last().log;
     while (m_printedLines < log.size() && isSettled(log[m_printedLines])) {
         const LogEntry &entry = log[m_printedLines++];
-        m_terminal.print(u"  "_s + mark(entry.kind) + u' ' + entry.text);
+        print(kindName(entry.kind), entry.text, u"  "_s + mark(entry.kind) + u' ' + entry.text);
     }
+}
+
+void TerminalRunner::print(const QString &kind, const QString &text, const QString &shown)
+{
+    if (m_form == Form::text)
+        m_terminal.print(shown);
+    else
+        m_terminal.printRecord(record(kind, text));
 }
 
 void TerminalRunner::askForApproval()
@@ -174,12 +211,16 @@ void TerminalRunner::askForApproval()
         m_terminal.withdrawQuestion();
         return;
     }
-    const QString question = u"  ? "_s + shownReason(*pending) + u" [y/N] "_s;
+    const QString reason = shownReason(*pending);
+    const QString question = u"  ? "_s + reason + u" [y/N] "_s;
+    if (m_form == Form::records)
+        m_terminal.printRecord(record(kindName(LogEntry::Kind::confirm), reason));
     if (m_terminal.canAsk()) {
         m_terminal.ask(question);
         return;
     }
-    m_terminal.print(question + u"— nobody to ask here"_s);
+    if (m_form == Form::text)
+        m_terminal.print(question + u"— nobody to ask here"_s);
     m_session.resolve(false);
 }
 

@@ -19,8 +19,14 @@ class TerminalRunner final : public QObject
     Q_OBJECT
 
 public:
+    /// How the transcript is printed.
+    enum class Form {
+        text,    ///< For people.
+        records, ///< For programs: a JSON object a line, with its "kind" and its "text".
+    };
+
     TerminalRunner(ModelManager &models, AgentSession &session, Terminal &terminal,
-                   QObject *parent = nullptr);
+                   Form form = Form::text, QObject *parent = nullptr);
 
     /// Runs the task and returns the exit status: 0 if the model has reported that it is done, 1
     /// for any other end, or the argument of stop().
@@ -35,6 +41,7 @@ private:
     void announceChange();
     void showDownload();
     void showActivity();
+    void print(const QString &kind, const QString &text, const QString &shown);
     void printSettledLines();
     void askForApproval();
     void takeAnswer(const QString &line);
@@ -42,6 +49,7 @@ private:
     ModelManager &m_models;
     AgentSession &m_session;
     Terminal &m_terminal;
+    const Form m_form;
     std::optional<QPromise<void>> m_change; ///< The promise of nextChange().
     qsizetype m_printedLines = 0;
     bool m_downloadIsAnnounced = false;

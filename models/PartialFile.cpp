@@ -43,8 +43,7 @@ bool PartialFile::open(const QString &folder)
 
 PartialFile::Creation PartialFile::create(const QString &folder)
 {
-    const QString name = QString::number(QRandomGenerator::system()->generate64(), 16) + suffix;
-    m_file.setFileName(QDir(folder).filePath(name));
+    m_file.setFileName(newPath(folder));
     if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         if (m_file.exists())
             return Creation::taken;
@@ -111,6 +110,17 @@ void PartialFile::discard()
 {
     if (m_file.isOpen())
         m_file.remove();
+}
+
+QString PartialFile::newPath(const QString &folder)
+{
+    const QString name = QString::number(QRandomGenerator::system()->generate64(), 16) + suffix;
+    return QDir(folder).filePath(name);
+}
+
+bool PartialFile::isName(const QString &name)
+{
+    return name.endsWith(suffix);
 }
 
 void PartialFile::sweep(const QString &folder)

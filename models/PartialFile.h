@@ -25,6 +25,13 @@ public:
     [[nodiscard]] bool moveTo(const QString &path);
     [[nodiscard]] const QString &errorString() const { return m_error; }
 
+    /// An unused path in the folder, for a file that is put into place in another way. sweep()
+    /// removes a file that is left there.
+    [[nodiscard]] static QString newPath(const QString &folder);
+
+    /// Whether a file of that name is, or was, a partial one.
+    [[nodiscard]] static bool isName(const QString &name);
+
     /// Removes the temporary files of processes that have ended without removing them. Files of
     /// running transfers are kept, also those of other processes.
     static void sweep(const QString &folder);

@@ -3,6 +3,7 @@
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
 
+#include <QDir>
 #include <QTimer>
 
 #include <algorithm>
@@ -54,6 +55,13 @@ QString ModelsViewModel::progressText() const
 QString ModelsViewModel::message() const
 {
     return m_models.state().message;
+}
+
+QString ModelsViewModel::ownWay() const
+{
+    return u"The file is at %1 and belongs into %2."_s.arg(
+        m_models.selected().url.toDisplayString(),
+        QDir::toNativeSeparators(ModelManager::directory()));
 }
 
 int ModelsViewModel::selected() const

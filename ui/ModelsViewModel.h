@@ -23,6 +23,7 @@ class ModelsViewModel : public QObject
     Q_PROPERTY(double progress READ progress NOTIFY stateChanged)
     Q_PROPERTY(QString progressText READ progressText NOTIFY progressTextChanged)
     Q_PROPERTY(QString message READ message NOTIFY stateChanged)
+    Q_PROPERTY(QString ownWay READ ownWay NOTIFY selectedChanged)
     Q_PROPERTY(int selected READ selected NOTIFY selectedChanged)
     Q_PROPERTY(QString selectedName READ selectedName NOTIFY selectedChanged)
     Q_PROPERTY(QQmlListProperty<ModelChoice> choices READ choices CONSTANT)
@@ -41,6 +42,8 @@ public:
     [[nodiscard]] QString progressText() const;
     /// Why the last download or load failed.
     [[nodiscard]] QString message() const;
+    /// How to get the chosen model without this program: where from and where to.
+    [[nodiscard]] QString ownWay() const;
     /// The place of the chosen model in the catalogue; -1 for one that is not in it.
     [[nodiscard]] int selected() const;
     [[nodiscard]] QString selectedName() const;

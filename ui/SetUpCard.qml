@@ -134,8 +134,10 @@ Item {
                     PlainText {
                         id: failure
 
-                        // What is left between the picker and the button.
-                        readonly property real room: card.height - 60 - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
+                        // What is left between the picker and the button, with the card's elements in
+                        // the middle and a line at its foot.
+                        readonly property real edge: Math.max(30, ownWay.height + ownWay.anchors.bottomMargin + 2)
+                        readonly property real room: card.height - 2 * edge - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
 
                         elide: Text.ElideRight
                         maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
@@ -174,5 +176,21 @@ Item {
                 }
             }
         }
+    }
+
+    // At the foot, so that nothing moves for it.
+    SelectableText {
+        id: ownWay
+
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: card.isCompact ? 6 : 30
+        anchors.horizontalCenter: parent.horizontalCenter
+        color: Theme.secondary
+        font.pixelSize: 11
+        horizontalAlignment: TextEdit.AlignHCenter
+        objectName: "ownWay"
+        text: card.models.ownWay
+        visible: card.models.state === ModelsViewModel.Failed
+        width: parent.width - 60
     }
 }

@@ -15,6 +15,9 @@ cask "quillon" do
   app "Quillon.app"
   binary "#{appdir}/Quillon.app/Contents/Resources/quillon"
   manpage "#{appdir}/Quillon.app/Contents/Resources/quillon.1"
+  bash_completion "#{appdir}/Quillon.app/Contents/Resources/quillon.bash"
+  fish_completion "#{appdir}/Quillon.app/Contents/Resources/quillon.fish"
+  zsh_completion "#{appdir}/Quillon.app/Contents/Resources/_quillon"
 
   uninstall quit: "app.quillon.Quillon"
 

@@ -32,6 +32,7 @@ private Q_SLOTS:
     void aModelsFolderThatIsNoneIsBad();
     void withoutAnyModelTheFirstTaskFetchesOne();
     void aModelThatIsThereIsEnough();
+    void aFileOfAnotherSizeIsAnotherModel();
     void aFileThatIsNoModelIsBad_data();
     void aFileThatIsNoModelIsBad();
 };
@@ -183,11 +184,25 @@ void tst_Doctor::withoutAnyModelTheFirstTaskFetchesOne()
 void tst_Doctor::aModelThatIsThereIsEnough()
 {
     const FakePlatform platform;
-    write(modelFile(1), "GGUF" + QByteArray(4096, '\0'));
+    write(modelFile(1), "GGUF");
+    // Takes no room on the disk.
+    QVERIFY(QFile::resize(modelFile(1), 2'019'000'000));
     const Finding missing{Verdict::neutral, u"not there, about 986.0 MB to fetch"_s};
-    const Finding there{Verdict::good, u"there, 4.1 kB"_s};
+    const Finding there{Verdict::good, u"there, 2.0 GB"_s};
     QCOMPARE(finding(LocalModel::catalog()[0].name), missing);
     QCOMPARE(finding(LocalModel::catalog()[1].name), there);
+}
+
+void tst_Doctor::aFileOfAnotherSizeIsAnotherModel()
+{
+    const FakePlatform platform;
+    write(modelFile(1), "GGUF");
+    QVERIFY(QFile::resize(modelFile(1), 98'000'000));
+    const Finding expected{
+        Verdict::limited, u"there, 98.0 MB instead of about 2.0 GB"_s,
+        u"It is another model, or not all of it. \"quillon --models remove llama3.2-3b\" removes "
+        "it; the next task then fetches the right one."_s};
+    QCOMPARE(finding(LocalModel::catalog()[1].name), expected);
 }
 
 void tst_Doctor::aFileThatIsNoModelIsBad_data()

@@ -1,4 +1,5 @@
 #include "models/LocalModel.h"
+#include "models/ModelStore.h"
 #include "tests/support/Program.h"
 #include "tests/support/TestModel.h"
 
@@ -23,6 +24,15 @@ private Q_SLOTS:
     void cleanup();
 
     void performsWhatTheModelGenerates();
+    void aTextAloneIsATask();
+    void readsATaskFromItsInput();
+    void aTaskFromTheInputHasABound();
+    void printsAnObjectALineForPrograms();
+    void asksBesideWhatProgramsRead();
+    void takesAFileThatTheUserHas();
+    void takesNoFileThatIsNoModel_data();
+    void takesNoFileThatIsNoModel();
+    void listsAndRemovesModels();
     void saysInOneSentenceThatThereIsNoModel();
     void saysInOneSentenceThatTheModelFileIsBroken();
     void saysInOneSentenceWhatItNeeds_data();
@@ -135,6 +145,139 @@ void tst_Program::performsWhatTheModelGenerates()
     QCOMPARE(quillon.errors(), QString());
 }
 
+void tst_Program::aTextAloneIsATask()
+{
+    giveModel({uR"({"action":"done","message":"Fine."})"_s});
+    Program quillon(program, {u"Find the latest PDF"_s}, options());
+    QCOMPARE(quillon.waitForExit(), 0);
+    QCOMPARE(quillon.output(), u"Find the latest PDF\n  ✔ Fine.\n"_s);
+    QCOMPARE(quillon.errors(), QString());
+}
+
+void tst_Program::readsATaskFromItsInput()
+{
+    giveModel({uR"({"action":"done","message":"Fine."})"_s});
+    for (const QString &arguments : {u"--task -"_s, u"-"_s}) {
+        Program shell(u"/bin/sh"_s,
+                      {u"-c"_s, u"printf ' Find it\\n\\n' | '%1' %2"_s.arg(program, arguments)},
+                      options());
+        QCOMPARE(shell.waitForExit(), 0);
+        QCOMPARE(shell.output(), u"Find it\n  ✔ Fine.\n"_s);
+    }
+    Program empty(program, taskArguments(u"-"_s), options());
+    QCOMPARE(empty.waitForExit(), 1);
+    QCOMPARE(empty.errors(), u"The task is empty.\n"_s);
+}
+
+void tst_Program::aTaskFromTheInputHasABound()
+{
+    Program shell(u"/bin/sh"_s, {u"-c"_s, u"yes | '%1' --task -"_s.arg(program)}, options());
+    QCOMPARE(shell.waitForExit(), 1);
+    QCOMPARE(shell.output(), QString());
+    QCOMPARE(shell.errors(), u"The task is too long.\n"_s);
+}
+
+void tst_Program::printsAnObjectALineForPrograms()
+{
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"create_folder","in":"Desktop"})"_s,
+               uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
+    Program quillon(program, {u"--json"_s, u"Throw \u202eold.tar away"_s}, options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    const QStringList records{
+        u"{\"kind\":\"task\",\"text\":\"Throw \\u202eold.tar away\"}"_s,
+        u"{\"kind\":\"failure\",\"text\":\"Creating folder \\u201c\\u201d \\u2014 Missing folder "
+        "name.\"}"_s,
+        u"{\"kind\":\"confirm\",\"text\":\"Move \\u201cDownloads/old.tar\\u201d to the Trash\"}"_s,
+        u"{\"kind\":\"failure\",\"text\":\"Declined: Moving \\u201cDownloads/old.tar\\u201d to "
+        "Trash\"}"_s,
+        u"{\"kind\":\"summary\",\"text\":\"I didn't do that, as requested.\"}"_s};
+    QCOMPARE(quillon.output().split(u'\n', Qt::SkipEmptyParts), records);
+    QCOMPARE(quillon.errors(), QString());
+}
+
+void tst_Program::asksBesideWhatProgramsRead()
+{
+    touch(u"Downloads/old.tar"_s);
+    giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s,
+               uR"({"action":"done","message":"Gone."})"_s});
+    Program shell(u"/bin/sh"_s, {u"-c"_s, u"'%1' --json 'Throw it away' >records"_s.arg(program)},
+                  options(Program::Input::terminal));
+    QVERIFY(shell.waitForOutput("  ? Move “Downloads/old.tar” to the Trash [y/N] "));
+    shell.answer("y\n");
+    QCOMPARE(shell.waitForExit(), 0);
+    QVERIFY(!shell.output().contains(u'{'));
+    QVERIFY(!QFile::exists(home(u"Downloads/old.tar"_s)));
+}
+
+void tst_Program::takesAFileThatTheUserHas()
+{
+    const QString source = home(u"Downloads/mine.gguf"_s);
+    giveModel({uR"({"action":"done","message":"Fine."})"_s});
+    QVERIFY(QDir().rename(home(u"models/Quillon/Models/"_s + modelFiles().first()), source));
+    const qint64 size = QFileInfo(source).size();
+    Program import(program, {u"--import"_s, source}, options());
+    QCOMPARE(import.waitForExit(), 0);
+    QCOMPARE(import.output(),
+             u"Qwen2.5 1.5B Instruct is there now: %1, linked, so it takes no more room.\n"
+             "Its usual size is about 986 MB: this is another model under its name.\n"_s.arg(
+                 ModelStore::sizeText(size)));
+    QCOMPARE(import.errors(), QString());
+    QCOMPARE(modelFiles(), QStringList{LocalModel::catalog().first().fileName});
+    Program quillon(program, {u"Do it"_s}, options());
+    QCOMPARE(quillon.waitForExit(), 0);
+}
+
+void tst_Program::takesNoFileThatIsNoModel_data()
+{
+    QTest::addColumn<bool>("isCutShort");
+    QTest::newRow("something else") << false;
+    QTest::newRow("a model that is cut short") << true;
+}
+
+void tst_Program::takesNoFileThatIsNoModel()
+{
+    QFETCH(bool, isCutShort);
+    const QString source = home(u"Downloads/mine.gguf"_s);
+    touch(u"Downloads/mine.gguf"_s);
+    giveModel({uR"({"action":"done","message":"Fine."})"_s});
+    const QString place = home(u"models/Quillon/Models/"_s + modelFiles().first());
+    if (isCutShort) {
+        QVERIFY(QFile::remove(source) && QFile::copy(place, source));
+        QVERIFY(QFile::resize(source, QFileInfo(source).size() / 2));
+    }
+    const qint64 size = QFileInfo(place).size();
+    Program import(program, {u"--import"_s, source}, options());
+    QCOMPARE(import.waitForExit(), 1);
+    QCOMPARE(import.output(), QString());
+    QCOMPARE(import.errors(),
+             u"“%1” cannot be used: Couldn't load the model file.\n"_s.arg(source));
+    // The one that works is still there.
+    QCOMPARE(QFileInfo(place).size(), size);
+}
+
+void tst_Program::listsAndRemovesModels()
+{
+    const QString folder = home(u"models/Quillon/Models"_s);
+    touch(u"models/Quillon/Models/other.gguf"_s);
+    touch(u"models/Quillon/Models/Llama-3.2-3B-Instruct-Q4_K_M.gguf"_s);
+    const auto run = [&](const QStringList &arguments) {
+        Program quillon(program, QStringList{u"--models"_s} + arguments, options());
+        const std::optional<int> status = quillon.waitForExit();
+        return quillon.errors().isEmpty() && status == 0 ? quillon.output() : quillon.errors();
+    };
+    QCOMPARE(run({}), folder +
+                          u"\n"
+                          "  – Qwen2.5 1.5B Instruct (qwen2.5-1.5b): not there, about 986 MB to "
+                          "fetch, chosen\n"
+                          "  ✓ Llama 3.2 3B Instruct (llama3.2-3b): 7 bytes\n"
+                          "  · other.gguf: 7 bytes, not used\n"_s);
+    QCOMPARE(run({u"remove"_s, u"llama3.2-3b"_s}),
+             u"Removed “Llama-3.2-3B-Instruct-Q4_K_M.gguf”.\n"_s);
+    QCOMPARE(run({u"remove"_s, u"other.gguf"_s}), u"Removed “other.gguf”.\n"_s);
+    QCOMPARE(modelFiles(), QStringList());
+}
+
 void tst_Program::saysInOneSentenceThatThereIsNoModel()
 {
     Program quillon(program, taskArguments(u"Find the latest PDF"_s), options());
@@ -169,9 +312,35 @@ void tst_Program::saysInOneSentenceWhatItNeeds_data()
         "quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s;
     QTest::newRow("a panel without a display") << QStringList() << needsDesktop;
     QTest::newRow("a toggle without a display") << QStringList{u"--toggle"_s} << needsDesktop;
-    QTest::newRow("two options that exclude each other")
-        << QStringList{u"--toggle"_s, u"more"_s} << needsTask;
-    QTest::newRow("a word without the option") << QStringList{u"hello"_s} << needsTask;
+    QTest::newRow("a word beside the toggle") << QStringList{u"--toggle"_s, u"more"_s} << needsTask;
+    QTest::newRow("a task in several words") << QStringList{u"find"_s, u"it"_s} << needsTask;
+    for (const QString &option : {u"doctor"_s, u"toggle"_s, u"models"_s, u"import"_s, u"json"_s}) {
+        QTest::addRow("an option without its dashes: %s", qPrintable(option))
+            << QStringList{option}
+            << u"Is that the option --%1? A task of this one word is given with --task.\n"_s.arg(
+                   option);
+    }
+    QTest::newRow("records of nothing")
+        << QStringList{u"--json"_s} << u"--json goes with a task only.\n"_s;
+    QTest::newRow("records of the doctor")
+        << QStringList{u"--json"_s, u"--doctor"_s} << u"--json goes with a task only.\n"_s;
+    QTest::newRow("records twice")
+        << QStringList{u"--json"_s, u"--json"_s, u"do it"_s} << u"Give --json only once.\n"_s;
+    QTest::newRow("an option in place of the file")
+        << QStringList{u"--import"_s, u"--doctor"_s}
+        << u"--import is followed by --doctor, not by a file.\n"_s;
+    const QString needsName =
+        u"A model is removed by its name: quillon --models remove qwen2.5-1.5b\n"_s;
+    QTest::newRow("a model without a name") << QStringList{u"--models"_s, u"remove"_s} << needsName;
+    QTest::newRow("something else with a model")
+        << QStringList{u"--models"_s, u"fetch"_s, u"llama3.2-3b"_s} << needsName;
+    QTest::newRow("a model that is not there")
+        << QStringList{u"--models"_s, u"remove"_s, u"qwen2.5-1.5b"_s}
+        << u"There is no “qwen2.5-1.5b-instruct-q4_k_m.gguf” in the models folder.\n"_s;
+    QTest::newRow("no file to import") << QStringList{u"--import"_s, u"/nowhere/model.gguf"_s}
+                                       << u"There is no file “/nowhere/model.gguf”.\n"_s;
+    QTest::newRow("a folder to import")
+        << QStringList{u"--import"_s, u"/tmp"_s} << u"There is no file “/tmp”.\n"_s;
     QTest::newRow("a blank task") << taskArguments(u" \t"_s) << u"The task is empty.\n"_s;
     QTest::newRow("an unknown option")
         << QStringList{u"--nonsense"_s} << u"Quillon: Unknown option 'nonsense'.\n"_s;

@@ -23,6 +23,8 @@ test_the_desktop_finds_the_installed_program()
     cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
     [ ! -d "$sandbox/place/Quillon.app" ] || return 0
     for file in applications/app.quillon.Quillon.desktop \
+        bash-completion/completions/quillon fish/vendor_completions.d/quillon.fish \
+        zsh/vendor-completions/_quillon \
         dbus-1/services/app.quillon.Quillon.service \
         icons/hicolor/scalable/apps/app.quillon.Quillon.svg \
         man/man1/quillon.1.gz metainfo/app.quillon.Quillon.metainfo.xml; do

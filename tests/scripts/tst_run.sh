@@ -16,6 +16,34 @@ test_the_program_gets_the_arguments_and_has_stdout_to_itself()
     expect_status 7
 }
 
+test_a_model_that_the_user_has_is_taken_first()
+{
+    make_debian
+    run_script setup
+    cat >"$sandbox/fakes/cmake" <<'END'
+#!/bin/sh
+mkdir -p "$sandbox/tree/build/release/app"
+printf '#!/bin/sh\nprintf "[%%s]" "$@"\n' >"$sandbox/tree/build/release/app/quillon"
+chmod +x "$sandbox/tree/build/release/app/quillon"
+END
+    run_script run --model "my model.gguf" --task "Do it"
+    expect_status 0
+    expect_last_line "[--import][my model.gguf]"
+    [ "$(cat "$sandbox/out")" = '[--task][Do it]' ] || complain "on stdout: $(cat "$sandbox/out")"
+}
+
+test_a_model_that_is_refused_ends_it()
+{
+    make_debian
+    run_script run --model other.gguf
+    expect_status 1
+    expect_last_line "[--import][other.gguf]"
+    [ ! -s "$sandbox/out" ] || complain "on stdout: $(cat "$sandbox/out")"
+    run_script run --model
+    expect_status 1
+    expect_last_line "scripts/run: --model is followed by a file."
+}
+
 test_a_second_run_says_nothing_and_asks_no_network()
 {
     make_debian

@@ -198,6 +198,9 @@ test_macos_gets_what_is_missing_from_homebrew()
     expect_builds 1
     grep -q '^cmake -S .* -DCMAKE_OSX_DEPLOYMENT_TARGET=13.0 ' "$calls" ||
         complain "llama.cpp was built for this macOS and later ones only"
+    run_script setup --tests
+    expect_status 0
+    expect_called "brew install --formula --quiet fish"
     : >"$calls"
     run_script setup --tests
     expect_status 0

@@ -25,6 +25,7 @@ private Q_SLOTS:
     void cancelReturnsToTheDownloadButton();
     void showsWhyADownloadFailed_data();
     void showsWhyADownloadFailed();
+    void aFailureSaysHowToGetTheFileOtherwise();
     void tryAgainDownloadsAgain();
     void tryAgainLoadsAPresentFile();
     void showsHostileMessagesAsText();
@@ -198,6 +199,34 @@ void tst_SetUpCard::showsWhyADownloadFailed()
     const QQuickItem &button = scene.item(u"tryAgainButton"_s);
     const QQuickItem &text = scene.item(u"failureMessage"_s);
     QTRY_COMPARE(button.mapToScene({}).y(), text.mapToScene({}).y() + text.height() + 8);
+}
+
+void tst_SetUpCard::aFailureSaysHowToGetTheFileOtherwise()
+{
+    const PanelScene scene(Model::missing);
+    QVERIFY(!scene.find(u"ownWay"_s));
+    const HttpServer server;
+    const QUrl url = server.url(u"/test.gguf"_s);
+    scene.manager->select(modelAt(url));
+    scene.manager->download();
+    QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
+    QCOMPARE(scene.text(u"ownWay"_s),
+             u"The file is at %1 and belongs into %2."_s.arg(
+                 url.toString(), QDir::toNativeSeparators(ModelManager::directory())));
+    // It covers nothing, in the smallest window either.
+    for (const QSize size : {QSize(720, 620), QSize(640, 460)}) {
+        scene.window->resize(size);
+        const QQuickItem &card = scene.item(u"setUpCard"_s);
+        QTRY_COMPARE(card.width(), size.width());
+        const QQuickItem &note = scene.item(u"ownWay"_s);
+        const QQuickItem &button = scene.item(u"tryAgainButton"_s);
+        const auto isApart = [&] {
+            return note.mapRectToItem(&card, note.boundingRect()).top() >=
+                   button.mapRectToItem(&card, button.boundingRect()).bottom();
+        };
+        QTRY_VERIFY(isApart());
+        QVERIFY(note.mapRectToItem(&card, note.boundingRect()).bottom() <= card.height() - 6);
+    }
 }
 
 void tst_SetUpCard::tryAgainDownloadsAgain()
