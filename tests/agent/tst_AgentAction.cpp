@@ -171,7 +171,7 @@ void tst_AgentAction::argTrimsAndCountsBlanksAsAbsent()
     QVERIFY(!action.arg(u"Word"_s));
     QCOMPARE(action.arg(u"word"_s), u"two words"_s);
     QCOMPARE(action.args.value(u"word"_s), u"\u00a0 two words \n"_s);
-    // A zero-width space is no white space.
+    // A zero-width space is not white space.
     QCOMPARE(action.arg(u"zero"_s), u"\u200b"_s);
     QVERIFY(!AgentAction{}.arg(u"x"_s));
 }

@@ -70,7 +70,7 @@ void tst_ReplyObject::turnsValuesIntoTexts_data()
     row(R"("  as it is ")", u"  as it is "_s);
     row(R"("")", u""_s);
     row(R"("caf\u00e9 \ud83d\ude00 \"q\" \/ \b\f\n\r\t")", u"café 😀 \"q\" / \b\f\n\r\t"_s);
-    // A byte order mark is a character as any other, first or not.
+    // A byte order mark is an ordinary character, at the beginning and elsewhere.
     row(R"("\ufeff")", u"\ufeff"_s);
     row("\"\xef\xbb\xbfg\xef\xbb\xbf\"", u"\ufeffg\ufeff"_s);
     row(R"(["\ufeffa"])", u"\ufeffa"_s);

@@ -42,7 +42,7 @@ void tst_Safety::assessesAnAction_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<Args>("args");
     QTest::addColumn<QString>("front");
-    QTest::addColumn<QString>("reason"); // Null: safe.
+    QTest::addColumn<QString>("reason"); // null if safe
 
     const auto asks = [](const char *tag, const QString &name, const Args &args,
                          const QString &front, const QString &reason) {

@@ -38,8 +38,7 @@ void tst_SystemPrompt::namesTheSameNewsSiteEverywhere()
 
 void tst_SystemPrompt::isNotChangedByAccident()
 {
-    // Models are sensitive to every word of it: whoever changes it measures, and writes the new
-    // sum.
+    // Models react to every word of it: measure a changed prompt before changing this checksum.
     QCOMPARE(QCryptographicHash::hash(systemPrompt().toUtf8(), QCryptographicHash::Sha256).toHex(),
              QByteArray("9006ff9f2013fbe0322e13eefa975403a6033f9bed5a146049839acf334f9b04"));
 }

@@ -4,7 +4,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// What the doctor looks at, in the order of its report.
+/// The subjects of the doctor's report, in order.
 inline const QStringList doctorSubjects{
     u"Quillon"_s,
     u"Display"_s,

@@ -61,7 +61,7 @@ void tst_AppDelegate::reopeningShowsAndNeverHides()
     platform.panels.add(panel);
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(false));
-    // The desktop itself brings the application forward, before the event at hand is over.
+    // The desktop itself activates the application before the current event ends.
     HotKey::show();
     platform.panels.calls.clear();
     QTRY_VERIFY(!platform.panels.calls.isEmpty());
@@ -85,7 +85,7 @@ void tst_AppDelegate::anotherStartSummonsWhatIsHidden()
     platform.panels.add(panel);
     AppDelegate delegate;
     delegate.applicationWasStartedAgain();
-    // An application that came forward before the summon would be hidden by it.
+    // Nothing happens before the event loop runs.
     QVERIFY(platform.panels.calls.isEmpty());
     QTRY_VERIFY(panel.isOnScreen);
     QCOMPARE(platform.panels.calls,

@@ -12,7 +12,7 @@ namespace {
 const QString done = uR"({"action":"done","message":"All is tidy."})"_s;
 const QString trashOld = uR"({"action":"trash","path":"old.zip"})"_s;
 
-/// The panel of a user who has gone on to another application.
+/// A panel whose user works in another application.
 struct Scene : ViewModels
 {
     Scene()
@@ -36,7 +36,7 @@ struct Scene : ViewModels
     }
 
     [[nodiscard]] const QStringList &calls() const { return platform.panels.calls; }
-    /// What the user is told, without what happens to the window.
+    /// The notifications, without the changes to the window.
     [[nodiscard]] QStringList notices() const
     {
         QStringList found;
@@ -134,7 +134,7 @@ void tst_Attention::aHiddenPanelAsksByANotification()
     QCOMPARE(scene.notices(),
              QStringList{u"ask Quillon asks: "_s + scene.session->pending()->reason});
     QVERIFY(scene.notices().first().contains(u"Move “old.zip” to the Trash"));
-    // The question is no longer one once it is answered.
+    // An answered question is withdrawn.
     scene.sessionView->resolve(true);
     QCOMPARE(scene.notices().last(), u"withdraw"_s);
     QTRY_VERIFY(!scene.session->isRunning());

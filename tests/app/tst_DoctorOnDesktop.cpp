@@ -1,4 +1,4 @@
-// What the program says about a real desktop, and about one that is not there.
+// The program's report on a real desktop, and without a desktop.
 
 #include "platform/linux/x11/LinuxHotKey.h"
 #include "platform/linux/x11/X11Desktop.h"
@@ -32,7 +32,7 @@ private Q_SLOTS:
     void withoutADisplayItSaysSoAndEnds();
 
 private:
-    /// Runs it to its end, without any way to the internet, and keeps its lines by their subjects.
+    /// Runs the program without a network and stores the lines of its report by subject.
     void examine(const QMap<QString, QString> &changes = {});
 
     std::unique_ptr<VirtualDesktop> m_desktop;
@@ -118,7 +118,7 @@ void tst_DoctorOnDesktop::aRunningPanelMayHaveTheKey()
 {
     m_desktop->enableAccessibility();
     m_desktop->start(program, {});
-    // It has asked for its key by the time that it comes to the front.
+    // It registers its key before it comes to the front.
     X11Desktop screen;
     const auto front = [&] {
         const std::optional<X11Snapshot> shown = screen.snapshot();

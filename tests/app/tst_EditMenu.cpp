@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-/// A window that writes down the keys it gets.
+/// A window that records the keys that it receives.
 class Listener : public QWindow
 {
 public:

@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-/// A desktop on which a request can be handed over without an application object.
+/// A desktop on which a request can be sent without an application object.
 class EarlyInstance final : public Instance
 {
 public:
@@ -34,7 +34,7 @@ public:
 };
 } // namespace
 
-// Without an application object of its own: whether one is made is what this is about.
+// Has no application object itself, because it tests whether one is created.
 class tst_HandOver : public QObject
 {
     Q_OBJECT
@@ -61,7 +61,7 @@ void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication()
     char *arguments[] = {name, nullptr};
     QTEST(PanelProgram::run(1, arguments, Instance::Request::toggle, {}), "status");
     QCOMPARE(platform.early.requests, QList<Instance::Request>{Instance::Request::toggle});
-    // One would show itself in the Dock.
+    // It would add an icon to the Dock.
     QVERIFY(!QCoreApplication::instance());
 }
 

@@ -32,7 +32,7 @@ void tst_HotKey::summoningBringsTheApplicationForwardAndCentresItsPanel()
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
     QVERIFY(panel.isOnScreen);
 
-    // Wherever the user has left it: in the middle again.
+    // It is centred again, wherever the user has moved it.
     panel.isFocused = false;
     platform.panels.calls.clear();
     HotKey::summon();
@@ -54,7 +54,7 @@ void tst_HotKey::theViewsHearOfASummonWhenThePanelIsInFront()
     HotKey::summon();
     QCOMPARE(summons, 1);
     HotKey::summon();
-    QCOMPARE(summons, 1); // That one hid it.
+    QCOMPARE(summons, 1); // this one hid it
     QVERIFY(HotKey::staticMetaObject.indexOfSignal("summonPalette()") >= 0);
 }
 

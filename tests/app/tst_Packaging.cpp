@@ -1,4 +1,4 @@
-// What the desktops are told about the program agrees with the program.
+// Checks the program's metadata for desktops against the program.
 
 #include <QDir>
 #include <QFile>
@@ -25,7 +25,7 @@ QByteArray content(const QString &path)
     return file.readAll();
 }
 
-// The entries of a property list's outermost dictionary; true and false as their names.
+// The entries of a property list's top-level dictionary; booleans as "true" and "false".
 QMap<QString, QString> propertyList(const QString &path)
 {
     QXmlStreamReader xml(content(path));
@@ -64,12 +64,12 @@ private Q_SLOTS:
 void tst_Packaging::theBundleSaysWhatItNeeds_data()
 {
     QTest::addColumn<QString>("key");
-    QTest::addColumn<QString>("value"); // Empty: any sentence.
+    QTest::addColumn<QString>("value"); // if empty: any sentence
 
     QTest::newRow("id") << u"CFBundleIdentifier"_s << u"app.quillon.Quillon"_s;
     QTest::newRow("name") << u"CFBundleName"_s << u"Quillon"_s;
     QTest::newRow("icon") << u"CFBundleIconFile"_s << u"Quillon"_s;
-    // Whatever it is built for.
+    // The target of the build.
     QTest::newRow("system") << u"LSMinimumSystemVersion"_s << u"${CMAKE_OSX_DEPLOYMENT_TARGET}"_s;
     QTest::newRow("awake") << u"LSAppNapIsDisabled"_s << u"true"_s;
     QTest::newRow("one instance") << u"LSMultipleInstancesProhibited"_s << u"true"_s;
@@ -102,7 +102,7 @@ void tst_Packaging::theBundleMaySendAppleEventsAndNothingElse()
 
 void tst_Packaging::theDesktopEntryStartsTheProgram()
 {
-    // Its name is the one on the bus, as desktops expect.
+    // Desktops expect the file to have the bus name.
     QSettings entry(packaging + u"linux/app.quillon.Quillon.desktop"_s, QSettings::IniFormat);
     const auto value = [&](const QString &key) { return entry.value(key).toString(); };
     QCOMPARE(value(u"Desktop Entry/Exec"_s), u"quillon"_s);

@@ -43,7 +43,7 @@ void tst_Panel::theTrustIsReadAgainOnEverySummon()
     const Panel panel;
     const QSignalSpy changes(&panel, &Panel::trustedChanged);
     platform.controls.trusted = true;
-    QVERIFY(!panel.isTrusted()); // There is no timer.
+    QVERIFY(!panel.isTrusted()); // there is no timer
     HotKey::summon();
     QVERIFY(panel.isTrusted());
     QCOMPARE(changes.size(), 1);

@@ -12,9 +12,9 @@
 
 using namespace Qt::StringLiterals;
 
-// The real program as a user starts it: real engine on a real model file, real files, in a home of
-// its own. The replies differ from the examples in the system prompt, by which the test model would
-// think that it has given them already.
+// The real program as a user starts it, with the real engine, a real model file and real files, in
+// a private home folder. The replies differ from the examples in the system prompt, which the test
+// model would otherwise take for replies that it has given.
 class tst_Program : public QObject
 {
     Q_OBJECT
@@ -467,7 +467,7 @@ void tst_Program::anAnswerThatComesAtOnceIsNone()
     const QByteArray question = "Move “Downloads/old.tar” to the Trash [y/N] ";
     QVERIFY(quillon.waitForOutput(question));
     quillon.type(keys);
-    // It asks once more, and takes an answer then.
+    // It asks once more and then accepts an answer.
     QVERIFY(quillon.waitForOutput(question + "\n  ? " + question));
     QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
     quillon.answer("\n");
@@ -475,7 +475,7 @@ void tst_Program::anAnswerThatComesAtOnceIsNone()
     QVERIFY(QFile::exists(home(u"Downloads/old.tar"_s)));
 }
 
-// The shell would run it.
+// Otherwise, the shell would run it.
 void tst_Program::whatWasTypedMeanwhileIsDroppedAtTheEnd()
 {
     giveModel({uR"({"action":"done","message":"Fine."})"_s});

@@ -39,7 +39,7 @@ void tst_QuickNativeWindow::tellsWheneverTheSystemHasMadeItsWindow()
     panel.hide();
     panel.show();
     QCOMPARE(made, 1);
-    // What was done to the system's window is lost with it.
+    // Changes to the native window are lost when it is destroyed.
     panel.close();
     panel.show();
     QCOMPARE(made, 2);

@@ -56,7 +56,7 @@ void tst_SingleInstance::aProcessThatHasJustEndedLeavesItsPlace()
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::isOurs);
     QCOMPARE(platform.place.claims, 2);
 
-    // Another start may have been quicker.
+    // Another start was quicker.
     platform.place.answers = {Answer::nobody, Answer::taken};
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::handedOver);
 }

@@ -18,8 +18,8 @@
 
 using namespace Qt::StringLiterals;
 
-// What a user sees in a terminal while the model is downloaded. This program plays both parts: the
-// tests start it again, on a terminal, with the argument that names a scene.
+// What a user sees in a terminal while the model is downloaded. The tests start this program again
+// on a terminal, with the name of a scene as the argument.
 namespace {
 constexpr qint64 modelSize = 4'000'000;
 
@@ -28,7 +28,7 @@ QCoro::Task<> play(TerminalRunner &runner)
     QCoreApplication::exit(co_await runner.run(u"Do it"_s));
 }
 
-// A first start: no model is there, the server stops half-way and, in one scene, goes on.
+// The first start without a model: the server stops half-way and, in one scene, continues.
 int playScene(const QByteArray &scene)
 {
     HttpServer server;

@@ -15,7 +15,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// Waits that take no time and are written down.
+/// Records pauses instead of waiting.
 class SeenPauses
 {
 public:
@@ -28,14 +28,14 @@ private:
         }};
 };
 
-/// An action as the parser would have made it.
+/// An action like the parser's.
 [[nodiscard]] inline AgentAction action(const QString &name,
                                         const QMap<QString, QString> &args = {})
 {
     return AgentAction{QUuid::createUuid(), name, args};
 }
 
-// QCoro::waitFor waits forever for a task that ends in an exception, so it is caught inside of one.
+// QCoro::waitFor() never returns if the task throws, so exceptions are caught in another task.
 [[nodiscard]] inline QCoro::Task<QString> told(QCoro::Task<QString> task)
 {
     try {
@@ -47,8 +47,7 @@ private:
     }
 }
 
-/// The result of a task, or the sentence of its failure behind the failure's type:
-/// "ActionError: Missing path."
+/// The result of a task, or its failure as type and sentence: "ActionError: Missing path."
 [[nodiscard]] inline QString outcome(QCoro::Task<QString> task)
 {
     return QCoro::waitFor(told(std::move(task)));

@@ -9,13 +9,13 @@ namespace {
 const QString noPermission =
     u"ActionError: Accessibility permission is required. Enable it in System Settings → Privacy & Security → Accessibility."_s;
 
-/// A desktop with an application in front that has controls.
+/// A desktop with controls in the application in front.
 class Desktop : public FakePlatform
 {
 public:
     Desktop() { desk.front = Application{.pid = ProcessId{7}, .name = u"Notes"_s}; }
 
-    /// Elements one in the other, the first in the application; returns the last one.
+    /// Nested elements, the first one in the application; returns the last one.
     qsizetype chain(qsizetype length)
     {
         qsizetype last = 0;
@@ -355,12 +355,12 @@ void tst_Accessibility::sameLinesStandOnce()
 void tst_Accessibility::aLongLabelIsCutAtACharacter()
 {
     Desktop desktop;
-    const QString family = u"👩‍👩‍👧"_s; // One character of three persons.
+    const QString family = u"👩‍👩‍👧"_s; // one grapheme of three persons
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(80)});
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50)});
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = family.repeated(51)});
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"e\u0301"_s.repeated(50)});
-    // Behind letters of India the persons are no less one character.
+    // The persons are also one grapheme after Indic letters.
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"नी"_s + family.repeated(50)});
     QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50) + u" | Button: "_s +
                            family.repeated(50) + u" | Button: "_s + u"e\u0301"_s.repeated(50) +
@@ -398,7 +398,7 @@ void tst_Accessibility::fortyLinesAreRead()
     Desktop desktop;
     QStringList lines;
     for (int i = 0; i < 41; ++i) {
-        // What is skipped or repeated takes nobody's place.
+        // Skipped and repeated controls do not count.
         desktop.controls.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
         for (int again = 0; again < 2; ++again)
             desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});

@@ -95,7 +95,7 @@ void tst_Applications::aliasesNameTheInstalledApplication()
 {
     QFETCH(QString, name);
     QFETCH(QString, application);
-    // An application that matches in part comes first: the alias must find the very one.
+    // A partial match comes first: the alias must find the exact one.
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, application + u" Helper"_s)};
     m_desk->installed[u"/b"_s] = {installed(u"/b"_s, application)};
     QCOMPARE(Executor::appURL(name), u"/b/"_s + application + u".app"_s);
@@ -160,12 +160,12 @@ void tst_Applications::theExactPassMatchesTheAliasAndThePartialPassWhatWasWritte
 {
     m_desk->running = {running(1, u"Chrome Canary"_s), running(2, u"Google Chrome"_s)};
     QCOMPARE(Executor::runningApp(u"chrome"_s)->pid, ProcessId{2});
-    // No "Visual Studio Code" runs, and "code" is contained in another name.
+    // "Visual Studio Code" is not running, and another name contains "code".
     m_desk->running = {running(1, u"Visual Studio Codex"_s), running(2, u"Xcode"_s)};
     QCOMPARE(Executor::runningApp(u"Code"_s)->pid, ProcessId{1});
     m_desk->running = {running(1, u"Google Chrome Beta"_s)};
     QCOMPARE(Executor::runningApp(u"chrome"_s)->pid, ProcessId{1});
-    // The alias itself does not take part in the partial pass.
+    // The alias's target is not used for partial matches.
     m_desk->running = {running(1, u"System Settings Editor"_s)};
     QVERIFY(!Executor::runningApp(u"system preferences"_s));
 }
@@ -239,7 +239,7 @@ void tst_Applications::launchingWhatIsNotThereFails()
 {
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Chess"_s}}),
              u"ActionError: Couldn't find an app called “Chess”."_s);
-    // The name as it was given, not what it stands for.
+    // The error has the given name, not the alias's target.
     QCOMPARE(outcome(Executor::launch(u"chrome"_s)),
              u"ActionError: Couldn't find an app called “chrome”."_s);
     QVERIFY(m_pauses->durations.isEmpty());
@@ -251,7 +251,7 @@ void tst_Applications::quittingWhatDoesNotRunSucceeds()
     QVERIFY(m_pauses->durations.isEmpty());
 }
 
-// The desktop's own "Calculator" is there and does not run, another one does.
+// The desktop's "Calculator" is installed but not running; another calculator is.
 void tst_Applications::quittingAStockNameMeansTheOneThatRuns()
 {
     m_desk->counterparts.insert(u"calculator"_s, u"/b/KCalc.app"_s);

@@ -134,7 +134,7 @@ void tst_Files::aPathOpensWithItsDefaultApplication()
     QCOMPARE(m_desk->opened, QList<QUrl>{QUrl::fromLocalFile(at(u"Downloads/a%20b #c"_s))});
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"my downloads"_s}}), u"Opened Downloads."_s);
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"/"_s}}), u"Opened /."_s);
-    // Two slashes at the beginning are no host's name.
+    // Two leading slashes do not start a host name.
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"//"_s + m_home->path()}}),
              u"Opened "_s + QFileInfo(m_home->path()).fileName() + u'.');
     QCOMPARE(m_desk->opened.last(), QUrl::fromLocalFile(m_home->path()));
@@ -167,7 +167,7 @@ void tst_Files::aFailedOpeningPassesThePlatformsSentenceOn()
 
 void tst_Files::whatIsTrashedIsHandedOverAsThePathMeans()
 {
-    // Whether anything is there is the platform's to tell.
+    // The platform decides whether the item exists.
     QCOMPARE(outcome(u"trash"_s, {{u"path"_s, u"Downloads/old.zip"_s}}),
              u"Moved old.zip to the Trash."_s);
     QCOMPARE(outcome(u"trash"_s, {{u"path"_s, u"~/link/"_s}}), u"Moved link to the Trash."_s);

@@ -169,7 +169,7 @@ void tst_FindFiles::namesThatAreNoTextAreListedAndRevealed()
     QCOMPARE(outcome(u"find_files"_s, {{u"extension"_s, u"pdf"_s}}),
              u"Found 1 file(s), newest first: a\ufffdb.pdf. Revealed “a\ufffdb.pdf” in Finder."_s);
     QCOMPARE(m_platform->desk.revealed, QList<std::filesystem::path>{path});
-    std::filesystem::remove(path); // QTemporaryDir could not.
+    std::filesystem::remove(path); // QTemporaryDir cannot
 }
 
 void tst_FindFiles::accentsCompareHoweverTheyAreComposed()
@@ -206,7 +206,7 @@ void tst_FindFiles::nothingFoundIsASuccess()
 void tst_FindFiles::aHundredThousandEntriesAreNoTrouble()
 {
     const std::string folder = m_home->filePath(u"Downloads/"_s).toStdString();
-    // Links, since they are made fast; a file can have some ten thousands of them.
+    // Hard links, which are created fast; a file can have some ten thousands.
     for (int i = 0; i < 100'000; ++i) {
         const QString name = QString::number(i) + u".pdf"_s;
         if (i % 10'000 == 0)

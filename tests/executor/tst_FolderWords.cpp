@@ -55,10 +55,10 @@ void tst_FolderWords::wordsMeanFolders_data()
     row("~", "/home/me");
     row("~/", "/home/me");
     row("~/~", "/home/me");
-    // One pass of each deletion: what it leaves together is not looked at again.
+    // Each deletion is one pass: what it joins is not searched again.
     row("~~//desktop", "/home/me/~~//desktop");
     row("mmy y desktop", "/home/me/mmy y desktop");
-    // "~/" goes before "my ", so what that leaves behind is deleted too, and not the other way.
+    // "~/" is deleted before "my ", so a "my " that it leaves is deleted too, but not vice versa.
     row("m~/y desktop", "/home/me/Desktop");
     row("~my /desktop", "/home/me/~my /desktop");
     row("download", "/home/me/download");

@@ -27,7 +27,7 @@ QString pressed(const QString &key, const QString &modifiers)
     return outcome(u"press_key"_s, {{u"key"_s, key}, {u"modifiers"_s, modifiers}});
 }
 
-// What the events of a typed text carry, each piece going down and up.
+// The texts of the events, each of which is pressed and released.
 QStringList pieces(const QList<KeyEvent> &events)
 {
     QStringList found;
@@ -373,7 +373,7 @@ void tst_Keyboard::theUsersApplicationGetsTheKeyboardBack()
         QCOMPARE(m_pauses->durations.constFirst(), 50ms);
         QCOMPARE(m_platform->keys.events.size(), 2);
     }
-    // Who has it already is left alone.
+    // An application that has the focus is not activated.
     m_platform->desk.activated.clear();
     m_platform->keys.afterEachEvent = nullptr;
     QCOMPARE(typed(u"a"_s), u"Typed text."_s);
@@ -410,7 +410,7 @@ void tst_Keyboard::typingStopsWhenAnotherApplicationComesToTheFront()
     };
     QCOMPARE(typed(u"x"_s.repeated(100)),
              u"ActionError: Typing stopped because the application is no longer in front."_s);
-    // The piece that had begun is finished.
+    // The current piece is finished.
     QCOMPARE(pieces(m_platform->keys.events).size(), 2);
     QCOMPARE(m_platform->keys.finishedSources, 1);
 }

@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
 
-// A wait that a cancellation did not end would outlast the test's time limit.
+// Exceeds the test's time limit unless the cancellation ends it.
 constexpr auto endless = std::chrono::milliseconds(24h);
 
 class tst_Pause : public QObject

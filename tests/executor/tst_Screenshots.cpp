@@ -75,7 +75,7 @@ void tst_Screenshots::namesTellTheMoment()
 {
     QFETCH(QDateTime, moment);
     QTEST(Executor::Actions::screenshotName(moment), "name");
-    // People's own digits and words for dates stay out of file names.
+    // File names do not depend on the locale's digits and names.
     const QLocale before;
     QLocale::setDefault(QLocale(QLocale::Arabic, QLocale::Egypt));
     QTEST(Executor::Actions::screenshotName(moment), "name");

@@ -220,7 +220,7 @@ void tst_Web::anAddressNeverOpensElsewhereThanAsked()
     QCOMPARE(outcome(u"web_search"_s, {{u"query"_s, u"x"_s}, {u"app"_s, u"Chess"_s}}),
              u"ActionError: Couldn't find an app called “Chess”."_s);
     QVERIFY(m_desk->opened.isEmpty() && m_desk->openedWith.isEmpty());
-    // A blank application is none at all.
+    // A blank application counts as missing.
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"  "_s}}),
              u"Opened example.com in the default browser."_s);
 }

@@ -82,7 +82,7 @@ void tst_Windows::nineDifferentWindowsMakeEightEntries()
 {
     FakePlatform platform;
     for (int i = 0; i < 9; ++i) {
-        // What is skipped or repeated takes nobody's place.
+        // Skipped and repeated windows do not count.
         platform.display.shown->append(window(std::nullopt));
         platform.display.shown->append(window(QString::number(i)));
         platform.display.shown->append(window(QString::number(i)));

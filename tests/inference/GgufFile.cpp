@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 namespace {
-// The library puts the weights of each tensor on a multiple of this.
+// Weights of each tensor begin at a multiple of this.
 constexpr qsizetype alignment = 32;
 
 void pad(QByteArray &bytes)
@@ -17,7 +17,7 @@ void pad(QByteArray &bytes)
     bytes.append((alignment - bytes.size() % alignment) % alignment, '\0');
 }
 
-// Walks through the well-formed front of a file.
+// Reads the metadata of a well-formed file.
 class Reader
 {
 public:
@@ -140,7 +140,7 @@ GgufFile GgufFile::read(const QString &path)
     }
     reader.endFront();
     for (std::size_t i = 0; i < file.tensors.size(); ++i) {
-        std::uint64_t size = sizeof(float); // the type of all tensors of a test's model
+        std::uint64_t size = sizeof(float); // the type of all tensors in test models
         for (const std::uint64_t each : file.tensors[i].dimensions)
             size *= each;
         file.tensors[i].weights = reader.weights(offsets[i], size);

@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
-/// A model file that can say anything: its parts are written as they are, without a look at what
-/// they mean, where the library's own writer would refuse or repair them.
+/// A model file with arbitrary content: its parts are written unchecked, while the library's writer
+/// would refuse or repair invalid ones.
 struct GgufFile
 {
     struct Key
@@ -34,11 +34,11 @@ struct GgufFile
 
     [[nodiscard]] QByteArray bytes() const;
 
-    /// The key of that name, which has to be there.
+    /// The key with that name, which must exist.
     [[nodiscard]] Key &key(const QByteArray &name);
     /// Sets or adds the key.
     void set(const QByteArray &name, std::uint32_t type, QByteArray value);
-    /// The tensor of that name, which has to be there.
+    /// The tensor with that name, which must exist.
     [[nodiscard]] Tensor &tensor(const QByteArray &name);
 
     /// Values as they are in a file.

@@ -7,28 +7,28 @@
 #include <functional>
 #include <vector>
 
-/// Model files as an attacker would make them: some 1,500, each of them a good file with one
-/// thing changed that the library reads. The same ones in every run.
+/// About 1,500 model files as an attacker would create them: each is a good file with one change in
+/// what the library reads. They are the same in every run.
 namespace HostileModels {
 struct Hostile
 {
     QByteArray name;                     ///< What is wrong with it.
-    std::function<QByteArray()> content; ///< Made when it is asked for, since all are many bytes.
+    std::function<QByteArray()> content; ///< Created on demand, to save memory.
 };
 
-/// The good file that most of them are made of.
+/// The good file on which most are based.
 [[nodiscard]] TestModel good();
 
-/// Every type of weights for tensors of each kind and for all of them, in both sizes of blocks.
+/// Every type of weights, for single tensors and for all of them, with both sizes of blocks.
 [[nodiscard]] std::vector<Hostile> types();
-/// Tensors of wrong dimensions.
+/// Tensors with wrong dimensions.
 [[nodiscard]] std::vector<Hostile> shapes();
-/// Vocabularies: of every kind, damaged, endless, contradictory.
+/// Vocabularies of every kind: damaged, endless, contradictory.
 [[nodiscard]] std::vector<Hostile> tokenizers();
-/// Chat templates: of every format that the library knows, and no templates at all.
+/// Chat templates of every format that the library knows, and invalid ones.
 [[nodiscard]] std::vector<Hostile> templates();
-/// Every key with values of many types, every architecture, keys and tensors in large numbers.
+/// Every key with values of many types, every architecture, large numbers of keys and tensors.
 [[nodiscard]] std::vector<Hostile> metadata();
-/// Bits and bytes in front of the weights that were changed at random.
+/// Random changes of bits and bytes in front of the weights.
 [[nodiscard]] std::vector<Hostile> noise();
 } // namespace HostileModels

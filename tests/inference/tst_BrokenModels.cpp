@@ -18,8 +18,8 @@
 
 using namespace Qt::StringLiterals;
 
-// A model file may be anything: cut short by a full disk, mistaken for another, or made to do harm.
-// None may cost more than a failure, and the engine loads the next good file after each.
+// Model files that are truncated, of another format, or hostile. Each must only fail, and the
+// engine must be able to load a good file afterwards.
 class tst_BrokenModels : public QObject
 {
     Q_OBJECT
@@ -121,8 +121,8 @@ constexpr qsizetype tensorCountAt = 8;
 constexpr qsizetype keyCountAt = 16;
 constexpr qsizetype firstKeyLengthAt = 24;
 
-// Behind the name of a tensor stand its number of dimensions, these, its type and its offset;
-// behind that of a key its type and its value.
+// The name of a tensor is followed by its number of dimensions, the dimensions, its type and its
+// offset; that of a key by its type and its value.
 QByteArray withNumberBehind(QByteArray file, const QByteArray &name, qsizetype field, int size,
                             std::uint64_t value)
 {
@@ -294,8 +294,8 @@ void tst_BrokenModels::failAtEveryTruncation()
     QVERIFY(!loadFirst(m_good.size()));
 }
 
-// What the flipped bit means is anything from nothing to nonsense: the engine loads it or it does
-// not, generates or fails, and is there for the good file afterwards.
+// A flipped bit may have any effect: the engine loads the file or fails, generates or fails, and
+// can load the good file afterwards.
 void tst_BrokenModels::fileWithFlippedBitsDoesNoHarm()
 {
     const QString path = m_folder.filePath(u"flipped.gguf"_s);
@@ -322,7 +322,7 @@ void tst_BrokenModels::fileWithFlippedBitsDoesNoHarm()
     surviveLoading(m_folder.filePath(u"missing.gguf"_s));
 }
 
-// The file loads, but no graph can be made of it: the library aborts.
+// The file loads, but the library aborts when it builds the graph.
 void tst_BrokenModels::failToMakeAContext()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);
@@ -334,7 +334,7 @@ void tst_BrokenModels::failToMakeAContext()
             InferenceError(InferenceError::notLoaded));
 }
 
-// A model without a vocabulary: the library aborts when it is to make tokens.
+// A model without a vocabulary: the library aborts when it tokenizes.
 void tst_BrokenModels::failWhileTokenizing()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);
@@ -376,8 +376,8 @@ void tst_BrokenModels::failWhileGenerating_data()
     QTest::newRow("negative epsilon") << contents(changed(real(epsilon, -1)), m_folder);
 }
 
-// The library aborts while it computes on several threads. That costs the model and the thread, not
-// the program: the engine goes on with another.
+// The library aborts while it computes on several threads. The model and the thread are lost, but
+// the engine continues with another thread.
 void tst_BrokenModels::failWhileGenerating()
 {
     QFETCH(QByteArray, file);
@@ -391,7 +391,7 @@ void tst_BrokenModels::failWhileGenerating()
     TestModel::saying({"Hello there."}).write(good);
 
     LlamaEngine engine;
-    // Several times: a thread of the lost computation may come late, into the next one.
+    // Several times, since a thread of a lost computation may abort during the next one.
     for (int round = 0; round < 10; ++round) {
         QVERIFY(!awaitedError(engine.load(path)));
         const auto outcome = awaited(engine.generate(hello(), 200, {}));
@@ -405,7 +405,7 @@ void tst_BrokenModels::failWhileGenerating()
     }
 }
 
-// Whatever the library says about it, it goes to our log, which is off.
+// All output of the library goes to our log, which is disabled.
 void tst_BrokenModels::printNothingOfTheirOwn()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);

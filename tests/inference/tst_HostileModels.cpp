@@ -11,8 +11,8 @@ using namespace Qt::StringLiterals;
 
 using HostileModels::Hostile;
 
-// Some 1,500 files that were made to do harm go through the real engine. Each loads or is
-// refused, generates or fails: none ends the program, none is without an end.
+// About 1,500 hostile files are loaded by the real engine. Each loads or is refused, and generates
+// or fails; none may crash the program or hang.
 class tst_HostileModels : public QObject
 {
     Q_OBJECT
@@ -70,7 +70,7 @@ void tst_HostileModels::survive(const QString &prompt)
     QVERIFY(!failure || outcome.error == InferenceError(InferenceError::notLoaded));
 }
 
-// Long runs of one kind of character are where rules that cut texts come to their end.
+// Long runs of one kind of character are hard for rules that split texts.
 void tst_HostileModels::tokenizers()
 {
     survive(u"It's 2,000 “naïve” 猫 🐈‍⬛\n\n\t "_s + QString(300, u'a') +
@@ -82,7 +82,7 @@ void tst_HostileModels::noneIsMissing()
     QVERIFY(m_models.size() >= 1400);
 }
 
-// After all of them the engine is as it was.
+// After all of them, the engine still works.
 void tst_HostileModels::cleanupTestCase()
 {
     const QString path = m_folder.filePath(u"good.gguf"_s);

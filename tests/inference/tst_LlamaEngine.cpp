@@ -19,7 +19,7 @@
 
 using namespace Qt::StringLiterals;
 
-// Everything here goes through real decoding of a model file that the test has written.
+// All tests decode a real model file that the test writes.
 class tst_LlamaEngine : public QObject
 {
     Q_OBJECT
@@ -92,7 +92,7 @@ struct Heard
     QString text;
 };
 
-// The reply, with the pieces that went to the callback.
+// The reply, and the pieces that the callback received.
 Heard hear(LlamaEngine &engine, const QList<ChatMessage> &conversation, int maxTokens = 200)
 {
     Heard heard;
@@ -108,7 +108,7 @@ QString reply(LlamaEngine &engine, const QList<ChatMessage> &conversation, int m
     return hear(engine, conversation, maxTokens).text;
 }
 
-// Where the content begins in the prompt of one user message: <|im_start|> u s e r \n
+// The tokens before the content in the prompt of one user message: <|im_start|> u s e r \n
 constexpr qsizetype contentBegins = 6;
 
 // A prompt of that many tokens: one for each byte and for each marker.
@@ -118,7 +118,7 @@ QList<ChatMessage> conversationOfTokens(qsizetype count)
     return {{Role::user, QString(count - contentBegins - contentFollows, u'x')}};
 }
 
-// The same with the phrase, which is one token, at a position of the prompt.
+// The same with the phrase, which is one token, at that position of the prompt.
 QList<ChatMessage> conversationWithPhrase(qsizetype count, qsizetype at)
 {
     QList<ChatMessage> conversation = conversationOfTokens(count - 1);
@@ -126,7 +126,7 @@ QList<ChatMessage> conversationWithPhrase(qsizetype count, qsizetype at)
     return conversation;
 }
 
-// The file's own tokenizer, apart from the engine.
+// The file's tokenizer without the engine.
 class Tokenizer
 {
 public:
@@ -241,7 +241,7 @@ void tst_LlamaEngine::givesRepliesOneAfterTheOther()
                      << ChatMessage{Role::user, u"Result: found\nState: idle"_s};
     }
     QCOMPARE(reply(engine, conversation), QString::fromUtf8(texts.last()));
-    // A new conversation begins at the beginning.
+    // A new conversation starts with the first reply.
     QCOMPARE(reply(engine, asking(u"Again"_s)), QString::fromUtf8(texts.first()));
 }
 
@@ -250,9 +250,8 @@ void tst_LlamaEngine::feedsTheModelTheFormattedConversation_data()
     repliesThroughTheChatTemplate_data();
 }
 
-// What the model was fed can be heard: of a prompt that is one token too long, exactly the token in
-// its middle is cut out. So the phrase is put where the middle is if the prompt is the expected
-// text.
+// Checks the formatted prompt by the reply: if a prompt is one token too long, the token in its
+// middle is cut out. So the phrase is put at the middle of the expected prompt.
 void tst_LlamaEngine::feedsTheModelTheFormattedConversation()
 {
     QFETCH(QByteArray, chatTemplate);
@@ -295,7 +294,7 @@ void tst_LlamaEngine::stopsAtTheEndOfGeneration()
     load(engine, TestModel::saying({"one two three four five"}));
     const Heard heard = hear(engine, asking(u"Count"_s), 4000);
     QCOMPARE(heard.text, u"one two three four five"_s);
-    // The end is no text of its own: 23 bytes in pieces of six.
+    // The end has no text: 23 bytes in pieces of six.
     QCOMPARE(heard.pieces.size(), 4);
 }
 
@@ -351,8 +350,8 @@ void tst_LlamaEngine::returnsNothingForNoTokens()
     QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Hello there."_s);
 }
 
-// The model says its second reply if and only if the first one's text reached it whole: so what was
-// kept of a prompt can be heard.
+// The model gives its second reply only if the prompt contains the whole text of the first one. So
+// the reply tells what was kept of a prompt.
 void tst_LlamaEngine::keepsAFittingPromptWhole()
 {
     LlamaEngine engine;
@@ -365,7 +364,7 @@ void tst_LlamaEngine::keepsAFittingPromptWhole()
 
 void tst_LlamaEngine::cutsTheMiddleOutOfALongPrompt_data()
 {
-    QTest::addColumn<int>("at"); // where the phrase stands in a prompt of 5,000 tokens
+    QTest::addColumn<int>("at"); // the position of the phrase in a prompt of 5,000 tokens
     QTest::addColumn<bool>("kept");
 
     QTest::newRow("last token of the head") << 899 << true;
@@ -426,7 +425,7 @@ void tst_LlamaEngine::completesCharactersBeforeTheyAreHandedOver()
 void tst_LlamaEngine::handsOverEmptyPieces()
 {
     TestModel model;
-    // The third control token stands within a character: nothing is whole then.
+    // The third control token is inside a character, so no text is complete.
     model.replies << TestModel::Reply{{}, {"", "Hello", "", "\xc3", "", "\xa4"}};
     LlamaEngine engine;
     load(engine, model);
@@ -505,7 +504,7 @@ void tst_LlamaEngine::generatesOneAfterTheOther()
     QVERIFY(heard.lastIndexOf(u"first"_s) < heard.indexOf(u"second"_s));
 }
 
-// The generation cannot end before the event loop has turned: its callback waits for that.
+// The callback waits for the event loop, so the generation only ends if that runs.
 void tst_LlamaEngine::keepsTheEventLoopAlive()
 {
     LlamaEngine engine;
@@ -593,7 +592,7 @@ void tst_LlamaEngine::survivesThatItsFileIsCutShort()
     QVERIFY(!awaitedError(engine.load(path)));
     QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Hello there."_s);
 
-    // As a copy over it does.
+    // As when another file is copied over it.
     QFile file(path);
     QVERIFY(file.resize(static_cast<qint64>(left * static_cast<double>(file.size()))));
     QCOMPARE(reply(engine, asking(u"Hello"_s)),
@@ -611,7 +610,7 @@ void tst_LlamaEngine::noticesThatItsFileIsWrittenTo()
     const QString path = written(TestModel::saying({"Hello there."}));
     LlamaEngine engine;
     QVERIFY(!awaitedError(engine.load(path)));
-    // Of the same length, as another file of the same kind is.
+    // Without changing its length.
     QFile file(path);
     QVERIFY(file.open(QIODevice::ReadWrite));
     QVERIFY(file.seek(file.size() - 8) && file.write("12345678") == 8 && file.flush());
@@ -688,7 +687,7 @@ void tst_LlamaEngine::destructionRefusesWhatWaits()
     waiting = engine->generate(asking(u"Hello"_s), 200, {});
     loading = engine->load(path);
     begun.wait(false);
-    // The destructor is in the way of what waits by the time it waits itself for the running one.
+    // The destructor refuses waiting operations before it waits for the running one.
     std::thread releaser([&] {
         std::this_thread::yield();
         release = true;

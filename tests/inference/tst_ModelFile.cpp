@@ -74,7 +74,7 @@ bool tst_ModelFile::isLoadable(const GgufFile &file)
 void tst_ModelFile::aGoodFileIsLoadable()
 {
     QVERIFY(isLoadable(m_good));
-    m_good.tensors.front().weights.chop(1); // What the weights say is the library's business.
+    m_good.tensors.front().weights.chop(1); // weights are not checked
     QVERIFY(isLoadable(m_good));
 }
 
@@ -106,8 +106,7 @@ void tst_ModelFile::keysAndTensorsAreCounted()
     QCOMPARE(isLoadable(file), loadable);
 }
 
-// The library would take an array of a billion texts, at 32 bytes each, from a file without a byte
-// on the disk.
+// The library would allocate an array of a billion texts, 32 bytes each, for a sparse file.
 void tst_ModelFile::whatIsInFrontOfTheWeightsHasABound()
 {
     constexpr qsizetype bound = 64 * 1024 * 1024;

@@ -34,7 +34,7 @@ QCoro::Task<int> ask(WorkQueue &queue, std::function<int()> call)
     co_return co_await queued;
 }
 
-// What a coroutine without QCoro's own lifetime rules does: its owner destroys it when it likes.
+// A coroutine whose owner may destroy it at any time, unlike those of QCoro.
 struct Owned
 {
     struct promise_type
@@ -117,7 +117,7 @@ void tst_QueuedCall::aWaiterWhoseQueueEndsIsRefused()
     gate.waitUntilBegun();
     gate.open();
     queue.reset();
-    // It ran, or it was dropped; either way the coroutine ends.
+    // The coroutine ends whether the job ran or was dropped.
     QCoro::waitFor(task);
     QVERIFY(!error || error == InferenceError(InferenceError::notLoaded));
 }
@@ -163,7 +163,7 @@ void tst_QueuedCall::abortsOnTheLibrarysThreadsLoseTheCall()
         };
         const AbortGuard outer;
         const AbortGuard guard(lost, 4);
-        // The library's helpers, and the calling thread, come upon the same broken assertion.
+        // The library's threads and the calling thread run into the same failed assertion.
         for (int i = 0; i < 3; ++i)
             std::thread([] { AbortGuard::onAbort("helper"); }).detach();
         AbortGuard::onAbort("caller");

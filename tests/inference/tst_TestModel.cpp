@@ -8,8 +8,7 @@
 
 using namespace Qt::StringLiterals;
 
-// That the replies come out of the files is shown by the engine's tests; here is what cannot be
-// made.
+// The engine's tests check the replies; this checks the invalid models.
 class tst_TestModel : public QObject
 {
     Q_OBJECT

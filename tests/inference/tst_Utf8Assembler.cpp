@@ -14,7 +14,7 @@ private Q_SLOTS:
 };
 
 namespace {
-// What add() returned, with a bar for nothing.
+// The results of add(), with a bar for nothing.
 QStringList assembled(const QByteArrayList &pieces)
 {
     Utf8Assembler assembler;

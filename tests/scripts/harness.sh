@@ -1,8 +1,8 @@
 # shellcheck shell=sh disable=SC2034 # variables are shared with the tests
-# What the tests of the shell scripts share. A test is a function test_…; each runs in a subshell with
-# a sandbox of its own: a copy of scripts/ and of what they read, a home, and a PATH on which the tools that would change the
-# machine or reach the network are stand-ins. They behave, within the sandbox, and write down that they
-# were called.
+# Shared by the tests of the shell scripts. A test is a function test_…; each runs in a subshell
+# with its own sandbox: a copy of scripts/ and of the files that they read, a home folder, and a
+# PATH on which tools that would change the machine or use the network are replaced by fakes. These
+# work within the sandbox and record their calls.
 
 set -eu
 
@@ -11,7 +11,7 @@ work=$(mktemp -d "${TMPDIR:-/tmp}/quillon-scripts.XXXXXX")
 trap 'rm -rf "$work"' EXIT
 trap 'exit 143' INT TERM HUP
 
-# What the scripts may use as it is.
+# Tools that the scripts may use unchanged.
 real_tools="awk basename cat chmod cp cut dirname env expr find grep gzip head kill ln ls mkdir mktemp
 mv printf ps readlink rm sed sh sha256sum shasum sleep sort tail tar touch tr wc"
 
@@ -31,7 +31,7 @@ make_sandbox()
     export sandbox calls
 }
 
-# stand_in NAME: a tool of the sandbox, whose body is the standard input.
+# stand_in NAME: creates a fake tool in the sandbox; its body is read from standard input.
 stand_in()
 {
     {
@@ -42,8 +42,8 @@ stand_in()
     chmod +x "$sandbox/fakes/$1"
 }
 
-# run_script NAME ARGUMENTS… leaves $status, $sandbox/out and $sandbox/err. $extra_environment is for
-# env: NAME=VALUE words, or -u NAME.
+# run_script NAME ARGUMENTS… leaves $status, $sandbox/out and $sandbox/err. $extra_environment is
+# for env: NAME=VALUE words, or -u NAME.
 run_script()
 {
     script=$1
@@ -68,7 +68,7 @@ expect_status()
     [ "$status" -eq "$1" ] || complain "exit status $status instead of $1"
 }
 
-# expect_last_line TEXT: the last thing that the script said.
+# expect_last_line TEXT: checks the last line of the script's messages.
 expect_last_line()
 {
     [ "$(tail -n 1 "$sandbox/err")" = "$1" ] || complain "the last line is not: $1"
@@ -97,7 +97,7 @@ expect_file()
     [ -f "$1" ] || complain "there is no file $1"
 }
 
-# run_tests NAME…: every one, and an exit status that says whether all passed.
+# run_tests NAME…: runs the tests; the exit status tells whether all passed.
 run_tests()
 {
     passed=0
@@ -114,7 +114,7 @@ run_tests()
     [ "$failed" -eq 0 ] && [ "$passed" -gt 0 ]
 }
 
-# The functions test_… of a file, in its order.
+# Prints the functions test_… of a file, in order.
 tests_in()
 {
     sed -n 's/^\(test_[a-z0-9_]*\)()$/\1/p' "$1"

@@ -1,8 +1,8 @@
 # shellcheck shell=sh disable=SC2154,SC2016 # variables come from harness.sh; stand-ins expand later
-# A pretended machine for the scripts: Debian or macOS, with or without a network. Reads harness.sh
-# first. The state stands in files of the sandbox: installed (packages, one a line), cpu, offline.
+# A fake machine for the scripts: Debian or macOS, with or without a network. Needs harness.sh. Its
+# state is in files of the sandbox: installed (packages, one per line), cpu, offline.
 
-# What a machine of either kind has: a processor and the build tools, which pretend to build.
+# Common to both systems: a processor, and fake build tools.
 make_tools()
 {
     printf 'first' >"$sandbox/cpu"
@@ -12,7 +12,8 @@ END
     stand_in c++ <<'END'
 printf '#define __CPU__ %s\n' "$(cat "$sandbox/cpu")"
 END
-    # Of llama.cpp only the package's file comes into being, of Quillon a program that says what it got.
+    # For llama.cpp, it creates only the package's file; for Quillon, a program that prints its
+    # arguments.
     stand_in cmake <<'END'
 env | grep -E '^(SOURCE_DATE_EPOCH|C(XX|PP)?FLAGS)=' >>"$sandbox/flags"
 [ ! -f "$sandbox/broken" ] || { echo "error: no such header"; exit 2; }
@@ -44,7 +45,7 @@ case $1 in
         chmod +x "$2/app/quillon"
         ;;
     *)
-        # A build that takes until the test lets it go on.
+        # The build blocks until the test removes the file.
         if [ -f "$sandbox/hold" ]; then
             echo $$ >"$sandbox/building.new"
             mv "$sandbox/building.new" "$sandbox/building"
@@ -60,7 +61,7 @@ echo 'ninja: no work to do.'
 END
 }
 
-# The sources of a small stand-in for llama.cpp, pinned in the sandbox's copy of the scripts.
+# Fake sources of llama.cpp, pinned in the sandbox's copy of the scripts.
 make_sources()
 {
     mkdir -p "$sandbox/release/llama.cpp-0.5.0/src"
@@ -96,7 +97,7 @@ END
 [ ! -f "$sandbox/no-npm" ] || exit 1
 cp "$sandbox/package.tgz" node-llama-cpp-3.22.1.tgz
 END
-    # The bundle is a plain archive here.
+    # The bundle is an archive here.
     stand_in git <<'END'
 while [ "$1" != -q ]; do shift; done
 mkdir "$3" && tar -xf "$2" -C "$3"

@@ -1,10 +1,11 @@
 #!/bin/sh
-# What packaging/macos/complete-bundle makes of a bundle of real Mach-O files.
+# Tests packaging/macos/complete-bundle with real Mach-O files.
 # shellcheck disable=SC2154 # variables come from harness.sh
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 
-# tool NAME…: the first of these that there is, also with the number that distributions add.
+# tool NAME…: prints the first of these that exists, also with the version that distributions
+# append.
 tool()
 {
     for name in "$@"; do
@@ -15,7 +16,7 @@ tool()
     echo "The tests need $1: scripts/setup --tests installs it." >&2
     exit 1
 }
-# Without Apple's own, LLVM's understand the same.
+# LLVM's tools have the same options as Apple's.
 if [ "$(uname -s)" = Darwin ]; then
     assemble="as -arch arm64"
     link="ld -arch arm64 -lSystem -syslibroot $(xcrun --sdk macosx --show-sdk-path)"
@@ -28,7 +29,7 @@ else
     install_name_tool=$(tool llvm-install-name-tool)
 fi
 
-# code FILE NAME [LIBRARIES AND OPTIONS…]: a library that calls itself so.
+# code FILE NAME [LIBRARIES AND OPTIONS…]: builds a library with that install name.
 code()
 {
     made=$1
@@ -54,8 +55,8 @@ program()
         -o "$made" "$sandbox/code.o" "$@"
 }
 
-# Homebrew with three libraries and a framework, and a bundle as macdeployqt leaves it: what the
-# program names is in it, but not what that names by its own place.
+# Homebrew with three libraries and a framework, and a bundle as macdeployqt leaves it: it contains
+# what the program loads, but not what that loads relative to itself.
 make_bundle()
 {
     brew=$sandbox/brew
@@ -75,7 +76,7 @@ END
     code "$contents/Frameworks/libtext.1.dylib" @executable_path/../Frameworks/libtext.1.dylib \
         "$brew/opt/data/lib/libdata.1.dylib"
     program "$contents/MacOS/Quillon" "$contents/Frameworks/libtext.1.dylib" -rpath "$brew/lib"
-    # Not all of a bundle is code.
+    # Not all files of a bundle are code.
     mkdir "$contents/Resources"
     echo text >"$contents/Resources/manual"
     : >"$contents/Resources/empty"
@@ -110,7 +111,7 @@ carried=@executable_path/../Frameworks
 test_what_a_library_names_by_its_own_place_is_brought()
 {
     make_bundle
-    # As Homebrew's bottles have it, and macdeployqt passes over it.
+    # As in Homebrew's bottles; macdeployqt ignores it.
     expect_loads "$contents/Frameworks/libtext.1.dylib" @loader_path/libdata.1.dylib
     run_complete "$bundle/"
     expect_status 0
@@ -176,7 +177,7 @@ END
     run_complete "$bundle"
     expect_status 1
     expect_last_line "complete-bundle: libtext.1.dylib cannot be told where libdata.1.dylib is."
-    # It says that it has done it, and has not.
+    # The tool succeeds without doing anything.
     stand_in install_name_tool </dev/null
     rm "$contents/Frameworks/libdata.1.dylib"
     run_complete "$bundle"

@@ -1,5 +1,5 @@
 #!/bin/sh
-# What the desktops' own checkers say about the files that they are given.
+# Runs the desktops' validators on the metadata files.
 #   tst_desktop_files.sh CHECKOUT PROGRAM
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
@@ -8,7 +8,7 @@ id=app.quillon.Quillon
 linux=$checkout/packaging/linux
 program=$2
 
-# accepts COMMAND…: it ends well and has nothing to say.
+# accepts COMMAND…: checks that it succeeds without output.
 accepts()
 {
     "$@" >"$sandbox/out" 2>"$sandbox/err" </dev/null || complain "$1 objects: $(cat "$sandbox/out")"

@@ -1,18 +1,18 @@
 #!/bin/sh
-# What packaging/macos/make-dmg has done to a bundle, in which order, and what it says when it cannot.
+# Tests the steps of packaging/macos/make-dmg, their order, and its messages on failure.
 # shellcheck disable=SC2154,SC2016 # variables come from harness.sh; stand-ins expand later
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 
 identity='Developer ID Application: Somebody (TEAM)'
 
-# A bundle with a library inside a framework, a plug-in, and Apple's tools to pack it with. Putting Qt
-# in and packing leave a trace; what is to fail is named in the file broken.
+# A bundle with a library inside a framework, a plug-in, and fakes of Apple's tools. Deploying Qt
+# and creating the image leave marks; the file broken names what is to fail.
 make_mac()
 {
     bundle="$sandbox/stage dir/Quillon.app"
     mkdir -p "$bundle/Contents/MacOS" "$bundle/Contents/PlugIns"
-    # In another place, without an environment.
+    # From another folder, without an environment.
     cat >"$bundle/Contents/MacOS/Quillon" <<END
 #!$(command -v sh)
 PATH=$sandbox/tools
@@ -32,7 +32,7 @@ END
 mkdir -p "$1/Contents/Frameworks/QtCore.framework/Versions/A"
 : >"$1/Contents/Frameworks/libextra.dylib"
 END
-    # Each names the system that it was made for. It is asked about many at once.
+    # Prints the minimum system of each file; called with many files at once.
     cat >"$sandbox/fakes/otool" <<'END'
 #!/bin/sh
 [ "$1" = -l ] || exit 1
@@ -59,7 +59,7 @@ END
     cat >>"$sandbox/fakes/ditto" <<'END'
 [ "$1" = -c ] || { mkdir -p "$(dirname "$2")" && cp -R "$1" "$2"; }
 END
-    # Apple answers about what it was sent; the tool itself is satisfied with any answer.
+    # Apple's answer depends on what was submitted; the tool itself always succeeds.
     cat >>"$sandbox/fakes/xcrun" <<'END'
 case $2 in
 submit)
@@ -85,7 +85,8 @@ make_dmg()
     [ -z "$(find "$sandbox" -name 'quillon-dmg*')" ] || complain "it left its scratch folder behind"
 }
 
-# expect_calls LINE…: these calls and no others, in this order. The scratch folder is called SCRATCH.
+# expect_calls LINE…: checks that there were exactly these calls in this order. SCRATCH is the
+# scratch folder.
 expect_calls()
 {
     printf '%s\n' "$@" >"$sandbox/expected"
@@ -101,7 +102,7 @@ test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
     expect_status 0
     sign="codesign --force --sign $identity --options runtime --timestamp"
     contents=$bundle/Contents
-    # Neither of the two libraries contains the other: their order is the folder's.
+    # The order of the two libraries depends on the folder.
     find "$contents" -name '*.dylib' >"$sandbox/libraries"
     expect_calls \
         "macdeployqt $bundle -qmldir=$checkout/packaging/macos/../../ui -no-strip -verbose=1" \
@@ -180,7 +181,7 @@ xcrun stapler:The ticket could not be put into the bundle.
 ditto BUNDLE:The bundle could not be copied.
 hdiutil create:The image could not be made.
 END
-    # The first to be signed is a library.
+    # The first file to be signed is a library.
     echo 'codesign --force' >"$sandbox/broken"
     make_dmg "$bundle" "$sandbox/Quillon.dmg" "$identity" profile
     expect_status 1
@@ -216,7 +217,7 @@ test_the_program_is_tried_in_another_place()
 
 test_the_signature_without_an_identity_outlives_a_build()
 {
-    # The system goes by this instead of the checksum.
+    # The system uses this instead of the checksum.
     [ "$(cat "$checkout/packaging/macos/Quillon.requirements")" = \
         'designated => identifier "app.quillon.Quillon"' ] || complain "it requires something else"
     grep -qF '<string>app.quillon.Quillon</string>' "$checkout/packaging/macos/Info.plist.in" ||
@@ -249,7 +250,7 @@ test_the_command_finds_the_program_through_a_link()
     ln -s "$contents/Resources/quillon" "$sandbox/links/q"
     ln -s q "$sandbox/links/quillon"
     for command in "$contents/Resources/quillon" "$sandbox/my place/bin/quillon" "$sandbox/links/quillon"; do
-        # The system knows the bundle by the path that the program was started with.
+        # The system finds the bundle by the path with which the program was started.
         [ "$("$command" --task "two  words")" = "[$contents/MacOS/Quillon][--task][two  words]" ] ||
             complain "$command failed"
     done

@@ -1,9 +1,9 @@
 #!/bin/sh
-# Does the harness notice what it is there to notice?
+# Tests the harness itself.
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 
-# refuses COMMAND…: passes where the expectation does not hold.
+# refuses COMMAND…: passes if the expectation fails.
 refuses()
 {
     if ("$@") 2>/dev/null; then

@@ -1,12 +1,12 @@
 #!/bin/sh
-# Which llama.cpp's headers the compiler sees when another library's folder has some, too.
+# Checks that the compiler uses our llama.cpp's headers even if another library's folder has others.
 #   tst_headers.sh CHECKOUT BUILD-FOLDER
 # shellcheck disable=SC2154 # variables come from harness.sh
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 build=$2
 
-# cached NAME: what the build's cache holds under that name.
+# cached NAME: prints the variable of the build's cache.
 cached()
 {
     sed -n "s/^$1:[A-Z]*=//p" "$build/CMakeCache.txt"
@@ -42,7 +42,7 @@ test_headers_of_another_llama_are_not_seen()
         *"$sandbox/prefix/include"*) ;;
         *) complain "the other folder is not among $file's" ;;
         esac
-        # Only the headers are looked for; the last words name the result and the source.
+        # Only preprocesses; the last arguments are the object file and the source.
         status=0
         (cd "$sandbox/build" && ${command%% -o *} -E -o /dev/null "$checkout/$file") \
             2>"$sandbox/err" || status=$?

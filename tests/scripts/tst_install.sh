@@ -1,5 +1,5 @@
 #!/bin/sh
-# What only a real build shows: does the installed program start wherever it is moved to?
+# Checks with a real build that the installed program starts wherever it is moved.
 #   tst_install.sh CHECKOUT BUILD-FOLDER
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
@@ -11,7 +11,7 @@ test_the_installed_program_can_be_moved()
         complain "it could not be installed"
     mv "$sandbox/first place" "$sandbox/second place"
     status=0
-    # From a folder and an environment that cannot help it to find anything.
+    # From another folder and without an environment that could help it.
     (cd / && env -i "$sandbox/second place/bin/quillon" --version) >"$sandbox/out" \
         2>"$sandbox/err" || status=$?
     expect_status 0
@@ -31,7 +31,7 @@ test_the_desktop_finds_the_installed_program()
         [ -s "$sandbox/place/share/$file" ] || complain "$file is missing"
     done
     for size in 16 22 24 32 48 64 128 256 512; do
-        # The width and the height, as a PNG file has them.
+        # The width and the height in a PNG file.
         icon=$sandbox/place/share/icons/hicolor/${size}x$size/apps/app.quillon.Quillon.png
         [ "$(od -An -tu1 -j16 -N8 "$icon" | awk '{ print $3 * 256 + $4, $7 * 256 + $8 }')" = \
             "$size $size" ] || complain "the icon of $size pixels is not"
@@ -43,7 +43,7 @@ test_the_desktop_finds_the_installed_program()
 
 test_the_keyboard_program_is_installed_with_it()
 {
-    [ "$(uname)" != Darwin ] || return 0 # Which needs none.
+    [ "$(uname)" != Darwin ] || return 0 # no icons there
     cmake --install "$build" --prefix "$sandbox/place" >"$sandbox/err" 2>&1
     status=0
     (cd / && env -i "$sandbox/place/libexec/quillon/quillon-keyboard" </dev/null) \

@@ -1,9 +1,9 @@
 #!/bin/sh
-# Which folder may use which other one: this tree keeps to it, and what breaks it is found.
+# Checks the layers of this tree, and that violations are found.
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 
-# make_folders: a tree with one innocent file in each folder.
+# make_folders: creates a tree with one valid file in each folder.
 make_folders()
 {
     for folder in base platform/linux inference models agent/action executor agent app ui; do
@@ -12,7 +12,7 @@ make_folders()
     done
 }
 
-# look: leaves $status and what was found in $sandbox/out.
+# look: runs the check; sets $status and writes $sandbox/out.
 look()
 {
     status=0
@@ -24,7 +24,7 @@ look()
     ) >"$sandbox/out" 2>"$sandbox/err" || status=$?
 }
 
-# expect_found FILE LINE: that line in that file goes up or sideways.
+# expect_found FILE LINE: checks that the line, added to that file, is reported.
 expect_found()
 {
     look

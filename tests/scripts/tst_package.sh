@@ -1,12 +1,12 @@
 #!/bin/sh
-# What scripts/package does with a prepared machine.
+# Tests scripts/package on a prepared machine.
 # shellcheck disable=SC2016 # stand-ins expand later
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 # shellcheck source=tests/scripts/machine.sh
 . "$(dirname "$0")/machine.sh"
 
-# The version as CMake remembers it, and the packers, which leave their packages behind.
+# CMake's cached version, and fakes of the packaging tools, which create their packages.
 make_packers()
 {
     printf 'CMAKE_PROJECT_VERSION:STATIC=1.2.3\n' >"$sandbox/version"
@@ -64,7 +64,7 @@ test_another_processor_makes_no_difference_to_a_package()
 {
     make_debian
     make_packers
-    # The pretended compiler tells of the processor only where it is asked for it.
+    # The fake compiler prints the processor only for -march=native.
     stand_in c++ <<'END'
 case $* in *native*) cat "$sandbox/cpu" ;; *) echo every ;; esac
 END

@@ -1,5 +1,5 @@
 #!/bin/sh
-# What scripts/run and scripts/build do with a prepared machine.
+# Tests scripts/run and scripts/build on a prepared machine.
 # shellcheck disable=SC1111,SC2016 # quotation marks of a task, and text that must not expand
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
@@ -165,7 +165,7 @@ test_a_folder_that_cannot_be_built_in_is_named()
     expect_last_line "scripts/run: Cannot write to $sandbox/tree/build."
 }
 
-# started PROCESS: how a lock tells it from others of that number.
+# started PROCESS: prints the start time by which a lock identifies the process.
 started()
 {
     (

@@ -1,5 +1,5 @@
 #!/bin/sh
-# What scripts/setup does to a machine, and what it says when it cannot.
+# Tests what scripts/setup does to a machine, and its messages on failure.
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 # shellcheck source=tests/scripts/machine.sh
@@ -7,14 +7,14 @@
 
 place='Everything that Quillon needs is in place.'
 
-# cached_builds FOLDER: how many builds of llama.cpp are complete there.
+# cached_builds FOLDER: prints the number of complete builds of llama.cpp.
 cached_builds()
 {
     set -- "$1"/llama-*/lib/cmake/llama/llama-config.cmake
     if [ -f "$1" ]; then echo $#; else echo 0; fi
 }
 
-# expect_builds NUMBER: that many, and nothing half-made beside them.
+# expect_builds NUMBER: checks that there are so many, and no incomplete ones.
 expect_builds()
 {
     cache="$sandbox/home dir/.cache/quillon"
@@ -52,7 +52,7 @@ test_the_tests_need_more_packages()
     make_debian
     run_script setup --tests
     expect_status 0
-    # It was removed and has left its settings, which does not count as installed.
+    # A removed package that has left its settings does not count as installed.
     grep -qx xvfb "$sandbox/installed" || complain "xvfb was not installed"
     grep -qx chromium "$sandbox/installed" || complain "the browser was not installed"
 }
@@ -305,7 +305,7 @@ test_npm_and_git_are_installed_only_when_they_are_needed()
     make_debian
     : >"$sandbox/no-github"
     mv "$sandbox/fakes/npm" "$sandbox/fakes/git" "$sandbox"
-    # The packages bring the commands.
+    # Installing the packages adds the commands.
     cat >>"$sandbox/fakes/apt-get" <<'END'
 case " $* " in *" npm git "*) cp "$sandbox/npm" "$sandbox/git" "$sandbox/fakes" ;; esac
 END
@@ -469,7 +469,7 @@ test_homebrews_llama_is_used()
 # Interruptions and company
 #
 
-# wait_for FILE: as long as it takes, within what ctest allows the whole file.
+# wait_for FILE: waits for the file; ctest limits the time.
 wait_for()
 {
     until [ -e "$1" ]; do sleep 0.05; done
@@ -518,7 +518,7 @@ test_a_terminated_setup_cleans_up()
     start_setup terminated
     wait_for "$sandbox/building"
     kill -TERM "$setup"
-    # A shell acts on the signal when the command at hand has ended.
+    # A shell handles the signal when the current command has ended.
     rm "$sandbox/hold"
     status=0
     wait "$setup" || status=$?
