@@ -4,7 +4,7 @@
 
 #include <QTimer>
 
-/// Turns the system's loop inside Qt's, as the program has it.
+/// Runs the system's loop inside Qt's, like the program.
 class MainLoop
 {
 public:

@@ -1,4 +1,4 @@
-// Faults of the kinds that are easily made in Objective-C++, one for each name on the command line.
+// Common faults in Objective-C++, selected by their names on the command line.
 
 #include "FakeCocoa.h"
 
@@ -16,7 +16,7 @@ using Completion = void (^)(NSRunningApplication *, NSError *);
 
 int s_seen = 0;
 
-// The block outlives the variable, of which it keeps the address only.
+// The block outlives the variable, of which it has only the address.
 Completion dangling()
 {
     int local = 1;
@@ -59,7 +59,7 @@ void leak()
 
 int main(int, char *arguments[])
 {
-    // An abort is one of the findings, which ctest would take for a failure of its own.
+    // An abort is an expected result, which ctest would otherwise report as a crash.
     std::signal(SIGABRT, [](int) { std::_Exit(EXIT_FAILURE); });
     @autoreleasepool {
         if (std::strcmp(arguments[1], "dangling") == 0)

@@ -50,7 +50,7 @@ void tst_MacAppearance::everyChangeIsHeard()
     QCOMPARE(changes, 2);
     FakeCocoa::changeMotion();
     QCOMPARE(changes, 3);
-    // For one observer: the new one takes the old one's place.
+    // A new observer replaces the old one.
     MacAppearance().observe([] {});
     FakeCocoa::changeColors();
     QCOMPARE(changes, 3);
@@ -60,7 +60,7 @@ void tst_MacAppearance::aSymbolIsDrawnInTheMiddle()
 {
     FakeCocoa::symbols = {u"checkmark"_s};
     const QByteArray coverage = MacAppearance().symbol(u"checkmark"_s, 8);
-    // It is twice as wide as high.
+    // The symbol is twice as wide as high.
     const QByteArray empty(8, '\0');
     const QByteArray full(8, '\x7f');
     QCOMPARE(coverage, empty + empty + full + full + full + full + empty + empty);

@@ -91,7 +91,7 @@ void tst_MacInstance::aSilentProcessIsToldFromNone()
 
 void tst_MacInstance::noApplicationObjectIsNeeded()
 {
-    // It would show itself in the Dock.
+    // It would add an icon to the Dock.
     QVERIFY(!MacInstance().needsApplication());
 }
 

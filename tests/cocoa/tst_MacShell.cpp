@@ -52,7 +52,7 @@ private Q_SLOTS:
     void aWindowIsKeptAboveOthers();
     void theDockIconAsksForAttention();
     void aWindowBecomesAPanel();
-    void theContentsDoNotMoveTheWindow(); // First of the two: their class keeps the method.
+    void theContentsDoNotMoveTheWindow(); // first: the class keeps the added method
     void theMaterialLiesUnderTheContents();
 
 private:
@@ -114,7 +114,7 @@ void tst_MacShell::aWindowComesForward()
     m_shell.center(window);
     QVERIFY(window.isShown());
     QVERIFY(m_shell.isVisible(window));
-    QVERIFY(!m_shell.isKey(window)); // The application is not active.
+    QVERIFY(!m_shell.isKey(window)); // the application is not active
     m_shell.activate();
     QVERIFY(m_shell.isKey(window));
     QCOMPARE(FakeCocoa::calls, (QStringList{u"front"_s, u"center"_s, u"activate 1"_s}));
@@ -142,7 +142,7 @@ void tst_MacShell::theDockIconAsksForAttention()
     m_shell.requestAttention(window, Shell::Urgency::question);
     m_shell.requestAttention(window, Shell::Urgency::news);
     QCOMPARE(FakeCocoa::calls, (QStringList{u"attention 0"_s, u"attention 10"_s}));
-    // There is nothing else to tell it by.
+    // There is no other effect.
     m_shell.notify(u"Done"_s, Shell::Urgency::news, [] {});
     m_shell.withdrawNotification();
     QCOMPARE(FakeCocoa::calls.size(), 2);
@@ -177,7 +177,7 @@ void tst_MacShell::theContentsDoNotMoveTheWindow()
     QVERIFY(FakeCocoa::movesWindow(window.handle()));
     m_shell.placeMaterialBehind(window, Shell::Material::underWindowBackground);
     QVERIFY(!FakeCocoa::movesWindow(window.handle()));
-    // Another window of the same kind gets the method, too.
+    // Another window of the same class has the method too.
     Window second;
     m_shell.placeMaterialBehind(second, Shell::Material::underWindowBackground);
     QVERIFY(!FakeCocoa::movesWindow(second.handle()));

@@ -167,7 +167,7 @@ void tst_MacWorkspace::anApplicationIsBroughtToTheFront()
     FakeCocoa::running = {{.pid = 7}};
     m_workspace.activate(ProcessId{7});
     QCOMPARE(FakeCocoa::calls, (QStringList{u"yield to 7"_s, u"activate process 7"_s}));
-    m_workspace.activate(ProcessId{8}); // Which has ended.
+    m_workspace.activate(ProcessId{8}); // has ended
     QCOMPARE(FakeCocoa::calls.size(), 2);
 }
 

@@ -13,7 +13,7 @@ constexpr qint64 desktop = 2;
 constexpr qint64 self = 500;
 const QString quillon = u"/usr/bin/quillon"_s;
 
-/// Processes in memory.
+/// A process table in memory.
 class Table final : public ProcessList
 {
 public:
@@ -26,13 +26,13 @@ public:
                    ProcessRecord{.parent = ProcessId{parent}, .session = ProcessId{process}};
     }
 
-    /// A shell on a terminal that this process shows.
+    /// Adds a shell on a terminal that the holder shows.
     void addShell(qint64 process, qint64 holder, qint64 terminal)
     {
         add(process, holder, u"/usr/bin/sh"_s).terminal = TerminalId{terminal};
     }
 
-    /// A program that such a shell has started in the foreground.
+    /// Adds a program that the shell has started in the foreground.
     void addCommand(qint64 process, qint64 shell, const QString &path = quillon)
     {
         ProcessRecord &record = add(process, shell, path);
@@ -59,7 +59,7 @@ public:
         return found == m_records.constEnd() ? std::nullopt : std::optional(*found);
     }
 
-    /// Which of these are the assistant.
+    /// Those of these processes that are the assistant.
     [[nodiscard]] QList<qint64> ours(std::initializer_list<qint64> asked) const
     {
         const std::set<ProcessId> found =
@@ -128,7 +128,7 @@ void tst_OwnProcesses::whatHasStartedUsIsOurs()
     table.addCommand(self, 101);
     QCOMPARE(table.ours({100, 101, self, desktop}), (QList<qint64>{100, 101, self, desktop}));
 
-    // Also where there is no terminal.
+    // Also without a terminal.
     Table other;
     other.add(100, 1, u"/usr/bin/launcher"_s);
     other.add(self, 100, quillon);
@@ -146,7 +146,7 @@ void tst_OwnProcesses::anotherOneMayHaveStartedUs()
 
 void tst_OwnProcesses::theTerminalIsFoundWithoutItsShell()
 {
-    // Started in the background by a shell within the shell, which has ended.
+    // Started in the background by a nested shell, which has ended.
     Table table;
     table.add(100, 1, u"/usr/bin/terminal"_s);
     table.addShell(101, 100, 1);
@@ -189,7 +189,7 @@ void tst_OwnProcesses::theTerminalOfAnotherOneIsOursWhileItIsInTheForeground()
     table.at(102).isInForeground = false;
     QCOMPARE(table.ours({100, 101, 102}), QList<qint64>{102});
 
-    // It may have left the terminal's session and read it all the same.
+    // It may have left the terminal's session and still read it.
     table.at(102) = {.parent = ProcessId{1}, .session = ProcessId{102}, .input = TerminalId{1}};
     QCOMPARE(table.ours({100, 101, 102}), (QList<qint64>{100, 102}));
 
@@ -208,7 +208,7 @@ void tst_OwnProcesses::aTerminalIsFoundThroughAMultiplexer()
     table.addCommand(self, 301);
     QCOMPARE(table.ours({100, 300}), (QList<qint64>{100, 300}));
 
-    // Another one's, too.
+    // Also the terminal of another one.
     table.add(self, desktop, quillon);
     table.addCommand(302, 301);
     QCOMPARE(table.ours({100, 300}), (QList<qint64>{100, 300}));
@@ -237,7 +237,7 @@ void tst_OwnProcesses::anotherMultiplexersTerminalIsNot()
     table.add(100, 1, u"/usr/bin/terminal"_s);
     table.addShell(101, 100, 1);
     table.addCommand(102, 101, u"/usr/bin/screen"_s);
-    // One that is not shown is no client that anything is typed into.
+    // A client without a terminal window receives no input.
     table.add(110, 1, u"/usr/bin/terminal"_s);
     table.addShell(111, 110, 4);
     table.addCommand(112, 111, u"/usr/bin/tmux"_s);

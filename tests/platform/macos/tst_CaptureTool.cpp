@@ -9,7 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-// A shell script in the tool's place.
+// Uses a shell script as the tool.
 class tst_CaptureTool : public QObject
 {
     Q_OBJECT
@@ -73,7 +73,7 @@ void tst_CaptureTool::howTheToolEndsDoesNotMatter()
     QFETCH(QByteArray, body);
     QFuture<void> future = CaptureTool::run(tool(body), "/nowhere/a.png");
     QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
-    future.waitForFinished(); // It would throw.
+    future.waitForFinished(); // would throw
 }
 
 void tst_CaptureTool::aToolThatCannotBeStartedIsTheSystemsFailure()
@@ -90,7 +90,7 @@ void tst_CaptureTool::aToolThatCannotBeStartedIsTheSystemsFailure()
 
 void tst_CaptureTool::theEventLoopLivesOnWhileTheToolRuns()
 {
-    // The tool waits for what only this event loop does.
+    // The tool waits for something that this event loop does.
     QFuture<void> future =
         CaptureTool::run(tool("until [ -e \"$2.go\" ]; do sleep 0.01; done; touch \"$2\"\n"),
                          at(u"a.png"_s).toStdString());

@@ -18,7 +18,7 @@ CFTypeRef window(qint64 layer, ProcessId owner)
                                  {kCGWindowOwnerPID, Fake::makeNumber(qint64(owner))}});
 }
 
-// The focused application as the system answers: a value, an error, or both.
+// Sets the system's answer for the focused application: a value, an error, or both.
 void answer(AXError error, const std::function<CFTypeRef()> &value)
 {
     Fake::attributeValues = [=](qint64 element, const QStringList &names,
@@ -70,7 +70,7 @@ void tst_FrontProcess::itIsTheProcessOfTheFocusedApplication()
     MacScreen screen;
     answer(kAXErrorSuccess, [] { return Fake::makeElement(qint64(mail)); });
     QCOMPARE(FrontProcess::find(std::nullopt, screen), mail);
-    // What the workspace tells may be old.
+    // NSWorkspace's answer may be outdated.
     QCOMPARE(FrontProcess::find(editor, screen), mail);
 }
 

@@ -29,8 +29,8 @@ Maker elements(const QList<qint64> &numbers)
     };
 }
 
-/// An application whose elements answer as the system's do: a name that they do not know has an
-/// error in its place.
+/// An application whose elements answer like the system's: an unknown attribute gets an error as
+/// its value.
 class FakeApplication
 {
 public:
@@ -308,7 +308,7 @@ void tst_MacAccessibility::aHungHelperIsLeftAlone()
     const QList<ElementId> all = tree->nodes(tree->roots(), 10)[0].children;
     const QList<AccessibleNode> nodes = tree->nodes(all, 10);
     QCOMPARE(nodes, (QList<AccessibleNode>{{}, {}, {.role = u"AXButton"_s}}));
-    // The second one would only cost the same time again.
+    // Querying the second one would only cost the same time again.
     QCOMPARE(fake.asked.size(), 3);
 }
 

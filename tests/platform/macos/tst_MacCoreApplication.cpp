@@ -7,7 +7,7 @@ namespace {
 constexpr auto loopSwitch = "QT_EVENT_DISPATCHER_CORE_FOUNDATION";
 QByteArray s_switchAtStart;
 
-// Runs while the application object is made, as the choice of its event loop does.
+// Runs while the application object is created, when its event dispatcher is chosen.
 void noteSwitch()
 {
     s_switchAtStart = qgetenv(loopSwitch);

@@ -38,7 +38,7 @@ void tst_MacDiagnosis::aMacWithEveryPermissionIsFine()
     QCOMPARE(m_diagnosis.display(), good(u"this login has a desktop"_s));
     QCOMPARE(m_diagnosis.accessibility(), good(u"allowed"_s));
     QCOMPARE(m_diagnosis.hotKey(), good(u"no other application keeps Option+Space to itself"_s));
-    // It only tried.
+    // It has only tried to register the key.
     QVERIFY(FakeCarbon::hotKeys.isEmpty());
     QCOMPARE(m_diagnosis.screenCapture(), good(u"allowed"_s));
     QCOMPARE(m_diagnosis.fileManager(), good(u"Finder"_s));
@@ -59,7 +59,7 @@ void tst_MacDiagnosis::everyPermissionThatIsMissingComesWithItsPlaceInTheSetting
         "Security, Screen Recording."_s};
     QCOMPARE(m_diagnosis.accessibility(), controls);
     QCOMPARE(m_diagnosis.screenCapture(), capture);
-    QCOMPARE(m_accessibility.trustRequests, 0); // It asks nobody for anything.
+    QCOMPARE(m_accessibility.trustRequests, 0); // requests no permission
     m_accessibility.trusted = true;
 }
 

@@ -35,7 +35,7 @@ void tst_MacHotKey::theHotKeyIsOptionAndTheSpaceBar()
     const Fake::HotKey key = Fake::hotKeys.first();
     QCOMPARE(key.keyCode, 49U);
     QCOMPARE(key.modifiers, 2048U);
-    QCOMPARE(key.signature, 0x5155494cU); // Q, U, I and L.
+    QCOMPARE(key.signature, 0x5155494cU); // "QUIL"
     QCOMPARE(key.id, 1U);
     QCOMPARE(key.options, 0U);
 }
@@ -57,7 +57,7 @@ void tst_MacHotKey::failuresAreIgnored()
     Fake::result = hotKeyExists;
     MacHotKey().registerKey([] {});
     QCOMPARE(Fake::handlers.size(), 1);
-    QCOMPARE(Fake::hotKeys.size(), 1); // Not retried.
+    QCOMPARE(Fake::hotKeys.size(), 1); // not retried
     QCOMPARE(Fake::runMainQueue(), 0);
 }
 

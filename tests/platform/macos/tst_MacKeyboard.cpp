@@ -7,7 +7,7 @@ using namespace Qt::StringLiterals;
 namespace Fake = FakeCoreFoundation;
 
 namespace {
-// Posts it from a source of its own.
+// Posts the event from a new source.
 void post(const KeyEvent &event)
 {
     MacKeyboard keyboard;
@@ -59,7 +59,7 @@ void tst_MacKeyboard::textIsAttachedInUtf16()
     QCOMPARE(Fake::postedKeys.constFirst().flags, 0U);
 }
 
-// The system takes twenty units of a text and drops the rest.
+// The system accepts twenty units of a text and drops the rest.
 void tst_MacKeyboard::longTextIsPostedInParts_data()
 {
     QTest::addColumn<QString>("text");

@@ -104,10 +104,10 @@ void tst_MacScreen::withoutThePermissionItIsAskedForAndNoPictureIsTaken()
 {
     Fake::mayCaptureScreen = false;
     Fake::capturePrompts = 0;
-    // The tool would be started in the background and end later.
+    // If the tool were started, the future would finish later.
     QFuture<void> future = MacScreen().capture("/nowhere/a.png");
     QVERIFY(future.isFinished());
-    future.waitForFinished(); // It would throw: what is missing is told by the missing file.
+    future.waitForFinished(); // would throw; only the missing file tells the failure
     QCOMPARE(Fake::capturePrompts, 1);
     Fake::mayCaptureScreen = true;
 }

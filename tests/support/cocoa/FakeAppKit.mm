@@ -126,7 +126,7 @@ extern "C" CFDictionaryRef CGSessionCopyCurrentDictionary()
     converted->_isConverted = space != nil;
     return converted;
 }
-// A colour of the catalogue has no components until it was converted.
+// A catalogue colour has no components until it is converted.
 - (CGFloat)redComponent
 {
     return _isConverted ? 0.25 : (std::abort(), 0);
@@ -148,7 +148,7 @@ extern "C" CFDictionaryRef CGSessionCopyCurrentDictionary()
 }
 @end
 @implementation NSImage
-// On the thread that renders, too, while the main one waits.
+// Also on the render thread while the main thread waits.
 + (instancetype)imageWithSystemSymbolName:(NSString *)name
                  accessibilityDescription:(NSString *)description
 {

@@ -8,10 +8,10 @@
 #include <functional>
 #include <optional>
 
-/// A stand-in for the little of Foundation and AppKit that our code calls, in plain C++ for tests.
-/// What the system does on a thread of its own happens on one here, and late. A call of AppKit on
-/// another thread than the main one aborts the program. AppKit's answers are nil wherever its
-/// headers allow that and the test has not said otherwise.
+/// A fake of the parts of Foundation and AppKit that our code uses, with a C++ interface for tests.
+/// Completions that the system calls on other threads are called on another thread here too, after
+/// a delay. Calling AppKit on another thread than the main thread aborts the program. AppKit's
+/// results are nil if its headers allow that, unless the test sets them.
 namespace FakeCocoa {
 struct Running
 {
@@ -28,31 +28,31 @@ struct Distributed
     QString about;
 };
 
-/// Forgets everything, and waits for the system's threads.
+/// Resets all state and waits for the threads.
 void reset();
-/// One turn of the main loop: does what waits in the main queue.
+/// Runs the work in the main queue.
 void turn();
-/// Makes NSApp, as the toolkit does.
+/// Creates NSApp like the toolkit.
 void makeApplication(bool isRunning);
 
-// What the system is like.
+// The state of the system.
 extern QList<Running> running;
-extern std::optional<int> front;       ///< As the workspace knows it.
-extern std::optional<QString> failure; ///< With which everything that can fail does.
+extern std::optional<int> front;       ///< According to NSWorkspace.
+extern std::optional<QString> failure; ///< If set, everything that can fail does so.
 extern bool isDark;
 extern bool reducesMotion;
 extern QStringList symbols; ///< Each is drawn as a full square.
 extern std::optional<QString> scriptText;
 extern bool isNoScript;
-extern bool answersNotifications; ///< Another process answers what is posted.
-extern bool skipsWaits;           ///< What is waited for in vain is over at once.
+extern bool answersNotifications; ///< Another process answers requests.
+extern bool skipsWaits;           ///< Timeouts are reached at once.
 extern bool hasSession;
 
-// What was asked of it: one line each, oldest first.
+// The calls as one line each, oldest first.
 extern QStringList calls;
 extern QList<Distributed> posted;
 
-/// What happens without being asked for.
+/// Events.
 void changeColors();
 void changeAppearance();
 void changeMotion();
@@ -61,10 +61,10 @@ bool reopen(bool hasVisibleWindows);                     ///< A click in the Doc
 void chooseMenuItem(const QString &title);
 QStringList menus(); ///< Each item with its menu and its key.
 
-/// A window of the toolkit's, with its view in a frame. Gone with the next reset.
+/// Creates a window like the toolkit's, with its view in a frame. reset() destroys it.
 quintptr makeWindow();
-/// The window's properties, and its frame's views from back to front.
+/// The window's properties and the views of its frame from back to front.
 QStringList describeWindow();
-/// Whether a mouse button that goes down on the view moves the window.
+/// Whether pressing a mouse button on the view moves the window.
 bool movesWindow(quintptr view);
 } // namespace FakeCocoa

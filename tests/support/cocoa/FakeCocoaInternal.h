@@ -6,18 +6,18 @@
 
 #import <Foundation/Foundation.h>
 
-// What the two halves of the stand-in share.
+// Shared by FakeFoundation.mm and FakeAppKit.mm.
 
 NSString *fakeText(const QString &text);
 QString plainText(NSString *text);
 QString describeUrl(NSURL *url);
-/// The failure that the test has asked for, or nil.
+/// The failure that the test has set, or nil.
 NSError *fakeError();
-/// Ends the program on any other thread.
+/// Aborts the program on any other thread.
 void requireMainThread(const char *what);
 void doOnMainQueue(std::function<void()> work);
-/// On a thread of the system's own, after a while.
+/// Runs the work on another thread after a delay.
 void doLateElsewhere(std::function<void()> work);
-/// To all observers of that name.
+/// Notifies all observers of the name.
 void deliver(NSString *name, NSString *about);
 void resetFoundation();

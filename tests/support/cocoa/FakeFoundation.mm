@@ -34,7 +34,7 @@ std::mutex s_mutex;
 std::condition_variable s_work;
 std::deque<std::function<void()>> s_queue;
 std::deque<std::thread> s_threads;
-double s_skipped = 0; ///< How far the clock was put forward, in seconds.
+double s_skipped = 0; ///< seconds by which the clock was advanced
 
 struct Observer
 {
@@ -114,7 +114,7 @@ void deliver(NSString *name, NSString *about)
     NSNotification *const notification = [[NSNotification alloc] init];
     notification->_name = name;
     notification->_object = about;
-    // An observer may take itself away meanwhile.
+    // An observer may remove itself meanwhile.
     const std::deque<Observer> all = observers(nil);
     for (const Observer &each : all) {
         if (![each.name isEqualToString:name] ||
@@ -172,7 +172,7 @@ extern "C" void dispatch_async(dispatch_queue_t queue, dispatch_block_t block)
 {
     if (queue != &s_mainQueue)
         std::abort();
-    const dispatch_block_t kept = block; // Copied, as the real one does.
+    const dispatch_block_t kept = block; // copied as by the system
     doOnMainQueue([kept] { kept(); });
 }
 
@@ -249,7 +249,7 @@ NSString *const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
 }
 @end
 
-// As the compiler lays literals out: bytes, or units where the low bits of the flags say 2.
+// The compiler's layout of literals: bytes, or UTF-16 units if the low bits of the flags are 2.
 @implementation NSConstantString
 - (NSUInteger)length
 {
@@ -264,7 +264,7 @@ NSString *const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
 }
 @end
 
-// Literals of up to eight bytes are no objects at all: they stand in the pointer.
+// Literals of up to eight bytes are stored in the pointer itself.
 @interface FakeTinyText : NSString
 @end
 @implementation FakeTinyText
@@ -290,7 +290,7 @@ NSString *const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
     NSArray *const array = [[self alloc] init];
     for (NSUInteger i = 0; i < count; ++i) {
         if (!objects[i])
-            std::abort(); // The system throws.
+            std::abort(); // the system throws
         array->_items.push_back(objects[i]);
     }
     return array;
@@ -401,7 +401,7 @@ double now()
     static NSRunLoop *const loop = [[NSRunLoop alloc] init];
     return loop;
 }
-// Waits for one thing to do, as the system's does.
+// Returns after processing one event, like the system's.
 - (BOOL)runMode:(NSString *)mode beforeDate:(NSDate *)date
 {
     if (![mode isEqualToString:NSDefaultRunLoopMode])
@@ -454,7 +454,7 @@ double now()
     static NSNotificationCenter *const center = [[self alloc] init];
     return center;
 }
-// It does not keep the observer alive.
+// Does not retain the observer.
 - (void)addObserver:(id)observer selector:(SEL)selector name:(NSString *)name object:(id)object
 {
     observers(self).push_back({nil, observer, selector, name, object, nil});
@@ -486,8 +486,8 @@ double now()
 {
     FakeCocoa::posted.append({plainText(name), plainText(object)});
     if (!immediately || userInfo)
-        std::abort(); // It would be held back while the other program is not in front.
-    // The other process answers a request some time later.
+        std::abort(); // would be delayed while the other program is not active
+    // The other process answers a request after a delay.
     if (FakeCocoa::answersNotifications && plainText(name).contains(u".request."_s)) {
         const QString about = plainText(object);
         doLateElsewhere([about] { FakeCocoa::receive(u"app.quillon.Quillon.answer"_s, about); });
@@ -534,7 +534,7 @@ double now()
     FakeCocoa::calls.append(u"run "_s + plainText(_source));
     if (FakeCocoa::failure) {
         NSDictionary *const details = [[NSDictionary alloc] init];
-        // An error may come without a message.
+        // An error may have no message.
         if (!FakeCocoa::failure->isEmpty())
             details->_members.emplace_back(NSAppleScriptErrorMessage,
                                            fakeText(*FakeCocoa::failure));

@@ -1,4 +1,4 @@
-// The root of all classes. Without automatic reference counting, which is built on it.
+// The root class. Compiled without automatic reference counting, which is based on it.
 
 #import <Foundation/Foundation.h>
 
@@ -31,7 +31,7 @@ extern "C" void objc_release_fast_np(id object);
 {
     object_dispose(self);
 }
-// The runtime counts by itself where a class has this.
+// With this method, the runtime counts references itself.
 - (void)_ARCCompliantRetainRelease
 {
 }
@@ -79,7 +79,7 @@ extern "C" void objc_release_fast_np(id object);
 }
 @end
 
-/// One release too many, as a seeded fault.
+/// An over-release, as a seeded fault.
 extern "C" void releaseOnceMore(void *object)
 {
     [reinterpret_cast<id>(object) release];

@@ -7,8 +7,8 @@
 #include <functional>
 #include <optional>
 
-/// A stand-in for Carbon's hot keys and for the main queue, both of which wait to be told to go on.
-/// A call with another target than the application's, or another queue than the main one, aborts.
+/// A fake of Carbon's hot keys and of the main queue, both controlled by the test. A call with
+/// another target than the application's, or another queue than the main one, aborts.
 namespace FakeCarbon {
 struct Handler
 {
@@ -27,12 +27,12 @@ struct HotKey
 };
 
 void reset();
-extern OSStatus result; ///< What both calls answer.
+extern OSStatus result; ///< The result of both calls.
 extern QList<Handler> handlers;
 extern QList<HotKey> hotKeys;
 
-/// The user presses the key; what the handler answers.
+/// Presses the key; returns the handler's result.
 [[nodiscard]] OSStatus press();
-/// Does what waits in the main queue, and returns how much that was.
+/// Runs the work in the main queue and returns the number of blocks.
 int runMainQueue();
 } // namespace FakeCarbon

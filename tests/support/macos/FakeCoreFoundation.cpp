@@ -55,7 +55,7 @@ CFTypeRef made(Object &&object)
     return new Object(std::move(object));
 }
 
-// The system's own number for what no application owns.
+// The element number of the system-wide element.
 constexpr qint64 everything = -1;
 
 CFStringRef constantKey(const char *name)
@@ -140,7 +140,7 @@ int FakeCoreFoundation::livingObjects()
 
 CFStringRef __CFStringMakeConstantString(const char *text)
 {
-    // Never destroyed, as constants are.
+    // Never destroyed, like constants.
     static auto &constants = *new QHash<QByteArray, CFStringRef>;
     CFStringRef &constant = constants[text];
     if (!constant)
@@ -199,7 +199,7 @@ Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void *value)
     if (type != kCFNumberSInt64Type)
         std::abort();
     const double held = object(number, Type::number).number;
-    // It stores what it can and says whether that is all.
+    // Converts the number and returns whether that is exact.
     const auto whole = static_cast<qint64>(held);
     std::memcpy(value, &whole, sizeof whole);
     return std::trunc(held) == held ? 1 : 0;
@@ -222,7 +222,7 @@ void CFStringGetCharacters(CFStringRef string, CFRange range, UniChar *buffer)
 CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void **items, CFIndex count,
                          const CFArrayCallBacks *callBacks)
 {
-    // Without these the items would not be counted.
+    // Without these, the references of items would not be counted.
     if (allocator != kCFAllocatorDefault || callBacks != &kCFTypeArrayCallBacks)
         std::abort();
     QList<CFTypeRef> own;
@@ -248,7 +248,7 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef allocator, const void **keys, 
                                    CFIndex count, const CFDictionaryKeyCallBacks *keyCallBacks,
                                    const CFDictionaryValueCallBacks *valueCallBacks)
 {
-    // Without these the members would not be counted.
+    // Without these, the references of members would not be counted.
     if (allocator != kCFAllocatorDefault || keyCallBacks != &kCFTypeDictionaryKeyCallBacks ||
         valueCallBacks != &kCFTypeDictionaryValueCallBacks)
         std::abort();
@@ -333,7 +333,7 @@ AXError AXUIElementCopyMultipleAttributeValues(AXUIElementRef element, CFArrayRe
                                                AXCopyMultipleAttributeOptions options,
                                                CFArrayRef *values)
 {
-    // One attribute that is missing must not hide the others.
+    // A missing attribute must not hide the others.
     if (options != 0)
         std::abort();
     QStringList names;
@@ -380,7 +380,7 @@ CGEventRef CGEventCreateKeyboardEvent(CGEventSourceRef source, CGKeyCode code, b
                                          .sourceState = state,
                                          .code = code,
                                          .isDown = isDown,
-                                         .flags = 0x100, // What the user holds.
+                                         .flags = 0x100, // held by the user
                                          .text = {}}})));
 }
 

@@ -11,51 +11,51 @@
 #include <functional>
 #include <utility>
 
-/// A stand-in for CoreFoundation's objects. Each counts its references; a release too many, a use
-/// after the last release and an argument of another type abort the program, and what was never
-/// released is counted. What the make functions return is owned by the caller; a container keeps
-/// its own references and takes over the caller's.
+/// Fake CoreFoundation objects, which count their references. An over-release, a use after the last
+/// release and an argument of a wrong type abort the program, and objects that were never released
+/// are counted. The caller owns the results of the make functions; a container takes over the
+/// caller's references.
 namespace FakeCoreFoundation {
 [[nodiscard]] CFTypeRef makeString(const QString &text);
 [[nodiscard]] CFTypeRef makeNumber(qint64 number);
-[[nodiscard]] CFTypeRef makeFraction(double number); ///< A number that is no whole one.
-[[nodiscard]] CFTypeRef makeNull();                  ///< What stands in arrays for nothing.
+[[nodiscard]] CFTypeRef makeFraction(double number); ///< A number that is not an integer.
+[[nodiscard]] CFTypeRef makeNull();                  ///< The placeholder in arrays.
 [[nodiscard]] CFTypeRef makeArray(const QList<CFTypeRef> &items);
 [[nodiscard]] CFTypeRef makeDictionary(const QList<std::pair<CFStringRef, CFTypeRef>> &members);
 
-/// How many objects there are, apart from the constant keys.
+/// The number of objects, without the constant keys.
 [[nodiscard]] int livingObjects();
 
-/// An accessible element under a number of the test's own; an application's is its process. What
-/// the system calls an error's placeholder in a list of values.
+/// An accessible element with a number of the test's choice; an application's number is its process
+/// id. The second one is the system's placeholder for an error in a list of values.
 [[nodiscard]] CFTypeRef makeElement(qint64 number);
 [[nodiscard]] CFTypeRef makeAttributeError();
 
-/// The process of an element, who makes the values of its attributes (taken over by the caller,
-/// one for each name or less), and who performs its actions.
+/// Callbacks: the process of an element, the values of its attributes (owned by the caller, at most
+/// one for each name), and its actions.
 extern std::function<pid_t(qint64 element)> processOf;
 extern std::function<AXError(qint64 element, const QStringList &names, QList<CFTypeRef> &values)>
     attributeValues;
 extern std::function<AXError(qint64 element, const QString &action)> performAction;
-/// Who switches an element's attribute on; nothing knows one unless this says otherwise.
+/// Called to set an element's attribute; by default, elements have no settable attributes.
 extern std::function<AXError(qint64 element, const QString &name)> switchOn;
-/// The time-out of the elements that have no other.
+/// The default timeout of elements.
 extern float messagingTimeout;
 
-/// Whether the user trusts us with accessibility, and how often they were asked.
+/// Whether the user grants the accessibility permission, and how often it was requested.
 extern bool trusted;
 extern int trustPrompts;
 
-/// Whether the user lets us see the screen.
+/// Whether the user permits capturing the screen.
 extern bool mayCaptureScreen;
-extern int capturePrompts;    ///< How often they were asked for that,
-extern bool permitsOnceAsked; ///< and whether they then allow it at once.
+extern int capturePrompts;    ///< Number of requests for that permission.
+extern bool permitsOnceAsked; ///< Whether a request grants it at once.
 
-/// A key event as it was posted.
+/// A posted key event.
 struct PostedKey
 {
     uint32_t tap;
-    int32_t sourceState; ///< Of the source that it was made with; -1 without one.
+    int32_t sourceState; ///< The state of its event source; -1 without one.
     uint16_t code;
     bool isDown;
     uint64_t flags;
@@ -64,10 +64,10 @@ struct PostedKey
     bool operator==(const PostedKey &) const = default;
 };
 
-/// What was posted, oldest first, and whether events can be made at all.
+/// The posted events, oldest first, and whether events can be created.
 extern QList<PostedKey> postedKeys;
 extern bool makesKeyEvents;
 
-/// Who makes the answers of CGWindowListCopyWindowInfo.
+/// Called by CGWindowListCopyWindowInfo.
 extern std::function<CFTypeRef(CGWindowListOption option, CGWindowID window)> windowList;
 } // namespace FakeCoreFoundation

@@ -5,13 +5,13 @@
 
 #include <libproc.h>
 
-/// A stand-in for libproc's table of processes.
+/// A fake of libproc's process table.
 namespace FakeLibproc {
 struct Process
 {
     proc_bsdinfo told{};
     QByteArray path{};
-    QByteArray inputPath{}; ///< Of its standard input; empty where that is no file.
+    QByteArray inputPath{}; ///< The path of its standard input; empty if that is not a file.
     uint32_t inputDevice = 0;
 };
 

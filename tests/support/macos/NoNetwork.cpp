@@ -4,7 +4,7 @@
 
 bool forbidNetwork()
 {
-    // Deprecated in favour of what only signed bundles can have.
+    // Deprecated in favour of an interface for signed bundles only.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wdeprecated-declarations"
     char *error = nullptr;

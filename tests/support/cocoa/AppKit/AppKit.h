@@ -1,6 +1,6 @@
 #pragma once
 
-// The little of AppKit that our code calls; see Foundation.h beside this.
+// The parts of AppKit that our code uses; see Foundation.h.
 
 #include <CoreGraphics/CoreGraphics.h>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The little of Foundation that our code calls, with the contracts of the system's own headers, for
-// the stand-in in FakeFoundation.mm. Written from what those headers promise.
+// The parts of Foundation that our code uses, implemented in FakeFoundation.mm. Written from the
+// documentation in the system's headers.
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-// The little of ApplicationServices that our code calls; see CoreFoundation.h beside this.
+// The parts of ApplicationServices that our code uses; see CoreFoundation.h.
 
 #include <CoreFoundation/CoreFoundation.h>
 

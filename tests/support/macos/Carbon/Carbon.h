@@ -1,6 +1,6 @@
 #pragma once
 
-// The little of Carbon that our code calls; see FakeCarbon.h beside this folder.
+// The parts of Carbon that our code uses; see FakeCarbon.h.
 
 #include <cstdint>
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// The little of CoreFoundation that our code calls, declared as the system's own header does, for
-// the stand-in in FakeCoreFoundation.cpp.
+// The parts of CoreFoundation that our code uses, declared as in the system's header and
+// implemented in FakeCoreFoundation.cpp.
 
 #include <cstdint>
 

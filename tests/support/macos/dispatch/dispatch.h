@@ -1,6 +1,6 @@
 #pragma once
 
-// The little of libdispatch that our code calls; see FakeCarbon.h.
+// The parts of libdispatch that our code uses; see FakeCarbon.h.
 
 // NOLINTBEGIN
 struct dispatch_queue_s;
