@@ -7,6 +7,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -22,6 +23,17 @@ void refuse(const WorkQueue::Job &job, WorkQueue::Refusal reason)
 struct WorkQueue::State : std::enable_shared_from_this<State>
 {
     explicit State(const char *threadName) : name(threadName) {}
+
+    [[nodiscard]] bool isIdle() const { return !running && waiting.empty(); }
+
+    unsigned push(Job job)
+    {
+        if (!thread.joinable())
+            startThread();
+        waiting.push_back(std::move(job));
+        changed.notify_all();
+        return ++added;
+    }
 
     void startThread()
     {
@@ -59,7 +71,15 @@ struct WorkQueue::State : std::enable_shared_from_this<State>
             guard.unlock();
             WorkerThread::park();
         }
+        finishRunning();
+    }
+
+    void finishRunning()
+    {
         running.reset();
+        isOverdue = false;
+        ++finished;
+        changed.notify_all();
     }
 
     const std::string name;
@@ -67,16 +87,16 @@ struct WorkQueue::State : std::enable_shared_from_this<State>
     std::condition_variable changed;
     std::deque<Job> waiting;
     std::optional<std::function<void(Refusal)>> running; // refuses the running job
+    unsigned added = 0;
+    unsigned finished = 0;
+    bool isOverdue = false; // the caller of the running job has stopped waiting for it
     bool closed = false;
     bool ended = false;
     unsigned threadNumber = 0;
     std::thread thread;
 };
 
-WorkQueue::WorkQueue(const char *name) : m_state(std::make_shared<State>(name))
-{
-    m_state->startThread();
-}
+WorkQueue::WorkQueue(const char *name) : m_state(std::make_shared<State>(name)) {}
 
 WorkQueue::~WorkQueue()
 {
@@ -88,8 +108,7 @@ void WorkQueue::add(Job job)
     {
         const std::scoped_lock guard(m_state->lock);
         if (!m_state->closed) {
-            m_state->waiting.push_back(std::move(job));
-            m_state->changed.notify_all();
+            m_state->push(std::move(job));
             return;
         }
     }
@@ -104,20 +123,51 @@ void WorkQueue::close(std::function<void()> last)
         return;
     m_state->closed = true;
     dropped.swap(m_state->waiting);
-    if (last)
-        m_state->waiting.push_back({std::move(last)});
+    // An overdue call may not even have begun. Its caller cannot tell, so it is made in any case.
+    if (m_state->isOverdue && !m_state->running) {
+        m_state->waiting.push_back(std::move(dropped.front()));
+        dropped.pop_front();
+    }
+    if (last && m_state->thread.joinable())
+        m_state->push({std::exchange(last, {})});
     m_state->changed.notify_all();
 
     guard.unlock();
+    if (last)
+        last();
     for (const Job &job : dropped)
         refuse(job, Refusal::closed);
     dropped.clear();
 
     // join() alone is not enough: the thread may be given up and replaced meanwhile.
     guard.lock();
-    m_state->changed.wait(guard, [&] { return m_state->ended; });
+    if (!m_state->thread.joinable())
+        return;
+    m_state->changed.wait(guard, [&] { return m_state->ended || m_state->isOverdue; });
+    if (!m_state->ended) {
+        m_state->thread.detach();
+        return;
+    }
     guard.unlock();
     m_state->thread.join();
+}
+
+bool WorkQueue::perform(std::function<void()> work, std::chrono::milliseconds limit)
+{
+    const std::shared_ptr<State> state = m_state;
+    std::unique_lock guard(state->lock);
+    if (state->closed || !state->isIdle())
+        return false;
+    unsigned number = 0;
+    try {
+        number = state->push({std::move(work)});
+    } catch (const std::system_error &) {
+        return false;
+    }
+    if (state->changed.wait_for(guard, limit, [&] { return state->finished >= number; }))
+        return true;
+    state->isOverdue = true;
+    return false;
 }
 
 void WorkQueue::abandonRunningJob()
@@ -130,6 +180,9 @@ void WorkQueue::abandonRunningJob()
         if (!lost)
             return;
         state->thread.detach();
+        state->isOverdue = false;
+        ++state->finished;
+        state->changed.notify_all();
         state->startThread();
     }
     if (*lost)

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
+#include <utility>
 
-/// One thread that runs jobs one at a time, in the order in which they were added. Uses standard
-/// primitives only, which ThreadSanitizer can follow. Any thread may call it; its owner closes and
-/// destroys it on one thread.
+/// One thread that runs jobs one at a time, in the order in which they were added. The first job
+/// starts the thread. Uses standard primitives only, which ThreadSanitizer can follow. Any thread
+/// may call it; its owner closes and destroys it on one thread.
 class WorkQueue
 {
 public:
@@ -29,11 +32,29 @@ public:
     WorkQueue(const WorkQueue &) = delete;
     WorkQueue &operator=(const WorkQueue &) = delete;
 
-    /// Adds a job. A closed queue refuses it.
+    /// Adds a job. A closed queue refuses it. Throws std::system_error if the system has no thread
+    /// left.
     void add(Job job);
 
+    /// For work that may never return, such as a question to a server that hangs: waits for its
+    /// result for as long as the limit, and returns nothing after that. Returns nothing at once if
+    /// the queue has other work, which may be an earlier call that is overdue, or if there is no
+    /// thread left. The work may outlast the call and the queue, so it owns what it uses. It must
+    /// not throw.
+    template <typename Work>
+    [[nodiscard]] auto call(Work work, std::chrono::milliseconds limit)
+        -> std::optional<decltype(work())>
+    {
+        using Result = std::optional<decltype(work())>;
+        const auto result = std::make_shared<Result>();
+        if (!perform([work = std::move(work), result] { *result = work(); }, limit))
+            return std::nullopt;
+        return std::move(*result);
+    }
+
     /// Refuses all waiting jobs, lets the running one finish, runs the last work, and returns when
-    /// the thread has ended. Later calls do nothing.
+    /// the thread has ended. A call that is overdue is not
+    /// waited for. Without a thread, the last work runs on the calling one. Later calls do nothing.
     void close(std::function<void()> last = {});
 
     /// For a running job that will never return: refuses it, gives its thread up and continues with
@@ -43,5 +64,8 @@ public:
 
 private:
     struct State;
+
+    [[nodiscard]] bool perform(std::function<void()> work, std::chrono::milliseconds limit);
+
     std::shared_ptr<State> m_state;
 };

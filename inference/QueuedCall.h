@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -46,7 +47,12 @@ public:
             const bool isClosed = reason == WorkQueue::Refusal::closed;
             settle(shared, InferenceError(isClosed ? InferenceError::notLoaded : otherwise));
         };
-        m_queue.add({std::move(work), std::move(refuse)});
+        try {
+            m_queue.add({std::move(work), std::move(refuse)});
+        } catch (const std::system_error &) { // The system has no thread left.
+            m_shared->waiter = nullptr;
+            throw InferenceError(m_otherwise);
+        }
     }
 
     Result await_resume()

@@ -1,6 +1,7 @@
 #include "platform/linux/LinuxWorkspace.h"
 
-#include "platform/Outcome.h"
+#include "base/Futures.h"
+#include "platform/PlatformError.h"
 #include "platform/linux/desktop/FileManager.h"
 #include "platform/linux/desktop/LinuxProcesses.h"
 #include "platform/linux/x11/X11Desktop.h"
@@ -145,19 +146,19 @@ void WindowArrival::look()
     const X11Snapshot now = m_desktop.snapshot().value_or(X11Snapshot());
     if (!m_handOverLimit.hasExpired() && !LinuxProcesses().hasEnded(m_expected.leader))
         m_documentLimit.setRemainingTime(documentLimit);
-    std::optional<QString> failure;
     if (!now.active || !hasWhatWasAskedFor(*now.active) || !hasSettled(*now.active)) {
         bringForward(now);
         if (!m_limit.hasExpired())
             return;
-        failure = u'“' + m_expected.name +
-                  (m_hasWindow ? u"” didn't come to the front."_s
-                               : u"” hasn't shown a window yet. It may still be starting."_s);
+        m_promise.setException(PlatformError(
+            u'“' + m_expected.name +
+            (m_hasWindow ? u"” didn't come to the front."_s
+                         : u"” hasn't shown a window yet. It may still be starting."_s)));
     } else {
         m_expected.arrived();
     }
     m_timer.stop();
-    settle(m_promise, failure);
+    m_promise.finish();
     deleteLater();
 }
 
@@ -315,7 +316,10 @@ QFuture<void> LinuxWorkspace::open(const QUrl &url)
     const QByteArray uri = url.toEncoded();
     const std::optional<QString> location = DesktopEntries::defaultFor(uri);
     const auto start = [&] { return DesktopEntries::open(uri); };
-    return location ? openIn(*location, uri, start) : settled(start().failure);
+    if (location)
+        return openIn(*location, uri, start);
+    const DesktopEntries::Started started = start();
+    return started.failure ? Futures::failed(PlatformError(*started.failure)) : Futures::done();
 }
 
 QFuture<void> LinuxWorkspace::open(const QUrl &url, const QString &location)
@@ -377,7 +381,7 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
     } else if (!uri.isEmpty() || !isStarting) {
         const DesktopEntries::Started started = start();
         if (started.failure)
-            return settled(started.failure);
+            return Futures::failed(PlatformError(*started.failure));
         // What runs already may have taken the address over.
         if (!window)
             last = {.leader = started.leader};

@@ -1,6 +1,7 @@
 #include "platform/macos/CaptureTool.h"
 
-#include "platform/Outcome.h"
+#include "base/Futures.h"
+#include "platform/PlatformError.h"
 
 #include <QFile>
 #include <QProcess>
@@ -25,7 +26,7 @@ QFuture<void> CaptureTool::run(const QString &program, const std::filesystem::pa
     tool->setStandardOutputFile(QProcess::nullDevice());
     tool->setStandardErrorFile(QProcess::nullDevice());
     QObject::connect(tool, &QProcess::finished, tool, [tool, promise] {
-        settle(*promise, std::nullopt);
+        promise->finish();
         tool->deleteLater();
     });
     QObject::connect(tool, &QProcess::errorOccurred, tool,
@@ -33,7 +34,7 @@ QFuture<void> CaptureTool::run(const QString &program, const std::filesystem::pa
                          // After any other error, finished() is emitted.
                          if (error != QProcess::FailedToStart)
                              return;
-                         settle(*promise, tool->errorString());
+                         Futures::fail(*promise, PlatformError(tool->errorString()));
                          tool->deleteLater();
                      });
     QTimer::singleShot(limit, tool, &QProcess::kill);

@@ -1,7 +1,7 @@
 #include "platform/macos/MacKeyboard.h"
 
+#include "base/Futures.h"
 #include "base/Text.h"
-#include "platform/Outcome.h"
 #include "platform/macos/CFOwner.h"
 
 #include <CoreGraphics/CoreGraphics.h>
@@ -55,10 +55,10 @@ public:
             if (!isLast)
                 send(part);
         }
-        return settled(std::nullopt);
+        return Futures::done();
     }
 
-    QFuture<void> finish() override { return settled(std::nullopt); }
+    QFuture<void> finish() override { return Futures::done(); }
 
 private:
     // If an event cannot be created, it is dropped.

@@ -1,6 +1,6 @@
 #include "platform/macos/MacScreen.h"
 
-#include "platform/Outcome.h"
+#include "base/Futures.h"
 #include "platform/macos/CFOwner.h"
 #include "platform/macos/CFText.h"
 #include "platform/macos/CaptureTool.h"
@@ -59,6 +59,6 @@ QFuture<void> MacScreen::capture(const std::filesystem::path &file)
 {
     // Without the permission, the tool may write a file that shows the wallpaper without windows.
     if (!CGPreflightScreenCaptureAccess() && !CGRequestScreenCaptureAccess())
-        return settled(std::nullopt);
+        return Futures::done();
     return CaptureTool::run(u"/usr/sbin/screencapture"_s, file);
 }

@@ -1,7 +1,8 @@
 #include "platform/macos/MacWorkspace.h"
 
+#include "base/Futures.h"
 #include "platform/FrontApplication.h"
-#include "platform/Outcome.h"
+#include "platform/PlatformError.h"
 #include "platform/macos/ApplicationBundles.h"
 #include "platform/macos/CocoaText.h"
 #include "platform/macos/FrontProcess.h"
@@ -53,9 +54,10 @@ NSWorkspaceOpenConfiguration *activating()
     return configuration;
 }
 
-std::optional<QString> failure(NSError *error)
+std::optional<PlatformError> failure(NSError *error)
 {
-    return error ? std::optional(fromCocoa(error.localizedDescription)) : std::nullopt;
+    return error ? std::optional(PlatformError(fromCocoa(error.localizedDescription)))
+                 : std::nullopt;
 }
 
 using Completion = void (^)(NSRunningApplication *, NSError *);
@@ -65,9 +67,11 @@ using Completion = void (^)(NSRunningApplication *, NSError *);
 Completion settling(std::shared_ptr<QPromise<void>> promise) // NOLINT(*-unnecessary-value-param)
 {
     return ^(NSRunningApplication *, NSError *error) {
-      const std::optional<QString> sentence = failure(error);
+      const std::optional<PlatformError> problem = failure(error);
       dispatch_async(dispatch_get_main_queue(), ^{
-        settle(*promise, sentence);
+        if (problem)
+            promise->setException(*problem);
+        promise->finish();
       });
     };
 }

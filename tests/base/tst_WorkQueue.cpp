@@ -19,9 +19,20 @@ private Q_SLOTS:
     void goesOnWithANewThreadAfterALostJob();
     void aJobCanLoseItsOwnThread();
     void closesWhileAJobIsLost();
+    void withoutAJobTheLastWorkIsStillDone();
+    void callsAreDoneOnOneOtherThread();
+    void aCallThatTakesTooLongYieldsNothing();
+    void aQueueWithACallThatIsOverdueFailsAtOnceAndRecovers();
+    void aCallThatIsOverdueDoesNotHoldItsOwnerUp();
+    void anAbandonedCallYieldsNothing();
 };
 
 namespace {
+using namespace std::chrono_literals;
+
+// Longer than any test may take.
+constexpr auto ages = std::chrono::milliseconds(24h);
+
 using Refusal = WorkQueue::Refusal;
 using Refusals = std::vector<Refusal>;
 } // namespace
@@ -138,6 +149,73 @@ void tst_WorkQueue::closesWhileAJobIsLost()
     }
     QVERIFY(lastRan);
     QVERIFY(refused.get_future().get() == Refusal::abandoned);
+}
+
+void tst_WorkQueue::withoutAJobTheLastWorkIsStillDone()
+{
+    bool lastRan = false;
+    WorkQueue("test.queue").close([&] { lastRan = true; });
+    QVERIFY(lastRan);
+}
+
+void tst_WorkQueue::callsAreDoneOnOneOtherThread()
+{
+    WorkQueue queue("test.queue");
+    const auto first = queue.call([] { return std::this_thread::get_id(); }, ages);
+    const auto second = queue.call([] { return std::this_thread::get_id(); }, ages);
+    QVERIFY(first && second);
+    QVERIFY(*first == *second);
+    QVERIFY(*first != std::this_thread::get_id());
+}
+
+void tst_WorkQueue::aCallThatTakesTooLongYieldsNothing()
+{
+    WorkQueue queue("test.queue");
+    const auto release = std::make_shared<std::promise<void>>();
+    QVERIFY(!queue.call([wait = release->get_future().share()] { return wait.wait(), 1; }, 1ms));
+    release->set_value();
+}
+
+void tst_WorkQueue::aQueueWithACallThatIsOverdueFailsAtOnceAndRecovers()
+{
+    WorkQueue queue("test.queue");
+    const auto release = std::make_shared<std::promise<void>>();
+    QVERIFY(!queue.call([wait = release->get_future().share()] { return wait.wait(), 1; }, 1ms));
+    // It would never come back if it waited for its turn.
+    QVERIFY(!queue.call([] { return 2; }, ages));
+    release->set_value();
+    QTRY_COMPARE(queue.call([] { return 3; }, ages), 3);
+}
+
+void tst_WorkQueue::aCallThatIsOverdueDoesNotHoldItsOwnerUp()
+{
+    const auto release = std::make_shared<std::promise<void>>();
+    const auto over = std::make_shared<std::promise<void>>();
+    {
+        WorkQueue queue("test.queue");
+        QVERIFY(!queue.call(
+            [wait = release->get_future().share(), over] {
+                wait.wait();
+                over->set_value();
+                return 1;
+            },
+            1ms));
+    }
+    release->set_value();
+    over->get_future().wait();
+}
+
+void tst_WorkQueue::anAbandonedCallYieldsNothing()
+{
+    WorkQueue queue("test.queue");
+    QVERIFY(!queue.call(
+        [&queue] {
+            queue.abandonRunningJob();
+            WorkerThread::park();
+            return 1;
+        },
+        ages));
+    QCOMPARE(queue.call([] { return 2; }, ages), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_WorkQueue)

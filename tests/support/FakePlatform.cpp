@@ -1,6 +1,7 @@
 #include "tests/support/FakePlatform.h"
 
-#include "platform/Outcome.h"
+#include "base/Futures.h"
+#include "platform/PlatformError.h"
 
 #include <QFileInfo>
 
@@ -8,6 +9,19 @@
 #include <fstream>
 
 namespace {
+// With the sentence of a failure, if there is one.
+void end(QPromise<void> &promise, const std::optional<QString> &failure)
+{
+    if (failure)
+        promise.setException(PlatformError(*failure));
+    promise.finish();
+}
+
+QFuture<void> overWith(const std::optional<QString> &failure)
+{
+    return failure ? Futures::failed(PlatformError(*failure)) : Futures::done();
+}
+
 class FakeTree final : public AccessibleTree
 {
 public:
@@ -215,14 +229,14 @@ void FakeWorkspace::finishRequests()
 {
     holdsRequests = false;
     for (QPromise<void> &promise : m_held)
-        settle(promise, failure);
+        end(promise, failure);
     m_held.clear();
 }
 
 QFuture<void> FakeWorkspace::request()
 {
     if (!holdsRequests)
-        return settled(failure);
+        return overWith(failure);
     m_held.emplace_back().start();
     return m_held.back().future();
 }
@@ -256,13 +270,13 @@ public:
             m_keyboard.events.append(event);
         if (m_keyboard.afterEachEvent)
             m_keyboard.afterEachEvent();
-        return settled(m_keyboard.failure);
+        return overWith(m_keyboard.failure);
     }
 
     QFuture<void> finish() override
     {
         ++m_keyboard.finishedSources;
-        return settled(m_keyboard.failure);
+        return overWith(m_keyboard.failure);
     }
 
 private:
@@ -282,7 +296,7 @@ QFuture<void> FakeScreen::capture(const std::filesystem::path &file)
     captured.append(file);
     if (!holdsCaptures) {
         write(file);
-        return settled(failure);
+        return overWith(failure);
     }
     m_held.emplace().start();
     return m_held->future();
@@ -291,7 +305,7 @@ QFuture<void> FakeScreen::capture(const std::filesystem::path &file)
 void FakeScreen::finishCapture()
 {
     write(captured.constLast());
-    settle(*m_held, failure);
+    end(*m_held, failure);
     m_held.reset();
 }
 

@@ -116,7 +116,7 @@ void AtSpiPeers::connect(ProcessId application, const QByteArray &name, const QB
     // Other transports (unixexec:) would start a program.
     if (!address.startsWith("unix:") || address.contains(';'))
         return;
-    const auto peer = m_worker.run([address] { return PrivateBus::connectToPeer(address); }, limit);
+    const auto peer = m_queue.call([address] { return PrivateBus::connectToPeer(address); }, limit);
     if (peer && (*peer)->isOpen())
         m_peers[{application, name}] = *peer;
 }

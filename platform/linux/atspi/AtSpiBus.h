@@ -1,7 +1,7 @@
 #pragma once
 
-#include "base/BoundedWorker.h"
 #include "base/ProcessId.h"
+#include "base/WorkQueue.h"
 #include "platform/linux/atspi/DBus.h"
 
 #include <chrono>
@@ -57,6 +57,6 @@ private:
     // Names begin anew with each bus, so one alone does not stand for an application.
     using Key = std::pair<ProcessId, QByteArray>;
 
-    BoundedWorker m_worker;
+    WorkQueue m_queue{"atspi.peers"};
     std::map<Key, std::shared_ptr<PrivateBus>> m_peers;
 };

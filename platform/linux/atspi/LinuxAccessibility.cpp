@@ -20,9 +20,9 @@ constexpr milliseconds arrival{300};
 
 // What these do is bounded by itself, apart from connecting to a bus that has stopped.
 template <typename Result>
-std::optional<Result> ask(BoundedWorker &worker, Result (*question)(PrivateBus::Deadline))
+std::optional<Result> ask(WorkQueue &queue, Result (*question)(PrivateBus::Deadline))
 {
-    return worker.run(
+    return queue.call(
         [question, deadline = steady_clock::now() + answerLimit] { return question(deadline); },
         answerLimit);
 }
@@ -30,12 +30,12 @@ std::optional<Result> ask(BoundedWorker &worker, Result (*question)(PrivateBus::
 
 bool LinuxAccessibility::isTrusted()
 {
-    return ask(m_worker, &AtSpiBus::isEnabled).value_or(false);
+    return ask(m_queue, &AtSpiBus::isEnabled).value_or(false);
 }
 
 void LinuxAccessibility::requestTrust()
 {
-    (void)m_worker.run(
+    (void)m_queue.call(
         [] {
             const auto deadline = steady_clock::now() + startLimit;
             if (!AtSpiBus::enable(deadline))
@@ -54,6 +54,6 @@ void LinuxAccessibility::requestTrust()
 std::unique_ptr<AccessibleTree> LinuxAccessibility::open(ProcessId application, milliseconds limit)
 {
     const auto deadline = steady_clock::now() + limit;
-    return std::make_unique<AtSpiTree>(ask(m_worker, &AtSpiBus::connect).value_or(nullptr), m_peers,
+    return std::make_unique<AtSpiTree>(ask(m_queue, &AtSpiBus::connect).value_or(nullptr), m_peers,
                                        application, deadline);
 }

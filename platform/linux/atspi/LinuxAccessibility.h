@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/BoundedWorker.h"
+#include "base/WorkQueue.h"
 #include "platform/Accessibility.h"
 #include "platform/linux/atspi/AtSpiBus.h"
 
@@ -16,6 +16,6 @@ public:
                                          std::chrono::milliseconds limit) override;
 
 private:
-    BoundedWorker m_worker;
+    WorkQueue m_queue{"atspi.bus"};
     AtSpiPeers m_peers;
 };

@@ -1,6 +1,7 @@
 #include "platform/linux/keyboard/LinuxKeyboard.h"
 
-#include "platform/Outcome.h"
+#include "base/Futures.h"
+#include "platform/PlatformError.h"
 #include "platform/linux/keyboard/Modifier.h"
 
 #include <QCoreApplication>
@@ -161,7 +162,9 @@ public:
         }
         // Text has no key that could be down for a while.
         const QList<uint> symbols = event.isDown ? symbolsOf(event.text) : QList<uint>();
-        return symbols.isEmpty() ? settled(m_failure) : ask(request("type", symbols));
+        if (!symbols.isEmpty())
+            return ask(request("type", symbols));
+        return m_failure ? Futures::failed(*m_failure) : Futures::done();
     }
 
     QFuture<void> finish() override
@@ -181,7 +184,7 @@ private:
     QFuture<void> await()
     {
         if (m_failure)
-            return settled(m_failure);
+            return Futures::failed(*m_failure);
         m_limit.start();
         m_awaited.emplace_back().start();
         return m_awaited.back().future();
@@ -211,7 +214,7 @@ private:
 
     void settleNext()
     {
-        settle(m_awaited.front(), std::nullopt);
+        m_awaited.front().finish();
         m_awaited.pop_front();
         if (m_awaited.empty())
             m_limit.stop();
@@ -226,15 +229,15 @@ private:
         if (m_process->state() != QProcess::NotRunning)
             m_process->terminate();
         if (!m_failure)
-            m_failure = sentence;
+            m_failure.emplace(sentence);
         for (QPromise<void> &promise : std::exchange(m_awaited, {}))
-            settle(promise, m_failure);
+            Futures::fail(promise, *m_failure);
     }
 
     QProcess *m_process; ///< Deletes itself when it has ended.
     QTimer m_limit;
-    std::deque<QPromise<void>> m_awaited; ///< The answers that are still out, in their order.
-    std::optional<QString> m_failure;     ///< Why nothing more can be done.
+    std::deque<QPromise<void>> m_awaited;   ///< The answers that are still out, in their order.
+    std::optional<PlatformError> m_failure; ///< Why nothing more can be done.
     bool m_isFinishing = false;
 };
 } // namespace

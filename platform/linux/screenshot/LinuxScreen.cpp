@@ -1,7 +1,7 @@
 #include "platform/linux/screenshot/LinuxScreen.h"
 
-#include "base/WorkerThread.h"
-#include "platform/Outcome.h"
+#include "base/Futures.h"
+#include "platform/PlatformError.h"
 #include "platform/linux/screenshot/AtomicFile.h"
 #include "platform/linux/screenshot/RootGrab.h"
 #include "platform/linux/screenshot/ScreenPortal.h"
@@ -16,7 +16,6 @@
 #include <memory>
 #include <mutex>
 #include <new>
-#include <thread>
 
 using namespace Qt::StringLiterals;
 
@@ -41,8 +40,8 @@ QByteArray pngFile(const QImage &image)
     return content;
 }
 
-// One capture, shared by its thread, which a server that hangs may hold for ever, and by the main
-// thread, which gives up in time.
+// One capture. The queue's thread takes the picture, and a server that hangs may hold it for ever.
+// The main thread gives it up in time.
 class Capture
 {
 public:
@@ -52,38 +51,42 @@ public:
 
     void perform(const std::filesystem::path &file)
     {
-        std::optional<QString> failure;
+        (void)enter(Stage::grabbing);
         try {
             const QImage image = RootGrab::grab([this] { answered(); });
-            // What nobody waits for any more must not turn up later.
-            if (!beginSaving())
+            // A capture that has been given up leaves no file behind.
+            if (!enter(Stage::saving))
                 return;
             AtomicFile::write(file, pngFile(image));
+            if (enter(Stage::over))
+                m_promise.finish();
         } catch (const PlatformError &error) {
-            failure = QString::fromUtf8(error.what());
+            fail(error);
         } catch (const std::bad_alloc &) {
-            failure = u"There is not enough memory for a picture of the screen."_s;
+            fail(PlatformError(u"There is not enough memory for a picture of the screen."_s));
         }
-        end(failure);
     }
 
-    /// How many answers there were, while there are more than those seen before. Otherwise there
-    /// is nothing to wait for any more, and one that hangs has been given up.
-    std::optional<int> answersAfter(int seen)
+    /// Gives the grab up if there was no answer after that many. Returns how many there are now, or
+    /// nothing if there is nothing to wait for any more.
+    std::optional<int> answersAfter(int seen, WorkQueue &queue)
     {
         {
             const std::scoped_lock guard(m_lock);
+            if (m_stage == Stage::waiting || (m_stage == Stage::grabbing && m_answers > seen))
+                return m_answers;
             if (m_stage != Stage::grabbing)
                 return std::nullopt;
-            if (m_answers > seen)
-                return m_answers;
+            m_stage = Stage::over;
+            // This is the queue's running job: to go on, it needs the lock.
+            queue.abandonRunningJob();
         }
-        end(u"The display doesn't answer."_s);
+        Futures::fail(m_promise, PlatformError(u"The display doesn't answer."_s));
         return std::nullopt;
     }
 
 private:
-    enum class Stage { grabbing, saving, over };
+    enum class Stage { waiting, grabbing, saving, over };
 
     void answered()
     {
@@ -91,55 +94,42 @@ private:
         ++m_answers;
     }
 
-    bool beginSaving()
+    [[nodiscard]] bool enter(Stage stage)
     {
         const std::scoped_lock guard(m_lock);
-        if (m_stage != Stage::grabbing)
+        if (m_stage == Stage::over)
             return false;
-        m_stage = Stage::saving;
+        m_stage = stage;
         return true;
     }
 
-    void end(const std::optional<QString> &failure)
+    void fail(const PlatformError &error)
     {
-        {
-            const std::scoped_lock guard(m_lock);
-            if (m_stage == Stage::over)
-                return;
-            m_stage = Stage::over;
-        }
-        settle(m_promise, failure);
+        if (enter(Stage::over))
+            Futures::fail(m_promise, error);
     }
 
     std::mutex m_lock;
-    Stage m_stage = Stage::grabbing;
+    Stage m_stage = Stage::waiting;
     int m_answers = 0;
     QPromise<void> m_promise;
 };
 
-void watch(const std::weak_ptr<Capture> &watched, int seen)
+void watch(const std::weak_ptr<Capture> &watched, int seen, WorkQueue &queue, QObject *context)
 {
-    QTimer::singleShot(silenceLimit, [watched, seen] {
+    QTimer::singleShot(silenceLimit, context, [watched, seen, &queue, context] {
         const std::shared_ptr<Capture> capture = watched.lock();
-        if (const std::optional<int> answers = capture ? capture->answersAfter(seen) : std::nullopt)
-            watch(watched, *answers);
+        if (const auto answers = capture ? capture->answersAfter(seen, queue) : std::nullopt)
+            watch(watched, *answers, queue, context);
     });
 }
-
-// Writes what all monitors show to a PNG file, on a thread of its own. A server that says nothing
-// for two seconds counts as one that never will.
-QFuture<void> captureDisplay(const std::filesystem::path &file)
-{
-    const auto capture = std::make_shared<Capture>();
-    QFuture<void> future = capture->future();
-    std::thread([capture, file] {
-        WorkerThread::begin("screen.capture");
-        capture->perform(file);
-    }).detach();
-    watch(capture, 0);
-    return future;
-}
 } // namespace
+
+LinuxScreen::~LinuxScreen()
+{
+    // A server that hangs must not hold up the end of the program.
+    m_queue.abandonRunningJob();
+}
 
 std::optional<QList<WindowInfo>> LinuxScreen::windows()
 {
@@ -164,5 +154,8 @@ QFuture<void> LinuxScreen::capture(const std::filesystem::path &file)
     // Under Wayland the X server that may be there as well shows nothing of the screen.
     if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return ScreenPortal::capture(file);
-    return captureDisplay(file);
+    const auto capture = std::make_shared<Capture>();
+    m_queue.add({[capture, file] { capture->perform(file); }});
+    watch(capture, 0, m_queue, &m_watches);
+    return capture->future();
 }

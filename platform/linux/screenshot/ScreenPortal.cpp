@@ -1,6 +1,7 @@
 #include "platform/linux/screenshot/ScreenPortal.h"
 
-#include "platform/Outcome.h"
+#include "base/Futures.h"
+#include "platform/PlatformError.h"
 #include "platform/linux/screenshot/AtomicFile.h"
 
 #include <QDBusConnection>
@@ -28,19 +29,15 @@ constexpr auto userLimit = 60s;
 
 const QString portalName = u"org.freedesktop.portal.Desktop"_s;
 
-// Takes the portal's own file away: the user asked for one picture, and for one place.
-std::optional<QString> moved(const QUrl &address, const std::filesystem::path &file)
+// Takes the portal's own file away: the user asked for one picture, and for one place. Throws a
+// PlatformError.
+void move(const QUrl &address, const std::filesystem::path &file)
 {
     QFile picture(address.toLocalFile());
     if (!address.isLocalFile() || !picture.open(QIODevice::ReadOnly))
-        return std::nullopt;
-    try {
-        AtomicFile::write(file, picture.readAll());
-    } catch (const PlatformError &error) {
-        return QString::fromUtf8(error.what());
-    }
+        return;
+    AtomicFile::write(file, picture.readAll());
     picture.remove();
-    return std::nullopt;
 }
 
 // One picture that was asked for. Lives until it is there or will never be.
@@ -63,7 +60,7 @@ public:
         // From nobody else: what is answered is moved away from where it is.
         if (!bus.connect(portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Response"_s,
                          this, SLOT(respond(uint, QVariantMap)))) {
-            end(std::nullopt);
+            end();
             return;
         }
         QDBusMessage call =
@@ -78,11 +75,11 @@ public:
                 return;
             // It may only have been slow, and ask the user yet.
             withdraw();
-            end(std::nullopt);
+            end();
         });
         QTimer::singleShot(userLimit, this, [this] {
             withdraw();
-            end(std::nullopt);
+            end();
         });
     }
 
@@ -90,7 +87,13 @@ private Q_SLOTS:
     void respond(uint code, const QVariantMap &results)
     {
         const bool isTaken = code == 0;
-        end(isTaken ? moved(QUrl(results.value(u"uri"_s).toString()), m_file) : std::nullopt);
+        try {
+            if (isTaken && !m_isOver)
+                move(QUrl(results.value(u"uri"_s).toString()), m_file);
+        } catch (const PlatformError &error) {
+            m_promise.setException(error);
+        }
+        end();
     }
 
 private: // NOLINT(readability-redundant-access-specifiers): those above are slots.
@@ -101,11 +104,11 @@ private: // NOLINT(readability-redundant-access-specifiers): those above are slo
             portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Close"_s));
     }
 
-    void end(const std::optional<QString> &failure)
+    void end()
     {
         if (std::exchange(m_isOver, true))
             return;
-        settle(m_promise, failure);
+        m_promise.finish();
         deleteLater();
     }
 

@@ -1,6 +1,6 @@
 #include "platform/linux/x11/LinuxShell.h"
 
-#include "base/BoundedWorker.h"
+#include "base/WorkQueue.h"
 #include "platform/NativeWindow.h"
 #include "platform/linux/x11/LinuxHotKey.h"
 #include "platform/linux/x11/ShellSession.h"
@@ -26,9 +26,9 @@ xcb_window_t windowId(NativeWindow &window)
 
 bool serverAnswers()
 {
-    BoundedWorker worker;
+    WorkQueue probe("x11.probe");
     const auto connects = [] { return Xcb::open().connection != nullptr; };
-    return worker.run(connects, serverLimit).value_or(false);
+    return probe.call(connects, serverLimit).value_or(false);
 }
 
 // The resolution of fonts at which things have the sizes that they were drawn for.

@@ -55,7 +55,7 @@ struct X11Desktop::Front
 };
 
 // A connection to the X server. Every call may wait for the server without bound, and fails if that
-// has gone. On the worker's thread.
+// has gone. On the queue's thread.
 class X11Desktop::Session
 {
 public:
@@ -389,8 +389,8 @@ template <typename Question>
 auto X11Desktop::ask(Question question) -> decltype(question(std::declval<Session &>()))
 {
     using Answer = decltype(question(std::declval<Session &>()));
-    return m_worker
-        .run(
+    return m_queue
+        .call(
             [connection = m_connection, question] {
                 Session *const session = connection->session();
                 return session ? question(*session) : Answer();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "base/BoundedWorker.h"
+#include "base/WorkQueue.h"
 #include "platform/linux/x11/X11Window.h"
 
 #include <QList>
@@ -45,5 +45,5 @@ private:
     auto ask(Question question) -> decltype(question(std::declval<Session &>()));
 
     std::shared_ptr<Connection> m_connection; ///< Shared with the work, which may outlast us.
-    BoundedWorker m_worker;
+    WorkQueue m_queue{"x11"};
 };
