@@ -11,24 +11,31 @@ Download::Download(const QUrl &url, const QString &folder, std::chrono::millisec
     , m_transfer(std::make_shared<Transfer>(url, folder, patience))
 {
     const std::weak_ptr<Events> listener = m_events;
-    m_thread = std::thread([transfer = m_transfer, listener] {
-        const std::optional<QString> failure = transfer->run([&listener](double fraction) {
-            MainThread::post([listener, fraction] {
-                if (const auto alive = listener.lock())
-                    alive->progress(fraction);
+    m_queue.add({[transfer = m_transfer, listener] {
+        try {
+            transfer->run([&listener](double fraction) {
+                MainThread::post([listener, fraction] {
+                    if (const auto alive = listener.lock())
+                        alive->progress(fraction);
+                });
             });
-        });
-        MainThread::post([listener, failure] {
-            if (const auto alive = listener.lock())
-                alive->end(failure);
-        });
-    });
+            MainThread::post([listener] {
+                if (const auto alive = listener.lock())
+                    alive->done();
+            });
+        } catch (const TransferError &error) {
+            MainThread::post([listener, error] {
+                if (const auto alive = listener.lock())
+                    alive->failed(error);
+            });
+        }
+    }});
 }
 
 Download::~Download()
 {
     cancel();
-    m_thread.join();
+    m_queue.close();
 }
 
 void Download::cancel()

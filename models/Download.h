@@ -1,13 +1,14 @@
 #pragma once
 
+#include "base/WorkQueue.h"
+#include "models/TransferError.h"
+
 #include <QString>
 #include <QUrl>
 
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <optional>
-#include <thread>
 
 class Transfer;
 
@@ -22,9 +23,10 @@ public:
     {
         /// The received fraction, from 0 to 1.
         std::function<void(double fraction)> progress;
-        /// The last event: nothing if the file is in place, or one sentence why the transfer
-        /// failed. The download may be destroyed in this call.
-        std::function<void(const std::optional<QString> &failure)> end;
+        /// The last event is one of these two. The download may be destroyed in this call.
+        /// The file is in place.
+        std::function<void()> done;
+        std::function<void(const TransferError &error)> failed;
     };
 
     /// The transfer fails if nothing is received for the duration of patience. Throws
@@ -46,5 +48,5 @@ public:
 private:
     std::shared_ptr<Events> m_events; ///< Null once cancelled.
     std::shared_ptr<Transfer> m_transfer;
-    std::thread m_thread;
+    WorkQueue m_queue{"download"};
 };

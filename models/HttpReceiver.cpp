@@ -51,7 +51,7 @@ HttpReceiver::HttpReceiver(QString folder, PartialFile &file, QEventLoop &loop,
     , m_chunk(chunkSize)
 {
     m_stall.setSingleShot(true);
-    connect(&m_stall, &QTimer::timeout, this, [this] { end(u"The request timed out."_s); });
+    connect(&m_stall, &QTimer::timeout, this, [this] { fail(u"The request timed out."_s); });
     m_nextReport.setSingleShot(true);
     m_nextReport.setInterval(reportInterval);
     connect(&m_nextReport, &QTimer::timeout, this, [this] { report(); });
@@ -81,14 +81,17 @@ void HttpReceiver::readHeaders()
         return conclude();
     const QByteArray packing = m_reply->rawHeader("Content-Encoding").trimmed().toLower();
     if (!packing.isEmpty() && packing != "identity")
-        end(u"The server sent the file packed."_s);
+        fail(u"The server sent the file packed."_s);
 }
 
 void HttpReceiver::readBody()
 {
     for (int i = 0; i < chunksPerStep && !m_ended && m_reply->bytesAvailable() > 0; ++i) {
-        if (!writeChunk())
-            return end(m_file.errorString());
+        try {
+            writeChunk();
+        } catch (const TransferError &error) {
+            return fail(error.description());
+        }
     }
     if (m_ended)
         return;
@@ -99,19 +102,17 @@ void HttpReceiver::readBody()
         conclude();
 }
 
-bool HttpReceiver::writeChunk()
+void HttpReceiver::writeChunk()
 {
     const qint64 size = m_reply->read(m_chunk.data(), static_cast<qint64>(m_chunk.size()));
     if (size <= 0)
-        return true;
-    if (!m_file.isOpen() && !m_file.open(m_folder))
-        return false;
-    if (!m_file.write(m_chunk.data(), size))
-        return false;
+        return;
+    if (!m_file.isOpen())
+        m_file.open(m_folder);
+    m_file.write(m_chunk.data(), size);
     m_written += size;
     if (!m_nextReport.isActive())
         m_nextReport.start();
-    return true;
 }
 
 void HttpReceiver::report()
@@ -122,23 +123,40 @@ void HttpReceiver::report()
 void HttpReceiver::conclude()
 {
     if (httpStatus() >= 400)
-        return end(u"Download failed (HTTP %1)."_s.arg(httpStatus()));
+        return fail(u"Download failed (HTTP %1)."_s.arg(httpStatus()));
     if (m_reply->error() != QNetworkReply::NoError)
-        return end(m_reply->errorString());
+        return fail(m_reply->errorString());
     if (announcedLength() >= 0 && m_written != announcedLength())
-        return end(u"The network connection was lost."_s);
-    if (!m_file.isOpen() && !m_file.open(m_folder)) // empty body
-        return end(m_file.errorString());
+        return fail(u"The network connection was lost."_s);
+    try {
+        if (!m_file.isOpen()) // empty body
+            m_file.open(m_folder);
+    } catch (const TransferError &error) {
+        return fail(error.description());
+    }
     report();
-    end(std::nullopt);
+    end();
 }
 
-void HttpReceiver::end(std::optional<QString> failure)
+void HttpReceiver::check() const
+{
+    if (m_failure)
+        throw *m_failure;
+}
+
+void HttpReceiver::fail(const QString &sentence)
+{
+    if (m_ended)
+        return;
+    m_failure.emplace(sentence);
+    end();
+}
+
+void HttpReceiver::end()
 {
     if (m_ended)
         return;
     m_ended = true;
-    m_failure = std::move(failure);
     m_stall.stop();
     m_nextReport.stop();
     QCoreApplication::postEvent(&m_loop, new QEvent(QEvent::Quit));

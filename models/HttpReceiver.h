@@ -1,5 +1,7 @@
 #pragma once
 
+#include "models/TransferError.h"
+
 #include <QNetworkAccessManager>
 #include <QObject>
 #include <QString>
@@ -29,16 +31,17 @@ public:
 
     void start(const QUrl &url, std::chrono::milliseconds patience);
 
-    /// Valid after the loop has quit: why the transfer failed; nothing if the body is complete.
-    [[nodiscard]] const std::optional<QString> &failure() const { return m_failure; }
+    /// After the loop has quit: returns if the body is complete, and throws a TransferError if not.
+    void check() const;
 
 private:
     void readHeaders();
     void readBody();
-    [[nodiscard]] bool writeChunk();
+    void writeChunk();
     void report();
     void conclude();
-    void end(std::optional<QString> failure);
+    void fail(const QString &sentence);
+    void end();
     [[nodiscard]] int httpStatus() const;
     [[nodiscard]] qint64 announcedLength() const;
 
@@ -54,5 +57,5 @@ private:
     qint64 m_written = 0;
     bool m_finished = false; ///< The network has delivered everything.
     bool m_ended = false;
-    std::optional<QString> m_failure;
+    std::optional<TransferError> m_failure;
 };

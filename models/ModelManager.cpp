@@ -96,7 +96,8 @@ void ModelManager::download()
     setState(State::downloading(0));
     Download::Events events;
     events.progress = [this](double fraction) { setState(State::downloading(fraction)); };
-    events.end = [this](const std::optional<QString> &failure) { endDownload(failure); };
+    events.done = [this] { finishDownload(); };
+    events.failed = [this](const TransferError &error) { failDownload(error); };
     try {
         m_task =
             std::make_unique<Download>(m_selected.url, directory(), m_patience, std::move(events));
@@ -105,13 +106,17 @@ void ModelManager::download()
     }
 }
 
-void ModelManager::endDownload(const std::optional<QString> &failure)
+void ModelManager::finishDownload()
 {
     m_task.reset();
-    if (failure)
-        return setState(State::failed(*failure));
     refresh();
     startLoading();
+}
+
+void ModelManager::failDownload(const TransferError &error)
+{
+    m_task.reset();
+    setState(State::failed(error.description()));
 }
 
 void ModelManager::cancelTask()

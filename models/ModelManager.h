@@ -13,6 +13,7 @@
 #include <vector>
 
 class Download;
+class TransferError;
 
 /// Manages the local model: the user's choice, its file, its download, and loading it into the
 /// engine. Lives on the main thread as long as the application. No operation throws: each failure
@@ -93,7 +94,8 @@ private:
     void setState(State state);
     void setSelected(const LocalModel &model);
     void startLoading();
-    void endDownload(const std::optional<QString> &failure);
+    void finishDownload();
+    void failDownload(const TransferError &error);
     void forgetEndedTasks();
 
     State m_state;

@@ -3,6 +3,7 @@
 #include "inference/LlamaEngine.h"
 #include "models/ModelManager.h"
 #include "models/PartialFile.h"
+#include "models/TransferError.h"
 
 #include <QDir>
 #include <QFile>
@@ -54,6 +55,7 @@ bool link(const QString &source, const QString &destination)
     return false;
 }
 
+// Throws a TransferError if the copy cannot be written.
 void copy(const QString &source, const QString &destination,
           const ModelStore::OnProgress &onProgress)
 {
@@ -61,8 +63,7 @@ void copy(const QString &source, const QString &destination,
     if (!from.open(QIODevice::ReadOnly | QIODevice::Unbuffered))
         fail(source, from.errorString());
     PartialFile to;
-    if (!to.open(QFileInfo(destination).path()))
-        fail(source, to.errorString());
+    to.open(QFileInfo(destination).path());
     std::vector<char> piece(pieceBytes);
     qint64 done = 0;
     while (true) {
@@ -71,14 +72,13 @@ void copy(const QString &source, const QString &destination,
             fail(source, from.errorString());
         if (length == 0)
             break;
-        if (!to.write(piece.data(), length))
-            fail(source, to.errorString());
+        to.write(piece.data(), length);
         done += length;
         onProgress(static_cast<double>(done) / static_cast<double>(std::max(done, from.size())));
     }
     // Else a power cut could leave an empty file in place of a whole one.
-    if (!to.flush() || !to.moveTo(destination))
-        fail(source, to.errorString());
+    to.flush();
+    to.moveTo(destination);
 }
 } // namespace
 
@@ -114,7 +114,11 @@ ModelStore::Placement ModelStore::place(const QString &source, const LocalModel 
         return Placement::isInPlace;
     if (link(source, destination))
         return Placement::linked;
-    copy(source, destination, onProgress);
+    try {
+        copy(source, destination, onProgress);
+    } catch (const TransferError &problem) {
+        fail(source, problem.description());
+    }
     return Placement::copied;
 }
 

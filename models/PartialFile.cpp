@@ -1,5 +1,7 @@
 #include "models/PartialFile.h"
 
+#include "models/TransferError.h"
+
 #include <QDir>
 #include <QRandomGenerator>
 
@@ -14,9 +16,9 @@
 namespace {
 constexpr QLatin1String suffix(".quillon-part");
 
-QString sentence(const std::error_code &error)
+[[noreturn]] void fail(const std::error_code &error)
 {
-    return QString::fromLocal8Bit(error.message().c_str());
+    throw TransferError(QString::fromLocal8Bit(error.message().c_str()));
 }
 
 // The system releases the lock when the process ends in any way. So it tells a running transfer
@@ -32,62 +34,54 @@ PartialFile::~PartialFile()
     discard();
 }
 
-bool PartialFile::open(const QString &folder)
+void PartialFile::open(const QString &folder)
 {
     discard();
-    Creation creation = Creation::taken;
-    while (creation == Creation::taken)
-        creation = create(folder);
-    return creation == Creation::done;
+    while (!create(folder)) {
+    }
 }
 
-PartialFile::Creation PartialFile::create(const QString &folder)
+bool PartialFile::create(const QString &folder)
 {
     m_file.setFileName(newPath(folder));
     if (!m_file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered)) {
         if (m_file.exists())
-            return Creation::taken;
-        m_error = m_file.errorString();
-        return Creation::failed;
+            return false;
+        throw TransferError(m_file.errorString());
     }
     // Another process may have swept the folder between the two calls. On a file system without
     // locks, nothing is swept.
     const bool locked = lock(m_file);
     if ((!locked && errno == EWOULDBLOCK) || !m_file.exists()) {
         discard();
-        return Creation::taken;
-    }
-    return Creation::done;
-}
-
-bool PartialFile::write(const char *data, qint64 size)
-{
-    while (size > 0) {
-        const qint64 written = m_file.write(data, size);
-        if (written <= 0) {
-            m_error = m_file.errorString();
-            return false;
-        }
-        data += written;
-        size -= written;
-    }
-    return true;
-}
-
-bool PartialFile::flush()
-{
-    while (::fsync(m_file.handle()) != 0) {
-        if (errno == EINTR)
-            continue;
-        if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
-            return true; // Some file systems do not support fsync.
-        m_error = sentence({errno, std::generic_category()});
         return false;
     }
     return true;
 }
 
-bool PartialFile::moveTo(const QString &path)
+void PartialFile::write(const char *data, qint64 size)
+{
+    while (size > 0) {
+        const qint64 written = m_file.write(data, size);
+        if (written <= 0)
+            throw TransferError(m_file.errorString());
+        data += written;
+        size -= written;
+    }
+}
+
+void PartialFile::flush()
+{
+    while (::fsync(m_file.handle()) != 0) {
+        if (errno == EINTR)
+            continue;
+        if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
+            return; // Some file systems do not support fsync.
+        fail({errno, std::generic_category()});
+    }
+}
+
+void PartialFile::moveTo(const QString &path)
 {
     const std::filesystem::path from = QFile::encodeName(m_file.fileName()).constData();
     const std::filesystem::path to = QFile::encodeName(path).constData();
@@ -98,12 +92,9 @@ bool PartialFile::moveTo(const QString &path)
         std::filesystem::remove_all(to, ignored);
         std::filesystem::rename(from, to, error);
     }
-    if (error) {
-        m_error = sentence(error);
-        return false;
-    }
+    if (error)
+        fail(error);
     m_file.close();
-    return true;
 }
 
 void PartialFile::discard()

@@ -5,8 +5,8 @@
 
 /// A temporary file in the folder of its destination, so that the destination is replaced
 /// atomically: it always has a complete file or none. Used on one thread at a time. The destructor
-/// removes the file unless it was moved. Operations that fail return false; errorString() then has
-/// the system's description of the failure.
+/// removes the file unless it was moved. Operations that fail throw a TransferError with the
+/// system's description of the failure.
 class PartialFile
 {
 public:
@@ -16,14 +16,13 @@ public:
     PartialFile &operator=(const PartialFile &) = delete;
 
     /// Creates a new file in the folder, with a unique name.
-    [[nodiscard]] bool open(const QString &folder);
+    void open(const QString &folder);
     [[nodiscard]] bool isOpen() const { return m_file.isOpen(); }
-    [[nodiscard]] bool write(const char *data, qint64 size);
+    void write(const char *data, qint64 size);
     /// Waits until all written data is on the disk.
-    [[nodiscard]] bool flush();
+    void flush();
     /// Moves the file to the path and replaces any file or folder there.
-    [[nodiscard]] bool moveTo(const QString &path);
-    [[nodiscard]] const QString &errorString() const { return m_error; }
+    void moveTo(const QString &path);
 
     /// An unused path in the folder, for a file that is put into place in another way. sweep()
     /// removes a file that is left there.
@@ -37,10 +36,9 @@ public:
     static void sweep(const QString &folder);
 
 private:
-    enum class Creation { done, taken, failed };
-    [[nodiscard]] Creation create(const QString &folder);
+    /// False if the name was taken.
+    [[nodiscard]] bool create(const QString &folder);
     void discard();
 
     QFile m_file;
-    QString m_error;
 };

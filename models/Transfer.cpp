@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QEvent>
 #include <QEventLoop>
+#include <QScopeGuard>
 
 #include <algorithm>
 #include <utility>
@@ -18,15 +19,16 @@ Transfer::Transfer(QUrl url, QString folder, std::chrono::milliseconds patience)
 {
 }
 
-std::optional<QString> Transfer::run(const OnProgress &onProgress)
+void Transfer::run(const OnProgress &onProgress)
 {
-    std::optional<QString> failure = receiveAndPlace(onProgress);
-    const std::scoped_lock guard(m_lock);
-    m_over = true;
-    return failure;
+    const auto over = qScopeGuard([this] {
+        const std::scoped_lock guard(m_lock);
+        m_over = true;
+    });
+    receiveAndPlace(onProgress);
 }
 
-std::optional<QString> Transfer::receiveAndPlace(const OnProgress &onProgress)
+void Transfer::receiveAndPlace(const OnProgress &onProgress)
 {
     PartialFile::sweep(m_folder);
     PartialFile file;
@@ -38,7 +40,7 @@ std::optional<QString> Transfer::receiveAndPlace(const OnProgress &onProgress)
         {
             const std::scoped_lock guard(m_lock);
             if (m_cancelled)
-                return std::nullopt;
+                return;
             m_loop = &loop;
         }
         reception.start(m_url, m_patience);
@@ -47,18 +49,15 @@ std::optional<QString> Transfer::receiveAndPlace(const OnProgress &onProgress)
             const std::scoped_lock guard(m_lock);
             m_loop = nullptr;
             if (m_cancelled)
-                return std::nullopt;
+                return;
         }
-        if (reception.failure())
-            return reception.failure();
+        reception.check();
     }
     // Before the move: otherwise a power cut could leave an empty file at the destination.
-    if (!file.flush())
-        return file.errorString();
+    file.flush();
     const std::scoped_lock guard(m_lock);
-    if (!m_cancelled && !file.moveTo(QDir(m_folder).filePath(fileName(m_url))))
-        return file.errorString();
-    return std::nullopt;
+    if (!m_cancelled)
+        file.moveTo(QDir(m_folder).filePath(fileName(m_url)));
 }
 
 void Transfer::cancel()

@@ -6,12 +6,10 @@
 #include <chrono>
 #include <functional>
 #include <mutex>
-#include <optional>
 
 class QEventLoop;
 
-/// The work of a Download: blocking, runs on one thread and can be cancelled from another. Each
-/// failure is one sentence for the user.
+/// The work of a Download: blocking, runs on one thread and can be cancelled from another.
 class Transfer
 {
 public:
@@ -20,9 +18,9 @@ public:
     Transfer(QUrl url, QString folder, std::chrono::milliseconds patience);
 
     /// Requests the address, writes the body to a file beside the destination, and moves that file
-    /// there. Blocks; runs an event loop of its own. Returns why it failed, or nothing if the file
-    /// is in place or the transfer was cancelled. May be called once.
-    [[nodiscard]] std::optional<QString> run(const OnProgress &onProgress);
+    /// there. Blocks; runs an event loop of its own. Returns if the file is in place or the
+    /// transfer was cancelled, and throws a TransferError if it failed. May be called once.
+    void run(const OnProgress &onProgress);
 
     /// Thread-safe: run() returns soon, and the destination does not change any more.
     void cancel();
@@ -37,7 +35,7 @@ public:
     [[nodiscard]] static double fraction(qint64 received, qint64 whole);
 
 private:
-    [[nodiscard]] std::optional<QString> receiveAndPlace(const OnProgress &onProgress);
+    void receiveAndPlace(const OnProgress &onProgress);
 
     const QUrl m_url;
     const QString m_folder;

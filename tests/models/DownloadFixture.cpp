@@ -26,9 +26,10 @@ Download::Events DownloadFixture::events()
 {
     Download::Events result;
     result.progress = [this](double fraction) { m_progress += fraction; };
-    result.end = [this](const std::optional<QString> &failure) {
+    result.done = [this] { m_ended = true; };
+    result.failed = [this](const TransferError &error) {
         m_ended = true;
-        m_failure = failure;
+        m_failure = error.description();
     };
     return result;
 }

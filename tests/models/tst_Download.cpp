@@ -184,10 +184,9 @@ void tst_Download::mayBeDestroyedInItsLastEvent()
 {
     m_server->setAnswer(u"/model.gguf"_s, {.body = "x"});
     Download::Events own = events();
-    own.end = [this](const std::optional<QString> &failure) {
+    own.done = [this] {
         m_download.reset();
         m_ended = true;
-        m_failure = failure;
     };
     m_download = std::make_unique<Download>(m_server->url(u"/model.gguf"_s), m_folder->path(),
                                             patience, std::move(own));

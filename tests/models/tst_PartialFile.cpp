@@ -1,5 +1,6 @@
 #include "models/PartialFile.h"
 
+#include "models/TransferError.h"
 #include "tests/models/FileSizeLimit.h"
 #include "tests/support/Files.h"
 
@@ -7,9 +8,23 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <functional>
+
 #include <sys/file.h>
 
 using namespace Qt::StringLiterals;
+
+namespace {
+QString failure(const std::function<void()> &action)
+{
+    try {
+        action();
+    } catch (const TransferError &error) {
+        return error.description();
+    }
+    return u"It did not fail."_s;
+}
+} // namespace
 
 class tst_PartialFile : public QObject
 {
@@ -41,11 +56,11 @@ private:
 void tst_PartialFile::isInvisibleUntilItIsMoved()
 {
     PartialFile file;
-    QVERIFY(file.open(m_folder->path()));
-    QVERIFY(file.write("new", 3));
-    QVERIFY(file.flush());
+    file.open(m_folder->path());
+    file.write("new", 3);
+    file.flush();
     QVERIFY(names() != QStringList{u"model.gguf"_s});
-    QVERIFY(file.moveTo(path(u"model.gguf"_s)));
+    file.moveTo(path(u"model.gguf"_s));
     QCOMPARE(names(), QStringList{u"model.gguf"_s});
     QCOMPARE(Files::contents(path(u"model.gguf"_s)), QByteArray("new"));
 }
@@ -79,9 +94,9 @@ void tst_PartialFile::replacesWhatIsAtThePath()
         QVERIFY(QFile::link(elsewhere.path(), place));
     }
     PartialFile file;
-    QVERIFY(file.open(m_folder->path()));
-    QVERIFY(file.write("new", 3));
-    QVERIFY2(file.moveTo(place), qPrintable(file.errorString()));
+    file.open(m_folder->path());
+    file.write("new", 3);
+    file.moveTo(place);
     QCOMPARE(names(), QStringList{u"model.gguf"_s});
     QVERIFY(!QFileInfo(place).isSymLink());
     QCOMPARE(Files::contents(place), QByteArray("new"));
@@ -93,7 +108,7 @@ void tst_PartialFile::isRemovedUnlessItWasMoved()
 {
     {
         PartialFile file;
-        QVERIFY(file.open(m_folder->path()));
+        file.open(m_folder->path());
         QCOMPARE(names().size(), 1);
     }
     QCOMPARE(names(), QStringList());
@@ -102,8 +117,7 @@ void tst_PartialFile::isRemovedUnlessItWasMoved()
 void tst_PartialFile::failsWithTheSystemsMessageWithoutAFolder()
 {
     PartialFile file;
-    QVERIFY(!file.open(path(u"missing"_s)));
-    QCOMPARE(file.errorString(), u"No such file or directory"_s);
+    QCOMPARE(failure([&] { file.open(path(u"missing"_s)); }), u"No such file or directory"_s);
 }
 
 void tst_PartialFile::failsWithTheSystemsMessageIfTheDiskIsFull_data()
@@ -118,21 +132,20 @@ void tst_PartialFile::failsWithTheSystemsMessageIfTheDiskIsFull()
 {
     QFETCH(int, room);
     PartialFile file;
-    QVERIFY(file.open(m_folder->path()));
+    file.open(m_folder->path());
     const QByteArray bytes(3'000, 'x');
-    {
+    const QString told = failure([&] {
         const FileSizeLimit limit(static_cast<rlim_t>(room));
-        QVERIFY(!file.write(bytes.constData(), bytes.size()));
-    }
-    QCOMPARE(file.errorString(), u"File too large"_s);
+        file.write(bytes.constData(), bytes.size());
+    });
+    QCOMPARE(told, u"File too large"_s);
 }
 
 void tst_PartialFile::failsWithTheSystemsMessageIfItCannotBeMoved()
 {
     PartialFile file;
-    QVERIFY(file.open(m_folder->path()));
-    QVERIFY(!file.moveTo(path(QString(300, u'n'))));
-    QCOMPARE(file.errorString(), u"File name too long"_s);
+    file.open(m_folder->path());
+    QCOMPARE(failure([&] { file.moveTo(path(QString(300, u'n'))); }), u"File name too long"_s);
 }
 
 void tst_PartialFile::sweepsFilesOfEndedProcesses()
@@ -145,7 +158,7 @@ void tst_PartialFile::sweepsFilesOfEndedProcesses()
 void tst_PartialFile::sweepsNoFileThatIsInUse()
 {
     PartialFile file;
-    QVERIFY(file.open(m_folder->path()));
+    file.open(m_folder->path());
     // Another process locks its file by a descriptor of its own, like this.
     QFile other(path(u"3f2a.quillon-part"_s));
     QVERIFY(other.open(QIODevice::WriteOnly));
