@@ -4,9 +4,9 @@ set(documents "${CMAKE_INSTALL_DATADIR}/doc/quillon")
 install(FILES "${PROJECT_SOURCE_DIR}/packaging/copyright" DESTINATION "${documents}")
 set(changelog "${CMAKE_CURRENT_BINARY_DIR}/changelog.gz")
 add_custom_command(OUTPUT "${changelog}"
-    COMMAND sh -c "gzip -9nc <\"$1\" >\"$2\"" pack "${CMAKE_CURRENT_SOURCE_DIR}/debian/changelog"
+    COMMAND sh -c "gzip -9nc <\"$1\" >\"$2\"" pack "${CMAKE_CURRENT_BINARY_DIR}/changelog"
         "${changelog}"
-    DEPENDS debian/changelog
+    DEPENDS "${CMAKE_CURRENT_BINARY_DIR}/changelog"
     VERBATIM)
 add_custom_target(quillon-changelog ALL DEPENDS "${changelog}")
 install(FILES "${changelog}" DESTINATION "${documents}")

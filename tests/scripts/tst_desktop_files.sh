@@ -1,12 +1,13 @@
 #!/bin/sh
 # Runs the desktops' validators on the metadata files.
-#   tst_desktop_files.sh CHECKOUT PROGRAM
+#   tst_desktop_files.sh CHECKOUT PROGRAM BUILD
 # shellcheck source=tests/scripts/harness.sh
 . "$(dirname "$0")/harness.sh"
 
 id=app.quillon.Quillon
 linux=$checkout/packaging/linux
 program=$2
+built=$3/packaging/linux
 
 # accepts COMMAND…: checks that it succeeds without output.
 accepts()
@@ -22,7 +23,7 @@ test_the_desktop_entry_is_one()
 
 test_software_centres_understand_the_description()
 {
-    appstreamcli validate --no-net "$linux/$id.metainfo.xml" >"$sandbox/out" 2>"$sandbox/err" ||
+    appstreamcli validate --no-net "$built/$id.metainfo.xml" >"$sandbox/out" 2>"$sandbox/err" ||
         complain "appstreamcli objects: $(cat "$sandbox/out")"
 }
 
@@ -39,18 +40,24 @@ test_every_name_is_the_same_everywhere()
     grep -qx "DBusActivatable=true" "$linux/$id.desktop" || complain "the bus cannot start it"
     grep -qF "\"$id\"" "$checkout/platform/linux/desktop/LinuxInstance.cpp" ||
         complain "the program has another name on the bus"
-    grep -qF "<launchable type=\"desktop-id\">$id.desktop<" "$linux/$id.metainfo.xml" ||
+    grep -qF "<launchable type=\"desktop-id\">$id.desktop<" "$built/$id.metainfo.xml" ||
         complain "the description starts something else"
 }
 
-test_the_version_is_the_same_everywhere()
+test_the_release_is_the_same_everywhere()
 {
     version=$(sed -n 's/^project(Quillon VERSION \([0-9.]*\) .*/\1/p' "$checkout/CMakeLists.txt")
     [ -n "$version" ] || complain "there is no version"
-    [ "$(sed -n 's/.*<release version="\([^"]*\)".*/\1/p' "$linux/$id.metainfo.xml" | head -n 1)" = \
-        "$version" ] || complain "the description's newest release is another"
-    [ "$(sed -n '1s/^quillon (\(.*\)) .*/\1/p' "$linux/debian/changelog")" = "$version" ] ||
-        complain "the change log's newest release is another"
+    day=$(sed -n 's/^set(QUILLON_RELEASED \(.*\))/\1/p' "$checkout/CMakeLists.txt")
+    grep -qx "## $version – $day" "$checkout/CHANGELOG.md" ||
+        complain "CHANGELOG.md does not know $version of $day"
+    grep -qF "<release version=\"$version\" date=\"$day\">" "$built/$id.metainfo.xml" ||
+        complain "the description does not know $version of $day"
+    [ "$("$program" --version)" = "Quillon $version" ] || complain "the program has another version"
+    [ "$(sed -n '1s/^quillon (\(.*\)) .*/\1/p' "$built/changelog")" = "$version" ] ||
+        complain "the package's change log has another version"
+    grep -q "^ -- .*  ..., $(date --utc --date "$day" '+%d') " "$built/changelog" ||
+        complain "the package's change log has another day"
 }
 
 test_the_manual_knows_every_option()
