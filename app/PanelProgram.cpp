@@ -99,13 +99,15 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     if (outcome != SingleInstance::Outcome::isOurs)
         return end(outcome, terminal);
 
-    QuillonApp quillon(views);
-    running = &quillon;
-    if (const std::optional<QString> failure = quillon.launch()) {
-        terminal.printError(*failure);
+    try {
+        QuillonApp quillon(views);
+        running = &quillon;
+        quillon.launch();
+        const int status = QGuiApplication::exec();
+        running = nullptr;
+        return status;
+    } catch (const PanelError &error) {
+        terminal.printError(QString::fromUtf8(error.what()));
         return EXIT_FAILURE;
     }
-    const int status = QGuiApplication::exec();
-    running = nullptr;
-    return status;
 }

@@ -25,19 +25,21 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
 {
     QGuiApplication::setQuitOnLastWindowClosed(
         AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
-    QObject::connect(&m_engine, &QQmlEngine::warnings, &m_engine,
-                     [this](const QList<QQmlError> &errors) {
-                         if (m_problem.isEmpty())
-                             m_problem = errors.first().toString();
-                     });
+    QString problem;
+    const auto listening = QObject::connect(&m_engine, &QQmlEngine::warnings, &m_engine,
+                                            [&problem](const QList<QQmlError> &errors) {
+                                                if (problem.isEmpty())
+                                                    problem = errors.first().toString();
+                                            });
     QVariantMap properties = views.prepare(m_engine, m_models, m_session);
     properties.insert(u"panel"_s, QVariant::fromValue(&m_panel));
     m_engine.setInitialProperties(properties);
     m_engine.load(views.rootFile);
+    QObject::disconnect(listening);
     const QList<QObject *> roots = m_engine.rootObjects();
     auto *const window = roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow *>(roots.first());
     if (!window)
-        return;
+        throw PanelError(u"Quillon's panel cannot be shown: %1"_s.arg(problem));
     window->setFlags(shell().windowFlags());
     m_window.emplace(*window, [this] { applyStyle(); });
     m_panel.setWindow(&*m_window);
@@ -49,10 +51,8 @@ QuillonApp::~QuillonApp()
     m_panel.setWindow(nullptr);
 }
 
-std::optional<QString> QuillonApp::launch()
+void QuillonApp::launch()
 {
-    if (!m_window)
-        return u"Quillon's panel cannot be shown: %1"_s.arg(m_problem);
     Platform::current().keyboard().recover();
     EditMenu::install([this] { m_session.setTurns({}); });
     // Before the window is shown: activating later would take the focus from an application to
@@ -60,7 +60,6 @@ std::optional<QString> QuillonApp::launch()
     m_delegate.applicationDidFinishLaunching();
     shell().makeKeyAndOrderFront(*m_window);
     shell().center(*m_window);
-    return std::nullopt;
 }
 
 void QuillonApp::applyStyle()

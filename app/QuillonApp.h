@@ -14,6 +14,14 @@
 
 #include <functional>
 #include <optional>
+#include <stdexcept>
+
+/// The panel's views cannot be loaded. what() is one sentence for the user in UTF-8.
+class PanelError final : public std::runtime_error
+{
+public:
+    explicit PanelError(const QString &sentence) : std::runtime_error(sentence.toStdString()) {}
+};
 
 /// The application with its panel window: the two objects that live as long as the process, and the
 /// views of them. Main thread, with a QGuiApplication.
@@ -28,13 +36,14 @@ public:
         std::function<QVariantMap(QQmlEngine &, ModelManager &, AgentSession &)> prepare;
     };
 
+    /// Throws a PanelError if the views cannot be loaded.
     explicit QuillonApp(const Views &views);
     ~QuillonApp();
     QuillonApp(const QuillonApp &) = delete;
     QuillonApp &operator=(const QuillonApp &) = delete;
 
-    /// Shows the panel and finishes the launch. On failure, returns one sentence.
-    [[nodiscard]] std::optional<QString> launch();
+    /// Shows the panel and finishes the launch.
+    void launch();
 
     [[nodiscard]] AppDelegate &delegate() { return m_delegate; }
 
@@ -46,7 +55,6 @@ private:
     ModelManager m_models;
     AgentSession m_session;
     Panel m_panel;
-    QString m_problem; ///< Why the views cannot be shown; empty if they can.
     QQmlApplicationEngine m_engine;
     std::optional<QuickNativeWindow> m_window;
     std::optional<Attention> m_attention;

@@ -15,7 +15,6 @@ class tst_QuillonApp : public QObject
 
 private Q_SLOTS:
     void viewsThatCannotBeLoadedFailWithTheirFirstProblem();
-    void launchingShowsTheWindowOnce();
 
 private:
     [[nodiscard]] QuillonApp::Views views(const QByteArray &qml) const
@@ -47,15 +46,6 @@ void tst_QuillonApp::viewsThatCannotBeLoadedFailWithTheirFirstProblem()
     const QString told = failure(views("import QtQuick\nWindow { nothing: 1 }\n"));
     QVERIFY2(told.startsWith(u"Quillon's panel cannot be shown: file:"_s), qPrintable(told));
     QVERIFY2(told.contains(u"Root.qml:2"_s), qPrintable(told));
-}
-
-void tst_QuillonApp::launchingShowsTheWindowOnce()
-{
-    FakePlatform platform;
-    QuillonApp app(views("import QtQuick\nWindow { property var panel }\n"));
-    app.launch();
-    QCOMPARE(platform.panels.windows().size(), 1);
-    QVERIFY(platform.panels.windows().first()->isShown());
 }
 
 int main(int argc, char *argv[])
