@@ -16,10 +16,10 @@ private Q_SLOTS:
     void readsTheFirstObjectOfAReply();
     void findsNoAction_data();
     void findsNoAction();
-    void everyParseHasItsOwnIdentity();
+    void everyParseHasANewId();
     void argTrimsAndCountsBlanksAsAbsent();
-    void titleSaysWhatTheActionDoes_data();
-    void titleSaysWhatTheActionDoes();
+    void titleDescribesTheAction_data();
+    void titleDescribesTheAction();
     void tenMegabytesOfBracketsAreNoAction_data();
     void tenMegabytesOfBracketsAreNoAction();
     void anErrorShowsItsMessage();
@@ -148,7 +148,7 @@ void tst_AgentAction::findsNoAction()
     QVERIFY(!AgentAction::parse(reply));
 }
 
-void tst_AgentAction::everyParseHasItsOwnIdentity()
+void tst_AgentAction::everyParseHasANewId()
 {
     const QString reply = uR"({"action":"new_tab"})"_s;
     const auto first = AgentAction::parse(reply);
@@ -176,7 +176,7 @@ void tst_AgentAction::argTrimsAndCountsBlanksAsAbsent()
     QVERIFY(!AgentAction{}.arg(u"x"_s));
 }
 
-void tst_AgentAction::titleSaysWhatTheActionDoes_data()
+void tst_AgentAction::titleDescribesTheAction_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<Args>("args");
@@ -225,7 +225,7 @@ void tst_AgentAction::titleSaysWhatTheActionDoes_data()
     row("no name", QString(), {}, QString());
 }
 
-void tst_AgentAction::titleSaysWhatTheActionDoes()
+void tst_AgentAction::titleDescribesTheAction()
 {
     QFETCH(QString, name);
     QFETCH(Args, args);

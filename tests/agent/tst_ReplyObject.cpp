@@ -9,16 +9,16 @@ class tst_ReplyObject : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void refusesWhatIsNoStrictJsonObject_data();
-    void refusesWhatIsNoStrictJsonObject();
+    void refusesEverythingButStrictJsonObjects_data();
+    void refusesEverythingButStrictJsonObjects();
     void turnsValuesIntoTexts_data();
     void turnsValuesIntoTexts();
     void keepsTheFieldsOfAnObjectMember();
-    void theLastOfRepeatedKeysWins();
-    void endlessNestingNeedsNoStack();
+    void usesTheLastOfRepeatedKeys();
+    void deepNestingNeedsNoStack();
 };
 
-void tst_ReplyObject::refusesWhatIsNoStrictJsonObject_data()
+void tst_ReplyObject::refusesEverythingButStrictJsonObjects_data()
 {
     QTest::addColumn<QByteArray>("json");
 
@@ -52,7 +52,7 @@ void tst_ReplyObject::refusesWhatIsNoStrictJsonObject_data()
     QTest::newRow("invalid UTF-8") << QByteArray("{\"a\":\"\xff\"}");
 }
 
-void tst_ReplyObject::refusesWhatIsNoStrictJsonObject()
+void tst_ReplyObject::refusesEverythingButStrictJsonObjects()
 {
     QFETCH(QByteArray, json);
     QVERIFY(!ReplyObject::decode(json));
@@ -138,7 +138,7 @@ void tst_ReplyObject::keepsTheFieldsOfAnObjectMember()
     QCOMPARE(object->members.value(u"after"_s).text, u"2"_s);
 }
 
-void tst_ReplyObject::theLastOfRepeatedKeysWins()
+void tst_ReplyObject::usesTheLastOfRepeatedKeys()
 {
     const auto object = ReplyObject::decode(
         R"({"a":"1","a":"2","b":"1","b":null,"c":{"x":"1","y":"1"},"c":{"x":"2"},)"
@@ -154,7 +154,7 @@ void tst_ReplyObject::theLastOfRepeatedKeysWins()
     QVERIFY(object->members.value(u"f"_s).isObject);
 }
 
-void tst_ReplyObject::endlessNestingNeedsNoStack()
+void tst_ReplyObject::deepNestingNeedsNoStack()
 {
     constexpr qsizetype depth = 5'000'000;
     const QByteArray arrays =

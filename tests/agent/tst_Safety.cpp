@@ -14,17 +14,17 @@ class tst_Safety : public QObject
 private Q_SLOTS:
     void assessesAnAction_data();
     void assessesAnAction();
-    void quitsTheseWithoutAsking_data();
-    void quitsTheseWithoutAsking();
+    void quitsSafeApplicationsWithoutAsking_data();
+    void quitsSafeApplicationsWithoutAsking();
     void asksBeforeReturnInAMessagingApplication_data();
     void asksBeforeReturnInAMessagingApplication();
     void asksBeforeAConsequentialControl_data();
     void asksBeforeAConsequentialControl();
     void showsTheFrontApplicationCapitalized_data();
     void showsTheFrontApplicationCapitalized();
-    void looksAtTheFrontApplicationAfreshForEveryAction();
-    void takesTheFrontThatItIsGiven();
-    void aDesktopThatDoesNotAnswerHasNothingInFront();
+    void readsTheFrontForEveryAction();
+    void usesTheGivenFront();
+    void aDesktopThatDoesNotAnswerHasNoFront();
 };
 
 namespace {
@@ -142,7 +142,7 @@ void tst_Safety::assessesAnAction()
     QVERIFY(risk == (reason.isNull() ? Risk::safe() : Risk::needsConfirmation(reason)));
 }
 
-void tst_Safety::quitsTheseWithoutAsking_data()
+void tst_Safety::quitsSafeApplicationsWithoutAsking_data()
 {
     QTest::addColumn<QString>("app");
     for (const char *app : {"spotify", "music", "podcasts", "tv", "calculator", "maps", "photos",
@@ -151,7 +151,7 @@ void tst_Safety::quitsTheseWithoutAsking_data()
         QTest::newRow(app) << QString::fromLatin1(app);
 }
 
-void tst_Safety::quitsTheseWithoutAsking()
+void tst_Safety::quitsSafeApplicationsWithoutAsking()
 {
     QFETCH(QString, app);
     QVERIFY(assess(u"quit_app"_s, {{u"app"_s, app}}, {}).isSafe());
@@ -210,7 +210,7 @@ void tst_Safety::showsTheFrontApplicationCapitalized()
              u"Click “Send” in "_s + shown);
 }
 
-void tst_Safety::looksAtTheFrontApplicationAfreshForEveryAction()
+void tst_Safety::readsTheFrontForEveryAction()
 {
     FakePlatform platform;
     const AgentAction pressReturn{.name = u"press_key"_s, .args = {{u"key"_s, u"return"_s}}};
@@ -222,7 +222,7 @@ void tst_Safety::looksAtTheFrontApplicationAfreshForEveryAction()
     QVERIFY(Safety::assess(pressReturn).isSafe());
 }
 
-void tst_Safety::takesTheFrontThatItIsGiven()
+void tst_Safety::usesTheGivenFront()
 {
     FakePlatform platform;
     int looks = 0;
@@ -235,7 +235,7 @@ void tst_Safety::takesTheFrontThatItIsGiven()
     QCOMPARE(looks, 0);
 }
 
-void tst_Safety::aDesktopThatDoesNotAnswerHasNothingInFront()
+void tst_Safety::aDesktopThatDoesNotAnswerHasNoFront()
 {
     FakePlatform platform;
     platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};

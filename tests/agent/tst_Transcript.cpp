@@ -13,12 +13,12 @@ class tst_Transcript : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void recordsStartEmptyWithAnIdentityOfTheirOwn();
+    void recordsStartEmptyWithANewId();
     void recordsHaveTheirFieldsInThisOrder();
-    void kindsStandInTheirOrder();
+    void kindsHaveTheirOrder();
 };
 
-void tst_Transcript::recordsStartEmptyWithAnIdentityOfTheirOwn()
+void tst_Transcript::recordsStartEmptyWithANewId()
 {
     const Turn turn;
     QVERIFY(turn.command.isEmpty() && turn.log.isEmpty());
@@ -49,7 +49,7 @@ void tst_Transcript::recordsHaveTheirFieldsInThisOrder()
     QCOMPARE(pending.reason, u"reason"_s);
 }
 
-void tst_Transcript::kindsStandInTheirOrder()
+void tst_Transcript::kindsHaveTheirOrder()
 {
     const QList<Kind> kinds{Kind::step, Kind::success, Kind::failure, Kind::info, Kind::confirm};
     for (qsizetype i = 0; i < kinds.size(); ++i)

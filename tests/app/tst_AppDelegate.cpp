@@ -15,19 +15,19 @@ class tst_AppDelegate : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void launchingMakesARegularApplicationWithItsHotKeyInFront();
-    void theLastWindowDoesNotTakeTheApplicationWithIt();
-    void reopeningSummonsAfterTheEventAtHand();
+    void launchingActivatesARegularApplicationWithAHotKey();
+    void closingTheLastWindowDoesNotQuit();
+    void reopeningSummonsFromTheEventLoop();
     void reopeningShowsAndNeverHides();
     void reopeningChangesNothingWhileAWindowIsVisible();
-    void anotherStartSummonsWhatIsHidden();
-    void anotherStartBringsForwardWhatIsVisible();
-    void aWindowIsStyledAfterTheEventAtHand();
-    void aWindowThatIsGoneByThenIsNotStyled();
-    void theMaterialLiesUnderTheWindow();
+    void anotherStartSummonsAHiddenPanel();
+    void anotherStartActivatesAVisiblePanel();
+    void aWindowIsStyledFromTheEventLoop();
+    void aDestroyedWindowIsNotStyled();
+    void theMaterialIsBehindTheWindow();
 };
 
-void tst_AppDelegate::launchingMakesARegularApplicationWithItsHotKeyInFront()
+void tst_AppDelegate::launchingActivatesARegularApplicationWithAHotKey()
 {
     FakePlatform platform;
     AppDelegate delegate;
@@ -36,12 +36,12 @@ void tst_AppDelegate::launchingMakesARegularApplicationWithItsHotKeyInFront()
     QVERIFY(platform.key.press);
 }
 
-void tst_AppDelegate::theLastWindowDoesNotTakeTheApplicationWithIt()
+void tst_AppDelegate::closingTheLastWindowDoesNotQuit()
 {
     QVERIFY(!AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
 }
 
-void tst_AppDelegate::reopeningSummonsAfterTheEventAtHand()
+void tst_AppDelegate::reopeningSummonsFromTheEventLoop()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -78,7 +78,7 @@ void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
     QVERIFY(platform.panels.calls.isEmpty());
 }
 
-void tst_AppDelegate::anotherStartSummonsWhatIsHidden()
+void tst_AppDelegate::anotherStartSummonsAHiddenPanel()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -92,7 +92,7 @@ void tst_AppDelegate::anotherStartSummonsWhatIsHidden()
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
-void tst_AppDelegate::anotherStartBringsForwardWhatIsVisible()
+void tst_AppDelegate::anotherStartActivatesAVisiblePanel()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -104,7 +104,7 @@ void tst_AppDelegate::anotherStartBringsForwardWhatIsVisible()
     QCOMPARE(platform.panels.calls, QStringList{u"activate"_s});
 }
 
-void tst_AppDelegate::aWindowIsStyledAfterTheEventAtHand()
+void tst_AppDelegate::aWindowIsStyledFromTheEventLoop()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -114,7 +114,7 @@ void tst_AppDelegate::aWindowIsStyledAfterTheEventAtHand()
     QTRY_COMPARE(platform.panels.calls, QStringList{u"style panel"_s});
 }
 
-void tst_AppDelegate::aWindowThatIsGoneByThenIsNotStyled()
+void tst_AppDelegate::aDestroyedWindowIsNotStyled()
 {
     FakePlatform platform;
     auto panel = std::optional<FakeNativeWindow>(u"panel"_s);
@@ -126,7 +126,7 @@ void tst_AppDelegate::aWindowThatIsGoneByThenIsNotStyled()
     QVERIFY(platform.panels.calls.isEmpty());
 }
 
-void tst_AppDelegate::theMaterialLiesUnderTheWindow()
+void tst_AppDelegate::theMaterialIsBehindTheWindow()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);

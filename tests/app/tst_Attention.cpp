@@ -60,14 +60,14 @@ class tst_Attention : public QObject
 
 private Q_SLOTS:
     void thePanelIsAboveWhileATaskRuns();
-    void aWindowThatIsMadeAnewIsAboveToo();
-    void aPanelWithTheKeyboardCallsNobody();
-    void aPanelThatIsCoveredAsksForAttention();
+    void aRecreatedWindowIsAboveToo();
+    void aFocusedPanelDoesNotAskForAttention();
+    void aCoveredPanelAsksForAttention();
     void aHiddenPanelAsksByANotification();
     void aHiddenPanelTellsHowATaskEnded_data();
     void aHiddenPanelTellsHowATaskEnded();
-    void notificationsQuoteLittle();
-    void whoHasStoppedATaskIsToldNothing();
+    void notificationsQuoteOnlyTheBeginning();
+    void stoppingATaskDoesNotNotify();
     void choosingTheNotificationShowsThePanel();
     void aNotificationGoesWhenThePanelIsSeen_data();
     void aNotificationGoesWhenThePanelIsSeen();
@@ -88,7 +88,7 @@ void tst_Attention::thePanelIsAboveWhileATaskRuns()
     QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"not above panel"_s}));
 }
 
-void tst_Attention::aWindowThatIsMadeAnewIsAboveToo()
+void tst_Attention::aRecreatedWindowIsAboveToo()
 {
     Scene scene;
     scene.focus();
@@ -102,7 +102,7 @@ void tst_Attention::aWindowThatIsMadeAnewIsAboveToo()
     QTRY_VERIFY(!scene.session->isRunning());
 }
 
-void tst_Attention::aPanelWithTheKeyboardCallsNobody()
+void tst_Attention::aFocusedPanelDoesNotAskForAttention()
 {
     Scene scene;
     scene.focus();
@@ -113,7 +113,7 @@ void tst_Attention::aPanelWithTheKeyboardCallsNobody()
     QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"not above panel"_s}));
 }
 
-void tst_Attention::aPanelThatIsCoveredAsksForAttention()
+void tst_Attention::aCoveredPanelAsksForAttention()
 {
     Scene scene;
     scene.run({trashOld, done});
@@ -161,7 +161,7 @@ void tst_Attention::aHiddenPanelTellsHowATaskEnded()
     QCOMPARE(scene.notices(), QStringList{notice});
 }
 
-void tst_Attention::notificationsQuoteLittle()
+void tst_Attention::notificationsQuoteOnlyTheBeginning()
 {
     Scene scene;
     scene.window.isOnScreen = false;
@@ -177,7 +177,7 @@ void tst_Attention::notificationsQuoteLittle()
     QCOMPARE(scene.notices().last(), u"tell Done: write this:"_s);
 }
 
-void tst_Attention::whoHasStoppedATaskIsToldNothing()
+void tst_Attention::stoppingATaskDoesNotNotify()
 {
     Scene scene;
     scene.window.isOnScreen = false;

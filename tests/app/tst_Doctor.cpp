@@ -21,20 +21,20 @@ class tst_Doctor : public QObject
 private Q_SLOTS:
     void cleanup();
 
-    void everySubjectHasItsLineInOrder();
-    void aLineSaysHowItIsAndWhatToDo_data();
-    void aLineSaysHowItIsAndWhatToDo();
-    void onlyWhatStandsInTheWayOfTasksIsUnhealthy();
-    void withoutADisplayItAsksForNothingThatNeedsOne();
-    void theSystemSaysHowItIs();
-    void theLibraryNamesItsVersionAndItsKernels();
-    void theModelsFolderNamesItsPlaceAndTheRoomInIt();
-    void aModelsFolderThatIsNoneIsBad();
-    void withoutAnyModelTheFirstTaskFetchesOne();
-    void aModelThatIsThereIsEnough();
+    void everySubjectHasALineInOrder();
+    void aLineHasTheStateAndTheAdvice_data();
+    void aLineHasTheStateAndTheAdvice();
+    void onlyBadVerdictsAreUnhealthy();
+    void withoutADisplayOtherChecksThatNeedOneAreSkipped();
+    void reportsTheSystem();
+    void reportsTheLibrarysVersionAndBackends();
+    void reportsTheModelsFolderAndItsFreeSpace();
+    void anInvalidModelsFolderIsBad();
+    void withoutAModelTheFirstTaskDownloadsOne();
+    void onePresentModelIsEnough();
     void aFileOfAnotherSizeIsAnotherModel();
-    void aFileThatIsNoModelIsBad_data();
-    void aFileThatIsNoModelIsBad();
+    void anInvalidModelFileIsBad_data();
+    void anInvalidModelFileIsBad();
 };
 
 namespace {
@@ -67,7 +67,7 @@ void tst_Doctor::cleanup()
     QDir(models).removeRecursively();
 }
 
-void tst_Doctor::everySubjectHasItsLineInOrder()
+void tst_Doctor::everySubjectHasALineInOrder()
 {
     const FakePlatform platform;
     QStringList subjects;
@@ -76,7 +76,7 @@ void tst_Doctor::everySubjectHasItsLineInOrder()
     QCOMPARE(subjects, doctorSubjects);
 }
 
-void tst_Doctor::aLineSaysHowItIsAndWhatToDo_data()
+void tst_Doctor::aLineHasTheStateAndTheAdvice_data()
 {
     QTest::addColumn<int>("verdict");
     QTest::addColumn<QString>("advice");
@@ -92,7 +92,7 @@ void tst_Doctor::aLineSaysHowItIsAndWhatToDo_data()
     row("bad", Verdict::bad, u"Do it now."_s, u"✗ Hot key: as it is. Do it now."_s);
 }
 
-void tst_Doctor::aLineSaysHowItIsAndWhatToDo()
+void tst_Doctor::aLineHasTheStateAndTheAdvice()
 {
     QFETCH(int, verdict);
     QFETCH(QString, advice);
@@ -100,7 +100,7 @@ void tst_Doctor::aLineSaysHowItIsAndWhatToDo()
     QTEST(Doctor::text(line), "text");
 }
 
-void tst_Doctor::onlyWhatStandsInTheWayOfTasksIsUnhealthy()
+void tst_Doctor::onlyBadVerdictsAreUnhealthy()
 {
     FakePlatform platform;
     QVERIFY(Doctor::isHealthy(Doctor::examine()));
@@ -111,7 +111,7 @@ void tst_Doctor::onlyWhatStandsInTheWayOfTasksIsUnhealthy()
     QVERIFY(!Doctor::isHealthy(Doctor::examine()));
 }
 
-void tst_Doctor::withoutADisplayItAsksForNothingThatNeedsOne()
+void tst_Doctor::withoutADisplayOtherChecksThatNeedOneAreSkipped()
 {
     FakePlatform platform;
     platform.health.screen = {Verdict::bad, u"none"_s, u"Log in."_s};
@@ -122,7 +122,7 @@ void tst_Doctor::withoutADisplayItAsksForNothingThatNeedsOne()
     QVERIFY(!Doctor::isHealthy(Doctor::examine()));
 }
 
-void tst_Doctor::theSystemSaysHowItIs()
+void tst_Doctor::reportsTheSystem()
 {
     FakePlatform platform;
     platform.health.screen.state = u"a big screen"_s;
@@ -138,7 +138,7 @@ void tst_Doctor::theSystemSaysHowItIs()
     QVERIFY(finding(u"Quillon"_s).state.startsWith(u"4.5.6 on "));
 }
 
-void tst_Doctor::theLibraryNamesItsVersionAndItsKernels()
+void tst_Doctor::reportsTheLibrarysVersionAndBackends()
 {
     const FakePlatform platform;
     const Finding library = finding(u"llama.cpp"_s);
@@ -147,7 +147,7 @@ void tst_Doctor::theLibraryNamesItsVersionAndItsKernels()
     QVERIFY2(form.match(library.state).hasMatch(), qPrintable(library.state));
 }
 
-void tst_Doctor::theModelsFolderNamesItsPlaceAndTheRoomInIt()
+void tst_Doctor::reportsTheModelsFolderAndItsFreeSpace()
 {
     const FakePlatform platform;
     write(modelFile(0), "GGUF");
@@ -159,7 +159,7 @@ void tst_Doctor::theModelsFolderNamesItsPlaceAndTheRoomInIt()
     QVERIFY2(form.match(folder.state).hasMatch(), qPrintable(folder.state));
 }
 
-void tst_Doctor::aModelsFolderThatIsNoneIsBad()
+void tst_Doctor::anInvalidModelsFolderIsBad()
 {
     const FakePlatform platform;
     const QString folder = ModelManager::directory();
@@ -171,7 +171,7 @@ void tst_Doctor::aModelsFolderThatIsNoneIsBad()
     QCOMPARE(finding(u"Models folder"_s), expected);
 }
 
-void tst_Doctor::withoutAnyModelTheFirstTaskFetchesOne()
+void tst_Doctor::withoutAModelTheFirstTaskDownloadsOne()
 {
     const FakePlatform platform;
     const QString advice = u"The first task fetches the model that is chosen, once."_s;
@@ -181,7 +181,7 @@ void tst_Doctor::withoutAnyModelTheFirstTaskFetchesOne()
     QCOMPARE(finding(LocalModel::catalog()[1].name), big);
 }
 
-void tst_Doctor::aModelThatIsThereIsEnough()
+void tst_Doctor::onePresentModelIsEnough()
 {
     const FakePlatform platform;
     write(modelFile(1), "GGUF");
@@ -205,7 +205,7 @@ void tst_Doctor::aFileOfAnotherSizeIsAnotherModel()
     QCOMPARE(finding(LocalModel::catalog()[1].name), expected);
 }
 
-void tst_Doctor::aFileThatIsNoModelIsBad_data()
+void tst_Doctor::anInvalidModelFileIsBad_data()
 {
     QTest::addColumn<QByteArray>("content");
     QTest::addColumn<QString>("size");
@@ -215,7 +215,7 @@ void tst_Doctor::aFileThatIsNoModelIsBad_data()
     QTest::newRow("a web page") << QByteArray("<!DOCTYPE html>") << u"15 bytes"_s;
 }
 
-void tst_Doctor::aFileThatIsNoModelIsBad()
+void tst_Doctor::anInvalidModelFileIsBad()
 {
     QFETCH(QByteArray, content);
     QFETCH(QString, size);

@@ -22,14 +22,14 @@ private Q_SLOTS:
     void init();
     void cleanup() { m_desktop.reset(); }
 
-    void aHealthyDesktopHoldsNothingBack();
-    void anAccessibilityBusThatIsNotEnabledIsInTheWay();
-    void aHotKeyThatIsTakenIsMentioned();
+    void aHealthyDesktopHasNoComplaints();
+    void aDisabledAccessibilityBusIsBad();
+    void aTakenHotKeyIsReported();
     void aRunningPanelMayHaveTheKey();
-    void aWaylandDesktopIsMentioned();
+    void aWaylandDesktopIsReported();
     void withoutAFileManagerFoldersCannotBeShown();
-    void withoutADisplayItSaysSoAndEnds_data();
-    void withoutADisplayItSaysSoAndEnds();
+    void withoutADisplayItReportsThatAndEnds_data();
+    void withoutADisplayItReportsThatAndEnds();
 
 private:
     /// Runs the program without a network and stores the lines of its report by subject.
@@ -74,7 +74,7 @@ void tst_DoctorOnDesktop::examine(const QMap<QString, QString> &changes)
     QCOMPARE(found, doctorSubjects);
 }
 
-void tst_DoctorOnDesktop::aHealthyDesktopHoldsNothingBack()
+void tst_DoctorOnDesktop::aHealthyDesktopHasNoComplaints()
 {
     m_desktop->enableAccessibility();
     examine();
@@ -90,7 +90,7 @@ void tst_DoctorOnDesktop::aHealthyDesktopHoldsNothingBack()
     QCOMPARE(m_status, 0);
 }
 
-void tst_DoctorOnDesktop::anAccessibilityBusThatIsNotEnabledIsInTheWay()
+void tst_DoctorOnDesktop::aDisabledAccessibilityBusIsBad()
 {
     examine();
     QCOMPARE(m_lines[u"Accessibility"_s],
@@ -100,7 +100,7 @@ void tst_DoctorOnDesktop::anAccessibilityBusThatIsNotEnabledIsInTheWay()
     QCOMPARE(m_status, 1);
 }
 
-void tst_DoctorOnDesktop::aHotKeyThatIsTakenIsMentioned()
+void tst_DoctorOnDesktop::aTakenHotKeyIsReported()
 {
     m_desktop->enableAccessibility();
     LinuxHotKey other;
@@ -130,7 +130,7 @@ void tst_DoctorOnDesktop::aRunningPanelMayHaveTheKey()
     QCOMPARE(m_status, 0);
 }
 
-void tst_DoctorOnDesktop::aWaylandDesktopIsMentioned()
+void tst_DoctorOnDesktop::aWaylandDesktopIsReported()
 {
     m_desktop->enableAccessibility();
     examine({{u"WAYLAND_DISPLAY"_s, u"wayland-0"_s}});
@@ -155,7 +155,7 @@ void tst_DoctorOnDesktop::withoutAFileManagerFoldersCannotBeShown()
     QCOMPARE(m_status, 0);
 }
 
-void tst_DoctorOnDesktop::withoutADisplayItSaysSoAndEnds_data()
+void tst_DoctorOnDesktop::withoutADisplayItReportsThatAndEnds_data()
 {
     QTest::addColumn<QString>("x11");
     QTest::addColumn<QString>("wayland");
@@ -173,7 +173,7 @@ void tst_DoctorOnDesktop::withoutADisplayItSaysSoAndEnds_data()
            "(\"Xorg\")."_s;
 }
 
-void tst_DoctorOnDesktop::withoutADisplayItSaysSoAndEnds()
+void tst_DoctorOnDesktop::withoutADisplayItReportsThatAndEnds()
 {
     QFETCH(QString, x11);
     QFETCH(QString, wayland);

@@ -25,14 +25,14 @@ class tst_EditMenu : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void clearHistoryStandsBehindTheTextEditingItems();
+    void clearHistoryFollowsTheTextEditingItems();
     void nothingOpensASecondWindow();
-    void clearHistoryDoesWhatItIsGiven();
+    void clearHistoryCallsItsFunction();
     void textEditingItemsTypeTheirKeys();
     void textEditingItemsDoNothingWithoutAWindow();
 };
 
-void tst_EditMenu::clearHistoryStandsBehindTheTextEditingItems()
+void tst_EditMenu::clearHistoryFollowsTheTextEditingItems()
 {
     FakePlatform platform;
     EditMenu::install([] {});
@@ -50,7 +50,7 @@ void tst_EditMenu::nothingOpensASecondWindow()
         QVERIFY2(!call.endsWith(u" n") && !call.contains(u"New"), qPrintable(call));
 }
 
-void tst_EditMenu::clearHistoryDoesWhatItIsGiven()
+void tst_EditMenu::clearHistoryCallsItsFunction()
 {
     FakePlatform platform;
     int clearings = 0;

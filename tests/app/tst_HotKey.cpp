@@ -11,18 +11,18 @@ class tst_HotKey : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void summoningBringsTheApplicationForwardAndCentresItsPanel();
-    void theViewsHearOfASummonWhenThePanelIsInFront();
-    void summoningHidesTheApplicationWhileItsPanelHasTheKeyboard();
-    void summoningShowsWhatIsNotSeen_data();
-    void summoningShowsWhatIsNotSeen();
-    void everyMainWindowComesForwardInOrder();
-    void windowsThatCannotBecomeMainStayWhereTheyAre();
+    void summoningActivatesTheApplicationAndCentresThePanel();
+    void theSignalFollowsWhenThePanelIsInFront();
+    void summoningHidesTheApplicationIfThePanelHasTheFocus();
+    void summoningShowsAHiddenPanel_data();
+    void summoningShowsAHiddenPanel();
+    void everyMainWindowComesToTheFrontInOrder();
+    void windowsThatCannotBecomeMainAreNotMoved();
     void anApplicationWithoutWindowsIsStillActivated();
     void thePressedKeySummons();
 };
 
-void tst_HotKey::summoningBringsTheApplicationForwardAndCentresItsPanel()
+void tst_HotKey::summoningActivatesTheApplicationAndCentresThePanel()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -40,7 +40,7 @@ void tst_HotKey::summoningBringsTheApplicationForwardAndCentresItsPanel()
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
-void tst_HotKey::theViewsHearOfASummonWhenThePanelIsInFront()
+void tst_HotKey::theSignalFollowsWhenThePanelIsInFront()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -58,7 +58,7 @@ void tst_HotKey::theViewsHearOfASummonWhenThePanelIsInFront()
     QVERIFY(HotKey::staticMetaObject.indexOfSignal("summonPalette()") >= 0);
 }
 
-void tst_HotKey::summoningHidesTheApplicationWhileItsPanelHasTheKeyboard()
+void tst_HotKey::summoningHidesTheApplicationIfThePanelHasTheFocus()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
@@ -70,7 +70,7 @@ void tst_HotKey::summoningHidesTheApplicationWhileItsPanelHasTheKeyboard()
     QVERIFY(!panel.isOnScreen);
 }
 
-void tst_HotKey::summoningShowsWhatIsNotSeen_data()
+void tst_HotKey::summoningShowsAHiddenPanel_data()
 {
     QTest::addColumn<bool>("isActive");
     QTest::addColumn<bool>("isKey");
@@ -84,7 +84,7 @@ void tst_HotKey::summoningShowsWhatIsNotSeen_data()
     QTest::newRow("minimised while active") << true << false << false;
 }
 
-void tst_HotKey::summoningShowsWhatIsNotSeen()
+void tst_HotKey::summoningShowsAHiddenPanel()
 {
     QFETCH(bool, isActive);
     QFETCH(bool, isKey);
@@ -100,7 +100,7 @@ void tst_HotKey::summoningShowsWhatIsNotSeen()
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
-void tst_HotKey::everyMainWindowComesForwardInOrder()
+void tst_HotKey::everyMainWindowComesToTheFrontInOrder()
 {
     FakePlatform platform;
     FakeNativeWindow first(u"first"_s);
@@ -115,7 +115,7 @@ void tst_HotKey::everyMainWindowComesForwardInOrder()
     QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
 }
 
-void tst_HotKey::windowsThatCannotBecomeMainStayWhereTheyAre()
+void tst_HotKey::windowsThatCannotBecomeMainAreNotMoved()
 {
     FakePlatform platform;
     FakeNativeWindow tip(u"tip"_s);

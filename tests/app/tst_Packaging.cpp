@@ -53,15 +53,15 @@ class tst_Packaging : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theBundleSaysWhatItNeeds_data();
-    void theBundleSaysWhatItNeeds();
+    void theBundleDescribesItsRequirements_data();
+    void theBundleDescribesItsRequirements();
     void theBundleMaySendAppleEventsAndNothingElse();
     void theDesktopEntryStartsTheProgram();
-    void theIconIsDrawnInEverySize();
+    void theIconIsRenderedInEverySize();
     void aMissingDrawingIsAFailure();
 };
 
-void tst_Packaging::theBundleSaysWhatItNeeds_data()
+void tst_Packaging::theBundleDescribesItsRequirements_data()
 {
     QTest::addColumn<QString>("key");
     QTest::addColumn<QString>("value"); // if empty: any sentence
@@ -81,7 +81,7 @@ void tst_Packaging::theBundleSaysWhatItNeeds_data()
     QTest::newRow("Apple events") << u"NSAppleEventsUsageDescription"_s << QString();
 }
 
-void tst_Packaging::theBundleSaysWhatItNeeds()
+void tst_Packaging::theBundleDescribesItsRequirements()
 {
     QFETCH(QString, key);
     QFETCH(QString, value);
@@ -112,7 +112,7 @@ void tst_Packaging::theDesktopEntryStartsTheProgram()
     QCOMPARE(value(u"Desktop Action toggle/Exec"_s), u"quillon --toggle"_s);
 }
 
-void tst_Packaging::theIconIsDrawnInEverySize()
+void tst_Packaging::theIconIsRenderedInEverySize()
 {
     const QTemporaryDir folder;
     const QString path = folder.filePath(u"Quillon.icns"_s);

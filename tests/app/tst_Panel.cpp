@@ -14,20 +14,20 @@ class tst_Panel : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theTrustIsThePlatformsFromTheStart();
+    void theTrustIsReadAtTheStart();
     void theTrustIsReadAgainOnEverySummon();
     void theTrustIsReadAgainWhenTheApplicationBecomesActive();
-    void askingForTrustAsksThePlatform();
-    void trustThatIsGivenAtOnceIsSeenAtOnce();
-    void theSummonIsPassedOnToTheViews();
-    void hidingIsTheApplications();
-    void closingAndMinimisingAreTheWindows();
-    void nothingHappensWithoutAWindow();
-    void theLookIsTheDesktops();
+    void requestTrustCallsThePlatform();
+    void aPermissionThatIsGrantedAtOnceIsReadAtOnce();
+    void theSummonIsForwarded();
+    void hideHidesTheApplication();
+    void closeAndMinimiseAreForwardedToTheWindow();
+    void doesNothingWithoutAWindow();
+    void theLookIsThatOfTheDesktop();
     void theCompositorMayComeAndGo();
 };
 
-void tst_Panel::theTrustIsThePlatformsFromTheStart()
+void tst_Panel::theTrustIsReadAtTheStart()
 {
     FakePlatform platform;
     platform.controls.trusted = true;
@@ -64,7 +64,7 @@ void tst_Panel::theTrustIsReadAgainWhenTheApplicationBecomesActive()
     QTRY_VERIFY(panel.isTrusted());
 }
 
-void tst_Panel::askingForTrustAsksThePlatform()
+void tst_Panel::requestTrustCallsThePlatform()
 {
     FakePlatform platform;
     Panel panel;
@@ -72,7 +72,7 @@ void tst_Panel::askingForTrustAsksThePlatform()
     QCOMPARE(platform.controls.trustRequests, 1);
 }
 
-void tst_Panel::trustThatIsGivenAtOnceIsSeenAtOnce()
+void tst_Panel::aPermissionThatIsGrantedAtOnceIsReadAtOnce()
 {
     FakePlatform platform;
     platform.controls.trusted = false;
@@ -84,7 +84,7 @@ void tst_Panel::trustThatIsGivenAtOnceIsSeenAtOnce()
     QCOMPARE(changes.size(), 1);
 }
 
-void tst_Panel::theSummonIsPassedOnToTheViews()
+void tst_Panel::theSummonIsForwarded()
 {
     FakePlatform platform;
     platform.controls.trusted = false;
@@ -98,14 +98,14 @@ void tst_Panel::theSummonIsPassedOnToTheViews()
     QVERIFY(wasTrusted);
 }
 
-void tst_Panel::hidingIsTheApplications()
+void tst_Panel::hideHidesTheApplication()
 {
     FakePlatform platform;
     Panel().hide();
     QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
 }
 
-void tst_Panel::closingAndMinimisingAreTheWindows()
+void tst_Panel::closeAndMinimiseAreForwardedToTheWindow()
 {
     FakePlatform platform;
     FakeNativeWindow window(u"panel"_s);
@@ -120,7 +120,7 @@ void tst_Panel::closingAndMinimisingAreTheWindows()
     QVERIFY(platform.panels.calls.isEmpty());
 }
 
-void tst_Panel::nothingHappensWithoutAWindow()
+void tst_Panel::doesNothingWithoutAWindow()
 {
     const FakePlatform platform;
     Panel panel;
@@ -129,7 +129,7 @@ void tst_Panel::nothingHappensWithoutAWindow()
     QVERIFY(platform.panels.calls.isEmpty());
 }
 
-void tst_Panel::theLookIsTheDesktops()
+void tst_Panel::theLookIsThatOfTheDesktop()
 {
     FakePlatform platform;
     const Panel panel;

@@ -10,12 +10,12 @@ class tst_QuickNativeWindow : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void isKnownToTheShellWhileItLives();
-    void tellsWheneverTheSystemHasMadeItsWindow();
+    void isRegisteredWithTheShellWhileItExists();
+    void reportsEachCreationOfTheNativeWindow();
     void isShownUnlessItIsHiddenMinimisedOrClosed();
 };
 
-void tst_QuickNativeWindow::isKnownToTheShellWhileItLives()
+void tst_QuickNativeWindow::isRegisteredWithTheShellWhileItExists()
 {
     FakePlatform platform;
     QQuickWindow window;
@@ -26,7 +26,7 @@ void tst_QuickNativeWindow::isKnownToTheShellWhileItLives()
     QVERIFY(platform.panels.windows().isEmpty());
 }
 
-void tst_QuickNativeWindow::tellsWheneverTheSystemHasMadeItsWindow()
+void tst_QuickNativeWindow::reportsEachCreationOfTheNativeWindow()
 {
     FakePlatform platform;
     QQuickWindow window;

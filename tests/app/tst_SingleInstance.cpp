@@ -12,15 +12,15 @@ class tst_SingleInstance : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theFirstStartIsTheOneAndHearsOfLaterOnes();
-    void laterStartsHandTheirRequestOver_data();
-    void laterStartsHandTheirRequestOver();
-    void aProcessThatHasJustEndedLeavesItsPlace();
-    void aProcessThatDoesNotAnswerIsNotAskedAgain();
-    void placesThatChangeHandsForeverAreGivenUp();
+    void theFirstStartReceivesLaterRequests();
+    void laterStartsSendTheirRequests_data();
+    void laterStartsSendTheirRequests();
+    void anEndedInstanceIsReplaced();
+    void aSilentInstanceIsNotAskedAgain();
+    void givesUpIfInstancesKeepChanging();
 };
 
-void tst_SingleInstance::theFirstStartIsTheOneAndHearsOfLaterOnes()
+void tst_SingleInstance::theFirstStartReceivesLaterRequests()
 {
     FakePlatform platform;
     QList<Request> heard;
@@ -31,7 +31,7 @@ void tst_SingleInstance::theFirstStartIsTheOneAndHearsOfLaterOnes()
     QCOMPARE(heard, QList{Request::toggle});
 }
 
-void tst_SingleInstance::laterStartsHandTheirRequestOver_data()
+void tst_SingleInstance::laterStartsSendTheirRequests_data()
 {
     QTest::addColumn<Request>("request");
 
@@ -39,7 +39,7 @@ void tst_SingleInstance::laterStartsHandTheirRequestOver_data()
     QTest::newRow("toggle") << Request::toggle;
 }
 
-void tst_SingleInstance::laterStartsHandTheirRequestOver()
+void tst_SingleInstance::laterStartsSendTheirRequests()
 {
     QFETCH(Request, request);
     FakePlatform platform;
@@ -49,7 +49,7 @@ void tst_SingleInstance::laterStartsHandTheirRequestOver()
     QCOMPARE(platform.place.claims, 1);
 }
 
-void tst_SingleInstance::aProcessThatHasJustEndedLeavesItsPlace()
+void tst_SingleInstance::anEndedInstanceIsReplaced()
 {
     FakePlatform platform;
     platform.place.answers = {Answer::nobody};
@@ -61,7 +61,7 @@ void tst_SingleInstance::aProcessThatHasJustEndedLeavesItsPlace()
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::handedOver);
 }
 
-void tst_SingleInstance::aProcessThatDoesNotAnswerIsNotAskedAgain()
+void tst_SingleInstance::aSilentInstanceIsNotAskedAgain()
 {
     FakePlatform platform;
     platform.place.answers = {Answer::silent, Answer::taken};
@@ -69,7 +69,7 @@ void tst_SingleInstance::aProcessThatDoesNotAnswerIsNotAskedAgain()
     QCOMPARE(platform.place.requests.size(), 1);
 }
 
-void tst_SingleInstance::placesThatChangeHandsForeverAreGivenUp()
+void tst_SingleInstance::givesUpIfInstancesKeepChanging()
 {
     FakePlatform platform;
     platform.place.answers = QList<Answer>(100, Answer::nobody);

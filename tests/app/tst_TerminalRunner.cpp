@@ -70,9 +70,9 @@ class tst_TerminalRunner : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void showsHowFarTheDownloadIs();
-    void ctrlCEndsTheDownloadAndLeavesNothing();
-    void saysWhyTheDownloadFailed();
+    void showsTheProgressOfTheDownload();
+    void ctrlCCancelsTheDownloadAndLeavesNoFile();
+    void reportsWhyTheDownloadFailed();
 
 private:
     [[nodiscard]] Program::Options options(const QTemporaryDir &home) const;
@@ -97,7 +97,7 @@ QStringList modelFiles(const QTemporaryDir &home)
 }
 } // namespace
 
-void tst_TerminalRunner::showsHowFarTheDownloadIs()
+void tst_TerminalRunner::showsTheProgressOfTheDownload()
 {
     const QTemporaryDir home;
     Program quillon(QCoreApplication::applicationFilePath(), {u"whole"_s}, options(home));
@@ -110,7 +110,7 @@ void tst_TerminalRunner::showsHowFarTheDownloadIs()
     QCOMPARE(modelFiles(home), QStringList{u"test.gguf"_s});
 }
 
-void tst_TerminalRunner::ctrlCEndsTheDownloadAndLeavesNothing()
+void tst_TerminalRunner::ctrlCCancelsTheDownloadAndLeavesNoFile()
 {
     const QTemporaryDir home;
     Program quillon(QCoreApplication::applicationFilePath(), {u"half"_s}, options(home));
@@ -122,7 +122,7 @@ void tst_TerminalRunner::ctrlCEndsTheDownloadAndLeavesNothing()
     QCOMPARE(modelFiles(home), QStringList());
 }
 
-void tst_TerminalRunner::saysWhyTheDownloadFailed()
+void tst_TerminalRunner::reportsWhyTheDownloadFailed()
 {
     const QTemporaryDir home;
     Program quillon(QCoreApplication::applicationFilePath(), {u"missing"_s}, options(home));

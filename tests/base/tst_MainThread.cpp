@@ -13,8 +13,8 @@ class tst_MainThread : public QObject
 private Q_SLOTS:
     void runsWorkOnTheMainThreadLater();
     void keepsTheOrderOfEachThread();
-    void letsOtherEventsInBetween();
-    void takesWorkThatPostsMoreWork();
+    void processesOtherEventsInBetween();
+    void workMayPostMoreWork();
 };
 
 void tst_MainThread::runsWorkOnTheMainThreadLater()
@@ -55,7 +55,7 @@ void tst_MainThread::keepsTheOrderOfEachThread()
     }
 }
 
-void tst_MainThread::letsOtherEventsInBetween()
+void tst_MainThread::processesOtherEventsInBetween()
 {
     QList<int> order;
     MainThread::post([&] { order << 1; });
@@ -66,7 +66,7 @@ void tst_MainThread::letsOtherEventsInBetween()
     QCOMPARE(order, expected);
 }
 
-void tst_MainThread::takesWorkThatPostsMoreWork()
+void tst_MainThread::workMayPostMoreWork()
 {
     int depth = 0;
     std::function<void()> again = [&] {

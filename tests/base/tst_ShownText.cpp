@@ -11,10 +11,10 @@ class tst_ShownText : public QObject
 private Q_SLOTS:
     void plainTextHidesNothing_data();
     void plainTextHidesNothing();
-    void theEndOfAQuestionStaysInSight_data();
-    void theEndOfAQuestionStaysInSight();
-    void whatIsShownIsShownInTheSameWayAgain_data();
-    void whatIsShownIsShownInTheSameWayAgain();
+    void longBlanksInAQuestionAreCounted_data();
+    void longBlanksInAQuestionAreCounted();
+    void isIdempotent_data();
+    void isIdempotent();
 };
 
 namespace {
@@ -92,7 +92,7 @@ void tst_ShownText::plainTextHidesNothing()
     QTEST(ShownText::plain(text), "plain");
 }
 
-void tst_ShownText::theEndOfAQuestionStaysInSight_data()
+void tst_ShownText::longBlanksInAQuestionAreCounted_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("onOneLine");
@@ -126,19 +126,19 @@ void tst_ShownText::theEndOfAQuestionStaysInSight_data()
         << blank(20) + u"a"_s + blank(20) << u"␣×20a␣×20"_s << u"␣×20a␣×20"_s;
 }
 
-void tst_ShownText::theEndOfAQuestionStaysInSight()
+void tst_ShownText::longBlanksInAQuestionAreCounted()
 {
     QFETCH(const QString, text);
     QTEST(ShownText::question(text, ShownText::LineEnds::shown), "onOneLine");
     QTEST(ShownText::question(text, ShownText::LineEnds::kept), "onItsLines");
 }
 
-void tst_ShownText::whatIsShownIsShownInTheSameWayAgain_data()
+void tst_ShownText::isIdempotent_data()
 {
     plainTextHidesNothing_data();
 }
 
-void tst_ShownText::whatIsShownIsShownInTheSameWayAgain()
+void tst_ShownText::isIdempotent()
 {
     QFETCH(const QString, plain);
     QCOMPARE(ShownText::plain(plain), plain);

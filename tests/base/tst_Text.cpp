@@ -9,11 +9,11 @@ class tst_Text : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void titleCaseIsWordByWord_data();
-    void titleCaseIsWordByWord();
+    void titleCasesEachWord_data();
+    void titleCasesEachWord();
 };
 
-void tst_Text::titleCaseIsWordByWord_data()
+void tst_Text::titleCasesEachWord_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("capitalized");
@@ -31,7 +31,7 @@ void tst_Text::titleCaseIsWordByWord_data()
     QTest::newRow("accents") << u"élan ÉLAN"_s << u"Élan Élan"_s;
 }
 
-void tst_Text::titleCaseIsWordByWord()
+void tst_Text::titleCasesEachWord()
 {
     QFETCH(QString, text);
     QTEST(Text::titleCased(text), "capitalized");

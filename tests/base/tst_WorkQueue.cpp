@@ -14,17 +14,17 @@ class tst_WorkQueue : public QObject
 
 private Q_SLOTS:
     void doesJobsInOrderOnOneThread();
-    void closingLetsTheRunningJobEndAndRefusesTheRest();
+    void closeWaitsForTheRunningJobAndRefusesTheOthers();
     void aClosedQueueRefuses();
-    void goesOnWithANewThreadAfterALostJob();
-    void aJobCanLoseItsOwnThread();
-    void closesWhileAJobIsLost();
-    void withoutAJobTheLastWorkIsStillDone();
-    void callsAreDoneOnOneOtherThread();
-    void aCallThatTakesTooLongYieldsNothing();
-    void aQueueWithACallThatIsOverdueFailsAtOnceAndRecovers();
-    void aCallThatIsOverdueDoesNotHoldItsOwnerUp();
-    void anAbandonedCallYieldsNothing();
+    void continuesWithANewThreadAfterAnAbandonedJob();
+    void aJobMayAbandonItself();
+    void closesWhileAJobIsAbandoned();
+    void runsTheLastWorkWithoutAJob();
+    void callsRunOnOneOtherThread();
+    void givesUpACallAfterTheTimeout();
+    void failsAtOnceDuringAnOverdueCallAndRecovers();
+    void anOverdueCallDoesNotBlockTheDestructor();
+    void anAbandonedCallReturnsNothing();
 };
 
 namespace {
@@ -62,7 +62,7 @@ void tst_WorkQueue::doesJobsInOrderOnOneThread()
     QVERIFY(threads.front() != std::this_thread::get_id());
 }
 
-void tst_WorkQueue::closingLetsTheRunningJobEndAndRefusesTheRest()
+void tst_WorkQueue::closeWaitsForTheRunningJobAndRefusesTheOthers()
 {
     WorkQueue queue("test.queue");
     HeldJob gate;
@@ -95,7 +95,7 @@ void tst_WorkQueue::aClosedQueueRefuses()
     QVERIFY(refusals == Refusals{Refusal::closed});
 }
 
-void tst_WorkQueue::goesOnWithANewThreadAfterALostJob()
+void tst_WorkQueue::continuesWithANewThreadAfterAnAbandonedJob()
 {
     WorkQueue queue("test.queue");
     std::promise<void> begun;
@@ -113,7 +113,7 @@ void tst_WorkQueue::goesOnWithANewThreadAfterALostJob()
     QCOMPARE(refused.load(), 1);
 }
 
-void tst_WorkQueue::aJobCanLoseItsOwnThread()
+void tst_WorkQueue::aJobMayAbandonItself()
 {
     WorkQueue queue("test.queue");
     std::promise<Refusal> refused;
@@ -128,7 +128,7 @@ void tst_WorkQueue::aJobCanLoseItsOwnThread()
     next.get_future().wait();
 }
 
-void tst_WorkQueue::closesWhileAJobIsLost()
+void tst_WorkQueue::closesWhileAJobIsAbandoned()
 {
     std::promise<void> begun;
     std::promise<void> closing;
@@ -151,14 +151,14 @@ void tst_WorkQueue::closesWhileAJobIsLost()
     QVERIFY(refused.get_future().get() == Refusal::abandoned);
 }
 
-void tst_WorkQueue::withoutAJobTheLastWorkIsStillDone()
+void tst_WorkQueue::runsTheLastWorkWithoutAJob()
 {
     bool lastRan = false;
     WorkQueue("test.queue").close([&] { lastRan = true; });
     QVERIFY(lastRan);
 }
 
-void tst_WorkQueue::callsAreDoneOnOneOtherThread()
+void tst_WorkQueue::callsRunOnOneOtherThread()
 {
     WorkQueue queue("test.queue");
     const auto first = queue.call([] { return std::this_thread::get_id(); }, ages);
@@ -168,7 +168,7 @@ void tst_WorkQueue::callsAreDoneOnOneOtherThread()
     QVERIFY(*first != std::this_thread::get_id());
 }
 
-void tst_WorkQueue::aCallThatTakesTooLongYieldsNothing()
+void tst_WorkQueue::givesUpACallAfterTheTimeout()
 {
     WorkQueue queue("test.queue");
     const auto release = std::make_shared<std::promise<void>>();
@@ -176,7 +176,7 @@ void tst_WorkQueue::aCallThatTakesTooLongYieldsNothing()
     release->set_value();
 }
 
-void tst_WorkQueue::aQueueWithACallThatIsOverdueFailsAtOnceAndRecovers()
+void tst_WorkQueue::failsAtOnceDuringAnOverdueCallAndRecovers()
 {
     WorkQueue queue("test.queue");
     const auto release = std::make_shared<std::promise<void>>();
@@ -187,7 +187,7 @@ void tst_WorkQueue::aQueueWithACallThatIsOverdueFailsAtOnceAndRecovers()
     QTRY_COMPARE(queue.call([] { return 3; }, ages), 3);
 }
 
-void tst_WorkQueue::aCallThatIsOverdueDoesNotHoldItsOwnerUp()
+void tst_WorkQueue::anOverdueCallDoesNotBlockTheDestructor()
 {
     const auto release = std::make_shared<std::promise<void>>();
     const auto over = std::make_shared<std::promise<void>>();
@@ -205,7 +205,7 @@ void tst_WorkQueue::aCallThatIsOverdueDoesNotHoldItsOwnerUp()
     over->get_future().wait();
 }
 
-void tst_WorkQueue::anAbandonedCallYieldsNothing()
+void tst_WorkQueue::anAbandonedCallReturnsNothing()
 {
     WorkQueue queue("test.queue");
     QVERIFY(!queue.call(

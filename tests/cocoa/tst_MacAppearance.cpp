@@ -16,11 +16,11 @@ private Q_SLOTS:
     void init() { FakeCocoa::makeApplication(true); }
     void cleanup();
 
-    void theLookIsTheSystems();
-    void everyChangeIsHeard();
-    void aSymbolIsDrawnInTheMiddle();
-    void aSymbolThatIsMissingIsEmpty();
-    void symbolsAreDrawnOnAnotherThreadToo();
+    void theLookIsThatOfTheSystem();
+    void everyChangeIsReported();
+    void aSymbolIsCentred();
+    void aMissingSymbolIsEmpty();
+    void symbolsAreAlsoRenderedOnAnotherThread();
 };
 
 void tst_MacAppearance::cleanup()
@@ -29,7 +29,7 @@ void tst_MacAppearance::cleanup()
     QCOMPARE(FakeCoreFoundation::livingObjects(), 0);
 }
 
-void tst_MacAppearance::theLookIsTheSystems()
+void tst_MacAppearance::theLookIsThatOfTheSystem()
 {
     const Look::Color accent{0.25, 0.5, 0.75};
     const Look light{.accent = accent};
@@ -40,7 +40,7 @@ void tst_MacAppearance::theLookIsTheSystems()
     QCOMPARE(MacAppearance().look(), dark);
 }
 
-void tst_MacAppearance::everyChangeIsHeard()
+void tst_MacAppearance::everyChangeIsReported()
 {
     int changes = 0;
     MacAppearance().observe([&] { ++changes; });
@@ -56,7 +56,7 @@ void tst_MacAppearance::everyChangeIsHeard()
     QCOMPARE(changes, 3);
 }
 
-void tst_MacAppearance::aSymbolIsDrawnInTheMiddle()
+void tst_MacAppearance::aSymbolIsCentred()
 {
     FakeCocoa::symbols = {u"checkmark"_s};
     const QByteArray coverage = MacAppearance().symbol(u"checkmark"_s, 8);
@@ -66,12 +66,12 @@ void tst_MacAppearance::aSymbolIsDrawnInTheMiddle()
     QCOMPARE(coverage, empty + empty + full + full + full + full + empty + empty);
 }
 
-void tst_MacAppearance::aSymbolThatIsMissingIsEmpty()
+void tst_MacAppearance::aMissingSymbolIsEmpty()
 {
     QVERIFY(MacAppearance().symbol(u"checkmark"_s, 8).isEmpty());
 }
 
-void tst_MacAppearance::symbolsAreDrawnOnAnotherThreadToo()
+void tst_MacAppearance::symbolsAreAlsoRenderedOnAnotherThread()
 {
     FakeCocoa::symbols = {u"checkmark"_s};
     qsizetype size = 0;

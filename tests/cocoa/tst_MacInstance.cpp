@@ -18,16 +18,16 @@ class tst_MacInstance : public QObject
 private Q_SLOTS:
     void cleanup() { FakeCocoa::reset(); }
 
-    void theFirstProcessIsTheOne();
-    void whatDoesNotShowThePanelDoesNotCount_data();
-    void whatDoesNotShowThePanelDoesNotCount();
+    void theFirstProcessIsTheInstance();
+    void processesWithoutAPanelDoNotCount_data();
+    void processesWithoutAPanelDoNotCount();
     void requestsArriveAndAreAnswered();
-    void aRequestIsTakenOnceItIsAnswered();
-    void aSilentProcessIsToldFromNone();
+    void aRequestIsDeliveredOnceItIsAnswered();
+    void aSilentInstanceDiffersFromNone();
     void noApplicationObjectIsNeeded();
 };
 
-void tst_MacInstance::theFirstProcessIsTheOne()
+void tst_MacInstance::theFirstProcessIsTheInstance()
 {
     FakeCocoa::running = {{.pid = int(QCoreApplication::applicationPid()), .bundle = bundle}};
     QVERIFY(MacInstance().claim([](Request) {}));
@@ -36,7 +36,7 @@ void tst_MacInstance::theFirstProcessIsTheOne()
     QVERIFY(MacInstance::runsElsewhere());
 }
 
-void tst_MacInstance::whatDoesNotShowThePanelDoesNotCount_data()
+void tst_MacInstance::processesWithoutAPanelDoNotCount_data()
 {
     QTest::addColumn<long>("policy");
     QTest::addColumn<QString>("of");
@@ -46,7 +46,7 @@ void tst_MacInstance::whatDoesNotShowThePanelDoesNotCount_data()
     QTest::newRow("one that has ended") << 0L << bundle << true;
 }
 
-void tst_MacInstance::whatDoesNotShowThePanelDoesNotCount()
+void tst_MacInstance::processesWithoutAPanelDoNotCount()
 {
     QFETCH(long, policy);
     QFETCH(QString, of);
@@ -70,7 +70,7 @@ void tst_MacInstance::requestsArriveAndAreAnswered()
     QCOMPARE(FakeCocoa::posted[1].about, u"4712"_s);
 }
 
-void tst_MacInstance::aRequestIsTakenOnceItIsAnswered()
+void tst_MacInstance::aRequestIsDeliveredOnceItIsAnswered()
 {
     FakeCocoa::running = {{.pid = 1, .bundle = bundle}};
     QCOMPARE(MacInstance().handOver(Request::toggle), Instance::Answer::taken);
@@ -79,7 +79,7 @@ void tst_MacInstance::aRequestIsTakenOnceItIsAnswered()
     QCOMPARE(FakeCocoa::posted[0].about, QString::number(QCoreApplication::applicationPid()));
 }
 
-void tst_MacInstance::aSilentProcessIsToldFromNone()
+void tst_MacInstance::aSilentInstanceDiffersFromNone()
 {
     FakeCocoa::answersNotifications = false;
     FakeCocoa::running = {{.pid = 1, .bundle = bundle}};

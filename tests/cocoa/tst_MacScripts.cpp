@@ -12,13 +12,13 @@ class tst_MacScripts : public QObject
 private Q_SLOTS:
     void cleanup() { FakeCocoa::reset(); }
 
-    void aScriptsTextIsItsResult();
+    void theTextOfAScriptIsItsResult();
     void aScriptMayReturnNothing();
     void anErrorHasTheSystemsMessageOrNone();
-    void whatIsNoScriptDoesNotRun();
+    void anInvalidScriptDoesNotRun();
 };
 
-void tst_MacScripts::aScriptsTextIsItsResult()
+void tst_MacScripts::theTextOfAScriptIsItsResult()
 {
     FakeCocoa::scriptText = u"höllo 😀"_s;
     QCOMPARE(MacScripts().run(u"return \"ä\""_s), ScriptOutcome(ScriptResult{u"höllo 😀"_s}));
@@ -40,7 +40,7 @@ void tst_MacScripts::anErrorHasTheSystemsMessageOrNone()
     QCOMPARE(MacScripts().run(u"("_s), ScriptOutcome(ScriptError{std::nullopt}));
 }
 
-void tst_MacScripts::whatIsNoScriptDoesNotRun()
+void tst_MacScripts::anInvalidScriptDoesNotRun()
 {
     FakeCocoa::isNoScript = true;
     QCOMPARE(MacScripts().run(u"beep"_s), ScriptOutcome(NoScript{}));

@@ -45,15 +45,15 @@ private Q_SLOTS:
 
     void aLoginWithoutAWindowServerHasNoDisplay();
     void theApplicationIsActivatedAndHidden();
-    void aClickInTheDockIsPassedOn();
-    void menuItemsDoWhatTheyAreFor();
-    void aWindowComesForward();
+    void aClickInTheDockIsForwarded();
+    void menuItemsCallTheirFunctions();
+    void aWindowComesToTheFront();
     void aWindowIsCentredOnTheUsersScreen();
     void aWindowIsKeptAboveOthers();
     void theDockIconAsksForAttention();
     void aWindowBecomesAPanel();
     void theContentsDoNotMoveTheWindow(); // first: the class keeps the added method
-    void theMaterialLiesUnderTheContents();
+    void theMaterialIsBehindTheContents();
 
 private:
     MacShell m_shell;
@@ -83,7 +83,7 @@ void tst_MacShell::theApplicationIsActivatedAndHidden()
     QCOMPARE(FakeCocoa::calls, (QStringList{u"policy 0"_s, u"activate 1"_s, u"hide"_s}));
 }
 
-void tst_MacShell::aClickInTheDockIsPassedOn()
+void tst_MacShell::aClickInTheDockIsForwarded()
 {
     QList<bool> clicks;
     m_shell.observeReopening([&](bool hasVisibleWindows) { clicks.append(hasVisibleWindows); });
@@ -93,7 +93,7 @@ void tst_MacShell::aClickInTheDockIsPassedOn()
     m_shell.observeReopening([](bool) {});
 }
 
-void tst_MacShell::menuItemsDoWhatTheyAreFor()
+void tst_MacShell::menuItemsCallTheirFunctions()
 {
     QStringList chosen;
     m_shell.addMenuItem(u"Copy"_s, u'c', [&] { chosen.append(u"copy"_s); });
@@ -106,7 +106,7 @@ void tst_MacShell::menuItemsDoWhatTheyAreFor()
     QCOMPARE(chosen, (QStringList{u"clear"_s, u"copy"_s}));
 }
 
-void tst_MacShell::aWindowComesForward()
+void tst_MacShell::aWindowComesToTheFront()
 {
     Window window;
     QVERIFY(!m_shell.isVisible(window));
@@ -163,7 +163,7 @@ void tst_MacShell::aWindowBecomesAPanel()
     QCOMPARE(FakeCocoa::describeWindow(), panel);
 }
 
-void tst_MacShell::theMaterialLiesUnderTheContents()
+void tst_MacShell::theMaterialIsBehindTheContents()
 {
     Window window;
     m_shell.placeMaterialBehind(window, Shell::Material::underWindowBackground);

@@ -29,16 +29,16 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void requestsEndOnTheMainThread_data();
-    void requestsEndOnTheMainThread();
-    void aFailureIsTheSystemsSentence_data();
-    void aFailureIsTheSystemsSentence();
-    void whatIsAskedForMayOutliveItsWorkspace();
+    void requestsFinishOnTheMainThread_data();
+    void requestsFinishOnTheMainThread();
+    void aFailureHasTheSystemsSentence_data();
+    void aFailureHasTheSystemsSentence();
+    void requestsMayOutliveTheWorkspace();
     void runningApplicationsAreDescribed();
-    void theWorkspaceIsAskedOnlyWhileTheLoopOfAppKitRuns();
+    void theWorkspaceIsUsedOnlyWhileTheLoopOfAppKitRuns();
     void theApplicationInFrontIsDescribed();
     void anApplicationIsBroughtToTheFront();
-    void endingIsAskedForAndSeen();
+    void terminatesAnApplication();
     void itemsAreRevealedAndTrashed();
 
 private:
@@ -79,12 +79,12 @@ void tst_MacWorkspace::cleanup()
     QCOMPARE(FakeCoreFoundation::livingObjects(), 0);
 }
 
-void tst_MacWorkspace::requestsEndOnTheMainThread_data()
+void tst_MacWorkspace::requestsFinishOnTheMainThread_data()
 {
     addRequests();
 }
 
-void tst_MacWorkspace::requestsEndOnTheMainThread()
+void tst_MacWorkspace::requestsFinishOnTheMainThread()
 {
     const MainLoop loop;
     QFETCH(Request, request);
@@ -97,12 +97,12 @@ void tst_MacWorkspace::requestsEndOnTheMainThread()
     QTEST(FakeCocoa::calls.value(0), "call");
 }
 
-void tst_MacWorkspace::aFailureIsTheSystemsSentence_data()
+void tst_MacWorkspace::aFailureHasTheSystemsSentence_data()
 {
     addRequests();
 }
 
-void tst_MacWorkspace::aFailureIsTheSystemsSentence()
+void tst_MacWorkspace::aFailureHasTheSystemsSentence()
 {
     const MainLoop loop;
     QFETCH(Request, request);
@@ -117,7 +117,7 @@ void tst_MacWorkspace::aFailureIsTheSystemsSentence()
     }
 }
 
-void tst_MacWorkspace::whatIsAskedForMayOutliveItsWorkspace()
+void tst_MacWorkspace::requestsMayOutliveTheWorkspace()
 {
     const MainLoop loop;
     QFuture<void> future;
@@ -138,7 +138,7 @@ void tst_MacWorkspace::runningApplicationsAreDescribed()
     QCOMPARE(m_workspace.runningApplications(), expected);
 }
 
-void tst_MacWorkspace::theWorkspaceIsAskedOnlyWhileTheLoopOfAppKitRuns()
+void tst_MacWorkspace::theWorkspaceIsUsedOnlyWhileTheLoopOfAppKitRuns()
 {
     FakeCocoa::front = 7;
     m_screen.shown = {{.layer = 0, .owner = ProcessId{8}, .ownerName = {}, .title = {}}};
@@ -171,7 +171,7 @@ void tst_MacWorkspace::anApplicationIsBroughtToTheFront()
     QCOMPARE(FakeCocoa::calls.size(), 2);
 }
 
-void tst_MacWorkspace::endingIsAskedForAndSeen()
+void tst_MacWorkspace::terminatesAnApplication()
 {
     FakeCocoa::running = {{.pid = 7}};
     m_workspace.terminate(ProcessId{7});

@@ -29,30 +29,30 @@ private Q_SLOTS:
 
     void aliasesNameTheInstalledApplication_data();
     void aliasesNameTheInstalledApplication();
-    void anExactMatchInAnyFolderWinsOverEveryPartialOne();
-    void theFirstPartialMatchInTheOrderOfTheFoldersWins();
-    void everyNameOfAnApplicationCounts();
-    void accentsCompareHoweverTheyAreComposed();
-    void aRunningApplicationOfThatNameIsTakenWhereItLies();
+    void prefersAnExactMatchInAnyFolder();
+    void choosesTheFirstPartialMatchInTheOrderOfTheFolders();
+    void matchesEveryNameOfAnApplication();
+    void ignoresTheEncodingOfAccents();
+    void usesTheLocationOfARunningApplication();
     void aRunningApplicationWithoutALocationIsLookedUpInTheFolders();
-    void anApplicationThatIsNotThereIsNotFound();
+    void doesNotFindAMissingApplication();
 
-    void theExactPassMatchesTheAliasAndThePartialPassWhatWasWritten();
+    void exactMatchesUseTheAliasAndPartialOnesTheGivenName();
     void onlyOrdinaryApplicationsCountAsRunning();
     void aNamelessApplicationMatchesNothing();
-    void anExactRunningNameWinsOverAnEarlierPartialOne();
+    void prefersAnExactRunningName();
 
     void anotherSystemsStockNameMeansThisDesktopsOwnApplication();
-    void aStockNameThatIsInstalledMeansItself();
+    void anInstalledStockNameMeansItself();
 
-    void launchingWaitsForTheApplicationToSettleAndTellsItsName();
-    void aFailedLaunchPassesThePlatformsSentenceOn();
-    void launchingWhatIsNotThereFails();
+    void launchWaitsForTheApplicationAndReturnsItsName();
+    void aFailedLaunchHasThePlatformsSentence();
+    void launchingAMissingApplicationFails();
 
-    void quittingWhatDoesNotRunSucceeds();
-    void quittingAStockNameMeansTheOneThatRuns();
-    void quittingAsksWaitsAndLooks();
-    void anApplicationThatStaysMayBeWaiting();
+    void quittingAnApplicationThatIsNotRunningSucceeds();
+    void quittingAStockNameMeansTheRunningApplication();
+    void quitRequestsWaitsAndChecks();
+    void reportsAnApplicationThatDoesNotQuit();
 
 private:
     std::unique_ptr<FakePlatform> m_platform;
@@ -101,14 +101,14 @@ void tst_Applications::aliasesNameTheInstalledApplication()
     QCOMPARE(Executor::appURL(name), u"/b/"_s + application + u".app"_s);
 }
 
-void tst_Applications::anExactMatchInAnyFolderWinsOverEveryPartialOne()
+void tst_Applications::prefersAnExactMatchInAnyFolder()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Notes Plus"_s)};
     m_desk->installed[u"/b"_s] = {installed(u"/b"_s, u"Other"_s), installed(u"/b"_s, u"NOTES"_s)};
     QCOMPARE(Executor::appURL(u"notes"_s), u"/b/NOTES.app"_s);
 }
 
-void tst_Applications::theFirstPartialMatchInTheOrderOfTheFoldersWins()
+void tst_Applications::choosesTheFirstPartialMatchInTheOrderOfTheFolders()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Zoo Chronicle"_s),
                                   installed(u"/a"_s, u"Achrome"_s)};
@@ -116,7 +116,7 @@ void tst_Applications::theFirstPartialMatchInTheOrderOfTheFoldersWins()
     QCOMPARE(Executor::appURL(u"Chr"_s), u"/a/Zoo Chronicle.app"_s);
 }
 
-void tst_Applications::everyNameOfAnApplicationCounts()
+void tst_Applications::matchesEveryNameOfAnApplication()
 {
     m_desk->installed[u"/a"_s] = {{{u"Dateien"_s, u"Files"_s, u"org.gnome.Nautilus"_s}, u"/a/n"_s}};
     QCOMPARE(Executor::appURL(u"files"_s), u"/a/n"_s);
@@ -124,7 +124,7 @@ void tst_Applications::everyNameOfAnApplicationCounts()
     QCOMPARE(Executor::appURL(u"nautilus"_s), u"/a/n"_s);
 }
 
-void tst_Applications::accentsCompareHoweverTheyAreComposed()
+void tst_Applications::ignoresTheEncodingOfAccents()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Cafe\u0301"_s)};
     QCOMPARE(Executor::appURL(u"CAFÉ"_s), u"/a/Cafe\u0301.app"_s);
@@ -133,7 +133,7 @@ void tst_Applications::accentsCompareHoweverTheyAreComposed()
     QCOMPARE(Executor::runningApp(u"édit"_s)->pid, ProcessId{5});
 }
 
-void tst_Applications::aRunningApplicationOfThatNameIsTakenWhereItLies()
+void tst_Applications::usesTheLocationOfARunningApplication()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Notes"_s)};
     Application elsewhere = running(5, u"Notes Beta"_s);
@@ -149,14 +149,14 @@ void tst_Applications::aRunningApplicationWithoutALocationIsLookedUpInTheFolders
     QCOMPARE(Executor::appURL(u"notes"_s), u"/a/Notes.app"_s);
 }
 
-void tst_Applications::anApplicationThatIsNotThereIsNotFound()
+void tst_Applications::doesNotFindAMissingApplication()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Notes"_s)};
     QCOMPARE(Executor::appURL(u"Chess"_s), std::nullopt);
     QVERIFY(!Executor::runningApp(u"Chess"_s));
 }
 
-void tst_Applications::theExactPassMatchesTheAliasAndThePartialPassWhatWasWritten()
+void tst_Applications::exactMatchesUseTheAliasAndPartialOnesTheGivenName()
 {
     m_desk->running = {running(1, u"Chrome Canary"_s), running(2, u"Google Chrome"_s)};
     QCOMPARE(Executor::runningApp(u"chrome"_s)->pid, ProcessId{2});
@@ -185,7 +185,7 @@ void tst_Applications::aNamelessApplicationMatchesNothing()
     QVERIFY(!Executor::runningApp(u"Notes"_s));
 }
 
-void tst_Applications::anExactRunningNameWinsOverAnEarlierPartialOne()
+void tst_Applications::prefersAnExactRunningName()
 {
     m_desk->running = {running(1, u"Notes Plus"_s), running(2, u"Notes"_s)};
     QCOMPARE(Executor::runningApp(u"NOTES"_s)->pid, ProcessId{2});
@@ -205,7 +205,7 @@ void tst_Applications::anotherSystemsStockNameMeansThisDesktopsOwnApplication()
     QCOMPARE(Executor::runningApp(u"safari"_s)->pid, ProcessId{3});
 }
 
-void tst_Applications::aStockNameThatIsInstalledMeansItself()
+void tst_Applications::anInstalledStockNameMeansItself()
 {
     m_desk->counterparts.insert(u"terminal"_s, u"/b/XTerm.app"_s);
     m_desk->installed[u"/b"_s] = {installed(u"/b"_s, u"XTerm"_s),
@@ -217,7 +217,7 @@ void tst_Applications::aStockNameThatIsInstalledMeansItself()
     QVERIFY(!Executor::runningApp(u"Terminal"_s));
 }
 
-void tst_Applications::launchingWaitsForTheApplicationToSettleAndTellsItsName()
+void tst_Applications::launchWaitsForTheApplicationAndReturnsItsName()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Google Chrome"_s)};
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u" chrome "_s}}),
@@ -226,7 +226,7 @@ void tst_Applications::launchingWaitsForTheApplicationToSettleAndTellsItsName()
     QCOMPARE(m_pauses->durations, QList<std::chrono::milliseconds>{700ms});
 }
 
-void tst_Applications::aFailedLaunchPassesThePlatformsSentenceOn()
+void tst_Applications::aFailedLaunchHasThePlatformsSentence()
 {
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, u"Notes"_s)};
     m_desk->failure = u"The application “Notes” is damaged — é."_s;
@@ -235,7 +235,7 @@ void tst_Applications::aFailedLaunchPassesThePlatformsSentenceOn()
     QVERIFY(m_pauses->durations.isEmpty());
 }
 
-void tst_Applications::launchingWhatIsNotThereFails()
+void tst_Applications::launchingAMissingApplicationFails()
 {
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Chess"_s}}),
              u"ActionError: Couldn't find an app called “Chess”."_s);
@@ -245,14 +245,14 @@ void tst_Applications::launchingWhatIsNotThereFails()
     QVERIFY(m_pauses->durations.isEmpty());
 }
 
-void tst_Applications::quittingWhatDoesNotRunSucceeds()
+void tst_Applications::quittingAnApplicationThatIsNotRunningSucceeds()
 {
     QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u" chrome"_s}}), u"chrome is not running."_s);
     QVERIFY(m_pauses->durations.isEmpty());
 }
 
 // The desktop's "Calculator" is installed but not running; another calculator is.
-void tst_Applications::quittingAStockNameMeansTheOneThatRuns()
+void tst_Applications::quittingAStockNameMeansTheRunningApplication()
 {
     m_desk->counterparts.insert(u"calculator"_s, u"/b/KCalc.app"_s);
     m_desk->installed[u"/b"_s] = {installed(u"/b"_s, u"KCalc"_s),
@@ -268,7 +268,7 @@ void tst_Applications::quittingAStockNameMeansTheOneThatRuns()
     QCOMPARE(m_desk->terminated, QList<ProcessId>{ProcessId{3}});
 }
 
-void tst_Applications::quittingAsksWaitsAndLooks()
+void tst_Applications::quitRequestsWaitsAndChecks()
 {
     m_desk->running = {running(4, u"Google Chrome"_s), running(5, u"Notes"_s)};
     QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Chrome"_s}}), u"Chrome quit."_s);
@@ -276,7 +276,7 @@ void tst_Applications::quittingAsksWaitsAndLooks()
     QCOMPARE(m_pauses->durations, QList<std::chrono::milliseconds>{600ms});
 }
 
-void tst_Applications::anApplicationThatStaysMayBeWaiting()
+void tst_Applications::reportsAnApplicationThatDoesNotQuit()
 {
     m_desk->running = {running(4, u"Notes"_s)};
     m_desk->unsaved = {ProcessId{4}};

@@ -10,29 +10,29 @@ class tst_Executor : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void namesThatAreNotKnownAreRefused_data();
-    void namesThatAreNotKnownAreRefused();
-    void missingArgumentsAreToldBeforeAnythingIsDone_data();
-    void missingArgumentsAreToldBeforeAnythingIsDone();
-    void listingWindowsTellsTheSummary();
-    void focusingIsOpening();
+    void refusesUnknownNames_data();
+    void refusesUnknownNames();
+    void reportsMissingArgumentsBeforeDoingAnything_data();
+    void reportsMissingArgumentsBeforeDoingAnything();
+    void listWindowsReturnsTheSummary();
+    void focusIsTheSameAsOpen();
 };
 
-void tst_Executor::namesThatAreNotKnownAreRefused_data()
+void tst_Executor::refusesUnknownNames_data()
 {
     QTest::addColumn<QString>("name");
     for (const char *name : {"scroll", "OPEN_APP", "Open_Url", " open_url", "done", ""})
         QTest::newRow(name) << QString::fromUtf8(name);
 }
 
-void tst_Executor::namesThatAreNotKnownAreRefused()
+void tst_Executor::refusesUnknownNames()
 {
     QFETCH(QString, name);
     const FakePlatform platform;
     QCOMPARE(outcome(name), u"ActionError: Unknown action “"_s + name + u"”."_s);
 }
 
-void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone_data()
+void tst_Executor::reportsMissingArgumentsBeforeDoingAnything_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("key");
@@ -49,7 +49,7 @@ void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone_data()
     QTest::newRow("applescript") << u"applescript"_s << u"script"_s << u"Missing script."_s;
 }
 
-void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone()
+void tst_Executor::reportsMissingArgumentsBeforeDoingAnything()
 {
     QFETCH(QString, name);
     QFETCH(QString, key);
@@ -71,7 +71,7 @@ void tst_Executor::missingArgumentsAreToldBeforeAnythingIsDone()
     QVERIFY(pauses.durations.isEmpty());
 }
 
-void tst_Executor::listingWindowsTellsTheSummary()
+void tst_Executor::listWindowsReturnsTheSummary()
 {
     FakePlatform platform;
     QCOMPARE(outcome(u"list_windows"_s), u"none"_s);
@@ -79,7 +79,7 @@ void tst_Executor::listingWindowsTellsTheSummary()
     QCOMPARE(outcome(u"list_windows"_s), u"Notes — Ideas"_s);
 }
 
-void tst_Executor::focusingIsOpening()
+void tst_Executor::focusIsTheSameAsOpen()
 {
     FakePlatform platform;
     platform.desk.folders = {u"/apps"_s};

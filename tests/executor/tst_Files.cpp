@@ -17,20 +17,20 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void aFolderIsMadeWithAllAboveItAndRevealed();
-    void whereAFolderIsMade_data();
-    void whereAFolderIsMade();
-    void aFolderThatIsThereAlreadyIsNoFailure();
-    void aFolderThatCannotBeMadeFailsWithTheSystemsSentence();
-    void aNameWithANullCharacterNamesNothing();
+    void createsAFolderWithItsParentsAndRevealsIt();
+    void createsAFolderAtThePath_data();
+    void createsAFolderAtThePath();
+    void acceptsAnExistingFolder();
+    void reportsAFolderThatCannotBeCreated();
+    void refusesNullCharacters();
 
     void aPathOpensWithItsDefaultApplication();
-    void aMissingPathIsToldAsWritten_data();
-    void aMissingPathIsToldAsWritten();
-    void aFailedOpeningPassesThePlatformsSentenceOn();
+    void reportsAMissingPathAsGiven_data();
+    void reportsAMissingPathAsGiven();
+    void aFailedOpeningHasThePlatformsSentence();
 
-    void whatIsTrashedIsHandedOverAsThePathMeans();
-    void aFailedTrashingPassesThePlatformsSentenceOn();
+    void trashesTheResolvedPath();
+    void aFailedTrashingHasThePlatformsSentence();
 
 private:
     [[nodiscard]] QString at(const QString &entry) const { return m_home->filePath(entry); }
@@ -55,7 +55,7 @@ void tst_Files::cleanup()
     m_home.reset();
 }
 
-void tst_Files::aFolderIsMadeWithAllAboveItAndRevealed()
+void tst_Files::createsAFolderWithItsParentsAndRevealsIt()
 {
     QCOMPARE(outcome(u"create_folder"_s, {{u"name"_s, u" Für é/b "_s}, {u"in"_s, u"Projects"_s}}),
              u"Created folder at "_s + at(u"Projects/Für é/b"_s) + u'.');
@@ -64,7 +64,7 @@ void tst_Files::aFolderIsMadeWithAllAboveItAndRevealed()
              QList<std::filesystem::path>{at(u"Projects/Für é/b"_s).toStdString()});
 }
 
-void tst_Files::whereAFolderIsMade_data()
+void tst_Files::createsAFolderAtThePath_data()
 {
     QTest::addColumn<QString>("in");
     QTest::addColumn<QString>("location");
@@ -74,7 +74,7 @@ void tst_Files::whereAFolderIsMade_data()
     QTest::newRow("location") << u" "_s << u"Downloads"_s << u"Downloads"_s;
 }
 
-void tst_Files::whereAFolderIsMade()
+void tst_Files::createsAFolderAtThePath()
 {
     QFETCH(QString, in);
     QFETCH(QString, location);
@@ -86,7 +86,7 @@ void tst_Files::whereAFolderIsMade()
     QVERIFY(QDir(path).exists());
 }
 
-void tst_Files::aFolderThatIsThereAlreadyIsNoFailure()
+void tst_Files::acceptsAnExistingFolder()
 {
     QVERIFY(QDir(m_home->path()).mkpath(u"Desktop/Old"_s));
     QVERIFY(QFile::link(at(u"Desktop/Old"_s), at(u"Desktop/Link"_s)));
@@ -97,7 +97,7 @@ void tst_Files::aFolderThatIsThereAlreadyIsNoFailure()
     QCOMPARE(m_desk->revealed.size(), 2);
 }
 
-void tst_Files::aFolderThatCannotBeMadeFailsWithTheSystemsSentence()
+void tst_Files::reportsAFolderThatCannotBeCreated()
 {
     QVERIFY(QDir(m_home->path()).mkpath(u"Desktop"_s));
     QFile file(at(u"Desktop/file"_s));
@@ -110,7 +110,7 @@ void tst_Files::aFolderThatCannotBeMadeFailsWithTheSystemsSentence()
     QVERIFY(m_desk->revealed.isEmpty());
 }
 
-void tst_Files::aNameWithANullCharacterNamesNothing()
+void tst_Files::refusesNullCharacters()
 {
     const QString name = u"a"_s + QChar::Null + u"b"_s;
     QVERIFY(QDir(m_home->path()).mkpath(u"a"_s));
@@ -140,7 +140,7 @@ void tst_Files::aPathOpensWithItsDefaultApplication()
     QCOMPARE(m_desk->opened.last(), QUrl::fromLocalFile(m_home->path()));
 }
 
-void tst_Files::aMissingPathIsToldAsWritten_data()
+void tst_Files::reportsAMissingPathAsGiven_data()
 {
     QTest::addColumn<QString>("path");
     QTest::newRow("relative") << u"Downloads/old.zip"_s;
@@ -149,7 +149,7 @@ void tst_Files::aMissingPathIsToldAsWritten_data()
     QTest::newRow("dangling") << u"dangling"_s;
 }
 
-void tst_Files::aMissingPathIsToldAsWritten()
+void tst_Files::reportsAMissingPathAsGiven()
 {
     QFETCH(QString, path);
     QVERIFY(QFile::link(u"/nowhere"_s, at(u"dangling"_s)));
@@ -158,14 +158,14 @@ void tst_Files::aMissingPathIsToldAsWritten()
     QVERIFY(m_desk->opened.isEmpty());
 }
 
-void tst_Files::aFailedOpeningPassesThePlatformsSentenceOn()
+void tst_Files::aFailedOpeningHasThePlatformsSentence()
 {
     m_desk->failure = u"No application opens it."_s;
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"~"_s}}),
              u"PlatformError: No application opens it."_s);
 }
 
-void tst_Files::whatIsTrashedIsHandedOverAsThePathMeans()
+void tst_Files::trashesTheResolvedPath()
 {
     // The platform decides whether the item exists.
     QCOMPARE(outcome(u"trash"_s, {{u"path"_s, u"Downloads/old.zip"_s}}),
@@ -176,7 +176,7 @@ void tst_Files::whatIsTrashedIsHandedOverAsThePathMeans()
                                            at(u"link"_s).toStdString()}));
 }
 
-void tst_Files::aFailedTrashingPassesThePlatformsSentenceOn()
+void tst_Files::aFailedTrashingHasThePlatformsSentence()
 {
     m_desk->failure = u"No such file or directory"_s;
     QCOMPARE(outcome(u"trash"_s, {{u"path"_s, u"Downloads/old.zip"_s}}),

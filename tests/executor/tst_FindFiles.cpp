@@ -19,20 +19,20 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void matchesStandNewestFirstAndTheNewestIsRevealed();
-    void fiveNamesAreShownAndAllAreCounted();
+    void listsTheNewestFirstAndRevealsIt();
+    void listsFiveNamesAndCountsAll();
     void extensionsAndQueries_data();
     void extensionsAndQueries();
-    void theFolderAndTheExtensionHaveSecondNames();
-    void hiddenEntriesAreSkippedAndFoldersAreNot();
+    void acceptsOtherKeysForFolderAndExtension();
+    void skipsHiddenEntriesButNotFolders();
     void equalDatesKeepTheOrderOfTheListing();
-    void aDanglingLinkIsOlderThanEverything();
-    void namesThatAreNoTextAreListedAndRevealed();
-    void accentsCompareHoweverTheyAreComposed();
-    void aFolderThatCannotBeReadIsToldAsWritten_data();
-    void aFolderThatCannotBeReadIsToldAsWritten();
-    void nothingFoundIsASuccess();
-    void aHundredThousandEntriesAreNoTrouble();
+    void aDanglingLinkIsTheOldest();
+    void listsAndRevealsInvalidUtf8Names();
+    void ignoresTheEncodingOfAccents();
+    void reportsAnUnreadableFolderAsGiven_data();
+    void reportsAnUnreadableFolderAsGiven();
+    void findingNothingIsASuccess();
+    void handlesAHundredThousandEntries();
 
 private:
     void make(const QString &name, std::chrono::seconds age = 0s)
@@ -63,7 +63,7 @@ void tst_FindFiles::cleanup()
     m_home.reset();
 }
 
-void tst_FindFiles::matchesStandNewestFirstAndTheNewestIsRevealed()
+void tst_FindFiles::listsTheNewestFirstAndRevealsIt()
 {
     make(u"b.pdf"_s, 20s);
     make(u"a.pdf"_s, 30s);
@@ -74,7 +74,7 @@ void tst_FindFiles::matchesStandNewestFirstAndTheNewestIsRevealed()
              QList<std::filesystem::path>{m_home->filePath(u"Downloads/c.pdf"_s).toStdString()});
 }
 
-void tst_FindFiles::fiveNamesAreShownAndAllAreCounted()
+void tst_FindFiles::listsFiveNamesAndCountsAll()
 {
     for (int i = 0; i < 7; ++i)
         make(QString::number(i), std::chrono::seconds(i));
@@ -120,7 +120,7 @@ void tst_FindFiles::extensionsAndQueries()
     QCOMPARE(Executor::findFiles(u"Downloads"_s, extension, query), expected);
 }
 
-void tst_FindFiles::theFolderAndTheExtensionHaveSecondNames()
+void tst_FindFiles::acceptsOtherKeysForFolderAndExtension()
 {
     make(u"a.pdf"_s);
     make(u"b.txt"_s);
@@ -132,7 +132,7 @@ void tst_FindFiles::theFolderAndTheExtensionHaveSecondNames()
              u"Found 1 file(s), newest first: Downloads. Revealed “Downloads” in Finder."_s);
 }
 
-void tst_FindFiles::hiddenEntriesAreSkippedAndFoldersAreNot()
+void tst_FindFiles::skipsHiddenEntriesButNotFolders()
 {
     make(u".hidden.pdf"_s);
     QVERIFY(QDir(m_home->filePath(u"Downloads"_s)).mkpath(u"Folder.pdf/inner.pdf"_s));
@@ -153,7 +153,7 @@ void tst_FindFiles::equalDatesKeepTheOrderOfTheListing()
                  listing.first(5).join(u", "_s), listing.first()));
 }
 
-void tst_FindFiles::aDanglingLinkIsOlderThanEverything()
+void tst_FindFiles::aDanglingLinkIsTheOldest()
 {
     QVERIFY(QFile::link(u"/nowhere"_s, m_home->filePath(u"Downloads/dangling"_s)));
     make(u"ancient"_s, std::chrono::hours(24 * 365 * 60));
@@ -161,7 +161,7 @@ void tst_FindFiles::aDanglingLinkIsOlderThanEverything()
              u"Found 2 file(s), newest first: ancient, dangling. Revealed “ancient” in Finder."_s);
 }
 
-void tst_FindFiles::namesThatAreNoTextAreListedAndRevealed()
+void tst_FindFiles::listsAndRevealsInvalidUtf8Names()
 {
     const std::filesystem::path path = m_home->filePath(u"Downloads/"_s).toStdString() + "a\xff"
                                                                                          "b.pdf";
@@ -172,13 +172,13 @@ void tst_FindFiles::namesThatAreNoTextAreListedAndRevealed()
     std::filesystem::remove(path); // QTemporaryDir cannot
 }
 
-void tst_FindFiles::accentsCompareHoweverTheyAreComposed()
+void tst_FindFiles::ignoresTheEncodingOfAccents()
 {
     make(u"Cafe\u0301.txt"_s);
     QVERIFY(outcome(u"find_files"_s, {{u"query"_s, u"CAFÉ"_s}}).startsWith(u"Found 1 file(s)"_s));
 }
 
-void tst_FindFiles::aFolderThatCannotBeReadIsToldAsWritten_data()
+void tst_FindFiles::reportsAnUnreadableFolderAsGiven_data()
 {
     QTest::addColumn<QString>("folder");
     QTest::newRow("missing") << u"my Stuff"_s;
@@ -186,7 +186,7 @@ void tst_FindFiles::aFolderThatCannotBeReadIsToldAsWritten_data()
     QTest::newRow("dangling") << u"~/Downloads/dangling"_s;
 }
 
-void tst_FindFiles::aFolderThatCannotBeReadIsToldAsWritten()
+void tst_FindFiles::reportsAnUnreadableFolderAsGiven()
 {
     QFETCH(QString, folder);
     make(u"file"_s);
@@ -196,14 +196,14 @@ void tst_FindFiles::aFolderThatCannotBeReadIsToldAsWritten()
     QVERIFY(m_platform->desk.revealed.isEmpty());
 }
 
-void tst_FindFiles::nothingFoundIsASuccess()
+void tst_FindFiles::findingNothingIsASuccess()
 {
     QCOMPARE(outcome(u"find_files"_s, {{u"folder"_s, u" my Downloads "_s}}),
              u"No matching files in my Downloads."_s);
     QVERIFY(m_platform->desk.revealed.isEmpty());
 }
 
-void tst_FindFiles::aHundredThousandEntriesAreNoTrouble()
+void tst_FindFiles::handlesAHundredThousandEntries()
 {
     const std::string folder = m_home->filePath(u"Downloads/"_s).toStdString();
     // Hard links, which are created fast; a file can have some ten thousands.

@@ -50,12 +50,12 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void textsAreCutIntoUserPerceivedCharacters_data();
-    void textsAreCutIntoUserPerceivedCharacters();
-    void textIsTypedAsItStands_data();
-    void textIsTypedAsItStands();
-    void longTextIsTypedInPiecesWithPauses();
-    void aStopDoesNotCutThePausesShort();
+    void splitsTextsAtGraphemes_data();
+    void splitsTextsAtGraphemes();
+    void typesTextUnchanged_data();
+    void typesTextUnchanged();
+    void typesLongTextInPiecesWithPauses();
+    void cancellingDoesNotShortenThePauses();
     void aTextMustNotBeEmpty();
 
     void keysHaveTheirCodes_data();
@@ -68,16 +68,16 @@ private Q_SLOTS:
     void aNewTabIsCommandT();
     void aNewTabInAnApplicationOpensItFirst();
 
-    void withoutPermissionNothingIsPostedAndTheUserIsAsked();
-    void permissionIsAskedForBeforeTheKeyIsLookedAt();
+    void withoutPermissionNothingIsPostedAndItIsRequested();
+    void checksThePermissionBeforeTheKey();
 
-    void theUsersApplicationGetsTheKeyboardBack();
+    void returnsTheFocusToTheUsersApplication();
     void withoutAnApplicationNothingIsPosted();
-    void anApplicationThatDoesNotComeForwardGetsNothing();
+    void anApplicationThatDoesNotTakeTheFocusGetsNothing();
     void typingStopsWhenAnotherApplicationComesToTheFront();
     void typingStopsWhenOurOwnPanelComesToTheFront();
-    void aKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile();
-    void failuresOfTheSystemArePassedOn();
+    void aKeyIsNotPressedInAnotherApplication();
+    void passesTheSystemsFailuresOn();
 
 private:
     [[nodiscard]] bool isUntouched() const
@@ -103,7 +103,7 @@ void tst_Keyboard::cleanup()
     m_platform.reset();
 }
 
-void tst_Keyboard::textsAreCutIntoUserPerceivedCharacters_data()
+void tst_Keyboard::splitsTextsAtGraphemes_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("size");
@@ -140,7 +140,7 @@ void tst_Keyboard::textsAreCutIntoUserPerceivedCharacters_data()
         << QString(QChar(0xd83d)) + u'a' << 1 << QStringList{QString(QChar(0xd83d)), u"a"_s};
 }
 
-void tst_Keyboard::textsAreCutIntoUserPerceivedCharacters()
+void tst_Keyboard::splitsTextsAtGraphemes()
 {
     QFETCH(QString, text);
     QFETCH(int, size);
@@ -148,7 +148,7 @@ void tst_Keyboard::textsAreCutIntoUserPerceivedCharacters()
     QCOMPARE(Executor::chunked(text, size), expected);
 }
 
-void tst_Keyboard::textIsTypedAsItStands_data()
+void tst_Keyboard::typesTextUnchanged_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("letter") << u"a"_s;
@@ -161,7 +161,7 @@ void tst_Keyboard::textIsTypedAsItStands_data()
     QTest::newRow("null") << QString(u'a') + QChar(u'\0') + u'b';
 }
 
-void tst_Keyboard::textIsTypedAsItStands()
+void tst_Keyboard::typesTextUnchanged()
 {
     QFETCH(QString, text);
     QCOMPARE(typed(text), u"Typed text."_s);
@@ -171,7 +171,7 @@ void tst_Keyboard::textIsTypedAsItStands()
     QCOMPARE(m_platform->keys.finishedSources, 1);
 }
 
-void tst_Keyboard::longTextIsTypedInPiecesWithPauses()
+void tst_Keyboard::typesLongTextInPiecesWithPauses()
 {
     const QString text = u"0123456789"_s.repeated(4) + u"abcde"_s;
     QCOMPARE(typed(text), u"Typed text."_s);
@@ -181,7 +181,7 @@ void tst_Keyboard::longTextIsTypedInPiecesWithPauses()
     QCOMPARE(m_platform->keys.announced, QStringList{text});
 }
 
-void tst_Keyboard::aStopDoesNotCutThePausesShort()
+void tst_Keyboard::cancellingDoesNotShortenThePauses()
 {
     m_pauses.reset();
     QList<bool> canBeCancelled;
@@ -331,7 +331,7 @@ void tst_Keyboard::aNewTabInAnApplicationOpensItFirst()
     QVERIFY(m_platform->keys.events.isEmpty());
 }
 
-void tst_Keyboard::withoutPermissionNothingIsPostedAndTheUserIsAsked()
+void tst_Keyboard::withoutPermissionNothingIsPostedAndItIsRequested()
 {
     m_platform->controls.trusted = false;
     QCOMPARE(typed(u"a"_s),
@@ -352,14 +352,14 @@ void tst_Keyboard::withoutPermissionNothingIsPostedAndTheUserIsAsked()
     QCOMPARE(m_platform->controls.trustRequests, 4);
 }
 
-void tst_Keyboard::permissionIsAskedForBeforeTheKeyIsLookedAt()
+void tst_Keyboard::checksThePermissionBeforeTheKey()
 {
     m_platform->controls.trusted = false;
     QVERIFY(pressed(u"f5"_s, u""_s).startsWith(u"ActionError: Accessibility permission"_s));
     QCOMPARE(m_platform->controls.trustRequests, 1);
 }
 
-void tst_Keyboard::theUsersApplicationGetsTheKeyboardBack()
+void tst_Keyboard::returnsTheFocusToTheUsersApplication()
 {
     for (const QString &name : {u"type_text"_s, u"press_key"_s, u"new_tab"_s}) {
         m_platform->desk.focused = ourselves();
@@ -392,7 +392,7 @@ void tst_Keyboard::withoutAnApplicationNothingIsPosted()
     QVERIFY(isUntouched());
 }
 
-void tst_Keyboard::anApplicationThatDoesNotComeForwardGetsNothing()
+void tst_Keyboard::anApplicationThatDoesNotTakeTheFocusGetsNothing()
 {
     m_platform->desk.focused = ourselves();
     m_platform->desk.refusesFocus = true;
@@ -424,7 +424,7 @@ void tst_Keyboard::typingStopsWhenOurOwnPanelComesToTheFront()
     QVERIFY(m_platform->desk.activated.isEmpty());
 }
 
-void tst_Keyboard::aKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile()
+void tst_Keyboard::aKeyIsNotPressedInAnotherApplication()
 {
     m_pauses.reset();
     m_platform->desk.focused = ourselves();
@@ -434,7 +434,7 @@ void tst_Keyboard::aKeyIsNotPressedForWhoeverComesToTheFrontMeanwhile()
     QVERIFY(isUntouched());
 }
 
-void tst_Keyboard::failuresOfTheSystemArePassedOn()
+void tst_Keyboard::passesTheSystemsFailuresOn()
 {
     m_platform->keys.failure = u"The X server went away."_s;
     QCOMPARE(typed(u"a"_s), u"PlatformError: The X server went away."_s);

@@ -19,9 +19,9 @@ class tst_Pause : public QObject
 
 private Q_SLOTS:
     void aPauseLastsAtLeastItsTimeWhileTheEventLoopRuns();
-    void aPauseThatWasCancelledBeforeTakesNoTime();
+    void aCancelledPauseTakesNoTime();
     void aCancellationEndsThePause();
-    void aCancellationThatNobodyHoldsAnyMoreIsKeptUntilTheEnd();
+    void keepsTheCancellationUntilTheEnd();
     void aCancelledWaitDoesNotAbortTheAction();
     void theWaitsHaveTheirLengths();
 };
@@ -39,7 +39,7 @@ void tst_Pause::aPauseLastsAtLeastItsTimeWhileTheEventLoopRuns()
     QVERIFY(turns > 0);
 }
 
-void tst_Pause::aPauseThatWasCancelledBeforeTakesNoTime()
+void tst_Pause::aCancelledPauseTakesNoTime()
 {
     const auto cancellation = std::make_shared<Cancellation>();
     cancellation->cancel();
@@ -57,7 +57,7 @@ void tst_Pause::aCancellationEndsThePause()
     QCoro::waitFor(std::move(task));
 }
 
-void tst_Pause::aCancellationThatNobodyHoldsAnyMoreIsKeptUntilTheEnd()
+void tst_Pause::keepsTheCancellationUntilTheEnd()
 {
     auto cancellation = std::make_shared<Cancellation>();
     const std::weak_ptr<Cancellation> watched = cancellation;

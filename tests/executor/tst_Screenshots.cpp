@@ -21,18 +21,18 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void namesTellTheMoment_data();
-    void namesTellTheMoment();
-    void theMomentIsNowInLocalTime();
+    void namesContainTheTime_data();
+    void namesContainTheTime();
+    void theTimeIsTheLocalTime();
     void whereScreenshotsAreSaved_data();
     void whereScreenshotsAreSaved();
     void aCaptureThatLeavesNoFileHasFailed();
-    void aFileFromBeforeCounts();
-    void aLinkIsNotWrittenThrough_data();
-    void aLinkIsNotWrittenThrough();
-    void aFailedCapturePassesThePlatformsSentenceOn();
-    void theFileIsLookedForAfterTheCaptureHasEnded();
-    void aFolderWithANullCharacterIsNone();
+    void anExistingFileCounts();
+    void doesNotFollowALink_data();
+    void doesNotFollowALink();
+    void aFailedCaptureHasThePlatformsSentence();
+    void checksTheFileAfterTheCapture();
+    void refusesAFolderWithANullCharacter();
 
 private:
     [[nodiscard]] QString at(const QString &entry) const { return m_home->filePath(entry); }
@@ -59,7 +59,7 @@ void tst_Screenshots::cleanup()
     m_home.reset();
 }
 
-void tst_Screenshots::namesTellTheMoment_data()
+void tst_Screenshots::namesContainTheTime_data()
 {
     QTest::addColumn<QDateTime>("moment");
     QTest::addColumn<QString>("name");
@@ -71,7 +71,7 @@ void tst_Screenshots::namesTellTheMoment_data()
                                << u"Screenshot 2025-03-07 at 23.59.59.png"_s;
 }
 
-void tst_Screenshots::namesTellTheMoment()
+void tst_Screenshots::namesContainTheTime()
 {
     QFETCH(QDateTime, moment);
     QTEST(Executor::Actions::screenshotName(moment), "name");
@@ -82,7 +82,7 @@ void tst_Screenshots::namesTellTheMoment()
     QLocale::setDefault(before);
 }
 
-void tst_Screenshots::theMomentIsNowInLocalTime()
+void tst_Screenshots::theTimeIsTheLocalTime()
 {
     qputenv("TZ", "<-11>11:00");
     tzset();
@@ -126,7 +126,7 @@ void tst_Screenshots::aCaptureThatLeavesNoFileHasFailed()
     QCOMPARE(m_screen->captured.size(), 1);
 }
 
-void tst_Screenshots::aFileFromBeforeCounts()
+void tst_Screenshots::anExistingFileCounts()
 {
     m_screen->permitsCapture = false;
     QFile file(at(u"old.png"_s));
@@ -138,7 +138,7 @@ void tst_Screenshots::aFileFromBeforeCounts()
     QCOMPARE(outcome(shoot(file.fileName())), u"saved"_s);
 }
 
-void tst_Screenshots::aLinkIsNotWrittenThrough_data()
+void tst_Screenshots::doesNotFollowALink_data()
 {
     QTest::addColumn<QString>("target");
     QTest::newRow("to a file") << u"precious.txt"_s;
@@ -147,7 +147,7 @@ void tst_Screenshots::aLinkIsNotWrittenThrough_data()
     QTest::newRow("to itself") << u"picture.png"_s;
 }
 
-void tst_Screenshots::aLinkIsNotWrittenThrough()
+void tst_Screenshots::doesNotFollowALink()
 {
     QFETCH(const QString, target);
     QFile precious(at(u"precious.txt"_s));
@@ -166,13 +166,13 @@ void tst_Screenshots::aLinkIsNotWrittenThrough()
     QVERIFY(!QFile::exists(at(u"nothing.txt"_s)));
 }
 
-void tst_Screenshots::aFailedCapturePassesThePlatformsSentenceOn()
+void tst_Screenshots::aFailedCaptureHasThePlatformsSentence()
 {
     m_screen->failure = u"There is no such tool."_s;
     QCOMPARE(outcome(u"screenshot"_s), u"PlatformError: There is no such tool."_s);
 }
 
-void tst_Screenshots::theFileIsLookedForAfterTheCaptureHasEnded()
+void tst_Screenshots::checksTheFileAfterTheCapture()
 {
     m_screen->holdsCaptures = true;
     std::optional<QString> result;
@@ -187,7 +187,7 @@ void tst_Screenshots::theFileIsLookedForAfterTheCaptureHasEnded()
     QVERIFY2(result->startsWith(u"Saved screenshot to "_s), qPrintable(*result));
 }
 
-void tst_Screenshots::aFolderWithANullCharacterIsNone()
+void tst_Screenshots::refusesAFolderWithANullCharacter()
 {
     const QString folder = u"a"_s + QChar::Null + u"b"_s;
     QCOMPARE(outcome(u"screenshot"_s, {{u"folder"_s, folder}}),

@@ -10,13 +10,13 @@ class tst_Scripts : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void whatBecameOfAScriptIsTold_data();
-    void whatBecameOfAScriptIsTold();
-    void theSourceIsHandedOverTrimmed();
+    void reportsTheOutcomeOfAScript_data();
+    void reportsTheOutcomeOfAScript();
+    void trimsTheSource();
     void withoutASourceNothingRuns();
 };
 
-void tst_Scripts::whatBecameOfAScriptIsTold_data()
+void tst_Scripts::reportsTheOutcomeOfAScript_data()
 {
     QTest::addColumn<ScriptOutcome>("became");
     QTest::addColumn<QString>("sentence");
@@ -30,7 +30,7 @@ void tst_Scripts::whatBecameOfAScriptIsTold_data()
         << ScriptOutcome(ScriptError{}) << u"ActionError: AppleScript error: unknown"_s;
 }
 
-void tst_Scripts::whatBecameOfAScriptIsTold()
+void tst_Scripts::reportsTheOutcomeOfAScript()
 {
     QFETCH(ScriptOutcome, became);
     QFETCH(QString, sentence);
@@ -40,7 +40,7 @@ void tst_Scripts::whatBecameOfAScriptIsTold()
     QCOMPARE(platform.language.sources, QStringList{u"beep"_s});
 }
 
-void tst_Scripts::theSourceIsHandedOverTrimmed()
+void tst_Scripts::trimsTheSource()
 {
     FakePlatform platform;
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u" tell me\n  \"x\"\nend\n"_s}}),

@@ -16,16 +16,16 @@ private Q_SLOTS:
 
     void addressesOpenInTheDefaultBrowser_data();
     void addressesOpenInTheDefaultBrowser();
-    void whatIsNoAddressIsToldAsWritten_data();
-    void whatIsNoAddressIsToldAsWritten();
+    void reportsAnInvalidAddressAsGiven_data();
+    void reportsAnInvalidAddressAsGiven();
     void queriesReachTheBrowserExactlyAsEncoded_data();
     void queriesReachTheBrowserExactlyAsEncoded();
     void anAddressOpensInTheNamedApplication();
     void aSearchOpensInTheNamedApplication();
-    void anAddressNeverOpensElsewhereThanAsked();
-    void theAddressIsLookedAtBeforeTheApplication();
-    void thePlatformsSentenceIsPassedOn();
-    void theBrowserIsAwaited();
+    void neverOpensInAnotherApplication();
+    void checksTheAddressBeforeTheApplication();
+    void passesThePlatformsSentenceOn();
+    void waitsForTheBrowser();
 
 private:
     std::unique_ptr<FakePlatform> m_platform;
@@ -106,7 +106,7 @@ void tst_Web::addressesOpenInTheDefaultBrowser()
     QCOMPARE(m_pauses->durations, QList<std::chrono::milliseconds>{1200ms});
 }
 
-void tst_Web::whatIsNoAddressIsToldAsWritten_data()
+void tst_Web::reportsAnInvalidAddressAsGiven_data()
 {
     QTest::addColumn<QString>("text");
     for (const char *text : {"not a url",
@@ -154,7 +154,7 @@ void tst_Web::whatIsNoAddressIsToldAsWritten_data()
         QTest::newRow(text) << QString::fromUtf8(text);
 }
 
-void tst_Web::whatIsNoAddressIsToldAsWritten()
+void tst_Web::reportsAnInvalidAddressAsGiven()
 {
     QFETCH(QString, text);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, text}}),
@@ -213,7 +213,7 @@ void tst_Web::aSearchOpensInTheNamedApplication()
              "https://www.google.com/search?q=a%20b"_ba);
 }
 
-void tst_Web::anAddressNeverOpensElsewhereThanAsked()
+void tst_Web::neverOpensInAnotherApplication()
 {
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"Chess"_s}}),
              u"ActionError: Couldn't find an app called “Chess”."_s);
@@ -225,13 +225,13 @@ void tst_Web::anAddressNeverOpensElsewhereThanAsked()
              u"Opened example.com in the default browser."_s);
 }
 
-void tst_Web::theAddressIsLookedAtBeforeTheApplication()
+void tst_Web::checksTheAddressBeforeTheApplication()
 {
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"not a url"_s}, {u"app"_s, u"Chess"_s}}),
              u"ActionError: “not a url” isn't a valid address."_s);
 }
 
-void tst_Web::thePlatformsSentenceIsPassedOn()
+void tst_Web::passesThePlatformsSentenceOn()
 {
     m_desk->failure = u"No browser — é."_s;
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}}),
@@ -241,7 +241,7 @@ void tst_Web::thePlatformsSentenceIsPassedOn()
     QVERIFY(m_pauses->durations.isEmpty());
 }
 
-void tst_Web::theBrowserIsAwaited()
+void tst_Web::waitsForTheBrowser()
 {
     m_desk->holdsRequests = true;
     QCoro::Task<QString> task =

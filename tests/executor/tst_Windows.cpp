@@ -17,17 +17,17 @@ class tst_Windows : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void entriesStandInTheOrderOfTheScreen();
-    void windowsThatAreNotListed_data();
-    void windowsThatAreNotListed();
-    void sameEntriesStandOnce();
-    void nineDifferentWindowsMakeEightEntries();
-    void withoutAnAnswerThereAreNone();
-    void observingTellsTheFrontAndTheWindows();
-    void aFrontThatHasNoNameIsUnknown();
+    void listsInTheOrderOfTheScreen();
+    void skipsOtherWindows_data();
+    void skipsOtherWindows();
+    void listsEqualEntriesOnce();
+    void listsEightWindowsAtMost();
+    void listsNoneWithoutAnAnswer();
+    void observeReturnsTheFrontAndTheWindows();
+    void aFrontWithoutANameIsUnknown();
 };
 
-void tst_Windows::entriesStandInTheOrderOfTheScreen()
+void tst_Windows::listsInTheOrderOfTheScreen()
 {
     FakePlatform platform;
     platform.display.shown = {window(u"Safari"_s, u"Apple"_s), window(u"Finder"_s, u"Downloads"_s),
@@ -35,7 +35,7 @@ void tst_Windows::entriesStandInTheOrderOfTheScreen()
     QCOMPARE(Executor::windowSummary(), u"Safari — Apple; Finder — Downloads; Notes; Mail"_s);
 }
 
-void tst_Windows::windowsThatAreNotListed_data()
+void tst_Windows::skipsOtherWindows_data()
 {
     QTest::addColumn<std::optional<int>>("layer");
     QTest::addColumn<std::optional<qint64>>("owner");
@@ -56,7 +56,7 @@ void tst_Windows::windowsThatAreNotListed_data()
     QTest::newRow("empty name") << Layer(0) << Owner(1) << Name(u""_s) << u"none"_s;
 }
 
-void tst_Windows::windowsThatAreNotListed()
+void tst_Windows::skipsOtherWindows()
 {
     QFETCH(std::optional<int>, layer);
     QFETCH(std::optional<qint64>, owner);
@@ -70,7 +70,7 @@ void tst_Windows::windowsThatAreNotListed()
     QCOMPARE(Executor::windowSummary(), summary);
 }
 
-void tst_Windows::sameEntriesStandOnce()
+void tst_Windows::listsEqualEntriesOnce()
 {
     FakePlatform platform;
     platform.display.shown = {window(u"Notes"_s, u"a"_s), window(u"Notes"_s, u"b"_s),
@@ -78,7 +78,7 @@ void tst_Windows::sameEntriesStandOnce()
     QCOMPARE(Executor::windowSummary(), u"Notes — a; Notes — b; notes — a"_s);
 }
 
-void tst_Windows::nineDifferentWindowsMakeEightEntries()
+void tst_Windows::listsEightWindowsAtMost()
 {
     FakePlatform platform;
     for (int i = 0; i < 9; ++i) {
@@ -90,7 +90,7 @@ void tst_Windows::nineDifferentWindowsMakeEightEntries()
     QCOMPARE(Executor::windowSummary(), u"0; 1; 2; 3; 4; 5; 6; 7"_s);
 }
 
-void tst_Windows::withoutAnAnswerThereAreNone()
+void tst_Windows::listsNoneWithoutAnAnswer()
 {
     FakePlatform platform;
     QCOMPARE(Executor::windowSummary(), u"none"_s);
@@ -98,7 +98,7 @@ void tst_Windows::withoutAnAnswerThereAreNone()
     QCOMPARE(Executor::windowSummary(), u"none"_s);
 }
 
-void tst_Windows::observingTellsTheFrontAndTheWindows()
+void tst_Windows::observeReturnsTheFrontAndTheWindows()
 {
     FakePlatform platform;
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
@@ -107,7 +107,7 @@ void tst_Windows::observingTellsTheFrontAndTheWindows()
     QCOMPARE(Executor::observe(), u"Frontmost app: Safari. Windows: Safari — Apple"_s);
 }
 
-void tst_Windows::aFrontThatHasNoNameIsUnknown()
+void tst_Windows::aFrontWithoutANameIsUnknown()
 {
     FakePlatform platform;
     platform.desk.front = Application{.pid = ProcessId{3}};

@@ -11,8 +11,8 @@ class tst_ChatMessage : public QObject
 private Q_SLOTS:
     void rolesHaveTheirRawText_data();
     void rolesHaveTheirRawText();
-    void otherTextIsNoRole_data();
-    void otherTextIsNoRole();
+    void otherTextsAreNotRoles_data();
+    void otherTextsAreNotRoles();
     void messagesAreEqualByValue();
 };
 
@@ -35,7 +35,7 @@ void tst_ChatMessage::rolesHaveTheirRawText()
     QVERIFY(roleFromText(text) == Role(role));
 }
 
-void tst_ChatMessage::otherTextIsNoRole_data()
+void tst_ChatMessage::otherTextsAreNotRoles_data()
 {
     QTest::addColumn<QString>("text");
 
@@ -47,7 +47,7 @@ void tst_ChatMessage::otherTextIsNoRole_data()
     QTest::newRow("a longer word") << u"users"_s;
 }
 
-void tst_ChatMessage::otherTextIsNoRole()
+void tst_ChatMessage::otherTextsAreNotRoles()
 {
     QFETCH(QString, text);
     QVERIFY(!roleFromText(text));

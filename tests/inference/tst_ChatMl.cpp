@@ -10,7 +10,7 @@ class tst_ChatMl : public QObject
 
 private Q_SLOTS:
     void marksEachMessageAndOpensTheReply();
-    void addsNothingOfItsOwn();
+    void addsNothingElse();
     void writesContentUnchanged();
 };
 
@@ -27,7 +27,7 @@ void tst_ChatMl::marksEachMessageAndOpensTheReply()
                                          "<|im_start|>assistant\n"_ba);
 }
 
-void tst_ChatMl::addsNothingOfItsOwn()
+void tst_ChatMl::addsNothingElse()
 {
     QCOMPARE(chatMlPrompt({}), "<|im_start|>assistant\n"_ba);
 }

@@ -11,13 +11,13 @@ class tst_InferenceError : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void eachCaseHasItsSentence_data();
-    void eachCaseHasItsSentence();
+    void eachCaseHasASentence_data();
+    void eachCaseHasASentence();
     void errorsAreEqualByCase();
-    void errorsAreThrownByTheNameOfTheirCase();
+    void casesConvertToErrors();
 };
 
-void tst_InferenceError::eachCaseHasItsSentence_data()
+void tst_InferenceError::eachCaseHasASentence_data()
 {
     QTest::addColumn<int>("reason");
     QTest::addColumn<QString>("sentence");
@@ -34,7 +34,7 @@ void tst_InferenceError::eachCaseHasItsSentence_data()
                                   << u"The model failed while generating."_s;
 }
 
-void tst_InferenceError::eachCaseHasItsSentence()
+void tst_InferenceError::eachCaseHasASentence()
 {
     QFETCH(int, reason);
     QFETCH(QString, sentence);
@@ -56,7 +56,7 @@ void tst_InferenceError::errorsAreEqualByCase()
     QCOMPARE(errors.size(), std::size_t(2));
 }
 
-void tst_InferenceError::errorsAreThrownByTheNameOfTheirCase()
+void tst_InferenceError::casesConvertToErrors()
 {
     try {
         throw InferenceError(InferenceError::loadFailed);

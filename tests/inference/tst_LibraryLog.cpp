@@ -14,10 +14,10 @@ class tst_LibraryLog : public QObject
 private Q_SLOTS:
     void init();
     void cleanup();
-    void isSilentUnlessAskedFor();
-    void printsWholeLinesWhenAskedFor();
+    void isDisabledByDefault();
+    void printsWholeLinesIfEnabled();
     void continuesALine();
-    void keepsTheThreadsLinesApart();
+    void keepsTheLinesOfThreadsApart();
 
 private:
     static void collect(QtMsgType type, const QMessageLogContext &context, const QString &text);
@@ -42,14 +42,14 @@ void tst_LibraryLog::cleanup()
     QLoggingCategory::setFilterRules({});
 }
 
-void tst_LibraryLog::isSilentUnlessAskedFor()
+void tst_LibraryLog::isDisabledByDefault()
 {
     for (const QtMsgType type : {QtDebugMsg, QtInfoMsg, QtWarningMsg, QtCriticalMsg})
         LibraryLog::write(type, "a line\n");
     QCOMPARE(s_lines, QStringList());
 }
 
-void tst_LibraryLog::printsWholeLinesWhenAskedFor()
+void tst_LibraryLog::printsWholeLinesIfEnabled()
 {
     QLoggingCategory::setFilterRules(u"quillon.llama=true"_s);
     LibraryLog::write(QtDebugMsg, "d\n");
@@ -72,7 +72,7 @@ void tst_LibraryLog::continuesALine()
     QCOMPARE(s_lines, QStringList{u"quillon.llama 4 loading .."_s});
 }
 
-void tst_LibraryLog::keepsTheThreadsLinesApart()
+void tst_LibraryLog::keepsTheLinesOfThreadsApart()
 {
     QLoggingCategory::setFilterRules(u"quillon.llama=true"_s);
     LibraryLog::write(QtInfoMsg, "mine ");

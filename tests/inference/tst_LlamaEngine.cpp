@@ -26,26 +26,26 @@ class tst_LlamaEngine : public QObject
 
 private Q_SLOTS:
     void init();
-    void isEmptyAtFirst();
+    void startsWithoutAModel();
     void repliesThroughTheChatTemplate_data();
     void repliesThroughTheChatTemplate();
     void givesRepliesOneAfterTheOther();
-    void feedsTheModelTheFormattedConversation_data();
-    void feedsTheModelTheFormattedConversation();
+    void decodesTheFormattedConversation_data();
+    void decodesTheFormattedConversation();
     void stopsAtTheEndOfGeneration();
     void stopsAtMaxTokens_data();
     void stopsAtMaxTokens();
-    void returnsNothingForNoTokens_data();
-    void returnsNothingForNoTokens();
-    void keepsAFittingPromptWhole();
+    void returnsAnEmptyTextForZeroTokens_data();
+    void returnsAnEmptyTextForZeroTokens();
+    void keepsAPromptThatFits();
     void cutsTheMiddleOutOfALongPrompt_data();
     void cutsTheMiddleOutOfALongPrompt();
     void refusesTooSmallABudget_data();
     void refusesTooSmallABudget();
-    void completesCharactersBeforeTheyAreHandedOver();
-    void handsOverEmptyPieces();
-    void dropsPiecesThatAreTooLong();
-    void returnsReplyAsItStands();
+    void passesOnlyCompleteCharactersToTheCallback();
+    void passesEmptyPiecesToTheCallback();
+    void dropsTooLongPieces();
+    void returnsTheReplyUnchanged();
     void callsBackOnItsOwnThread();
     void generatesWithoutACallback();
     void generatesOneAfterTheOther();
@@ -53,14 +53,14 @@ private Q_SLOTS:
     void failsWithoutAModel();
     void unloadWaitsForTheGeneration();
     void loadsAnotherModel();
-    void aFailedLoadLeavesNothing();
-    void survivesThatItsFileIsCutShort_data();
-    void survivesThatItsFileIsCutShort();
-    void noticesThatItsFileIsWrittenTo();
-    void itsFileCanBeReplacedByRenaming();
+    void aFailedLoadLeavesNoModel();
+    void survivesATruncatedFile_data();
+    void survivesATruncatedFile();
+    void detectsAChangedFile();
+    void theFileCanBeReplacedByRenaming();
     void loadsManyTimesWithoutLeaking();
-    void destructionWaitsForTheGeneration();
-    void destructionRefusesWhatWaits();
+    void theDestructorWaitsForTheGeneration();
+    void theDestructorRefusesWaitingOperations();
 
 private:
     [[nodiscard]] QString written(const TestModel &model);
@@ -187,7 +187,7 @@ void tst_LlamaEngine::load(LlamaEngine &engine, const TestModel &model)
     QVERIFY(engine.isLoaded());
 }
 
-void tst_LlamaEngine::isEmptyAtFirst()
+void tst_LlamaEngine::startsWithoutAModel()
 {
     const LlamaEngine engine;
     QVERIFY(!engine.isLoaded());
@@ -245,14 +245,14 @@ void tst_LlamaEngine::givesRepliesOneAfterTheOther()
     QCOMPARE(reply(engine, asking(u"Again"_s)), QString::fromUtf8(texts.first()));
 }
 
-void tst_LlamaEngine::feedsTheModelTheFormattedConversation_data()
+void tst_LlamaEngine::decodesTheFormattedConversation_data()
 {
     repliesThroughTheChatTemplate_data();
 }
 
 // Checks the formatted prompt by the reply: if a prompt is one token too long, the token in its
 // middle is cut out. So the phrase is put at the middle of the expected prompt.
-void tst_LlamaEngine::feedsTheModelTheFormattedConversation()
+void tst_LlamaEngine::decodesTheFormattedConversation()
 {
     QFETCH(QByteArray, chatTemplate);
     QFETCH(bool, addsStartToken);
@@ -330,7 +330,7 @@ void tst_LlamaEngine::stopsAtMaxTokens()
     QCOMPARE(heard.text, expected);
 }
 
-void tst_LlamaEngine::returnsNothingForNoTokens_data()
+void tst_LlamaEngine::returnsAnEmptyTextForZeroTokens_data()
 {
     QTest::addColumn<int>("maxTokens");
     QTest::newRow("none") << 0;
@@ -338,7 +338,7 @@ void tst_LlamaEngine::returnsNothingForNoTokens_data()
     QTest::newRow("the least") << std::numeric_limits<int>::min();
 }
 
-void tst_LlamaEngine::returnsNothingForNoTokens()
+void tst_LlamaEngine::returnsAnEmptyTextForZeroTokens()
 {
     QFETCH(int, maxTokens);
 
@@ -352,7 +352,7 @@ void tst_LlamaEngine::returnsNothingForNoTokens()
 
 // The model gives its second reply only if the prompt contains the whole text of the first one. So
 // the reply tells what was kept of a prompt.
-void tst_LlamaEngine::keepsAFittingPromptWhole()
+void tst_LlamaEngine::keepsAPromptThatFits()
 {
     LlamaEngine engine;
     load(engine, TestModel::saying({"the hidden phrase", "Seen it."}));
@@ -410,7 +410,7 @@ void tst_LlamaEngine::refusesTooSmallABudget()
     QCOMPARE(reply(engine, conversationOfTokens(64), 4032), u"Hello there."_s);
 }
 
-void tst_LlamaEngine::completesCharactersBeforeTheyAreHandedOver()
+void tst_LlamaEngine::passesOnlyCompleteCharactersToTheCallback()
 {
     TestModel model;
     model.replies << TestModel::Reply{{},
@@ -422,7 +422,7 @@ void tst_LlamaEngine::completesCharactersBeforeTheyAreHandedOver()
     QCOMPARE(heard.text, u"Hi 😀!!€."_s);
 }
 
-void tst_LlamaEngine::handsOverEmptyPieces()
+void tst_LlamaEngine::passesEmptyPiecesToTheCallback()
 {
     TestModel model;
     // The third control token is inside a character, so no text is complete.
@@ -434,7 +434,7 @@ void tst_LlamaEngine::handsOverEmptyPieces()
     QCOMPARE(heard.text, u"Helloä"_s);
 }
 
-void tst_LlamaEngine::dropsPiecesThatAreTooLong()
+void tst_LlamaEngine::dropsTooLongPieces()
 {
     const QByteArray longest(64, 'a');
     TestModel model;
@@ -447,7 +447,7 @@ void tst_LlamaEngine::dropsPiecesThatAreTooLong()
              (QStringList{u"<<"_s, QString::fromLatin1(longest), u"||"_s, u""_s, u">>"_s}));
 }
 
-void tst_LlamaEngine::returnsReplyAsItStands()
+void tst_LlamaEngine::returnsTheReplyUnchanged()
 {
     LlamaEngine engine;
     load(engine, TestModel::saying({"  \n {\"a\": 1} \n<|im_end|> User: \n\n "}));
@@ -564,7 +564,7 @@ void tst_LlamaEngine::loadsAnotherModel()
     QCOMPARE(reply(engine, asking(u"Who?"_s)), u"I am the second."_s);
 }
 
-void tst_LlamaEngine::aFailedLoadLeavesNothing()
+void tst_LlamaEngine::aFailedLoadLeavesNoModel()
 {
     LlamaEngine engine;
     load(engine, TestModel::saying({"Hello there."}));
@@ -575,7 +575,7 @@ void tst_LlamaEngine::aFailedLoadLeavesNothing()
     load(engine, TestModel::saying({"Hello there."}));
 }
 
-void tst_LlamaEngine::survivesThatItsFileIsCutShort_data()
+void tst_LlamaEngine::survivesATruncatedFile_data()
 {
     QTest::addColumn<double>("left");
     QTest::newRow("nothing is left") << 0.0;
@@ -583,7 +583,7 @@ void tst_LlamaEngine::survivesThatItsFileIsCutShort_data()
     QTest::newRow("nearly all is left") << 0.9;
 }
 
-void tst_LlamaEngine::survivesThatItsFileIsCutShort()
+void tst_LlamaEngine::survivesATruncatedFile()
 {
     QFETCH(const double, left);
     const TestModel model = TestModel::saying({"Hello there."});
@@ -605,7 +605,7 @@ void tst_LlamaEngine::survivesThatItsFileIsCutShort()
     QCOMPARE(reply(engine, asking(u"Hello"_s)), u"Hello there."_s);
 }
 
-void tst_LlamaEngine::noticesThatItsFileIsWrittenTo()
+void tst_LlamaEngine::detectsAChangedFile()
 {
     const QString path = written(TestModel::saying({"Hello there."}));
     LlamaEngine engine;
@@ -622,7 +622,7 @@ void tst_LlamaEngine::noticesThatItsFileIsWrittenTo()
     QVERIFY(!awaitedError(engine.load(path)));
 }
 
-void tst_LlamaEngine::itsFileCanBeReplacedByRenaming()
+void tst_LlamaEngine::theFileCanBeReplacedByRenaming()
 {
     const QString path = written(TestModel::saying({"Hello there."}));
     const QString next = written(TestModel::saying({"Good evening."}));
@@ -650,7 +650,7 @@ void tst_LlamaEngine::loadsManyTimesWithoutLeaking()
     QCOMPARE(openFiles(), before);
 }
 
-void tst_LlamaEngine::destructionWaitsForTheGeneration()
+void tst_LlamaEngine::theDestructorWaitsForTheGeneration()
 {
     QCoro::Task<QString> generation;
     std::atomic<int> pieces = 0;
@@ -668,7 +668,7 @@ void tst_LlamaEngine::destructionWaitsForTheGeneration()
     QCOMPARE(awaited(std::move(generation)).value, u"one two three four five"_s);
 }
 
-void tst_LlamaEngine::destructionRefusesWhatWaits()
+void tst_LlamaEngine::theDestructorRefusesWaitingOperations()
 {
     QCoro::Task<QString> running;
     QCoro::Task<QString> waiting;

@@ -25,14 +25,14 @@ private Q_SLOTS:
     void aGoodFileIsLoadable();
     void keysAndTensorsAreCounted_data();
     void keysAndTensorsAreCounted();
-    void whatIsInFrontOfTheWeightsHasABound();
-    void onlyWeightsThatCanBeComputedWithAreLoadable_data();
-    void onlyWeightsThatCanBeComputedWithAreLoadable();
-    void partsOfAModelAreNotLoadable_data();
-    void partsOfAModelAreNotLoadable();
-    void aTokenizerWithoutAnEndIsNotLoadable_data();
-    void aTokenizerWithoutAnEndIsNotLoadable();
-    void whatIsNoRegularFileIsNotLoadable();
+    void theMetadataHasALimit();
+    void onlyComputableWeightsAreLoadable_data();
+    void onlyComputableWeightsAreLoadable();
+    void splitModelsAreNotLoadable_data();
+    void splitModelsAreNotLoadable();
+    void aTokenizerThatNeverEndsIsNotLoadable_data();
+    void aTokenizerThatNeverEndsIsNotLoadable();
+    void onlyRegularFilesAreLoadable();
 
 private:
     bool isLoadable(const QString &path) const;
@@ -107,7 +107,7 @@ void tst_ModelFile::keysAndTensorsAreCounted()
 }
 
 // The library would allocate an array of a billion texts, 32 bytes each, for a sparse file.
-void tst_ModelFile::whatIsInFrontOfTheWeightsHasABound()
+void tst_ModelFile::theMetadataHasALimit()
 {
     constexpr qsizetype bound = 64 * 1024 * 1024;
     GgufFile file = m_good;
@@ -137,7 +137,7 @@ void tst_ModelFile::whatIsInFrontOfTheWeightsHasABound()
     QVERIFY(!isLoadable(path));
 }
 
-void tst_ModelFile::onlyWeightsThatCanBeComputedWithAreLoadable_data()
+void tst_ModelFile::onlyComputableWeightsAreLoadable_data()
 {
     QTest::addColumn<std::uint32_t>("type");
     QTest::addColumn<bool>("loadable");
@@ -159,7 +159,7 @@ void tst_ModelFile::onlyWeightsThatCanBeComputedWithAreLoadable_data()
     row("what is only multiplied with large blocks", GGML_TYPE_Q8_K, false);
 }
 
-void tst_ModelFile::onlyWeightsThatCanBeComputedWithAreLoadable()
+void tst_ModelFile::onlyComputableWeightsAreLoadable()
 {
     QFETCH(std::uint32_t, type);
     QFETCH(bool, loadable);
@@ -170,7 +170,7 @@ void tst_ModelFile::onlyWeightsThatCanBeComputedWithAreLoadable()
     QCOMPARE(isLoadable(file), loadable);
 }
 
-void tst_ModelFile::partsOfAModelAreNotLoadable_data()
+void tst_ModelFile::splitModelsAreNotLoadable_data()
 {
     QTest::addColumn<std::uint32_t>("type");
     QTest::addColumn<QByteArray>("count");
@@ -181,7 +181,7 @@ void tst_ModelFile::partsOfAModelAreNotLoadable_data()
     QTest::newRow("another type") << std::uint32_t{GGUF_TYPE_BOOL} << QByteArray("\1") << false;
 }
 
-void tst_ModelFile::partsOfAModelAreNotLoadable()
+void tst_ModelFile::splitModelsAreNotLoadable()
 {
     QFETCH(std::uint32_t, type);
     QFETCH(QByteArray, count);
@@ -191,7 +191,7 @@ void tst_ModelFile::partsOfAModelAreNotLoadable()
     QCOMPARE(isLoadable(file), loadable);
 }
 
-void tst_ModelFile::aTokenizerWithoutAnEndIsNotLoadable_data()
+void tst_ModelFile::aTokenizerThatNeverEndsIsNotLoadable_data()
 {
     QTest::addColumn<QByteArray>("name");
     QTest::addColumn<bool>("loadable");
@@ -200,7 +200,7 @@ void tst_ModelFile::aTokenizerWithoutAnEndIsNotLoadable_data()
     QTest::newRow("another") << QByteArray("llama") << true;
 }
 
-void tst_ModelFile::aTokenizerWithoutAnEndIsNotLoadable()
+void tst_ModelFile::aTokenizerThatNeverEndsIsNotLoadable()
 {
     QFETCH(QByteArray, name);
     QFETCH(bool, loadable);
@@ -209,7 +209,7 @@ void tst_ModelFile::aTokenizerWithoutAnEndIsNotLoadable()
     QCOMPARE(isLoadable(file), loadable);
 }
 
-void tst_ModelFile::whatIsNoRegularFileIsNotLoadable()
+void tst_ModelFile::onlyRegularFilesAreLoadable()
 {
     QVERIFY(!isLoadable(m_folder.path()));
     QVERIFY(!isLoadable(u"/dev/zero"_s));

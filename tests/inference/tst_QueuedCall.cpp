@@ -20,11 +20,11 @@ private Q_SLOTS:
     void resultsArriveOnTheMainThread();
     void errorsArriveAsErrors_data();
     void errorsArriveAsErrors();
-    void theCallIsGoneBeforeItsResult();
-    void aWaiterWhoseQueueEndsIsRefused();
+    void theCallIsDestroyedBeforeItsResultArrives();
+    void aCallIsRefusedWhenTheQueueIsDestroyed();
     void aDestroyedCoroutineIsNotResumed();
     void abortsAreThrownInAGuard();
-    void abortsOnTheLibrarysThreadsLoseTheCall();
+    void abortsOnTheLibrarysThreadsAbandonTheCall();
 };
 
 namespace {
@@ -88,7 +88,7 @@ void tst_QueuedCall::errorsArriveAsErrors()
     QVERIFY(error == InferenceError(InferenceError::Case(expected)));
 }
 
-void tst_QueuedCall::theCallIsGoneBeforeItsResult()
+void tst_QueuedCall::theCallIsDestroyedBeforeItsResultArrives()
 {
     WorkQueue queue("test.queue");
     const auto held = std::make_shared<int>(7);
@@ -100,7 +100,7 @@ void tst_QueuedCall::theCallIsGoneBeforeItsResult()
     QCOMPARE(QCoro::waitFor(asking()), 1L);
 }
 
-void tst_QueuedCall::aWaiterWhoseQueueEndsIsRefused()
+void tst_QueuedCall::aCallIsRefusedWhenTheQueueIsDestroyed()
 {
     auto queue = std::make_unique<WorkQueue>("test.queue");
     HeldJob gate;
@@ -152,7 +152,7 @@ void tst_QueuedCall::abortsAreThrownInAGuard()
     QCOMPARE(message.c_str(), "file:1: assertion");
 }
 
-void tst_QueuedCall::abortsOnTheLibrarysThreadsLoseTheCall()
+void tst_QueuedCall::abortsOnTheLibrarysThreadsAbandonTheCall()
 {
     WorkQueue queue("test.queue");
     std::atomic<int> losses = 0;

@@ -14,13 +14,13 @@ class tst_TestModel : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void refusesWhatItCannotMake_data();
-    void refusesWhatItCannotMake();
+    void refusesInvalidReplies_data();
+    void refusesInvalidReplies();
     void refusesAPathThatCannotBeWritten();
     void writesSmallFiles();
 };
 
-void tst_TestModel::refusesWhatItCannotMake_data()
+void tst_TestModel::refusesInvalidReplies_data()
 {
     QTest::addColumn<QList<QByteArray>>("texts");
 
@@ -38,7 +38,7 @@ void tst_TestModel::refusesWhatItCannotMake_data()
     }();
 }
 
-void tst_TestModel::refusesWhatItCannotMake()
+void tst_TestModel::refusesInvalidReplies()
 {
     QFETCH(QList<QByteArray>, texts);
 

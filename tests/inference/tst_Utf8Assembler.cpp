@@ -9,8 +9,8 @@ class tst_Utf8Assembler : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void givesWholeCharactersOnly_data();
-    void givesWholeCharactersOnly();
+    void returnsCompleteCharactersOnly_data();
+    void returnsCompleteCharactersOnly();
 };
 
 namespace {
@@ -28,7 +28,7 @@ QStringList assembled(const QByteArrayList &pieces)
 }
 } // namespace
 
-void tst_Utf8Assembler::givesWholeCharactersOnly_data()
+void tst_Utf8Assembler::returnsCompleteCharactersOnly_data()
 {
     QTest::addColumn<QByteArrayList>("pieces");
     QTest::addColumn<QStringList>("texts");
@@ -62,7 +62,7 @@ void tst_Utf8Assembler::givesWholeCharactersOnly_data()
                                << QStringList{QString::fromLatin1("a\0b", 3)};
 }
 
-void tst_Utf8Assembler::givesWholeCharactersOnly()
+void tst_Utf8Assembler::returnsCompleteCharactersOnly()
 {
     QFETCH(QByteArrayList, pieces);
     QTEST(assembled(pieces), "texts");

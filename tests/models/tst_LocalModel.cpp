@@ -43,13 +43,13 @@ class LocalModelTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void catalogOffersExactlyThese_data();
-    void catalogOffersExactlyThese();
+    void catalogHasExactlyTheseModels_data();
+    void catalogHasExactlyTheseModels();
     void catalogIsBuiltOnce();
-    void everyFieldCountsForEquality_data();
-    void everyFieldCountsForEquality();
-    void isWrittenUnderItsFieldNames();
-    void addressIsWrittenAsItsEncodedText();
+    void equalityComparesEveryField_data();
+    void equalityComparesEveryField();
+    void isWrittenWithItsFieldNames();
+    void addressIsWrittenEncoded();
     void isReadBack();
     void ignoresUnknownKeys();
     void refusesARecordWithoutAKey_data();
@@ -58,7 +58,7 @@ private Q_SLOTS:
     void refusesAWrongType();
 };
 
-void LocalModelTest::catalogOffersExactlyThese_data()
+void LocalModelTest::catalogHasExactlyTheseModels_data()
 {
     QTest::addColumn<int>("index");
     QTest::addColumn<LocalModel>("model");
@@ -84,7 +84,7 @@ void LocalModelTest::catalogOffersExactlyThese_data()
                                           2019};
 }
 
-void LocalModelTest::catalogOffersExactlyThese()
+void LocalModelTest::catalogHasExactlyTheseModels()
 {
     QFETCH(const int, index);
     QFETCH(const LocalModel, model);
@@ -103,7 +103,7 @@ void LocalModelTest::catalogIsBuiltOnce()
     QCOMPARE(&LocalModel::catalog(), &LocalModel::catalog());
 }
 
-void LocalModelTest::everyFieldCountsForEquality_data()
+void LocalModelTest::equalityComparesEveryField_data()
 {
     QTest::addColumn<LocalModel>("other");
     LocalModel other = sample();
@@ -129,7 +129,7 @@ void LocalModelTest::everyFieldCountsForEquality_data()
     QTest::newRow("sizeMB") << other;
 }
 
-void LocalModelTest::everyFieldCountsForEquality()
+void LocalModelTest::equalityComparesEveryField()
 {
     QFETCH(const LocalModel, other);
     QVERIFY(sample() == sample());
@@ -139,13 +139,13 @@ void LocalModelTest::everyFieldCountsForEquality()
     QCOMPARE((QSet<LocalModel>{sample(), other, sample()}).size(), 2);
 }
 
-void LocalModelTest::isWrittenUnderItsFieldNames()
+void LocalModelTest::isWrittenWithItsFieldNames()
 {
     QVERIFY(json(sample()) == sampleRecord());
     QVERIFY(json(sample()).at("sizeMB").is_number_integer());
 }
 
-void LocalModelTest::addressIsWrittenAsItsEncodedText()
+void LocalModelTest::addressIsWrittenEncoded()
 {
     LocalModel model = sample();
     model.url = QUrl(u"https://example.org/ä b?q=ü#top"_s);

@@ -71,13 +71,13 @@ private Q_SLOTS:
     void cleanup();
 
     void aFileOnTheSameDiskIsLinked();
-    void whatALinkPointsToIsLinked();
-    void aFileOfAnotherDiskIsCopied();
+    void theTargetOfALinkIsLinked();
+    void aFileOnAnotherDiskIsCopied();
     void anOlderFileIsReplaced();
-    void aLinkInItsPlaceIsReplacedAndNotFollowed();
-    void aFileThatIsInPlaceStays();
-    void whatCannotBeReadIsSaid();
-    void listsWhatIsThereWithoutWhatIsNotComplete();
+    void aLinkAtTheDestinationIsReplacedAndNotFollowed();
+    void aFileAtTheDestinationIsKept();
+    void reportsAnUnreadableFile();
+    void listsCompleteFilesOnly();
     void removesAFileOfTheFolder();
     void removesNothingElse_data();
     void removesNothingElse();
@@ -110,7 +110,7 @@ void tst_ModelStore::aFileOnTheSameDiskIsLinked()
     QCOMPARE(content(folder(model().fileName)), "mine"_ba);
 }
 
-void tst_ModelStore::whatALinkPointsToIsLinked()
+void tst_ModelStore::theTargetOfALinkIsLinked()
 {
     const QString source = m_elsewhere->filePath(u"mine.gguf"_s);
     const QString link = m_elsewhere->filePath(u"link.gguf"_s);
@@ -121,7 +121,7 @@ void tst_ModelStore::whatALinkPointsToIsLinked()
     QVERIFY(areOne(source, folder(model().fileName)));
 }
 
-void tst_ModelStore::aFileOfAnotherDiskIsCopied()
+void tst_ModelStore::aFileOnAnotherDiskIsCopied()
 {
     const QString source = u"" OTHER_FILE_SYSTEM ""_s;
     double last = 0;
@@ -149,7 +149,7 @@ void tst_ModelStore::anOlderFileIsReplaced()
     QCOMPARE(inUse.readAll(), "an older one"_ba);
 }
 
-void tst_ModelStore::aLinkInItsPlaceIsReplacedAndNotFollowed()
+void tst_ModelStore::aLinkAtTheDestinationIsReplacedAndNotFollowed()
 {
     const QString source = m_elsewhere->filePath(u"mine.gguf"_s);
     const QString other = m_elsewhere->filePath(u"other.gguf"_s);
@@ -161,7 +161,7 @@ void tst_ModelStore::aLinkInItsPlaceIsReplacedAndNotFollowed()
     QCOMPARE(content(other), "other"_ba);
 }
 
-void tst_ModelStore::aFileThatIsInPlaceStays()
+void tst_ModelStore::aFileAtTheDestinationIsKept()
 {
     const QString there = folder(model().fileName);
     write(there, "mine");
@@ -173,7 +173,7 @@ void tst_ModelStore::aFileThatIsInPlaceStays()
     QCOMPARE(ModelStore::files(), (QList<ModelStore::File>{{model().fileName, 4}}));
 }
 
-void tst_ModelStore::whatCannotBeReadIsSaid()
+void tst_ModelStore::reportsAnUnreadableFile()
 {
     const QString source = m_elsewhere->filePath(u"none.gguf"_s);
     QCOMPARE(
@@ -182,7 +182,7 @@ void tst_ModelStore::whatCannotBeReadIsSaid()
     QVERIFY(ModelStore::files().isEmpty());
 }
 
-void tst_ModelStore::listsWhatIsThereWithoutWhatIsNotComplete()
+void tst_ModelStore::listsCompleteFilesOnly()
 {
     write(folder(u"b.gguf"_s), "12345");
     write(folder(u"a.gguf"_s), "123");

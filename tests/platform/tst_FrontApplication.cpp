@@ -22,12 +22,12 @@ class tst_FrontApplication : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void itIsTheOneThatHasTheFocus();
-    void behindOurselvesItIsTheNextOne();
-    void itsWindowTellsWhatTheSystemDoesNot();
-    void behindOurselvesThereMayBeNone();
-    void anotherOneOfUsIsNeverInFront();
-    void theTerminalThatWeRunInIsNot();
+    void isTheFocusedApplication();
+    void isTheNextOneBehindOurOwn();
+    void usesTheWindowIfTheSystemDoesNotTell();
+    void mayBeNoneBehindOurOwn();
+    void isNeverAnotherProcessOfOurs();
+    void isNotOurTerminal();
 
 private:
     [[nodiscard]] std::optional<Application> front(const std::optional<Application> &focused)
@@ -38,7 +38,7 @@ private:
     FakePlatform m_platform;
 };
 
-void tst_FrontApplication::itIsTheOneThatHasTheFocus()
+void tst_FrontApplication::isTheFocusedApplication()
 {
     const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s};
     m_platform.display.shown = {window(8)};
@@ -46,7 +46,7 @@ void tst_FrontApplication::itIsTheOneThatHasTheFocus()
     QCOMPARE(front(std::nullopt), std::nullopt);
 }
 
-void tst_FrontApplication::behindOurselvesItIsTheNextOne()
+void tst_FrontApplication::isTheNextOneBehindOurOwn()
 {
     const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s, .location = u"/n"_s};
     m_platform.desk.running = {{.pid = ProcessId{8}, .name = u"Mail"_s}, notes};
@@ -56,14 +56,14 @@ void tst_FrontApplication::behindOurselvesItIsTheNextOne()
     QCOMPARE(front(ourselves()), notes);
 }
 
-void tst_FrontApplication::itsWindowTellsWhatTheSystemDoesNot()
+void tst_FrontApplication::usesTheWindowIfTheSystemDoesNotTell()
 {
     m_platform.desk.running.clear();
     m_platform.display.shown = {window(9, 0, u"Odd"_s)};
     QCOMPARE(front(ourselves()), (Application{.pid = ProcessId{9}, .name = u"Odd"_s}));
 }
 
-void tst_FrontApplication::behindOurselvesThereMayBeNone()
+void tst_FrontApplication::mayBeNoneBehindOurOwn()
 {
     m_platform.display.shown = {window(QCoreApplication::applicationPid()), window(8, 25)};
     QCOMPARE(front(ourselves()), std::nullopt);
@@ -71,7 +71,7 @@ void tst_FrontApplication::behindOurselvesThereMayBeNone()
     QCOMPARE(front(ourselves()), std::nullopt);
 }
 
-void tst_FrontApplication::anotherOneOfUsIsNeverInFront()
+void tst_FrontApplication::isNeverAnotherProcessOfOurs()
 {
     const Application other{.pid = ProcessId{7}, .name = u"Quillon"_s};
     m_platform.desk.own.insert(other.pid);
@@ -82,7 +82,7 @@ void tst_FrontApplication::anotherOneOfUsIsNeverInFront()
     QCOMPARE(front(other), (Application{.pid = ProcessId{8}, .name = u"Notes"_s}));
 }
 
-void tst_FrontApplication::theTerminalThatWeRunInIsNot()
+void tst_FrontApplication::isNotOurTerminal()
 {
     const Application terminal{.pid = ProcessId{50}, .name = u"Terminal"_s};
     m_platform.desk.running = {terminal, {.pid = ProcessId{8}, .name = u"Mail"_s}};

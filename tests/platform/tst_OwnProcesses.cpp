@@ -81,22 +81,22 @@ class tst_OwnProcesses : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theProgramIsKnownByItsFile_data();
-    void theProgramIsKnownByItsFile();
-    void whatHasStartedUsIsOurs();
-    void anotherOneMayHaveStartedUs();
-    void theTerminalIsFoundWithoutItsShell();
-    void theTerminalThatWeOnlyReadIsOurs();
+    void recognisesTheProgramByItsFile_data();
+    void recognisesTheProgramByItsFile();
+    void ourAncestorsAreOurs();
+    void ourParentMayBeAnotherInstance();
+    void findsTheTerminalWithoutItsShell();
+    void aTerminalThatWeOnlyReadIsOurs();
     void anotherTerminalIsNot();
-    void theTerminalOfAnotherOneIsOursWhileItIsInTheForeground();
-    void aTerminalIsFoundThroughAMultiplexer();
-    void andThroughTwo();
+    void theTerminalOfAnotherInstanceIsOursWhileItIsInTheForeground();
+    void findsATerminalThroughAMultiplexer();
+    void findsATerminalThroughTwoMultiplexers();
     void anotherMultiplexersTerminalIsNot();
-    void processesThatAreGoneEndTheSearch();
-    void aCircleOfParentsEnds();
+    void endedProcessesEndTheSearch();
+    void circularParentsEndTheSearch();
 };
 
-void tst_OwnProcesses::theProgramIsKnownByItsFile_data()
+void tst_OwnProcesses::recognisesTheProgramByItsFile_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("isOurs");
@@ -110,7 +110,7 @@ void tst_OwnProcesses::theProgramIsKnownByItsFile_data()
     QTest::newRow("the system does not tell") << QString() << false;
 }
 
-void tst_OwnProcesses::theProgramIsKnownByItsFile()
+void tst_OwnProcesses::recognisesTheProgramByItsFile()
 {
     QFETCH(QString, path);
     QFETCH(bool, isOurs);
@@ -120,7 +120,7 @@ void tst_OwnProcesses::theProgramIsKnownByItsFile()
     QCOMPARE(table.ours({self, 10}), isOurs ? QList<qint64>({self, 10}) : QList<qint64>{self});
 }
 
-void tst_OwnProcesses::whatHasStartedUsIsOurs()
+void tst_OwnProcesses::ourAncestorsAreOurs()
 {
     Table table;
     table.add(100, desktop, u"/usr/bin/terminal"_s);
@@ -135,7 +135,7 @@ void tst_OwnProcesses::whatHasStartedUsIsOurs()
     QCOMPARE(other.ours({100, self}), (QList<qint64>{100, self}));
 }
 
-void tst_OwnProcesses::anotherOneMayHaveStartedUs()
+void tst_OwnProcesses::ourParentMayBeAnotherInstance()
 {
     Table table;
     table.add(100, 1, u"/usr/bin/launcher"_s);
@@ -144,7 +144,7 @@ void tst_OwnProcesses::anotherOneMayHaveStartedUs()
     QCOMPARE(table.ours({100, 101}), (QList<qint64>{100, 101}));
 }
 
-void tst_OwnProcesses::theTerminalIsFoundWithoutItsShell()
+void tst_OwnProcesses::findsTheTerminalWithoutItsShell()
 {
     // Started in the background by a nested shell, which has ended.
     Table table;
@@ -156,7 +156,7 @@ void tst_OwnProcesses::theTerminalIsFoundWithoutItsShell()
     QCOMPARE(table.ours({100, self}), (QList<qint64>{100, self}));
 }
 
-void tst_OwnProcesses::theTerminalThatWeOnlyReadIsOurs()
+void tst_OwnProcesses::aTerminalThatWeOnlyReadIsOurs()
 {
     Table table;
     table.add(100, 1, u"/usr/bin/terminal"_s);
@@ -177,7 +177,7 @@ void tst_OwnProcesses::anotherTerminalIsNot()
     QCOMPARE(table.ours({100, 200, 201, 202}), QList<qint64>{100});
 }
 
-void tst_OwnProcesses::theTerminalOfAnotherOneIsOursWhileItIsInTheForeground()
+void tst_OwnProcesses::theTerminalOfAnotherInstanceIsOursWhileItIsInTheForeground()
 {
     Table table;
     table.add(self, desktop, quillon);
@@ -197,7 +197,7 @@ void tst_OwnProcesses::theTerminalOfAnotherOneIsOursWhileItIsInTheForeground()
     QCOMPARE(table.ours({100, 101}), QList<qint64>());
 }
 
-void tst_OwnProcesses::aTerminalIsFoundThroughAMultiplexer()
+void tst_OwnProcesses::findsATerminalThroughAMultiplexer()
 {
     Table table;
     table.add(100, 1, u"/usr/bin/terminal"_s);
@@ -216,7 +216,7 @@ void tst_OwnProcesses::aTerminalIsFoundThroughAMultiplexer()
     QCOMPARE(table.ours({100, 300}), QList<qint64>());
 }
 
-void tst_OwnProcesses::andThroughTwo()
+void tst_OwnProcesses::findsATerminalThroughTwoMultiplexers()
 {
     Table table;
     table.add(100, 1, u"/usr/bin/terminal"_s);
@@ -248,7 +248,7 @@ void tst_OwnProcesses::anotherMultiplexersTerminalIsNot()
     QCOMPARE(table.ours({100, 110, 300}), QList<qint64>{300});
 }
 
-void tst_OwnProcesses::processesThatAreGoneEndTheSearch()
+void tst_OwnProcesses::endedProcessesEndTheSearch()
 {
     Table table;
     table.add(self, 77, quillon);
@@ -259,7 +259,7 @@ void tst_OwnProcesses::processesThatAreGoneEndTheSearch()
     QCOMPARE(table.ours({self}), QList<qint64>{self});
 }
 
-void tst_OwnProcesses::aCircleOfParentsEnds()
+void tst_OwnProcesses::circularParentsEndTheSearch()
 {
     Table table;
     table.add(self, 10, quillon);

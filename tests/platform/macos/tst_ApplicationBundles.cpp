@@ -13,16 +13,16 @@ class tst_ApplicationBundles : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void foldersStandInTheirOrder();
-    void bundlesAreWhatEndsInApp();
-    void aFolderThatCannotBeListedHoldsNone();
-    void namesLoseTheLastExtension_data();
-    void namesLoseTheLastExtension();
+    void foldersHaveTheirOrder();
+    void bundlesEndInApp();
+    void anUnreadableFolderHasNone();
+    void namesHaveNoExtension_data();
+    void namesHaveNoExtension();
     void emptyPropertiesAreAbsent();
-    void policiesHaveTheirNumbers();
+    void policiesAreConverted();
 };
 
-void tst_ApplicationBundles::foldersStandInTheirOrder()
+void tst_ApplicationBundles::foldersHaveTheirOrder()
 {
     qputenv("HOME", "/home/me");
     QCOMPARE(ApplicationBundles::folders(),
@@ -31,7 +31,7 @@ void tst_ApplicationBundles::foldersStandInTheirOrder()
                           u"/home/me/Applications"_s}));
 }
 
-void tst_ApplicationBundles::bundlesAreWhatEndsInApp()
+void tst_ApplicationBundles::bundlesEndInApp()
 {
     const QTemporaryDir folder;
     for (const QString &entry : {u"Safari.app"_s, u"Two.Dots.app"_s, u"Upper.APP"_s, u"Readme"_s,
@@ -45,12 +45,12 @@ void tst_ApplicationBundles::bundlesAreWhatEndsInApp()
                                           {{u"Two.Dots"_s}, folder.filePath(u"Two.Dots.app"_s)}}));
 }
 
-void tst_ApplicationBundles::aFolderThatCannotBeListedHoldsNone()
+void tst_ApplicationBundles::anUnreadableFolderHasNone()
 {
     QVERIFY(ApplicationBundles::in(u"/nowhere/at/all"_s).isEmpty());
 }
 
-void tst_ApplicationBundles::namesLoseTheLastExtension_data()
+void tst_ApplicationBundles::namesHaveNoExtension_data()
 {
     QTest::addColumn<QString>("location");
     QTest::addColumn<QString>("name");
@@ -60,7 +60,7 @@ void tst_ApplicationBundles::namesLoseTheLastExtension_data()
     QTest::newRow("spaces") << u"/A b/Google Chrome.app"_s << u"Google Chrome"_s;
 }
 
-void tst_ApplicationBundles::namesLoseTheLastExtension()
+void tst_ApplicationBundles::namesHaveNoExtension()
 {
     QFETCH(QString, location);
     QFETCH(QString, name);
@@ -78,7 +78,7 @@ void tst_ApplicationBundles::emptyPropertiesAreAbsent()
     QCOMPARE(named.location, u"/a.app"_s);
 }
 
-void tst_ApplicationBundles::policiesHaveTheirNumbers()
+void tst_ApplicationBundles::policiesAreConverted()
 {
     const auto policy = [](long number) {
         return ApplicationBundles::running(7, {}, number, {}).policy;

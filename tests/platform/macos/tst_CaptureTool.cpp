@@ -18,11 +18,11 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void theToolGetsThePathAndNoSound();
-    void howTheToolEndsDoesNotMatter_data();
-    void howTheToolEndsDoesNotMatter();
-    void aToolThatCannotBeStartedIsTheSystemsFailure();
-    void theEventLoopLivesOnWhileTheToolRuns();
+    void theToolGetsThePathAndMakesNoSound();
+    void theExitStatusIsIgnored_data();
+    void theExitStatusIsIgnored();
+    void reportsAToolThatCannotBeStarted();
+    void theEventLoopRunsWhileTheToolRuns();
 
 private:
     [[nodiscard]] QString at(const QString &entry) const { return m_folder->filePath(entry); }
@@ -49,7 +49,7 @@ void tst_CaptureTool::cleanup()
     m_folder.reset();
 }
 
-void tst_CaptureTool::theToolGetsThePathAndNoSound()
+void tst_CaptureTool::theToolGetsThePathAndMakesNoSound()
 {
     const QString picture = at(u"Bild ä 1.png"_s);
     QFuture<void> future =
@@ -60,7 +60,7 @@ void tst_CaptureTool::theToolGetsThePathAndNoSound()
     QCOMPARE(file.readAll(), "-x|" + picture.toUtf8() + '|');
 }
 
-void tst_CaptureTool::howTheToolEndsDoesNotMatter_data()
+void tst_CaptureTool::theExitStatusIsIgnored_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::newRow("success") << "exit 0\n"_ba;
@@ -68,7 +68,7 @@ void tst_CaptureTool::howTheToolEndsDoesNotMatter_data()
     QTest::newRow("crash") << "kill -9 $$\n"_ba;
 }
 
-void tst_CaptureTool::howTheToolEndsDoesNotMatter()
+void tst_CaptureTool::theExitStatusIsIgnored()
 {
     QFETCH(QByteArray, body);
     QFuture<void> future = CaptureTool::run(tool(body), "/nowhere/a.png");
@@ -76,7 +76,7 @@ void tst_CaptureTool::howTheToolEndsDoesNotMatter()
     future.waitForFinished(); // would throw
 }
 
-void tst_CaptureTool::aToolThatCannotBeStartedIsTheSystemsFailure()
+void tst_CaptureTool::reportsAToolThatCannotBeStarted()
 {
     QFuture<void> future = CaptureTool::run(at(u"no tool"_s), "/nowhere/a.png");
     QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
@@ -88,7 +88,7 @@ void tst_CaptureTool::aToolThatCannotBeStartedIsTheSystemsFailure()
     }
 }
 
-void tst_CaptureTool::theEventLoopLivesOnWhileTheToolRuns()
+void tst_CaptureTool::theEventLoopRunsWhileTheToolRuns()
 {
     // The tool waits for something that this event loop does.
     QFuture<void> future =

@@ -40,11 +40,11 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void itIsTheProcessOfTheFocusedApplication();
-    void theQuestionIsNotWaitedForForLong();
-    void withoutAnAnswerTheWorkspaceIsBelieved_data();
-    void withoutAnAnswerTheWorkspaceIsBelieved();
-    void otherwiseTheTopmostOrdinaryWindowTells();
+    void findsTheProcessOfTheFocusedApplication();
+    void usesAShortTimeout();
+    void usesTheWorkspaceWithoutAnAnswer_data();
+    void usesTheWorkspaceWithoutAnAnswer();
+    void otherwiseUsesTheTopmostNormalWindow();
     void withoutWindowsThereIsNone();
 };
 
@@ -65,7 +65,7 @@ void tst_FrontProcess::cleanup()
     QCOMPARE(Fake::livingObjects(), 0);
 }
 
-void tst_FrontProcess::itIsTheProcessOfTheFocusedApplication()
+void tst_FrontProcess::findsTheProcessOfTheFocusedApplication()
 {
     MacScreen screen;
     answer(kAXErrorSuccess, [] { return Fake::makeElement(qint64(mail)); });
@@ -74,7 +74,7 @@ void tst_FrontProcess::itIsTheProcessOfTheFocusedApplication()
     QCOMPARE(FrontProcess::find(editor, screen), mail);
 }
 
-void tst_FrontProcess::theQuestionIsNotWaitedForForLong()
+void tst_FrontProcess::usesAShortTimeout()
 {
     MacScreen screen;
     answer(kAXErrorSuccess, [] { return Fake::makeElement(qint64(mail)); });
@@ -82,7 +82,7 @@ void tst_FrontProcess::theQuestionIsNotWaitedForForLong()
     QCOMPARE(Fake::messagingTimeout, 0.7F);
 }
 
-void tst_FrontProcess::withoutAnAnswerTheWorkspaceIsBelieved_data()
+void tst_FrontProcess::usesTheWorkspaceWithoutAnAnswer_data()
 {
     using Maker = std::function<CFTypeRef()>;
     QTest::addColumn<AXError>("error");
@@ -96,7 +96,7 @@ void tst_FrontProcess::withoutAnAnswerTheWorkspaceIsBelieved_data()
     QTest::newRow("both") << kAXErrorFailure << Maker([] { return Fake::makeElement(1); });
 }
 
-void tst_FrontProcess::withoutAnAnswerTheWorkspaceIsBelieved()
+void tst_FrontProcess::usesTheWorkspaceWithoutAnAnswer()
 {
     QFETCH(AXError, error);
     QFETCH(std::function<CFTypeRef()>, value);
@@ -105,7 +105,7 @@ void tst_FrontProcess::withoutAnAnswerTheWorkspaceIsBelieved()
     QCOMPARE(FrontProcess::find(mail, screen), mail);
 }
 
-void tst_FrontProcess::otherwiseTheTopmostOrdinaryWindowTells()
+void tst_FrontProcess::otherwiseUsesTheTopmostNormalWindow()
 {
     answer(kAXErrorFailure, nullptr);
     MacScreen screen;

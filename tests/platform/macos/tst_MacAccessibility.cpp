@@ -91,28 +91,28 @@ private Q_SLOTS:
     void init();
     void cleanup();
 
-    void trustIsWhatTheSystemSays();
-    void lookingAtTrustAsksNobody();
-    void askingShowsTheSystemsPrompt();
+    void trustIsTheSystemsAnswer();
+    void readingTheTrustDoesNotPrompt();
+    void requestingShowsTheSystemsPrompt();
 
     void theRootIsTheApplication();
-    void messagesAreNotWaitedForForLong();
-    void anElementTellsWhatItIsInOneMessage();
-    void childrenAreAskedForOnlyWhereTheyAreWanted();
+    void messagesHaveAShortTimeout();
+    void anElementIsReadWithOneMessage();
+    void childrenAreQueriedOnlyIfNeeded();
     void childrenBeyondTheLimitAreLeftOut();
     void valuesOfOtherTypesAreAbsent_data();
     void valuesOfOtherTypesAreAbsent();
-    void aShortAnswerIsNoneForTheRest();
-    void anElementThatIsGoneIsEmpty();
-    void textsComeInTheOrderAsked();
+    void missingValuesOfAShortAnswerAreEmpty();
+    void aDestroyedElementIsEmpty();
+    void textsHaveTheRequestedOrder();
     void aPasswordIsNotRead();
-    void anApplicationThatDoesNotAnswerIsTold();
-    void aHungHelperIsLeftAlone();
-    void withoutTimeNothingIsAsked();
-    void pagesAreToldOnceThatTheirControlsAreWanted_data();
-    void pagesAreToldOnceThatTheirControlsAreWanted();
-    void aPressIsWhatTheElementSays_data();
-    void aPressIsWhatTheElementSays();
+    void reportsAnApplicationThatDoesNotAnswer();
+    void skipsAHungHelper();
+    void queriesNothingWithoutTime();
+    void accessibilityOfPagesIsEnabledOnce_data();
+    void accessibilityOfPagesIsEnabledOnce();
+    void aPressHasTheElementsResult_data();
+    void aPressHasTheElementsResult();
 };
 
 void tst_MacAccessibility::init()
@@ -127,21 +127,21 @@ void tst_MacAccessibility::cleanup()
     QCOMPARE(Fake::livingObjects(), 0);
 }
 
-void tst_MacAccessibility::trustIsWhatTheSystemSays()
+void tst_MacAccessibility::trustIsTheSystemsAnswer()
 {
     QVERIFY(MacAccessibility().isTrusted());
     Fake::trusted = false;
     QVERIFY(!MacAccessibility().isTrusted());
 }
 
-void tst_MacAccessibility::lookingAtTrustAsksNobody()
+void tst_MacAccessibility::readingTheTrustDoesNotPrompt()
 {
     Fake::trusted = false;
     (void)MacAccessibility().isTrusted();
     QCOMPARE(Fake::trustPrompts, 0);
 }
 
-void tst_MacAccessibility::askingShowsTheSystemsPrompt()
+void tst_MacAccessibility::requestingShowsTheSystemsPrompt()
 {
     Fake::trusted = false;
     MacAccessibility().requestTrust();
@@ -157,14 +157,14 @@ void tst_MacAccessibility::theRootIsTheApplication()
     QCOMPARE(nodes, QList{AccessibleNode{.role = u"AXApplication"_s}});
 }
 
-void tst_MacAccessibility::messagesAreNotWaitedForForLong()
+void tst_MacAccessibility::messagesHaveAShortTimeout()
 {
     FakeApplication fake;
     const auto tree = open();
     QCOMPARE(Fake::messagingTimeout, 0.7F);
 }
 
-void tst_MacAccessibility::anElementTellsWhatItIsInOneMessage()
+void tst_MacAccessibility::anElementIsReadWithOneMessage()
 {
     FakeApplication fake;
     fake.attributes[application] = {{u"AXRole"_s, text(u"AXApplication"_s)},
@@ -183,7 +183,7 @@ void tst_MacAccessibility::anElementTellsWhatItIsInOneMessage()
              (QList<std::pair<qint64, QStringList>>{{application, names}, {1, names}, {2, names}}));
 }
 
-void tst_MacAccessibility::childrenAreAskedForOnlyWhereTheyAreWanted()
+void tst_MacAccessibility::childrenAreQueriedOnlyIfNeeded()
 {
     FakeApplication fake;
     fake.attributes[application] = {{u"AXRole"_s, text(u"AXApplication"_s)},
@@ -241,7 +241,7 @@ void tst_MacAccessibility::valuesOfOtherTypesAreAbsent()
     QCOMPARE(tree->texts(tree->roots(), allTexts), QList<QStringList>{QStringList(4)});
 }
 
-void tst_MacAccessibility::aShortAnswerIsNoneForTheRest()
+void tst_MacAccessibility::missingValuesOfAShortAnswerAreEmpty()
 {
     FakeApplication fake;
     Fake::attributeValues = [](qint64, const QStringList &, QList<CFTypeRef> &values) {
@@ -253,7 +253,7 @@ void tst_MacAccessibility::aShortAnswerIsNoneForTheRest()
     QCOMPARE(tree->texts(tree->roots(), allTexts), QList<QStringList>{QStringList(4)});
 }
 
-void tst_MacAccessibility::anElementThatIsGoneIsEmpty()
+void tst_MacAccessibility::aDestroyedElementIsEmpty()
 {
     FakeApplication fake;
     fake.errors[application] = kAXErrorInvalidUIElement;
@@ -262,7 +262,7 @@ void tst_MacAccessibility::anElementThatIsGoneIsEmpty()
     QCOMPARE(tree->texts(tree->roots(), allTexts), QList<QStringList>{QStringList(4)});
 }
 
-void tst_MacAccessibility::textsComeInTheOrderAsked()
+void tst_MacAccessibility::textsHaveTheRequestedOrder()
 {
     FakeApplication fake;
     fake.attributes[application] = {{u"AXTitle"_s, text(u"t"_s)},
@@ -287,7 +287,7 @@ void tst_MacAccessibility::aPasswordIsNotRead()
              (QStringList{QString(), u"Password"_s, QString(), QString()}));
 }
 
-void tst_MacAccessibility::anApplicationThatDoesNotAnswerIsTold()
+void tst_MacAccessibility::reportsAnApplicationThatDoesNotAnswer()
 {
     FakeApplication fake;
     fake.errors[application] = kAXErrorCannotComplete;
@@ -296,7 +296,7 @@ void tst_MacAccessibility::anApplicationThatDoesNotAnswerIsTold()
     QVERIFY_EXCEPTION_THROWN((void)tree->texts(tree->roots(), allTexts), UnresponsiveApplication);
 }
 
-void tst_MacAccessibility::aHungHelperIsLeftAlone()
+void tst_MacAccessibility::skipsAHungHelper()
 {
     FakeApplication fake;
     fake.helpersElements = {1, 2};
@@ -312,7 +312,7 @@ void tst_MacAccessibility::aHungHelperIsLeftAlone()
     QCOMPARE(fake.asked.size(), 3);
 }
 
-void tst_MacAccessibility::withoutTimeNothingIsAsked()
+void tst_MacAccessibility::queriesNothingWithoutTime()
 {
     FakeApplication fake;
     const auto tree = open(0ms);
@@ -322,7 +322,7 @@ void tst_MacAccessibility::withoutTimeNothingIsAsked()
     QVERIFY(!open()->isTimeUp());
 }
 
-void tst_MacAccessibility::pagesAreToldOnceThatTheirControlsAreWanted_data()
+void tst_MacAccessibility::accessibilityOfPagesIsEnabledOnce_data()
 {
     QTest::addColumn<AXError>("error");
     QTest::addColumn<QStringList>("names");
@@ -333,7 +333,7 @@ void tst_MacAccessibility::pagesAreToldOnceThatTheirControlsAreWanted_data()
     QTest::newRow("hung") << kAXErrorCannotComplete << QStringList{u"AXManualAccessibility"_s};
 }
 
-void tst_MacAccessibility::pagesAreToldOnceThatTheirControlsAreWanted()
+void tst_MacAccessibility::accessibilityOfPagesIsEnabledOnce()
 {
     QFETCH(AXError, error);
     QFETCH(QStringList, names);
@@ -351,7 +351,7 @@ void tst_MacAccessibility::pagesAreToldOnceThatTheirControlsAreWanted()
     QCOMPARE(asked, names);
 }
 
-void tst_MacAccessibility::aPressIsWhatTheElementSays_data()
+void tst_MacAccessibility::aPressHasTheElementsResult_data()
 {
     QTest::addColumn<AXError>("error");
     QTest::addColumn<bool>("isPressed");
@@ -362,7 +362,7 @@ void tst_MacAccessibility::aPressIsWhatTheElementSays_data()
     QTest::newRow("no answer in time") << kAXErrorCannotComplete << false;
 }
 
-void tst_MacAccessibility::aPressIsWhatTheElementSays()
+void tst_MacAccessibility::aPressHasTheElementsResult()
 {
     QFETCH(AXError, error);
     QFETCH(bool, isPressed);

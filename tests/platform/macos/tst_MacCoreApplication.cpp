@@ -20,16 +20,16 @@ class tst_MacCoreApplication : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void theLoopIsTheSystemsOwn();
-    void nothingElseGetsItByInheritance();
+    void usesTheSystemsEventLoop();
+    void childrenDoNotInheritIt();
 };
 
-void tst_MacCoreApplication::theLoopIsTheSystemsOwn()
+void tst_MacCoreApplication::usesTheSystemsEventLoop()
 {
     QCOMPARE(s_switchAtStart, QByteArray("1"));
 }
 
-void tst_MacCoreApplication::nothingElseGetsItByInheritance()
+void tst_MacCoreApplication::childrenDoNotInheritIt()
 {
     QVERIFY(!qEnvironmentVariableIsSet(loopSwitch));
 }

@@ -19,10 +19,10 @@ private Q_SLOTS:
         FakeCoreFoundation::mayCaptureScreen = true;
     }
 
-    void aMacWithEveryPermissionIsFine();
-    void everyPermissionThatIsMissingComesWithItsPlaceInTheSettings();
-    void aHotKeyOfAnotherApplicationIsMentioned();
-    void theHotKeyOfTheRunningPanelIsNoFault();
+    void everyPermissionIsGood();
+    void missingPermissionsNameTheirSettings();
+    void aHotKeyOfAnotherApplicationIsReported();
+    void theHotKeyOfTheRunningPanelIsGood();
     void aLoginWithoutADesktopHasNoDisplay();
 
 private:
@@ -32,7 +32,7 @@ private:
     MacDiagnosis m_diagnosis{m_accessibility, m_shell, [this] { return m_panelRuns; }};
 };
 
-void tst_MacDiagnosis::aMacWithEveryPermissionIsFine()
+void tst_MacDiagnosis::everyPermissionIsGood()
 {
     const auto good = [](const QString &state) { return Finding{Verdict::good, state}; };
     QCOMPARE(m_diagnosis.display(), good(u"this login has a desktop"_s));
@@ -44,7 +44,7 @@ void tst_MacDiagnosis::aMacWithEveryPermissionIsFine()
     QCOMPARE(m_diagnosis.fileManager(), good(u"Finder"_s));
 }
 
-void tst_MacDiagnosis::everyPermissionThatIsMissingComesWithItsPlaceInTheSettings()
+void tst_MacDiagnosis::missingPermissionsNameTheirSettings()
 {
     m_accessibility.trusted = false;
     FakeCoreFoundation::mayCaptureScreen = false;
@@ -63,7 +63,7 @@ void tst_MacDiagnosis::everyPermissionThatIsMissingComesWithItsPlaceInTheSetting
     m_accessibility.trusted = true;
 }
 
-void tst_MacDiagnosis::aHotKeyOfAnotherApplicationIsMentioned()
+void tst_MacDiagnosis::aHotKeyOfAnotherApplicationIsReported()
 {
     constexpr OSStatus hotKeyExists = -9878;
     FakeCarbon::result = hotKeyExists;
@@ -72,7 +72,7 @@ void tst_MacDiagnosis::aHotKeyOfAnotherApplicationIsMentioned()
     QCOMPARE(m_diagnosis.hotKey(), expected);
 }
 
-void tst_MacDiagnosis::theHotKeyOfTheRunningPanelIsNoFault()
+void tst_MacDiagnosis::theHotKeyOfTheRunningPanelIsGood()
 {
     constexpr OSStatus hotKeyExists = -9878;
     FakeCarbon::result = hotKeyExists;

@@ -14,7 +14,7 @@ private Q_SLOTS:
 
     void theHandlerListensToPressedHotKeysOnly();
     void theHotKeyIsOptionAndTheSpaceBar();
-    void aPressIsAnsweredAtOnceAndActedOnLater();
+    void aPressIsHandledFromTheMainQueue();
     void failuresAreIgnored();
 };
 
@@ -40,7 +40,7 @@ void tst_MacHotKey::theHotKeyIsOptionAndTheSpaceBar()
     QCOMPARE(key.options, 0U);
 }
 
-void tst_MacHotKey::aPressIsAnsweredAtOnceAndActedOnLater()
+void tst_MacHotKey::aPressIsHandledFromTheMainQueue()
 {
     int presses = 0;
     MacHotKey().registerKey([&] { ++presses; });

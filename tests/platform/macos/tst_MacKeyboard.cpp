@@ -24,12 +24,12 @@ class tst_MacKeyboard : public QObject
 private Q_SLOTS:
     void cleanup();
 
-    void keysArePostedAsTheHardwareWould();
+    void keysArePostedLikeThoseOfTheHardware();
     void textIsAttachedInUtf16();
     void longTextIsPostedInParts_data();
     void longTextIsPostedInParts();
     void everySourceServesManyEvents();
-    void eventsThatCannotBeMadeAreSkipped();
+    void eventsThatCannotBeCreatedAreSkipped();
 };
 
 void tst_MacKeyboard::cleanup()
@@ -39,7 +39,7 @@ void tst_MacKeyboard::cleanup()
     QCOMPARE(Fake::livingObjects(), 0);
 }
 
-void tst_MacKeyboard::keysArePostedAsTheHardwareWould()
+void tst_MacKeyboard::keysArePostedLikeThoseOfTheHardware()
 {
     post({.code = 37, .flags = 0x100000, .isDown = true});
     post({.code = 37, .flags = 0, .isDown = false});
@@ -110,7 +110,7 @@ void tst_MacKeyboard::everySourceServesManyEvents()
     QCOMPARE(Fake::postedKeys.size(), 50);
 }
 
-void tst_MacKeyboard::eventsThatCannotBeMadeAreSkipped()
+void tst_MacKeyboard::eventsThatCannotBeCreatedAreSkipped()
 {
     Fake::makesKeyEvents = false;
     post({.code = 36, .isDown = true});

@@ -16,10 +16,10 @@ class tst_MacProcesses : public QObject
 private Q_SLOTS:
     void init() { Fake::processes.clear(); }
 
-    void allOfThemAreListed();
+    void listsAllProcesses();
     void aProcessIsDescribed();
-    void whatIsNotToldIsAbsent();
-    void theTerminalThatATaskRunsInIsOurs();
+    void unknownValuesAreAbsent();
+    void theTerminalOfATaskIsOurs();
 };
 
 namespace {
@@ -33,7 +33,7 @@ Fake::Process process(uint32_t parent, const QByteArray &path, uint32_t terminal
 }
 } // namespace
 
-void tst_MacProcesses::allOfThemAreListed()
+void tst_MacProcesses::listsAllProcesses()
 {
     QVERIFY(MacProcesses().all().isEmpty());
     for (int i = 1; i <= 500; ++i)
@@ -63,7 +63,7 @@ void tst_MacProcesses::aProcessIsDescribed()
     QVERIFY(!MacProcesses().record(ProcessId{self})->isInForeground);
 }
 
-void tst_MacProcesses::whatIsNotToldIsAbsent()
+void tst_MacProcesses::unknownValuesAreAbsent()
 {
     QCOMPARE(MacProcesses().record(ProcessId{3}), std::nullopt);
     QCOMPARE(MacProcesses().program(ProcessId{3}), QString());
@@ -76,7 +76,7 @@ void tst_MacProcesses::whatIsNotToldIsAbsent()
     QVERIFY(!record->terminal && !record->input && !record->isInForeground);
 }
 
-void tst_MacProcesses::theTerminalThatATaskRunsInIsOurs()
+void tst_MacProcesses::theTerminalOfATaskIsOurs()
 {
     const int self = getpid();
     Fake::processes[20] = process(1, "/Applications/Terminal.app/Contents/MacOS/Terminal");

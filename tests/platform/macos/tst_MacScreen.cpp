@@ -13,13 +13,13 @@ class tst_MacScreen : public QObject
 private Q_SLOTS:
     void cleanup();
 
-    void theWindowServerIsAskedForOrdinaryWindowsOnTheScreen();
-    void anUnavailableListIsTold();
-    void descriptionsBecomeWindowsInTheirOrder();
+    void queriesNormalWindowsOnTheScreen();
+    void reportsAnUnavailableList();
+    void windowsHaveTheOrderOfTheList();
     void missingValuesAreAbsent();
     void valuesOfAnotherTypeAreAbsent();
-    void whatIsNoDescriptionIsSkipped();
-    void withoutThePermissionItIsAskedForAndNoPictureIsTaken();
+    void invalidDescriptionsAreSkipped();
+    void withoutThePermissionItIsRequestedAndNothingIsCaptured();
 };
 
 void tst_MacScreen::cleanup()
@@ -28,7 +28,7 @@ void tst_MacScreen::cleanup()
     QCOMPARE(Fake::livingObjects(), 0);
 }
 
-void tst_MacScreen::theWindowServerIsAskedForOrdinaryWindowsOnTheScreen()
+void tst_MacScreen::queriesNormalWindowsOnTheScreen()
 {
     CGWindowListOption asked = 0;
     CGWindowID relativeTo = 1;
@@ -42,13 +42,13 @@ void tst_MacScreen::theWindowServerIsAskedForOrdinaryWindowsOnTheScreen()
     QCOMPARE(relativeTo, 0U);
 }
 
-void tst_MacScreen::anUnavailableListIsTold()
+void tst_MacScreen::reportsAnUnavailableList()
 {
     Fake::windowList = [](CGWindowListOption, CGWindowID) -> CFTypeRef { return nullptr; };
     QCOMPARE(MacScreen().windows(), std::nullopt);
 }
 
-void tst_MacScreen::descriptionsBecomeWindowsInTheirOrder()
+void tst_MacScreen::windowsHaveTheOrderOfTheList()
 {
     Fake::windowList = [](CGWindowListOption, CGWindowID) {
         return Fake::makeArray(
@@ -87,7 +87,7 @@ void tst_MacScreen::valuesOfAnotherTypeAreAbsent()
     QCOMPARE(MacScreen().windows(), (QList<WindowInfo>{WindowInfo(), WindowInfo()}));
 }
 
-void tst_MacScreen::whatIsNoDescriptionIsSkipped()
+void tst_MacScreen::invalidDescriptionsAreSkipped()
 {
     Fake::windowList = [](CGWindowListOption, CGWindowID) {
         return Fake::makeArray(
@@ -100,7 +100,7 @@ void tst_MacScreen::whatIsNoDescriptionIsSkipped()
     QCOMPARE(windows->constFirst().ownerName, u"Notes"_s);
 }
 
-void tst_MacScreen::withoutThePermissionItIsAskedForAndNoPictureIsTaken()
+void tst_MacScreen::withoutThePermissionItIsRequestedAndNothingIsCaptured()
 {
     Fake::mayCaptureScreen = false;
     Fake::capturePrompts = 0;

@@ -9,7 +9,7 @@
 
 using namespace Qt::StringLiterals;
 
-class tst_FolderWords : public QObject
+class tst_Paths : public QObject
 {
     Q_OBJECT
 
@@ -17,19 +17,19 @@ private Q_SLOTS:
     void initTestCase();
     void wordsMeanFolders_data();
     void wordsMeanFolders();
-    void aUsersTildeMeansTheirHome();
-    void aTildeOfNobodyDoesNotDependOnTheWorkingDirectory();
-    void aHomeWithASlashAtItsEndMakesNoDoubleSlash();
+    void expandsTheTildeOfAUser();
+    void aTildeOfAnUnknownUserDoesNotDependOnTheWorkingDirectory();
+    void aHomeWithATrailingSlashAddsNoDoubleSlash();
     void lastComponents_data();
     void lastComponents();
 };
 
-void tst_FolderWords::initTestCase()
+void tst_Paths::initTestCase()
 {
     qputenv("HOME", "/home/me");
 }
 
-void tst_FolderWords::wordsMeanFolders_data()
+void tst_Paths::wordsMeanFolders_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("path");
@@ -79,14 +79,14 @@ void tst_FolderWords::wordsMeanFolders_data()
     row("", "/home/me");
 }
 
-void tst_FolderWords::wordsMeanFolders()
+void tst_Paths::wordsMeanFolders()
 {
     QFETCH(QString, text);
     QFETCH(QString, path);
     QCOMPARE(Executor::resolveFolder(text), path);
 }
 
-void tst_FolderWords::aUsersTildeMeansTheirHome()
+void tst_Paths::expandsTheTildeOfAUser()
 {
     const passwd *const me = getpwuid(getuid());
     QVERIFY(me);
@@ -96,13 +96,13 @@ void tst_FolderWords::aUsersTildeMeansTheirHome()
     QCOMPARE(Executor::resolveFolder(u'~' + name + u"/a b"_s), home + u"/a b"_s);
 }
 
-void tst_FolderWords::aTildeOfNobodyDoesNotDependOnTheWorkingDirectory()
+void tst_Paths::aTildeOfAnUnknownUserDoesNotDependOnTheWorkingDirectory()
 {
     QCOMPARE(Executor::resolveFolder(u"~no such user/x"_s), u"/home/me/~no such user/x"_s);
     QCOMPARE(Executor::resolveFolder(u"~no such user"_s), u"/home/me/~no such user"_s);
 }
 
-void tst_FolderWords::aHomeWithASlashAtItsEndMakesNoDoubleSlash()
+void tst_Paths::aHomeWithATrailingSlashAddsNoDoubleSlash()
 {
     qputenv("HOME", "/home/me/");
     QCOMPARE(Executor::resolveFolder(u"downloads"_s), u"/home/me/Downloads"_s);
@@ -112,7 +112,7 @@ void tst_FolderWords::aHomeWithASlashAtItsEndMakesNoDoubleSlash()
     qputenv("HOME", "/home/me");
 }
 
-void tst_FolderWords::lastComponents_data()
+void tst_Paths::lastComponents_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("name");
@@ -122,12 +122,12 @@ void tst_FolderWords::lastComponents_data()
     QTest::newRow("top") << u"/a"_s << u"a"_s;
 }
 
-void tst_FolderWords::lastComponents()
+void tst_Paths::lastComponents()
 {
     QFETCH(QString, path);
     QFETCH(QString, name);
     QCOMPARE(Executor::lastPathComponent(path), name);
 }
 
-QTEST_GUILESS_MAIN(tst_FolderWords)
-#include "tst_FolderWords.moc"
+QTEST_GUILESS_MAIN(tst_Paths)
+#include "tst_Paths.moc"

@@ -36,61 +36,61 @@ QString readUI()
 }
 } // namespace
 
-class tst_Accessibility : public QObject
+class tst_Controls : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void withoutPermissionItIsAskedFor();
-    void whereAskingIsEnoughTheActionGoesOn();
-    void permissionComesBeforeTheFront();
-    void withoutAFrontThereIsNothingToLookAt();
-    void theFrontApplicationIsLookedAt();
-    void clickingWantsALabel();
+    void requestsAMissingPermission();
+    void continuesIfTheRequestGrantsThePermission();
+    void checksThePermissionBeforeTheFront();
+    void failsWithoutAFrontApplication();
+    void readsTheFrontApplication();
+    void clickNeedsALabel();
 
     void clickableRoles_data();
     void clickableRoles();
     void readableRoles_data();
     void readableRoles();
-    void theFirstTextThatIsNotEmptyIsTheLabel_data();
-    void theFirstTextThatIsNotEmptyIsTheLabel();
+    void usesTheFirstNonEmptyTextAsTheLabel_data();
+    void usesTheFirstNonEmptyTextAsTheLabel();
 
-    void anExactLabelWinsWhereverItLies();
-    void ofPartialLabelsTheFirstWins();
-    void ofSameLabelsTheFirstWins();
-    void caseAndTheWayAnAccentIsWrittenDoNotMatter();
-    void elementsOfOneLevelComeBeforeTheNext();
-    void aLabelIsTrimmedAndToldAsGiven();
-    void aControlThatRefusesIsTold();
-    void aControlThatIsNotThereIsTold();
-    void clickLooksAtThreeThousandElements();
+    void prefersAnExactLabel();
+    void choosesTheFirstPartialLabel();
+    void choosesTheFirstOfEqualLabels();
+    void ignoresCaseAndTheEncodingOfAccents();
+    void walksLevelByLevel();
+    void trimsTheLabelAndReportsItAsGiven();
+    void reportsAControlThatRefuses();
+    void reportsAMissingControl();
+    void clickVisitsThreeThousandElements();
     void clickGoesTwelveLevelsDeep();
-    void clickLooksNoFurtherThanItNeeds();
+    void clickStopsAtTheControl();
 
-    void linesStandInTheOrderOfTheWalk();
-    void whatHasNoLabelIsNotRead();
-    void sameLinesStandOnce();
-    void aLongLabelIsCutAtACharacter();
-    void labelsWithTheSameBeginningMakeOneLine();
-    void whatIsHiddenIsPassedOver();
-    void nothingToReadIsToldAsSuch();
-    void fortyLinesAreRead();
-    void readingLooksAtFifteenHundredElements();
-    void readingGoesTenLevelsDeep();
-    void readingStopsSoonAfterItsLastLine();
-    void labelsAreFetchedOnlyWhereTheyMatter();
+    void readsInTheOrderOfTheWalk();
+    void skipsControlsWithoutALabel();
+    void readsEqualLinesOnce();
+    void cutsLongLabelsAtAGrapheme();
+    void readsLabelsWithTheSameBeginningOnce();
+    void skipsHiddenControls();
+    void reportsThatThereIsNothingToRead();
+    void readsFortyLines();
+    void readVisitsFifteenHundredElements();
+    void readGoesTenLevelsDeep();
+    void readStopsSoonAfterItsLastLine();
+    void fetchesLabelsOnlyOfMatchingRoles();
 
-    void aTreeInACircleEnds();
-    void anElementOfAHundredThousandChildrenIsNotFollowedFurther();
-    void anApplicationThatShowsNothingHasNoControls();
-    void aHungApplicationIsTold_data();
-    void aHungApplicationIsTold();
-    void whatThereWasTimeForIsUsed();
-    void withoutTimeForAnythingTheApplicationDoesNotRespond();
-    void theSystemsOwnFailureIsPassedOn();
+    void endsInACircularTree();
+    void limitsTheChildrenOfAnElement();
+    void reportsAnApplicationWithoutAnInterface();
+    void reportsAHungApplication_data();
+    void reportsAHungApplication();
+    void usesWhatWasReadInTime();
+    void reportsATimeoutWithoutAnyControl();
+    void passesTheSystemsFailureOn();
 };
 
-void tst_Accessibility::withoutPermissionItIsAskedFor()
+void tst_Controls::requestsAMissingPermission()
 {
     Desktop desktop;
     desktop.controls.trusted = false;
@@ -103,7 +103,7 @@ void tst_Accessibility::withoutPermissionItIsAskedFor()
     QCOMPARE(desktop.controls.trustRequests, 2);
 }
 
-void tst_Accessibility::whereAskingIsEnoughTheActionGoesOn()
+void tst_Controls::continuesIfTheRequestGrantsThePermission()
 {
     Desktop desktop;
     desktop.controls.trusted = false;
@@ -113,7 +113,7 @@ void tst_Accessibility::whereAskingIsEnoughTheActionGoesOn()
     QCOMPARE(desktop.controls.trustRequests, 1);
 }
 
-void tst_Accessibility::permissionComesBeforeTheFront()
+void tst_Controls::checksThePermissionBeforeTheFront()
 {
     Desktop desktop;
     desktop.desk.front.reset();
@@ -121,7 +121,7 @@ void tst_Accessibility::permissionComesBeforeTheFront()
     QCOMPARE(readUI(), noPermission);
 }
 
-void tst_Accessibility::withoutAFrontThereIsNothingToLookAt()
+void tst_Controls::failsWithoutAFrontApplication()
 {
     Desktop desktop;
     desktop.desk.front.reset();
@@ -130,7 +130,7 @@ void tst_Accessibility::withoutAFrontThereIsNothingToLookAt()
     QCOMPARE(desktop.controls.trustRequests, 0);
 }
 
-void tst_Accessibility::theFrontApplicationIsLookedAt()
+void tst_Controls::readsTheFrontApplication()
 {
     Desktop desktop;
     (void)readUI();
@@ -138,7 +138,7 @@ void tst_Accessibility::theFrontApplicationIsLookedAt()
     QCOMPARE(desktop.controls.opened, QList<ProcessId>(2, ProcessId{7}));
 }
 
-void tst_Accessibility::clickingWantsALabel()
+void tst_Controls::clickNeedsALabel()
 {
     Desktop desktop;
     desktop.controls.trusted = false;
@@ -162,13 +162,13 @@ void addRoles(const QStringList &chosen)
 }
 } // namespace
 
-void tst_Accessibility::clickableRoles_data()
+void tst_Controls::clickableRoles_data()
 {
     addRoles({u"AXButton"_s, u"AXMenuItem"_s, u"AXMenuBarItem"_s, u"AXRadioButton"_s,
               u"AXCheckBox"_s, u"AXLink"_s, u"AXTab"_s, u"AXPopUpButton"_s});
 }
 
-void tst_Accessibility::clickableRoles()
+void tst_Controls::clickableRoles()
 {
     QFETCH(QString, role);
     QFETCH(bool, isChosen);
@@ -180,13 +180,13 @@ void tst_Accessibility::clickableRoles()
     QCOMPARE(desktop.controls.pressed, isChosen ? QList{control} : QList<qsizetype>());
 }
 
-void tst_Accessibility::readableRoles_data()
+void tst_Controls::readableRoles_data()
 {
     addRoles({u"AXButton"_s, u"AXTextField"_s, u"AXMenuItem"_s, u"AXLink"_s, u"AXTab"_s,
               u"AXRadioButton"_s, u"AXCheckBox"_s, u"AXStaticText"_s});
 }
 
-void tst_Accessibility::readableRoles()
+void tst_Controls::readableRoles()
 {
     QFETCH(QString, role);
     QFETCH(bool, isChosen);
@@ -195,7 +195,7 @@ void tst_Accessibility::readableRoles()
     QCOMPARE(readUI(), isChosen ? role.mid(2) + u": Save"_s : u"No readable controls found."_s);
 }
 
-void tst_Accessibility::theFirstTextThatIsNotEmptyIsTheLabel_data()
+void tst_Controls::usesTheFirstNonEmptyTextAsTheLabel_data()
 {
     QTest::addColumn<QStringList>("texts");
     QTest::addColumn<QString>("label");
@@ -206,7 +206,7 @@ void tst_Accessibility::theFirstTextThatIsNotEmptyIsTheLabel_data()
     QTest::newRow("a blank title") << QStringList{u" "_s, u"d"_s, u"v"_s, u"h"_s} << u" "_s;
 }
 
-void tst_Accessibility::theFirstTextThatIsNotEmptyIsTheLabel()
+void tst_Controls::usesTheFirstNonEmptyTextAsTheLabel()
 {
     QFETCH(QStringList, texts);
     QFETCH(QString, label);
@@ -221,7 +221,7 @@ void tst_Accessibility::theFirstTextThatIsNotEmptyIsTheLabel()
     QCOMPARE(readUI(), u"Button: first | Button: "_s + label + u" | Button: last"_s);
 }
 
-void tst_Accessibility::anExactLabelWinsWhereverItLies()
+void tst_Controls::prefersAnExactLabel()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
@@ -231,7 +231,7 @@ void tst_Accessibility::anExactLabelWinsWhereverItLies()
     QCOMPARE(desktop.controls.pressed, QList{save});
 }
 
-void tst_Accessibility::ofPartialLabelsTheFirstWins()
+void tst_Controls::choosesTheFirstPartialLabel()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXStaticText"_s, .title = u"sav"_s});
@@ -242,7 +242,7 @@ void tst_Accessibility::ofPartialLabelsTheFirstWins()
     QCOMPARE(desktop.controls.pressed, QList{saveAs});
 }
 
-void tst_Accessibility::ofSameLabelsTheFirstWins()
+void tst_Controls::choosesTheFirstOfEqualLabels()
 {
     Desktop desktop;
     const qsizetype first = desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
@@ -251,7 +251,7 @@ void tst_Accessibility::ofSameLabelsTheFirstWins()
     QCOMPARE(desktop.controls.pressed, QList{first});
 }
 
-void tst_Accessibility::caseAndTheWayAnAccentIsWrittenDoNotMatter()
+void tst_Controls::ignoresCaseAndTheEncodingOfAccents()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXMenuBarItem"_s, .title = u"ÉDITION"_s});
@@ -259,7 +259,7 @@ void tst_Accessibility::caseAndTheWayAnAccentIsWrittenDoNotMatter()
     QCOMPARE(click(u"édit"_s), u"Clicked “édit”."_s);
 }
 
-void tst_Accessibility::elementsOfOneLevelComeBeforeTheNext()
+void tst_Controls::walksLevelByLevel()
 {
     Desktop desktop;
     const qsizetype window = desktop.controls.add(0, {.role = u"AXWindow"_s, .title = u"w"_s});
@@ -270,14 +270,14 @@ void tst_Accessibility::elementsOfOneLevelComeBeforeTheNext()
     QCOMPARE(readUI(), u"Button: root | Button: flat | Button: deep"_s);
 }
 
-void tst_Accessibility::aLabelIsTrimmedAndToldAsGiven()
+void tst_Controls::trimsTheLabelAndReportsItAsGiven()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
     QCOMPARE(click(u" SAVE\n"_s), u"Clicked “SAVE”."_s);
 }
 
-void tst_Accessibility::aControlThatRefusesIsTold()
+void tst_Controls::reportsAControlThatRefuses()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s, .refusesPress = true});
@@ -286,7 +286,7 @@ void tst_Accessibility::aControlThatRefusesIsTold()
     QCOMPARE(desktop.controls.pressed.size(), 1);
 }
 
-void tst_Accessibility::aControlThatIsNotThereIsTold()
+void tst_Controls::reportsAMissingControl()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s});
@@ -295,7 +295,7 @@ void tst_Accessibility::aControlThatIsNotThereIsTold()
     QVERIFY(desktop.controls.pressed.isEmpty());
 }
 
-void tst_Accessibility::clickLooksAtThreeThousandElements()
+void tst_Controls::clickVisitsThreeThousandElements()
 {
     Desktop desktop;
     for (int i = 0; i < 2999; ++i)
@@ -305,7 +305,7 @@ void tst_Accessibility::clickLooksAtThreeThousandElements()
     QCOMPARE(click(u"beyond"_s), u"ActionError: Couldn't find a control labelled “beyond”."_s);
 }
 
-void tst_Accessibility::clickGoesTwelveLevelsDeep()
+void tst_Controls::clickGoesTwelveLevelsDeep()
 {
     Desktop desktop;
     const qsizetype eleventh = desktop.chain(11);
@@ -316,7 +316,7 @@ void tst_Accessibility::clickGoesTwelveLevelsDeep()
     QCOMPARE(click(u"thirteen"_s), u"ActionError: Couldn't find a control labelled “thirteen”."_s);
 }
 
-void tst_Accessibility::clickLooksNoFurtherThanItNeeds()
+void tst_Controls::clickStopsAtTheControl()
 {
     Desktop desktop;
     for (int i = 0; i < 2000; ++i)
@@ -326,7 +326,7 @@ void tst_Accessibility::clickLooksNoFurtherThanItNeeds()
              qPrintable(QString::number(desktop.controls.nodesRead)));
 }
 
-void tst_Accessibility::linesStandInTheOrderOfTheWalk()
+void tst_Controls::readsInTheOrderOfTheWalk()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXStaticText"_s, .value = u"Name:"_s});
@@ -336,14 +336,14 @@ void tst_Accessibility::linesStandInTheOrderOfTheWalk()
     QCOMPARE(readUI(), u"StaticText: Name: | TextField: Ada | Button: OK"_s);
 }
 
-void tst_Accessibility::whatHasNoLabelIsNotRead()
+void tst_Controls::skipsControlsWithoutALabel()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s});
     QCOMPARE(readUI(), u"No readable controls found."_s);
 }
 
-void tst_Accessibility::sameLinesStandOnce()
+void tst_Controls::readsEqualLinesOnce()
 {
     Desktop desktop;
     for (const QString &title : {u"OK"_s, u"Cancel"_s, u"OK"_s, u"ok"_s})
@@ -352,7 +352,7 @@ void tst_Accessibility::sameLinesStandOnce()
     QCOMPARE(readUI(), u"Button: OK | Button: Cancel | Button: ok | Link: OK"_s);
 }
 
-void tst_Accessibility::aLongLabelIsCutAtACharacter()
+void tst_Controls::cutsLongLabelsAtAGrapheme()
 {
     Desktop desktop;
     const QString family = u"👩‍👩‍👧"_s; // one grapheme of three persons
@@ -367,7 +367,7 @@ void tst_Accessibility::aLongLabelIsCutAtACharacter()
                            u" | Button: नी"_s + family.repeated(49));
 }
 
-void tst_Accessibility::labelsWithTheSameBeginningMakeOneLine()
+void tst_Controls::readsLabelsWithTheSameBeginningOnce()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'a'});
@@ -375,7 +375,7 @@ void tst_Accessibility::labelsWithTheSameBeginningMakeOneLine()
     QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50));
 }
 
-void tst_Accessibility::whatIsHiddenIsPassedOver()
+void tst_Controls::skipsHiddenControls()
 {
     Desktop desktop;
     for (const bool isHidden : {true, false, true})
@@ -387,13 +387,13 @@ void tst_Accessibility::whatIsHiddenIsPassedOver()
     QCOMPARE(click(u"Cancel"_s), u"ActionError: Couldn't find a control labelled “Cancel”."_s);
 }
 
-void tst_Accessibility::nothingToReadIsToldAsSuch()
+void tst_Controls::reportsThatThereIsNothingToRead()
 {
     Desktop desktop;
     QCOMPARE(readUI(), u"No readable controls found."_s);
 }
 
-void tst_Accessibility::fortyLinesAreRead()
+void tst_Controls::readsFortyLines()
 {
     Desktop desktop;
     QStringList lines;
@@ -408,7 +408,7 @@ void tst_Accessibility::fortyLinesAreRead()
     QCOMPARE(readUI(), lines.join(u" | "_s));
 }
 
-void tst_Accessibility::readingLooksAtFifteenHundredElements()
+void tst_Controls::readVisitsFifteenHundredElements()
 {
     Desktop desktop;
     for (int i = 0; i < 1498; ++i)
@@ -418,7 +418,7 @@ void tst_Accessibility::readingLooksAtFifteenHundredElements()
     QCOMPARE(readUI(), u"Button: last"_s);
 }
 
-void tst_Accessibility::readingGoesTenLevelsDeep()
+void tst_Controls::readGoesTenLevelsDeep()
 {
     Desktop desktop;
     const qsizetype tenth =
@@ -428,7 +428,7 @@ void tst_Accessibility::readingGoesTenLevelsDeep()
     QCOMPARE(desktop.controls.childrenRead, 10);
 }
 
-void tst_Accessibility::readingStopsSoonAfterItsLastLine()
+void tst_Controls::readStopsSoonAfterItsLastLine()
 {
     Desktop desktop;
     for (int i = 0; i < 1400; ++i)
@@ -438,7 +438,7 @@ void tst_Accessibility::readingStopsSoonAfterItsLastLine()
              qPrintable(QString::number(desktop.controls.nodesRead)));
 }
 
-void tst_Accessibility::labelsAreFetchedOnlyWhereTheyMatter()
+void tst_Controls::fetchesLabelsOnlyOfMatchingRoles()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
@@ -447,7 +447,7 @@ void tst_Accessibility::labelsAreFetchedOnlyWhereTheyMatter()
     QCOMPARE(desktop.controls.textsRead, 1);
 }
 
-void tst_Accessibility::aTreeInACircleEnds()
+void tst_Controls::endsInACircularTree()
 {
     Desktop desktop;
     const qsizetype window = desktop.controls.add(0, {.role = u"AXWindow"_s});
@@ -460,7 +460,7 @@ void tst_Accessibility::aTreeInACircleEnds()
     QCOMPARE(desktop.controls.nodesRead, 3000);
 }
 
-void tst_Accessibility::anElementOfAHundredThousandChildrenIsNotFollowedFurther()
+void tst_Controls::limitsTheChildrenOfAnElement()
 {
     Desktop desktop;
     const qsizetype list = desktop.controls.add(0, {.role = u"AXList"_s});
@@ -474,7 +474,7 @@ void tst_Accessibility::anElementOfAHundredThousandChildrenIsNotFollowedFurther(
     QCOMPARE(desktop.controls.childrenRead, 2999);
 }
 
-void tst_Accessibility::anApplicationThatShowsNothingHasNoControls()
+void tst_Controls::reportsAnApplicationWithoutAnInterface()
 {
     Desktop desktop;
     desktop.controls.hasRoot = false;
@@ -482,7 +482,7 @@ void tst_Accessibility::anApplicationThatShowsNothingHasNoControls()
     QCOMPARE(click(u"OK"_s), u"ActionError: Couldn't find a control labelled “OK”."_s);
 }
 
-void tst_Accessibility::aHungApplicationIsTold_data()
+void tst_Controls::reportsAHungApplication_data()
 {
     QTest::addColumn<qsizetype>("silentAfter");
     QTest::addColumn<std::optional<QString>>("name");
@@ -493,7 +493,7 @@ void tst_Accessibility::aHungApplicationIsTold_data()
     QTest::newRow("nameless") << qsizetype(0) << Name() << u"The frontmost app doesn't respond."_s;
 }
 
-void tst_Accessibility::aHungApplicationIsTold()
+void tst_Controls::reportsAHungApplication()
 {
     QFETCH(qsizetype, silentAfter);
     QFETCH(std::optional<QString>, name);
@@ -509,7 +509,7 @@ void tst_Accessibility::aHungApplicationIsTold()
     QVERIFY(desktop.controls.pressed.isEmpty());
 }
 
-void tst_Accessibility::whatThereWasTimeForIsUsed()
+void tst_Controls::usesWhatWasReadInTime()
 {
     Desktop desktop;
     for (const QString &title : {u"OK now"_s, u"Cancel"_s, u"OK"_s})
@@ -521,7 +521,7 @@ void tst_Accessibility::whatThereWasTimeForIsUsed()
     QCOMPARE(desktop.controls.pressed, QList<qsizetype>{1});
 }
 
-void tst_Accessibility::withoutTimeForAnythingTheApplicationDoesNotRespond()
+void tst_Controls::reportsATimeoutWithoutAnyControl()
 {
     Desktop desktop;
     desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
@@ -531,7 +531,7 @@ void tst_Accessibility::withoutTimeForAnythingTheApplicationDoesNotRespond()
     QCOMPARE(click(u"OK"_s), u"ActionError: “Notes” doesn't respond."_s);
 }
 
-void tst_Accessibility::theSystemsOwnFailureIsPassedOn()
+void tst_Controls::passesTheSystemsFailureOn()
 {
     Desktop desktop;
     desktop.controls.failure = u"The accessibility bus is gone."_s;
@@ -539,5 +539,5 @@ void tst_Accessibility::theSystemsOwnFailureIsPassedOn()
     QCOMPARE(click(u"OK"_s), u"PlatformError: The accessibility bus is gone."_s);
 }
 
-QTEST_GUILESS_MAIN(tst_Accessibility)
-#include "tst_Accessibility.moc"
+QTEST_GUILESS_MAIN(tst_Controls)
+#include "tst_Controls.moc"

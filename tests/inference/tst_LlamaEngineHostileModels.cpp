@@ -13,7 +13,7 @@ using HostileModels::Hostile;
 
 // About 1,500 hostile files are loaded by the real engine. Each loads or is refused, and generates
 // or fails; none may crash the program or hang.
-class tst_HostileModels : public QObject
+class tst_LlamaEngineHostileModels : public QObject
 {
     Q_OBJECT
 
@@ -30,7 +30,7 @@ private Q_SLOTS:
     void metadata() { survive(u"Hello there"_s); }
     void noise_data() { addRows(HostileModels::noise()); }
     void noise() { survive(u"Hello there"_s); }
-    void noneIsMissing();
+    void thereAreEnoughFiles();
     void cleanupTestCase();
 
 private:
@@ -41,7 +41,7 @@ private:
     std::vector<Hostile> m_models;
 };
 
-void tst_HostileModels::addRows(std::vector<Hostile> models)
+void tst_LlamaEngineHostileModels::addRows(std::vector<Hostile> models)
 {
     QTest::addColumn<std::size_t>("number");
     for (Hostile &each : models) {
@@ -50,7 +50,7 @@ void tst_HostileModels::addRows(std::vector<Hostile> models)
     }
 }
 
-void tst_HostileModels::survive(const QString &prompt)
+void tst_LlamaEngineHostileModels::survive(const QString &prompt)
 {
     QFETCH(std::size_t, number);
 
@@ -71,19 +71,19 @@ void tst_HostileModels::survive(const QString &prompt)
 }
 
 // Long runs of one kind of character are hard for rules that split texts.
-void tst_HostileModels::tokenizers()
+void tst_LlamaEngineHostileModels::tokenizers()
 {
     survive(u"It's 2,000 “naïve” 猫 🐈‍⬛\n\n\t "_s + QString(300, u'a') +
             QString(300, u' ') + QString(300, u'7') + QString(300, u'!'));
 }
 
-void tst_HostileModels::noneIsMissing()
+void tst_LlamaEngineHostileModels::thereAreEnoughFiles()
 {
     QVERIFY(m_models.size() >= 1400);
 }
 
 // After all of them, the engine still works.
-void tst_HostileModels::cleanupTestCase()
+void tst_LlamaEngineHostileModels::cleanupTestCase()
 {
     const QString path = m_folder.filePath(u"good.gguf"_s);
     HostileModels::good().write(path);
@@ -93,5 +93,5 @@ void tst_HostileModels::cleanupTestCase()
     QCOMPARE(outcome.value, u"word0 word1 word2 "_s);
 }
 
-QTEST_GUILESS_MAIN(tst_HostileModels)
-#include "tst_HostileModels.moc"
+QTEST_GUILESS_MAIN(tst_LlamaEngineHostileModels)
+#include "tst_LlamaEngineHostileModels.moc"

@@ -35,16 +35,16 @@ public:
 } // namespace
 
 // Has no application object itself, because it tests whether one is created.
-class tst_HandOver : public QObject
+class tst_PanelProgramHandOver : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void aRequestIsHandedOverBeforeThereIsAnApplication_data();
-    void aRequestIsHandedOverBeforeThereIsAnApplication();
+    void sendsARequestBeforeThereIsAnApplication_data();
+    void sendsARequestBeforeThereIsAnApplication();
 };
 
-void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication_data()
+void tst_PanelProgramHandOver::sendsARequestBeforeThereIsAnApplication_data()
 {
     QTest::addColumn<Instance::Answer>("answer");
     QTest::addColumn<int>("status");
@@ -52,7 +52,7 @@ void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication_data()
     QTest::newRow("silent") << Instance::Answer::silent << EXIT_FAILURE;
 }
 
-void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication()
+void tst_PanelProgramHandOver::sendsARequestBeforeThereIsAnApplication()
 {
     QFETCH(Instance::Answer, answer);
     EarlyPlatform platform;
@@ -65,5 +65,5 @@ void tst_HandOver::aRequestIsHandedOverBeforeThereIsAnApplication()
     QVERIFY(!QCoreApplication::instance());
 }
 
-QTEST_APPLESS_MAIN(tst_HandOver)
-#include "tst_HandOver.moc"
+QTEST_APPLESS_MAIN(tst_PanelProgramHandOver)
+#include "tst_PanelProgramHandOver.moc"

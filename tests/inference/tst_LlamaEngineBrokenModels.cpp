@@ -20,24 +20,24 @@ using namespace Qt::StringLiterals;
 
 // Model files that are truncated, of another format, or hostile. Each must only fail, and the
 // engine must be able to load a good file afterwards.
-class tst_BrokenModels : public QObject
+class tst_LlamaEngineBrokenModels : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase();
-    void failToLoad_data();
-    void failToLoad();
-    void whatIsNoFileFailsToLoad_data();
-    void whatIsNoFileFailsToLoad();
-    void failAtEveryTruncation();
-    void fileWithFlippedBitsDoesNoHarm();
-    void failToMakeAContext();
-    void failWhileTokenizing();
-    void weightsThatAreNoNumbersDoNoHarm();
-    void failWhileGenerating_data();
-    void failWhileGenerating();
-    void printNothingOfTheirOwn();
+    void failsToLoad_data();
+    void failsToLoad();
+    void failsToLoadWhatIsNotAFile_data();
+    void failsToLoadWhatIsNotAFile();
+    void failsAtEveryTruncation();
+    void survivesFlippedBits();
+    void failsToCreateAContext();
+    void failsWhileTokenizing();
+    void survivesWeightsThatAreNotNumbers();
+    void failsWhileGenerating_data();
+    void failsWhileGenerating();
+    void printsNothing();
 
 private:
     void surviveLoading(const QString &path);
@@ -133,13 +133,13 @@ QByteArray withNumberBehind(QByteArray file, const QByteArray &name, qsizetype f
 }
 } // namespace
 
-void tst_BrokenModels::initTestCase()
+void tst_LlamaEngineBrokenModels::initTestCase()
 {
     m_good = contents(TestModel::saying({"Hello there."}), m_folder);
     QVERIFY(m_good.startsWith("GGUF"));
 }
 
-void tst_BrokenModels::failToLoad_data()
+void tst_LlamaEngineBrokenModels::failsToLoad_data()
 {
     QTest::addColumn<QByteArray>("file");
 
@@ -225,7 +225,7 @@ void tst_BrokenModels::failToLoad_data()
     add("duplicate tokens", duplicateTokens);
 }
 
-void tst_BrokenModels::surviveLoading(const QString &path)
+void tst_LlamaEngineBrokenModels::surviveLoading(const QString &path)
 {
     LlamaEngine engine;
     const auto error = awaitedError(engine.load(path));
@@ -233,7 +233,7 @@ void tst_BrokenModels::surviveLoading(const QString &path)
     QVERIFY(!engine.isLoaded());
 }
 
-void tst_BrokenModels::failToLoad()
+void tst_LlamaEngineBrokenModels::failsToLoad()
 {
     QFETCH(QByteArray, file);
 
@@ -252,7 +252,7 @@ void tst_BrokenModels::failToLoad()
     QCOMPARE(awaited(engine.generate(hello(), 200, {})).value, u"Hello there."_s);
 }
 
-void tst_BrokenModels::whatIsNoFileFailsToLoad_data()
+void tst_LlamaEngineBrokenModels::failsToLoadWhatIsNotAFile_data()
 {
     QTest::addColumn<QString>("path");
 
@@ -266,13 +266,13 @@ void tst_BrokenModels::whatIsNoFileFailsToLoad_data()
     QTest::newRow("device") << u"/dev/zero"_s;
 }
 
-void tst_BrokenModels::whatIsNoFileFailsToLoad()
+void tst_LlamaEngineBrokenModels::failsToLoadWhatIsNotAFile()
 {
     QFETCH(QString, path);
     surviveLoading(path);
 }
 
-void tst_BrokenModels::failAtEveryTruncation()
+void tst_LlamaEngineBrokenModels::failsAtEveryTruncation()
 {
     const QString path = m_folder.filePath(u"cut.gguf"_s);
     LlamaEngine engine;
@@ -296,7 +296,7 @@ void tst_BrokenModels::failAtEveryTruncation()
 
 // A flipped bit may have any effect: the engine loads the file or fails, generates or fails, and
 // can load the good file afterwards.
-void tst_BrokenModels::fileWithFlippedBitsDoesNoHarm()
+void tst_LlamaEngineBrokenModels::survivesFlippedBits()
 {
     const QString path = m_folder.filePath(u"flipped.gguf"_s);
     const qsizetype weights = m_good.indexOf("output.weight") + 40;
@@ -323,7 +323,7 @@ void tst_BrokenModels::fileWithFlippedBitsDoesNoHarm()
 }
 
 // The file loads, but the library aborts when it builds the graph.
-void tst_BrokenModels::failToMakeAContext()
+void tst_LlamaEngineBrokenModels::failsToCreateAContext()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);
     changed(number("qwen2.rope.dimension_count", 16)).write(path);
@@ -335,7 +335,7 @@ void tst_BrokenModels::failToMakeAContext()
 }
 
 // A model without a vocabulary: the library aborts when it tokenizes.
-void tst_BrokenModels::failWhileTokenizing()
+void tst_LlamaEngineBrokenModels::failsWhileTokenizing()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);
     changed([](gguf_context *file) {
@@ -353,7 +353,7 @@ void tst_BrokenModels::failWhileTokenizing()
     }
 }
 
-void tst_BrokenModels::weightsThatAreNoNumbersDoNoHarm()
+void tst_LlamaEngineBrokenModels::survivesWeightsThatAreNotNumbers()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);
     QFile file(path);
@@ -366,7 +366,7 @@ void tst_BrokenModels::weightsThatAreNoNumbersDoNoHarm()
     QVERIFY(outcome.value || outcome.error);
 }
 
-void tst_BrokenModels::failWhileGenerating_data()
+void tst_LlamaEngineBrokenModels::failsWhileGenerating_data()
 {
     QTest::addColumn<QByteArray>("file");
 
@@ -378,7 +378,7 @@ void tst_BrokenModels::failWhileGenerating_data()
 
 // The library aborts while it computes on several threads. The model and the thread are lost, but
 // the engine continues with another thread.
-void tst_BrokenModels::failWhileGenerating()
+void tst_LlamaEngineBrokenModels::failsWhileGenerating()
 {
     QFETCH(QByteArray, file);
 
@@ -406,7 +406,7 @@ void tst_BrokenModels::failWhileGenerating()
 }
 
 // All output of the library goes to our log, which is disabled.
-void tst_BrokenModels::printNothingOfTheirOwn()
+void tst_LlamaEngineBrokenModels::printsNothing()
 {
     const QString path = m_folder.filePath(u"broken.gguf"_s);
     changed(duplicateTokens).write(path);
@@ -430,5 +430,5 @@ void tst_BrokenModels::printNothingOfTheirOwn()
     QCOMPARE(heard.readAll(), QByteArray());
 }
 
-QTEST_GUILESS_MAIN(tst_BrokenModels)
-#include "tst_BrokenModels.moc"
+QTEST_GUILESS_MAIN(tst_LlamaEngineBrokenModels)
+#include "tst_LlamaEngineBrokenModels.moc"
