@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// What a row of a list that pops up looks like.
+// The appearance of a row in a popup list.
 Item {
     id: row
 

@@ -30,12 +30,12 @@ RowLayout {
 
         Layout.fillWidth: true
         color: Theme.primary
-        // The confirm card holds the keyboard.
+        // The confirm card has the focus.
         enabled: !bar.session.isPending
         focus: true
         font.pixelSize: 22
         implicitHeight: 32
-        // A text is taken whole or, by the session, not at all: never a part without a word.
+        // A text is never truncated silently: the session accepts it as a whole or not at all.
         maximumLength: 0x7fffffff
         objectName: "commandField"
         placeholderText: "Tell your Mac what to do…"
@@ -50,7 +50,7 @@ RowLayout {
 
         Keys.onDownPressed: bar.input.recallLater()
         Keys.onPressed: event => {
-            // The field would drop the ends of lines, and join the words beside them.
+            // The field itself would drop line ends and so join words.
             event.accepted = event.matches(StandardKey.Paste);
             if (event.accepted)
                 field.pasteText(bar.input.clipboardLine());
@@ -65,7 +65,7 @@ RowLayout {
             bar.input.text = field.text;
         }
 
-        // Whether a long text goes on beyond the edge.
+        // Whether a long text extends beyond the edge.
         property bool goesOnLeft: false
         property bool goesOnRight: false
 
@@ -94,7 +94,7 @@ RowLayout {
         PlainText {
             Accessible.ignored: true
             anchors.fill: parent
-            // Beside the text cursor.
+            // Next to the text cursor.
             anchors.leftMargin: 3
             color: Theme.tertiary
             elide: Text.ElideRight

@@ -9,7 +9,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Enough to find yesterday's task, and an end to what is kept.
+// Enough to find yesterday's task, and a limit to the memory.
 constexpr qsizetype mostRemembered = 100;
 } // namespace
 
@@ -19,7 +19,7 @@ void CommandInput::setSession(SessionViewModel *session)
         return;
     m_session = session;
     if (session != nullptr) {
-        // Who clears the history does not want to meet its tasks again in the field.
+        // Clearing the history also forgets its tasks.
         connect(session, &SessionViewModel::turnsChanged, this, [this] {
             if (m_session->hasTurns())
                 return;
@@ -97,7 +97,7 @@ QString CommandInput::clipboardLine()
 {
     static const QRegularExpression lineEnds(u"\\s*[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]\\s*"_s);
     QString text = QGuiApplication::clipboard()->text();
-    // What is copied by the line ends with one.
+    // A copied line ends with a line feed.
     while (!text.isEmpty() && (text.endsWith(u'\n') || text.endsWith(u'\r')))
         text.chop(1);
     return text.replace(lineEnds, u" "_s);
@@ -111,7 +111,7 @@ void CommandInput::recall(qsizetype place)
     setText(place == m_sent.size() ? m_draft : m_sent.at(place));
 }
 
-// A recalled task that was changed is one, too.
+// A recalled task that was changed is a draft too.
 bool CommandInput::isDraft() const
 {
     return m_place == m_sent.size() || m_text != m_sent.at(m_place);

@@ -9,8 +9,8 @@
 #include <QStringList>
 #include <QtQml/qqmlregistration.h>
 
-/// The text of the command field: what is being typed, sending it, and the tasks sent before. Main
-/// thread; made by the view.
+/// The text of the command field: the draft, sending it, and the tasks sent before. Main thread;
+/// created by the view.
 class CommandInput : public QObject
 {
     Q_OBJECT
@@ -31,19 +31,18 @@ public:
     void setModels(ModelsViewModel *models);
     [[nodiscard]] const QString &text() const { return m_text; }
     void setText(const QString &text);
-    /// Whether there is a text, and a model to send it to.
+    /// Whether there is a text and a loaded model.
     [[nodiscard]] bool canSend() const;
-    /// Tasks to begin with.
+    /// Examples of tasks.
     [[nodiscard]] static QStringList suggestions();
 
-    /// Hands the text to the session and empties the field; while no model is loaded, nothing.
+    /// Submits the text to the session and clears the field. Does nothing while no model is loaded.
     Q_INVOKABLE void send();
-    /// Puts the task before the shown one into the field, or the one after it; after the last comes
-    /// what was being typed.
+    /// Shows the task before or after the shown one; the draft follows the last one.
     Q_INVOKABLE void recallEarlier();
     Q_INVOKABLE void recallLater();
 
-    /// The text on the clipboard as one line: line ends are spaces, so that words stay apart.
+    /// The text on the clipboard as one line, with spaces instead of line ends.
     [[nodiscard]] Q_INVOKABLE static QString clipboardLine();
 
 Q_SIGNALS:
@@ -59,7 +58,7 @@ private:
     QPointer<SessionViewModel> m_session;
     QPointer<ModelsViewModel> m_models;
     QString m_text;
-    QStringList m_sent;    ///< Oldest first, no two equal ones in a row.
-    QString m_draft;       ///< What was being typed when recalling began.
-    qsizetype m_place = 0; ///< What of m_sent is shown; its size: the draft.
+    QStringList m_sent;    ///< Oldest first, without consecutive duplicates.
+    QString m_draft;       ///< The text before recalling began.
+    qsizetype m_place = 0; ///< Index of the shown task in m_sent; its size means the draft.
 };

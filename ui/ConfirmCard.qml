@@ -3,18 +3,18 @@ import QtQuick.Layouts
 import QtQuick.Templates as T
 import Quillon
 
-// Asks before a risky step and holds the keyboard until it is answered.
+// Asks before a risky step and keeps the focus until it is answered.
 FocusScope {
     id: card
 
     required property SessionViewModel session
 
-    // Keys that were on their way when the card appeared approve nothing, nor does a Return at the
-    // end of a text that somebody goes on typing.
+    // Ignores keys for so many milliseconds, so that a user who is typing does not approve by
+    // accident when the card appears.
     property int wait: 400
     property bool isReady: false
 
-    // Nobody is to approve what they have not seen to its end.
+    // Approval is only possible after the end of the text has been visible.
     property bool endWasSeen: false
     property int framesWithEnd: 0
     readonly property bool isWindowShown: Window.visibility !== Window.Hidden && Window.visibility !== Window.Minimized
@@ -37,7 +37,7 @@ FocusScope {
         reasonView.contentY = 0;
     }
 
-    // The first frame after a change may still be one from before it.
+    // The first frame after a change may have been rendered before it.
     function countFrame(): void {
         const isEndInView = reasonView.height >= Math.min(reason.implicitHeight, lineMetrics.height) && reasonView.contentY + reasonView.height >= reasonView.contentHeight - 1;
         card.framesWithEnd = isEndInView ? card.framesWithEnd + 1 : 0;
@@ -61,7 +61,7 @@ FocusScope {
     Accessible.role: Accessible.Dialog
 
     Keys.onPressed: event => {
-        // Nothing reaches what is behind the card.
+        // Keys do not reach the items behind the card.
         event.accepted = true;
         if (event.key === Qt.Key_Return || event.key === Qt.Key_Enter) {
             if (!event.isAutoRepeat)
@@ -117,7 +117,7 @@ FocusScope {
         onTriggered: card.isReady = true
     }
 
-    // Catches the mouse.
+    // Blocks mouse events.
     Rectangle {
         anchors.fill: parent
         color: Theme.scrim
@@ -179,7 +179,7 @@ FocusScope {
                 }
             }
 
-            // A reason may quote a whole script.
+            // A reason may contain a whole script.
             Flickable {
                 id: reasonView
 
@@ -191,7 +191,7 @@ FocusScope {
                 interactive: false
                 objectName: "confirmReasonView"
 
-                // Nobody is to approve what they do not know to be there.
+                // Always visible, to show that there is more text.
                 T.ScrollBar.vertical: SlimScrollBar {
                     objectName: "confirmScrollBar"
                     stays: true

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Layouts
 import Quillon
 
-// Everything inside the panel, from the command bar down to the footer.
+// The contents of the panel, from the command bar to the footer.
 FocusScope {
     id: content
 
@@ -17,7 +17,7 @@ FocusScope {
             bar.focusField();
     }
 
-    // Whoever has the keyboard; nobody in particular once that one is gone.
+    // The focused item; null if that item was destroyed.
     readonly property Item focusItem: Window.activeFocusItem
 
     focus: true
@@ -26,7 +26,7 @@ FocusScope {
         focusField();
         models.loadIfNeeded();
     }
-    // Held a little long, the key that answered the card is for nobody else.
+    // The key that answered the card may still be held, so its repetitions are ignored.
     Keys.onEscapePressed: event => {
         if (!event.isAutoRepeat)
             content.panel.hide();
@@ -90,7 +90,7 @@ FocusScope {
         Item {
             id: centre
 
-            // The history stays on screen even where a model is loaded anew.
+            // The history remains visible while another model is loaded.
             readonly property bool showsHistory: content.models.isLoaded || content.session.hasTurns
 
             Layout.fillHeight: true

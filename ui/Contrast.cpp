@@ -4,7 +4,7 @@
 #include <cmath>
 
 namespace {
-// The guidelines' formulas, with their constants.
+// The formulas and constants of the guidelines.
 double linear(double channel)
 {
     return channel <= 0.04045 ? channel / 12.92 : std::pow((channel + 0.055) / 1.055, 2.4);

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// Lets what goes on beyond an edge fade into the surface.
+// Fades the contents out at an edge beyond which they extend.
 Rectangle {
     id: edge
 

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// Shows where the keyboard is, around its parent.
+// Shows that its parent has the keyboard focus.
 Rectangle {
     anchors.fill: parent
     anchors.margins: -3

@@ -1,15 +1,15 @@
 import QtQuick
 import Quillon
 
-// Anchored, so that what comes and goes on one side is never laid over the other.
+// Anchored, so that changing items on one side never overlap those on the other.
 Item {
     id: footer
 
     required property ModelsViewModel models
     required property Panel panel
 
-    // Of all that stands here, so that the texts share a line and nothing moves when some of them
-    // come and go.
+    // The height of all items here, so that their texts share a line and nothing moves if some
+    // items appear or disappear.
     readonly property int lineHeight: 24
 
     implicitHeight: lineHeight
@@ -57,7 +57,7 @@ Item {
         anchors.rightMargin: menu.visible ? 12 : 0
         color: Theme.tertiary
         font.pixelSize: 11
-        // The symbol comes from another font, whose lines may be higher.
+        // The symbol is from another font, which may have higher lines.
         lineHeight: 15
         lineHeightMode: Text.FixedHeight
         objectName: "hotKeyHint"
@@ -69,7 +69,7 @@ Item {
         id: menu
 
         anchors.right: parent.right
-        // It is felt as far as its edge and seen as far as its symbol.
+        // Aligns the visible symbol, not the edge of the clickable area.
         anchors.rightMargin: -6
         height: footer.lineHeight
         models: footer.models

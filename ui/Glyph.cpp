@@ -15,7 +15,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// In the drawings black is ink and white is a hole in it.
+// In the drawings, black is opaque and white is transparent.
 QImage stencil(const QString &name, int turn, const QSize &pixels)
 {
     QSvgRenderer drawing(u":/Quillon/glyphs/%1.svg"_s.arg(name));
@@ -97,7 +97,7 @@ QImage Glyph::drawing(double scale) const
                             .arg(pixels.width())
                             .arg(pixels.height())
                             .arg(m_color.rgba());
-    // The same few drawings stand on every line of a transcript.
+    // Every line of a transcript uses one of a few drawings.
     static QCache<QString, QImage> images(200);
     if (!images.contains(key))
         images.insert(key, new QImage(tinted(stencil(m_name, m_turn, pixels), m_color)));
@@ -124,7 +124,7 @@ void Glyph::redraw()
     update();
 }
 
-// On the thread that renders, while the main thread waits: never two at a time.
+// Called on the render thread while the main thread waits, so never concurrently.
 QSGNode *Glyph::updatePaintNode(QSGNode *node, UpdatePaintNodeData *)
 {
     if (node != nullptr && m_isDrawn)

@@ -6,16 +6,15 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
-/// One symbol, drawn in one colour at whatever size the item has, crisp at every scale. It is the
-/// system's own where that has one, else the module's drawing, under the name that Apple's set has
-/// for the same meaning.
+/// A symbol in one colour, rendered at the size of the item and sharp at every scale. It is the
+/// system's symbol if there is one, or else the module's drawing. Names are those of Apple's set.
 class Glyph : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(QString name READ name WRITE setName NOTIFY nameChanged)
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
-    /// Degrees, clockwise. The drawing is turned, not its pixels.
+    /// Degrees, clockwise. Rotates the drawing before it is rendered.
     Q_PROPERTY(int turn READ turn WRITE setTurn NOTIFY turnChanged)
 
 public:
@@ -28,7 +27,7 @@ public:
     [[nodiscard]] int turn() const { return m_turn; }
     void setTurn(int degrees);
 
-    /// What is shown, with that many pixels to a point.
+    /// The image at that device pixel ratio.
     [[nodiscard]] QImage drawing(double scale) const;
 
 Q_SIGNALS:
@@ -47,5 +46,5 @@ private:
     QString m_name;
     QColor m_color = Qt::black;
     int m_turn = 0;
-    bool m_isDrawn = false; ///< What the scene graph has is what is to be shown.
+    bool m_isDrawn = false; ///< Whether the scene graph's image is up to date.
 };

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Quillon
 
-// The turns, oldest first, and below the last one what goes on right now.
+// The turns, oldest first, and below the last one the current activity.
 Item {
     id: history
 
@@ -11,7 +11,7 @@ Item {
 
     signal suggestionChosen(string text)
 
-    // The last turn moves to the bottom of the list, and what goes on stands below it.
+    // Scrolls to the last turn and the activity below it.
     function showEnd(): void {
         list.followsEnd = true;
         list.isPlacing = true;
@@ -74,8 +74,8 @@ Item {
     ListView {
         id: list
 
-        // Whether the end is what the user looks at: it then stays in sight while lines get their
-        // heights and the window another size.
+        // Whether the user has scrolled to the end: it then stays visible while lines are laid out
+        // and the window is resized.
         property bool followsEnd: true
         property bool isPlacing: false
 
@@ -150,14 +150,14 @@ Item {
             property: "contentY"
             target: list
 
-            // Rows that came into being on the way may have moved the end.
+            // Rows that were created while scrolling may have moved the end.
             onFinished: list.contentY = list.end()
         }
 
         WheelHandler {
             acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
 
-            // Three lines for a notch of a wheel.
+            // Three lines for one step of the wheel.
             onWheel: event => history.scrollBy(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y * 60 / 120)
         }
     }
@@ -171,7 +171,7 @@ Item {
         anchors.rightMargin: Theme.margin
         session: history.session
         visible: history.session.isRunning
-        // Right below the last turn, and at the bottom where that is out of sight.
+        // Below the last turn, or at the bottom if that is not visible.
         y: Math.min(list.originY + list.contentHeight - list.contentY + 10, history.height - height - 14)
     }
 }

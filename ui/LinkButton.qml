@@ -10,7 +10,7 @@ Pressable {
     implicitHeight: 24
     implicitWidth: implicitContentWidth
 
-    // It looks like a link, but leads nowhere: it does something.
+    // Looks like a link but acts as a button.
     Accessible.role: Accessible.Button
 
     background: Item {

@@ -1,8 +1,8 @@
 import QtQuick
 import Quillon
 
-// What goes on right now. Neither its height nor its first line follow the preview's coming and
-// going; it grows with the lines of what is typed or run.
+// The current activity. Its height and its first line do not depend on whether there is a preview;
+// it grows with the lines of a text that is typed or run.
 Item {
     id: live
 

@@ -6,7 +6,7 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
-/// The roles that colours play; the theme knows the colour of each, in light and in dark.
+/// Colour roles; the theme has a light and a dark colour for each.
 namespace ColorRole {
 Q_NAMESPACE
 QML_ELEMENT
@@ -14,13 +14,13 @@ enum Value { Primary, Secondary, Red, Green, Orange };
 Q_ENUM_NS(Value)
 } // namespace ColorRole
 
-/// How one line of the log is shown.
+/// The style of one line of the log.
 struct LogEntryStyle
 {
-    QString symbol; ///< Its glyph's name; empty where a spinner stands instead.
+    QString symbol; ///< The name of its glyph; empty if a spinner is shown instead.
     ColorRole::Value symbolTone = ColorRole::Secondary;
     ColorRole::Value textTone = ColorRole::Secondary;
-    QString spoken; ///< What the symbol says to those who do not see it.
+    QString spoken; ///< The accessible text for the symbol.
 
     bool operator==(const LogEntryStyle &) const = default;
 

@@ -47,7 +47,7 @@ Item {
         id: label
 
         objectName: "lineText"
-        // The line itself is what is read.
+        // Screen readers read the line itself.
         Accessible.ignored: true
         anchors.verticalCenter: parent.verticalCenter
         color: Theme.tone(line.textTone)

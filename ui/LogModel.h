@@ -5,7 +5,7 @@
 
 #include <QtQml/qqmlregistration.h>
 
-/// The lines of one turn, each with how it is shown. Main thread; belongs to the TurnsModel.
+/// The lines of one turn with their styles. Main thread; owned by the TurnsModel.
 class LogModel : public RecordModel<LogEntry>
 {
     Q_OBJECT

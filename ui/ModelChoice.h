@@ -8,7 +8,7 @@
 
 class ModelManager;
 
-/// One model of the catalogue as a row to choose. Main thread; belongs to the ModelsViewModel.
+/// A model of the catalogue as a row to choose. Main thread; owned by the ModelsViewModel.
 class ModelChoice : public QObject
 {
     Q_OBJECT
@@ -22,11 +22,11 @@ public:
     ModelChoice(ModelManager &models, LocalModel model, QObject *parent);
 
     [[nodiscard]] const QString &name() const { return m_model.name; }
-    /// The name and what the model is good for.
+    /// The name and the strengths of the model.
     [[nodiscard]] QString row() const;
     [[nodiscard]] bool isSelected() const;
 
-    /// Makes it the user's choice.
+    /// Selects the model.
     Q_INVOKABLE void select() const;
 
 Q_SIGNALS:

@@ -2,7 +2,7 @@ import QtQuick
 import QtQuick.Templates as T
 import Quillon
 
-// The loaded model's name, and the choice of another one.
+// The name of the loaded model, with a menu to choose another one.
 Pressable {
     id: button
 
@@ -67,7 +67,7 @@ Pressable {
         x: button.width - width
         y: -height - 4
 
-        // As menus do: also when the panel is hidden and summoned again.
+        // Like menus, closes without focus, also when the panel is hidden.
         onActiveFocusChanged: if (!activeFocus)
             close()
 

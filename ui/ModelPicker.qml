@@ -27,7 +27,7 @@ T.ComboBox {
         event.accepted = popup.visible;
         popup.close();
     }
-    // On the release, where an open list takes it as the choice.
+    // On release: an open list handles the press as the choice.
     Keys.onReleased: event => {
         if ((event.key === Qt.Key_Return || event.key === Qt.Key_Enter) && !popup.visible) {
             popup.open();
@@ -99,7 +99,7 @@ T.ComboBox {
         x: -12
         y: picker.height + 4
 
-        // The keys are for the list, also where the mouse opened it.
+        // Keys go to the list, also if the mouse opened it.
         onAboutToShow: picker.forceActiveFocus(Qt.PopupFocusReason)
 
         background: PopupSurface {}

@@ -95,7 +95,7 @@ void ModelsViewModel::cancelDownload()
 {
     m_models.cancelTask();
     m_models.refresh();
-    // The file may have been whole by then, or have come in another way.
+    // The file may have been complete by then, or added in another way.
     if (state() == Ready)
         loadIfNeeded();
 }

@@ -11,8 +11,8 @@
 
 class ModelManager;
 
-/// What the panel shows of the model, and what its controls ask of the manager. Main thread; the
-/// manager must outlive it.
+/// The view model of the model manager: what the panel shows of it, and the actions of its
+/// controls. Main thread; the manager must outlive it.
 class ModelsViewModel : public QObject
 {
     Q_OBJECT
@@ -42,20 +42,20 @@ public:
     [[nodiscard]] QString progressText() const;
     /// Why the last download or load failed.
     [[nodiscard]] QString message() const;
-    /// How to get the chosen model without this program: where from and where to.
+    /// How to download the chosen model without this program: its address and its folder.
     [[nodiscard]] QString ownWay() const;
-    /// The place of the chosen model in the catalogue; -1 for one that is not in it.
+    /// The index of the chosen model in the catalogue; -1 if it is not in it.
     [[nodiscard]] int selected() const;
     [[nodiscard]] QString selectedName() const;
     /// One for each model of the catalogue.
     [[nodiscard]] QQmlListProperty<ModelChoice> choices();
 
     Q_INVOKABLE void download();
-    /// Ends the running download without a word.
+    /// Cancels the running download.
     Q_INVOKABLE void cancelDownload();
-    /// Loads the file where there is one, else downloads it again.
+    /// Loads the file if there is one, or else downloads it again.
     Q_INVOKABLE void tryAgain();
-    /// Loads the chosen model, from the next pass of the event loop on.
+    /// Loads the chosen model from the event loop.
     Q_INVOKABLE void loadIfNeeded();
 
 Q_SIGNALS:
@@ -66,5 +66,5 @@ Q_SIGNALS:
 private:
     ModelManager &m_models;
     QList<ModelChoice *> m_choices;
-    QCoro::Task<> m_loading; ///< Its outcome is in state().
+    QCoro::Task<> m_loading; ///< The outcome is in state().
 };

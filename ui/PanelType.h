@@ -5,7 +5,7 @@
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
 
-/// Gives the shell's object a name in QML.
+/// Registers Panel in QML.
 struct PanelType
 {
     Q_GADGET

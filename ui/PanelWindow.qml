@@ -8,7 +8,7 @@ Window {
     required property Panel panel
     required property SessionViewModel session
 
-    // Whether the system leaves frame, corners and background to us.
+    // Whether the application draws frame, corners and background.
     property bool frameless: false
 
     color: "transparent"
@@ -61,8 +61,8 @@ Window {
     Rectangle {
         id: background
 
-        // Without a compositor what is translucent is black, round corners too. What is behind is
-        // shown only blurred: its texts would mix with ours.
+        // Without a compositor, translucent pixels are black, also those of round corners. The
+        // background is translucent only with blur, because texts behind it would mix with ours.
         readonly property bool isRound: window.frameless && window.panel.composited && window.visibility === Window.Windowed
 
         anchors.fill: parent
@@ -73,8 +73,9 @@ Window {
         Loader {
             id: mover
 
-            // A system that moves the window itself may keep the release of the button, and a handler
-            // that waits for it takes no other drag. Its grab ends with it.
+            // If the system moves the window, it may consume the release of the button, and a
+            // handler that waits for it accepts no further drag. Disabling the handler ends its
+            // grab.
             function renew() {
                 active = false;
                 active = true;

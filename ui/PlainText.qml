@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// Text as it is: whatever comes from a model, a file or a user is never markup.
+// Plain text: text from a model, a file or a user is never interpreted as markup.
 Text {
     color: Theme.primary
     font.pixelSize: 13

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// Under lists that pop up.
+// The surface of popup lists.
 Rectangle {
     border.color: Theme.hairline
     color: Theme.raised

@@ -1,8 +1,7 @@
 import QtQuick
 import QtQuick.Templates as T
 
-// What all buttons have in common: the mouse leaves the keyboard where it is, and Return presses
-// as Space does.
+// The base of all buttons: the mouse does not change the focus, and Return presses like Space.
 T.Button {
     id: button
 
@@ -18,7 +17,7 @@ T.Button {
     Keys.onEnterPressed: event => press(event)
     Keys.onReturnPressed: event => press(event)
 
-    // A key that is held down presses once.
+    // A held key presses once.
     function press(event: KeyEvent): void {
         if (!event.isAutoRepeat)
             button.clicked();

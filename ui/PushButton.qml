@@ -4,7 +4,7 @@ import Quillon
 Pressable {
     id: button
 
-    // The one that Return stands for.
+    // Whether this is the default button.
     property bool prominent: false
 
     font.weight: Font.Medium

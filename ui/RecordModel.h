@@ -5,9 +5,9 @@
 
 #include <utility>
 
-/// A list model over value records that have an identity. It is given whole lists and announces
-/// only what differs: rows that came, went, or changed under the same id. A view therefore keeps
-/// its place, its selection and its delegates. Main thread.
+/// A list model of value records with ids. It receives whole lists and only announces differences:
+/// rows that were inserted, removed, or changed with the same id. A view therefore keeps its scroll
+/// position, its selection and its delegates. Main thread.
 template <typename Record>
 class RecordModel : public QAbstractListModel
 {
@@ -19,7 +19,7 @@ public:
         return parent.isValid() ? 0 : static_cast<int>(m_records.size());
     }
 
-    /// Makes the rows those of the list.
+    /// Sets the rows to those of the list.
     void setRecords(const QList<Record> &records)
     {
         int kept = 0;
@@ -46,9 +46,9 @@ public:
 protected:
     [[nodiscard]] const QList<Record> &records() const { return m_records; }
 
-    /// A record was replaced by another of the same id; the views hear of it afterwards.
+    /// Called when a record was replaced by one with the same id, before the views are notified.
     virtual void replaced(const Record & /*now*/) {}
-    /// A record has left the list.
+    /// Called when a record was removed.
     virtual void forget(const Record & /*gone*/) {}
 
 private:

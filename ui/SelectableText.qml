@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// The same, to select and copy from.
+// Plain text that can be selected and copied.
 TextEdit {
     activeFocusOnPress: true
     activeFocusOnTab: false

@@ -13,7 +13,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A fast model brings thousands of pieces a second; nobody reads more than thirty states of a line.
+// A fast model sends thousands of pieces per second; users cannot read more than thirty updates.
 constexpr std::chrono::milliseconds previewInterval{33};
 } // namespace
 
@@ -35,7 +35,7 @@ SessionViewModel::SessionViewModel(AgentSession &session, QObject *parent)
     m_previewPause.setInterval(previewInterval);
     connect(&m_previewPause, &QTimer::timeout, this, &SessionViewModel::showPreview);
     connect(&m_session, &AgentSession::streamPreviewChanged, this, [this] {
-        // An emptied preview belongs to a step that is over: it goes at once.
+        // A cleared preview belongs to a finished step and is removed at once.
         if (m_session.streamPreview().isEmpty())
             showPreview();
         else if (!m_previewPause.isActive())
@@ -55,7 +55,7 @@ bool SessionViewModel::isStopping() const
 
 QString SessionViewModel::status() const
 {
-    // The model finishes its reply and the executor its step first.
+    // Stopping waits for the model's reply or the executor's step.
     return isStopping() ? u"Stopping…"_s : m_session.status();
 }
 

@@ -9,8 +9,8 @@
 
 class AgentSession;
 
-/// What the panel shows of the session, and what its controls ask of it. Main thread; the session
-/// must outlive it.
+/// The view model of the session: what the panel shows of it, and the actions of its controls. Main
+/// thread; the session must outlive it.
 class SessionViewModel : public QObject
 {
     Q_OBJECT
@@ -31,29 +31,29 @@ public:
     [[nodiscard]] TurnsModel *turns() { return &m_turns; }
     [[nodiscard]] bool hasTurns() const { return m_turns.rowCount() > 0; }
     [[nodiscard]] bool isRunning() const;
-    /// From the request to stop until the task has ended.
+    /// True from the request to stop until the task has ended.
     [[nodiscard]] bool isStopping() const;
     [[nodiscard]] QString status() const;
     /// The end of the reply as it streams in.
     [[nodiscard]] const QString &preview() const { return m_preview; }
     [[nodiscard]] bool isPending() const;
-    /// Why approval is needed, with all that is in it to be seen.
+    /// Why approval is needed, without invisible characters.
     [[nodiscard]] QString pendingReason() const;
 
-    /// Hands the task over as typed.
+    /// Submits the task as typed.
     void submit(const QString &text);
 
-    /// Stops the running task, and refuses the step that waits for approval.
+    /// Stops the running task and declines a pending step.
     Q_INVOKABLE void stop();
-    /// The user's answer to the step that waits.
+    /// The user's answer to the pending step.
     Q_INVOKABLE void resolve(bool approved);
-    /// Empties the transcript; not while a task runs.
+    /// Clears the transcript; ignored while a task runs.
     Q_INVOKABLE void clearHistory();
-    /// Puts everything that a turn says on the clipboard.
+    /// Copies the whole text of a turn to the clipboard.
     Q_INVOKABLE void copyTurn(int row) const;
 
 Q_SIGNALS:
-    /// Any turn came, went or changed.
+    /// A turn was added, removed or changed.
     void turnsChanged();
     void isRunningChanged();
     void statusChanged();

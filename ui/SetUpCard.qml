@@ -1,13 +1,13 @@
 import QtQuick
 import Quillon
 
-// Shown until a model is loaded, or there is something to show instead.
+// Shown until a model is loaded or there is a history.
 Item {
     id: card
 
     required property ModelsViewModel models
 
-    // In the smallest window a failure has two lines this way.
+    // With this, a failure has two lines in the smallest window.
     readonly property bool isCompact: height < 360
 
     objectName: "setUpCard"
@@ -63,8 +63,8 @@ Item {
             models: card.models
         }
 
-        // What can be done now, or what is being done. Nothing above moves when one follows the other:
-        // the first one decides what the middle is, and in a small window the largest.
+        // The possible action or the running one. The items above do not move when it changes: its
+        // height is that of the button, and in a small window that of the largest item.
         Item {
             height: card.isCompact ? Math.max(70, failed.height) : 32
             objectName: "setUpElement"
@@ -134,8 +134,8 @@ Item {
                     PlainText {
                         id: failure
 
-                        // What is left between the picker and the button, with the card's elements in
-                        // the middle and a line at its foot.
+                        // The free space between the picker and the button, if the card's items are
+                        // centred and there is a line at the bottom.
                         readonly property real edge: Math.max(30, ownWay.height + ownWay.anchors.bottomMargin + 2)
                         readonly property real room: card.height - 2 * edge - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
 
@@ -178,7 +178,7 @@ Item {
         }
     }
 
-    // At the foot, so that nothing moves for it.
+    // At the bottom, so that it moves nothing.
     SelectableText {
         id: ownWay
 

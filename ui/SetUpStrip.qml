@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// What the set-up card would show, while the history has its place.
+// Replaces the set-up card while the history is shown.
 Item {
     id: strip
 
@@ -84,7 +84,7 @@ Item {
         id: buttons
 
         anchors.right: parent.right
-        // The menu is felt as far as its edge and seen as far as its symbol.
+        // Aligns the visible symbol, not the edge of the clickable area.
         anchors.rightMargin: Theme.margin - 6
         anchors.verticalCenter: parent.verticalCenter
         spacing: 8
@@ -117,7 +117,7 @@ Item {
             onClicked: strip.models.tryAgain()
         }
 
-        // The footer has it only while a model is loaded.
+        // The footer has it while a model is loaded.
         ModelMenu {
             anchors.verticalCenter: parent.verticalCenter
             models: strip.models

@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// A soft shadow around its parent, drawn in advance: blurring costs more than the whole panel.
+// A soft shadow around its parent, as an image: blurring would cost more than the whole panel.
 BorderImage {
     anchors.fill: parent
     anchors.bottomMargin: -44

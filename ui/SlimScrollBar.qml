@@ -5,7 +5,7 @@ import Quillon
 T.ScrollBar {
     id: bar
 
-    // Whether it is also seen while nobody scrolls.
+    // Whether it is also visible without scrolling.
     property bool stays: false
 
     focusPolicy: Qt.NoFocus

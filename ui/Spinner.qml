@@ -1,7 +1,8 @@
 import QtQuick
 import Quillon
 
-// Turns in twelfths of a second like the systems' own: few frames, and none while nobody sees it.
+// Rotates in steps of a twelfth like the systems' spinners: few frames, and none while it is not
+// visible.
 Glyph {
     id: spinner
 

@@ -2,12 +2,12 @@ pragma Singleton
 
 import QtQuick
 
-// The turn of all spinners: those that are seen at once turn as one.
+// The angle of all spinners, so that visible ones rotate in step.
 QtObject {
     id: beat
 
     property int turn: 0
-    // How many are seen and may move.
+    // The number of spinners that are visible and animated.
     property int spinners: 0
 
     readonly property Timer timer: Timer {

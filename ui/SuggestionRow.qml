@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// A task to begin with.
+// An example of a task.
 Pressable {
     id: row
 

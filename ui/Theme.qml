@@ -3,18 +3,18 @@ pragma Singleton
 import QtQuick
 import Quillon
 
-// Colours, fonts and measures. Sizes stand on a grid of 4 unless they are fixed otherwise. Every
-// colour of text keeps a contrast of 4.5 on the surface, whatever shines through it, and every
-// colour of a glyph 3.
+// Colours, fonts and sizes. Sizes are multiples of 4 unless they are given otherwise. All text
+// colours have a contrast of at least 4.5 on the surface, whatever is behind it, and glyphs one of
+// 3.
 QtObject {
     id: theme
 
-    // What the panel is told of the desktop.
+    // The desktop's settings.
     property bool dark: false
     property bool reducedMotion: false
     property color systemAccent: systemPalette.highlight
 
-    // Surfaces. The window's is slightly translucent where the desktop can show that.
+    // Surfaces. The window's surface is slightly translucent if the desktop supports that.
     readonly property real translucency: 0.94
     readonly property color surface: dark ? "#1e1e20" : "#f7f7f9"
     readonly property color raised: dark ? "#2b2b2e" : "#ffffff"
@@ -35,14 +35,14 @@ QtObject {
     readonly property color green: dark ? "#32d15b" : "#1f8a3b"
     readonly property color orange: dark ? "#ff9f0a" : "#b85d00"
 
-    // The one accent: as a fill under white letters, as letters, and as a glyph or a ring.
+    // The accent colour: as a fill behind white text, as text, and as a glyph or a ring.
     readonly property color accentInk: "#ffffff"
     readonly property color accentFill: Contrast.legible(systemAccent, accentInk, 4.5)
     readonly property color accentText: Contrast.legible(systemAccent, worstSurface, 4.5)
     readonly property color accent: Contrast.legible(systemAccent, worstSurface, 3)
     readonly property color selection: Contrast.over(Qt.alpha(systemAccent, dark ? 0.3 : 0.28), surface)
 
-    // The surface under the mouse, over the worst that may be behind it.
+    // The surface under the mouse, over the least favourable background.
     readonly property color worstSurface: Contrast.over(hover, Contrast.over(Qt.alpha(surface, translucency), dark ? "#ffffff" : "#000000"))
 
     readonly property int margin: 22

@@ -4,7 +4,7 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
-/// The system's fonts, as far as QML does not know them.
+/// Fonts of the system that QML does not provide.
 class ThemeFonts : public QObject
 {
     Q_OBJECT
@@ -15,6 +15,6 @@ class ThemeFonts : public QObject
 public:
     using QObject::QObject;
 
-    /// The family whose letters are all of one width.
+    /// The family of the fixed-width font.
     [[nodiscard]] static QString fixedFamily();
 };

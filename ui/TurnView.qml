@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// One task, what was done for it, and how it ended.
+// One task with its steps and its outcome.
 Item {
     id: turn
 

@@ -47,7 +47,7 @@ void TurnsModel::replaced(const Turn &now)
 
 void TurnsModel::forget(const Turn &gone)
 {
-    // Not at once: a delegate may be on its way out.
+    // Later: a delegate that is being destroyed may still use it.
     if (LogModel *const log = m_logs.take(gone.id))
         log->deleteLater();
 }

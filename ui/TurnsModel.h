@@ -8,7 +8,7 @@
 
 class LogModel;
 
-/// The turns of the transcript, oldest first. Main thread; belongs to the SessionViewModel.
+/// The turns of the transcript, oldest first. Main thread; owned by the SessionViewModel.
 class TurnsModel : public RecordModel<Turn>
 {
     Q_OBJECT
@@ -23,7 +23,7 @@ public:
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
     [[nodiscard]] QHash<int, QByteArray> roleNames() const override;
 
-    /// Everything that a turn says, a line each, for the clipboard.
+    /// The whole text of a turn, one line each, for the clipboard.
     [[nodiscard]] QString textOf(int row) const;
 
 private:
@@ -31,6 +31,6 @@ private:
     void forget(const Turn &gone) override;
     [[nodiscard]] LogModel *logOf(const Turn &turn) const;
 
-    /// Made when a view first asks: most turns of a long transcript are never on screen.
+    /// Created on demand: most turns of a long transcript are never visible.
     mutable QHash<QUuid, LogModel *> m_logs;
 };

@@ -4,11 +4,11 @@
 
 class QQmlEngine;
 
-/// The panel's views as the application takes them. Main thread.
+/// The panel's views for the application. Main thread.
 namespace Ui {
-/// Makes the QML module Quillon known to an engine.
+/// Registers the QML module Quillon with an engine.
 void install(QQmlEngine &engine);
 
-/// The panel's window, over view models that the engine owns.
+/// The panel's window, with view models that the engine owns.
 [[nodiscard]] QuillonApp::Views views();
 } // namespace Ui

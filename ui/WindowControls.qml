@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// Minimise and close, where the system draws no frame that has them.
+// Minimise and close buttons for a window without a system frame.
 Row {
     id: controls
 

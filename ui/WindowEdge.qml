@@ -1,6 +1,6 @@
 import QtQuick
 
-// A side or a corner to resize a window by.
+// A side or a corner to resize a window.
 Item {
     id: edge
 

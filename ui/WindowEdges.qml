@@ -1,7 +1,7 @@
 import QtQuick
 import Quillon
 
-// What to resize a window by that has no frame. Corners lie over sides.
+// Edges to resize a frameless window. Corners are above sides.
 Item {
     id: all
 
