@@ -30,7 +30,8 @@ QString displayName()
     return qEnvironmentVariable("DISPLAY");
 }
 
-// As it works in the desktop's settings: a program that is not installed is on nobody's path.
+// The command for the desktop's keyboard settings: a program that is not installed needs its full
+// path.
 QString toggleCommand()
 {
     const QString program = QCoreApplication::applicationFilePath();
@@ -47,8 +48,8 @@ LinuxDiagnosis::LinuxDiagnosis(Accessibility &accessibility, Shell &shell, Works
 
 Finding LinuxDiagnosis::display()
 {
-    // Without its name, the toolkit shows its windows elsewhere, and nobody sees the others'
-    // windows.
+    // Without DISPLAY, the toolkit uses another window system, and windows of other applications
+    // are not visible.
     const bool hasX11 = !displayName().isEmpty() && m_shell.hasDisplay();
     if (hasX11 && isWayland()) {
         return {Verdict::limited, u"X11 (%1) on a Wayland desktop"_s.arg(displayName()),

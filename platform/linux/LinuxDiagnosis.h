@@ -6,7 +6,7 @@ class Accessibility;
 class Shell;
 class Workspace;
 
-/// The diagnosis of a desktop on Linux. Borrows what it asks, which must outlive it.
+/// The diagnosis on Linux. The arguments must outlive it.
 class LinuxDiagnosis final : public Diagnosis
 {
 public:

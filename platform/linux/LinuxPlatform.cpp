@@ -20,15 +20,15 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Left alone, GIO ends the program without a word when the session's bus goes away. It has one
-// connection, which its settings and its trash use; here it is the first to ask for it, as soon as
-// events are handled.
+// By default, GIO exits the program silently if the session bus disconnects. GIO has one shared
+// connection for its settings and its trash; this gets it first, as soon as events are processed,
+// and turns that off.
 void outliveTheBus()
 {
     if (!qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS"))
-        return; // A bus that is not there is not to be started for this.
+        return; // do not start a bus for this
     const auto received = [](GObject *, GAsyncResult *result, gpointer) {
-        // Kept, or GIO would make another one.
+        // Kept, because otherwise GIO would create another one.
         static GDBusConnection *connection = nullptr;
         connection = g_bus_get_finish(result, nullptr);
         if (connection)
@@ -37,7 +37,7 @@ void outliveTheBus()
     g_bus_get(G_BUS_TYPE_SESSION, nullptr, received, nullptr);
 }
 
-// A system without the language: every script fails, and says so.
+// This system has no AppleScript: every script fails with a message.
 class LinuxScripts final : public Scripts
 {
 public:

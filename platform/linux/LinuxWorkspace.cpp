@@ -28,8 +28,8 @@ bool leads(ProcessId leader, const X11Window &window)
            LinuxProcesses().session(*window.owner) == leader;
 }
 
-// The application's window that is nearest to the user, if it has any. Some windows can be traced
-// back to the entry only by what was started.
+// The application's topmost window, if it has any. Some windows can only be assigned to the entry
+// by the session of the started process.
 std::optional<X11WindowId> windowOf(const X11Snapshot &snapshot, const QString &location,
                                     ProcessId leader, const std::set<ProcessId> &ours)
 {
@@ -43,7 +43,7 @@ std::optional<X11WindowId> windowOf(const X11Snapshot &snapshot, const QString &
     return std::nullopt;
 }
 
-// The list by age may lag behind the other one: what it does not have yet is the youngest.
+// The list by age may be older than the other one: windows that it lacks are the newest.
 QList<const X11Window *> inOrderOfAge(const X11Snapshot &snapshot)
 {
     QList<const X11Window *> windows;
@@ -66,39 +66,39 @@ Application application(const X11Window &window)
 }
 
 constexpr std::chrono::milliseconds lookInterval{40};
-// Window managers bring most new windows to the front by themselves, a moment after they appear.
+// Window managers activate most new windows themselves, a moment after they appear.
 constexpr std::chrono::milliseconds requestInterval{300};
 
-// Waits until an application that was asked to open something is in front, so that what is typed
-// next goes to it and not to the window that was there before. A window that appears and is kept
-// behind the others is brought forward. Main thread; deletes itself when the wait is over.
+// Waits until an application that was requested to open something is in front, so that the next
+// keys go to it and not to the earlier window. Activates a new window that stays behind others.
+// Main thread; deletes itself when the wait is over.
 class WindowArrival final : public QObject
 {
 public:
     /// How long an office suite takes to start on a slow machine.
     static constexpr std::chrono::milliseconds usualLimit{10'000};
-    /// How long an application that runs gets to show what it was asked to open: in a window of its
-    /// own, or under another title. One that does neither shows it without telling.
+    /// How long a running application may take to show what it opens, in a new window or with a new
+    /// title. If it does neither, it is assumed to show it.
     static constexpr std::chrono::milliseconds documentLimit{1500};
-    /// How long a program may take to hand the document to the one that runs.
+    /// How long a program may take to send the document to its running instance.
     static constexpr std::chrono::milliseconds handOverLimit{6000};
-    /// How long a window with a document has to be in front: it drops the keys that come while it
-    /// reads the document.
+    /// How long a window with a document must have been in front: it drops keys while it loads the
+    /// document.
     static constexpr std::chrono::milliseconds documentSettle{700};
 
     struct Expected
     {
         QString location; ///< The application's desktop entry.
         QString name;
-        X11Snapshot before;         ///< The screen before it was asked.
-        std::set<ProcessId> ours{}; ///< The assistant's own processes: their windows never count.
-        ProcessId leader{};         ///< Of the session of what was started for this; 0 for nothing.
-        bool opensDocument = false; ///< The windows that were there do not count at once.
-        std::function<void()> arrived = [] {}; ///< Called when it is in front.
+        X11Snapshot before;         ///< The windows before the request.
+        std::set<ProcessId> ours{}; ///< The assistant's own processes, whose windows are ignored.
+        ProcessId leader{}; ///< The session leader of what was started for this; 0 for nothing.
+        bool opensDocument = false;            ///< Existing windows do not count at once.
+        std::function<void()> arrived = [] {}; ///< Called when the application is in front.
     };
 
-    /// Carries a PlatformError when nothing came to the front within the limit. Borrows the
-    /// desktop, which must outlive it, as must the parent.
+    /// Carries a PlatformError if nothing came to the front within the limit. The desktop and the
+    /// parent must outlive it.
     [[nodiscard]] static QFuture<void> wait(X11Desktop &desktop, const Expected &expected,
                                             QObject *parent);
 
@@ -178,7 +178,7 @@ bool WindowArrival::belongs(const X11Window &window) const
     if (window.owner && m_expected.leader != ProcessId{} &&
         LinuxProcesses().session(*window.owner) == m_expected.leader)
         return true;
-    // Not every window can be traced back to what was started, but most can be to another entry.
+    // Not every window can be assigned to what was started, but most others to another entry.
     return isNew(window) && !(owner.location && DesktopEntries::isEntry(*owner.location));
 }
 
@@ -202,7 +202,7 @@ bool WindowArrival::hasSettled(const X11Window &window)
     return m_settled.hasExpired();
 }
 
-// The front-most of its windows, except that one that was there before waits for the new one.
+// Activates the topmost of its windows; an earlier one only after waiting for a new one.
 void WindowArrival::bringForward(const X11Snapshot &now)
 {
     for (const X11Window &window : now.windows) {
@@ -297,7 +297,7 @@ std::optional<QString> LinuxWorkspace::counterpart(const QString &name)
     const QStringList locations = DesktopEntries::counterparts(name);
     if (locations.isEmpty())
         return std::nullopt;
-    // The one that people have before them is the one that they mean.
+    // Users mean the running one.
     const QList<Application> running = runningApplications();
     const auto runs = [&](const QString &location) {
         return std::ranges::find(running, location, &Application::location) != running.end();
@@ -347,7 +347,7 @@ bool LinuxWorkspace::hasTerminated(ProcessId application)
 
 void LinuxWorkspace::reveal(const std::filesystem::path &item)
 {
-    // A file manager that was started without a display would only die.
+    // Without a display, a file manager could not start.
     if (hasDisplay())
         FileManager::show(uriOf(item));
 }
@@ -374,15 +374,15 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
     const std::optional<X11WindowId> window =
         windowOf(expected.before, location, last.leader, expected.ours);
     const bool isStarting = last.leader != ProcessId{} && !last.hasArrived;
-    // Starting it again would open one more window, where people mean the one that they have, or
-    // the one that they wait for.
+    // Starting it again would open another window, but users mean the existing one, or the one that
+    // is about to open.
     if (uri.isEmpty() && window) {
         m_desktop.activate(*window);
     } else if (!uri.isEmpty() || !isStarting) {
         const DesktopEntries::Started started = start();
         if (started.failure)
             return Futures::failed(PlatformError(*started.failure));
-        // What runs already may have taken the address over.
+        // A running instance may have taken over the address.
         if (!window)
             last = {.leader = started.leader};
         expected.leader = last.leader;

@@ -11,14 +11,14 @@
 
 class X11Desktop;
 
-/// The workspace of an X desktop: windows through EWMH, applications through their desktop entries.
-/// Borrows the desktop, which must outlive it.
+/// The workspace of an X desktop: windows by EWMH, applications by their desktop entries. The
+/// desktop must outlive it.
 class LinuxWorkspace final : public Workspace
 {
 public:
     explicit LinuxWorkspace(X11Desktop &desktop) : m_desktop(desktop) {}
 
-    /// Waits, within bounds, until what was to be revealed is.
+    /// Waits, with a timeout, until items are revealed.
     ~LinuxWorkspace() override;
 
     std::optional<Application> frontmostApplication() override;
@@ -39,17 +39,17 @@ public:
     void trash(const std::filesystem::path &item) override;
 
 private:
-    /// Asks the application to open itself or that address, and waits until it is in front.
+    /// Starts the application or makes it open that address, and waits until it is in front.
     [[nodiscard]] QFuture<void> openIn(const QString &location, const QByteArray &uri,
                                        const std::function<DesktopEntries::Started()> &start);
 
     struct Start
     {
-        ProcessId leader{};      ///< Of the session of what was started; 0 for nothing that runs.
-        bool hasArrived = false; ///< A window of it was in front since.
+        ProcessId leader{};      ///< The session leader of the started process; 0 if it has ended.
+        bool hasArrived = false; ///< A window of it has been in front since.
     };
 
     X11Desktop &m_desktop;
-    std::map<QString, Start> m_starts; ///< The last one of each application, by location.
-    QObject m_arrivals;                ///< The parent of the waits that are not over.
+    std::map<QString, Start> m_starts; ///< The last start of each application, by location.
+    QObject m_arrivals;                ///< The parent of the pending waits.
 };

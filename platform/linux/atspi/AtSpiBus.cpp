@@ -96,8 +96,8 @@ std::optional<AtSpiBus::Listing> AtSpiBus::find(PrivateBus &bus, ProcessId proce
         else if (processes.areSameApplication(owner, process))
             kin.append(roots[i]);
     }
-    // A helper's or a sandbox's connection speaks for the application only where none of its own
-    // does.
+    // The connection of a helper process or a sandbox is used only if the application has none of
+    // its own.
     if (found.application.isEmpty())
         found.application = kin;
     return found;

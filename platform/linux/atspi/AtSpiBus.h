@@ -11,50 +11,49 @@
 #include <set>
 #include <utility>
 
-/// The service of the session through which one gets to the accessibility bus. All of it blocks, up
-/// to a deadline unless a bus has stopped.
+/// The session's service for the accessibility bus. All functions block until the deadline at most,
+/// unless a bus has stopped.
 namespace AtSpiBus {
-/// Whether the bus is there and applications are asked to be on it.
+/// Whether the bus exists and accessibility is enabled.
 [[nodiscard]] bool isEnabled(PrivateBus::Deadline deadline);
 
-/// Asks applications to be on it. What is told is whether the service took the wish.
+/// Enables accessibility. Returns whether the service accepted that.
 [[nodiscard]] bool enable(PrivateBus::Deadline deadline);
 
-/// A connection to it; null if it does not answer.
+/// A connection to the bus; null if it does not answer.
 [[nodiscard]] std::shared_ptr<PrivateBus> connect(PrivateBus::Deadline deadline);
 
-/// Who is on it.
+/// The applications on the bus.
 struct Listing
 {
-    QList<DBusObject> application; ///< The roots of the application that was asked for.
+    QList<DBusObject> application; ///< The roots of the requested application.
     QList<DBusObject> ourselves;
 };
 
-/// Looks for the application that this process belongs to, and for the assistant, which runs as
-/// `ours`; nothing where the bus does not answer.
+/// Finds the application of the process, and the assistant's own, which runs as `ours`; nothing if
+/// the bus does not answer.
 [[nodiscard]] std::optional<Listing> find(PrivateBus &bus, ProcessId process,
                                           const std::set<ProcessId> &ours,
                                           PrivateBus::Deadline deadline);
 } // namespace AtSpiBus
 
-/// Direct connections to applications whose toolkit offers them, which spares the bus half of the
-/// work. They are kept from one action to the next: GTK 3 gets slower with each one that it ever
-/// had.
+/// Direct connections to applications whose toolkit offers them, which halves the bus's work. They
+/// are kept between actions: GTK 3 gets slower with each connection that it ever had.
 class AtSpiPeers
 {
 public:
-    /// The connection to the application under this name on the bus; null where there is none.
+    /// The connection to the application with this bus name; null if there is none.
     [[nodiscard]] std::shared_ptr<PrivateBus> find(ProcessId application,
                                                    const QByteArray &name) const;
 
-    /// Connects to it at the address that it named, if it did.
+    /// Connects to the application at its address, if it has given one.
     void connect(ProcessId application, const QByteArray &name, const QByteArray &address,
                  std::chrono::milliseconds limit);
 
     void drop(ProcessId application, const QByteArray &name);
 
 private:
-    // Names begin anew with each bus, so one alone does not stand for an application.
+    // Each bus numbers its names from the start, so a name alone does not identify an application.
     using Key = std::pair<ProcessId, QByteArray>;
 
     WorkQueue m_queue{"atspi.peers"};

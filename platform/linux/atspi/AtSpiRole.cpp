@@ -21,7 +21,7 @@ QString AtSpiRoles::axName(AtSpiRole role, bool liesInMenuBar)
         return u"AXTab"_s;
     case AtSpiRole::menu:
     case AtSpiRole::menuItem:
-        // A submenu is an item of the menu that it lies in.
+        // A submenu is an item of the surrounding menu.
         return liesInMenuBar ? u"AXMenuBarItem"_s : u"AXMenuItem"_s;
     case AtSpiRole::checkMenuItem:
     case AtSpiRole::radioMenuItem:

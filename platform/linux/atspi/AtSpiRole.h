@@ -2,7 +2,7 @@
 
 #include <QString>
 
-/// The roles of AT-SPI that mean something to us, under the numbers of its protocol.
+/// The AT-SPI roles that we use, with the protocol's numbers.
 enum class AtSpiRole : quint32 {
     unknown = 0,
     checkBox = 7,
@@ -51,16 +51,16 @@ enum class AtSpiRole : quint32 {
 };
 
 namespace AtSpiRoles {
-/// What the Mac calls such an element; "AXGroup" where nothing else fits.
+/// The name of the role on macOS; "AXGroup" if nothing else fits.
 [[nodiscard]] QString axName(AtSpiRole role, bool liesInMenuBar);
 
-/// Menus are there also while nobody sees them.
+/// Menus have their items also while they are closed.
 [[nodiscard]] bool isPartOfMenu(AtSpiRole role);
 
-/// Whether one of several takes the whole place, so that one that is not showing is a tab or a
-/// window in the background.
+/// Whether only one of several such elements is visible at a time, so that one that is not showing
+/// is a background tab or window.
 [[nodiscard]] bool isWholePage(AtSpiRole role);
 
-/// Whether an element of that role shows a text that one may read: a password is none.
+/// Whether an element of that role has a text that may be read; a password must not.
 [[nodiscard]] bool showsText(AtSpiRole role);
 } // namespace AtSpiRoles

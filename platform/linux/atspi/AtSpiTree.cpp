@@ -20,14 +20,14 @@ using std::chrono::steady_clock;
 constexpr const char *accessible = "org.a11y.atspi.Accessible";
 constexpr const char *nothing = "/org/a11y/atspi/null";
 
-// A list that long is asked for the children that matter, because answering with all of them
-// could keep the application busy for minutes.
+// Of a list this long, only the needed children are queried: answering with all of them could take
+// the application minutes.
 constexpr qsizetype longList = 500;
 
-// Much more than anybody is shown of a field, and little of a book.
+// Much more than is shown of a field, but only a part of a book.
 constexpr dbus_int32_t maxFieldText = 4096;
 
-// Bits of the first word of an element's states.
+// Bits in the first word of an element's states.
 constexpr quint32 showing = 1U << 25;
 constexpr quint32 visible = 1U << 30;
 
@@ -44,8 +44,8 @@ bool isGone(const DBusMessagePtr &reply)
 }
 
 enum class Shown {
-    yes,   ///< Or it cannot tell.
-    maybe, ///< Scrolled away, on a page that is not in front, or it never says so.
+    yes,   ///< Visible, or unknown.
+    maybe, ///< Scrolled out of view, on a hidden page, or never reported.
     no,
 };
 
@@ -60,7 +60,7 @@ Shown shown(const DBusMessagePtr &states, std::optional<AtSpiRole> role)
     return Shown::maybe;
 }
 
-// What GTK says of a control that has no place at all, since its page is not in front.
+// The extents that GTK reports for a control on a hidden page.
 bool isNowhere(const DBusMessagePtr &extents)
 {
     const auto area = DBusMessages::area(extents);
@@ -74,7 +74,7 @@ bool isNowhere(const DBusMessagePtr &extents)
 DBusMessagePtr askForExtents(const DBusObject &object)
 {
     DBusMessagePtr call = DBusMessages::call(object, "org.a11y.atspi.Component", "GetExtents");
-    DBusMessages::append(call, dbus_uint32_t{1}); // Within the window.
+    DBusMessages::append(call, dbus_uint32_t{1}); // relative to the window
     return call;
 }
 
@@ -100,15 +100,15 @@ DBusMessagePtr askForValue(const DBusObject &object, AtSpiRole role)
     return call;
 }
 
-// Some applications pad a menu's texts, to make room for the keys beside them. And where an element
-// has no name, GTK 4 gave it that of its class until 4.10.
+// Some applications pad the texts of a menu, for the shortcuts beside them. Until 4.10, GTK 4 gave
+// an element without a name that of its class.
 QString cleanedTitle(const QString &name)
 {
     static const QRegularExpression className(u"^(Gtk|Adw)[A-Z][A-Za-z]*$"_s);
     return className.match(name).hasMatch() ? QString() : name.trimmed();
 }
 
-// Null where there is nothing to ask for.
+// Null if there is nothing to query.
 DBusMessagePtr askFor(const DBusObject &object, AtSpiRole role, LabelAttribute attribute)
 {
     switch (attribute) {
@@ -126,13 +126,13 @@ DBusMessagePtr askFor(const DBusObject &object, AtSpiRole role, LabelAttribute a
 
 constexpr const char *action = "org.a11y.atspi.Action";
 
-// What toolkits call a click, the plainest first. Some offer more: to set the focus, to scroll, to
+// The toolkits' names for a click, in order of preference. Other actions set the focus, scroll or
 // open the context menu.
 constexpr auto clickNames = std::to_array<QStringView>(
     {u"click", u"press", u"activate", u"jump", u"toggle", u"check", u"uncheck", u"select",
      u"switch", u"open", u"showmenu", u"dodefault", u"expand or contract", u"clickancestor"});
 
-// More than any element has, and no more than is asked for.
+// More actions than any element has.
 constexpr dbus_int32_t maxActions = 32;
 
 std::vector<DBusMessagePtr> ask(PrivateBus &bus, DBusMessagePtr call, PrivateBus::Deadline deadline)
@@ -164,7 +164,7 @@ std::optional<dbus_int32_t> clickAction(PrivateBus &bus, const DBusObject &eleme
     QStringList names;
     for (const DBusMessagePtr &reply : bus.callAll(calls, deadline))
         names.append(QString::fromUtf8(DBusMessages::text(reply).value_or(QByteArray())).toLower());
-    // Office suites give the only thing that an element can do no name.
+    // In office suites, an element's only action has no name.
     if (names.size() == 1 && names.constFirst().isEmpty())
         return 0;
     for (const QStringView name : clickNames) {
@@ -178,8 +178,8 @@ std::optional<dbus_int32_t> clickAction(PrivateBus &bus, const DBusObject &eleme
 bool perform(PrivateBus &bus, const DBusObject &element, DBusMessagePtr call,
              PrivateBus::Deadline deadline)
 {
-    // Some toolkits answer only once everything is over that the click has brought about, such as a
-    // dialog. An application that answers the question behind the click is at that.
+    // Some toolkits answer only after everything that the click has caused is over, such as a
+    // dialog. If the application answers a later query, it is still busy with that.
     std::vector<DBusMessagePtr> calls;
     calls.push_back(std::move(call));
     calls.push_back(DBusMessages::call(element.bus.constData(), "/org/a11y/atspi/accessible/root",
@@ -188,7 +188,7 @@ bool perform(PrivateBus &bus, const DBusObject &element, DBusMessagePtr call,
     return replies[0] ? DBusMessages::boolean(replies[0]).value_or(false) : replies[1] != nullptr;
 }
 
-// Some tabs have no action, but the list that they lie in knows which one is selected.
+// Some tabs have no action, but their list has a selection.
 bool selectTab(PrivateBus &bus, const DBusObject &tab, PrivateBus::Deadline deadline)
 {
     std::vector<DBusMessagePtr> calls;
@@ -202,13 +202,13 @@ bool selectTab(PrivateBus &bus, const DBusObject &tab, PrivateBus::Deadline dead
                    deadline);
 }
 
-// Does with an element what a click on it would do; false if it offers no such action, refuses, or
-// does not answer by the deadline.
+// Performs the action of a click on an element; false if there is no such action, or if it refuses
+// or does not answer by the deadline.
 bool pressElement(PrivateBus &bus, const DBusObject &element, AtSpiRole role,
                   PrivateBus::Deadline deadline)
 {
-    // Browsers find out what their elements can do only when they are asked for the first time.
-    // They take 50 to 100 ms, and longer on a busy machine.
+    // Browsers create the actions of their elements when they are queried for the first time. That
+    // takes 50 to 100 ms, and longer on a busy machine.
     constexpr std::chrono::milliseconds patience{100};
     std::optional<dbus_int32_t> index = clickAction(bus, element, deadline);
     for (int look = 0; look < 3 && !index; ++look) {
@@ -251,7 +251,7 @@ QList<ElementId> AtSpiTree::roots()
 QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizetype maxChildren)
 {
     const std::vector<qsizetype> counts = readRoles(elements, maxChildren > 0);
-    // Where the replies about an element with children begin.
+    // The position of the first reply about an element with children.
     struct Asked
     {
         qsizetype element = 0;
@@ -381,7 +381,7 @@ bool AtSpiTree::mayKnowMore()
 {
     // A browser takes 50 to 100 ms for each new page, and longer on a busy machine.
     constexpr milliseconds patience{100};
-    // Another look takes as long as all that was before, and it is to come to its end.
+    // Another walk takes as long as everything before, and must be able to finish.
     const auto now = steady_clock::now();
     if (m_looksAgain == 0 || now + patience + (now - m_opened) >= m_deadline)
         return false;

@@ -11,12 +11,12 @@
 #include <memory>
 #include <vector>
 
-/// The interface of an application as it tells it over AT-SPI. Whatever that says is doubted: other
-/// programs are on that bus, too.
+/// The interface of an application over AT-SPI. All data is validated, since any program can be on
+/// that bus.
 class AtSpiTree final : public AccessibleTree
 {
 public:
-    /// Throws a PlatformError where there is no bus. The peers have to outlive this.
+    /// Throws a PlatformError if there is no bus. The peers must outlive this.
     AtSpiTree(std::shared_ptr<PrivateBus> bus, AtSpiPeers &peers, ProcessId application,
               PrivateBus::Deadline deadline);
 
@@ -34,18 +34,18 @@ private:
     struct Element
     {
         DBusObject object{};
-        std::optional<AtSpiRole> role{}; ///< Absent until it is read, or where it does not say.
+        std::optional<AtSpiRole> role{}; ///< Absent until it is read, or if it is unknown.
         bool isRoot = false;
         bool liesInMenuBar = false;
     };
 
-    /// The replies in the order of the calls; null where none came while there was time.
+    /// The replies in the order of the calls; null for those that did not arrive in time.
     std::vector<DBusMessagePtr> ask(std::vector<DBusMessagePtr> calls);
     [[nodiscard]] PrivateBus &busOf(const QByteArray &name) const;
     void connectToPeers(const QList<DBusObject> &roots);
-    /// Somebody does not answer: ends all where it is the application.
+    /// Handles a connection that does not answer; throws if it is the application's.
     void giveUpOn(const QByteArray &name);
-    /// Reads what the elements are, and tells how many children each has where that is wanted.
+    /// Reads the roles of the elements and, if requested, the number of their children.
     std::vector<qsizetype> readRoles(const QList<ElementId> &elements, bool countsChildren);
     [[nodiscard]] static bool mayBeHidden(const Element &element);
     [[nodiscard]] ElementId add(const DBusObject &object);
@@ -57,7 +57,8 @@ private:
     PrivateBus::Deadline m_deadline;
     const std::chrono::steady_clock::time_point m_opened = std::chrono::steady_clock::now();
     std::vector<Element> m_elements;
-    int m_looksAgain = 3;                ///< How often it is worth while to look again.
+    int m_looksAgain = 3;                ///< How many more walks are worthwhile.
     QSet<QByteArray> m_applicationNames; ///< The application's own connections.
-    QSet<QByteArray> m_avoidedNames;     ///< Our own, which would wait for us, and hung helpers'.
+    QSet<QByteArray>
+        m_avoidedNames; ///< Our own connections, which would deadlock, and those of hung helpers.
 };

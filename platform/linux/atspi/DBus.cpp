@@ -9,10 +9,10 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// More in flight make nothing faster, and the bus keeps what an application has not read yet.
+// More calls in flight are not faster, and the bus buffers what an application has not read.
 constexpr size_t maxInFlight = 256;
 
-// Stands at the value of that type.
+// An iterator at a value of that type.
 std::optional<DBusMessageIter> valueOf(const DBusMessagePtr &reply, int type)
 {
     DBusMessageIter at;
@@ -45,7 +45,7 @@ QByteArray takeText(DBusMessageIter &at)
     return text;
 }
 
-// Of a structure of a bus name and a path. The name is any text so far.
+// Reads a structure of a bus name and a path. The name is not validated here.
 std::optional<DBusObject> objectAt(DBusMessageIter at)
 {
     DBusMessageIter members;
@@ -205,7 +205,7 @@ std::shared_ptr<PrivateBus> PrivateBus::connectToPeer(const QByteArray &address)
 
 bool PrivateBus::isOpen() const
 {
-    // Only who reads hears that the other side has gone.
+    // A disconnection is only noticed when reading.
     return m_connection && dbus_connection_read_write(m_connection.get(), 0) &&
            dbus_connection_get_is_connected(m_connection.get());
 }

@@ -17,7 +17,7 @@ struct DBusMessageUnref
 {
     void operator()(DBusMessage *message) const { dbus_message_unref(message); }
 };
-/// Owns one reference to a message.
+/// Owns a reference to a message.
 using DBusMessagePtr = std::unique_ptr<DBusMessage, DBusMessageUnref>;
 
 /// An object of another program on a bus.
@@ -29,14 +29,14 @@ struct DBusObject
     bool operator==(const DBusObject &) const = default;
 };
 
-/// Makes calls, and reads replies from programs that may say anything: what is no reply or not of
-/// the wanted type is absent.
+/// Creates calls and reads replies, which are not trusted: a missing reply, or a value of another
+/// type, is absent.
 namespace DBusMessages {
 [[nodiscard]] DBusMessagePtr call(const char *bus, const char *path, const char *interface,
                                   const char *method);
 [[nodiscard]] DBusMessagePtr call(const DBusObject &object, const char *interface,
                                   const char *method);
-/// Asks for a property.
+/// A call that reads a property.
 [[nodiscard]] DBusMessagePtr get(const DBusObject &object, const char *interface,
                                  const char *property);
 
@@ -45,53 +45,53 @@ void append(const DBusMessagePtr &call, dbus_int32_t number);
 void append(const DBusMessagePtr &call, dbus_uint32_t number);
 
 [[nodiscard]] bool isReturn(const DBusMessagePtr &reply);
-/// Whether it is that error.
+/// Whether the reply is that error.
 [[nodiscard]] bool isError(const DBusMessagePtr &reply, const char *name);
 
-/// A reply's only value, or the one in its variant.
+/// The reply's only value, which may be inside a variant.
 [[nodiscard]] std::optional<QByteArray> text(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<bool> boolean(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<dbus_int32_t> number(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<dbus_uint32_t> unsignedNumber(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<QList<dbus_uint32_t>> unsignedNumbers(const DBusMessagePtr &reply);
-/// The four numbers of an area.
+/// The four numbers of a rectangle.
 [[nodiscard]] std::optional<std::array<dbus_int32_t, 4>> area(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<DBusObject> object(const DBusMessagePtr &reply);
-/// The first ones of a list, no more than that many. Those on impossible names are left out.
+/// The first objects of a list, at most so many. Objects with invalid names are skipped.
 [[nodiscard]] QList<DBusObject> objects(const DBusMessagePtr &reply, qsizetype most);
 } // namespace DBusMessages
 
-/// A connection of our own to a message bus, for many calls at once and bounded waits. It has no
-/// thread and no event loop: replies arrive while callAll() waits. One thread at a time.
+/// A private connection to a message bus, for many calls at once with a timeout. It has no thread
+/// and no event loop: replies arrive while callAll() waits. Not thread-safe.
 class PrivateBus
 {
 public:
     using Deadline = std::chrono::steady_clock::time_point;
     static constexpr std::chrono::milliseconds unlimited = std::chrono::hours(1);
 
-    /// Connects to that address and introduces itself. What cannot be reached is not open. A bus
-    /// that has stopped may block this, if many wait for it already.
+    /// Connects to the address and registers on the bus. isOpen() is false if that fails. May block
+    /// on a stopped bus for which many others wait already.
     PrivateBus(const QByteArray &address, Deadline deadline);
 
-    /// Connects directly to another program, which sees to it that all messages get where they are
-    /// addressed to; this may block, too.
+    /// Connects directly to another program, which routes all messages to their destinations. May
+    /// block too.
     [[nodiscard]] static std::shared_ptr<PrivateBus> connectToPeer(const QByteArray &address);
 
-    /// Whether the bus is still there.
+    /// Whether the connection is open.
     [[nodiscard]] bool isOpen() const;
 
-    /// Sends the calls and returns the replies in their order: a method's return or an error, and
-    /// null where none came by the deadline, or when all were silent for that long.
+    /// Sends the calls and returns the replies in their order: a method's return or an error, or
+    /// null if there was none by the deadline or if nothing arrived for that long.
     [[nodiscard]] std::vector<DBusMessagePtr>
     callAll(const std::vector<DBusMessagePtr> &calls, Deadline deadline,
             std::chrono::milliseconds silence = unlimited);
 
-    /// The same, but it waits for the reply to the last call only: who answers in order and has not
-    /// answered the others by then is still at them.
+    /// The same, but waits only for the reply to the last call: a program that answers in order and
+    /// has not answered the others by then is still busy with them.
     [[nodiscard]] std::vector<DBusMessagePtr>
     callUntilLast(const std::vector<DBusMessagePtr> &calls, Deadline deadline);
 
-    /// Where the session's bus is; empty where there is none.
+    /// The address of the session bus; empty if there is none.
     [[nodiscard]] static QByteArray sessionAddress();
 
 private:

@@ -9,16 +9,16 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-// A session bus answers in a few milliseconds; the first question starts the accessibility bus.
+// A session bus answers in a few milliseconds; the first call starts the accessibility bus.
 constexpr milliseconds answerLimit{700};
 
-// The accessibility bus may have to be started, and the applications that run hear of it and come
-// to it a moment later. So what is done next finds them.
+// The accessibility bus may have to be started, and running applications connect to it a moment
+// later. Waits for that, so that the next action finds them.
 constexpr milliseconds startLimit{1500};
 constexpr milliseconds lookInterval{20};
 constexpr milliseconds arrival{300};
 
-// What these do is bounded by itself, apart from connecting to a bus that has stopped.
+// These functions have timeouts of their own, except for connecting to a stopped bus.
 template <typename Result>
 std::optional<Result> ask(WorkQueue &queue, Result (*question)(PrivateBus::Deadline))
 {

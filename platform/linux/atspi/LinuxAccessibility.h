@@ -4,14 +4,14 @@
 #include "platform/Accessibility.h"
 #include "platform/linux/atspi/AtSpiBus.h"
 
-/// Accessibility over AT-SPI. We are trusted when its bus answers and is enabled, which is a wish
-/// that every program may express.
+/// Accessibility over AT-SPI. Trusted means that its bus answers and is enabled, which any program
+/// may do.
 class LinuxAccessibility final : public Accessibility
 {
 public:
     bool isTrusted() override;
     void requestTrust() override;
-    /// The tree has to go before this does.
+    /// The tree must be destroyed before this.
     std::unique_ptr<AccessibleTree> open(ProcessId application,
                                          std::chrono::milliseconds limit) override;
 

@@ -22,14 +22,14 @@ bool holdsResources(const QString &folder)
         [&](const QString &name) { return QFileInfo::exists(folder + u'/' + name); });
 }
 
-// The program's own folder, or the one above: some put the script that starts it into "bin".
+// Checks the program's folder and the one above: some have the starting script in "bin".
 bool liesBesideResources(const QString &file)
 {
     const QString folder = QFileInfo(file).path();
     return holdsResources(folder) || holdsResources(QFileInfo(folder).path());
 }
 
-// A script's text with the values that it gives to its variables.
+// A script's text with its variables replaced by their values.
 QString expanded(QString text)
 {
     static const QRegularExpression assignment(u"^\\s*(\\w+)=[\"']?([^\"'\\s]*)"_s,
@@ -92,7 +92,7 @@ bool ChromiumProgram::isClosed(ProcessId process, const QString &table)
 
 QString ChromiumProgram::opened(const QString &commandLine)
 {
-    // The program is the first word, but for "env" and the variables that it sets.
+    // The program is the first word except for "env" and assignments of variables.
     static const QRegularExpression word(u"\"[^\"]*\"|\\S+"_s);
     for (const QRegularExpressionMatch &match : word.globalMatch(commandLine)) {
         const QString name = bare(match.capturedView()).toString();

@@ -6,19 +6,19 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// Programs that are made of Chromium: the browser, its relatives and what Electron runs. They tell
-/// other programs of their controls only when they were started with an option.
+/// Programs based on Chromium: browsers and Electron applications. They expose their controls only
+/// if they are started with an option.
 namespace ChromiumProgram {
 /// "--force-renderer-accessibility".
 [[nodiscard]] QString openingOption();
 
-/// Whether the file is such a program, or a script that starts one: by the resources that lie
-/// beside the program, whatever it is called.
+/// Whether the file is such a program, or a script that starts one. Recognised by the resources
+/// beside the program.
 [[nodiscard]] bool is(const QString &file);
 
-/// Whether the process is such a program and was started without the option.
+/// Whether the process runs such a program without the option.
 [[nodiscard]] bool isClosed(ProcessId process, const QString &table = u"/proc"_s);
 
-/// The command line of a desktop entry with the option, if it starts such a program; else as it is.
+/// The command line of a desktop entry, with the option added if it starts such a program.
 [[nodiscard]] QString opened(const QString &commandLine);
 } // namespace ChromiumProgram

@@ -14,7 +14,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Lines of one file; none of one that is too large or no file.
+// The lines of a file; none if it is too large or not a regular file.
 QList<QByteArray> linesOf(const QString &path)
 {
     const QByteArray name = QFile::encodeName(path);
@@ -24,7 +24,7 @@ QList<QByteArray> linesOf(const QString &path)
     return file.readAll().split('\n');
 }
 
-// What one file says of a type of content.
+// The entries of one file for a content type.
 struct Opinion
 {
     QStringList defaults;
@@ -63,8 +63,8 @@ Opinion opinionOf(const QString &path, const QByteArray &type)
     return opinion;
 }
 
-// The folders whose lists count, the user's first. A desktop's own list comes before the others'
-// one in the same folder.
+// The paths of the lists, the user's first. In each folder, a desktop-specific list comes before
+// the general one.
 QStringList lists(const QStringList &applicationFolders)
 {
     QStringList folders{QFile::decodeName(g_get_user_config_dir())};
@@ -86,8 +86,8 @@ QStringList lists(const QStringList &applicationFolders)
     return result;
 }
 
-// The pairs of words in the files of that name: types and what they are kinds of, or what they are
-// called today.
+// The pairs of words in the files with that name: types and their parent types, or aliases and
+// types.
 QMultiMap<QByteArray, QByteArray> wordPairs(const QStringList &applicationFolders,
                                             const QString &name)
 {
@@ -136,7 +136,7 @@ QStringList DefaultApplications::forType(const QString &contentType,
             opinions.append(opinionOf(file, type));
         for (const Opinion &each : opinions)
             take(each.defaults, {});
-        // What the user has removed stays so against those who come later.
+        // What an earlier list removes is also removed from later ones.
         QStringList removed;
         for (const Opinion &each : opinions) {
             take(each.added, removed);

@@ -5,13 +5,13 @@
 
 #include <functional>
 
-/// Which application opens what, as the user, the desktop and the applications have said it in the
-/// files that all desktops share. GIO knows the same, but looks into all application folders first,
-/// without a bound. Main thread.
+/// The default applications of content types, read from the shared files of the user, the desktop
+/// and the applications (mimeapps.list). GIO has the same function, but it reads all application
+/// folders first, without a limit. Main thread.
 namespace DefaultApplications {
-/// The ids of the applications for that type of content, the one to take first in front, without
-/// ".desktop". Those for the types that it is a kind of come behind: text behind a script. Only
-/// those count of which `isThere` says so.
+/// The ids of the applications for that content type, in order of preference, without ".desktop".
+/// Applications for its parent types follow, such as those for text after those for a script.
+/// Includes only those for which `isThere` returns true.
 [[nodiscard]] QStringList forType(const QString &contentType, const QStringList &applicationFolders,
                                   const std::function<bool(const QString &)> &isThere);
 } // namespace DefaultApplications

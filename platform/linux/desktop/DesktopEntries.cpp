@@ -30,10 +30,10 @@ using namespace Qt::StringLiterals;
 namespace {
 using EntryPtr = GObjectPtr<GDesktopAppInfo>;
 
-// How long the entries are taken to be what they were, without a look at their files.
+// How long the cached entries are used without checking their files.
 constexpr std::chrono::seconds lookInterval{1};
 
-// No path begins like this.
+// A path cannot begin like this.
 const QString withoutEntry = u"window-class:"_s;
 
 struct GFree
@@ -68,7 +68,7 @@ QStringList namesOf(const EntryPtr &entry, const QString &id)
     return names;
 }
 
-// What an entry says, as far as it is asked for again and again.
+// The cached values of an entry.
 struct Entry
 {
     InstalledApplication application;
@@ -88,7 +88,7 @@ EntryPtr entryAt(const QString &location)
                : EntryPtr();
 }
 
-// All files of all folders. Of those with the same id only the first one counts.
+// The files of all folders. Only the first one with each id is included.
 std::vector<EntryFiles::File> entryFiles()
 {
     std::vector<EntryFiles::File> files;
@@ -104,7 +104,7 @@ std::vector<EntryFiles::File> entryFiles()
     return files;
 }
 
-// Ours always have the same order: what menus show comes first.
+// Always in the same order: entries that menus show come first.
 std::vector<Entry> readEntries(const std::vector<EntryFiles::File> &files)
 {
     std::vector<Entry> entries;
@@ -128,8 +128,8 @@ std::vector<Entry> readEntries(const std::vector<EntryFiles::File> &files)
     return entries;
 }
 
-// Reading them all takes some 20 ms, so it is done when they have changed. One step of a task asks
-// for them several times, so not even their files are looked at each time.
+// Reading all entries takes about 20 ms, so they are read again only if they have changed. One step
+// of a task needs them several times, so the files are not checked each time either.
 const std::vector<Entry> &allEntries()
 {
     static std::vector<Entry> entries;
@@ -152,7 +152,7 @@ const Entry *entryOf(const QString &id)
     return found == allEntries().end() ? nullptr : &*found;
 }
 
-// The location of what opens that type of content.
+// The location of the default application for that content type.
 std::optional<QString> defaultOf(const QString &contentType)
 {
     const QStringList ids =
@@ -162,7 +162,7 @@ std::optional<QString> defaultOf(const QString &contentType)
                          : std::optional(entryOf(ids.constFirst())->application.location);
 }
 
-// The shown entries of that category.
+// The visible entries of that category.
 QStringList ofCategory(QLatin1StringView category)
 {
     QStringList locations;
@@ -173,8 +173,8 @@ QStringList ofCategory(QLatin1StringView category)
     return locations;
 }
 
-// Applications in which Return may send a message are known by words in their names, which most of
-// them do not have. What their entries call them brings the words.
+// The safety rules recognise applications in which Return may send a message by words in their
+// names, which most of them lack. The other texts and categories of an entry provide these words.
 std::optional<QString> messengerName(const Entry &entry)
 {
     const auto isOne = [&](auto... categories) {
@@ -207,8 +207,7 @@ struct KeyFileFree
     void operator()(GKeyFile *file) const { g_key_file_free(file); }
 };
 
-// The entry with a command line under which its program shows its controls to us. Most have that by
-// themselves.
+// The entry with a command line that makes its program expose its controls. Most need no change.
 EntryPtr openedEntry(EntryPtr entry)
 {
     const char *const usual = g_app_info_get_commandline(appInfo(entry));
@@ -232,8 +231,8 @@ DesktopEntries::Started startEntry(const EntryPtr &installed, const QByteArray &
     const GObjectPtr<GAppLaunchContext> context(g_app_launch_context_new());
     GList uris{const_cast<char *>(uri.constData()), nullptr, nullptr};
     GError *failure = nullptr;
-    // The program is nobody's business but the user's: it neither writes into our terminal nor
-    // ends with what we were started from.
+    // The program must not write to our terminal, and must not end with the process that started
+    // us.
     const auto flags = static_cast<GSpawnFlags>(G_SPAWN_SEARCH_PATH | G_SPAWN_STDOUT_TO_DEV_NULL |
                                                 G_SPAWN_STDERR_TO_DEV_NULL);
     const std::unique_ptr<char, GFree> ownFolder(
@@ -241,7 +240,7 @@ DesktopEntries::Started startEntry(const EntryPtr &installed, const QByteArray &
     QByteArray home = ownFolder ? QByteArray() : QFile::encodeName(QDir::homePath());
     const auto leave = [](void *folder) {
         setsid();
-        // Where we were started is not where people look for their files.
+        // Not in our own working directory.
         if (const auto *const path = static_cast<const char *>(folder); *path && chdir(path) != 0)
             return;
     };
@@ -258,7 +257,7 @@ DesktopEntries::Started startEntry(const EntryPtr &installed, const QByteArray &
     return {error ? text(error->message) : u"The application couldn't be started."_s};
 }
 
-// What the address should be opened with, and a sentence where nothing does.
+// The application for an address, or a sentence if there is none.
 struct Handler
 {
     std::optional<QString> location;
@@ -358,8 +357,8 @@ std::optional<QString> DesktopEntries::namedInFront(const QString &foldedName)
 
 std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &window)
 {
-    // A window's class says what it is; which program shows it may say no more than what that is
-    // written in. So an entry's program counts where the class is named after it, or is missing.
+    // The class of a window identifies the application, but its program may only be an interpreter.
+    // So an entry's program is used only if the class is named after it or is missing.
     const QString &said = window.className.isEmpty() ? window.instanceName : window.className;
     for (const Entry &entry : allEntries()) {
         if (isSame(entry.claimedClass, window.className) ||
@@ -387,8 +386,9 @@ QStringList DesktopEntries::counterparts(const QString &stockName)
     struct Job
     {
         QStringView stockName;
-        const char *contentType = nullptr; ///< What such an application is the default for.
-        const char *category;              ///< What such an application calls itself otherwise.
+        const char *contentType =
+            nullptr;          ///< The content type for which such an application is the default.
+        const char *category; ///< The category of such applications.
     };
     constexpr auto jobs = std::to_array<Job>({
         {u"safari", "x-scheme-handler/https", "WebBrowser"},
@@ -434,7 +434,7 @@ DesktopEntries::Started DesktopEntries::start(const QString &location, const QBy
 {
     if (const std::optional<QString> complaint = displayComplaint())
         return {complaint};
-    // Without a place for it the address would be dropped without a word.
+    // Without a placeholder, the address would be dropped silently.
     const QString deaf = u'“' + name(location) + u"” doesn't open addresses."_s;
     if (location.startsWith(withoutEntry))
         return {uri.isEmpty() ? u'“' + name(location) + u"” can't be started."_s : deaf};

@@ -11,56 +11,53 @@
 
 struct X11Window;
 
-/// The applications that desktop entries describe, each by way of GIO, which knows their rules of
-/// hiding and how to start them. A location is the path of an entry. Main thread.
+/// The applications that desktop entries describe. Entries are read by GIO, which knows when they
+/// are hidden and how to start them. A location is the path of an entry. Main thread.
 namespace DesktopEntries {
-/// The XDG application folders, the user's own first.
+/// The XDG application folders, the user's first.
 [[nodiscard]] QStringList folders();
 
-/// What the folder offers on this desktop, in the order of the entries' file names. An entry that
-/// an earlier folder replaces or hides is not among it.
+/// The applications in the folder that are visible on this desktop, in the order of the file names.
+/// Without entries that an earlier folder replaces or hides.
 [[nodiscard]] QList<InstalledApplication> in(const QString &folder);
 
-/// What counts as the location of an application that runs and has no entry, by its window's name.
-/// It can be found and brought to the front by that, and not be started.
+/// The pseudo-location of a running application without an entry, from the name of its window. It
+/// can be found and activated by that, but not started.
 [[nodiscard]] QString locationWithoutEntry(const QString &name);
 
-/// Whether that is the location of a desktop entry, and not of an application without one.
+/// Whether the location is a desktop entry, not a pseudo-location.
 [[nodiscard]] bool isEntry(const QString &location);
 
 /// The entry's name in the user's language.
 [[nodiscard]] QString name(const QString &location);
 
-/// What it is called while it is in front, where it matters what Return does there: its name, and
-/// for mail and other messages the word for it behind that, unless the name has it: "Thunderbird
-/// (Mail)".
+/// The name for the safety rules while the application is in front: its name, followed by a word
+/// for mail or other messages if it sends these and its name does not tell: "Thunderbird (Mail)".
 [[nodiscard]] QString nameInFront(const QString &location);
 
-/// The application that has that name while it is in front, and no other time.
+/// The application with that nameInFront(), if its name is another one.
 [[nodiscard]] std::optional<QString> namedInFront(const QString &foldedName);
 
-/// The applications for what the Mac's stock application of that name does, this desktop's default
-/// first.
+/// The counterparts of the Mac's stock application with that name, this desktop's default first.
 [[nodiscard]] QStringList counterparts(const QString &stockName);
 
-/// Where the application is that opens such an address by default: by its scheme, or a file by its
-/// type. Nothing where there is none.
+/// The location of the default application for such an address: by its scheme, or by the type of a
+/// file. Nothing if there is none.
 [[nodiscard]] std::optional<QString> defaultFor(const QByteArray &uri);
 
 struct Started
 {
-    std::optional<QString> failure{}; ///< A sentence.
-    ProcessId leader{};               ///< Of the new session; 0 where another process starts it.
+    std::optional<QString> failure{}; ///< One sentence.
+    ProcessId leader{}; ///< The leader of the new session; 0 if another process starts it.
 };
 
-/// Has the address opened by its default application.
+/// Opens the address with its default application.
 [[nodiscard]] Started open(const QByteArray &uri);
 
-/// Starts the application, with an address where there is one.
+/// Starts the application, with an address if there is one.
 [[nodiscard]] Started start(const QString &location, const QByteArray &uri = {});
 
-/// The entry of the application that a window belongs to: the one that claims the window's class or
-/// is named after it; or the one that starts the window's program, where the class does not say
-/// that it is something else.
+/// The entry of a window's application: the one with the window's class or name; or the one that
+/// starts the window's program, unless the class belongs to something else.
 [[nodiscard]] std::optional<InstalledApplication> forWindow(const X11Window &window);
 } // namespace DesktopEntries

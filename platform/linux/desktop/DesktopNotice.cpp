@@ -15,7 +15,7 @@ namespace {
 const QString service = u"org.freedesktop.Notifications"_s;
 const QString path = u"/org/freedesktop/Notifications"_s;
 
-// What a click on the notification itself means, and a button for desktops where that closes it.
+// The action of a click on the notification, and a button for desktops where a click closes it.
 const QString clickAction = u"default"_s;
 const QString buttonAction = u"show"_s;
 
@@ -35,7 +35,8 @@ void DesktopNotice::show(const QString &text, Duration duration, std::function<v
     constexpr int asTheDesktopLikes = -1;
     constexpr int never = 0;
     QDBusMessage call = request(u"Notify"_s);
-    // The text is the title, which desktops show as it is: what follows it may be read as markup.
+    // The text is the summary, which desktops show as plain text; the body may be interpreted as
+    // markup.
     call << u"Quillon"_s << m_id << u"app.quillon.Quillon"_s << text << QString()
          << QStringList{clickAction, u"Show"_s, buttonAction, u"Show"_s}
          << QVariantMap{{u"desktop-entry"_s, u"app.quillon.Quillon"_s}}
@@ -56,7 +57,7 @@ void DesktopNotice::show(const QString &text, Duration duration, std::function<v
 
 void DesktopNotice::withdraw()
 {
-    // Its number may still be on the way.
+    // Its id may not have arrived yet.
     ++m_request;
     m_chosen = nullptr;
     if (const uint id = std::exchange(m_id, 0))

@@ -5,19 +5,19 @@
 
 #include <functional>
 
-/// The one notification of ours that the desktop shows, over org.freedesktop.Notifications. On a
-/// desktop without notifications nothing is shown. Main thread; never waits for the desktop.
+/// Our single desktop notification, by org.freedesktop.Notifications. Does nothing on a desktop
+/// without notifications. Main thread; does not block.
 class DesktopNotice final : public QObject
 {
     Q_OBJECT
 
 public:
     enum class Duration {
-        usual, ///< The desktop decides.
+        usual, ///< As the desktop decides.
         untilWithdrawn,
     };
 
-    /// Shows the text in place of the last one, and calls this if the user chooses it.
+    /// Shows the text instead of the last one, and calls `chosen` if the user activates it.
     void show(const QString &text, Duration duration, std::function<void()> chosen);
     void withdraw();
 
@@ -30,7 +30,8 @@ private:
     void close(uint id);
 
     std::function<void()> m_chosen;
-    uint m_id = 0;     ///< The desktop's number for it; 0: none is shown, or not known yet.
-    int m_request = 0; ///< Grows with each text; what is on its way for an earlier one is closed.
+    uint m_id = 0; ///< The desktop's id; 0 if none is shown or the id is unknown yet.
+    int m_request =
+        0; ///< Incremented with each text, to close an earlier one whose id arrives late.
     bool m_listens = false;
 };

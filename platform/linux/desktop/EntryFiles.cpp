@@ -83,7 +83,7 @@ private:
         }
     }
 
-    // Links may lead to where we have been, so folders are told apart by what they are.
+    // Links may lead to visited folders, so folders are identified by device and inode.
     void enter(Folder folder)
     {
         const std::optional<struct stat> status = statusOf(folder.path);

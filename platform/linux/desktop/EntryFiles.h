@@ -6,22 +6,22 @@
 #include <filesystem>
 #include <vector>
 
-/// The files in the application folders, found by a walk that has an end whatever is there: links
-/// in a circle, links to the whole disk, named pipes, files without an end.
+/// The files in the application folders, found by a bounded walk: there may be circular links,
+/// links to the whole disk, named pipes and endless files.
 namespace EntryFiles {
 struct File
 {
     QString id; ///< "kde-dolphin" for kde/dolphin.desktop.
     std::filesystem::path path;
-    std::filesystem::file_time_type time; ///< When it was written last.
+    std::filesystem::file_time_type time; ///< The time of its last change.
 
     bool operator==(const File &) const = default;
 };
 
-/// What that folder has, what is nearest to it in front. Regular files of a size that an entry may
-/// have; each real folder is looked into once, few levels deep, up to a number of files.
+/// The desktop entries of that folder, the least deep first: regular files of a plausible size.
+/// Each real folder is read once, only a few levels deep, and up to a maximum number of files.
 [[nodiscard]] std::vector<File> in(const std::filesystem::path &folder);
 
-/// Whether it is a regular file of a size that can be read at once, or a link to one.
+/// Whether it is a regular file of a plausible size, or a link to one.
 [[nodiscard]] bool isReadable(const std::filesystem::path &file);
 } // namespace EntryFiles

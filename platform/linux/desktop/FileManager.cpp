@@ -23,10 +23,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A window that opens later than that comes in the way of what the user does by then.
+// A window that opens later would disturb what the user does by then.
 constexpr std::chrono::milliseconds patience{3000};
 
-// The calls that are out; those that are over are null.
+// The pending calls; finished ones are null.
 QList<QPointer<QDBusPendingCallWatcher>> &calls()
 {
     static QList<QPointer<QDBusPendingCallWatcher>> list;
@@ -39,8 +39,8 @@ void openFolderOf(const QByteArray &itemUri)
     (void)DesktopEntries::open(itemUri.first(slash + 1));
 }
 
-// Qt does not check this: if it finds no place for the user's Trash, it moves the item into
-// the working directory and calls that a success (seen on 6.4.2).
+// Qt does not check this: without a folder for the user's Trash, it moves the item to the working
+// directory and reports success (seen with 6.4.2).
 void makeHomeTrash()
 {
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
@@ -59,7 +59,7 @@ void makeHomeTrash()
                             QString::fromStdString(error.message()) + u'.');
 }
 
-// GIO keeps to every rule of the Trash, but refuses items in temporary file systems.
+// GIO implements all rules of the Trash, but refuses items in temporary file systems.
 std::optional<PlatformError> putByGio(const std::filesystem::path &item, bool &isRefused)
 {
     const GObjectPtr<GFile> file(g_file_new_for_path(item.c_str()));
@@ -94,7 +94,7 @@ void FileManager::show(const QByteArray &itemUri)
 
 void FileManager::finish()
 {
-    // Each has its own limit since it went out.
+    // Each has its own timeout from the time when it was sent.
     for (const QPointer<QDBusPendingCallWatcher> &each : std::exchange(calls(), {})) {
         if (each)
             each->waitForFinished();

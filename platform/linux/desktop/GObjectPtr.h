@@ -8,7 +8,7 @@ struct GObjectUnref
 {
     void operator()(void *object) const { g_object_unref(object); }
 };
-/// Owns one reference to a GObject.
+/// Owns a reference to a GObject.
 template <typename T>
 using GObjectPtr = std::unique_ptr<T, GObjectUnref>;
 

@@ -28,7 +28,7 @@ const QString kde = u"org.kde.kdeglobals.KDE"_s;
 constexpr uint prefersDark = 1;
 constexpr uint prefersReducedMotion = 1;
 
-// Colours outside of what a screen can show mean that none is set.
+// Components outside of 0 to 1 mean that no colour is set.
 std::optional<Look::Color> color(const QVariant &value)
 {
     if (!value.canConvert<QDBusArgument>())
@@ -41,15 +41,15 @@ std::optional<Look::Color> color(const QVariant &value)
     argument >> result.red >> result.green >> result.blue;
     argument.endStructure();
     for (const double part : {result.red, result.green, result.blue}) {
-        const bool isPart = part >= 0 && part <= 1; // What is no number is none either.
+        const bool isPart = part >= 0 && part <= 1; // false for values that are not numbers
         if (!isPart)
             return std::nullopt;
     }
     return result;
 }
 
-// The groups of settings by name. A portal in front of several backends may give a group once for
-// each of them: the desktop's own comes first.
+// The groups of settings by name. A portal with several backends may return a group for each of
+// them: the desktop's own is the first.
 Settings read(const QDBusArgument &argument)
 {
     Settings settings;
@@ -78,7 +78,8 @@ bool isZero(const QVariant &value)
     return value.toDouble(&isNumber) == 0 && isNumber;
 }
 
-// A setting of GNOME's, as a text, where this system knows it: asking for another one is fatal.
+// A setting of GNOME as text, if its schema is installed: reading an unknown one aborts the
+// program.
 std::optional<QString> localSetting(const char *key)
 {
     GSettingsSchemaSource *const source = g_settings_schema_source_get_default();
@@ -127,7 +128,7 @@ void LinuxAppearance::askPortal()
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;
-    // Without this the connection to the signal, whose last argument it is, is refused.
+    // Needed to connect to the signal, which has an argument of this type.
     qRegisterMetaType<QDBusVariant>();
     bus.connect(portalService, portalPath, portalInterface, u"SettingChanged"_s, this,
                 SLOT(takePortalSetting(QString, QString, QDBusVariant)));
@@ -142,7 +143,7 @@ void LinuxAppearance::askPortal()
         if (reply.type() != QDBusMessage::ReplyMessage || !answer.canConvert<QDBusArgument>())
             return;
         const Settings settings = read(answer.value<QDBusArgument>());
-        // The desktops' own keys first: the shared ones have the last word.
+        // Desktop-specific keys first: the shared ones override them.
         for (const QString &group : {kde, gnome, appearance}) {
             const QVariantMap keys = settings.value(group);
             for (auto key = keys.begin(); key != keys.end(); ++key)

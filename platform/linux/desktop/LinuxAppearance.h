@@ -6,8 +6,8 @@
 #include <QObject>
 #include <QVariant>
 
-/// The settings that desktops share: at once from GSettings where its schema is installed, then
-/// from the desktop portal, which most desktops offer and which also tells of changes.
+/// The settings that desktops share: at first from GSettings if its schema is installed, then from
+/// the desktop portal, which most desktops have and which reports changes.
 class LinuxAppearance final : public QObject, public Appearance
 {
     Q_OBJECT
@@ -15,7 +15,7 @@ class LinuxAppearance final : public QObject, public Appearance
 public:
     Look look() override;
     void observe(std::function<void()> changed) override;
-    /// Icon themes differ from desktop to desktop, and none has them all in one style.
+    /// Icon themes differ between desktops, and none has all symbols in one style.
     QByteArray symbol(const QString &, int) override { return {}; }
 
 private Q_SLOTS:

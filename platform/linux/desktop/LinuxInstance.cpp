@@ -23,7 +23,7 @@ bool LinuxInstance::claim(std::function<void(Request)> received)
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return true;
-    // The object comes first: whoever sees the name may call it at once.
+    // The object is registered first: as soon as the name is owned, it may be called.
     bus.registerObject(path, this, QDBusConnection::ExportScriptableSlots);
     bus.interface()->setTimeout(busLimit);
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
@@ -48,7 +48,7 @@ Instance::Answer LinuxInstance::handOver(Request request)
 {
     QDBusMessage call = QDBusMessage::createMethodCall(
         service, path, interface, request == Request::toggle ? u"ActivateAction"_s : u"Activate"_s);
-    // Nobody is to be started for it.
+    // Must not start the program.
     call.setAutoStartService(false);
     if (request == Request::toggle)
         call << toggleAction << QVariantList();

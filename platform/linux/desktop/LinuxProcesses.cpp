@@ -15,8 +15,8 @@ namespace {
 // A browser's helpers are its children or grandchildren.
 constexpr int maxGenerations = 8;
 
-// The masters of pseudo terminals begin here, and the slaves behind them; the console's terminals
-// and the serial ones have these numbers.
+// Major device numbers: masters of pseudo terminals, then their slaves, the console and serial
+// terminals.
 bool isTerminal(dev_t device)
 {
     constexpr unsigned console = 4;
@@ -26,7 +26,8 @@ bool isTerminal(dev_t device)
     return kind == console || (kind >= firstPseudo && kind <= lastPseudo);
 }
 
-// The table writes a device as the kernel's own number: twelve bits of the kind in the middle.
+// The table has the kernel's encoding of a device: the twelve bits of the major number are in the
+// middle.
 TerminalId terminal(dev_t device)
 {
     const quint64 low = minor(device) & 0xff;
@@ -113,8 +114,8 @@ bool LinuxProcesses::descendsFrom(ProcessId process, ProcessId ancestor) const
     return false;
 }
 
-// Some of these files are in places where the process itself may put anything: a pipe that nothing
-// is written to, or a file without an end.
+// Some of these paths are under the control of the process, which may put a named pipe or an
+// endless file there.
 QByteArray LinuxProcesses::read(ProcessId process, QLatin1StringView name) const
 {
     constexpr qint64 mostBytes = 64LL * 1024;

@@ -7,7 +7,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// The processes of the folder that the system shows its table in. Any thread.
+/// The process table in /proc. Any thread.
 class LinuxProcesses final : public ProcessList
 {
 public:
@@ -17,22 +17,23 @@ public:
     [[nodiscard]] QString program(ProcessId process) const override;
     [[nodiscard]] std::optional<ProcessRecord> record(ProcessId process) const override;
 
-    /// Whether the process has ended; one that only waits to be looked at has.
+    /// Whether the process has ended; true for zombies.
     [[nodiscard]] bool hasEnded(ProcessId process) const;
 
-    /// The process that leads the session of that one; 0 if it is gone. All that a program starts
-    /// stays in its session, also when it ends before.
+    /// The session leader of the process; 0 if the process has ended. Child processes stay in the
+    /// session, even after the program has ended.
     [[nodiscard]] ProcessId session(ProcessId process) const;
 
-    /// Whether both processes belong to one application: one started the other and both run the
-    /// same program, or both belong to the same sandbox. Of an application's processes one may have
+    /// Whether both processes belong to one application: one is an ancestor of the other and both
+    /// run the same program, or both are in the same sandbox. One process of an application may own
     /// the window and another one the connection to the accessibility bus.
     [[nodiscard]] bool areSameApplication(ProcessId one, ProcessId other) const;
 
 private:
-    /// One of the files on a process, or what can be read of it; nothing if it is no file.
+    /// The content of one of the files of a process, as far as it can be read; empty if it is not a
+    /// regular file.
     [[nodiscard]] QByteArray read(ProcessId process, QLatin1StringView name) const;
-    /// Flatpak tells each process which instance it runs in, also the one that passes D-Bus on.
+    /// The Flatpak instance of a process, also of the one that forwards D-Bus.
     [[nodiscard]] QByteArray sandbox(ProcessId process) const;
     [[nodiscard]] bool descendsFrom(ProcessId process, ProcessId ancestor) const;
     [[nodiscard]] QString entry(ProcessId process, QLatin1StringView name) const;
@@ -40,5 +41,5 @@ private:
     QString m_folder;
 };
 
-/// The processes that are the assistant; see ownProcesses().
+/// The processes that count as the assistant; see ownProcesses().
 [[nodiscard]] std::set<ProcessId> ourProcesses();

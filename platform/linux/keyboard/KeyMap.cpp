@@ -17,13 +17,13 @@ struct Unreferenced
 template <typename T>
 using Owned = std::unique_ptr<T, Unreferenced>;
 
-// Keys that do something, and those of the keypad.
+// Function keys, and those of the keypad.
 bool isFunction(KeySymbol symbol)
 {
     return symbol >= 0xfd00 && symbol <= 0xffff;
 }
 
-// One name for each character, however a layout names it.
+// The same symbol for a character, whichever name a layout uses.
 KeySymbol canonical(KeySymbol symbol)
 {
     constexpr KeySymbol unicode = 0x01000000;
@@ -52,7 +52,7 @@ bool isSpare(xkb_keymap *map, xcb_keycode_t code)
     return true;
 }
 
-// What the key means in the group in use, level by level; nothing where it means several things.
+// The symbols of the key in the current group by level; none for a level with several symbols.
 std::vector<KeySymbol> meanings(xkb_state *state, xcb_keycode_t code)
 {
     xkb_keymap *const map = xkb_state_get_keymap(state);
@@ -68,7 +68,7 @@ std::vector<KeySymbol> meanings(xkb_state *state, xcb_keycode_t code)
     return all;
 }
 
-// The combinations of modifiers that lead to a level of the key.
+// The combinations of modifiers for a level of the key.
 std::vector<xkb_mod_mask_t> waysTo(xkb_state *state, xcb_keycode_t code, xkb_level_index_t level)
 {
     std::vector<xkb_mod_mask_t> masks(16);
@@ -110,8 +110,7 @@ KeyMap::KeyMap(XKeyboard &keyboard)
             m_spare.push_back(code);
 
         const std::vector<KeySymbol> levels = meanings(state.get(), code);
-        // With a modifier, a terminal takes what such a key could do on another level for a
-        // command.
+        // With a modifier, terminals interpret such a key's function on another level as a command.
         const bool hasOnlyBase = std::ranges::any_of(levels, isFunction);
         for (xkb_level_index_t level = 0; level < (hasOnlyBase ? 1 : levels.size()); ++level) {
             for (const xkb_mod_mask_t mask : waysTo(state.get(), code, level)) {

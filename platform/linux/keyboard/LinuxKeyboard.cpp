@@ -17,13 +17,13 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// The keyboard program may wait for an application, but for none that long.
+// Longer than the keyboard program waits for an application.
 constexpr std::chrono::milliseconds answerLimit{2000};
 
 constexpr uint returnSymbol = 0xff0d;
 constexpr uint tabSymbol = 0xff09;
 
-// X names the characters of Latin-1 by their codes, and the others by theirs beyond this.
+// Keysyms of Latin-1 are the code points; those of other characters are the code points plus this.
 constexpr uint unicodeSymbols = 0x01000000;
 
 uint symbolOfCharacter(uint character)
@@ -33,14 +33,14 @@ uint symbolOfCharacter(uint character)
     return isLatin1 ? character : unicodeSymbols | character;
 }
 
-// What no key types is left out: the control characters apart from line breaks and tabs.
+// Without characters that no key types: control characters except for line breaks and tabs.
 QList<uint> symbolsOf(QString text)
 {
     text.replace(u"\r\n"_s, u"\n"_s);
     QList<uint> symbols;
     for (uint character : text.toUcs4()) {
         if (QChar::isSurrogate(character))
-            character = QChar::ReplacementCharacter; // Half a character is none.
+            character = QChar::ReplacementCharacter; // an unpaired surrogate
         if (character == u'\n' || character == u'\r')
             symbols.append(returnSymbol);
         else if (character == u'\t')
@@ -51,7 +51,7 @@ QList<uint> symbolsOf(QString text)
     return symbols;
 }
 
-// What the keys of the standard Mac keyboard type or do.
+// The keysym of a key on the standard Mac keyboard.
 uint symbolOfKey(quint16 code)
 {
     static const QMap<quint16, uint> table{
@@ -69,7 +69,7 @@ uint symbolOfKey(quint16 code)
     return table.value(code);
 }
 
-// Command is Control here, so that the shortcuts are those that applications have.
+// Command becomes Control, so that the usual shortcuts work.
 uint modifiersOf(quint32 flags)
 {
     uint modifiers = 0;
@@ -90,8 +90,8 @@ QByteArray request(const QByteArray &what, const QList<uint> &values = {})
     return line + '\n';
 }
 
-// It lies in the folder for such programs, which stands beside the one of our own program, as it is
-// installed, or above it, as it is built.
+// It is in the libexec folder, which is beside the folder of our program when installed, or above
+// it in the build folder.
 QString keyboardProgram()
 {
     const QString path = u"" QUILLON_LIBEXECDIR "/quillon/quillon-keyboard"_s;
@@ -101,7 +101,7 @@ QString keyboardProgram()
     return folder.filePath(path);
 }
 
-// Goes on by itself, also when this program ends.
+// Continues even if this program ends.
 void startRecovery()
 {
     QProcess recovery;
@@ -130,7 +130,7 @@ public:
                                  fail(u"The keyboard program can't be started."_s);
                          });
         QObject::connect(m_process, &QProcess::finished, &m_limit, [this] { end(); });
-        // Killed, it has put nothing back; this does not depend on whether somebody still waits.
+        // If it was killed, it has restored nothing; this does not depend on a pending action.
         QObject::connect(m_process, &QProcess::finished, m_process,
                          [](int, QProcess::ExitStatus status) {
                              if (status == QProcess::CrashExit)
@@ -143,7 +143,7 @@ public:
             (void)ask(request("expect", symbols));
     }
 
-    // Left to itself, so that nobody waits for it: it ends when it has put everything back.
+    // Not waited for: it ends when it has restored everything.
     ~TypingProgram() override
     {
         m_process->disconnect(&m_limit);
@@ -160,7 +160,7 @@ public:
                            ? request("press", {symbolOfKey(event.code), modifiersOf(event.flags)})
                            : request("release"));
         }
-        // Text has no key that could be down for a while.
+        // Text has no key that could be held.
         const QList<uint> symbols = event.isDown ? symbolsOf(event.text) : QList<uint>();
         if (!symbols.isEmpty())
             return ask(request("type", symbols));
@@ -190,7 +190,7 @@ private:
         return m_awaited.back().future();
     }
 
-    // An empty line for what has been done, or the sentence with which the program ends.
+    // An empty line for a completed request, or a sentence before the program exits.
     void hear()
     {
         while (m_process->canReadLine()) {
@@ -208,7 +208,7 @@ private:
         if (m_isFinishing && !m_failure && m_awaited.size() == 1 &&
             m_process->exitStatus() == QProcess::NormalExit)
             settleNext();
-        // Nothing more can be asked of it.
+        // It accepts no further requests.
         fail(u"The keyboard program ended too early."_s);
     }
 
@@ -225,7 +225,7 @@ private:
     void fail(const QString &sentence)
     {
         m_limit.stop();
-        // What it has not got round to is not to be typed when nobody expects it any more.
+        // Pending requests must not be typed later.
         if (m_process->state() != QProcess::NotRunning)
             m_process->terminate();
         if (!m_failure)
@@ -234,10 +234,11 @@ private:
             Futures::fail(promise, *m_failure);
     }
 
-    QProcess *m_process; ///< Deletes itself when it has ended.
+    QProcess *m_process; ///< Deleted when it has ended.
     QTimer m_limit;
-    std::deque<QPromise<void>> m_awaited;   ///< The answers that are still out, in their order.
-    std::optional<PlatformError> m_failure; ///< Why nothing more can be done.
+    std::deque<QPromise<void>> m_awaited; ///< The pending answers, in order.
+    std::optional<PlatformError>
+        m_failure; ///< The failure, after which there are no further requests.
     bool m_isFinishing = false;
 };
 } // namespace

@@ -2,8 +2,8 @@
 
 #include "platform/Keyboard.h"
 
-/// The keyboard of an X desktop. What touches it is a program of its own for each source: it cleans
-/// up behind itself also when we die, and a server that hangs holds only that program up.
+/// The keyboard of an X desktop. A separate program for each source injects the events: it restores
+/// the keyboard even if this process is killed, and a server that hangs blocks only that program.
 class LinuxKeyboard final : public Keyboard
 {
 public:

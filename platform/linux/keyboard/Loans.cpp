@@ -9,13 +9,13 @@
 #include <utility>
 
 namespace {
-// Programs that type at the same time: one for each action, and those that are still tidying up.
+// Programs that may run at the same time: one for each action, and those that are still restoring.
 constexpr int slots = 8;
 
-// The first byte of a record, for programs that write another kind.
+// The first byte of a record: its version.
 constexpr uint8_t format = 1;
 
-// More than all keys with all their symbols take, in the server's units of four bytes.
+// More than all keys with all their symbols need, in units of four bytes.
 constexpr uint32_t mostWords = 1U << 16;
 
 std::string slotName(int slot)
@@ -30,7 +30,7 @@ void append(std::vector<uint8_t> &record, const KeyEntry &entry)
     record.insert(record.end(), entry.begin(), entry.end());
 }
 
-/// Takes a record apart from its beginning. Any program can write one, so nothing is expected.
+/// Reads a record from its beginning. Any program can write one, so it is validated.
 class Reader
 {
 public:
@@ -80,7 +80,7 @@ private:
     std::span<const uint8_t> m_rest;
 };
 
-// The first types of every map, as the protocol has it.
+// The key types with which every map begins, according to the protocol.
 constexpr uint8_t oneLevel = 0;
 constexpr uint8_t alphabetic = 2;
 
@@ -88,7 +88,7 @@ KeyEntry entryOf(const std::vector<KeySymbol> &levels)
 {
     const uint8_t type = levels.size() == 1 ? oneLevel : alphabetic;
     const xcb_xkb_key_sym_map_t head{.kt_index = {type, type, type, type},
-                                     .groupInfo = 1, // The same in every group.
+                                     .groupInfo = 1, // the same in every group
                                      .width = static_cast<uint8_t>(levels.size()),
                                      .nSyms = static_cast<uint16_t>(levels.size())};
     KeyEntry bytes(sizeof head + levels.size() * sizeof(KeySymbol));
@@ -97,13 +97,15 @@ KeyEntry entryOf(const std::vector<KeySymbol> &levels)
     return bytes;
 }
 
-// Characters beyond Latin-1 are named by their numbers. Applications know no such names for others.
+// Only characters beyond Latin-1 have keysyms from their code points. Applications do not know such
+// keysyms for others.
 bool isNumbered(KeySymbol symbol)
 {
     return symbol >= 0x01000100;
 }
 
-// A letter brings its other case along, unless it is of another kind: ẞ is numbered, ß is not.
+// A letter and its other case, unless that has another kind of keysym: ẞ has one from its code
+// point, ß does not.
 std::vector<KeySymbol> levelsFor(KeySymbol symbol)
 {
     const KeySymbol lower = xkb_keysym_to_lower(symbol);
@@ -114,7 +116,7 @@ std::vector<KeySymbol> levelsFor(KeySymbol symbol)
     return isPair ? std::vector{lower, upper} : std::vector{symbol};
 }
 
-// Keys that lock do so when they go down; that they are held means nothing.
+// Locking keys act on the press; holding them has no effect.
 bool isHolding(size_t modifier, const KeyMap &map)
 {
     return modifier != XCB_MAP_INDEX_LOCK && (1U << modifier) != map.numLock();
@@ -135,7 +137,7 @@ void LoanRecord::recover()
     }
     if (left.empty())
         return;
-    // A key that is down may be another's, as long as there is one.
+    // A pressed key may belong to another program, if there is one.
     if (!isInUse)
         m_keyboard.releaseOurs();
     for (const xcb_atom_t atom : left) {
@@ -218,7 +220,7 @@ void LoanRecord::putBack(const std::vector<uint8_t> &record)
         const auto &[code, key] = *loan;
         if (code < xcb_get_setup(m_keyboard.connection())->min_keycode)
             continue;
-        // Somebody else may have given it yet another meaning, which stays.
+        // Another program may have given it yet another meaning, which is kept.
         const std::vector<KeyEntry> current = m_keyboard.entries(code, code);
         if (std::ranges::find(key.ours, current.front()) != key.ours.end())
             changes[code] = key.before;
@@ -275,7 +277,7 @@ void TemporaryKeyMapping::assign(const std::vector<xcb_keycode_t> &spareKeys,
             continue;
         Loan &loan = m_keys[code];
         changes[code] = isUsed ? entryOf(meanings[i]) : loan.before;
-        // Until the change is done, the key has the meaning that we gave it before.
+        // Until the change is done, the key has the meaning from our last change.
         loan.ours.push_back(changes[code]);
         if (loan.ours.size() > 2)
             loan.ours.erase(loan.ours.begin());
@@ -302,7 +304,7 @@ void TemporaryKeyMapping::restore()
 
 void HeldModifiers::release(const KeyMap &map)
 {
-    // The digits of the keypad are all that Num Lock matters to, and we never type on the keypad.
+    // Num Lock only affects the keypad, which we do not use.
     const auto locked = static_cast<uint8_t>(m_keyboard.state()->lockedMods & ~map.numLock());
     m_locked |= locked;
     m_record.write(m_locked);
@@ -339,7 +341,7 @@ void HeldModifiers::restore()
         pressed.emplace(key, releases);
     }
     m_keyboard.sync();
-    // Who has let go at this very moment would find the key down for good.
+    // If the user released the key at this moment, it would stay down.
     for (const auto &[key, releases] : pressed) {
         if (m_keyboard.releases(key) > releases)
             m_keyboard.inject(key, false);

@@ -9,36 +9,36 @@
 #include <span>
 #include <vector>
 
-// What is changed at the user's keyboard for a while, and how it is given back.
+// Temporary changes to the user's keyboard, and restoring it.
 
-/// A key that has another meaning for a while.
+/// A key with a temporary meaning.
 struct Loan
 {
     KeyEntry before;
-    std::vector<KeyEntry> ours; ///< What we gave it: the last meaning, and the one before.
+    std::vector<KeyEntry>
+        ours; ///< The meanings that we have given it: the last one, and the one before.
 };
 
-/// What we have changed at the X server's keyboard, written down at the server itself. A process
-/// that is killed can put nothing back; whichever of us comes next then does. The server tells the
-/// dead from the living: with its connection a process loses the selection that goes with its
-/// record. Throws a Failure if the server is gone.
+/// A record of our changes to the keyboard, stored in the X server. A process that is killed cannot
+/// restore them, but the next one can. Each record has a selection, which a process loses with its
+/// connection; so the server tells whether the process still exists. Throws a Failure if the server
+/// is gone.
 class LoanRecord
 {
 public:
     explicit LoanRecord(XKeyboard &keyboard) : m_keyboard(keyboard) {}
 
-    /// Puts back what processes have left that are no more: keys that were borrowed, keys that are
-    /// down, locks.
+    /// Restores what ended processes have left: temporary meanings, pressed keys, locks.
     void recover();
 
-    /// Begins our own record, before anything is changed.
+    /// Creates our own record, before anything is changed.
     void begin();
 
-    /// What is about to be changed; until it is written down, nothing is.
+    /// Records a change; must be called before the change.
     void write(const std::map<xcb_keycode_t, Loan> &keys);
     void write(uint8_t locked);
 
-    /// Everything is back to what it was.
+    /// Removes the record, after everything is restored.
     void end();
 
 private:
@@ -48,12 +48,12 @@ private:
     void write() const;
 
     XKeyboard &m_keyboard;
-    std::optional<xcb_atom_t> m_slot; ///< Ours, once we have begun.
+    std::optional<xcb_atom_t> m_slot; ///< Ours, after begin().
     std::map<xcb_keycode_t, Loan> m_keys;
     uint8_t m_locked = 0;
 };
 
-/// Keys without a meaning that type symbols which no other key has, for a while.
+/// Temporarily maps spare keys to symbols that no other key has.
 class TemporaryKeyMapping
 {
 public:
@@ -62,11 +62,11 @@ public:
     {
     }
 
-    /// Gives the keys, and those that are borrowed already, new meanings: as many of the symbols,
-    /// in their order, as there is room for.
+    /// Maps the keys, and those that are mapped already, to as many of the symbols as possible, in
+    /// order.
     void assign(const std::vector<xcb_keycode_t> &spareKeys, std::span<const KeySymbol> symbols);
 
-    /// Takes the meanings away, except from keys that another program has given another one.
+    /// Removes the mappings, except from keys that another program has mapped meanwhile.
     void restore();
 
     [[nodiscard]] bool contains(xcb_keycode_t code) const { return m_keys.contains(code); }
@@ -78,8 +78,8 @@ private:
     std::map<xcb_keycode_t, Loan> m_keys;
 };
 
-/// The modifiers that the user, or another program, holds down or has locked, out of the way while
-/// we type. Held keys are pressed again afterwards unless they have been let go in the meantime.
+/// Releases and unlocks the modifiers that the user or another program holds or has locked, while
+/// we type. Held keys are pressed again afterwards unless they were released meanwhile.
 class HeldModifiers
 {
 public:
@@ -87,15 +87,15 @@ public:
     {
     }
 
-    /// Releases what is in the way now. We may hold nothing ourselves meanwhile.
+    /// Releases the modifiers that are held now. We must not hold any ourselves.
     void release(const KeyMap &map);
 
-    /// Gives everything back.
+    /// Restores them.
     void restore();
 
 private:
     XKeyboard &m_keyboard;
     LoanRecord &m_record;
-    std::map<DeviceKey, int> m_held; ///< And how often others had released it before us.
+    std::map<DeviceKey, int> m_held; ///< With the number of releases by others before ours.
     uint8_t m_locked = 0;
 };

@@ -2,5 +2,5 @@
 
 #include <cstdint>
 
-/// The modifiers that people press a key with, as bits.
+/// The modifiers of a key press, as bits.
 enum class Modifier : uint8_t { shift = 1, control = 2, alt = 4 };

@@ -8,16 +8,16 @@
 #include <vector>
 
 namespace {
-// What others than the application in front need to take up a changed map before keys make use of
-// it, and to read the last key before it changes again; and what an application needs that does not
-// tell when it is that far.
+// The time that other programs need to read a changed map before keys use it, and to process the
+// last key before it changes again; and the time for an application that does not answer pings.
 constexpr std::chrono::milliseconds mapSettle{40};
 constexpr std::chrono::milliseconds silentSettle{150};
 
-// A new layout, and a keyboard that comes into use because we let go of its keys.
+// The map is read again after a new layout, and when another keyboard becomes active because we
+// released its keys.
 constexpr int maxReadings = 5;
 
-// Without it the key would do something else.
+// Without it, the key would do something else.
 [[noreturn]] void failWithoutModifier()
 {
     throw Failure("The keyboard layout lacks one of the modifier keys.");
@@ -29,7 +29,7 @@ Typist::~Typist()
     try {
         finish();
     } catch (const Failure &) { // NOLINT(bugprone-empty-catch)
-        // Nobody is left who could do anything about it.
+        // Nothing can be done about it any more.
     }
 }
 
@@ -65,7 +65,7 @@ void Typist::type(std::span<const KeySymbol> symbols)
     deliver(strokes);
 }
 
-// They leave in one piece: the keyboard changes hands before it or after it.
+// Sent under one server grab, so that the focus cannot change in between.
 void Typist::deliver(std::vector<Stroke> &strokes)
 {
     const XKeyboard::ServerGrab standstill(m_keyboard);
@@ -83,7 +83,7 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
 {
     prepare();
     std::optional<Stroke> stroke = m_map->find(symbol);
-    // A key that needs modifiers of its own would become another shortcut.
+    // If the key itself needs modifiers, it would be another shortcut.
     if (!stroke || (modifiers != 0 && stroke->modifiers != 0)) {
         borrow(std::span(&symbol, 1));
         stroke = m_map->find(symbol);
@@ -149,8 +149,8 @@ void Typist::prepare()
     }
 }
 
-// Whoever asked may have given up while the server took its time, and another window may have come
-// to the front while applications did.
+// The requester may have given up while we waited for the server, and the focus may have changed
+// while we waited for applications.
 void Typist::checkIsWanted(const char *complaint) const
 {
     const bool hasKeyboard = m_keyboard.reaches(m_receiver);
@@ -200,7 +200,7 @@ void Typist::letApplicationsFollow()
         std::this_thread::sleep_until(start + silentSettle);
         return;
     case Front::timedOut:
-        // It is asked only once, so that all is back to what it was while somebody waits for us.
+        // It is asked only once, so that everything is restored before our own timeout.
         m_isFrontDeaf = true;
         throw Failure("The application in front does not answer.");
     }
@@ -208,7 +208,7 @@ void Typist::letApplicationsFollow()
 
 void Typist::hold(uint8_t modifiers)
 {
-    // Those that go, in the opposite order; then those that come.
+    // Releases in reverse order, then presses.
     for (int bit = 7; bit >= 0; --bit) {
         const auto modifier = static_cast<uint8_t>(1U << bit);
         const auto held = m_held.find(modifier);

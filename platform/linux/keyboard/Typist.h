@@ -12,13 +12,13 @@
 #include <span>
 #include <vector>
 
-/// Types on the X server for one action and one process, and leaves no trace there once it has
-/// finished. Takes the time that applications need to follow. Failures are thrown, with whatever
-/// was under way undone as far as the server still answers.
+/// Types on the X server for one action and one process, and restores the keyboard when it has
+/// finished. Waits for applications to process their input. Failures are thrown after restoring as
+/// much as the server allows.
 class Typist
 {
 public:
-    /// As soon as the flag is set, nothing more is typed.
+    /// Types nothing more once the flag is set.
     Typist(uint32_t receiver, const volatile std::sig_atomic_t &isGivenUp)
         : m_isGivenUp(isGivenUp), m_receiver(receiver)
     {
@@ -29,18 +29,18 @@ public:
     Typist(const Typist &) = delete;
     Typist &operator=(const Typist &) = delete;
 
-    /// What is going to be typed, so that keys can be borrowed for all of it at once.
+    /// Announces the symbols to type, so that spare keys are mapped for all of them at once.
     void expect(std::span<const KeySymbol> symbols);
 
-    /// Types the symbols one after the other, as long as the receiver has the keyboard.
+    /// Types the symbols one after the other, as long as the receiver has the focus.
     void type(std::span<const KeySymbol> symbols);
 
-    /// Presses a key with modifiers, a combination of Modifier, if the receiver has the keyboard,
-    /// and releases it again.
+    /// Presses a key with modifiers, a combination of Modifier, if the receiver has the focus;
+    /// release() releases it.
     void press(KeySymbol symbol, uint8_t modifiers);
     void release();
 
-    /// Puts everything back.
+    /// Restores everything.
     void finish();
 
 private:
@@ -61,7 +61,7 @@ private:
     TemporaryKeyMapping m_mapping{m_keyboard, m_record};
     std::optional<KeyMap> m_map;
     std::deque<KeySymbol> m_expected;
-    std::map<uint8_t, xcb_keycode_t> m_held; ///< The modifiers that we hold, with their keys.
+    std::map<uint8_t, xcb_keycode_t> m_held; ///< The modifiers that we hold and their keys.
     std::optional<xcb_keycode_t> m_pressed;
     bool m_isFrontDeaf = false;
 };

@@ -8,8 +8,8 @@
 #include <string_view>
 
 namespace {
-// How long an application may take to come round to what was sent to it: less than the two seconds
-// after which nobody waits for us any more.
+// How long an application may take to process its input: less than the two seconds after which our
+// own requester gives up.
 constexpr std::chrono::milliseconds answerLimit{1500};
 
 constexpr size_t entryHead = sizeof(xcb_xkb_key_sym_map_t);
@@ -98,7 +98,8 @@ void XKeyboard::listen() const
     const uint16_t parts =
         XCB_XKB_MAP_PART_KEY_TYPES | XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
     xcb_xkb_select_events(connection(), m_core, changes, 0, changes, parts, parts, nullptr);
-    // Where applications answer pings; Qt addresses the second kind.
+    // Selects the events of the root window with which applications answer pings; Qt uses the
+    // second kind.
     const uint32_t events = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection(), root(), XCB_CW_EVENT_MASK, &events);
 }
@@ -161,7 +162,7 @@ void XKeyboard::processEvents(const xcb_generic_event_t &event)
     const int type = event.response_type & 0x7f;
     if (type == XCB_GE_GENERIC) {
         const auto &key = reinterpret_cast<const xcb_input_raw_key_release_event_t &>(event);
-        // The desktop's keyboard repeats what its own keyboards say.
+        // The master keyboard repeats the events of its slaves.
         if (key.extension == m_inputOpcode && key.event_type == XCB_INPUT_RAW_KEY_RELEASE &&
             key.deviceid == key.sourceid)
             ++m_releases[{key.deviceid, static_cast<xcb_keycode_t>(key.detail)}];
@@ -176,7 +177,7 @@ void XKeyboard::processEvents(const xcb_generic_event_t &event)
 
 void XKeyboard::activate()
 {
-    // No key has the lowest code that there is, and it is not even down.
+    // The lowest key code has no key, so releasing it has no effect.
     inject(xcb_get_setup(connection())->min_keycode, false);
     sync();
 }
@@ -202,7 +203,7 @@ std::vector<DeviceKey> XKeyboard::heldKeys()
         asked.push_back(xcb_input_query_device_state(connection(), static_cast<uint8_t>(device)));
     std::vector<DeviceKey> held;
     for (size_t i = 0; i < devices.size(); ++i) {
-        // A keyboard may have been unplugged.
+        // The keyboard may have been unplugged.
         const XcbReply<xcb_input_query_device_state_reply_t> reply(
             xcb_input_query_device_state_reply(connection(), asked[i], nullptr));
         if (!reply)
@@ -247,7 +248,7 @@ XcbReply<xcb_xkb_get_state_reply_t> XKeyboard::state()
 
 void XKeyboard::lock(uint8_t affected, uint8_t locked) const
 {
-    // What is latched for the next key of the user's is not meant for ours.
+    // Latches are for the user's next key, not for ours.
     xcb_xkb_latch_lock_state(connection(), m_core, affected, locked, 0, 0, 0xff, 0, 0);
 }
 
@@ -259,7 +260,7 @@ std::vector<KeyEntry> XKeyboard::entries(xcb_keycode_t first, xcb_keycode_t last
                               xcb_xkb_get_map(connection(), m_ours, 0, XCB_XKB_MAP_PART_KEY_SYMS, 0,
                                               0, first, count, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0),
                               nullptr));
-    // Nothing but these entries was asked for, so they are all that is there.
+    // Only these entries were requested, so the reply has no others.
     const auto *bytes = static_cast<const uint8_t *>(xcb_xkb_get_map_map(reply.get()));
     std::vector<KeyEntry> all;
     for (int i = 0; i < count; ++i) {
@@ -285,8 +286,9 @@ void XKeyboard::change(const std::map<xcb_keycode_t, KeyEntry> &changes)
         symbols += symbolCount(entry.data());
         all.insert(all.end(), entry.begin(), entry.end());
     }
-    // The desktop's own map would spread to the hardware's keyboards, which may have other ones. It
-    // becomes the map of ours once another keyboard has been in use, and ours then again.
+    // Changing the master's map would also change those of the hardware keyboards, which may
+    // differ. The master takes over our map once another keyboard has been used and then ours
+    // again.
     const xcb_setup_t *const setup = xcb_get_setup(connection());
     xcb_xkb_set_map(connection(), m_others.empty() ? m_core : m_ours, XCB_XKB_MAP_PART_KEY_SYMS, 0,
                     setup->min_keycode, setup->max_keycode, 0, 0, first,
@@ -301,10 +303,10 @@ bool XKeyboard::reaches(uint32_t process) const
 {
     const auto focus = answered(
         xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
-    // Everybody waits meanwhile, and whoever has the keyboard can nest windows without end.
+    // All clients wait meanwhile, and the focused application could nest windows without end.
     constexpr int maxGenerations = 64;
     int generation = 0;
-    // The window inside of which the keys end up may be another process's, as a plug-in's is.
+    // The focused window may belong to another process than its parents, such as a plug-in.
     for (xcb_window_t window = focus->focus;
          window > XCB_INPUT_FOCUS_POINTER_ROOT && generation < maxGenerations; ++generation) {
         if (m_owners->answer(m_owners->ask(window)).value_or(0) == process)
@@ -335,12 +337,12 @@ Front XKeyboard::waitForFront()
         connection(), xcb_get_property(connection(), 0, window, m_protocols, XCB_ATOM_ATOM, 0, 64),
         nullptr));
     if (!protocols)
-        return Front::silent; // The window has just gone.
+        return Front::silent; // the window was just destroyed
     const std::span<const uint32_t> known = Xcb::numbers(protocols.get(), XCB_ATOM_ATOM);
     if (std::ranges::find(known, m_ping) == known.end())
         return Front::silent;
 
-    // Applications come to it when they have dealt with the keys that were sent before.
+    // Applications process it after the keys that were sent before.
     xcb_client_message_event_t message{};
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;

@@ -12,20 +12,19 @@
 
 #include <xcb/xinput.h>
 #include <xcb/xtest.h>
-// One of its fields bears the name of a keyword.
+// One of its fields has the name of a C++ keyword.
 #define explicit isExplicit
 #include <xcb/xkb.h>
 #undef explicit
 
-/// What went wrong, as one user-facing sentence.
+/// A failure as one sentence for the user.
 class Failure : public std::runtime_error
 {
 public:
     using std::runtime_error::runtime_error;
 };
 
-/// Passes an answer on; a Failure where there is none, since every question that we ask has one as
-/// long as there is a server.
+/// Returns the reply; throws a Failure if there is none, which means that the server is gone.
 template <typename T>
 [[nodiscard]] XcbReply<T> answered(T *reply)
 {
@@ -34,7 +33,7 @@ template <typename T>
     return XcbReply<T>(reply);
 }
 
-/// A key of one of the keyboards that feed the desktop's one.
+/// A key of one of the slave keyboards.
 struct DeviceKey
 {
     xcb_input_device_id_t device = 0;
@@ -43,18 +42,18 @@ struct DeviceKey
     auto operator<=>(const DeviceKey &) const = default;
 };
 
-/// What the symbols of one key look like on the wire: its types, groups and width, and the symbols.
+/// The wire format of a key's symbols: its types, groups, width and symbols.
 using KeyEntry = std::vector<uint8_t>;
 
-/// What the application in front says when it is asked whether it has caught up with its input.
+/// The answer of the application in front to a ping.
 enum class Front {
-    caughtUp, ///< It has.
-    silent,   ///< It does not take part in this.
-    timedOut, ///< Nothing, for longer than anybody wants to wait.
+    caughtUp, ///< It has processed its input.
+    silent,   ///< It does not support pings.
+    timedOut, ///< No answer within the timeout.
 };
 
-/// The X server's keyboard: who presses what, what the keys mean, and pressing them. Every call may
-/// wait for the server without bound, and throws a Failure where it is gone.
+/// The X server's keyboard: its state, its map, and injecting keys. Every call may block on the
+/// server without a timeout, and throws a Failure if the server is gone.
 class XKeyboard
 {
 public:
@@ -68,11 +67,11 @@ public:
     [[nodiscard]] xcb_window_t root() const { return m_display.screen->root; }
     [[nodiscard]] xcb_atom_t atom(const std::string &name) const;
 
-    /// A window that no one sees; the server takes it away when this process has ended.
+    /// Creates an invisible window; the server destroys it when this process has ended.
     [[nodiscard]] xcb_window_t makeWindow() const;
 
-    /// As long as this lives, the server does nothing for anybody else, so that what is seen stays
-    /// so. For moments only: nobody's windows move meanwhile.
+    /// While this exists, the server processes no requests of other clients, so that the state does
+    /// not change. For short times only: all other programs are blocked.
     class ServerGrab
     {
     public:
@@ -92,56 +91,55 @@ public:
         xcb_connection_t *m_connection;
     };
 
-    /// Presses or releases a key of the keyboard that belongs to no hardware.
+    /// Presses or releases a key of the XTEST keyboard.
     void inject(xcb_keycode_t code, bool isDown);
 
-    /// The same for a key of any of the keyboards, as if its owner's finger did it.
+    /// The same for a key of any keyboard, as if the user did it.
     void inject(const DeviceKey &key, bool isDown);
 
-    /// Releases all keys that are down on the keyboard that belongs to no hardware.
+    /// Releases all pressed keys of the XTEST keyboard.
     void releaseOurs();
 
-    /// Sends what has been asked for.
+    /// Sends the pending requests.
     void flush() const;
 
-    /// Sends what has been asked for, waits until the server has done it, and hears what else has
-    /// happened there.
+    /// Sends the pending requests, waits until the server has processed them, and processes its
+    /// events.
     void sync();
 
-    /// Makes the keyboard without hardware the one whose map counts: each has its own, and the
-    /// desktop's is that of the keyboard that was used last.
+    /// Makes the map of the XTEST keyboard current: each keyboard has its own map, and the master
+    /// uses that of the last active one.
     void activate();
 
-    /// Whether we have heard since the last call that the keys may mean something else.
+    /// Whether the map may have changed since the last call.
     [[nodiscard]] bool mapHasChanged();
 
-    /// How often others have released that key since we began.
+    /// How often others have released that key so far.
     [[nodiscard]] int releases(const DeviceKey &key) const;
 
-    /// The keys that are held down, keyboard by keyboard.
+    /// The pressed keys of each keyboard.
     [[nodiscard]] std::vector<DeviceKey> heldKeys();
 
     /// The keys of each of the eight modifiers.
     [[nodiscard]] std::vector<std::vector<xcb_keycode_t>> modifierKeys() const;
 
-    /// The group and the modifiers in effect. Hears what else has happened, as sync does.
+    /// The effective group and modifiers. Processes events like sync().
     [[nodiscard]] XcbReply<xcb_xkb_get_state_reply_t> state();
 
-    /// Locks those of the affected modifiers that are to be locked, and unlocks the others.
+    /// Locks the given ones of the affected modifiers and unlocks the others.
     void lock(uint8_t affected, uint8_t locked) const;
 
-    /// What the keys from one code to another, both included, mean on the keyboard without
-    /// hardware.
+    /// The entries of the keys in the range, inclusively, on the XTEST keyboard.
     [[nodiscard]] std::vector<KeyEntry> entries(xcb_keycode_t first, xcb_keycode_t last) const;
 
-    /// Changes entries there, in one request, and becomes that keyboard. Entries between the first
-    /// and the last stay as they are.
+    /// Changes entries of the XTEST keyboard in one request and makes its map current. Other
+    /// entries between the first and the last are kept.
     void change(const std::map<xcb_keycode_t, KeyEntry> &changes);
 
-    /// Whether keys go to that process now. The server does not know the process with number 0.
+    /// Whether that process has the focus now. The server does not know processes with id 0.
     [[nodiscard]] bool reaches(uint32_t process) const;
 
-    /// Waits until the application in front has seen all that was sent to it so far.
+    /// Waits until the application in front has processed its input so far.
     [[nodiscard]] Front waitForFront();
 
 private:
@@ -152,14 +150,14 @@ private:
     void processEvents(const xcb_generic_event_t &event);
 
     XcbDisplay m_display;
-    std::optional<WindowProcess> m_owners; ///< Present once the display is open.
+    std::optional<WindowProcess> m_owners; ///< Set once the display is open.
     uint8_t m_inputEvents = 0;
     uint8_t m_inputOpcode = 0;
     uint8_t m_mapEvents = 0;
-    xcb_input_device_id_t m_core = 0; ///< The desktop's keyboard.
-    xcb_input_device_id_t m_ours = 0; ///< The one without hardware.
+    xcb_input_device_id_t m_core = 0; ///< The master keyboard.
+    xcb_input_device_id_t m_ours = 0; ///< The XTEST keyboard.
     std::vector<xcb_input_device_id_t> m_others;
-    std::map<DeviceKey, int> m_releases; ///< Those that we have heard of, less our own.
+    std::map<DeviceKey, int> m_releases; ///< Reported releases, without our own.
     bool m_mapHasChanged = true;
     xcb_atom_t m_activeWindow = XCB_ATOM_NONE;
     xcb_atom_t m_protocols = XCB_ATOM_NONE;

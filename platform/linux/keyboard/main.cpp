@@ -1,16 +1,16 @@
-// Types on the X server for the program that started it, one action long. It is a program of its
-// own so that keys and keyboard map go back to what they were however that program ends, and so
-// that a server which hangs holds nobody else up. Its argument is the process to type for: no other
-// one gets a key. With the argument "recover" it only puts back what one of its kind has left that
-// was killed.
+// Types on the X server for one action of the program that started it. It is a separate program so
+// that keys and keyboard map are restored however that program ends, and so that a server that
+// hangs blocks only this program. Its argument is the process to type into: no other one receives a
+// key. With the argument "recover", it only restores what a killed instance has left.
 //
-// One request a line, numbers in hexadecimal:
+// One request per line, with hexadecimal numbers:
 //   expect SYMBOL…           what is going to be typed
 //   type SYMBOL…
 //   press SYMBOL MODIFIERS
 //   release
-// Each is answered with an empty line, or with a sentence about what went wrong, which ends it. So
-// does the end of the input; and SIGTERM, after which nothing more is typed.
+// The answer to each is an empty line, or a sentence that describes a failure, after which the
+// program exits. It also exits at the end of the input, and on SIGTERM, after which it types
+// nothing more.
 
 #include "platform/linux/keyboard/Typist.h"
 
@@ -62,7 +62,8 @@ void perform(Typist &typist, const std::string &request)
 
 int main(int count, char **arguments)
 {
-    // Whatever ends the program that started us leaves us the time to clean up.
+    // The signals that end the starting program must not end this one, which has to restore the
+    // keyboard.
     setsid();
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE})
         std::signal(number, SIG_IGN);

@@ -12,7 +12,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A disk that fills up takes a part first and only tells at the next one what is the matter.
+// When a disk gets full, a write is incomplete, and only the next one reports the error.
 bool writeAll(QFile &file, const QByteArray &content)
 {
     qint64 done = 0;
@@ -33,8 +33,8 @@ bool writeAll(QFile &file, const QByteArray &content)
 
 void AtomicFile::write(const std::filesystem::path &path, const QByteArray &content)
 {
-    // A file of our own that takes the other's place, whatever that is by then: to open it there
-    // would be to write to whatever a link leads to.
+    // A new file that replaces the item at the path, whatever that is: opening the path itself
+    // would follow a link.
     const QString place = QFile::decodeName(QByteArray::fromStdString(path.native()));
     QFile file(
         u"%1.%2"_s.arg(place, QString::number(QRandomGenerator::system()->generate64(), 36)));

@@ -4,9 +4,10 @@
 
 #include <filesystem>
 
-/// A file that appears as a whole or not at all.
+/// Writes a file atomically.
 namespace AtomicFile {
-/// Writes it beside its place and moves it there once it is safe. A link at that place is replaced,
-/// not followed. Throws a PlatformError, and then leaves nothing behind. Any thread.
+/// Writes the file beside its destination and moves it there once it is on the disk. A link at the
+/// destination is replaced, not followed. On failure, throws a PlatformError and leaves no file.
+/// Any thread.
 void write(const std::filesystem::path &path, const QByteArray &content);
 } // namespace AtomicFile

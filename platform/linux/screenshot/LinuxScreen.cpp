@@ -20,11 +20,12 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Docks, menus and palettes are above the ordinary windows' layer.
+// Docks, menus and palettes are above the layer of normal windows.
 constexpr int extraLayer = 1;
 
 constexpr std::chrono::milliseconds silenceLimit{2000};
-// Of the toolkit's 100: a screen's even areas compress well at any level, and this one is fast.
+// On Qt's scale up to 100: the even areas of a screen compress well at any level, and this one is
+// fast.
 constexpr int pngQuality = 80;
 
 QByteArray pngFile(const QImage &image)
@@ -138,7 +139,7 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
         return std::nullopt;
     QList<WindowInfo> shown;
     for (const X11Window &window : snapshot->windows) {
-        // What runs as a process that we know is told apart by that.
+        // Windows of known processes are handled by their process ids.
         if (!window.onScreen || window.kind == X11Window::Kind::desktop || window.isOurs({}))
             continue;
         shown.append({.layer = window.kind == X11Window::Kind::ordinary ? 0 : extraLayer,
@@ -151,7 +152,7 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
 
 QFuture<void> LinuxScreen::capture(const std::filesystem::path &file)
 {
-    // Under Wayland the X server that may be there as well shows nothing of the screen.
+    // On Wayland, an X server may exist too, but it does not have the contents of the screen.
     if (!qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         return ScreenPortal::capture(file);
     const auto capture = std::make_shared<Capture>();

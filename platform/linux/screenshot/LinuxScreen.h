@@ -7,7 +7,7 @@
 
 class X11Desktop;
 
-/// The screen of an X desktop. Borrows the desktop, which must outlive it.
+/// The screen of an X desktop. The desktop must outlive it.
 class LinuxScreen final : public Screen
 {
 public:

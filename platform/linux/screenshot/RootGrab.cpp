@@ -22,7 +22,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// So much is asked for at once where it has to come through the connection.
+// The size of one request if the pixels are sent over the connection.
 constexpr uint32_t chunkSize = 1 << 20;
 
 [[noreturn]] void fail()
@@ -30,7 +30,7 @@ constexpr uint32_t chunkSize = 1 << 20;
     throw PlatformError(u"The display doesn't let its picture be taken."_s);
 }
 
-// A part of the screen, which never reaches beyond it.
+// An area inside the screen.
 struct Area
 {
     uint32_t x = 0;
@@ -51,7 +51,7 @@ Area clipped(const xcb_randr_monitor_info_t &monitor, const Area &whole)
     return {x, y, width, height};
 }
 
-// Memory that the server writes into as well.
+// Memory that is shared with the server.
 class SharedMemory
 {
 public:
@@ -77,7 +77,7 @@ public:
 
     [[nodiscard]] bool isThere() const { return m_memory != nullptr; }
     [[nodiscard]] std::span<const uint8_t> bytes() const { return {m_memory, m_size}; }
-    /// A descriptor to give away.
+    /// A duplicate of the descriptor, owned by the caller.
     [[nodiscard]] int descriptor() const { return dup(m_file); }
 
 private:
@@ -110,7 +110,7 @@ public:
         if (image.isNull())
             throw std::bad_alloc();
         image.fill(Qt::black);
-        // The area between monitors of different sizes is on no screen: it stays black.
+        // Areas that no monitor shows stay black.
         for (const Area &area : monitors(whole)) {
             if (!copyByMemory(area, image))
                 copyByConnection(area, image);
@@ -140,7 +140,7 @@ private:
             if (each.data->depth != screen->root_depth || !visual)
                 continue;
             m_padBits = each.data->scanline_pad;
-            // Colours by table went out with the displays of the nineties.
+            // Visuals with colour tables are not supported.
             const bool isDirect = visual->_class == XCB_VISUAL_CLASS_TRUE_COLOR ||
                                   visual->_class == XCB_VISUAL_CLASS_DIRECT_COLOR;
             if (isDirect && each.data->bits_per_pixel % 8 == 0) {
@@ -154,12 +154,12 @@ private:
             fail();
     }
 
-    // The monitors, or the screen as a whole where it knows of none.
+    // The monitors, or the whole screen if there are none.
     [[nodiscard]] std::vector<Area> monitors(const Area &whole) const
     {
         std::vector<Area> areas;
         if (Xcb::extension(connection(), xcb_randr_id)) {
-            // The server goes by what its clients say they understand.
+            // The client has to tell its version first.
             const XcbReply<xcb_randr_query_version_reply_t> version(xcb_randr_query_version_reply(
                 connection(), xcb_randr_query_version(connection(), 1, 5), nullptr));
             const XcbReply<xcb_randr_get_monitors_reply_t> reply(xcb_randr_get_monitors_reply(
@@ -182,7 +182,7 @@ private:
         return (bits + m_padBits - 1) / m_padBits * m_padBits / 8;
     }
 
-    // Rows of the server's pixels into the picture's.
+    // Converts rows of the server's pixels.
     void convert(std::span<const uint8_t> pixels, const Area &area, QImage &image) const
     {
         const size_t rowLength = stride(area.width);
@@ -195,7 +195,7 @@ private:
         }
     }
 
-    // Descriptors travel only to a server on this machine.
+    // File descriptors can only be sent to a local server.
     [[nodiscard]] bool isLocal() const
     {
         sockaddr_storage address{};

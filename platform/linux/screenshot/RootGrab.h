@@ -8,8 +8,7 @@
 
 class QImage;
 
-/// How a display packs a pixel's colours into bytes, whichever of the many ways it is. Turns it
-/// into a byte for each colour.
+/// The pixel format of a display. Converts pixels to one byte for each colour.
 class PixelFormat
 {
 public:
@@ -25,11 +24,11 @@ public:
 
     [[nodiscard]] size_t bytesPerPixel() const { return m_bytesPerPixel; }
 
-    /// Reads as many pixels as there are in the row and writes their red, green and blue.
+    /// Converts all pixels in the row to red, green and blue bytes.
     void convert(std::span<const uint8_t> row, uint8_t *rgb) const;
 
 private:
-    // One colour's bits, and the byte that stands for each of their values.
+    // The bits of one colour, and the byte for each of their values.
     struct Channel
     {
         explicit Channel(uint32_t mask);
@@ -44,9 +43,9 @@ private:
     std::array<Channel, 3> m_channels;
 };
 
-/// What all monitors of the X display show.
+/// Captures all monitors of the X display.
 namespace RootGrab {
-/// Grabs it over a connection of its own, which may wait for the server without bound, and calls
-/// back at each sign of life. Throws a PlatformError. Any thread.
+/// Uses its own connection, may block on the server without a timeout, and calls `answered` after
+/// each answer. Throws a PlatformError. Any thread.
 [[nodiscard]] QImage grab(const std::function<void()> &answered);
 } // namespace RootGrab

@@ -23,13 +23,13 @@ using namespace Qt::StringLiterals;
 namespace {
 using namespace std::chrono_literals;
 
-// The portal itself answers at once; the user, whom it asks, takes longer.
+// The portal answers at once; the user, whom it may ask, takes longer.
 constexpr auto portalLimit = 2s;
 constexpr auto userLimit = 60s;
 
 const QString portalName = u"org.freedesktop.portal.Desktop"_s;
 
-// Takes the portal's own file away: the user asked for one picture, and for one place. Throws a
+// Moves the portal's file, so that there is only one file, at the requested path. Throws a
 // PlatformError.
 void move(const QUrl &address, const std::filesystem::path &file)
 {
@@ -40,7 +40,7 @@ void move(const QUrl &address, const std::filesystem::path &file)
     picture.remove();
 }
 
-// One picture that was asked for. Lives until it is there or will never be.
+// A request for a screenshot. Deletes itself when it has finished or failed.
 class Request final : public QObject
 {
     Q_OBJECT
@@ -54,10 +54,11 @@ public:
     {
         QDBusConnection bus = QDBusConnection::sessionBus();
         const QString token = u"quillon%1"_s.arg(++s_count);
-        // The portal may answer before it has told where it will, so the place is known before.
+        // The portal may respond before it has returned the request's path, so that is computed in
+        // advance.
         m_path = u"/org/freedesktop/portal/desktop/request/%1/%2"_s.arg(
             bus.baseService().mid(1).replace(u'.', u'_'), token);
-        // From nobody else: what is answered is moved away from where it is.
+        // From the portal only: the file in the response is moved.
         if (!bus.connect(portalName, m_path, u"org.freedesktop.portal.Request"_s, u"Response"_s,
                          this, SLOT(respond(uint, QVariantMap)))) {
             end();
@@ -73,7 +74,7 @@ public:
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
             if (!watcher->isError())
                 return;
-            // It may only have been slow, and ask the user yet.
+            // The portal may only be slow and still ask the user.
             withdraw();
             end();
         });
@@ -96,8 +97,8 @@ private Q_SLOTS:
         end();
     }
 
-private: // NOLINT(readability-redundant-access-specifiers): those above are slots.
-    // Takes the question off the user's screen.
+private: // NOLINT(readability-redundant-access-specifiers): those above are slots
+    // Closes the portal's dialog.
     void withdraw() const
     {
         QDBusConnection::sessionBus().send(QDBusMessage::createMethodCall(

@@ -4,13 +4,15 @@
 
 #include <filesystem>
 
-/// The desktop portal, which takes pictures of the screen where programs cannot: under Wayland.
+/// The desktop portal's screenshots, for Wayland, where programs cannot capture the screen
+/// themselves.
 namespace ScreenPortal {
-/// Has it take a picture, which it may first ask the user about, and puts that where it is wanted.
-/// A portal that is not there, refuses or is refused leaves no file and no error; the future
-/// carries a PlatformError only where the picture cannot be saved. Main thread.
+/// Takes a screenshot, after asking the user if the portal requires that, and saves it at the path.
+/// If there is no portal, or if it or the user refuses, there is no file and no error; the future
+/// carries a PlatformError only if the image cannot be saved. Main thread.
 [[nodiscard]] QFuture<void> capture(const std::filesystem::path &file);
 
-/// Whether there is one, or can be started. Asks the session bus, for a few seconds at most.
+/// Whether the portal is running or can be started. Blocks on the session bus for a few seconds at
+/// most.
 [[nodiscard]] bool isOffered();
 } // namespace ScreenPortal

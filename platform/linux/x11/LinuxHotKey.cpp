@@ -8,20 +8,20 @@
 #include <span>
 #include <vector>
 
-// The header is C and has a member of that name.
+// The C header has a member with that name.
 #define explicit isExplicit
 #include <xcb/xkb.h>
 #undef explicit
 
 namespace {
-// Symbols of keys, as X.Org numbers them.
+// Keysyms.
 constexpr xcb_keysym_t space = 0x0020;
 constexpr std::array<xcb_keysym_t, 2> altKeys{0xffe9, 0xffea};
 constexpr std::array<xcb_keysym_t, 2> lockKeys{0xff7f, 0xff14}; // Num Lock, Scroll Lock
 
 constexpr size_t modifiers = 8;
 
-// Longer than any keyboard waits before it repeats a key that is held.
+// Longer than the interval between repetitions of a held key.
 constexpr quint32 longestRepeatGap = 3000;
 
 class Keyboard
@@ -43,7 +43,7 @@ public:
         return m_mapping && m_modifiers && m_mapping->keysyms_per_keycode > 0;
     }
 
-    // The keys whose first symbol this is.
+    // The keys with this first symbol.
     [[nodiscard]] QList<quint8> keysFor(xcb_keysym_t symbol) const
     {
         QList<quint8> keys;
@@ -55,7 +55,7 @@ public:
         return keys;
     }
 
-    // The modifiers that any of the symbols' keys set.
+    // The modifiers of the keys with these symbols.
     [[nodiscard]] QList<quint16> modifiersOf(std::span<const xcb_keysym_t> wanted) const
     {
         QList<quint16> masks;
@@ -110,7 +110,8 @@ void LinuxHotKey::listenToKeyboard()
     m_keyboardEvent = extension->first_event;
     const XcbReply<xcb_xkb_use_extension_reply_t> version(
         xcb_xkb_use_extension_reply(connection, xcb_xkb_use_extension(connection, 1, 0), nullptr));
-    // A key that is held repeats as presses without releases in between: so they can be told apart.
+    // Detectable auto-repeat: a held key repeats presses without releases, which tells repetitions
+    // from presses.
     const XcbReply<xcb_xkb_per_client_flags_reply_t> flags(xcb_xkb_per_client_flags_reply(
         connection,
         xcb_xkb_per_client_flags(connection, XCB_XKB_ID_USE_CORE_KBD,
@@ -131,11 +132,12 @@ void LinuxHotKey::handle(const xcb_generic_event_t &event)
         const auto &press = reinterpret_cast<const xcb_key_press_event_t &>(event);
         handlePress(press.detail, press.time);
     } else if (type == XCB_KEY_RELEASE) {
-        // Until here the grab lasts, and all other keys come here too, Alt's release the first.
+        // The grab lasts until this release; other keys are reported meanwhile, such as Alt's
+        // release.
         if (reinterpret_cast<const xcb_key_release_event_t &>(event).detail == m_heldKey)
             m_heldKey = 0;
     } else if (type == XCB_MAPPING_NOTIFY || type == m_keyboardEvent) {
-        // One change of layout comes as a row of events.
+        // One change of the layout sends several events.
         if (!std::exchange(m_layoutHasChanged, true))
             QMetaObject::invokeMethod(this, &LinuxHotKey::grab, Qt::QueuedConnection);
     }
@@ -170,7 +172,7 @@ void LinuxHotKey::grab()
         asked.push_back(xcb_grab_key_checked(connection, 0, root, mask, key, XCB_GRAB_MODE_ASYNC,
                                              XCB_GRAB_MODE_ASYNC));
     }
-    // A combination that belongs to somebody else stays theirs.
+    // Another program may own some of the combinations.
     m_isOurs = !wanted.empty();
     for (const xcb_void_cookie_t cookie : asked) {
         if (const XcbReply<xcb_generic_error_t> refusal{xcb_request_check(connection, cookie)})

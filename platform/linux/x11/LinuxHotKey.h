@@ -8,21 +8,21 @@
 #include <set>
 #include <utility>
 
-/// The hot key as a grab of the X server's keyboard, whichever modifier Alt is, with the locks in
-/// any state, and again whenever the keyboard's layout changes.
+/// The hot key as a passive key grab on the X server, for whichever modifier Alt is and in any
+/// state of the locks. Grabs again when the keyboard layout changes.
 class LinuxHotKey final : public QObject, public GlobalHotKey
 {
 public:
     void registerKey(std::function<void()> pressed) override;
 
-    /// Whether every press of the registered key reaches us.
+    /// Whether every combination of the hot key is grabbed.
     [[nodiscard]] bool isOurs() const { return m_isOurs; }
 
-    /// When the hot key was pressed last, by the server's clock; 0 before the first time.
+    /// The server time of the last press; 0 before the first one.
     [[nodiscard]] quint32 lastPress() const { return m_lastPress; }
 
 private:
-    using Combination = std::pair<quint8, quint16>; ///< A key code and the modifiers held with it.
+    using Combination = std::pair<quint8, quint16>; ///< A key code and its modifiers.
 
     void listenToKeyboard();
     void handle(const xcb_generic_event_t &event);
@@ -33,10 +33,10 @@ private:
     std::unique_ptr<X11Events> m_events;
     std::function<void()> m_pressed;
     std::set<Combination> m_grabbed;
-    int m_keyboardEvent = -1; ///< The number of the keyboard extension's events.
+    int m_keyboardEvent = -1; ///< The event number of the XKB extension.
     bool m_isOurs = false;
     bool m_layoutHasChanged = false;
-    quint8 m_heldKey = 0; ///< The code of the key whose press was the last one; 0: it is up again.
+    quint8 m_heldKey = 0; ///< The code of the pressed key; 0 after its release.
     quint32 m_lastPress = 0;
     quint32 m_lastRepeat = 0;
 };

@@ -13,10 +13,10 @@
 #include <utility>
 
 namespace {
-// A server that has not answered a first connection by then will not show a panel either.
+// How long the server may take to accept a first connection.
 constexpr std::chrono::milliseconds serverLimit{5000};
 
-// What the panel's own corners look like.
+// The radius of the panel's corners.
 constexpr double cornerRadius = 14;
 
 xcb_window_t windowId(NativeWindow &window)
@@ -31,19 +31,19 @@ bool serverAnswers()
     return probe.call(connects, serverLimit).value_or(false);
 }
 
-// The resolution of fonts at which things have the sizes that they were drawn for.
+// The font resolution that corresponds to a scale factor of 1.
 constexpr int usualResolution = 96;
 
-// What desktops write for toolkits to read; 0 where they do not.
+// The font resolution from the X resources; 0 if there is none.
 double desktopResolution()
 {
     const XcbDisplay display = Xcb::open();
     if (!display.connection)
         return 0;
     xcb_connection_t *const connection = display.connection.get();
-    // The resources of all screens are on the first one.
+    // The resources are a property of the first screen's root window.
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    constexpr uint32_t longest = 16 * 1024; // In units of four bytes.
+    constexpr uint32_t longest = 16 * 1024; // in units of four bytes
     const XcbReply<xcb_get_property_reply_t> resources(
         xcb_get_property_reply(connection,
                                xcb_get_property(connection, 0, root, XCB_ATOM_RESOURCE_MANAGER,
@@ -58,7 +58,7 @@ double desktopResolution()
     return 0;
 }
 
-// Who chose another of the toolkit's ways to show windows knows what it needs.
+// Whether the user has not chosen another platform plugin of Qt.
 bool choosesX11()
 {
     const QByteArray chosen = qgetenv("QT_QPA_PLATFORM");
@@ -90,15 +90,15 @@ bool LinuxShell::hasDisplay()
 
 QByteArrayList LinuxShell::toolkitArguments() const
 {
-    // Under Wayland too: there, nobody but X11 lets a program bring its window forward by itself.
+    // Also on Wayland, where only X11 windows can be activated by their program.
     return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ? QByteArrayList{"-platform", "xcb"}
                                                           : QByteArrayList();
 }
 
 std::optional<int> LinuxShell::fontResolution()
 {
-    // Desktops that measure the screen come to 99 or 101. Scaled by that, hairlines are blurred and
-    // corners notched: quarters are what all that is drawn can be scaled by.
+    // Desktops that measure the screen set resolutions such as 99 or 101. At such scale factors,
+    // hairlines are blurred and corners are uneven, so the factor is rounded to quarters.
     const double told = desktopResolution();
     const double quarters = std::round(4 * told / usualResolution);
     return quarters > 0 ? std::optional(static_cast<int>(quarters * usualResolution / 4))
@@ -107,17 +107,17 @@ std::optional<int> LinuxShell::fontResolution()
 
 void LinuxShell::observeReopening(std::function<void(bool)>)
 {
-    // The desktop starts the program once more, and that start reaches us as a request.
+    // The desktop starts the program again, which sends a request to this process.
 }
 
 void LinuxShell::setRegularPolicy()
 {
-    // Whoever has an ordinary window is a regular application here.
+    // An application with a normal window is a regular one here.
 }
 
 void LinuxShell::addMenuItem(const QString &, QChar, std::function<void()>)
 {
-    // There is no menu bar: the panel itself listens to the key.
+    // There is no menu bar; the panel itself handles the shortcut.
 }
 
 bool LinuxShell::isActive()
@@ -160,7 +160,7 @@ bool LinuxShell::isVisible(NativeWindow &window)
 
 bool LinuxShell::isKey(NativeWindow &window)
 {
-    // The toolkit takes the hot key's grab for a loss of the focus; the window manager does not.
+    // During the hot key's grab, Qt reports that the focus is lost; the window manager does not.
     ShellSession *const current = session();
     const std::optional<xcb_window_t> active =
         current ? current->activeWindow() : std::optional<xcb_window_t>();
@@ -170,7 +170,7 @@ bool LinuxShell::isKey(NativeWindow &window)
 void LinuxShell::makeKeyAndOrderFront(NativeWindow &window)
 {
     const bool wasShown = window.isShown();
-    // Put in its place beforehand, a window is not seen to jump there.
+    // Centred before it is shown, so that it does not jump.
     if (!wasShown)
         center(window);
     ShellSession *const current = session();
@@ -189,14 +189,14 @@ void LinuxShell::center(NativeWindow &window)
         window.resize(fitting);
     QRect place(QPoint(), area.isEmpty() ? window.size() : fitting);
     place.moveCenter(area.center());
-    // Whatever does not fit, the command field does.
+    // If the window is larger than the screen, its top left corner remains visible.
     place.moveTopLeft({std::max(place.left(), area.left()), std::max(place.top(), area.top())});
     window.moveTo(place.topLeft());
 }
 
 void LinuxShell::style(NativeWindow &)
 {
-    // Its flags have made it so.
+    // The window flags have that effect.
 }
 
 void LinuxShell::placeMaterialBehind(NativeWindow &window, Material)

@@ -9,8 +9,8 @@
 class LinuxHotKey;
 class ShellSession;
 
-/// The application on an X desktop: windows come forward and give the focus back through EWMH.
-/// Borrows the hot key, which must outlive it.
+/// The application on an X desktop, which activates its windows and returns the focus by EWMH. The
+/// hot key must outlive it.
 class LinuxShell final : public Shell
 {
 public:
@@ -47,13 +47,13 @@ public:
     void observeComposition(std::function<void()> changed) override;
 
 private:
-    /// The session with the X server, where there is one.
+    /// The session with the X server, if there is one.
     ShellSession *session();
 
     const LinuxHotKey &m_hotKey;
-    quint32 m_usedPress = 0; ///< The press of the hot key that has had its effect.
-    quint32 m_userTime = 0;  ///< When the user asked for us; 0 where that is not known.
-    std::optional<std::unique_ptr<ShellSession>> m_session; ///< Present once it was tried.
+    quint32 m_usedPress = 0; ///< The time of the hot key's press that was handled.
+    quint32 m_userTime = 0;  ///< The time of the user's action; 0 if unknown.
+    std::optional<std::unique_ptr<ShellSession>> m_session; ///< Set after the first attempt.
     std::function<void()> m_compositionChanged;
     DesktopNotice m_notice;
 };

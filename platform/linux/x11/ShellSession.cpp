@@ -12,7 +12,7 @@
 namespace {
 constexpr xcb_window_t noWindow = XCB_WINDOW_NONE;
 
-// Rectangles that together are one with round corners, each as x, y, width and height.
+// A rectangle with round corners as a list of rectangles: x, y, width and height each.
 std::vector<uint32_t> roundedRegion(QSize size, double radius)
 {
     const auto rows = std::min(static_cast<int>(std::ceil(radius)), size.height() / 2);
@@ -70,8 +70,8 @@ void ShellSession::watch(xcb_window_t window)
 void ShellSession::prepare(xcb_window_t window)
 {
     watch(window);
-    // An ordinary window to all who take the first kind that they know; those that tile look for a
-    // dialog among all of them.
+    // A normal window for window managers that use the first type that they know; tiling ones
+    // search all types for a dialog.
     std::array kinds{m_ewmh._NET_WM_WINDOW_TYPE_NORMAL, m_ewmh._NET_WM_WINDOW_TYPE_DIALOG};
     xcb_ewmh_set_wm_window_type(&m_ewmh, window, kinds.size(), kinds.data());
     m_events->flush();
@@ -180,7 +180,7 @@ void ShellSession::handle(const xcb_generic_event_t &event)
         const auto window = reinterpret_cast<const xcb_map_notify_event_t &>(event).window;
         if (window == m_activating)
             retryActivation();
-        // A window manager forgets what it was asked when a window goes.
+        // Window managers drop the state when a window is withdrawn.
         if (window == m_above)
             keepAbove(window, true);
     } else if (type == XCB_PROPERTY_NOTIFY) {
@@ -210,7 +210,7 @@ void ShellSession::handle(const xcb_generic_event_t &event)
     }
 }
 
-// Who blurs says so on the screen's own window.
+// Compositors announce blur on the root window.
 bool ShellSession::announcesBlur() const
 {
     const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
@@ -230,10 +230,10 @@ void ShellSession::readComposition(bool isComposited)
         m_compositionChanged();
 }
 
-// The toolkit asks where its window is while the window manager still puts a frame around it, and
-// hears nothing more where the window ends up where it was meant to be. It would then go on with
-// the place of that moment, the screen's corner: the panel would jump when it is dragged, and be
-// centred on the wrong screen. Window managers use this message for the same purpose.
+// Qt reads the window's position while the window manager is still adding a frame, and is not
+// notified later if the window ends up at the requested position. It would then keep the position
+// of that moment, the corner of the screen: the panel would jump when it is dragged, and be centred
+// on the wrong screen. Window managers send the same synthetic event for that purpose.
 void ShellSession::sendConfigureNotify(xcb_window_t window)
 {
     const auto sizeCookie = xcb_get_geometry(connection(), window);
@@ -252,7 +252,7 @@ void ShellSession::sendConfigureNotify(xcb_window_t window)
         told.y = place->dst_y;
         told.width = size->width;
         told.height = size->height;
-        // Every event is of the same size on the wire, also where its description is shorter.
+        // All events have the same size on the wire, also if their structs are smaller.
         std::array<char, sizeof(xcb_raw_generic_event_t)> message{};
         static_assert(sizeof(told) <= message.size());
         std::memcpy(message.data(), &told, sizeof(told));
@@ -281,9 +281,9 @@ void ShellSession::requestFocus(xcb_window_t window)
     m_events->flush();
 }
 
-// A window manager may have looked at the window's age only and left it behind. But where the
-// window has had the focus since, and the user has gone on to another one, asking again would be
-// theft: the answer waited for here brings all events until now, and they are looked at first.
+// The window manager may have refused the focus because of the window's age. But if the window has
+// had the focus since and the user has switched to another window, activating again would steal the
+// focus. Waiting for this reply delivers all earlier events, which are processed first.
 void ShellSession::retryActivation()
 {
     (void)activeWindow();
@@ -301,7 +301,7 @@ void ShellSession::giveFocusBack()
     const xcb_window_t window = std::exchange(m_previous, noWindow);
     if (window == noWindow)
         return;
-    // What was closed, minimised or left on another desktop meanwhile stays so.
+    // A window that was closed, minimised or moved to another desktop meanwhile is not activated.
     const XcbReply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
         connection(), xcb_get_window_attributes(connection(), window), nullptr));
     if (attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE) {

@@ -10,13 +10,13 @@
 
 #include <xcb/xcb_ewmh.h>
 
-/// What the shell asks of the X server and its window manager, and what the server's events tell
-/// how that went. Main thread.
+/// The shell's requests to the X server and its window manager, and the events that follow. Main
+/// thread.
 class ShellSession
 {
 public:
-    /// Calls this whenever isComposited() or blursBehind() has changed. Nothing where there is no
-    /// server.
+    /// Calls `compositionChanged` when isComposited() or blursBehind() has changed. Null if there
+    /// is no server.
     [[nodiscard]] static std::unique_ptr<ShellSession>
     open(std::function<void()> compositionChanged);
     ~ShellSession();
@@ -26,32 +26,31 @@ public:
     [[nodiscard]] bool isComposited() const { return m_isComposited; }
     [[nodiscard]] bool blursBehind() const { return m_isComposited && m_blursBehind; }
 
-    /// Nothing where no window manager tells.
+    /// Nothing if there is no window manager.
     [[nodiscard]] std::optional<xcb_window_t> activeWindow();
 
-    /// That window had the focus before ours.
+    /// Stores the window that had the focus before ours.
     void rememberFocus(xcb_window_t window) { m_previous = window; }
 
-    /// From now on we hear when the window comes and goes. Before it is shown for the first time:
-    /// window managers that tile leave its size and place to it.
+    /// Selects the window's events. Must be called before it is first shown, so that tiling window
+    /// managers do not change its geometry.
     void prepare(xcb_window_t window);
 
-    /// Above all other windows, or no longer; now or once it is shown.
+    /// Keeps the window above all others or not; takes effect now or once it is shown.
     void keepAbove(xcb_window_t window, bool isAbove);
 
-    /// Asks the task bar to point at the window. Focus ends that.
+    /// Requests attention in the task bar. Focusing the window ends that.
     void demandAttention(xcb_window_t window);
 
-    /// Asks for the focus: with the time of the user's key press where there was one, so that the
-    /// window manager sees that this is no theft; else as a task bar would. Once more when the
-    /// window is there, where it is still awaited.
+    /// Requests the focus, with the time of the user's key press if there was one, so that the
+    /// window manager does not treat it as focus stealing, or else like a task bar. Repeats the
+    /// request once the window is mapped, if it is awaited.
     void bringForward(xcb_window_t window, quint32 userTime, bool isAwaited);
 
-    /// The focus goes back to whoever had it, once the window is gone.
+    /// Returns the focus to the previous window once this one is unmapped.
     void giveBackAfter(xcb_window_t window);
 
-    /// From now on what is behind the window is out of focus, except behind its round corners. In
-    /// pixels.
+    /// Requests blur behind the window, except behind its round corners. In pixels.
     void blurBehind(xcb_window_t window, QSize size, double cornerRadius);
 
 private:
@@ -77,7 +76,7 @@ private:
     std::unique_ptr<X11Events> m_events;
     std::function<void()> m_compositionChanged;
     xcb_ewmh_connection_t m_ewmh{};
-    xcb_atom_t m_manager = XCB_ATOM_NONE; ///< The selection that a compositor owns.
+    xcb_atom_t m_manager = XCB_ATOM_NONE; ///< The compositor's selection.
     xcb_atom_t m_blur = XCB_ATOM_NONE;
     xcb_window_t m_blurred = XCB_WINDOW_NONE;
     QSize m_blurredSize;
@@ -87,7 +86,8 @@ private:
     bool m_blursBehind = false;
     xcb_window_t m_above = XCB_WINDOW_NONE;
     quint32 m_userTime = XCB_CURRENT_TIME;
-    xcb_window_t m_previous = XCB_WINDOW_NONE;   ///< What had the focus before us.
-    xcb_window_t m_activating = XCB_WINDOW_NONE; ///< What wants the focus once it is mapped.
-    xcb_window_t m_hiding = XCB_WINDOW_NONE;     ///< What gives the focus back once it is gone.
+    xcb_window_t m_previous = XCB_WINDOW_NONE;   ///< The window that had the focus before ours.
+    xcb_window_t m_activating = XCB_WINDOW_NONE; ///< The window to activate once it is mapped.
+    xcb_window_t m_hiding =
+        XCB_WINDOW_NONE; ///< The window after whose unmapping the focus is returned.
 };

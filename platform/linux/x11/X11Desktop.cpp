@@ -18,13 +18,13 @@ constexpr std::chrono::milliseconds answerLimit{2000};
 
 using PropertyReply = XcbReply<xcb_get_property_reply_t>;
 
-// Applications choose these themselves, so megabytes of them are not fetched: 4 KiB.
+// Applications set these properties, so their size is limited to 4 KiB.
 constexpr uint32_t maxTextLength = 1024;
 constexpr uint32_t maxListLength = 1024;
 
-// The server has no room for more windows than these.
+// More windows than a server can have.
 constexpr uint32_t maxWindows = 1U << 20;
-// How many are described for a list, and how many at once in search of one.
+// How many windows are described for a list, and in one batch of a search.
 constexpr size_t maxDescribed = 1024;
 constexpr size_t describedAtOnce = 64;
 
@@ -48,7 +48,7 @@ bool contains(std::span<const uint32_t> atoms, xcb_atom_t atom)
 }
 } // namespace
 
-// What the user works in, if that is anything.
+// The window in which the user works, if any.
 struct X11Desktop::Front
 {
     std::optional<X11Window> window;
@@ -113,8 +113,7 @@ public:
 
     bool activate(xcb_window_t window)
     {
-        // Several window managers leave a window where it is that is on another desktop, or whose
-        // request names no time.
+        // Several window managers do not activate a window on another desktop, or without a time.
         const auto desktopCookie = ask(window, m_ewmh._NET_WM_DESKTOP, 1);
         const auto currentCookie = ask(root(), m_ewmh._NET_CURRENT_DESKTOP, 1);
         const std::optional<uint32_t> desktop = first(answer(desktopCookie), XCB_ATOM_CARDINAL);
@@ -122,7 +121,7 @@ public:
         const xcb_timestamp_t now = serverTime();
         if (desktop && current && *desktop != allDesktops && *desktop != *current)
             xcb_ewmh_request_change_current_desktop(&m_ewmh, m_display.number, *desktop, now);
-        // As a task bar would ask: what the user told us to bring forward is no theft of focus.
+        // Like a task bar, since the user requested it.
         xcb_ewmh_request_change_active_window(&m_ewmh, m_display.number, window,
                                               XCB_EWMH_CLIENT_SOURCE_TYPE_OTHER, now,
                                               XCB_WINDOW_NONE);
@@ -140,16 +139,16 @@ public:
     }
 
 private:
-    // What the window manager tells of all windows together.
+    // The window manager's properties of the screen.
     struct Screen
     {
         std::vector<uint32_t> byAge;
         std::vector<uint32_t> frontToBack;
         uint32_t active = XCB_WINDOW_NONE;
-        std::optional<uint32_t> desktop; ///< The one that is shown.
+        std::optional<uint32_t> desktop; ///< The current one.
     };
 
-    // The questions about one window that are on their way.
+    // Pending requests about one window.
     struct Asked
     {
         xcb_get_property_cookie_t name, legacyName, windowClass, state, type, desktop;
@@ -183,7 +182,7 @@ private:
         return PropertyReply(xcb_get_property_reply(connection(), cookie, nullptr));
     }
 
-    // The server tells its time with each change of a property, also with one that changes nothing.
+    // Each change of a property has the server's time, even if it appends nothing.
     [[nodiscard]] xcb_timestamp_t serverTime() const
     {
         const xcb_window_t witness = xcb_generate_id(connection());
@@ -206,7 +205,7 @@ private:
         return time;
     }
 
-    // True when all that was sent has reached the server.
+    // Whether all requests have reached the server.
     [[nodiscard]] bool arrived() const
     {
         const XcbReply<xcb_get_input_focus_reply_t> reply(
@@ -235,7 +234,7 @@ private:
                 .desktop = first(desktop, XCB_ATOM_CARDINAL)};
     }
 
-    // The window manager may name one that is gone, or that it keeps for itself.
+    // The window manager may name a destroyed window, or one of its own.
     [[nodiscard]] std::optional<X11Window> activeWindow(const Screen &screen)
     {
         if (std::ranges::find(screen.frontToBack, screen.active) == screen.frontToBack.end())
@@ -258,7 +257,7 @@ private:
         return std::nullopt;
     }
 
-    // All questions go out before the first answer is waited for.
+    // Sends all requests before waiting for the first reply.
     [[nodiscard]] QList<X11Window> describe(std::span<const uint32_t> ids,
                                             std::optional<uint32_t> currentDesktop)
     {
@@ -290,7 +289,7 @@ private:
                 .process = m_process->ask(id)};
     }
 
-    // Some come whether they were asked for or not, and would be kept for ever.
+    // Some events are sent without being selected, and would be queued for ever.
     void dropEvents() const
     {
         while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())}) {
@@ -328,8 +327,7 @@ private:
     {
         if (!reply || reply->format != 8)
             return std::nullopt;
-        // Some write a null character behind it, which would end whatever the title becomes part
-        // of.
+        // Some applications append a null character, which would cut texts that contain the title.
         const QByteArray value = bytes(reply).split('\0').constFirst();
         if (reply->type == m_ewmh.UTF8_STRING)
             return QString::fromUtf8(value);
@@ -338,7 +336,7 @@ private:
         return std::nullopt;
     }
 
-    // The first type that we know decides; a window that names none is an ordinary one.
+    // Uses the first known type; a window without one is normal.
     [[nodiscard]] X11Window::Kind kind(std::span<const uint32_t> types) const
     {
         for (const xcb_atom_t type : types) {
@@ -363,10 +361,10 @@ private:
 
     XcbDisplay m_display;
     xcb_ewmh_connection_t m_ewmh{};
-    std::optional<WindowProcess> m_process; ///< There from the moment the session is.
+    std::optional<WindowProcess> m_process; ///< Set when the session is open.
 };
 
-// Made at the first question, and again after the server went away.
+// Created by the first request, and again after the server was gone.
 struct X11Desktop::Connection
 {
     Session *session()

@@ -30,7 +30,7 @@ X11Events::~X11Events()
 void X11Events::flush()
 {
     xcb_flush(connection());
-    // An event that was read together with an answer does not wake the notifier any more.
+    // Events that were read together with a reply do not activate the notifier.
     if (!std::exchange(m_drainIsDue, true))
         QMetaObject::invokeMethod(this, &X11Events::drain, Qt::QueuedConnection);
 }

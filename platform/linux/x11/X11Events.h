@@ -8,11 +8,11 @@
 #include <functional>
 #include <memory>
 
-/// A connection to the X server of one's own whose events arrive on the main thread. Goes silent
-/// when the server does. Main thread.
+/// A connection to the X server whose events are delivered on the main thread. Delivers none after
+/// the server is gone. Main thread.
 ///
-/// Its requests wait for the server without bound, as the toolkit's do: a panel has nothing to show
-/// while the server that would show it hangs.
+/// Requests block on the server without a timeout, like those of the toolkit: while the server
+/// hangs, the panel is not visible either.
 class X11Events final : public QObject
 {
     Q_OBJECT
@@ -20,7 +20,7 @@ class X11Events final : public QObject
 public:
     using Handler = std::function<void(const xcb_generic_event_t &)>;
 
-    /// Nothing without a server.
+    /// Null without a server.
     [[nodiscard]] static std::unique_ptr<X11Events> open(Handler handler);
     ~X11Events() override;
 
@@ -28,8 +28,8 @@ public:
     [[nodiscard]] int screen() const { return m_display.number; }
     [[nodiscard]] quint32 root() const { return m_display.screen->root; }
 
-    /// Sends what was asked for. To be called after every group of requests: events that came with
-    /// an answer are delivered from the event loop.
+    /// Sends the pending requests. Must be called after every group of requests: events that
+    /// arrived with a reply are delivered from the event loop.
     void flush();
 
 private:

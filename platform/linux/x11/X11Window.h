@@ -9,55 +9,55 @@
 #include <optional>
 #include <set>
 
-/// Whether there is a display at all: applications that are started without one only die.
+/// Whether there is a display: without one, applications cannot be started.
 [[nodiscard]] inline bool hasDisplay()
 {
     return !qEnvironmentVariableIsEmpty("DISPLAY") ||
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-/// The X server's name for a window.
+/// The X server's id of a window.
 enum class X11WindowId : quint32 {};
 
-/// One window as the window manager and its application describe it.
+/// A window as the window manager and its application describe it.
 struct X11Window
 {
     enum class Kind {
         ordinary, ///< An application's window or dialog.
         extra,    ///< A dock, a menu, a palette, …
-        desktop,  ///< What is behind all others.
+        desktop,  ///< The desktop itself, behind all others.
     };
 
     X11WindowId id{};
     std::optional<ProcessId> owner;
-    QString instanceName; ///< The two halves of WM_CLASS.
+    QString instanceName; ///< The two parts of WM_CLASS.
     QString className;
     std::optional<QString> title;
     Kind kind = Kind::ordinary;
-    bool onScreen = true; ///< Neither minimised nor on another desktop.
+    bool onScreen = true; ///< Not minimised and not on another desktop.
     bool inTaskBar = true;
 
-    /// Whether it is one of those that people work in.
+    /// Whether users work in it.
     [[nodiscard]] bool isOrdinary() const { return kind == Kind::ordinary && inTaskBar; }
 
-    /// Whether it is the assistant's, which runs as these processes. One that runs out of sight, in
-    /// a container or as another user, is known by its windows' class.
+    /// Whether it belongs to one of these processes of the assistant. An instance whose process is
+    /// not visible, in a container or of another user, is recognised by the window's class.
     [[nodiscard]] bool isOurs(const std::set<ProcessId> &ours) const;
 };
 
-/// The window manager's view of the screen at one moment.
+/// The window manager's state of the screen at one time.
 struct X11Snapshot
 {
-    QList<X11Window> windows;   ///< Front to back, a thousand at most.
+    QList<X11Window> windows;   ///< From front to back, a thousand at most.
     QList<X11WindowId> clients; ///< In the order in which they appeared.
     std::optional<X11Window> active;
 };
 
-/// Whom a window belongs to, for the user: what its desktop entry calls it, else its class.
+/// The owner of a window for the user: the name in its desktop entry, or else its class.
 struct WindowOwner
 {
     std::optional<QString> name;
-    std::optional<QString> location; ///< Its desktop entry's, or what counts in place of that.
+    std::optional<QString> location; ///< The path of its desktop entry, or a pseudo-location.
 };
 
 [[nodiscard]] WindowOwner ownerOf(const X11Window &window);

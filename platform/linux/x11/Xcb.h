@@ -9,14 +9,14 @@
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
-/// What everything that speaks to the X server has in common. Needs the standard library only,
-/// since the keyboard program has nothing else.
+/// Shared by all code that uses the X server. Needs only the standard library, because the keyboard
+/// program is not linked with Qt.
 
 struct XcbFree
 {
     void operator()(void *memory) const { std::free(memory); }
 };
-/// Owns what xcb returned: a reply, an error or an event.
+/// Owns a reply, an error or an event of xcb.
 template <typename T>
 using XcbReply = std::unique_ptr<T, XcbFree>;
 
@@ -26,17 +26,16 @@ struct XcbDisconnect
 };
 using XcbConnection = std::unique_ptr<xcb_connection_t, XcbDisconnect>;
 
-/// A connection to the X server that the environment names, and its screen that programs are to
-/// use.
+/// A connection to the X server of the environment, and its default screen.
 struct XcbDisplay
 {
     XcbConnection connection; ///< Null without a server.
-    int number = 0;           ///< The screen's.
+    int number = 0;           ///< The screen's number.
     const xcb_screen_t *screen = nullptr;
 };
 
 namespace Xcb {
-/// Connects to the display. Waits for the server without bound.
+/// Connects to the display. May block on the server without a timeout.
 [[nodiscard]] XcbDisplay open();
 
 [[nodiscard]] inline bool isAlive(const XcbConnection &connection)
@@ -44,37 +43,37 @@ namespace Xcb {
     return connection && xcb_connection_has_error(connection.get()) == 0;
 }
 
-/// What the server says about one of its extensions; null if it does not have it.
+/// The server's data on an extension; null if it does not have it.
 [[nodiscard]] const xcb_query_extension_reply_t *extension(xcb_connection_t *connection,
                                                            xcb_extension_t &id);
 
-/// The value of a property of that type; empty for a window that is gone or has another one.
+/// The value of a property of that type; empty if the window was destroyed or the property has
+/// another type.
 [[nodiscard]] std::span<const uint32_t> numbers(const xcb_get_property_reply_t *reply,
                                                 xcb_atom_t type);
 
-/// The bytes of a property of any type; empty as above.
+/// The bytes of a property of any type; empty if there is none.
 [[nodiscard]] std::span<const uint8_t> bytes(const xcb_get_property_reply_t *reply);
 } // namespace Xcb
 
-/// Tells which process a window belongs to. What the server knows of its clients decides, as it
-/// holds in containers too; what they say of themselves counts if it knows nothing. Borrows the
-/// connection; one thread at a time.
+/// Finds the process of a window. Prefers the server's knowledge of its clients, which also works
+/// with containers, to their own property. The connection must outlive it; not thread-safe.
 class WindowProcess
 {
 public:
-    /// A question that is on its way; each has to be answered.
+    /// A pending request; answer() must be called for each.
     struct Asked
     {
         xcb_get_property_cookie_t said;
         xcb_res_query_client_ids_cookie_t known;
     };
 
-    /// `property` is the atom of _NET_WM_PID. Waits for the server once.
+    /// `property` is the atom of _NET_WM_PID. Makes one round trip.
     WindowProcess(xcb_connection_t *connection, xcb_atom_t property);
 
     [[nodiscard]] Asked ask(xcb_window_t window) const;
 
-    /// Waits for the server; nothing if neither tells, or the window is gone.
+    /// Waits for the server; nothing if both are unknown or the window was destroyed.
     [[nodiscard]] std::optional<uint32_t> answer(const Asked &asked) const;
 
 private:
@@ -82,5 +81,5 @@ private:
 
     xcb_connection_t *m_connection;
     xcb_atom_t m_property;
-    bool m_serverTells = false; ///< Whether the server knows its clients' processes.
+    bool m_serverTells = false; ///< Whether the server knows the processes of its clients.
 };
