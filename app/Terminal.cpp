@@ -188,7 +188,7 @@ void Terminal::dropInput()
     (void)dropTyped();
 }
 
-bool Terminal::dropTyped()
+bool Terminal::dropTyped() const
 {
     // Otherwise the system would stop the process as a background job.
     const pid_t foreground = tcgetpgrp(STDIN_FILENO);

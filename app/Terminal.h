@@ -59,7 +59,7 @@ Q_SIGNALS:
 private:
     void askPage();
     /// Drops unread input and returns whether there was any.
-    bool dropTyped();
+    bool dropTyped() const;
     void takeAnswers();
     void endQuestion();
     void readAnswer();

@@ -25,7 +25,7 @@ constexpr qint64 megabyte = 1'000'000;
 // The sizes of the catalogue are rounded to the megabyte; other editions of a model differ by more.
 constexpr double sizeTolerance = 0.05;
 
-constexpr qint64 pieceBytes = 4 * 1024 * 1024;
+constexpr qint64 pieceBytes = 4LL * 1024 * 1024;
 
 std::filesystem::path native(const QString &path)
 {

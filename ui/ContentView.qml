@@ -110,8 +110,9 @@ FocusScope {
                 anchors.bottom: parent.bottom
                 anchors.left: parent.left
                 anchors.right: parent.right
+                // The pragma that binds a component to its file came with Qt 6.5.
                 sourceComponent: SetUpStrip {
-                    models: content.models
+                    models: content.models // qmllint disable unqualified
                 }
             }
 

@@ -89,7 +89,7 @@ Window {
                     target: null
 
                     onActiveChanged: if (active) {
-                        window.startSystemMove();
+                        window.startSystemMove(); // qmllint disable unqualified
                         Qt.callLater(mover.renew);
                     }
                 }
