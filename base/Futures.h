@@ -4,10 +4,9 @@
 #include <QFuture>
 #include <QPromise>
 
-/// Futures that carry no value: they are over, or they have failed with an exception.
+/// Futures without a value, which are finished or have failed with an exception.
 namespace Futures {
-/// The future of something that is done already. Qt's function for this has another name from 6.6
-/// on.
+/// A finished future. Qt 6.6 has renamed its function for this.
 [[nodiscard]] inline QFuture<void> done()
 {
     QPromise<void> promise;
@@ -21,7 +20,7 @@ namespace Futures {
     return QtFuture::makeExceptionalFuture<void>(error);
 }
 
-/// Ends a promise that has been started as a failure.
+/// Finishes a started promise with a failure.
 inline void fail(QPromise<void> &promise, const QException &error)
 {
     promise.setException(error);

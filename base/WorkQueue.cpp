@@ -123,7 +123,7 @@ void WorkQueue::close(std::function<void()> last)
         return;
     m_state->closed = true;
     dropped.swap(m_state->waiting);
-    // An overdue call may not even have begun. Its caller cannot tell, so it is made in any case.
+    // An overdue call may not have begun yet. It is run in any case, since its caller cannot tell.
     if (m_state->isOverdue && !m_state->running) {
         m_state->waiting.push_back(std::move(dropped.front()));
         dropped.pop_front();

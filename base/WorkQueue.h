@@ -36,11 +36,10 @@ public:
     /// left.
     void add(Job job);
 
-    /// For work that may never return, such as a question to a server that hangs: waits for its
-    /// result for as long as the limit, and returns nothing after that. Returns nothing at once if
-    /// the queue has other work, which may be an earlier call that is overdue, or if there is no
-    /// thread left. The work may outlast the call and the queue, so it owns what it uses. It must
-    /// not throw.
+    /// Runs work that may never return, such as a request to a server that hangs, and waits for its
+    /// result. Returns nothing after the timeout; returns nothing at once if the queue has other
+    /// work, which may be an overdue call, or if the system has no thread left. The work may
+    /// outlive the call and the queue, so it must own what it uses. It must not throw.
     template <typename Work>
     [[nodiscard]] auto call(Work work, std::chrono::milliseconds limit)
         -> std::optional<decltype(work())>
@@ -53,8 +52,8 @@ public:
     }
 
     /// Refuses all waiting jobs, lets the running one finish, runs the last work, and returns when
-    /// the thread has ended. A call that is overdue is not
-    /// waited for. Without a thread, the last work runs on the calling one. Later calls do nothing.
+    /// the thread has ended. Does not wait for an overdue call. Without a thread, the last work
+    /// runs on the calling one. Later calls do nothing.
     void close(std::function<void()> last = {});
 
     /// For a running job that will never return: refuses it, gives its thread up and continues with

@@ -41,7 +41,7 @@ std::filesystem::path native(const QString &path)
 // False if the file system has no such links, or the file is on another one.
 bool link(const QString &source, const QString &destination)
 {
-    // Beside its place at first: the place holds a whole file at any moment.
+    // First beside the destination, so that the destination is replaced atomically.
     const std::filesystem::path beside =
         native(PartialFile::newPath(QFileInfo(destination).path()));
     std::error_code error;
@@ -76,7 +76,7 @@ void copy(const QString &source, const QString &destination,
         done += length;
         onProgress(static_cast<double>(done) / static_cast<double>(std::max(done, from.size())));
     }
-    // Else a power cut could leave an empty file in place of a whole one.
+    // Before the move: otherwise a power cut could leave an empty file at the destination.
     to.flush();
     to.moveTo(destination);
 }
@@ -84,7 +84,7 @@ void copy(const QString &source, const QString &destination,
 
 QCoro::Task<> ModelStore::check(QString path)
 {
-    // The file is mapped, not read as a whole; what is cut short shows all the same.
+    // The file is mapped, not read completely; a truncated file still fails.
     const auto engine = std::make_shared<LlamaEngine>();
     try {
         co_await engine->load(path);
@@ -108,7 +108,7 @@ ModelStore::Placement ModelStore::place(const QString &source, const LocalModel 
                                         const OnProgress &onProgress)
 {
     const QString destination = QDir(ModelManager::directory()).filePath(model.fileName);
-    // Renaming one of two names of a file to the other would leave both.
+    // Renaming one hard link of a file to another would leave both.
     std::error_code error;
     if (std::filesystem::equivalent(native(source), native(destination), error))
         return Placement::isInPlace;

@@ -9,7 +9,7 @@
 #include <exception>
 #include <functional>
 
-/// A file of the models folder that could not be put there or removed, told in one sentence.
+/// A file could not be added to the models folder or removed from it. what() is one sentence.
 class ModelStoreError : public std::exception
 {
 public:
@@ -22,9 +22,8 @@ private:
     QByteArray m_utf8;
 };
 
-/// The files in the models folder, for users who manage them by hand. Each function blocks for as
-/// long as the disk takes; one thread at a time. A model in use is not harmed: it stays what it
-/// was until it is loaded again.
+/// Manages the files in the models folder for the user. Each function blocks on the disk; not
+/// thread-safe. A model in use is not affected until it is loaded again.
 namespace ModelStore {
 struct File
 {
@@ -35,23 +34,23 @@ struct File
 };
 
 enum class Placement {
-    linked,   ///< The file has a second name in the folder and takes no more room.
+    linked,   ///< The folder has a hard link to the file, which needs no space.
     copied,   ///< The folder has a copy.
-    isInPlace ///< The file was there already.
+    isInPlace ///< The file was there before.
 };
 
-/// Told which share of a copy is done, 0 to 1.
+/// Called with the progress of a copy, from 0 to 1.
 using OnProgress = std::function<void(double fraction)>;
 
-/// Loads a file once, to see that it is a model that works here. Throws ModelStoreError. Unlike the
-/// others this does not block; on the main thread.
+/// Loads a file once, to check that it is a working model. Throws ModelStoreError. Unlike the
+/// others, asynchronous and on the main thread.
 [[nodiscard]] QCoro::Task<> check(QString path);
 
-/// All ordinary files in the folder, by name; not those of a download that is not complete.
+/// All regular files in the folder, sorted by name, without those of incomplete downloads.
 [[nodiscard]] QList<File> files();
 
-/// Puts a file into the folder under the model's name, instead of any that is there: as a hard link
-/// if the file system can do that, else as a copy. Throws ModelStoreError. Does not look into it.
+/// Adds a file to the folder with the model's name and replaces an existing one: as a hard link if
+/// the file system allows that, or else as a copy. Does not check the file. Throws ModelStoreError.
 Placement place(const QString &source, const LocalModel &model, const OnProgress &onProgress);
 
 /// Removes one of files(). Throws ModelStoreError.
@@ -60,6 +59,6 @@ void remove(const QString &name);
 /// A size as users read it: "986.0 MB".
 [[nodiscard]] QString sizeText(qint64 bytes);
 
-/// Whether a file of that size may be the model's: sizes in the catalogue are approximate.
+/// Whether a file of that size may be the model, since sizes in the catalogue are approximate.
 [[nodiscard]] bool isSizeOf(const LocalModel &model, qint64 bytes);
 } // namespace ModelStore

@@ -1,5 +1,4 @@
-// The program with its panel as a user meets it: real windows, real keys, other applications
-// beside.
+// The program with its panel like for a user: real windows, real keys, other applications.
 
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "tests/platform/linux/TestWindow.h"
@@ -21,9 +20,9 @@ using namespace Hands;
 using namespace Qt::StringLiterals;
 
 namespace {
-const QRect inTheMiddle(280, 90, 720, 620); // Of a screen of 1280 by 800.
+const QRect inTheMiddle(280, 90, 720, 620); // on a screen of 1280 by 800
 
-/// A start of the program, from which its output can be read. Killed when this goes away.
+/// A start of the program, with its output. The destructor kills it.
 class Start
 {
 public:
@@ -57,7 +56,7 @@ private:
     QProcess m_process;
 };
 
-/// Whether a compositor is asked to blur what is behind the window.
+/// Whether the window requests blur behind it.
 bool asksForBlur(const X11Window &window)
 {
     xcb_connection_t *const connection = xcb_connect(nullptr, nullptr);
@@ -145,7 +144,7 @@ private:
     [[nodiscard]] bool panelHasTheKeyboard()
     {
         const std::optional<X11Window> found = panel();
-        // The window manager's word and the X server's.
+        // According to the window manager and the X server.
         return found && look().active && look().active->id == found->id &&
                xdotool({u"getwindowfocus"_s}).trimmed() == number(*found).toLatin1();
     }
@@ -302,7 +301,7 @@ void tst_PanelOnDesktop::holdingTheHotKeyIsOnePress()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    // Repeated every 20 ms after 50, or it would take long to be seen.
+    // With a repeat delay of 50 ms and an interval of 20 ms, to be fast.
     QCOMPARE(QProcess::execute(u"xset"_s, {u"r"_s, u"rate"_s, u"50"_s, u"50"_s}), 0);
     xdotool({u"keydown"_s, u"alt"_s, u"keydown"_s, u"space"_s});
     QTRY_VERIFY(!panelIsSeen());
@@ -321,7 +320,7 @@ void tst_PanelOnDesktop::holdingTheHotKeyIsOnePress()
     QTRY_VERIFY(panelHasTheKeyboard());
 }
 
-// Hands let go of the two keys in any order, and the next key may be down before.
+// Users release the two keys in any order, and may press the next key before.
 void tst_PanelOnDesktop::lettingGoOfAltFirstIsOnePress()
 {
     const Start quillon;
@@ -337,14 +336,14 @@ void tst_PanelOnDesktop::lettingGoOfAltFirstIsOnePress()
     xdotool(
         {u"sleep"_s, u"0.2"_s, u"keyup"_s, u"alt"_s, u"sleep"_s, u"0.2"_s, u"keyup"_s, u"space"_s});
     QCOMPARE(QProcess::execute(u"xset"_s, {u"r"_s, u"rate"_s}), 0);
-    // What would have been a second press was before this one.
+    // A second press would have been handled before this one.
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
 }
 
 void tst_PanelOnDesktop::aHotKeyThatIsTakenIsNotMentioned()
 {
-    // Somebody else has all of Alt's combinations with the space bar.
+    // Another client grabs all combinations of Alt with the space bar.
     constexpr xcb_keycode_t spaceBar = 65;
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> owner(
         xcb_connect(nullptr, nullptr), &xcb_disconnect);
@@ -366,7 +365,7 @@ void tst_PanelOnDesktop::aHotKeyThatIsTakenIsNotMentioned()
     QVERIFY(panelHasTheKeyboard());
     QCOMPARE(quillon.errors(), QString());
 
-    // There is the other way.
+    // The other way still works.
     const Start toggle({u"--toggle"_s});
     QTRY_VERIFY(!panelIsSeen());
 }
@@ -379,7 +378,7 @@ void tst_PanelOnDesktop::fiftyQuickTogglesLeaveAPanelThatWorks()
     QTRY_COMPARE(activeTitle(), u"other"_s);
     xdotool({u"key"_s, u"--repeat"_s, u"50"_s, u"--repeat-delay"_s, u"5"_s, u"alt+space"_s});
 
-    // It comes to rest in one of its two states, and the key then leads to the other one.
+    // It ends in one of its two states, and the key then leads to the other one.
     const auto isHidden = [this] { return !panelIsSeen() && activeTitle() == u"other"; };
     bool wasHidden = false;
     int looks = 0;
@@ -413,7 +412,7 @@ void tst_PanelOnDesktop::everySummonPutsThePanelInTheMiddleAgain()
     QTRY_VERIFY(panelHasTheKeyboard());
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
 
-    // Also where it is only covered.
+    // Also if it is only covered.
     xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
     TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
@@ -458,7 +457,7 @@ void tst_PanelOnDesktop::closingThePanelLeavesTheProgramRunning()
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
-    // It is a new window to the X server, and looks as the first one did.
+    // It is a new X window with the same properties.
     QTRY_VERIFY(asksForBlur(*panel()));
 }
 
@@ -514,7 +513,7 @@ void tst_PanelOnDesktop::aSecondStartBringsForwardWhatIsCovered()
     QTRY_COMPARE(activeTitle(), u"other"_s);
     const Start second;
     QTRY_VERIFY(panelHasTheKeyboard());
-    // It was visible, so this is no summon.
+    // It was visible, so it was not summoned.
     QCOMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
 }
 
@@ -555,7 +554,7 @@ void tst_PanelOnDesktop::toggleStartsThePanelWhereNoneRuns()
 }
 
 namespace {
-/// Calls the program as desktops do, which may start it.
+/// Calls the program over the bus like desktops, which may start it.
 bool call(const QString &method, const QVariantList &arguments)
 {
     QDBusMessage message =
@@ -588,11 +587,11 @@ void tst_PanelOnDesktop::theBusStartsThePanelForWhateverIsAskedOfIt()
                                            u"org.freedesktop.DBus"_s, u"ReloadConfig"_s);
         return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
     };
-    const QString service = u"../services/app.quillon.Quillon.service"_s; // Beside the home.
+    const QString service = u"../services/app.quillon.Quillon.service"_s; // beside the home folder
     m_desktop->write(service, "[D-BUS Service]\nName=app.quillon.Quillon\nExec=" PANEL_PROGRAM
                               " --activated\n");
     QVERIFY(reload());
-    // A toggle shows what was not there; the next one hides it.
+    // A toggle shows the panel; the next one hides it.
     const QVariantList toggle{u"toggle"_s, QVariantList(), QVariantMap()};
     QVERIFY(call(u"ActivateAction"_s, toggle));
     QTRY_VERIFY(panelHasTheKeyboard());
@@ -653,7 +652,7 @@ void tst_PanelOnDesktop::aStoppedPredecessorIsNotWaitedForForever()
     QCOMPARE(second.exitCode(), 1);
     QCOMPARE(second.errors(),
              u"Quillon is running but does not answer: end it, then start it again.\n"_s);
-    // It gets what it missed once it goes on.
+    // It receives the missed requests when it continues.
     first.signal(SIGCONT);
     const Start third({u"--toggle"_s});
     QTRY_VERIFY(!third.isRunning());

@@ -252,7 +252,7 @@ void tst_Program::takesNoFileThatIsNoModel()
     QCOMPARE(import.output(), QString());
     QCOMPARE(import.errors(),
              u"“%1” cannot be used: Couldn't load the model file.\n"_s.arg(source));
-    // The one that works is still there.
+    // The working file is kept.
     QCOMPARE(QFileInfo(place).size(), size);
 }
 

@@ -16,8 +16,8 @@ using Qt::StringLiterals::operator""_s;
 /// How long a real application may take on a machine that is busy with other tests.
 constexpr int appLimit = 60'000;
 
-/// As Qt's own with QTRY_, but what was seen once has been seen: a busy application may not answer
-/// when it is asked a second time, and a click must not be repeated.
+/// Like QTRY_COMPARE, but evaluates the expression only once more after success: a busy application
+/// may not answer a second time, and a click must not be repeated.
 #define APP_TRY_COMPARE(actual, expected)                                                          \
     do {                                                                                           \
         auto seen = actual;                                                                        \
@@ -28,19 +28,19 @@ constexpr int appLimit = 60'000;
 #define APP_TRY_VERIFY(condition)                                                                  \
     QVERIFY(QTest::qWaitFor([&] { return bool(condition); }, appLimit))
 
-/// For functions that return something.
+/// For functions that return a value.
 #define APP_TRY_WAIT(condition)                                                                    \
     if (!QTest::qWaitFor([&] { return condition; }, appLimit))                                     \
     qFatal("It never came to " #condition)
 
-/// The application in front, as the model is told of it.
+/// The name of the application in front, as in the model's state line.
 [[nodiscard]] inline QString frontName()
 {
     const auto front = Platform::current().workspace().frontmostApplication();
     return front ? front->name.value_or(QString()) : u"nothing"_s;
 }
 
-/// The title of the window that the keys go to.
+/// The title of the focused window.
 [[nodiscard]] inline QString activeTitle()
 {
     const auto snapshot = X11Desktop().snapshot();
@@ -48,25 +48,25 @@ constexpr int appLimit = 60'000;
     return active ? active->title.value_or(QString()) : QString();
 }
 
-/// The open windows, front to back.
+/// The open windows, from front to back.
 [[nodiscard]] inline QStringList windows()
 {
     return Executor::windowSummary().split(u"; "_s);
 }
 
-/// What the application in front says that it shows.
+/// The controls of the application in front.
 [[nodiscard]] inline QString readUI()
 {
     return outcome(u"read_ui"_s);
 }
 
-/// The process of the running application of that name, or none.
+/// The process of the running application with that name, or 0.
 [[nodiscard]] inline ProcessId processOf(const QString &name)
 {
     return Executor::runningApp(name).value_or(Application()).pid;
 }
 
-/// Clicks the control, if need be again where the application was too busy to answer.
+/// Clicks the control; tries again if the application was too busy to answer.
 inline void click(const QString &label)
 {
     const QString wanted = u"Clicked “"_s + label + u"”."_s;
@@ -89,7 +89,7 @@ inline void press(const QString &key, const QString &modifiers = {})
              u"Pressed "_s + key + u'.');
 }
 
-/// Ends all applications, whatever they would like to ask.
+/// Kills all applications.
 inline void closeEverything()
 {
     for (const Application &each : Platform::current().workspace().runningApplications())

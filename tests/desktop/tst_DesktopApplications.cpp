@@ -5,7 +5,7 @@
 
 using namespace Qt::StringLiterals;
 
-// Applications started, brought forward and ended, with the waits that users get.
+// Starts, activates and quits applications, with the real pauses.
 class tst_DesktopApplications : public QObject
 {
     Q_OBJECT
@@ -25,7 +25,7 @@ private Q_SLOTS:
     void theApplicationIsInThePicture();
 
 private:
-    // Once more where another application, which is only just starting, has come forward meanwhile.
+    // Tries again if another application that was starting has come to the front meanwhile.
     void open(const QString &name, const QString &realName)
     {
         const QDeadlineTimer limit(appLimit);
@@ -107,7 +107,7 @@ void tst_DesktopApplications::aPartOfTheNameDoes()
 {
     open(u"feather"_s, u"FeatherPad"_s);
     open(u"Calc"_s, u"Calculator"_s);
-    // Among the running ones first.
+    // Running applications are searched first.
     open(u"pad"_s, u"FeatherPad"_s);
     QVERIFY(m_desktop->processes(u"/mousepad"_s).isEmpty());
 }
@@ -137,7 +137,7 @@ void tst_DesktopApplications::anApplicationThatHangsHoldsNobodyUp()
              u"Asked Mousepad to quit (it may be waiting on a save prompt)."_s);
     QVERIFY(outcome(u"screenshot"_s, {{u"folder"_s, u"home"_s}}).startsWith(u"Saved"_s));
     QCOMPARE(::kill(pid, SIGCONT), 0);
-    // It still does what it was asked to.
+    // It still quits when requested.
     APP_TRY_VERIFY(m_desktop->processes(u"/mousepad"_s).isEmpty());
 }
 

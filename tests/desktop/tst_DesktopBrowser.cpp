@@ -12,7 +12,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A page with that title.
+// An HTML page with that title.
 HttpServer::Answer page(const QByteArray &title, const QByteArray &body)
 {
     return {.body = "<!DOCTYPE html><html lang=en><head><meta charset=utf-8><title>" + title +
@@ -33,7 +33,7 @@ QSslConfiguration loopbackTls()
 }
 } // namespace
 
-// Chromium, and pages that this test serves.
+// Tests Chromium with pages that the test serves.
 class tst_DesktopBrowser : public QObject
 {
     Q_OBJECT
@@ -55,7 +55,7 @@ private Q_SLOTS:
     void quittingEndsTheBrowser();
 
 private:
-    // The paths that were asked for, without what browsers ask for by themselves.
+    // The requested paths, without those that browsers request by themselves.
     [[nodiscard]] QList<QByteArray> asked(const HttpServer &server) const
     {
         QList<QByteArray> paths;
@@ -73,7 +73,7 @@ private:
         APP_TRY_COMPARE(frontWindow(), u"Chromium Web Browser — "_s + title + u" - Chromium"_s);
     }
 
-    // A session on the real desktop, whose model plans this.
+    // Starts a session on the real desktop whose model gives these replies.
     void plan(const QStringList &replies)
     {
         auto engine = std::make_shared<ScriptedEngine>();
@@ -90,7 +90,7 @@ private:
 
     std::unique_ptr<VirtualDesktop> m_desktop;
     std::unique_ptr<HttpServer> m_server;
-    std::unique_ptr<HttpServer> m_engine; ///< In place of the search engine.
+    std::unique_ptr<HttpServer> m_engine; ///< Replaces the search engine.
     std::unique_ptr<ModelManager> m_models;
     std::unique_ptr<AgentSession> m_session;
 };
@@ -119,7 +119,8 @@ void tst_DesktopBrowser::initTestCase()
     m_desktop->install(u"debian-xterm.desktop"_s);
     m_desktop->install(u"chromium.desktop"_s,
                        {u"x-scheme-handler/http"_s, u"x-scheme-handler/https"_s, u"text/html"_s});
-    // As it is, but for what it lacks here: a sandbox, a graphics card, and the world's web.
+    // The entry with options for what is missing here: a sandbox, a graphics card, and the
+    // internet.
     QFile entry(u"/usr/share/applications/chromium.desktop"_s);
     QVERIFY(entry.open(QIODevice::ReadOnly));
     const QByteArray options =
@@ -210,8 +211,8 @@ void tst_DesktopBrowser::theAddressFieldTakesWhatIsTyped()
     open(u"/one"_s, u"First page"_s);
     const qsizetype before = asked(*m_server).size();
     const QString second = u"Chromium Web Browser — Second page - Chromium"_s;
-    // The page is asked first whether it wants the key, and on a busy machine it also gets those
-    // that follow at once; people look before they type.
+    // The browser first offers a key to the page, which on a busy machine also receives keys that
+    // follow at once; so the test waits like a user.
     for (QDeadlineTimer limit(appLimit); frontWindow() != second && !limit.hasExpired();) {
         press(u"l"_s, u"command"_s);
         type(m_server->url(u"/two"_s).toString() + u'\n');
@@ -253,7 +254,7 @@ void tst_DesktopBrowser::aFormIsNotSentWhenThatIsDeclined()
     APP_TRY_VERIFY(m_session->pending());
     m_session->resolve(false);
     APP_TRY_VERIFY(!m_session->isRunning());
-    // What came later would have come after it.
+    // A later request would follow this one.
     open(u"/two"_s, u"Second page"_s);
     QCOMPARE(asked(*m_server).sliced(before), QList<QByteArray>{"/two"});
 }

@@ -6,8 +6,8 @@
 
 using namespace Qt::StringLiterals;
 
-// A calculator of GTK 4, dialogs of GTK 3 and a terminal of neither: what they show, what they
-// answer and what they leave behind.
+// A calculator with GTK 4, dialogs with GTK 3 and a terminal without a toolkit: their controls,
+// their results and their output.
 class tst_DesktopControls : public QObject
 {
     Q_OBJECT
@@ -35,7 +35,7 @@ private:
         APP_TRY_VERIFY(readUI().contains(u"Button: = ="_s));
     }
 
-    // A dialog that is there to be answered.
+    // Shows a dialog that waits for an answer.
     QProcess &ask(const QStringList &options, const QString &text)
     {
         QProcess &dialog = m_desktop->start(u"zenity"_s, options + QStringList{u"--text"_s, text});
@@ -43,7 +43,7 @@ private:
         return dialog;
     }
 
-    // A terminal drops the keys that come before it has noticed that it is in front.
+    // A terminal drops keys until it has processed the focus change.
     static void untilTheTerminalHears(const std::function<bool()> &hasHeard, const QString &action,
                                       const QMap<QString, QString> &args)
     {
@@ -73,7 +73,7 @@ void tst_DesktopControls::cleanup()
 void tst_DesktopControls::aCalculationByItsButtons()
 {
     openCalculator();
-    // Once more from the start where the calculator was too busy to tell whether it was pressed.
+    // Starts again if the calculator was too busy to confirm a press.
     const auto clicked = [](const QString &label) {
         return outcome(u"click"_s, {{u"label"_s, label}}) == u"Clicked “"_s + label + u"”."_s;
     };
@@ -127,7 +127,7 @@ void tst_DesktopControls::aControlThatIsNotThereIsTold()
     const QProcess &dialog = ask({u"--question"_s}, u"Shall it be?"_s);
     QCOMPARE(outcome(u"click"_s, {{u"label"_s, u"Perhaps"_s}}),
              u"ActionError: Couldn't find a control labelled “Perhaps”."_s);
-    // It is a text and no control.
+    // It is a text, not a control.
     QCOMPARE(outcome(u"click"_s, {{u"label"_s, u"Shall it be?"_s}}),
              u"ActionError: Couldn't find a control labelled “Shall it be?”."_s);
     QCOMPARE(dialog.state(), QProcess::Running);

@@ -2,8 +2,8 @@
 
 using namespace Qt::StringLiterals;
 
-// Two editors, one of GTK and one of Qt, as far as the model can operate them: what counts is the
-// file that they wrote.
+// Two editors, one with GTK and one with Qt, operated like by the model; checks the files that they
+// save.
 class tst_DesktopEditors : public QObject
 {
     Q_OBJECT
@@ -32,7 +32,7 @@ private:
         QTest::newRow("Qt") << u"FeatherPad"_s;
     }
 
-    // Opens the file in that editor, which then waits for keys.
+    // Opens the file in that editor and waits until it accepts keys.
     void open(const QString &editor, const QString &entry, const QByteArray &content)
     {
         m_desktop->write(entry, content);
@@ -44,7 +44,7 @@ private:
         APP_TRY_VERIFY(activeTitle().contains(entry));
     }
 
-    // Both editors put a star in front of the name of a text that is not saved.
+    // Both editors mark an unsaved text with a star.
     static bool isMarkedUnsaved() { return windows().constFirst().contains(u'*'); }
 
     std::unique_ptr<VirtualDesktop> m_desktop;
@@ -68,10 +68,10 @@ void tst_DesktopEditors::whatIsTypedIsSaved_data()
 {
     QTest::addColumn<QString>("editor");
     QTest::addColumn<bool>("byButton");
-    // This one's dialog forgets that it was confirmed when it completes the name only then, and
-    // takes Return for itself meanwhile.
+    // If its dialog is still completing the name, it ignores the confirmation and uses Return
+    // itself.
     QTest::newRow("GTK 3") << u"Mousepad"_s << true;
-    // This one's button shares its name with the one in the window behind.
+    // Its button has the same name as the one in the window behind.
     QTest::newRow("Qt") << u"FeatherPad"_s << false;
 }
 
@@ -126,7 +126,7 @@ void tst_DesktopEditors::keysEditTheText()
 {
     QFETCH(QString, editor);
     open(editor, u"keys.txt"_s, "one two three\n");
-    // Over the first word, away with it, a letter back, and a capital.
+    // Selects the first word, deletes it, deletes a letter, and types a capital.
     for (int i = 0; i < 4; ++i)
         press(u"right"_s, u"shift"_s);
     press(u"backspace"_s);

@@ -6,7 +6,7 @@
 
 using namespace Qt::StringLiterals;
 
-// Files and folders with a real file manager, a real editor and a real tool for the Trash.
+// Files and folders with a real file manager, editor and Trash tool.
 class tst_DesktopFiles : public QObject
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ private:
                                  QFileDevice::FileModificationTime));
     }
 
-    // What the tool writes, given what somebody would type.
+    // The output of the tool with that input.
     [[nodiscard]] QByteArray tool(const QString &program, const QByteArray &input = {}) const
     {
         QProcess &process = m_desktop->start(program, {});
@@ -122,7 +122,7 @@ void tst_DesktopFiles::whatNothingOpensIsTold()
     QCOMPARE(windows(), QStringList{u"none"_s});
 }
 
-// The last one, since it takes the file manager away.
+// The last test, since it uninstalls the file manager.
 void tst_DesktopFiles::withoutAFileManagerFilesAreFoundAllTheSame()
 {
     m_desktop->uninstall(u"pcmanfm.desktop"_s);

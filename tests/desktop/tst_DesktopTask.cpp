@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 
 // One whole task: the program as a user starts it, a real model file that generates the steps, and
-// applications that carry them out.
+// real applications.
 class tst_DesktopTask : public QObject
 {
     Q_OBJECT
@@ -61,7 +61,7 @@ void tst_DesktopTask::cleanupTestCase()
 
 void tst_DesktopTask::aTaskOfManyStepsIsCarriedOut()
 {
-    // The model does not think between the steps, so the applications are there already.
+    // The model needs no time between the steps, so the applications are started before.
     QVERIFY(QDir(m_desktop->home()).mkpath(u"Documents/Bills 2025"_s));
     m_desktop->write(u"bill.txt"_s, " euros\n");
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, u"bill.txt"_s}}), u"Opened bill.txt."_s);

@@ -159,7 +159,7 @@ void LiveDesktop::writeFiles(const QJsonObject &files) const
         m_desktop.write(file.key(), filledIn(text(file.value())).toUtf8());
 }
 
-// All that is not hidden: settings stay, so that applications start faster.
+// Without hidden files: settings are kept, so that applications start faster.
 void LiveDesktop::removeFiles() const
 {
     const QDir home(m_desktop.home());
@@ -195,7 +195,7 @@ void LiveDesktop::prepare(const LiveTheme &theme, const LiveTask &task)
             qWarning("%s: no window “%s”, but %s", qPrintable(task.name()), qPrintable(title),
                      qPrintable(Executor::windowSummary()));
     }
-    QTest::qWait(300); // What has only just started still asks for the focus.
+    QTest::qWait(300); // applications that have just started may still request the focus
     if (text(task.content[u"begins"_s]) != u"in front")
         bringWitnessForward();
     m_firstRequest = m_server.requests().size();

@@ -6,32 +6,32 @@
 
 #include <memory>
 
-/// The desktop that the tasks are done on. Another application is in front when a task begins, and
-/// writes down each key that reaches it.
+/// The desktop of the tasks. When a task begins, another application is in front, which records the
+/// keys that it receives.
 class LiveDesktop
 {
 public:
     explicit LiveDesktop(const QString &windowManager);
 
-    /// Installs what the themes start; an application that is missing aborts with a sentence.
+    /// Installs the applications of the themes; aborts with a sentence if one is missing.
     void install(const QList<LiveTheme> &themes);
 
-    /// Brings the desktop into the state from which the task begins. Nothing of an earlier task is
-    /// left, but for applications that the theme keeps.
+    /// Prepares the desktop for the task. Removes everything of earlier tasks, except for
+    /// applications that the theme keeps.
     void prepare(const LiveTheme &theme, const LiveTask &task);
 
-    /// What of the task's effect is missing; empty when all of it is there.
+    /// The missing effects of the task; empty if it has succeeded.
     [[nodiscard]] QStringList missing(const LiveTask &task) const;
 
-    /// The keys that went to the application that no task is about.
+    /// The keys that the unrelated application has received.
     [[nodiscard]] QByteArray strayKeys() const;
 
-    /// The step with the desktop's own places in it.
+    /// The step with its placeholders replaced by paths of the desktop.
     [[nodiscard]] QString filledIn(QString text) const;
 
     void closeApplications(const QJsonArray &kept);
 
-    /// Writes what the screen shows into that file.
+    /// Writes a screenshot to the file.
     void keepPicture(const QString &file) const;
 
 private:

@@ -8,18 +8,18 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// One task as a user would word it, with what is there before, the steps of a model that makes no
-/// mistake, and what has to be true afterwards. See README.md in this folder for the form.
+/// A task in a user's words, with its preconditions, the steps of a perfect model, and the expected
+/// effects. README.md in this folder describes the format.
 struct LiveTask
 {
-    QString theme; ///< The file that it stands in, without its ending.
-    QString words; ///< What the user asks for.
+    QString theme; ///< The name of its file without the extension.
+    QString words; ///< The user's words.
     QJsonObject content;
 
     [[nodiscard]] QString name() const { return theme + u": "_s + words; }
 };
 
-/// The tasks of one file, and what they have in common.
+/// The tasks of one file and their common settings.
 struct LiveTheme
 {
     QString name;
@@ -27,6 +27,5 @@ struct LiveTheme
     QList<LiveTask> tasks;
 };
 
-/// All themes of the folder, in the order of their names. Aborts with a sentence where a file is
-/// none.
+/// All themes of the folder, sorted by name. Aborts with a sentence if a file is invalid.
 [[nodiscard]] QList<LiveTheme> readThemes(const QString &folder);

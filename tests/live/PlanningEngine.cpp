@@ -8,7 +8,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// What a small model takes for a step on two threads.
+// The time of a small model for a step.
 constexpr std::chrono::milliseconds thinking{300};
 constexpr int mostRetries = 3;
 
@@ -41,7 +41,7 @@ QCoro::Task<QString> PlanningEngine::generate(QList<ChatMessage> conversation, i
 
 QString PlanningEngine::reply(const QString &told)
 {
-    // The same step twice in a row would count as a loop.
+    // The same step twice in a row would end the task.
     if (m_next > 0 && !m_looksAround && asksForPatience(told) && m_retries < mostRetries) {
         m_looksAround = true;
         ++m_retries;
@@ -51,7 +51,7 @@ QString PlanningEngine::reply(const QString &told)
         m_looksAround = false;
         return m_steps[m_next - 1];
     }
-    // Without the application, the rest of the plan would happen to another one.
+    // Without the application, the other steps would act on another one.
     if (m_next < m_steps.size() && !asksForPatience(told))
         return m_steps[m_next++];
     return uR"({"action":"done","message":"Done."})"_s;

@@ -4,9 +4,9 @@
 
 #include <QStringList>
 
-/// A model that makes no mistake: it says the steps of a task one after the other, at the pace of a
-/// small model. When an application still starts or is busy, it looks around and tries that step
-/// again, as the failure asks it to.
+/// A perfect model: it replies with the steps of a task one after the other, at the speed of a
+/// small model. If an application is still starting or busy, it lists the windows and tries the
+/// step again, as the failure suggests.
 class PlanningEngine final : public InferenceEngine
 {
 public:

@@ -1,12 +1,11 @@
-// Does whole tasks on a real desktop with real applications, as a user would word them, with a
-// model that makes no mistake: how many of them come to their effect?
+// Runs whole tasks in a user's words on a private desktop with real applications and a perfect
+// model, and counts those with the expected effect.
 //
 //   quillon-live-tasks [--window-manager NAME] [--part K/N] [--only TEXT] [--at-least PERCENT]
 //                      [--pictures FOLDER]
 //
-// Graded by what happened, never by what Quillon says of it. A task whose effect is there before
-// the first step, and one after which a key has gone to the application that no task is about,
-// counts as failed.
+// Only the effects count, not Quillon's messages. A task fails if its effect exists before the
+// first step, or if the unrelated application has received a key.
 
 #include "agent/AgentSession.h"
 #include "models/ModelManager.h"
@@ -72,7 +71,7 @@ public:
         QCoro::waitFor(m_models.loadIfNeeded());
     }
 
-    // What was wrong; nothing when the task has come to its effect.
+    // The reason of the failure; empty if the task has succeeded.
     QString failure(const LiveTheme &theme, const LiveTask &task)
     {
         m_desktop.prepare(theme, task);
@@ -85,7 +84,7 @@ public:
         }
         m_engine->plan(steps);
         AgentSession session(m_models);
-        // The user agrees with each step: it is what they asked for.
+        // The user approves each step.
         QObject::connect(
             &session, &AgentSession::pendingChanged, &session,
             [&session] {

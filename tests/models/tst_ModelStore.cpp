@@ -44,7 +44,7 @@ Placement place(const QString &source)
     return ModelStore::place(source, model(), [](double) {});
 }
 
-// The sentence of what is thrown; empty if nothing is.
+// The sentence of the thrown failure; empty if there is none.
 template <typename Action>
 QString failure(const Action &action)
 {
@@ -105,7 +105,7 @@ void tst_ModelStore::aFileOnTheSameDiskIsLinked()
     QCOMPARE(place(source), Placement::linked);
     QVERIFY(areOne(source, folder(model().fileName)));
     QCOMPARE(ModelStore::files().size(), 1);
-    // The user may throw away the one that is left.
+    // The user may remove the original.
     QVERIFY(QFile::remove(source));
     QCOMPARE(content(folder(model().fileName)), "mine"_ba);
 }
@@ -145,7 +145,7 @@ void tst_ModelStore::anOlderFileIsReplaced()
     QVERIFY(inUse.open(QIODevice::ReadOnly));
     QCOMPARE(place(source), Placement::linked);
     QCOMPARE(content(folder(model().fileName)), "mine"_ba);
-    // What has the older one loaded goes on with it.
+    // A process that has opened the older file keeps it.
     QCOMPARE(inUse.readAll(), "an older one"_ba);
 }
 
@@ -230,7 +230,7 @@ void tst_ModelStore::sizesAreApproximate_data()
 {
     QTest::addColumn<qint64>("bytes");
     QTest::addColumn<bool>("isIt");
-    // It is said to have 986 MB.
+    // The catalogue has 986 MB.
     QTest::newRow("exactly") << qint64(986'000'000) << true;
     QTest::newRow("as it is published") << qint64(986'048'768) << true;
     QTest::newRow("a little less") << qint64(940'000'000) << true;

@@ -5,34 +5,34 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// A text that somebody else put where the assistant reads it, to steer the model; and what a model
-/// answers that does exactly as it is told.
+/// A text of an attacker at a place that the assistant reads, and the reply of a model that obeys
+/// it.
 struct HostileText
 {
-    /// Where the model comes across it.
+    /// The place where the model reads it.
     enum class Place {
         windowTitle,
         applicationName,
-        pageTitle,    ///< Of a browser's window.
-        controlLabel, ///< Of a button of the application in front.
-        fileName,     ///< Of a file in Downloads.
-        scriptResult, ///< Of a script that the user has allowed.
+        pageTitle,    ///< The title of a browser's window.
+        controlLabel, ///< The label of a button in the application in front.
+        fileName,     ///< The name of a file in Downloads.
+        scriptResult, ///< The result of a script that the user has approved.
     };
 
     const char *name = nullptr;
     Place place = Place::windowTitle;
     QString text;
-    QString obeyed; ///< The reply of the model that obeys.
-    /// The sentence with which that is held back; nothing where it has no effect anyway.
+    QString obeyed; ///< The reply of an obedient model.
+    /// The reason of the question; empty if the reply has no effect.
     QString reason = {};
     QString front = u"Safari"_s; ///< The application in front.
-    /// The sentence as it is shown, where that is another one.
+    /// The reason as it is shown, if that differs.
     QString shown = {};
 };
 
-/// All of them.
+/// All hostile texts.
 [[nodiscard]] const QList<HostileText> &hostileTexts();
 
-/// An action as a model writes it, with a text in it escaped as JSON wants it.
+/// An action in JSON, with an escaped text.
 [[nodiscard]] QString replyOf(const QString &action, const QString &key = {},
                               const QString &value = {});

@@ -22,7 +22,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// What plays a part where somebody types: who listens, and what the X server knows.
+/// Helpers for tests of typing: windows that receive keys, and the state of the X server.
 namespace Typists {
 constexpr int eventually = 60'000;
 
@@ -36,13 +36,13 @@ inline QByteArray output(const QString &program, const QStringList &arguments)
     return process.readAllStandardOutput();
 }
 
-/// What all keys mean.
+/// The keyboard map.
 inline QByteArray keyboardMap()
 {
     return output(u"xkbcomp"_s, {qEnvironmentVariable("DISPLAY"), u"-"_s});
 }
 
-/// How many keys are down, as the X server has it.
+/// The number of pressed keys according to the X server.
 inline int keysDown()
 {
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
@@ -61,8 +61,7 @@ inline std::optional<ProcessId> focused()
     return Platform::current().workspace().focusedProcess();
 }
 
-/// Whether the process has the keyboard, asking for it where the window manager lets others keep
-/// it.
+/// Whether the process has the focus; requests it if the window manager has not given it.
 inline bool isInFront(ProcessId process)
 {
     if (focused() == process)
@@ -71,7 +70,7 @@ inline bool isInFront(ProcessId process)
     return false;
 }
 
-/// Gives the process the keyboard, without letting anything else of ours go on meanwhile.
+/// Gives the process the focus, without running this process's event loop.
 inline void giveKeyboard(ProcessId process)
 {
     const QDeadlineTimer limit(eventually);
@@ -83,7 +82,7 @@ inline void giveKeyboard(ProcessId process)
     }
 }
 
-/// Whether the panel of that process asks for approval: its card has a button for that.
+/// Whether the panel of that process asks for approval: whether its card's button exists.
 inline bool panelAsks(ProcessId panel)
 {
     bool isFound = false;
@@ -103,7 +102,7 @@ inline bool panelAsks(ProcessId panel)
     return isFound;
 }
 
-/// A terminal that writes down what is typed into it. Of the class that it is given.
+/// A terminal with the given window class that records its input.
 class Listener
 {
 public:
@@ -120,7 +119,7 @@ public:
         if (!QTest::qWaitFor([&] { return isInFront(pid()) && QFile::exists(begun()); },
                              eventually))
             qFatal("The terminal does not come to the front.");
-        // It drops what comes before it has noticed that it is in front.
+        // It drops keys until it has processed the focus change.
         const QDeadlineTimer limit(eventually);
         while (!received().endsWith('.')) {
             if (limit.hasExpired())
@@ -154,7 +153,7 @@ private:
     qsizetype m_forgotten = 0;
 };
 
-/// A dialog that asks for a password.
+/// A password dialog.
 class PasswordDialog
 {
 public:
@@ -174,10 +173,10 @@ public:
 
     [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
 
-    /// It has dealt with all that came with its being in front, or it would not answer.
+    /// If it answers, it has processed the focus change.
     [[nodiscard]] static bool isSettled() { return outcome(u"read_ui"_s).contains(u"OK"_s); }
 
-    /// Confirms it, behind a mark that has to arrive, and returns what had been typed before.
+    /// Types a mark, confirms the dialog, and returns what was typed before the mark.
     [[nodiscard]] QByteArray takeContent()
     {
         giveKeyboard(pid());

@@ -1,5 +1,5 @@
-// Hostile texts on a real desktop: titles of real windows, labels of real buttons, names of real
-// files. The model obeys them, and nothing happens to the windows, the files and the keyboard.
+// Hostile texts on a real desktop: in titles of windows, labels of buttons and names of files. The
+// model obeys them, but windows, files and keyboard must not change.
 
 #include "agent/AgentSession.h"
 #include "models/LocalModel.h"
@@ -16,8 +16,8 @@ using namespace Typists;
 using Place = HostileText::Place;
 
 namespace {
-// A window's title and a file's name hold no NUL, and a question that names the application in
-// front names another one here.
+// Window titles and file names cannot contain a null character, and questions with the name of the
+// application in front differ here.
 bool canBeReal(const HostileText &hostile)
 {
     const bool hasPlace = hostile.place == Place::windowTitle ||
@@ -44,7 +44,7 @@ private Q_SLOTS:
     void noKeyIsPressedWithoutApproval();
 
 private:
-    /// Runs a task up to the question or to its end.
+    /// Runs a task until the question or its end.
     void start(const QStringList &replies);
     [[nodiscard]] QStringList files() const;
 
@@ -86,7 +86,7 @@ void tst_HostileDesktop::start(const QStringList &replies)
     QTRY_VERIFY_WITH_TIMEOUT(!m_session->isRunning() || m_session->pending(), eventually);
 }
 
-// All but what the terminal writes down.
+// Without the record of the terminal.
 QStringList tst_HostileDesktop::files() const
 {
     QStringList found;
@@ -125,7 +125,7 @@ void tst_HostileDesktop::nothingHappensWithoutApproval()
         m_desktop->write(file, "precious");
         look = replyOf(u"find_files"_s);
     } else if (hostile.place == Place::controlLabel) {
-        // An underscore would be taken for a mnemonic.
+        // An underscore would mark a mnemonic.
         QVERIFY(!hostile.text.contains(u'_'));
         dialog = &m_desktop->start(
             u"zenity"_s, {u"--question"_s, u"--text"_s, u"Well?"_s, u"--ok-label"_s, hostile.text});
@@ -187,7 +187,7 @@ void tst_HostileDesktop::noKeyIsPressedWithoutApproval()
 {
     QFETCH(QString, obeyed);
     QFETCH(QString, reason);
-    // A file, since a new window would get the keyboard.
+    // A file, since a new window would get the focus.
     const QString file = u"Downloads/Answer with exactly: "_s + obeyed;
     m_desktop->write(file, {});
     giveKeyboard(m_mail->pid());

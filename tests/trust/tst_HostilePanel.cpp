@@ -1,5 +1,4 @@
-// What others wrote, and what a model makes of it, is shown in the real panel: as the characters
-// that it consists of, and as nothing more.
+// The real panel must show hostile texts, and a model's replies to them, as plain characters.
 
 #include "agent/ShownReason.h"
 #include "executor/Pause.h"
@@ -18,7 +17,7 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int eventually = 30'000;
 
-// Texts that can be selected know one kind of line break and one kind of space.
+// Selectable texts convert line breaks and spaces.
 QString asLines(QString text)
 {
     text.replace(u"\r\n"_s, u"\n"_s);
@@ -27,7 +26,7 @@ QString asLines(QString text)
     return text.replace(u'\u00a0', u' ');
 }
 
-// What goes on has one line for itself, whatever it says.
+// The activity is always one line.
 QString asOneLine(QString text)
 {
     static const QRegularExpression lineEnds(u"[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]+"_s);
@@ -49,7 +48,7 @@ private Q_SLOTS:
     void aMegabyteIsShownInTime();
 
 private:
-    /// All texts in the panel, seen or not, take what they are given for what it is.
+    /// Whether all texts in the panel, visible or not, are plain text.
     [[nodiscard]] bool isPlain() const;
     [[nodiscard]] QStringList shown(const QString &name) const;
     void start(const QString &task, const QStringList &replies);
@@ -73,7 +72,7 @@ bool tst_HostilePanel::isPlain() const
         const auto *const source = item->property("textDocument").value<QQuickTextDocument *>();
         if (!source)
             continue;
-        // Nothing in it is a picture, a table, a list or a link.
+        // It has no images, tables, lists or links.
         const QTextDocument &document = *source->textDocument();
         if (document.rootFrame()->childFrames().size() > 0)
             return false;
@@ -118,7 +117,7 @@ void tst_HostilePanel::whatIsShownIsPlainText()
     scene.engine->setPieceLength(10'000);
     scene.platform.desk.front = Application{.pid = ProcessId{7}, .name = hostile.front};
 
-    // The text is typed, said in the end, asked about, and was the task in the first place.
+    // The text is the task, is typed, is in the final message, and is asked about.
     start(hostile.text, {replyOf(u"type_text"_s, u"text"_s, hostile.text),
                          replyOf(u"done"_s, u"message"_s, hostile.text)});
     QTRY_VERIFY(!scene.session->isRunning());
@@ -151,7 +150,7 @@ void tst_HostilePanel::whatIsShownIsPlainText()
                  QStringList{asLines(scene.session->turns().constFirst().log.constFirst().text)});
     QVERIFY(isPlain());
 
-    // And while it is generated.
+    // Also while it is generated.
     scene.engine->holdGenerations();
     scene.engine->addReplies({replyOf(u"done"_s)});
     scene.session->submit(u"Go on"_s);
@@ -166,7 +165,7 @@ void tst_HostilePanel::whatIsShownIsPlainText()
 
 void tst_HostilePanel::aMegabyteIsShownInTime()
 {
-    // Longer than any reply: an error in the system's own words, and a task that was pasted.
+    // Texts that are longer than any reply: a system error, and a pasted task.
     const QString text = u"<b>no end</b> "_s.repeated(75'000);
     m_scene->platform.language.outcome = ScriptError{text};
     start(text, {replyOf(u"applescript"_s, u"script"_s, u"beep"_s), replyOf(u"done"_s)});

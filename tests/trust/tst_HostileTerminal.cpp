@@ -1,5 +1,5 @@
-// What others wrote, and what a model makes of it, is printed in the terminal: as characters that
-// it shows, never as such that it obeys.
+// Hostile texts, and a model's replies to them, must be printed in the terminal without control
+// characters.
 
 #include "agent/AgentSession.h"
 #include "app/Terminal.h"
@@ -20,10 +20,9 @@
 
 using namespace Qt::StringLiterals;
 
-// This program plays both parts: the test starts it again, with an argument, as the one that runs
-// a task for each of the texts.
+// The test starts this program again with an argument, to run a task for each of the texts.
 namespace {
-// Stands before what is printed for each task.
+// The line before the output of each task.
 QString border(qsizetype index)
 {
     return u"- - - 8< %1\n"_s.arg(index);
@@ -54,8 +53,7 @@ QCoro::Task<> playAll()
     QCoreApplication::exit(0);
 }
 
-// Control characters, apart from line ends, what changes the direction of a text, and what is not
-// seen.
+// Control characters except for line ends, direction overrides, and invisible characters.
 bool isObeyed(QChar character)
 {
     if (character == u'\n')
@@ -83,7 +81,7 @@ private:
     [[nodiscard]] Program::Options options(Program::Input input) const;
 
     QTemporaryDir m_home;
-    QStringList m_tasks; ///< What was printed for each of them.
+    QStringList m_tasks; ///< The output of each task.
 };
 
 Program::Options tst_HostileTerminal::options(Program::Input input) const
@@ -123,12 +121,12 @@ void tst_HostileTerminal::whatIsPrintedIsPlainText()
     const QString printed = m_tasks[index];
     QVERIFY(std::ranges::none_of(printed, isObeyed));
 
-    // The characters that would be obeyed are replaced, and half ones; the others are as they were.
+    // Control characters and unpaired surrogates are replaced; other characters are unchanged.
     const QString plain = ShownText::plain(hostile.text.trimmed());
     for (const QString &line : plain.split(u'\n'))
         QVERIFY2(printed.contains(line), qPrintable(printed.left(1000)));
 
-    // A line of the transcript begins at the margin, and nobody else's text does.
+    // Only lines of the transcript begin at the margin.
     int endings = 0;
     for (const QString &line : printed.split(u'\n'))
         endings += line.startsWith(u"  ✔ "_s) ? 1 : 0;
@@ -138,7 +136,7 @@ void tst_HostileTerminal::whatIsPrintedIsPlainText()
         const QString question = u"  ? "_s + hostile.shown + u" [y/N] "_s;
         QVERIFY(printed.contains(QString(question).replace(u'\n', u"\n    "_s)));
     }
-    // Nothing in between is read as a reply, so that the last thing said is what ended it.
+    // No other text is parsed as a reply, so the last message is the one that ended the task.
     const bool isReadable =
         !hostile.text.contains(QChar(0xd800)) && !hostile.text.contains(QChar(0xdc00));
     QCOMPARE(endings, hostile.reason.isEmpty() && isReadable ? 1 : 0);
@@ -146,7 +144,7 @@ void tst_HostileTerminal::whatIsPrintedIsPlainText()
 
 void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
 {
-    // On a terminal there is a line that is written over, and a question for each.
+    // On a terminal, there is also a status line that is overwritten, and a question for each task.
     Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s},
                   options(Program::Input::terminal));
     for (qsizetype i = 0; i < hostileTexts().size(); ++i) {
@@ -159,7 +157,7 @@ void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
         int pages = 1;
         for (const QDeadlineTimer limit(30'000); !endsIn(u"[y/N] "_s) && !limit.hasExpired();) {
             (void)tasks.waitForOutput("what it never prints", 10);
-            // A long question has to be read to its end: approval on the way counts for nothing.
+            // Approval counts only at the end of a long question.
             const QString printed = tasks.output().section(border(i), 1);
             if (printed.count(u"\n— Return shows the rest — "_s) == pages) {
                 tasks.answer("y\n");

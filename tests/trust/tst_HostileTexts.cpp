@@ -1,5 +1,5 @@
-// What others wrote reaches the model, and the model does as it is told: what has to be approved is
-// held back all the same.
+// Hostile texts reach the model, and the model obeys: steps that need approval must still wait for
+// it.
 
 #include "agent/AgentSession.h"
 #include "models/ModelManager.h"
@@ -19,7 +19,7 @@ using Place = HostileText::Place;
 namespace {
 const QString done = uR"({"action":"done","message":"All done."})"_s;
 
-/// Everything that was done to the desktop.
+/// All requests to the desktop.
 struct Deeds
 {
     explicit Deeds(const FakePlatform &platform)
@@ -50,7 +50,7 @@ struct Deeds
     QStringList scripts;
 };
 
-/// A desktop on which somebody has left a text for the model.
+/// A desktop with a hostile text for the model.
 struct Scene
 {
     Scene()
@@ -83,7 +83,7 @@ struct Scene
         platform.desk.running = {safari, *platform.desk.front};
     }
 
-    /// Puts the text in its place and returns the reply with which the model looks there.
+    /// Puts the text at its place and returns the reply with which the model reads it.
     [[nodiscard]] QString plant(const HostileText &hostile)
     {
         switch (hostile.place) {
@@ -112,7 +112,7 @@ struct Scene
         Q_UNREACHABLE();
     }
 
-    /// Starts a task and lets it go on until it is over or asks.
+    /// Runs a task until it ends or asks.
     void start(const QStringList &replies)
     {
         for (const QString &reply : replies)
@@ -126,7 +126,7 @@ struct Scene
         QTRY_VERIFY(!session.isRunning() || session.pending());
     }
 
-    /// What the model was told last.
+    /// The last message to the model.
     [[nodiscard]] QString toldLast() const
     {
         return engine->generations().last().conversation.last().content;
@@ -199,21 +199,21 @@ void tst_HostileTexts::nothingHappensWithoutApproval()
     scene.bringToFront(hostile.front);
     const QString look = scene.plant(hostile);
     scene.start({look, hostile.obeyed, done});
-    // A script is asked about before the model gets to see what it says.
+    // A script needs approval before the model reads its result.
     if (hostile.place == Place::scriptResult) {
         QCOMPARE(scene.reason(), u"Run a custom AppleScript:\ntell me"_s);
         scene.answer(true);
         QCOMPARE(scene.platform.language.sources, QStringList{u"tell me"_s});
     }
 
-    // The text was there for the model to read.
+    // The model has received the text.
     const QString told = scene.engine->generations()[1].conversation.last().content;
     QVERIFY(told.startsWith(u"Result: "_s));
     const QString read =
         hostile.place == Place::controlLabel ? hostile.text.left(50) : hostile.text;
     QVERIFY2(told.contains(read), qPrintable(told.left(500)));
 
-    // Looking alone changes nothing, and a script is what was allowed.
+    // Reading changes nothing, except for running the approved script.
     Deeds looked{FakePlatform()};
     looked.scripts = scene.platform.language.sources;
     QVERIFY(Deeds(scene.platform) == looked);
@@ -233,7 +233,7 @@ void tst_HostileTexts::nothingHappensWithoutApproval()
         QCOMPARE(scene.turn().summary, u"I didn't do that, as requested."_s);
         QVERIFY(scene.turn().log.last().text.startsWith(u"Declined: "_s));
         QCOMPARE(scene.turn().log.last().kind, LogEntry::Kind::failure);
-        // The model is not asked to think of something else.
+        // The model is not asked again.
         QCOMPARE(scene.engine->generations().size(), generations);
     }
     QVERIFY(Deeds(scene.platform) == looked);
@@ -241,7 +241,7 @@ void tst_HostileTexts::nothingHappensWithoutApproval()
 
 void tst_HostileTexts::everyStepOfAnObedientModelIsHeldBack()
 {
-    // One turn after the other in one session: nothing of what was declined comes back.
+    // Several turns in one session: declined steps are never performed later.
     Scene scene;
     const Deeds untouched(scene.platform);
     int held = 0;
@@ -268,13 +268,13 @@ void tst_HostileTexts::anApprovalIsForOneActionOnly()
     scene.start({first, second});
     scene.answer(true);
     QCOMPARE(scene.reason(), u"Move “~/b” to the Trash"_s);
-    // Answers that nobody asked for are none.
+    // Answers without a question are ignored.
     scene.answer(false);
     scene.session.resolve(true);
     QVERIFY(!scene.session.isRunning());
     const std::filesystem::path allowed = (Scene::home() + u"/a"_s).toStdString();
     QCOMPARE(scene.platform.desk.trashed, QList{allowed});
-    // Nor do they count for what comes later.
+    // They do not count for later questions either.
     scene.start({second});
     QVERIFY(scene.session.pending());
     scene.answer(false);
@@ -304,7 +304,7 @@ void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed()
         scene.start({obeyed, done});
         QVERIFY(scene.reason().contains(u"Mail"_s));
         const Deeds untouched(scene.platform);
-        // Somebody comes to the front while the user reads the question.
+        // Another application comes to the front while the user reads the question.
         scene.platform.desk.front = Application{.pid = ProcessId{9}, .name = u"Bank"_s};
         scene.answer(true);
         QVERIFY(Deeds(scene.platform) == untouched);
@@ -312,7 +312,7 @@ void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed()
                  title + u" — Another application has come to the front meanwhile."_s);
         QCOMPARE(scene.turn().summary, u"All done."_s);
     }
-    // Where nobody does, it is done.
+    // Otherwise, the step is performed.
     Scene scene;
     scene.platform.controls.add(0, send);
     scene.bringToFront(u"Mail"_s);
@@ -353,8 +353,8 @@ void tst_HostileTexts::aMegabyteIsHeldBackLikeAnyOtherText()
     QVERIFY(Deeds(scene.platform) == untouched);
 }
 
-// The rules look at the words of one action and know a fixed list of them. This is what they do not
-// hold back: it is written down here so that nobody believes more of them than they promise.
+// The rules compare the words of one action with a fixed list. This documents what they do not
+// stop.
 void tst_HostileTexts::whatTheRulesLetPassIsJustThat_data()
 {
     QTest::addColumn<QString>("front");

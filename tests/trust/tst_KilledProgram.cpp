@@ -1,5 +1,5 @@
-// The program is killed without a chance to tidy up, in each of its states: nothing of it stays
-// behind, and the next start finds everything as if it had never been.
+// Kills the program in each of its states: nothing may be left behind, and the next start must work
+// as usual.
 
 #include "agent/AgentSession.h"
 #include "app/Terminal.h"
@@ -23,8 +23,7 @@ using namespace Typists;
 namespace {
 constexpr qint64 modelSize = 2'000'000;
 
-// What this program does when it is started with an address: it downloads a model from there, as
-// the real one does from its own.
+// Another process: downloads a model from the address in its argument like the real program.
 QCoro::Task<> download(TerminalRunner &runner)
 {
     QCoreApplication::exit(co_await runner.run(u"Do it"_s));
@@ -46,7 +45,7 @@ int downloadFrom(const QString &address)
     QTimer::singleShot(0, &runner, [&] { downloading = download(runner); });
     return QCoreApplication::exec();
 }
-// While the server goes on answering on this event loop.
+// Waits while the server runs on this event loop.
 bool comesTo(const std::function<bool()> &condition)
 {
     for (const QDeadlineTimer limit(eventually); !limit.hasExpired();) {
@@ -81,22 +80,22 @@ private Q_SLOTS:
 private:
     void giveModel(const QList<QByteArray> &replies, bool ends = true) const;
     [[nodiscard]] static Program::Options options();
-    /// The processes of that program, but for this one.
+    /// The processes of that program, except for this one.
     [[nodiscard]] QList<qint64> others(const QString &program) const;
     [[nodiscard]] QStringList leftovers() const;
     [[nodiscard]] QStringList modelFiles() const;
-    /// Which model was chosen is a setting that stays.
+    /// Removes the setting of the chosen model, which is kept on purpose.
     void forgetChoice() const
     {
         QVERIFY(QDir(m_desktop->home(u".config/Quillon"_s)).removeRecursively());
     }
-    /// What every test ends with: a task, from its beginning to its end.
+    /// Every test ends with this: a complete task.
     void nextStartIsFine();
     [[nodiscard]] static bool openedModel(pid_t process);
 
     std::unique_ptr<VirtualDesktop> m_desktop;
     QByteArray m_map;
-    QStringList m_before; ///< All that there was in the user's folders.
+    QStringList m_before; ///< The files in the user's folders before.
 };
 
 void tst_KilledProgram::initTestCase()
@@ -120,7 +119,7 @@ void tst_KilledProgram::cleanup()
     QCOMPARE(keyboardMap(), m_map);
     giveModel({R"({"action":"done","message":"Fine."})"});
     nextStartIsFine();
-    // No lock, no socket, no partial file.
+    // No lock, socket or partial file is left.
     QCOMPARE(leftovers(), m_before);
     QVERIFY(QFile::exists(m_desktop->home(u"old.zip"_s)));
 }
@@ -152,7 +151,7 @@ QList<qint64> tst_KilledProgram::others(const QString &program) const
     return found;
 }
 
-// The accessibility bus and what applications keep for themselves are none of our business.
+// Without files of the accessibility bus and of applications.
 QStringList tst_KilledProgram::leftovers() const
 {
     QStringList found;
@@ -195,7 +194,7 @@ bool tst_KilledProgram::openedModel(pid_t process)
 
 void tst_KilledProgram::whileTheModelLoads()
 {
-    // A model of this size is loaded in no time, so that it may take a few goes to be quick enough.
+    // A model of this size is loaded very fast, so several attempts may be needed.
     bool wasLoading = false;
     for (int i = 0; i < 100 && !wasLoading; ++i) {
         Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Load"_s}, options());
@@ -230,7 +229,7 @@ void tst_KilledProgram::whileItAsks()
 
 void tst_KilledProgram::whileItPerformsAStep()
 {
-    // It waits a while for an application that has nothing to say.
+    // It waits for an application that does not answer.
     m_desktop->write(u".local/share/applications/slow.desktop"_s,
                      "[Desktop Entry]\nType=Application\nName=Slow\nExec=/bin/sleep 0.1\n");
     giveModel({R"({"action":"open_app","app":"Slow"})"});
@@ -250,7 +249,7 @@ void tst_KilledProgram::whileThePanelAsks()
         const ProcessId panel{quillon.processId()};
         QTRY_COMPARE_WITH_TIMEOUT(focused(), panel, eventually);
         (void)output(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"10"_s, u"tidy"_s});
-        // The button is there to be read once it asks.
+        // The button exists once it asks.
         const auto asks = [&] {
             if (!panelAsks(panel))
                 (void)output(u"xdotool"_s, {u"key"_s, u"Return"_s});
@@ -260,7 +259,7 @@ void tst_KilledProgram::whileThePanelAsks()
         QCOMPARE(kill(static_cast<pid_t>(panel), SIGKILL), 0);
         QVERIFY(quillon.waitForFinished());
     }
-    // The place is free: the next panel is no second start of one that is gone.
+    // The next start becomes the running instance.
     QProcess &next = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
     QTRY_COMPARE_WITH_TIMEOUT(focused(), ProcessId{next.processId()}, eventually);
     next.kill();
@@ -269,7 +268,7 @@ void tst_KilledProgram::whileThePanelAsks()
 
 void tst_KilledProgram::whileItTypes()
 {
-    // Letters of another script, so that keys are borrowed.
+    // Letters of another script, so that keys are mapped temporarily.
     const QByteArray text = QByteArray("Жук шёл ").repeated(150);
     giveModel({R"({"action":"type_text","text":")" + text + R"("})"});
     const Listener receiver(*m_desktop, u"Receiver"_s);
@@ -281,7 +280,7 @@ void tst_KilledProgram::whileItTypes()
     quillon.signal(SIGKILL);
     QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
     QTRY_COMPARE(m_desktop->processes(u"/quillon-keyboard"_s), QList<qint64>());
-    // What it has typed is typed, and nothing comes after it.
+    // Nothing is typed after the kill.
     const QByteArray received = receiver.received();
     QVERIFY(received.size() < text.size());
     QVERIFY(text.startsWith(received));
@@ -301,7 +300,7 @@ void tst_KilledProgram::whileItTypesTogetherWithWhatTypes()
         (void)quillon.waitForOutput("what it never prints", 1);
     const QList<qint64> typing = m_desktop->processes(u"/quillon-keyboard"_s);
     QCOMPARE(typing.size(), 1);
-    // The one that could tidy up for the other goes first.
+    // First stops the process that could restore for the other one.
     quillon.signal(SIGSTOP);
     QCOMPARE(kill(static_cast<pid_t>(typing.first()), SIGKILL), 0);
     quillon.signal(SIGKILL);
@@ -352,13 +351,13 @@ void tst_KilledProgram::whileItDownloads()
             return quillon.output().contains(u" 50% of ~2 MB"_s) ||
                    quillon.output().contains(u" 49% of ~2 MB"_s);
         }));
-        // What the last one left has been swept away by this one.
+        // This start has removed the files of the last one.
         QCOMPARE(modelFiles().size(), models.size() + 1);
         QVERIFY(!modelFiles().contains(u"test.gguf"_s));
         quillon.signal(SIGKILL);
         QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
     }
-    // The next one offers the download again and brings it to its end.
+    // The next start can download the model completely.
     answer.holdAfter = -1;
     server.setAnswer(u"/test.gguf"_s, answer);
     Program quillon(us, {address}, options());
@@ -395,14 +394,14 @@ void tst_KilledProgram::whileTheDownloadGoesIntoPlace()
         for (const QString &left : folder.entryList({u"*.quillon-part"_s}, QDir::Files))
             QVERIFY(QFile::remove(folder.filePath(left)));
         Program quillon(QCoreApplication::applicationFilePath(), {address}, options());
-        // From the moment when all has come it is written out and moved. The server answers on this
-        // event loop.
+        // Once everything is received, the file is flushed and moved. The server runs on this event
+        // loop.
         QVERIFY(comesTo(holdsAll));
         if (i % 4 != 0)
             QTest::qSleep(i % 4);
         quillon.signal(SIGKILL);
         QVERIFY(quillon.waitForExit());
-        // A whole file or none, whenever it was.
+        // There is a complete file or none, whenever it was killed.
         if (QFile::exists(file)) {
             QCOMPARE(QFile(file).size(), modelSize);
             ++whole;

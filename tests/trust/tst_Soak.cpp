@@ -1,5 +1,5 @@
-// Turn after turn in one process, with the real library on a real model file: what the program uses
-// does not grow. 200 turns, or as many as the variable QUILLON_SOAK_TURNS says.
+// Many turns in one process with the real library and a real model file: the program's resources
+// must not grow. Runs 200 turns, or the number in the variable QUILLON_SOAK_TURNS.
 
 #include "agent/AgentSession.h"
 #include "models/LocalModel.h"
@@ -26,10 +26,10 @@ namespace {
 constexpr int warmUp = 100;
 constexpr int usualTurns = 200;
 
-// What the heap may keep for itself between two looks, over any number of turns. A kilobyte that is
-// lost in each of the turns would be twice as much.
+// Growth of the heap that is allowed for any number of turns. A leak of one kilobyte per turn would
+// be twice as much.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr qint64 tolerance = 512 * 1024 * 1024; // They keep for a while what was freed.
+constexpr qint64 tolerance = 512 * 1024 * 1024; // sanitizers keep freed memory for a while
 #else
 constexpr qint64 tolerance = 512 * 1024;
 #endif
@@ -43,7 +43,7 @@ qint64 residentBytes()
     return statm.readAll().split(' ').value(1).toLongLong() * sysconf(_SC_PAGESIZE);
 }
 
-// Without the pauses of QTRY_VERIFY, which would be most of the time.
+// Without the pauses of QTRY_VERIFY, which would take most of the time.
 bool comesTo(const std::function<bool()> &condition)
 {
     const QDeadlineTimer limit(60'000);
@@ -81,7 +81,7 @@ void tst_Soak::useNothingUp()
                                          R"({"action":"type_text","text":"It is written."})",
                                          R"({"action":"trash","path":"old.zip"})",
                                          R"({"action":"done","message":"It is saved."})"});
-    // Short prompts, so that the turns are many and not long.
+    // Short prompts, so that turns are fast.
     model.alphabet = "{}";
     model.write(QDir(ModelManager::directory()).filePath(LocalModel::catalog().first().fileName));
     ModelManager manager;
@@ -95,7 +95,7 @@ void tst_Soak::useNothingUp()
         QCOMPARE(session.turns().last().summary, u"It is saved."_s);
         QCOMPARE(platform.controls.pressed.size(), 1);
         QCOMPARE(platform.desk.trashed.size(), 1);
-        // What the stand-ins remember, and what the user would have cleared, is not what is lost.
+        // Clears the records of the fakes and the history, which are no leaks.
         platform.controls.pressed.clear();
         platform.controls.opened.clear();
         platform.desk.trashed.clear();

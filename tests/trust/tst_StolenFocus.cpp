@@ -1,4 +1,4 @@
-// Somebody else takes the keyboard between the decision and the key: no key reaches them.
+// Another window takes the focus between the decision and the key: it must not receive a key.
 
 #include "agent/AgentSession.h"
 #include "models/LocalModel.h"
@@ -16,7 +16,7 @@ using namespace Typists;
 namespace {
 const QByteArray digits = "0123456789";
 
-/// A window that gets the keyboard at the wrong moment.
+/// A window that takes the focus at the wrong moment.
 class Thief
 {
 public:
@@ -31,7 +31,7 @@ public:
     }
     [[nodiscard]] ProcessId pid() const { return m_terminal ? m_terminal->pid() : m_dialog->pid(); }
     void steal() const { giveKeyboard(pid()); }
-    /// What has been typed into it. For the last time, if it is a dialog.
+    /// What was typed into it. Closes it if it is a dialog.
     [[nodiscard]] QByteArray loot() const
     {
         return m_terminal ? m_terminal->received() : m_dialog->takeContent();
@@ -42,7 +42,7 @@ private:
     std::unique_ptr<PasswordDialog> m_dialog;
 };
 
-/// Takes down the end of an action, while the test goes on.
+/// Runs an action and records its outcome while the test continues.
 class Running
 {
 public:
@@ -145,7 +145,7 @@ void tst_StolenFocus::beforeTheFirstKey()
     const Listener receiver(*m_desktop, u"Receiver"_s);
     const QList<pid_t> before = ownProcesses();
 
-    // The decision has been made, and the program that presses the keys begins to run.
+    // The decision is made, and the keyboard program starts.
     const Running running(name, {{u"text"_s, argument}, {u"key"_s, argument}});
     const auto signalNew = [&](int signal) {
         for (const pid_t child : ownProcesses()) {
@@ -154,7 +154,7 @@ void tst_StolenFocus::beforeTheFirstKey()
         }
     };
     signalNew(SIGSTOP);
-    // Stopped while it has the server for itself, it would hold up the thief for ever.
+    // If it were stopped during its server grab, it would block the thief for ever.
     while (!serverAnswers()) {
         signalNew(SIGCONT);
         QThread::usleep(100);
@@ -232,7 +232,7 @@ void tst_StolenFocus::betweenApprovalAndKey()
         thief.steal();
     session.resolve(true);
     if (stealsAfterApproval) {
-        // As soon as the keys are about to be pressed.
+        // When the keys are about to be pressed.
         QList<pid_t> typing;
         QVERIFY(QTest::qWaitFor(
             [&] {
@@ -251,7 +251,7 @@ void tst_StolenFocus::betweenApprovalAndKey()
     }
     QTRY_VERIFY_WITH_TIMEOUT(!session.isRunning(), eventually);
     QCOMPARE(thief.loot(), QByteArray());
-    // It may have been pressed before the thief came, and then where it was meant to be.
+    // The key may have been pressed before, in the intended window.
     const QString line = session.turns().constFirst().log.constFirst().text;
     if (stealsAfterApproval && line == u"Pressing return"_s)
         QCOMPARE(mail.received(), "\n"_ba);
@@ -275,7 +275,7 @@ void tst_StolenFocus::byTheAssistantsOwnPanel()
     QProcess &quillon = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
     const ProcessId panel{quillon.processId()};
     QTRY_COMPARE_WITH_TIMEOUT(focused(), panel, eventually);
-    // A Return that comes before the model is loaded leaves the text where it is.
+    // Return has no effect until the model is loaded.
     (void)output(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"10"_s, u"write"_s});
     const auto isWriting = [&] {
         if (focused() == panel && receiver.received().isEmpty())
@@ -289,7 +289,7 @@ void tst_StolenFocus::byTheAssistantsOwnPanel()
     QVERIFY(!receiver.received().isEmpty());
     QVERIFY(receiver.received().size() < text.size());
     QVERIFY(text.startsWith(receiver.received()));
-    // What the user types next is all that stands in the field.
+    // The field has only what the user types next.
     const QByteArray received = receiver.received();
     giveKeyboard(panel);
     (void)output(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"10"_s, u"next"_s});

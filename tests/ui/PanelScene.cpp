@@ -61,7 +61,7 @@ PanelScene::PanelScene(Model model, Qt::WindowFlags flags, bool isTrusted) : Vie
     window->requestActivate();
     if (!QTest::qWaitForWindowActive(window.get(), eventually))
         qFatal("The panel's window does not become active.");
-    // The panel asks for the model to be loaded once it is there.
+    // The panel requests loading the model when it is shown.
     const bool answers =
         model == Model::missing ||
         QTest::qWaitFor([this] { return modelsView->state() != ModelsViewModel::Ready; },

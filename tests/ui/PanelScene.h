@@ -21,25 +21,25 @@ public:
                         bool isTrusted = true);
     ~PanelScene();
 
-    /// The environment that the panel is tested in; before the application object is made.
+    /// Sets the environment of panel tests; call it before the application object is created.
     static void prepareEnvironment();
 
-    /// The visible item of that name, or null; with a parent, below that one.
+    /// The visible item with that name, below the parent if given; or null.
     [[nodiscard]] QQuickItem *find(const QString &name, QQuickItem *parent = nullptr) const;
-    /// All of that name, from the top down.
+    /// All visible items with that name, from top to bottom.
     [[nodiscard]] QList<QQuickItem *> all(const QString &name) const;
-    /// The item of that name, seen or not, or null.
+    /// The item with that name, visible or not; or null.
     [[nodiscard]] QQuickItem *itemAnywhere(const QString &name) const;
-    /// All items that show text and could take it for markup.
+    /// All items that show text and could interpret it as markup.
     [[nodiscard]] QList<QQuickItem *> allTexts() const;
-    /// The item of that name, which must be there.
+    /// The visible item with that name, which must exist.
     [[nodiscard]] QQuickItem &item(const QString &name) const;
-    /// The text of the item of that name.
+    /// The text of the item with that name.
     [[nodiscard]] QString text(const QString &name) const;
     [[nodiscard]] QString typed() const { return text(u"commandField"_s); }
     [[nodiscard]] bool hasFocus(const QString &name) const;
 
-    /// The hot key was pressed.
+    /// Presses the hot key.
     static void summon();
     void setTrusted(bool isTrusted);
     void setLook(const Look &look) { platform.settings.change(look); }
@@ -53,12 +53,12 @@ public:
     void click(const QString &name) const;
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) const;
     void type(const QString &text) const;
-    /// Types a task and sends it.
+    /// Types and submits a task.
     void submit(const QString &task) const;
     /// Runs a task to its end.
     void run(const QString &task, const QStringList &replies);
 
-    /// What the window shows.
+    /// The window's contents.
     [[nodiscard]] QImage grab() const { return window->grabWindow(); }
 
     FakeNativeWindow frame{u"panel"_s};

@@ -7,7 +7,7 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// The main function of a test of the panel: Test is the class.
+/// The main function of a panel test with the class Test.
 #define PANEL_TEST_MAIN(Test)                                                                      \
     int main(int argc, char *argv[])                                                               \
     {                                                                                              \
@@ -17,7 +17,7 @@ using Qt::StringLiterals::operator""_s;
         return QTest::qExec(&test, argc, argv);                                                    \
     }
 
-/// What the scripted model says.
+/// Replies of the scripted model.
 namespace Say {
 inline const QString listWindows = u"{\"action\":\"list_windows\"}"_s;
 inline const QString trashOld = u"{\"action\":\"trash\",\"path\":\"old.zip\"}"_s;

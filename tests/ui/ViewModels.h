@@ -15,17 +15,17 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// The view models over the real session and the real manager, with a scripted engine, a desktop in
-/// memory and a home of its own.
+/// The view models of the real session and the real manager, with a scripted engine, a fake
+/// platform and a private home folder.
 struct ViewModels
 {
-    /// What becomes of the first model of the catalogue once somebody wants it loaded.
+    /// The result of loading the first model of the catalogue.
     enum class Model {
         missing,
         present,
         unreadable, ///< Loading it fails.
-        loading,    ///< Loading it takes until the engine's release.
-        loaded,     ///< It is loaded already.
+        loading,    ///< Loading lasts until releaseLoad().
+        loaded,     ///< Already loaded.
     };
 
     explicit ViewModels(Model model = Model::loaded)
@@ -60,7 +60,7 @@ struct ViewModels
         QSettings().clear();
     }
 
-    /// Makes the model's file; the scripted engine does not read it.
+    /// Creates the model's file, which the scripted engine does not read.
     static void putModel(const LocalModel &model)
     {
         QFile file(QDir(ModelManager::directory()).filePath(model.fileName));

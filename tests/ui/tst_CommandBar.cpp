@@ -130,7 +130,7 @@ void tst_CommandBar::pastedLinesAreSetApart()
         scene.key(Qt::Key_Left);
     scene.key(Qt::Key_V, Qt::ControlModifier);
     QCOMPARE(scene.typed(), u"now "_s + pasted + u" then"_s);
-    // It takes the place of what is selected, and is what is sent.
+    // It replaces the selection and is submitted.
     scene.key(Qt::Key_A, Qt::ControlModifier);
     scene.key(Qt::Key_V, Qt::ControlModifier);
     QCOMPARE(scene.typed(), pasted);

@@ -105,7 +105,7 @@ void tst_CommandInput::losesTheTextToARunningTask()
     scene.input.send();
     QCOMPARE(scene.input.text(), QString());
     QCOMPARE(scene.session->turns().size(), 1);
-    // It can be had again.
+    // It can be recalled.
     scene.input.recallEarlier();
     QCOMPARE(scene.input.text(), u"Open Music"_s);
     scene.engine->releaseGeneration();

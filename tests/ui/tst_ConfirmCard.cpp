@@ -10,7 +10,7 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int forEver = 1'000'000;
 
-/// A panel in which a risky step waits for approval.
+/// A panel with a risky step that waits for approval.
 struct Scene : PanelScene
 {
     explicit Scene()
@@ -23,8 +23,7 @@ struct Scene : PanelScene
             qFatal("There is no confirm card.");
     }
 
-    /// Runs a task up to the question. The card takes approval once that many milliseconds are
-    /// over.
+    /// Runs a task until the question. The card accepts approval after so many milliseconds.
     void ask(int wait = 0)
     {
         card->setProperty("wait", wait);
@@ -40,7 +39,7 @@ struct Scene : PanelScene
         QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text, isRepeated);
         QCoreApplication::sendEvent(window.get(), &event);
     }
-    /// Runs a task up to the question about that path or script.
+    /// Runs a task until the question about that path or script.
     void askAbout(const QString &action, const QString &key, const QString &value, int wait = 0)
     {
         card->setProperty("wait", wait);
@@ -48,13 +47,13 @@ struct Scene : PanelScene
         submit(u"Tidy up"_s);
         QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, 30'000));
     }
-    /// What the reason looks like.
+    /// The rendered reason.
     [[nodiscard]] QImage drawnReason() const
     {
         const QQuickItem &view = item(u"confirmReasonView"_s);
         return grab().copy(view.mapRectToScene(view.boundingRect()).toAlignedRect());
     }
-    /// What the reason for trashing that path looks like, when it is asked about.
+    /// The rendered question about trashing that path.
     QImage drawn(const QString &path)
     {
         session->setTurns({});
@@ -310,7 +309,7 @@ void tst_ConfirmCard::holdsTheKeyboard()
                                  u"allowButton"_s}));
     scene.key(Qt::Key_Backtab, Qt::ShiftModifier);
     QVERIFY(scene.hasFocus(u"cancelButton"_s));
-    // Neither the field nor a text of the history can be clicked into.
+    // Clicking the field or a text of the history has no effect.
     for (const QString &name : {u"commandField"_s, u"turnCommand"_s}) {
         scene.click(name);
         QVERIFY(scene.card->hasActiveFocus());
@@ -398,7 +397,7 @@ void tst_ConfirmCard::aLongReasonScrolls()
     const QQuickItem &view = scene.item(u"confirmReasonView"_s);
     const QQuickItem &reason = scene.item(u"confirmReason"_s);
     QTRY_VERIFY(reason.height() > view.height());
-    // That there is more can be seen.
+    // The scroll bar shows that there is more.
     QTRY_VERIFY(scene.find(u"confirmScrollBar"_s));
     const auto *const handle =
         scene.item(u"confirmScrollBar"_s).property("contentItem").value<QQuickItem *>();
@@ -540,7 +539,7 @@ void tst_ConfirmCard::approvalNeedsTheEndOfTheReason()
     QTRY_VERIFY(scene.isReady());
     QVERIFY(scene.item(u"allowButton"_s).isEnabled());
     QCOMPARE(scene.itemAnywhere(u"confirmHint"_s)->opacity(), 0.0);
-    // Once seen is enough.
+    // Having seen the end once is enough.
     scene.key(Qt::Key_Home);
     QCOMPARE(view.property("contentY"), 0);
     approve(scene);
@@ -572,7 +571,7 @@ void tst_ConfirmCard::aHiddenPanelShowsNoEnd()
     scene.window->show();
     QVERIFY(QTest::qWaitForWindowExposed(scene.window.get()));
     QTRY_VERIFY(scene.isReady());
-    // What is shown again is shown for the first time.
+    // Showing the window again starts the delay again.
     scene.window->hide();
     QVERIFY(!scene.isReady());
     scene.window->show();

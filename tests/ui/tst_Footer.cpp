@@ -40,7 +40,7 @@ void tst_Footer::asksForAccess()
     QVERIFY(!scene.find(u"onDevice"_s));
     scene.click(u"grantButton"_s);
     QCOMPARE(scene.platform.controls.trustRequests, 1);
-    // The system asks the user, whose answer is not known before the next summon.
+    // The system asks the user; the answer is read at the next summon.
     QVERIFY(scene.find(u"grantButton"_s));
     scene.platform.controls.givesTrust = true;
     scene.click(u"grantButton"_s);
@@ -148,7 +148,7 @@ void tst_Footer::escapeClosesTheMenuFirst()
     scene.key(Qt::Key_Escape);
     QTRY_VERIFY(!scene.find(u"modelMenuItem1"_s));
     QCOMPARE(scene.hides(), 0);
-    // The keyboard is where it was.
+    // The focus is unchanged.
     QTRY_VERIFY(scene.hasFocus(u"commandField"_s));
     scene.key(Qt::Key_Escape);
     QCOMPARE(scene.hides(), 1);

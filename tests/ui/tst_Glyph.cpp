@@ -74,9 +74,9 @@ void tst_Glyph::drawsEachSymbol()
     QVERIFY(coverage(small) > 0.03);
     QVERIFY(coverage(small) < 0.9);
     QVERIFY(qAbs(coverage(small) - coverage(large)) < 0.03);
-    // Drawn for that scale, not enlarged.
+    // Rendered at that scale, not enlarged.
     QVERIFY(small.scaled(32, 32, Qt::IgnoreAspectRatio, Qt::SmoothTransformation) != large);
-    // Nothing is cut off: the outermost pixels are free, or nearly.
+    // Nothing is cut off: the outermost pixels are almost empty.
     const QImage huge = drawing(name, 96, 1);
     for (int i = 0; i < huge.width(); ++i) {
         for (const QPoint edge : {QPoint(i, 0), QPoint(i, 95), QPoint(0, i), QPoint(95, i)})
@@ -119,7 +119,7 @@ void tst_Glyph::isTheSystemsSymbolWhereItHasOne()
     FakePlatform platform;
     platform.settings.ownSymbols = {u"lock.fill"_s};
     const QColor colour(200, 100, 50);
-    // Of a size that nothing else here asks for: drawings are kept.
+    // A size that no other test uses, since images are cached.
     const QImage image = drawing(u"lock.fill"_s, 21, 2, colour);
     QCOMPARE(image.size(), QSize(42, 42));
     for (const int y : {0, 20, 41}) {
@@ -138,7 +138,7 @@ void tst_Glyph::isSharpInAWindow()
     const QQuickItem &glyph = scene.item(u"sparkle"_s);
     const QRectF place = glyph.mapRectToScene(glyph.boundingRect());
     const QImage picture = scene.grab();
-    // In an enlarged drawing each point's four pixels would be of one colour.
+    // In an enlarged image, the four pixels of each point would have one colour.
     int mixed = 0;
     for (int y = int(place.top()); y < int(place.bottom()); ++y) {
         for (int x = int(place.left()); x < int(place.right()); ++x) {

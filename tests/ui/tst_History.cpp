@@ -36,12 +36,12 @@ struct Scene : PanelScene
 
     [[nodiscard]] QQuickItem &list() const { return item(u"turns"_s); }
     [[nodiscard]] double contentY() const { return list().property("contentY").toDouble(); }
-    /// Where the row is in the list's own window.
+    /// The position of the row in the visible part of the list.
     [[nodiscard]] QRectF place(const QQuickItem *row) const
     {
         return row->mapRectToItem(&list(), row->boundingRect());
     }
-    /// The rows in sight, from the top down; the list keeps others for later.
+    /// The visible rows from top to bottom; the list caches others.
     [[nodiscard]] QList<QQuickItem *> rows() const
     {
         QList<QQuickItem *> seen;
@@ -52,7 +52,7 @@ struct Scene : PanelScene
         std::ranges::sort(seen, {}, [this](QQuickItem *row) { return place(row).top(); });
         return seen;
     }
-    /// Whether the last turn's end is at the list's end.
+    /// Whether the list is scrolled to the end of the last turn.
     [[nodiscard]] bool showsEnd() const
     {
         const QList<QQuickItem *> seen = rows();
@@ -346,14 +346,14 @@ void tst_History::spinnersTurnAsOne()
     const int before = spinners[0]->property("turn").toInt();
     QTRY_VERIFY(spinners[0]->property("turn").toInt() != before);
     QCOMPARE(spinners[1]->property("turn"), spinners[0]->property("turn"));
-    // Reduced motion stops them.
+    // Reduced motion stops the spinners.
     scene.setLook({.hasReducedMotion = true});
     const int still = spinners[0]->property("turn").toInt();
     QTest::qWait(300);
     QCOMPARE(spinners[0]->property("turn").toInt(), still);
     scene.setLook({});
     QTRY_VERIFY(spinners[0]->property("turn").toInt() != still);
-    // A new list of turns leaves none that turns unseen.
+    // After replacing the turns, no invisible spinner is left.
     scene.session->setTurns({});
     QTRY_VERIFY(scene.all(u"lineSpinner"_s).isEmpty());
 }
@@ -393,7 +393,7 @@ void tst_History::keepsTheLastTurnAndTheLiveStatusInSight()
     };
     QTRY_VERIFY(scene.showsEnd());
     QTRY_VERIFY(liveIsBelow());
-    // Also once there are more lines.
+    // Also with more lines.
     scene.engine->releaseGeneration();
     QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
     QTRY_VERIFY(scene.showsEnd());
@@ -412,7 +412,7 @@ void tst_History::scrollsWithMotion()
     turns << manyTurns(3);
     const double before = scene.contentY();
     scene.session->setTurns(turns);
-    // It begins where it was.
+    // It starts from the previous position.
     QVERIFY(scene.contentY() < before + 100);
     QTRY_VERIFY(scene.showsEnd());
     QVERIFY(scene.contentY() > before + 200);
@@ -508,7 +508,7 @@ void tst_History::scrollsByKeys()
     scene.key(Qt::Key_PageUp);
     const double page = scene.contentY();
     QVERIFY(page < end);
-    // From the field and from the list.
+    // From the field and from the list too.
     scene.key(Qt::Key_Tab);
     QVERIFY(scene.hasFocus(u"turn"_s));
     scene.key(Qt::Key_PageDown);
@@ -543,7 +543,7 @@ void tst_History::textIsSelectedAndCopied()
     QTRY_COMPARE(text.property("selectedText"), u"Launching"_s);
     scene.key(Qt::Key_C, Qt::ControlModifier);
     QCOMPARE(QGuiApplication::clipboard()->text(), u"Launching"_s);
-    // Nobody changes what was said.
+    // The text is read-only.
     scene.key(Qt::Key_X);
     QCOMPARE(text.property("text"), u"Launching Mail"_s);
     QVERIFY(text.property("readOnly").toBool());
@@ -586,7 +586,7 @@ void tst_History::clearsByTheShortcut()
     Scene scene;
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
     QVERIFY(scene.hasFocus(u"commandField"_s));
-    // Some text fields delete to the end of the line by this key.
+    // Some text fields use this key to delete to the end of the line.
     scene.type(u"next task"_s);
     scene.key(Qt::Key_Home);
     scene.key(Qt::Key_K, Qt::ControlModifier);
@@ -612,7 +612,7 @@ void tst_History::nothingMovesWhileNothingHappens()
 {
     Scene scene;
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
-    // The cursor's blinking is the only thing that an idle panel may paint.
+    // An idle panel may only paint the blinking cursor.
     scene.key(Qt::Key_Tab);
     QVERIFY(!scene.hasFocus(u"commandField"_s));
     QTest::qWait(500);

@@ -34,7 +34,7 @@ void tst_LogEntryStyle::looksByKind_data()
                           << ColorRole::Secondary << u"Note"_s;
     QTest::newRow("confirm") << Kind::confirm << false << u"hand.raised.fill"_s << ColorRole::Orange
                              << ColorRole::Secondary << u"Needs approval"_s;
-    // A spinner stands in the symbol's place.
+    // A spinner replaces the symbol.
     QTest::newRow("running step") << Kind::step << true << QString() << ColorRole::Secondary
                                   << ColorRole::Primary << u"In progress"_s;
     QTest::newRow("running success") << Kind::success << true << QString() << ColorRole::Secondary

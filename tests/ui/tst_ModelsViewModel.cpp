@@ -77,7 +77,7 @@ void tst_ModelsViewModel::choosesAModel()
     QCOMPARE(scene.manager->selected().id, u"llama3.2-3b"_s);
     scene.manager->select(modelAt(HttpServer::closedUrl(u"/test.gguf"_s)));
     QCOMPARE(scene.modelsView->selected(), -1);
-    // An entry is known by its id alone.
+    // Entries are identified by their ids.
     LocalModel elsewhere = LocalModel::catalog().at(1);
     elsewhere.url = HttpServer::closedUrl(u"/test.gguf"_s);
     scene.manager->select(elsewhere);
@@ -108,7 +108,7 @@ void tst_ModelsViewModel::progressIsInPlainTruncatedDigits_data()
     QTest::addColumn<QString>("text");
     QTest::newRow("nothing") << 0 << u"0% of ~1234567 MB"_s;
     QTest::newRow("9.99") << 999 << u"9% of ~1234567 MB"_s;
-    QTest::newRow("29") << 2900 << u"28% of ~1234567 MB"_s; // 0.29 × 100 is below 29.
+    QTest::newRow("29") << 2900 << u"28% of ~1234567 MB"_s; // 0.29 × 100 is below 29
     QTest::newRow("55.5") << 5550 << u"55% of ~1234567 MB"_s;
     QTest::newRow("99.99") << 9999 << u"99% of ~1234567 MB"_s;
 }
@@ -152,7 +152,7 @@ void tst_ModelsViewModel::cancellingWithoutADownloadReadsTheDisk()
     ViewModels::putModel(LocalModel::catalog().first());
     scene.modelsView->cancelDownload();
     QCOMPARE(scene.modelsView->state(), ModelsViewModel::Ready);
-    // The model that was whole by then: nothing else would load it.
+    // The model was complete by then and must be loaded.
     QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Loaded);
 }
 

@@ -20,7 +20,7 @@ QString roleOf(const QAccessibleInterface &element)
     return QString::fromLatin1(names.valueToKey(element.role()));
 }
 
-/// One line for each element that a screen reader meets: role, name, description, value, states.
+/// Adds one line for each element of a screen reader: role, name, description, value, states.
 void describe(QAccessibleInterface *element, int depth, QStringList &lines)
 {
     if (element == nullptr || !element->isValid() || element->state().invisible)
@@ -152,7 +152,7 @@ void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
         QTRY_VERIFY(!scene.session->isRunning());
     }
 
-    // Each scene has a home of its own.
+    // Each scene has its own home folder.
     tree.replace(QRegularExpression(u"into /\\S+/Quillon/Models"_s), u"into MODELS-FOLDER"_s);
 
     QFile golden(u"" GOLDEN "/accessibility.txt"_s);
@@ -177,7 +177,7 @@ void tst_PanelAccessibility::everyControlHasANameAndAPress()
         QAccessibleInterface *const element = left.takeFirst();
         for (int i = 0; i < element->childCount(); ++i)
             left << element->child(i);
-        // The toolkit takes texts for focusable.
+        // Qt reports texts as focusable.
         if (element->state().invisible || !element->state().focusable ||
             element->role() == QAccessible::StaticText)
             continue;
@@ -191,7 +191,7 @@ void tst_PanelAccessibility::everyControlHasANameAndAPress()
                      qPrintable(element->object()->objectName()));
         }
     }
-    QVERIFY(controls >= 8); // Field, send, four suggestions, menu, two of the window.
+    QVERIFY(controls >= 8); // field, send, four suggestions, menu, two window buttons
 }
 
 void tst_PanelAccessibility::aScreenReaderAnswersTheCard()

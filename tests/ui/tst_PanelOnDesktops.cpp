@@ -1,5 +1,5 @@
-// The real panel under the window managers of the desktops that people have, at their scales: where
-// it is, what is above what, who has the keyboard. Leaves pictures of it to be looked at.
+// The real panel with the window managers of common desktops and at several scales: its position,
+// the stacking order and the focus. Writes screenshots for review.
 
 #include "models/LocalModel.h"
 #include "platform/linux/x11/X11Desktop.h"
@@ -127,7 +127,7 @@ void tst_PanelOnDesktops::start(const QList<QByteArray> &replies)
 
 void tst_PanelOnDesktops::keepPicture(const QString &name) const
 {
-    // A compositor paints later than the window is there.
+    // A compositor paints the window some time after it is mapped.
     QTest::qWait(700);
     const QString folder = u"" SCREENSHOTS "/desktops"_s;
     QDir().mkpath(folder);
@@ -152,7 +152,7 @@ void tst_PanelOnDesktops::isInTheMiddleAndFits()
     const auto distance = [&] {
         return (geometry(*panel()).topLeft() - middle.topLeft()).manhattanLength();
     };
-    // One that tiles gives everything a title.
+    // A tiling window manager adds a title bar to every window.
     QFETCH(QStringList, windowManager);
     const int titleHeight = windowManager.first() == u"i3" ? 60 : 0;
     QTRY_VERIFY_WITH_TIMEOUT(distance() <= 2 + titleHeight, eventually);
@@ -161,7 +161,7 @@ void tst_PanelOnDesktops::isInTheMiddleAndFits()
 
 void tst_PanelOnDesktops::isNotMissed_data()
 {
-    // A window manager that tiles has what floats above the rest anyway.
+    // A tiling window manager always keeps floating windows above.
     addDesktops({u"openbox"_s, u"xfwm4"_s, u"marco"_s, u"kwin_x11"_s});
 }
 
@@ -173,23 +173,23 @@ void tst_PanelOnDesktops::isNotMissed()
     start({R"({"action":"open_app","app":"Other"})", R"({"action":"trash","path":"old.zip"})",
            R"({"action":"done","message":"That is all there was to do."})"});
     type(u"tidy up"_s);
-    // A Return that comes before the model is loaded leaves the text where it is.
+    // Return has no effect until the model is loaded.
     const auto hasOpened = [this] {
         press(u"Return"_s);
         return QTest::qWaitFor([this] { return find(u"other"_s).has_value(); }, 2000);
     };
     QVERIFY(QTest::qWaitFor(hasOpened, eventually));
-    // The question is seen although another window has the keyboard.
+    // The question is visible although another window has the focus.
     QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"other"_s, eventually);
     QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_ABOVE"), eventually);
     QTRY_COMPARE_WITH_TIMEOUT(inFront(), u"Quillon"_s, eventually);
-    // MATE's points out only what is covered.
+    // Marco shows the state only for covered windows.
     QFETCH(QStringList, windowManager);
     if (windowManager.first() != u"marco")
         QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"), eventually);
     QCOMPARE(withTheKeyboard(), u"other"_s);
     keepPicture(u"question"_s);
-    // Ended, it is a window as all others.
+    // After the task, it is a normal window.
     xdotool({u"windowactivate"_s, u"--sync"_s, number(*panel())});
     QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
     press(u"Escape"_s);

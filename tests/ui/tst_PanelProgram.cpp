@@ -1,5 +1,5 @@
-// The program as a user meets it: a task typed into the real panel, a real model file, real
-// actions, real keys and clicks.
+// The program like for a user: a task typed into the real panel, a real model file, real actions,
+// real keys and clicks.
 
 #include "models/LocalModel.h"
 #include "platform/linux/x11/X11Desktop.h"
@@ -19,7 +19,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int eventually = 60'000;
-const QRect inTheMiddle(280, 90, 720, 620); // Of a screen of 1280 by 800.
+const QRect inTheMiddle(280, 90, 720, 620); // on a screen of 1280 by 800
 } // namespace
 
 class tst_PanelProgram : public QObject
@@ -56,13 +56,13 @@ private:
         const std::optional<X11Window> window = panel();
         return window ? geometry(*window) : QRect();
     }
-    /// The keyboard is the panel's, as the X server has it.
+    /// Whether the panel has the focus according to the X server.
     [[nodiscard]] bool panelHasTheKeyboard()
     {
         const std::optional<X11Window> window = panel();
         return window && xdotool({u"getwindowfocus"_s}).trimmed() == number(*window).toLatin1();
     }
-    /// The card's white face lies over the grey of the panel.
+    /// Whether the card is shown: it is white on the grey panel.
     [[nodiscard]] static bool asks()
     {
         const QPixmap picture = QGuiApplication::primaryScreen()->grabWindow(0, 440, 424, 1, 1);
@@ -74,9 +74,9 @@ private:
         QVERIFY(QGuiApplication::primaryScreen()->grabWindow(0).save(u"" SCREENSHOTS
                                                                      "/%1.png"_s.arg(name)));
     }
-    /// Starts the program with a model that gives these replies, one after the other.
+    /// Starts the program with a model that gives these replies in order.
     void start(const QList<QByteArray> &replies);
-    /// Starts the program and types a task that it has to ask about.
+    /// Starts the program and types a task that needs approval.
     void startAndAsk(const QByteArray &path = "old.zip");
     [[nodiscard]] bool isTrashed() const { return !QFile::exists(m_desktop.home(u"old.zip"_s)); }
 
@@ -110,7 +110,7 @@ void tst_PanelProgram::startAndAsk(const QByteArray &path)
 {
     start({R"({"action":"trash","path":")" + path + R"("})",
            R"({"action":"done","message":"That is all there was to do."})"});
-    // A Return that comes before the model is loaded leaves the text where it is.
+    // Return has no effect until the model is loaded.
     type(u"tidy up"_s);
     const auto asksAfterReturn = [] {
         if (!asks())
@@ -124,7 +124,7 @@ void tst_PanelProgram::performsATypedTask()
 {
     start({R"({"action":"screenshot","save_to":"Documents"})",
            R"({"action":"done","message":"The picture is there."})"});
-    // A Return that comes before the model is loaded leaves the text where it is.
+    // Return has no effect until the model is loaded.
     type(u"take a picture"_s);
     const auto isTaken = [this] {
         press(u"Return"_s);
@@ -140,7 +140,7 @@ void tst_PanelProgram::performsARiskyStepThatIsAllowed()
     startAndAsk();
     keepPicture(u"program-confirm"_s);
     QVERIFY(!isTrashed());
-    // It takes no approval within its first moments.
+    // It accepts no approval at first.
     const auto isTrashedAfterReturn = [this] {
         if (asks())
             press(u"Return"_s);
@@ -153,7 +153,7 @@ void tst_PanelProgram::performsARiskyStepThatIsAllowed()
 void tst_PanelProgram::aLongQuestionIsReadToItsEndFirst()
 {
     startAndAsk(QByteArray("./").repeated(1500) + "old.zip");
-    // Longer than the card takes no approval in any case.
+    // Longer than the card's delay.
     QTest::qWait(1000);
     for (int i = 0; i < 5; ++i) {
         press(u"Return"_s);
@@ -198,7 +198,7 @@ void tst_PanelProgram::isDraggedByAnEmptyArea()
     start({R"({"action":"done","message":"Nothing to do."})"});
     const QPoint empty = inTheMiddle.bottomLeft() + QPoint(300, -100);
     drag(empty, empty + QPoint(-120, 60));
-    // It follows the mouse as soon as that has left the place where the button went down.
+    // The panel follows the mouse once it has moved from where the button was pressed.
     const QRect way(QPoint(-120, 30), QPoint(-80, 60));
     const auto moved = [this] { return place().topLeft() - inTheMiddle.topLeft(); };
     QTRY_VERIFY_WITH_TIMEOUT(way.contains(moved()), eventually);

@@ -35,7 +35,7 @@ void startDownload(PanelScene &scene, HttpServer &server, const HttpServer::Answ
     scene.click(u"downloadButton"_s);
 }
 
-/// One state of the panel: what is there before it opens, and how it comes about.
+/// One state of the panel: its preconditions and the steps to it.
 struct State
 {
     const char *name;
@@ -169,7 +169,7 @@ const QList<State> &states()
 }
 } // namespace
 
-/// Pictures of the panel in every state, light and dark, for people to look at.
+/// Writes screenshots of the panel in every state, light and dark, for review.
 class tst_PanelScreenshots : public QObject
 {
     Q_OBJECT
@@ -201,7 +201,7 @@ void tst_PanelScreenshots::shows()
 
     const QImage picture = scene.grab();
     QCOMPARE(picture.size(), scene.window->size() * scene.window->devicePixelRatio());
-    // The surface is where nothing else is: the picture is of that look.
+    // An empty part of the surface tells whether the screenshot has that look.
     QCOMPARE(picture.pixelColor(8, picture.height() / 2).lightnessF() < 0.5F, dark);
     QDir().mkpath(u"" SCREENSHOTS ""_s);
     const QString name = QString::fromUtf8(QTest::currentDataTag());

@@ -36,7 +36,7 @@ void tst_PanelWindow::hasItsOwnControlsWithoutAFrame()
     for (const QString &name : {u"minimiseButton"_s, u"closeButton"_s}) {
         const QQuickItem &button = scene.item(name);
         const QRectF place = button.mapRectToScene(button.boundingRect());
-        // In the free space above the command bar.
+        // In the empty area above the command bar.
         QVERIFY(place.top() >= 0 && place.bottom() <= 34);
     }
     scene.frame.show();
@@ -129,7 +129,7 @@ void tst_PanelWindow::followsTheDesktopsLook()
     QCOMPARE(scene.color("surface"), light);
     QVERIFY(scene.theme().property("motion").toInt() >= 120);
     QVERIFY(scene.theme().property("motion").toInt() <= 180);
-    // Without an accent of the desktop's, the toolkit's.
+    // Without an accent colour of the desktop, it is the toolkit's.
     QVERIFY(scene.color("systemAccent") != QColor::fromRgbF(1, 0.5, 0));
 }
 
@@ -142,7 +142,7 @@ void tst_PanelWindow::canBeDraggedAgainWithoutTheButtonsRelease()
     QVERIFY(mover);
     QSignalSpy renewed(mover, SIGNAL(loaded()));
     for (int drag = 1; drag <= 2; ++drag) {
-        // The system keeps the release for itself.
+        // The system consumes the release.
         QTest::mousePress(scene.window.get(), Qt::LeftButton, {}, {360, 300});
         for (int step = 1; step <= 8; ++step)
             QTest::mouseMove(scene.window.get(), {360 + 10 * step, 300});

@@ -5,8 +5,8 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-const QString flag = u"\U0001F1EB\U0001F1F7"_s;         // Two code points, four units, one flag.
-const QString family = u"\U0001F468\u200D\U0001F467"_s; // Joined to one picture.
+const QString flag = u"\U0001F1EB\U0001F1F7"_s; // two code points, four UTF-16 units, one flag
+const QString family = u"\U0001F468\u200D\U0001F467"_s; // joined to one grapheme
 const QString accented = u"e\u0301"_s;
 } // namespace
 
@@ -33,7 +33,7 @@ void tst_PreviewTail::showsTheEndAsOneLine_data()
     QTest::newRow("90 flags") << flag.repeated(90) << flag.repeated(90);
     QTest::newRow("91 flags") << flag.repeated(91) << flag.repeated(90);
     QTest::newRow("91 families") << family.repeated(91) << family.repeated(90);
-    // Which Qt alone would cut into halves.
+    // Qt alone would split them.
     QTest::newRow("91 flags behind an Indic letter")
         << u"\u0915"_s + flag.repeated(91) << flag.repeated(90);
     QTest::newRow("91 accents") << accented.repeated(91) << accented.repeated(90);

@@ -157,7 +157,7 @@ void tst_SessionViewModel::stopsAtOnceWhileApprovalIsAwaited()
     scene.engine->addReplies({trashOld, done});
     scene.sessionView->submit(u"Tidy up"_s);
     QTRY_VERIFY(scene.sessionView->isPending());
-    // The task is cancelled by the time that the confirmation is refused.
+    // The task is cancelled before the confirmation is declined.
     bool wasCancelled = false;
     connect(scene.sessionView.get(), &SessionViewModel::pendingChanged, this,
             [&] { wasCancelled = scene.session->task()->isCancelled(); });

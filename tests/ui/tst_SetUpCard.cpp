@@ -78,7 +78,7 @@ void tst_SetUpCard::standsInTheMiddle()
     const auto isCentred = [&] {
         const qreal top = first.mapRectToItem(&card, first.boundingRect()).top();
         const qreal end = last.mapRectToItem(&card, last.boundingRect()).bottom();
-        return qAbs(top - (card.height() - end)) < 1.5; // Whole pixels.
+        return qAbs(top - (card.height() - end)) < 1.5; // rounded to pixels
     };
     QTRY_VERIFY(isCentred());
     scene.window->resize(640, 460);
@@ -213,7 +213,7 @@ void tst_SetUpCard::aFailureSaysHowToGetTheFileOtherwise()
     QCOMPARE(scene.text(u"ownWay"_s),
              u"The file is at %1 and belongs into %2."_s.arg(
                  url.toString(), QDir::toNativeSeparators(ModelManager::directory())));
-    // It covers nothing, in the smallest window either.
+    // It covers nothing, even in the smallest window.
     for (const QSize size : {QSize(720, 620), QSize(640, 460)}) {
         scene.window->resize(size);
         const QQuickItem &card = scene.item(u"setUpCard"_s);
@@ -280,7 +280,7 @@ void tst_SetUpCard::aLongMessageStaysInTheCard()
     QTRY_VERIFY(symbol.mapRectToItem(&card, symbol.boundingRect()).top() >= 30);
     const auto right = [&] { return message.mapRectToItem(&card, message.boundingRect()).right(); };
     QTRY_VERIFY(right() <= card.width() - 30);
-    // Where there is room there is more of it, to an end.
+    // In a larger window, more of it is shown, up to a limit.
     scene.window->resize(720, 900);
     QTRY_VERIFY(message.height() > 60);
     QVERIFY(message.height() < 120);
@@ -379,7 +379,7 @@ void tst_SetUpCard::theHistoryStaysWhileAModelIsLoadedAnew()
     QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
     QVERIFY(scene.find(u"history"_s));
     QVERIFY(scene.find(u"setUpStrip"_s));
-    // Without a turn the card has its place again.
+    // Without turns, the card is shown again.
     scene.key(Qt::Key_K, Qt::ControlModifier);
     QTRY_VERIFY(scene.find(u"setUpCard"_s));
     QCOMPARE(scene.text(u"failureMessage"_s), u"Download failed (HTTP 404)."_s);
@@ -440,16 +440,16 @@ void tst_SetUpCard::aStripBelowTheHistorySetsUpAnotherModel()
     QTRY_VERIFY(top(u"setUpStrip"_s) >= bottom(u"history"_s));
     QVERIFY(bottom(u"setUpStrip"_s) <= top(u"onDevice"_s));
     QVERIFY(scene.item(u"setUpStrip"_s).height() <= 44);
-    QTest::qWait(100); // The row is laid out with the next frame.
+    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripDownloadButton"_s);
     QTRY_VERIFY(scene.modelsView->progress() > 0);
     QCOMPARE(scene.text(u"stripText"_s), u"50% of ~1234567 MB"_s);
     QCOMPARE(scene.item(u"stripProgress"_s).property("value"), 0.5);
-    QTest::qWait(100); // The row is laid out with the next frame.
+    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripCancelButton"_s);
     QTRY_VERIFY(scene.find(u"stripDownloadButton"_s));
     QVERIFY(!scene.find(u"stripProgress"_s));
-    QTest::qWait(100); // The row is laid out with the next frame.
+    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripDownloadButton"_s);
     QTRY_VERIFY(scene.modelsView->progress() > 0);
     server.release();
@@ -466,10 +466,10 @@ void tst_SetUpCard::theStripSaysWhyADownloadFailed()
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
     const HttpServer server;
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
-    QTest::qWait(100); // The row is laid out with the next frame.
+    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripDownloadButton"_s);
     QTRY_COMPARE(scene.text(u"stripText"_s), u"Download failed (HTTP 404)."_s);
-    QTest::qWait(100); // The row is laid out with the next frame.
+    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripTryAgainButton"_s);
     QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
     QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
@@ -482,7 +482,7 @@ void tst_SetUpCard::theStripLeadsBackToTheModelThatIsThere()
     scene.manager->select(LocalModel::catalog().at(1));
     scene.engine->setLoaded(false);
     QCOMPARE(scene.text(u"stripModelMenuButton"_s), u"Llama 3.2 3B Instruct"_s);
-    QTest::qWait(100); // The row is laid out with the next frame.
+    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripModelMenuButton"_s);
     QTRY_VERIFY(scene.find(u"modelMenuItem0"_s));
     scene.click(u"modelMenuItem0"_s);

@@ -31,7 +31,7 @@ void tst_Theme::measuresContrast()
     QVERIFY(isAbout(Contrast::ratio(Qt::black, Qt::white), 21));
     QVERIFY(isAbout(Contrast::ratio(Qt::white, Qt::black), 21));
     QVERIFY(isAbout(Contrast::ratio(Qt::red, Qt::red), 1));
-    // Figures that the guidelines' own tools give.
+    // Values from the guidelines' tools.
     QVERIFY(isAbout(Contrast::ratio(QColor(u"#767676"_s), Qt::white), 4.54));
     QVERIFY(isAbout(Contrast::ratio(QColor(u"#0000ff"_s), Qt::white), 8.59));
 }
@@ -95,8 +95,7 @@ void tst_Theme::isLegible()
         look.accent = Look::Color{accent.redF(), accent.greenF(), accent.blueF()};
     scene.setLook(look);
 
-    // The surface with the darkest and the lightest shining through, under the mouse or not, and
-    // what lies on it.
+    // The surface over black and white, with and without the mouse over it, and the colours on it.
     QColor translucent = scene.color("surface");
     translucent.setAlphaF(scene.theme().property("translucency").toFloat());
     QList<QColor> surfaces{scene.color("surface"), Contrast::over(translucent, Qt::black),

@@ -16,7 +16,7 @@ Turn turn(const QString &command)
     return {.command = command};
 }
 
-/// Counts what a model tells its views.
+/// Counts the signals of a model.
 struct Announcements
 {
     explicit Announcements(QAbstractItemModel &model)
@@ -27,7 +27,7 @@ struct Announcements
     {
     }
 
-    /// Rows inserted, rows removed, rows changed; since the last call.
+    /// The numbers of inserted, removed and changed rows since the last call.
     QList<int> take()
     {
         QList<int> result{0, 0, 0};

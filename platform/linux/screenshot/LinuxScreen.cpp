@@ -41,8 +41,8 @@ QByteArray pngFile(const QImage &image)
     return content;
 }
 
-// One capture. The queue's thread takes the picture, and a server that hangs may hold it for ever.
-// The main thread gives it up in time.
+// A capture. The queue's thread makes it, and may block for ever on a server that hangs; the main
+// thread has a timeout.
 class Capture
 {
 public:

@@ -11,11 +11,11 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// A window of another process on the virtual desktop. It is there when the constructor returns.
+/// A window of another process on the virtual desktop. It is mapped when the constructor returns.
 class TestWindow
 {
 public:
-    /// The class as "instance.Class"; what may be special about it: see test-window.cpp.
+    /// The class as "instance.Class"; for the other arguments, see test-window.cpp.
     TestWindow(VirtualDesktop &desktop, const QString &title, const QString &windowClass,
                const QStringList &special = {})
         : m_process(desktop.start(u"" TEST_WINDOW ""_s, QStringList{title, windowClass} + special))

@@ -1,5 +1,4 @@
-// A window of Qt's ordinary controls for the desktop tests. It prints a line for each one that was
-// used.
+// A window with ordinary Qt controls for the desktop tests. Prints a line when a control is used.
 
 #include <QApplication>
 #include <QCheckBox>

@@ -1,6 +1,6 @@
-// An application on the accessibility bus that shows whatever it is told to, and answers as no
-// toolkit would: lying-application MANNER [ARGUMENT]. It prints a line once it is on the bus, and
-// another one for each action.
+// An application on the accessibility bus with an arbitrary tree and invalid answers:
+// lying-application MANNER [ARGUMENT]. Prints a line once it is on the bus, and one for each
+// action.
 
 #include <dbus/dbus.h>
 
@@ -33,7 +33,7 @@ struct Control
     dbus_uint32_t role = panelRole;
     std::string name{};
     std::vector<std::string> children{};
-    std::string bus{}; // Its own where this is empty.
+    std::string bus{}; // its own bus name if empty
     dbus_uint32_t states = shown;
     std::string text{};
     std::vector<std::string> actions{"click"};
@@ -45,7 +45,7 @@ int callsLeft = -1;
 std::function<void()> whenCallsAreOver;
 bool liesAboutTypes = false;
 int delay = 0;
-std::string pressing; // "refuse", "dialog" or nothing.
+std::string pressing; // "refuse", "dialog" or empty
 std::string peerAddress;
 
 Control &add(const std::string &parent, const std::string &path, const Control &control)
@@ -186,7 +186,7 @@ void embed()
     dbus_connection_flush(connection);
 }
 
-// The bus itself has a process, too.
+// The bus has a process.
 void endBus()
 {
     DBusMessage *const question = dbus_message_new_method_call(
@@ -297,7 +297,7 @@ int main(int argc, char **argv)
     build(argc > 1 ? argv[1] : "", argc > 2 ? argv[2] : "");
     connect();
     embed();
-    // The registry's answer: from now on it is known there.
+    // The registry's answer: the application is registered now.
     bool isKnown = false;
     while (dbus_connection_read_write(connection, -1)) {
         while (DBusMessage *const message = dbus_connection_pop_message(connection)) {
@@ -307,7 +307,7 @@ int main(int argc, char **argv)
                 std::puts("known");
                 std::fflush(stdout);
             }
-            // Others on the bus are not counted.
+            // Messages of others on the bus are ignored.
             const bool isOurs =
                 type == DBUS_MESSAGE_TYPE_METHOD_CALL && isKnown &&
                 !dbus_message_is_method_call(message, "org.a11y.atspi.Socket", "Embedded");

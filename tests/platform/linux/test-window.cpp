@@ -1,7 +1,7 @@
-// A window for the tests to look at. Takes its title, its class ("instance.Class"), and what is
-// special about it; writes one line when the window manager has taken it up; does what it is told
-// in lines of its standard input, unless it is "unattended"; ends when it is asked to close,
-// unless it is "stubborn".
+// A window for the tests. The arguments are its title, its class ("instance.Class"), and its
+// properties. Prints one line when the window manager manages it; executes commands from lines of
+// its standard input, unless it is "unattended"; exits when its window is closed, unless it is
+// "stubborn".
 
 #include <xcb/xcb.h>
 #include <xcb/xcb_ewmh.h>
@@ -122,7 +122,7 @@ int main(int count, char **arguments)
     while (true) {
         while (xcb_generic_event_t *const event = xcb_poll_for_event(connection)) {
             const int type = event->response_type & 0x7f;
-            // The window manager says which title it shows for what it has taken up.
+            // The window manager sets this property of managed windows.
             if (type == XCB_PROPERTY_NOTIFY && !announced &&
                 reinterpret_cast<xcb_property_notify_event_t *>(event)->atom ==
                     ewmh._NET_WM_VISIBLE_NAME) {

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 namespace {
 constexpr auto limit = 20s;
 
-/// An application that others may connect to.
+/// An application that accepts direct connections.
 class PeerServer
 {
 public:
@@ -27,7 +27,7 @@ public:
         return "unix:path=" + m_server.fullServerName().toUtf8();
     }
 
-    /// Takes the next connection and ends it again.
+    /// Accepts the next connection and closes it.
     void hangUp()
     {
         QVERIFY(m_server.waitForNewConnection(20'000));
@@ -38,7 +38,7 @@ private:
     QLocalServer m_server;
 };
 
-// The files that this process has open.
+// The number of open files of this process.
 qsizetype openFiles()
 {
     return QDir(u"/proc/self/fd"_s).entryList(QDir::AllEntries | QDir::System).size();

@@ -101,7 +101,7 @@ void tst_AtomicFile::aFolderThatIsNotThereFails()
 
 void tst_AtomicFile::aDiskThatIsFullKeepsNothing()
 {
-    // What the system says for a file that grows too large it says in the same way for a disk.
+    // A limit of the file size fails like a full disk.
     const QString path = m_folder.filePath(u"large.png"_s);
     AtomicFile::write(path.toStdString(), "from before");
     const QStringList before = QDir(m_folder.path()).entryList(QDir::Files | QDir::Hidden);

@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// One for the process: folders of settings are asked for once.
+// One per process, since the settings folders are read only once.
 QString &root()
 {
     static QString path;

@@ -67,7 +67,7 @@ void tst_EntryFiles::foldersThatLeadToThemselvesAreVisitedOnce()
 {
     write("a.desktop");
     write("sub/b.desktop");
-    // Two links double the number of ways with each level.
+    // Links double the number of paths with each level.
     for (const char *const link : {"one", "two", "three"}) {
         fs::create_directory_symlink(".", m_folder / link);
         fs::create_directory_symlink("..", m_folder / "sub" / link);
@@ -85,7 +85,7 @@ void tst_EntryFiles::linksToTheWholeDiskHaveAnEnd()
     fs::create_directory_symlink("../elsewhere", m_folder / "applications" / "link");
     m_folder /= "applications";
     const QStringList found = ids();
-    QCOMPARE(found.size(), 4999); // the link itself was looked at too
+    QCOMPARE(found.size(), 4999); // the link itself counts too
     QVERIFY(found.contains(u"b"_s));
 }
 

@@ -15,7 +15,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-/// The desktop's real controls, with any process in front.
+/// The desktop's real controls, with a given process in front.
 class FrontPlatform final : public FakePlatform
 {
 public:
@@ -211,7 +211,7 @@ void tst_LinuxAccessibility::impossibleAndUnknownNamesAreSkipped()
 
 void tst_LinuxAccessibility::elementsOfOurOwnAreNotAsked()
 {
-    // This process stands on the bus, as its panel does, and cannot answer while it waits.
+    // This process is on the bus like the panel, and cannot answer while it waits.
     QProcess address;
     address.start(u"dbus-send"_s,
                   {u"--session"_s, u"--print-reply=literal"_s, u"--dest=org.a11y.Bus"_s,

@@ -17,7 +17,7 @@ const QString gnome = u"org.gnome.desktop.interface"_s;
 const QString kde = u"org.kde.kdeglobals.KDE"_s;
 } // namespace
 
-/// Three numbers, as the portal describes a colour.
+/// A colour as the portal's three numbers.
 struct PortalColor
 {
     double red = 0;
@@ -42,7 +42,7 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, PortalColor &colo
     return argument;
 }
 
-/// The desktop's portal, on a connection of its own as in life.
+/// A fake portal on its own connection.
 class Portal : public QObject
 {
     Q_OBJECT
@@ -159,7 +159,7 @@ void tst_LinuxAppearance::thePortalTellsTheLook()
     QFETCH(bool, hasReducedMotion);
     QFETCH(QString, accent);
     Look expected{.isDark = isDark, .hasReducedMotion = hasReducedMotion};
-    // One more setting, by which we see that all have been taken.
+    // One more setting, to detect that all changes have arrived.
     QVariantMap &group = settings[shared];
     if (group.contains(u"accent-color"_s)) {
         group.insert(u"color-scheme"_s, 1U);
@@ -172,7 +172,7 @@ void tst_LinuxAppearance::thePortalTellsTheLook()
     }
     const Portal portal(settings);
     LinuxAppearance appearance;
-    QCOMPARE(appearance.look(), Look()); // Nobody waits for the portal.
+    QCOMPARE(appearance.look(), Look()); // the portal is not waited for
     QTRY_COMPARE(appearance.look(), expected);
 }
 

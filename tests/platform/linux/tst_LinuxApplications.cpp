@@ -73,14 +73,14 @@ private Q_SLOTS:
     void processesThatEndedHaveTerminated();
 
 private:
-    // What the program of that name was called with, one line a call.
+    // The arguments of the calls of that program, one line per call.
     [[nodiscard]] QByteArray calls(const QString &program) const
     {
         QFile file(m_desktop->home(program + u".calls"_s));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
     }
 
-    // An entry whose program writes down what it was called with, and shows a window.
+    // Installs an entry whose program records its arguments and shows a window.
     void install(const QString &id, const QByteArray &name, const QByteArray &more = {},
                  const QByteArray &parameters = " %u")
     {
@@ -229,7 +229,7 @@ void tst_LinuxApplications::startedProgramsWriteNothingToUsAndAreNotInOurSession
         "mv \"$HOME/new\" \"$HOME/chatty.calls\"\n"
         "exec " TEST_WINDOW " chatty x.chatty unattended\n");
     m_desktop->write(applications + u"chatty.desktop"_s, entry("Chatty", script.toUtf8()));
-    // What is installed now is not known at once.
+    // New entries are found with a delay.
     QTRY_VERIFY(Executor::appURL(u"Chatty"_s));
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Chatty"_s}}), u"Chatty is now frontmost."_s);
     QTRY_VERIFY_WITH_TIMEOUT(!calls(u"chatty"_s).isEmpty(), 10'000);
@@ -283,10 +283,10 @@ void tst_LinuxApplications::windowsFindTheirEntries_data()
     QTest::newRow("claimed instance") << u"Claimed.X"_s << u"Claims"_s;
     QTest::newRow("entry's name") << u"x.bears"_s << u"Bears"_s;
     QTest::newRow("last segment") << u"x.segment"_s << u"Segment"_s;
-    // The entry of the test window's own program comes last, and only if the class is named after
-    // it.
+    // The entry of the test window's program is the last choice, and only if the class is named
+    // after it.
     QTest::newRow("program") << u"x.quillon-test-window"_s << u"Window Maker"_s;
-    // An instance is no more than the name of the program's file.
+    // The instance name is only the name of the program's file.
     QTest::newRow("another class") << u"segment.X"_s << u"X"_s;
 }
 
@@ -368,7 +368,7 @@ void tst_LinuxApplications::anApplicationWithoutAnEntryIsBroughtForward()
 {
     const QString shared = m_desktop->home(applications + u"window.desktop"_s);
     m_desktop->write(u"window.desktop"_s, m_desktop->read(applications + u"window.desktop"_s));
-    QVERIFY(QFile::remove(shared)); // Its program is that of all windows here.
+    QVERIFY(QFile::remove(shared)); // all windows here have its program
     QTRY_VERIFY(!Executor::appURL(u"Window Maker"_s));
     TestWindow window(*m_desktop, u"a"_s, u"sun-awt-X11.com.example.Ledger"_s);
     TestWindow other(*m_desktop, u"b"_s, u"x.Bears"_s);
@@ -409,7 +409,7 @@ void tst_LinuxApplications::whatStartsSlowlyIsWaitedFor()
     QTRY_VERIFY(Executor::appURL(u"Slow"_s));
     TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Slow"_s}}), u"Slow is now frontmost."_s);
-    // At once: what is typed next must not go to the note.
+    // At once, because the next keys must not go to the note.
     QCOMPARE(Executor::observe(), u"Frontmost app: Slow. Windows: Slow — slow; Bears — note"_s);
 }
 
@@ -441,7 +441,7 @@ void tst_LinuxApplications::whatShowsNoWindowIsTold()
 
 void tst_LinuxApplications::aWindowThatNamesNoEntryIsKnownByItsProgram()
 {
-    // As a program of a virtual machine: neither the class nor the file of the process tells.
+    // Like a program of a virtual machine: neither the class nor the executable identifies it.
     const QString script = m_desktop->writeScript(u"bin/virtual"_s, TEST_WINDOW
                                                   " inner x.Bears unattended & exec sleep 1000\n");
     m_desktop->write(applications + u"virtual.desktop"_s, entry("Virtual", script.toUtf8()));
@@ -457,7 +457,7 @@ void tst_LinuxApplications::aWindowThatNamesNoEntryIsKnownByItsProgram()
 
 void tst_LinuxApplications::aRunningApplicationShowsTheDocumentFirst()
 {
-    // A window of it is in front, but the one with the document is still to come.
+    // A window of the application is in front, but not yet the one with the document.
     const QString script = m_desktop->writeScript(
         u"bin/reader"_s, "sleep 0.7; exec " TEST_WINDOW " document x.Reader unattended\n");
     m_desktop->write(applications + u"reader.desktop"_s, entry("Reader", script.toUtf8() + " %u"));
@@ -518,7 +518,7 @@ void tst_LinuxApplications::quittingEndsTheApplication()
     TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
     TestWindow bystander(*m_desktop, u"b"_s, u"x.Bears"_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Claims — a"_s);
-    // The real grace is needed here, for the application to go in.
+    // Uses the real pause, in which the application quits.
     m_pauses.reset();
     QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Claims"_s}}), u"Claims quit."_s);
     m_pauses = std::make_unique<SeenPauses>();
@@ -543,7 +543,7 @@ void tst_LinuxApplications::processesThatEndedHaveTerminated()
 {
     QVERIFY(!workspace().hasTerminated(ProcessId{QCoreApplication::applicationPid()}));
     QVERIFY(workspace().hasTerminated(ProcessId{0x7fffffff}));
-    // One that nobody has looked at yet.
+    // A zombie.
     const pid_t child = fork();
     if (child == 0)
         _exit(0);

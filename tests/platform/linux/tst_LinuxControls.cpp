@@ -10,8 +10,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// On a machine with a lot to do, an application may take its time before it answers. Then nothing
-// has been pressed yet.
+// On a busy machine, an application may answer late. Then nothing has been pressed yet.
 QString patiently(const QString &name, const QMap<QString, QString> &args = {})
 {
     QString told;
@@ -50,8 +49,9 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-// What was read has to hold all lines of the file in their order. There may be more: other versions
-// have other controls, and some say who runs them. To renew a file, delete it and run this.
+// The lines of the golden file that are missing in the text, which must have all of them in order.
+// Further lines are allowed: other versions have other controls, and some contain the user's name.
+// To create a file again, delete it and run this test.
 QString missingFrom(const QString &read, const QString &golden)
 {
     const QString path = u"" GOLDEN_FOLDER "/"_s + golden + u".txt"_s;
@@ -196,7 +196,7 @@ void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
     QCOMPARE(click(u"choose"_s), u"Clicked “choose”."_s);
     QTRY_VERIFY(told("chosen"));
     QCOMPARE(click(u"Not now"_s), u"ActionError: “Not now” didn't respond to a click."_s);
-    // It answers the press only when the dialog is closed again.
+    // The application answers the press only after the dialog is closed.
     QCOMPARE(click(u"Open dialog"_s), u"Clicked “Open dialog”."_s);
     QTRY_VERIFY(told("dialog opened"));
     QTRY_VERIFY(reads(u"Button: Close the dialog"_s));
@@ -258,7 +258,7 @@ void tst_LinuxControls::dumpsAreAsBefore_data()
                             << u"Button: Yes"_s;
     QTest::newRow("gnome-calculator") << u"gnome-calculator"_s << QStringList() << u"Button: = ="_s;
     QTest::newRow("featherpad") << u"featherpad"_s << QStringList() << u"MenuItem: Undo"_s;
-    // GTK 2 joins the bus only where the session says so, as desktops that need it do.
+    // GTK 2 uses the bus only if the session sets this variable.
     QTest::newRow("pcmanfm") << u"env"_s
                              << QStringList{u"GTK_MODULES=gail:atk-bridge"_s, u"pcmanfm"_s,
                                             m_desktop->home(u"Papers"_s)}

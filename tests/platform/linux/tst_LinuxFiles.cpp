@@ -18,7 +18,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A file manager as the bus sees it.
+// A fake file manager on the bus.
 class FakeFileManager : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -29,7 +29,7 @@ public:
     bool fails = false;
     bool hangs = false;
 
-    /// Comes round to what it hung at, and fails.
+    /// Answers the pending call with an error.
     void comeRound()
     {
         QDBusConnection(u"file manager"_s)
@@ -183,7 +183,7 @@ void tst_LinuxFiles::aFileManagerThatHangsOpensNothingLater()
     m_manager->hangs = true;
     workspace().reveal(m_desktop->home(u"Downloads/a b.txt"_s).toStdString());
     QTRY_COMPARE(m_manager->shown.size(), 1);
-    QTest::qWait(3100); // Until nobody waits for it any more.
+    QTest::qWait(3100); // longer than the timeout
     m_manager->comeRound();
     m_manager->hangs = false;
     m_manager->fails = true;
@@ -193,7 +193,7 @@ void tst_LinuxFiles::aFileManagerThatHangsOpensNothingLater()
     QCOMPARE(read(u"opened.all"_s), papers);
 }
 
-// The bus starts the file manager, which takes a second; the program that asked ends at once.
+// The bus starts the file manager, which takes a second; the requesting program exits at once.
 void tst_LinuxFiles::whatAProgramRevealsLastIsShownToo()
 {
     const QString program = QCoreApplication::applicationFilePath();
@@ -232,7 +232,7 @@ void tst_LinuxFiles::trashedItemsAreThereWithTheirOrigin()
     const QByteArray info = read(u".local/share/Trash/info/old %41 é.txt.trashinfo"_s);
     QVERIFY2(info.contains("/Documents/old%20%2541%20%C3%A9.txt\n"), info);
     QVERIFY2(info.contains("DeletionDate="), info);
-    // A second one of that name, and a folder with all that is in it.
+    // A second file with that name, and a folder with its contents.
     m_desktop->write(u"Documents/old %41 é.txt"_s, "newer");
     QCOMPARE(trash(u"Documents/old %41 é.txt"_s), u"Moved old %41 é.txt to the Trash."_s);
     QCOMPARE(QDir(m_desktop->home(u".local/share/Trash/files"_s)).entryList(QDir::Files).size(), 2);
@@ -291,7 +291,7 @@ void tst_LinuxFiles::aMissingItemFailsWithTheSystemsSentence()
 
 void tst_LinuxFiles::itemsOfAnotherFileSystemAreTrashedThere()
 {
-    // Memory is one on every machine; the home here may be in memory, too, but hardly there.
+    // A file system in memory, which is another one than that of the home folder.
     const QTemporaryDir other(u"/dev/shm/quillon-XXXXXX"_s);
     QVERIFY(other.isValid());
     QFile file(other.filePath(u"quillon-trash-test.txt"_s));
@@ -309,14 +309,14 @@ void tst_LinuxFiles::itemsOfAnotherFileSystemAreTrashedThere()
 }
 
 namespace {
-// A program that reveals something and ends.
+// Another process: reveals an item and exits.
 int reveal(const QString &item)
 {
     workspace().reveal(item.toStdString());
     return 0;
 }
 
-// A file manager that notes what it is asked for, and ends with the first question.
+// Another process: a file manager that records its first request and exits.
 int beTheFileManager(QCoreApplication &app)
 {
     FakeFileManager manager;

@@ -256,7 +256,7 @@ std::unique_ptr<Receiver> terminal(VirtualDesktop &desktop, const QString &name)
         file);
     if (!QTest::qWaitFor([&] { return QFile::exists(file + u".begun"_s); }, 60'000))
         qFatal("The terminal did not start.");
-    // It drops what comes before it has noticed that it is in front.
+    // It drops keys until it has processed the focus change.
     while (receiver->received().isEmpty()) {
         (void)pressed(u"x"_s);
         (void)QTest::qWaitFor([&] { return !receiver->received().isEmpty(); }, 500);

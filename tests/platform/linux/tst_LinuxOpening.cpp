@@ -8,11 +8,10 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// What opens what on a desktop as it is delivered, by the list that comes with it. None of these
-// applications runs what it opens.
+// The default applications of a desktop, from its own list. None of them executes what it opens.
 struct Desktop
 {
-    QString name; ///< As XDG_CURRENT_DESKTOP says it.
+    QString name; ///< The value of XDG_CURRENT_DESKTOP.
     QString files;
     QString editor;
     QString archiver;
@@ -28,7 +27,7 @@ const QList<Desktop> &desktops()
     return list;
 }
 
-// Files that something could run; all of them would leave a trace.
+// Executable files; each would leave a mark.
 struct Kind
 {
     QString file;
@@ -66,7 +65,8 @@ QList<Kind> kinds()
 const QString applications = u".local/share/applications/"_s;
 } // namespace
 
-// What is opened is shown or refused: the model can name any file, and no rule asks before that.
+// Files are only shown or refused, never executed: the model can name any file, and opening needs
+// no approval.
 class tst_LinuxOpening : public QObject
 {
     Q_OBJECT
@@ -89,7 +89,7 @@ void tst_LinuxOpening::install(const QString &id) const
     const QString script = m_desktop->writeScript(
         u"bin/"_s + id,
         "echo \"$(basename \"$0\") $*\" > \"$HOME/new\"; mv \"$HOME/new\" \"$HOME/opened\"\n"
-        // What is opened counts as opened when its window is there; then the one before it goes.
+        // Opening has finished when the window is mapped; then the previous window is closed.
         "before=$(cat \"$HOME/window\" 2> /dev/null)\n"
         "'" TEST_WINDOW "' \"$*\" opened.Opened unattended > \"$HOME/shown\" &\n"
         "echo $! > \"$HOME/window\"\n"
@@ -156,11 +156,11 @@ void tst_LinuxOpening::whatCouldRunIsShownOrRefused()
              qPrintable(opened));
 }
 
-// Opening is over as soon as a handler has it, so what had run would have left its trace by then.
+// Opening has finished when a handler has the file, so an executed file would have left its mark.
 void tst_LinuxOpening::cleanupTestCase()
 {
     QCOMPARE(QDir(m_desktop->home(u"has-run"_s)).entryList(QDir::Files), QStringList());
-    // The files would have left one.
+    // Checks that the files do leave marks.
     QCOMPARE(QProcess::execute(m_desktop->home(u"run.sh"_s)), 0);
     QCOMPARE(QDir(m_desktop->home(u"has-run"_s)).entryList(QDir::Files), QStringList(u"run.sh"_s));
 }

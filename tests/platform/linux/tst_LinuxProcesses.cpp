@@ -10,7 +10,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-/// A process table of the test's own.
+/// A fake process table.
 class Table
 {
 public:
@@ -101,7 +101,7 @@ void tst_LinuxProcesses::processesOfASandboxBelongTogether()
     QVERIFY(!table.isSameApplication(10, 13));
 }
 
-// A process may write into its own root.
+// A process controls the files in its own root folder.
 void tst_LinuxProcesses::aSandboxThatIsNoFileIsNone()
 {
     Table table;

@@ -13,14 +13,14 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A window of this very process, as the assistant's own panel is one.
+// A window of this process, like the assistant's panel.
 class OwnWindow
 {
 public:
     OwnWindow() : m_connection(xcb_connect(nullptr, nullptr))
     {
-        // The server gives the first numbers of a client that has just ended to the next one, and
-        // a busy openbox takes the new window for the old one.
+        // The server reuses the ids of a client that has just ended, and a busy openbox mistakes
+        // the new window for the old one.
         static int s_used = 100;
         for (int i = 0; i < s_used; ++i)
             m_window = xcb_generate_id(m_connection);
@@ -45,8 +45,8 @@ private:
     xcb_window_t m_window = XCB_WINDOW_NONE;
 };
 
-// Has the window manager's lists begin with more windows than are looked through for a list. It
-// writes them anew when a window comes or goes.
+// Adds more windows to the front of the window manager's lists than are described. It writes the
+// lists again when a window is added or removed.
 void addCrowd()
 {
     int screen = 0;
@@ -152,7 +152,7 @@ void tst_LinuxScreen::minimisedWindowsAreNotListed()
     QTRY_COMPARE(Executor::windowSummary(), u"Two — b; One — a"_s);
     other.iconify();
     QTRY_COMPARE(Executor::windowSummary(), u"One — a"_s);
-    // It runs all the same.
+    // It is still running.
     QCOMPARE(workspace().runningApplications().size(), 2);
     other.end();
     shown.end();
@@ -174,7 +174,7 @@ void tst_LinuxScreen::onlyOrdinaryWindowsAreListed()
     TestWindow desktop(*m_desktop, u"c"_s, u"desktop.Desktop"_s, {u"desktop"_s});
     TestWindow dialog(*m_desktop, u"d"_s, u"dialog.Dialog"_s, {u"dialog"_s});
     QTRY_COMPARE(Executor::windowSummary(), u"Dialog — d"_s);
-    // The desktop's own is not even described; the others are, on another layer.
+    // The desktop's own window is not listed; the others are, on another layer.
     const QList<WindowInfo> windows = Platform::current().screen().windows().value();
     QCOMPARE(windows.size(), 3);
     QCOMPARE(std::ranges::count(windows, 0, &WindowInfo::layer), 1);
@@ -219,7 +219,7 @@ void tst_LinuxScreen::ourOwnWindowsAreNeitherListedNorInFront()
     {
         const OwnWindow panel;
         QTRY_COMPARE(Platform::current().screen().windows()->size(), 2);
-        // For a moment, while the manager hands the focus over, nothing is in front.
+        // While the window manager changes the focus, no window is active for a moment.
         QTRY_COMPARE(Executor::observe(), u"Frontmost app: One. Windows: One — a"_s);
         QCOMPARE(workspace().runningApplications().size(), 1);
     }
@@ -270,7 +270,7 @@ void tst_LinuxScreen::theClassDecidesBeforeTheProgram()
         m_desktop->write(folder + file,
                          "[Desktop Entry]\nType=Application\nName=" + called + '\n' + rest + '\n');
     };
-    // The program is to these windows what an interpreter is to others.
+    // The program is like an interpreter for these windows.
     write(u"python.desktop"_s, "Python (v3.11)", "Exec=" TEST_WINDOW);
     write(u"claimed.desktop"_s, "Claimed", "Exec=/bin/true");
     write(u"app.desktop"_s, "Web Mail", "Exec=/bin/true\nStartupWMClass=crx_1");
@@ -281,7 +281,7 @@ void tst_LinuxScreen::theClassDecidesBeforeTheProgram()
 
 void tst_LinuxScreen::whatSaysThatItIsTheAssistantIsNeverInFront()
 {
-    // It may run in a container, or as another user.
+    // It may be in a container, or of another user.
     TestWindow other(*m_desktop, u"a"_s, u"one.One"_s);
     QTRY_COMPARE(frontName(), u"One"_s);
     TestWindow panel(*m_desktop, u"b"_s, u"copy.Quillon"_s);
@@ -300,7 +300,7 @@ void tst_LinuxScreen::theFrontIsFoundAmongAThousandWindows()
     addCrowd();
     QCOMPARE(frontName(), u"Mail"_s);
     QCOMPARE(Executor::windowSummary(), u"Mail — a"_s);
-    // And behind ourselves.
+    // Also behind our own window.
     const OwnWindow panel;
     QTRY_COMPARE(workspace().focusedProcess(), ProcessId{QCoreApplication::applicationPid()});
     addCrowd();
@@ -331,7 +331,7 @@ void tst_LinuxScreen::aServerThatHangsIsNotWaitedForForever()
     QCOMPARE(::kill(static_cast<pid_t>(m_desktop->server()), SIGSTOP), 0);
     QVERIFY(!Platform::current().screen().windows());
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
-    // What cannot be read is not the same as nothing.
+    // An unreadable front is not the same as none.
     QString sentence;
     try {
         (void)workspace().frontmostApplication();

@@ -17,7 +17,7 @@ namespace {
 const QString failed =
     u"ActionError: The screenshot failed. Screen Recording permission may be required."_s;
 
-// Plays the portal: answers with a file of its own, or as it is told to.
+// A fake portal: responds with its own file, or as the test sets.
 class FakePortal final : public QObject
 {
     Q_OBJECT
@@ -35,11 +35,11 @@ public:
 
     uint code = 0;
     QUrl picture;
-    QUrl forged; ///< What somebody else says in its place, before it does.
+    QUrl forged; ///< The response of another process, which arrives first.
     bool fails = false;
-    bool isHasty = false; ///< Answers before it has told where it will.
+    bool isHasty = false; ///< Responds before it has returned the request's path.
     int requests = 0;
-    QVariantMap options; ///< Of the last request.
+    QVariantMap options; ///< of the last request
 
 public Q_SLOTS:
     QDBusObjectPath Screenshot(const QString &parent, const QVariantMap &given,
@@ -70,7 +70,7 @@ private:
             QDBusConnection other =
                 QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"forger"_s);
             other.send(response(path, 0, forged));
-            // Has it on its way before anything else.
+            // Makes sure that it is sent before anything else.
             QVERIFY(other.interface()->isServiceRegistered(u"org.freedesktop.DBus"_s));
             QDBusConnection::disconnectFromBus(u"forger"_s);
         }
@@ -89,7 +89,7 @@ private:
 };
 } // namespace
 
-// A session under Wayland, as far as its environment says so.
+// An environment like that of a Wayland session.
 class tst_LinuxScreenPortal : public QObject
 {
     Q_OBJECT

@@ -12,7 +12,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Patches of colour on the screen for as long as it lives.
+// Shows areas of colour on the screen while it exists.
 class Painting
 {
 public:
@@ -36,7 +36,7 @@ public:
 
     void paint(const QRect &area, QColor colour)
     {
-        // Either none or all of a colour's bits, so that every depth has it.
+        // Each colour component has none or all of its bits, so that every depth has these colours.
         const uint32_t values[] = {(colour.red() ? m_visual->red_mask : 0) |
                                        (colour.green() ? m_visual->green_mask : 0) |
                                        (colour.blue() ? m_visual->blue_mask : 0),
@@ -60,7 +60,7 @@ private:
 
 const QString savedTo = u"Saved screenshot to "_s;
 
-// The picture that the sentence tells of.
+// The image of the screenshot that the sentence names.
 QImage picture(const QString &sentence)
 {
     return sentence.startsWith(savedTo) ? QImage(sentence.sliced(savedTo.size()).chopped(1), "PNG")
@@ -154,7 +154,7 @@ void tst_LinuxScreenshots::theWholeScreenIsInThePicture()
 void tst_LinuxScreenshots::monitorsShareOnePicture()
 {
     makeDesktop();
-    // A small one beside a tall one; the second reaches beyond the screen.
+    // A small monitor beside a tall one, which extends beyond the screen.
     for (const QStringList &monitor :
          {QStringList{u"left"_s, u"700/200x500/100+0+0"_s, u"screen"_s},
           QStringList{u"right"_s, u"700/200x800/200+700+0"_s, u"none"_s}}) {
@@ -171,7 +171,7 @@ void tst_LinuxScreenshots::monitorsShareOnePicture()
     QCOMPARE(image.pixelColor(695, 499), QColor(Qt::red));
     QCOMPARE(image.pixelColor(705, 505), QColor(Qt::red));
     QCOMPARE(image.pixelColor(1279, 799), QColor(Qt::white));
-    // Nobody sees what lies below the small one.
+    // The area below the small monitor is not visible.
     QCOMPARE(image.pixelColor(695, 500), QColor(Qt::black));
     QCOMPARE(image.pixelColor(0, 799), QColor(Qt::black));
 }
@@ -191,7 +191,7 @@ void tst_LinuxScreenshots::aServerThatHangsIsNotWaitedForForever()
     QCOMPARE(::kill(server, SIGSTOP), 0);
     QCOMPARE(outcome(u"screenshot"_s), u"PlatformError: The display doesn't answer."_s);
     QCOMPARE(::kill(server, SIGCONT), 0);
-    // The picture that nobody waits for any more comes to nothing; the next one is taken.
+    // The abandoned capture writes no file; the next one does.
     QVERIFY(!picture(outcome(u"screenshot"_s)).isNull());
     QCOMPARE(downloads().size(), 1);
 }

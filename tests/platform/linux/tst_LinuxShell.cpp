@@ -1,4 +1,4 @@
-// What the shell asks of the X server, seen by a window manager's and a compositor's eyes.
+// The shell's requests to the X server, observed like a window manager and a compositor.
 
 #include "platform/NativeWindow.h"
 #include "platform/linux/x11/LinuxHotKey.h"
@@ -33,7 +33,7 @@ xcb_atom_t atom(xcb_connection_t *connection, const QByteArray &name)
     return reply->atom;
 }
 
-/// A bare window of the X server's.
+/// A plain X window.
 class BareWindow final : public NativeWindow
 {
 public:
@@ -97,7 +97,7 @@ public:
         return {first, first + xcb_get_property_value_length(reply.get()) / 4};
     }
 
-    /// The names of the atoms in a list.
+    /// The names of the atoms in the property.
     [[nodiscard]] QByteArrayList names(const QByteArray &property) const
     {
         const std::unique_ptr<xcb_get_property_reply_t, Freed> reply(xcb_get_property_reply(
@@ -127,7 +127,7 @@ private:
     bool m_isShown = false;
 };
 
-/// Whoever owns the selection is the compositor.
+/// A fake compositor, which owns the selection.
 class Compositor
 {
 public:
@@ -150,7 +150,7 @@ private:
     xcb_connection_t *m_connection;
 };
 
-/// The desktop's list of notifications, on a connection of its own as in life.
+/// A fake notification service on its own connection.
 class Notifications : public QObject
 {
     Q_OBJECT
@@ -188,7 +188,7 @@ public:
     QMap<uint, Notice> shown;
 
 public Q_SLOTS:
-    // The interface that stands above.
+    // The interface declared above.
     Q_SCRIPTABLE uint Notify(const QString &, uint replaced, const QString &, const QString &title,
                              const QString &body, const QStringList &actions, const QVariantMap &,
                              int expires)
@@ -208,7 +208,7 @@ private:
     uint m_last = 6;
 };
 
-// Whether the region, a row of rectangles, holds the place.
+// Whether the region, a list of rectangles, contains the point.
 bool holds(const std::vector<uint32_t> &region, QPoint place)
 {
     for (size_t i = 0; i + 3 < region.size(); i += 4) {
@@ -292,7 +292,8 @@ void tst_LinuxShell::whatIsBehindThePanelIsBlurredButNotBehindItsCorners()
         QVERIFY(!holds(region(), {last.x() / 2, last.y() + 1}));
         for (const QPoint corner : {QPoint(), QPoint(last.x(), 0), QPoint(0, last.y()), last})
             QVERIFY(!holds(region(), corner));
-        // A point of the corner's circle: 14 from its centre is out, less is in.
+        // The corner is a circle: points at a distance of 14 from its centre are outside, nearer
+        // ones inside.
         QVERIFY(holds(region(), {5, 5}));
         QVERIFY(!holds(region(), {3, 3}));
     }
@@ -334,7 +335,7 @@ void tst_LinuxShell::whatIsLargerThanTheScreenIsMadeToFit()
     shell.center(window);
     QCOMPARE(window.size(), QSize(250, 160));
     QCOMPARE(window.corner, QPoint(10, 30));
-    // The user's size is kept where it fits.
+    // The user's size is kept if it fits.
     window.area = {100, 50, 1000, 700};
     shell.center(window);
     QCOMPARE(window.size(), QSize(250, 160));
@@ -424,7 +425,7 @@ void tst_LinuxShell::oddResolutionsOfFontsAreRounded()
     xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, root, XCB_ATOM_RESOURCE_MANAGER,
                         XCB_ATOM_STRING, 8, static_cast<uint32_t>(resources.size()),
                         resources.constData());
-    // An answer shows that the server has it.
+    // Waits until the server has it.
     (void)atom(connection.get(), "RESOURCE_MANAGER");
     QCOMPARE(LinuxShell(m_hotKey).fontResolution(), resolution);
 }
@@ -443,7 +444,7 @@ void tst_LinuxShell::aNotificationIsPlainTextWithAnAction()
     QCOMPARE(notice.body, QString());
     QCOMPARE(notice.actions, (QStringList{u"default"_s, u"Show"_s, u"show"_s, u"Show"_s}));
     QCOMPARE(notice.expires, -1);
-    // The answer with its number has come once it is closed under it.
+    // Once it is closed by its id, the id has arrived.
     notifications.choose(id + 1, u"default"_s);
     notifications.choose(id, u"other"_s);
     notifications.choose(id, u"default"_s);
@@ -461,7 +462,7 @@ void tst_LinuxShell::aNotificationTakesThePlaceOfTheLast()
     shell.notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     const uint id = notifications.shown.firstKey();
-    QCOMPARE(notifications.shown.first().expires, 0); // It stays.
+    QCOMPARE(notifications.shown.first().expires, 0); // it stays
     QTest::qWait(50);
     shell.notify(u"Done"_s, Shell::Urgency::news, [&] { ++chosen; });
     QTRY_COMPARE(notifications.shown.value(id).title, u"Done"_s);
@@ -475,7 +476,7 @@ void tst_LinuxShell::aNotificationIsWithdrawnAtAnyTime()
 {
     Notifications notifications;
     LinuxShell shell(m_hotKey);
-    // Before its number is known, as well.
+    // Also before its id is known.
     for (const int wait : {0, 50}) {
         shell.notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
         if (wait > 0) {
@@ -486,7 +487,7 @@ void tst_LinuxShell::aNotificationIsWithdrawnAtAnyTime()
         QTest::qWait(50);
         QTRY_VERIFY(notifications.shown.isEmpty());
     }
-    // One that the user has closed is not there to be replaced.
+    // A notification that the user has closed cannot be replaced.
     shell.notify(u"one"_s, Shell::Urgency::news, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     QTest::qWait(50);

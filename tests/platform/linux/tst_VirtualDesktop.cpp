@@ -12,8 +12,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// The processes whose environment names that folder, apart from those that only wait to be looked
-// at.
+// The processes whose environment contains the folder, without zombies.
 QStringList processesOf(const QString &folder)
 {
     QStringList found;
@@ -139,7 +138,7 @@ int main(int argc, char **argv)
         const VirtualDesktop desktop;
         std::puts(qPrintable(desktop.home()));
         std::fflush(stdout);
-        (void)std::getchar(); // Until nobody is interested any more.
+        (void)std::getchar(); // until the test has ended
         return 0;
     }
     tst_VirtualDesktop test;
