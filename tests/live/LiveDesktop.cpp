@@ -21,7 +21,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 constexpr int startLimit = 40'000;
-const QString record = u".keys"_s;
+const QString record = u".bystander"_s;
 
 QString text(const QJsonValue &value)
 {
@@ -43,6 +43,15 @@ QString frontName()
 {
     const std::optional<Application> front = workspace().frontmostApplication();
     return front ? front->name.value_or(QString()) : QString();
+}
+
+// What an office suite's flat file says, without its marks.
+QString wordsOf(QString document)
+{
+    static const QRegularExpression head(u"^.*<office:body>"_s,
+                                         QRegularExpression::DotMatchesEverythingOption);
+    static const QRegularExpression mark(u"<[^>]*>"_s);
+    return document.remove(head).remove(mark).trimmed();
 }
 
 HttpServer::Answer page(const QJsonObject &content)
@@ -84,36 +93,74 @@ void LiveDesktop::install(const QList<LiveTheme> &themes)
                             text(entry.value()).toUtf8());
         }
     }
-    startWitness();
+    startBystander(themes);
 }
 
-void LiveDesktop::startWitness()
+void LiveDesktop::startBystander(const QList<LiveTheme> &themes)
 {
-    const QString script = m_desktop.writeScript(
-        u".witness"_s, "stty raw -echo\nexec cat > \"$HOME/" + record.toUtf8() + "\"\n");
-    m_witness = &m_desktop.start(u"urxvt"_s, {u"-title"_s, u"Bystander"_s, u"-geometry"_s,
-                                              u"30x5+900+600"_s, u"-e"_s, script});
+    QStringList labels;
+    for (const LiveTheme &theme : themes) {
+        for (const LiveTask &task : theme.tasks) {
+            for (const QJsonValue &step : task.content[u"steps"_s].toArray())
+                labels.append(text(step[u"label"_s]));
+        }
+    }
+    labels.removeDuplicates();
+    labels.removeAll(QString());
+    m_bystander =
+        &m_desktop.start(u"" LIVE_BYSTANDER ""_s, QStringList{m_desktop.home(record)} + labels);
     if (!QTest::qWaitFor([&] { return Executor::windowSummary().contains(u"Bystander"); },
                          startLimit))
         qFatal("The bystander did not start.");
 }
 
-void LiveDesktop::bringWitnessForward() const
+void LiveDesktop::bringBystanderForward() const
 {
-    const ProcessId witness{m_witness->processId()};
+    const ProcessId bystander{m_bystander->processId()};
     const auto isInFront = [&] {
-        if (workspace().focusedProcess() == witness)
+        if (workspace().focusedProcess() == bystander)
             return true;
-        workspace().activate(witness);
+        workspace().activate(bystander);
         return false;
     };
     if (!QTest::qWaitFor(isInFront, startLimit))
         qFatal("The bystander does not come to the front.");
 }
 
-QByteArray LiveDesktop::strayKeys() const
+QStringList LiveDesktop::touched(const LiveTask &task) const
 {
-    return m_desktop.read(record);
+    QStringList expected;
+    for (const QJsonValue &effect : task.content[u"effect"_s].toArray())
+        expected.append(text(effect[u"file"_s]));
+    for (const QJsonValue &path : task.content[u"mayChange"_s].toArray())
+        expected.append(text(path));
+    expected.removeAll(QString());
+    QStringList found;
+    for (const QString &path : HomeFiles::of(m_desktop.home()).changesSince(m_files, expected))
+        found.append(u"the file "_s + path);
+    found += strayRequests(task);
+    if (const QString noted = QString::fromUtf8(m_desktop.read(record).trimmed()); !noted.isEmpty())
+        found.append(u"the bystander: "_s + noted);
+    return found;
+}
+
+// Those that are no effect of the task, and whose address is in none of its steps.
+QStringList LiveDesktop::strayRequests(const LiveTask &task) const
+{
+    QStringList expected{u"/favicon.ico"_s};
+    for (const QJsonValue &effect : task.content[u"effect"_s].toArray())
+        expected.append(text(effect[u"request"_s]));
+    for (const QJsonValue &step : task.content[u"steps"_s].toArray()) {
+        for (const QString &argument : {text(step[u"url"_s]), text(step[u"text"_s])})
+            expected.append(argument.section(u"{server}"_s, 1).trimmed());
+    }
+    QStringList found;
+    for (qsizetype i = m_firstRequest; i < m_server.requests().size(); ++i) {
+        const QString path = QString::fromUtf8(m_server.requests()[i].path);
+        if (!expected.contains(path))
+            found.append(u"a request for "_s + path);
+    }
+    return found;
 }
 
 QString LiveDesktop::filledIn(QString words) const
@@ -128,7 +175,7 @@ void LiveDesktop::closeApplications(const QJsonArray &kept)
     const auto rest = [&] {
         QList<Application> applications = workspace().runningApplications();
         applications.removeIf([&](const Application &each) {
-            return each.pid == ProcessId{m_witness->processId()} ||
+            return each.pid == ProcessId{m_bystander->processId()} ||
                    kept.contains(each.name.value_or(QString()));
         });
         return applications;
@@ -179,6 +226,8 @@ void LiveDesktop::prepare(const LiveTheme &theme, const LiveTask &task)
     removeFiles();
     for (const QString &folder : {u"Desktop"_s, u"Documents"_s, u"Downloads"_s, u"Pictures"_s})
         QDir(m_desktop.home()).mkpath(folder);
+    m_desktop.write(u"Desktop/diary.txt"_s, "not a word about this\n");
+    m_desktop.write(u"Downloads/ticket.txt"_s, "seat 12\n");
     writeFiles(theme.content[u"files"_s].toObject());
     writeFiles(task.content[u"files"_s].toObject());
     const QJsonObject pages = theme.content[u"pages"_s].toObject();
@@ -197,8 +246,9 @@ void LiveDesktop::prepare(const LiveTheme &theme, const LiveTask &task)
     }
     QTest::qWait(300); // applications that have just started may still request the focus
     if (text(task.content[u"begins"_s]) != u"in front")
-        bringWitnessForward();
+        bringBystanderForward();
     m_firstRequest = m_server.requests().size();
+    m_files = HomeFiles::of(m_desktop.home());
     QFile keys(m_desktop.home(record));
     (void)keys.resize(0);
 }
@@ -256,11 +306,9 @@ bool LiveDesktop::fileHolds(const QJsonObject &effect) const
         file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
     if (effect.contains(u"is"_s))
         return content == text(effect[u"is"_s]);
-    if (effect.contains(u"has"_s))
-        return content.contains(text(effect[u"has"_s]));
-    if (effect.contains(u"hasNot"_s))
-        return !content.contains(text(effect[u"hasNot"_s]));
-    if (effect.contains(u"starts"_s))
-        return content.startsWith(text(effect[u"starts"_s]));
+    if (effect.contains(u"reads"_s))
+        return content.trimmed() == text(effect[u"reads"_s]);
+    if (effect.contains(u"document"_s))
+        return wordsOf(content) == text(effect[u"document"_s]);
     return true;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/live/HomeFiles.h"
 #include "tests/live/LiveTask.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/VirtualDesktop.h"
@@ -7,7 +8,8 @@
 #include <memory>
 
 /// The desktop of the tasks. When a task begins, another application is in front, which records the
-/// keys that it receives.
+/// keys that it receives and its buttons that are pressed. It has one of every label that the tasks
+/// click.
 class LiveDesktop
 {
 public:
@@ -23,8 +25,9 @@ public:
     /// The missing effects of the task; empty if it has succeeded.
     [[nodiscard]] QStringList missing(const LiveTask &task) const;
 
-    /// The keys that the unrelated application has received.
-    [[nodiscard]] QByteArray strayKeys() const;
+    /// What has changed since prepare() that the task does not name: in the other application, the
+    /// user's files, or the requests to the server.
+    [[nodiscard]] QStringList touched(const LiveTask &task) const;
 
     /// The step with its placeholders replaced by paths of the desktop.
     [[nodiscard]] QString filledIn(QString text) const;
@@ -37,13 +40,15 @@ public:
 private:
     void writeFiles(const QJsonObject &files) const;
     void removeFiles() const;
-    void startWitness();
-    void bringWitnessForward() const;
+    void startBystander(const QList<LiveTheme> &themes);
+    void bringBystanderForward() const;
+    [[nodiscard]] QStringList strayRequests(const LiveTask &task) const;
     [[nodiscard]] bool holds(const QJsonObject &effect) const;
     [[nodiscard]] bool fileHolds(const QJsonObject &effect) const;
 
     VirtualDesktop m_desktop;
     HttpServer m_server;
-    QProcess *m_witness = nullptr;
+    QProcess *m_bystander = nullptr;
     qsizetype m_firstRequest = 0;
+    HomeFiles m_files;
 };

@@ -2,10 +2,10 @@
 // model, and counts those with the expected effect.
 //
 //   quillon-live-tasks [--window-manager NAME] [--part K/N] [--only TEXT] [--at-least PERCENT]
-//                      [--pictures FOLDER]
+//                      [--pictures FOLDER] [--idle]
 //
 // Only the effects count, not Quillon's messages. A task fails if its effect exists before the
-// first step, or if the unrelated application has received a key.
+// first step, or if anything has changed that it does not name.
 
 #include "agent/AgentSession.h"
 #include "models/ModelManager.h"
@@ -25,6 +25,7 @@ using namespace Qt::StringLiterals;
 namespace {
 constexpr int taskLimit = 120'000;
 constexpr int effectLimit = 10'000;
+constexpr int idleLimit = 2000;
 
 struct Options
 {
@@ -34,6 +35,7 @@ struct Options
     QString only;
     double atLeast = 0;
     QString pictures;
+    bool isIdle = false; ///< Does nothing: shows that no grader is content with that.
 };
 
 Options readOptions()
@@ -44,7 +46,8 @@ Options readOptions()
          {u"part"_s, u"Every Nth task, beginning with the Kth."_s, u"K/N"_s, u"1/1"_s},
          {u"only"_s, u"The tasks whose name contains it."_s, u"text"_s},
          {u"pictures"_s, u"Keep a picture of each failure there."_s, u"folder"_s},
-         {u"at-least"_s, u"Fail below this share."_s, u"percent"_s, u"0"_s}});
+         {u"at-least"_s, u"Fail below this share."_s, u"percent"_s, u"0"_s},
+         {u"idle"_s, u"Do nothing: each task whose effect stays away counts as done."_s}});
     parser.addHelpOption();
     parser.process(*QCoreApplication::instance());
     const QStringList part = parser.value(u"part"_s).split(u'/');
@@ -53,7 +56,8 @@ Options readOptions()
             .parts = std::max(part.value(1).toInt(), 1),
             .only = parser.value(u"only"_s),
             .atLeast = parser.value(u"at-least"_s).toDouble(),
-            .pictures = parser.value(u"pictures"_s)};
+            .pictures = parser.value(u"pictures"_s),
+            .isIdle = parser.isSet(u"idle"_s)};
 }
 
 void say(const QString &line)
@@ -69,6 +73,18 @@ public:
         : m_desktop(desktop), m_engine(std::make_shared<PlanningEngine>()), m_models(m_engine)
     {
         QCoro::waitFor(m_models.loadIfNeeded());
+    }
+
+    // The reason why a task would succeed without any step; empty if it would not.
+    QString contentment(const LiveTheme &theme, const LiveTask &task)
+    {
+        m_desktop.prepare(theme, task);
+        const bool came =
+            QTest::qWaitFor([&] { return m_desktop.missing(task).isEmpty(); }, idleLimit);
+        if (came)
+            return u"its effect comes by itself"_s;
+        const QStringList touched = m_desktop.touched(task);
+        return touched.isEmpty() ? QString() : u"touched by itself: "_s + touched.join(u", "_s);
     }
 
     // The reason of the failure; empty if the task has succeeded.
@@ -102,8 +118,8 @@ public:
         QStringList missing;
         const bool came = QTest::qWaitFor(
             [&] { return (missing = m_desktop.missing(task)).isEmpty(); }, effectLimit);
-        if (const QByteArray keys = m_desktop.strayKeys(); !keys.isEmpty())
-            return u"keys went astray: "_s + QString::fromUtf8(keys);
+        if (const QStringList touched = m_desktop.touched(task); !touched.isEmpty())
+            return u"touched "_s + touched.join(u", "_s) + told(session);
         return came ? QString() : u"missing "_s + missing.join(u", "_s) + told(session);
     }
 
@@ -130,6 +146,8 @@ int main(int count, char **arguments)
     LiveDesktop desktop(options.windowManager);
     desktop.install(themes);
     Runner runner(desktop);
+    QElapsedTimer total;
+    total.start();
     qsizetype index = 0;
     qsizetype done = 0;
     qsizetype tried = 0;
@@ -140,7 +158,8 @@ int main(int count, char **arguments)
                 continue;
             QElapsedTimer timer;
             timer.start();
-            const QString failure = runner.failure(theme, task);
+            const QString failure =
+                options.isIdle ? runner.contentment(theme, task) : runner.failure(theme, task);
             ++tried;
             if (!failure.isEmpty() && !options.pictures.isEmpty())
                 desktop.keepPicture(u"%1/%2-%3.png"_s.arg(options.pictures, theme.name).arg(index));
@@ -152,9 +171,10 @@ int main(int count, char **arguments)
         desktop.closeApplications({});
     }
     const double share = tried == 0 ? 0 : 100.0 * double(done) / double(tried);
-    say(u"%1: %2 of %3 tasks, %4 %"_s.arg(options.windowManager)
+    say(u"%1: %2 of %3 tasks, %4 %, %5 s"_s.arg(options.windowManager)
             .arg(done)
             .arg(tried)
-            .arg(share, 0, 'f', 1));
+            .arg(share, 0, 'f', 1)
+            .arg(total.elapsed() / 1000));
     return tried > 0 && share >= options.atLeast ? 0 : 1;
 }
