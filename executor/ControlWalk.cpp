@@ -88,9 +88,13 @@ VisitResult visitShown(AccessibleTree &tree, const QList<Control> &found,
         QList<ElementId> asked;
         for (const Control &control : some)
             asked.append(control.element);
-        const QList<bool> hidden = tree.areHidden(asked);
+        const QList<Visibility> visibilities = tree.visibilities(asked);
         for (qsizetype i = 0; i < some.size(); ++i) {
-            if (!hidden[i] && visit(some[i]) == VisitResult::stop)
+            if (visibilities[i] == Visibility::hidden)
+                continue;
+            Control control = some[i];
+            control.isShown = visibilities[i] == Visibility::shown;
+            if (visit(control) == VisitResult::stop)
                 return VisitResult::stop;
         }
     }

@@ -22,6 +22,7 @@ struct Control
     ElementId element;
     QString role;
     QString label;
+    bool isShown = true; ///< Or the application does not tell.
 };
 
 enum class VisitResult { proceed, stop };

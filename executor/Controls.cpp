@@ -71,25 +71,36 @@ QString firstCharacters(const QString &text, qsizetype count)
     return ends.size() < count ? text : text.first(ends.constLast());
 }
 
+// The first one of its kind, but one that is sure to show before all others.
+struct Candidate
+{
+    std::optional<ElementId> shown{};
+    std::optional<ElementId> unclear{};
+
+    void offer(const Control &control)
+    {
+        std::optional<ElementId> &place = control.isShown ? shown : unclear;
+        if (!place)
+            place = control.element;
+    }
+
+    [[nodiscard]] std::optional<ElementId> best() const { return shown ? shown : unclear; }
+};
+
 // The first control with that label, else the first one whose label contains it.
 std::optional<ElementId> find(AccessibleTree &tree, const QString &label)
 {
     const QString target = Text::folded(label);
-    std::optional<ElementId> exact;
-    std::optional<ElementId> partial;
+    Candidate exact;
+    Candidate partial;
     const auto contains = [&](const QString &candidate) {
         return Text::folded(candidate).contains(target);
     };
     ControlWalk::run(tree, clickLimits, {clickableRoles, contains}, [&](const Control &control) {
-        if (Text::folded(control.label) == target) {
-            exact = control.element;
-            return VisitResult::stop;
-        }
-        if (!partial)
-            partial = control.element;
-        return VisitResult::proceed;
+        (Text::folded(control.label) == target ? exact : partial).offer(control);
+        return exact.shown ? VisitResult::stop : VisitResult::proceed;
     });
-    return exact ? exact : partial;
+    return exact.best() ? exact.best() : partial.best();
 }
 
 QStringList lines(AccessibleTree &tree)

@@ -26,6 +26,13 @@ struct AccessibleNode
 /// The texts of an element that may serve as its label.
 enum class LabelAttribute { title, description, value, help };
 
+/// Whether the user can see an element.
+enum class Visibility {
+    shown,
+    unclear, ///< The application does not tell: it may be scrolled out of view, or hidden.
+    hidden,  ///< For example on a page of a tab widget or in a browser tab that is not in front.
+};
+
 /// The application has not answered for longer than silenceLimit, or has ended.
 class UnresponsiveApplication final : public std::exception
 {
@@ -59,10 +66,9 @@ public:
     [[nodiscard]] virtual QList<QStringList> texts(const QList<ElementId> &elements,
                                                    const QList<LabelAttribute> &attributes) = 0;
 
-    /// Whether each of these elements is hidden from the user, for example because it is on a page
-    /// of a tab widget or in a browser tab that is not in front. Elements that are only scrolled
-    /// out of view, and menus, are not hidden.
-    [[nodiscard]] virtual QList<bool> areHidden(const QList<ElementId> &elements) = 0;
+    /// Whether the user can see each of these elements. Elements that are only scrolled out of view
+    /// are not hidden, and menus count as shown.
+    [[nodiscard]] virtual QList<Visibility> visibilities(const QList<ElementId> &elements) = 0;
 
     /// Some applications create the elements of a page only when they are queried for the first
     /// time. Waits for a moment and returns true, a few times, if the walk should be repeated.

@@ -93,11 +93,11 @@ QList<QStringList> MacAccessibleTree::texts(const QList<ElementId> &elements,
     return texts;
 }
 
-QList<bool> MacAccessibleTree::areHidden(const QList<ElementId> &elements)
+QList<Visibility> MacAccessibleTree::visibilities(const QList<ElementId> &elements)
 {
     // On this system, hidden elements are not among the children of others.
-    QList<bool> none(elements.size(), false);
-    return none;
+    QList<Visibility> all(elements.size(), Visibility::shown);
+    return all;
 }
 
 bool MacAccessibleTree::isTimeUp() const

@@ -24,7 +24,7 @@ public:
     QList<AccessibleNode> nodes(const QList<ElementId> &elements, qsizetype maxChildren) override;
     QList<QStringList> texts(const QList<ElementId> &elements,
                              const QList<LabelAttribute> &attributes) override;
-    QList<bool> areHidden(const QList<ElementId> &elements) override;
+    QList<Visibility> visibilities(const QList<ElementId> &elements) override;
     bool isTimeUp() const override;
     bool press(ElementId element) override;
 

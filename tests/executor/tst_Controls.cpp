@@ -73,6 +73,9 @@ private Q_SLOTS:
     void cutsLongLabelsAtAGrapheme();
     void readsLabelsWithTheSameBeginningOnce();
     void skipsHiddenControls();
+    void prefersTheEqualLabelThatShows_data();
+    void prefersTheEqualLabelThatShows();
+    void readsControlsThatMayShow();
     void reportsThatThereIsNothingToRead();
     void readsFortyLines();
     void readVisitsFifteenHundredElements();
@@ -378,13 +381,56 @@ void tst_Controls::readsLabelsWithTheSameBeginningOnce()
 void tst_Controls::skipsHiddenControls()
 {
     Desktop desktop;
-    for (const bool isHidden : {true, false, true})
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s, .isHidden = isHidden});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Cancel"_s, .isHidden = true});
+    for (const Visibility visibility : {Visibility::hidden, Visibility::shown, Visibility::hidden})
+        desktop.controls.add(0,
+                             {.role = u"AXButton"_s, .title = u"OK"_s, .visibility = visibility});
+    desktop.controls.add(
+        0, {.role = u"AXButton"_s, .title = u"Cancel"_s, .visibility = Visibility::hidden});
     QCOMPARE(readUI(), u"Button: OK"_s);
     QCOMPARE(click(u"OK"_s), u"Clicked “OK”."_s);
     QCOMPARE(desktop.controls.pressed, QList<qsizetype>{2});
     QCOMPARE(click(u"Cancel"_s), u"ActionError: Couldn't find a control labelled “Cancel”."_s);
+}
+
+void tst_Controls::prefersTheEqualLabelThatShows_data()
+{
+    QTest::addColumn<QStringList>("titles");
+    QTest::addColumn<QList<Visibility>>("visibilities");
+    QTest::addColumn<qsizetype>("pressed");
+    constexpr Visibility shown = Visibility::shown;
+    constexpr Visibility unclear = Visibility::unclear;
+    const QStringList same{u"Buy now"_s, u"Buy now"_s, u"Buy now"_s};
+    QTest::newRow("the first that shows")
+        << same << QList<Visibility>{unclear, shown, shown} << qsizetype{2};
+    QTest::newRow("the first when none is sure to")
+        << same << QList<Visibility>{unclear, unclear, unclear} << qsizetype{1};
+    QTest::newRow("a part of the label") << QStringList{u"Buy now!"_s, u"Not Buy now"_s}
+                                         << QList<Visibility>{unclear, shown} << qsizetype{2};
+    QTest::newRow("the whole label before that")
+        << QStringList{u"Buy now!"_s, u"Buy now"_s} << QList<Visibility>{shown, unclear}
+        << qsizetype{2};
+}
+
+void tst_Controls::prefersTheEqualLabelThatShows()
+{
+    QFETCH(QStringList, titles);
+    QFETCH(QList<Visibility>, visibilities);
+    QFETCH(qsizetype, pressed);
+    Desktop desktop;
+    for (qsizetype i = 0; i < titles.size(); ++i) {
+        desktop.controls.add(
+            0, {.role = u"AXButton"_s, .title = titles[i], .visibility = visibilities[i]});
+    }
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QCOMPARE(desktop.controls.pressed, QList<qsizetype>{pressed});
+}
+
+void tst_Controls::readsControlsThatMayShow()
+{
+    Desktop desktop;
+    desktop.controls.add(
+        0, {.role = u"AXButton"_s, .title = u"OK"_s, .visibility = Visibility::unclear});
+    QCOMPARE(readUI(), u"Button: OK"_s);
 }
 
 void tst_Controls::reportsThatThereIsNothingToRead()

@@ -68,12 +68,12 @@ public:
         return texts;
     }
 
-    QList<bool> areHidden(const QList<ElementId> &elements) override
+    QList<Visibility> visibilities(const QList<ElementId> &elements) override
     {
-        QList<bool> hidden;
+        QList<Visibility> visibilities;
         for (const ElementId element : elements)
-            hidden.append(control(element).isHidden);
-        return hidden;
+            visibilities.append(control(element).visibility);
+        return visibilities;
     }
 
     bool isTimeUp() const override

@@ -87,7 +87,7 @@ struct FakeControl
     QString value{};
     QString help{};
     QList<qsizetype> children{};
-    bool isHidden = false;
+    Visibility visibility = Visibility::shown;
     bool refusesPress = false;
 };
 

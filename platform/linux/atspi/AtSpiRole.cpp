@@ -92,6 +92,12 @@ bool AtSpiRoles::isWholePage(AtSpiRole role)
            role == AtSpiRole::webDocument || role == AtSpiRole::emailDocument;
 }
 
+bool AtSpiRoles::isWindow(AtSpiRole role)
+{
+    return role == AtSpiRole::frame || role == AtSpiRole::dialog || role == AtSpiRole::window ||
+           role == AtSpiRole::application;
+}
+
 bool AtSpiRoles::showsText(AtSpiRole role)
 {
     return role == AtSpiRole::text || role == AtSpiRole::entry || role == AtSpiRole::spinButton ||

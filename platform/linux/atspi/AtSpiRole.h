@@ -61,6 +61,8 @@ namespace AtSpiRoles {
 /// is a background tab or window.
 [[nodiscard]] bool isWholePage(AtSpiRole role);
 
+[[nodiscard]] bool isWindow(AtSpiRole role);
+
 /// Whether an element of that role has a text that may be read; a password must not.
 [[nodiscard]] bool showsText(AtSpiRole role);
 } // namespace AtSpiRoles

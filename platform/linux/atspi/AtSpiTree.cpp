@@ -43,21 +43,22 @@ bool isGone(const DBusMessagePtr &reply)
            DBusMessages::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
-enum class Shown {
-    yes,   ///< Visible, or unknown.
-    maybe, ///< Scrolled out of view, on a hidden page, or never reported.
-    no,
-};
-
-Shown shown(const DBusMessagePtr &states, std::optional<AtSpiRole> role)
+// The first word; nothing if the element does not tell.
+std::optional<dbus_uint32_t> firstStates(const DBusMessagePtr &states)
 {
     const QList<dbus_uint32_t> words =
         DBusMessages::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
-    if (words.isEmpty() || (words.constFirst() & showing) != 0)
-        return Shown::yes;
-    if ((words.constFirst() & visible) == 0 || (role && AtSpiRoles::isWholePage(*role)))
-        return Shown::no;
-    return Shown::maybe;
+    return words.isEmpty() ? std::nullopt : std::optional(words.constFirst());
+}
+
+Visibility visibility(const DBusMessagePtr &reply, std::optional<AtSpiRole> role)
+{
+    const std::optional<dbus_uint32_t> states = firstStates(reply);
+    if (!states || (*states & showing) != 0)
+        return Visibility::shown;
+    if ((*states & visible) == 0 || (role && AtSpiRoles::isWholePage(*role)))
+        return Visibility::hidden;
+    return Visibility::unclear;
 }
 
 // The extents that GTK reports for a control on a hidden page.
@@ -259,6 +260,7 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
         size_t children = 0;
         size_t end = 0;
         bool isLong = false;
+        bool opensMenu = false;
     };
     std::vector<Asked> asked;
     std::vector<DBusMessagePtr> calls;
@@ -268,7 +270,14 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
         const qsizetype count = counts[static_cast<size_t>(i)];
         if (count <= 0)
             continue;
-        Asked one{.element = i, .states = calls.size(), .isLong = count > longList};
+        Asked one{.element = i,
+                  .states = calls.size(),
+                  .isLong = count > longList,
+                  .opensMenu = element.role == AtSpiRole::menu};
+        if (one.opensMenu) {
+            asked.push_back(one);
+            continue;
+        }
         if (mayBeHidden(element))
             calls.push_back(askForStates(element.object));
         one.children = calls.size();
@@ -291,8 +300,14 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
     }
     qsizetype room = maxChildren;
     for (const Asked &one : asked) {
-        if (one.states < one.children &&
-            shown(replies[one.states], at(elements[one.element]).role) == Shown::no)
+        if (one.opensMenu) {
+            if (room == 0)
+                continue;
+            nodes[one.element].children.append(addMenuOf(elements[one.element]));
+            --room;
+            continue;
+        }
+        if (one.states < one.children && isHidden(replies[one.states], at(elements[one.element])))
             continue;
         QList<DBusObject> children;
         if (!one.isLong)
@@ -348,7 +363,7 @@ QList<QStringList> AtSpiTree::texts(const QList<ElementId> &elements,
     return texts;
 }
 
-QList<bool> AtSpiTree::areHidden(const QList<ElementId> &elements)
+QList<Visibility> AtSpiTree::visibilities(const QList<ElementId> &elements)
 {
     QList<qsizetype> asked;
     std::vector<DBusMessagePtr> calls;
@@ -359,22 +374,35 @@ QList<bool> AtSpiTree::areHidden(const QList<ElementId> &elements)
         calls.push_back(askForStates(at(elements[i]).object));
     }
     const std::vector<DBusMessagePtr> replies = ask(std::move(calls));
-    QList<bool> hidden(elements.size(), false);
+    QList<Visibility> visibilities(elements.size(), Visibility::shown);
     QList<qsizetype> doubtful;
     calls.clear();
     for (qsizetype i = 0; i < asked.size(); ++i) {
         const Element &element = at(elements[asked[i]]);
-        const Shown answer = shown(replies[static_cast<size_t>(i)], element.role);
-        hidden[asked[i]] = answer == Shown::no;
-        if (answer != Shown::maybe)
+        Visibility &own = visibilities[asked[i]];
+        own = visibility(replies[static_cast<size_t>(i)], element.role);
+        if (own != Visibility::unclear)
             continue;
         doubtful.append(asked[i]);
         calls.push_back(askForExtents(element.object));
     }
     const std::vector<DBusMessagePtr> extents = ask(std::move(calls));
-    for (qsizetype i = 0; i < doubtful.size(); ++i)
-        hidden[doubtful[i]] = isNowhere(extents[static_cast<size_t>(i)]);
-    return hidden;
+    for (qsizetype i = 0; i < doubtful.size(); ++i) {
+        Visibility &own = visibilities[doubtful[i]];
+        if (isNowhere(extents[static_cast<size_t>(i)]))
+            own = Visibility::hidden;
+        else if (!m_saysWhatShows)
+            own = Visibility::shown; // GTK 4 says it of windows only, until 4.10.
+    }
+    return visibilities;
+}
+
+bool AtSpiTree::isHidden(const DBusMessagePtr &states, const Element &element)
+{
+    const bool isWindow = element.role && AtSpiRoles::isWindow(*element.role);
+    if (!isWindow && (firstStates(states).value_or(0) & showing) != 0)
+        m_saysWhatShows = true;
+    return visibility(states, element.role) == Visibility::hidden;
 }
 
 bool AtSpiTree::mayKnowMore()
@@ -481,7 +509,8 @@ std::vector<qsizetype> AtSpiTree::readRoles(const QList<ElementId> &elements, bo
     std::vector<qsizetype> counts;
     for (const ElementId id : elements) {
         const size_t reply = counts.size() * callsEach;
-        if (const std::optional<dbus_uint32_t> role = DBusMessages::unsignedNumber(replies[reply]))
+        const std::optional<dbus_uint32_t> role = DBusMessages::unsignedNumber(replies[reply]);
+        if (role && !at(id).isMenu)
             at(id).role = AtSpiRole{*role};
         counts.push_back(countsChildren ? DBusMessages::number(replies[reply + 1]).value_or(0) : 0);
     }
@@ -496,6 +525,12 @@ bool AtSpiTree::mayBeHidden(const Element &element)
 ElementId AtSpiTree::add(const DBusObject &object)
 {
     m_elements.push_back({.object = object});
+    return ElementId{static_cast<qint32>(m_elements.size() - 1)};
+}
+
+ElementId AtSpiTree::addMenuOf(ElementId item)
+{
+    m_elements.push_back({.object = at(item).object, .role = AtSpiRole::popupMenu, .isMenu = true});
     return ElementId{static_cast<qint32>(m_elements.size() - 1)};
 }
 

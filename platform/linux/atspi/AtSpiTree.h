@@ -24,7 +24,7 @@ public:
     QList<AccessibleNode> nodes(const QList<ElementId> &elements, qsizetype maxChildren) override;
     QList<QStringList> texts(const QList<ElementId> &elements,
                              const QList<LabelAttribute> &attributes) override;
-    QList<bool> areHidden(const QList<ElementId> &elements) override;
+    QList<Visibility> visibilities(const QList<ElementId> &elements) override;
     bool mayKnowMore() override;
     std::optional<QString> silenceReason() override;
     bool isTimeUp() const override;
@@ -37,6 +37,7 @@ private:
         std::optional<AtSpiRole> role{}; ///< Absent until it is read, or if it is unknown.
         bool isRoot = false;
         bool liesInMenuBar = false;
+        bool isMenu = false; ///< The menu that the item of the same object opens.
     };
 
     /// The replies in the order of the calls; null for those that did not arrive in time.
@@ -48,7 +49,11 @@ private:
     /// Reads the roles of the elements and, if requested, the number of their children.
     std::vector<qsizetype> readRoles(const QList<ElementId> &elements, bool countsChildren);
     [[nodiscard]] static bool mayBeHidden(const Element &element);
+    [[nodiscard]] bool isHidden(const DBusMessagePtr &states, const Element &element);
     [[nodiscard]] ElementId add(const DBusObject &object);
+    /// On macOS and in Qt, there is a menu between a menu item and the items that it opens. Other
+    /// toolkits omit it, so the items of closed menus would come before the controls of the window.
+    [[nodiscard]] ElementId addMenuOf(ElementId item);
     [[nodiscard]] Element &at(ElementId element);
 
     std::shared_ptr<PrivateBus> m_bus;
@@ -57,6 +62,7 @@ private:
     PrivateBus::Deadline m_deadline;
     const std::chrono::steady_clock::time_point m_opened = std::chrono::steady_clock::now();
     std::vector<Element> m_elements;
+    bool m_saysWhatShows = false;        ///< Of other elements than windows.
     int m_looksAgain = 3;                ///< How many more walks are worthwhile.
     QSet<QByteArray> m_applicationNames; ///< The application's own connections.
     QSet<QByteArray>

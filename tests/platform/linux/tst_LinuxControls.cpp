@@ -262,7 +262,7 @@ void tst_LinuxControls::dumpsAreAsBefore_data()
     QTest::newRow("pcmanfm") << u"env"_s
                              << QStringList{u"GTK_MODULES=gail:atk-bridge"_s, u"pcmanfm"_s,
                                             m_desktop->home(u"Papers"_s)}
-                             << u"MenuItem: Next Folder"_s;
+                             << u"MenuItem: Folder View Mode"_s;
     QTest::newRow("controls") << u"" CONTROLS_WINDOW ""_s << QStringList() << u"MenuItem: Wave"_s;
 }
 
