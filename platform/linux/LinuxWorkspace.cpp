@@ -1,7 +1,10 @@
 #include "platform/linux/LinuxWorkspace.h"
 
 #include "base/Futures.h"
+#include "base/WorkQueue.h"
 #include "platform/PlatformError.h"
+#include "platform/linux/atspi/BrowserPages.h"
+#include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/FileManager.h"
 #include "platform/linux/desktop/LinuxProcesses.h"
 #include "platform/linux/x11/X11Desktop.h"
@@ -43,6 +46,29 @@ std::optional<X11WindowId> windowOf(const X11Snapshot &snapshot, const QString &
     return std::nullopt;
 }
 
+std::optional<ProcessId> ownerIn(const X11Snapshot &snapshot, X11WindowId window)
+{
+    const auto found = std::ranges::find(snapshot.windows, window, &X11Window::id);
+    return found == snapshot.windows.end() ? std::nullopt : found->owner;
+}
+
+// The pages that a browser shows before it opens another one; nothing if it does not tell.
+std::optional<BrowserPages> pagesOf(ProcessId browser)
+{
+    // It answers in about ten milliseconds, or is busy.
+    constexpr std::chrono::milliseconds limit{300};
+    WorkQueue queue("browser pages");
+    return queue
+        .call([=] { return BrowserPages::of(browser, std::chrono::steady_clock::now() + limit); },
+              limit)
+        .value_or(std::nullopt);
+}
+
+bool isWebAddress(const QByteArray &uri)
+{
+    return uri.startsWith("http:") || uri.startsWith("https:");
+}
+
 // The list by age may be older than the other one: windows that it lacks are the newest.
 QList<const X11Window *> inOrderOfAge(const X11Snapshot &snapshot)
 {
@@ -68,9 +94,13 @@ Application application(const X11Window &window)
 constexpr std::chrono::milliseconds lookInterval{40};
 // Window managers activate most new windows themselves, a moment after they appear.
 constexpr std::chrono::milliseconds requestInterval{300};
+// A browser answers in about ten milliseconds, or is busy with the page.
+constexpr std::chrono::milliseconds pageLookInterval{120};
+constexpr std::chrono::milliseconds pageLookLimit{150};
 
 // Waits until an application that was requested to open something is in front, so that the next
-// keys go to it and not to the earlier window. Activates a new window that stays behind others.
+// keys go to it and not to the earlier window. Activates a new window that stays behind others. A
+// browser also has to show the page, as far as it tells.
 // Main thread; deletes itself when the wait is over.
 class WindowArrival final : public QObject
 {
@@ -85,6 +115,9 @@ public:
     /// How long a window with a document must have been in front: it drops keys while it loads the
     /// document.
     static constexpr std::chrono::milliseconds documentSettle{700};
+    /// How long a browser may take to show a page, after it has received the address or has come to
+    /// the front. Downloads show no page, and some pages never finish.
+    static constexpr std::chrono::milliseconds pageLimit{6000};
 
     struct Expected
     {
@@ -93,8 +126,10 @@ public:
         X11Snapshot before;         ///< The windows before the request.
         std::set<ProcessId> ours{}; ///< The assistant's own processes, whose windows are ignored.
         ProcessId leader{}; ///< The session leader of what was started for this; 0 for nothing.
-        bool opensDocument = false;            ///< Existing windows do not count at once.
-        std::function<void()> arrived = [] {}; ///< Called when the application is in front.
+        bool opensDocument = false;                ///< Existing windows do not count at once.
+        bool opensPage = false;                    ///< A browser opens a page.
+        std::optional<BrowserPages> pagesBefore{}; ///< What it showed before, if it tells.
+        std::function<void()> arrived = [] {};     ///< Called when the application is in front.
     };
 
     /// Carries a PlatformError if nothing came to the front within the limit. The desktop and the
@@ -106,10 +141,14 @@ private:
     WindowArrival(X11Desktop &desktop, const Expected &expected, QObject *parent);
 
     void look();
-    [[nodiscard]] bool isNew(const X11Window &window) const;
+    [[nodiscard]] QString complaint(const X11Snapshot &now) const;
+    [[nodiscard]] const X11Window *before(const X11Window &window) const;
+    [[nodiscard]] bool isNew(const X11Window &window) const { return !before(window); }
     [[nodiscard]] bool belongs(const X11Window &window) const;
     [[nodiscard]] bool hasWhatWasAskedFor(const X11Window &window) const;
     [[nodiscard]] bool hasSettled(const X11Window &window);
+    [[nodiscard]] bool showsNewPage() const;
+    void lookAtPages(const X11Window &window);
     void bringForward(const X11Snapshot &now);
 
     X11Desktop &m_desktop;
@@ -123,6 +162,10 @@ private:
     std::optional<X11WindowId> m_settling;
     QDeadlineTimer m_nextRequest;
     bool m_hasWindow = false;
+    WorkQueue m_queue{"browser pages"};
+    std::optional<BrowserPages> m_pages; ///< What the browser tells now.
+    QDeadlineTimer m_pageLimit{pageLimit};
+    QDeadlineTimer m_nextPageLook{0};
 };
 
 QFuture<void> WindowArrival::wait(X11Desktop &desktop, const Expected &expected, QObject *parent)
@@ -144,28 +187,47 @@ WindowArrival::WindowArrival(X11Desktop &desktop, const Expected &expected, QObj
 void WindowArrival::look()
 {
     const X11Snapshot now = m_desktop.snapshot().value_or(X11Snapshot());
-    if (!m_handOverLimit.hasExpired() && !LinuxProcesses().hasEnded(m_expected.leader))
+    if (!m_handOverLimit.hasExpired() && !LinuxProcesses().hasEnded(m_expected.leader)) {
         m_documentLimit.setRemainingTime(documentLimit);
-    if (!now.active || !hasWhatWasAskedFor(*now.active) || !hasSettled(*now.active)) {
+        m_pageLimit.setRemainingTime(pageLimit);
+    }
+    if (m_expected.opensPage && now.active && belongs(*now.active))
+        lookAtPages(*now.active);
+    const bool isThere = now.active && hasWhatWasAskedFor(*now.active);
+    if (!isThere || (!hasSettled(*now.active) && !m_limit.hasExpired())) {
         bringForward(now);
         if (!m_limit.hasExpired())
             return;
-        m_promise.setException(PlatformError(
-            u'“' + m_expected.name +
-            (m_hasWindow ? u"” didn't come to the front."_s
-                         : u"” hasn't shown a window yet. It may still be starting."_s)));
-    } else {
-        m_expected.arrived();
     }
+    if (isThere)
+        m_expected.arrived();
     m_timer.stop();
-    m_promise.finish();
+    if (isThere)
+        m_promise.finish();
+    else
+        Futures::fail(m_promise, PlatformError(complaint(now)));
     deleteLater();
 }
 
-bool WindowArrival::isNew(const X11Window &window) const
+QString WindowArrival::complaint(const X11Snapshot &now) const
 {
-    return std::ranges::find(m_expected.before.windows, window.id, &X11Window::id) ==
-           m_expected.before.windows.end();
+    QString what = u"hasn't shown a window yet. It may still be starting."_s;
+    if (now.active && belongs(*now.active))
+        what = u"hasn't shown it yet."_s;
+    else if (m_hasWindow)
+        what = u"didn't come to the front."_s;
+    return u'“' + m_expected.name + u"” "_s + what;
+}
+
+// The same window before the request. The X server reuses the id of a closed window at once, so the
+// id alone does not identify it.
+const X11Window *WindowArrival::before(const X11Window &window) const
+{
+    const auto found = std::ranges::find_if(m_expected.before.windows, [&](const X11Window &each) {
+        return each.id == window.id && each.owner == window.owner &&
+               each.className == window.className;
+    });
+    return found == m_expected.before.windows.end() ? nullptr : &*found;
 }
 
 bool WindowArrival::belongs(const X11Window &window) const
@@ -186,20 +248,44 @@ bool WindowArrival::hasWhatWasAskedFor(const X11Window &window) const
 {
     if (!belongs(window))
         return false;
-    if (!m_expected.opensDocument || isNew(window) || m_documentLimit.hasExpired())
-        return true;
-    const auto before = std::ranges::find(m_expected.before.windows, window.id, &X11Window::id);
-    return before->title != window.title;
+    const X11Window *const old = before(window);
+    return !m_expected.opensDocument || !old || old->title != window.title || showsNewPage() ||
+           (m_expected.opensPage ? m_pageLimit : m_documentLimit).hasExpired();
+}
+
+// Whether the page in front is not one of those before the request.
+bool WindowArrival::showsNewPage() const
+{
+    return m_expected.pagesBefore && m_pages && m_pages->loaded &&
+           !m_expected.pagesBefore->shown.contains(*m_pages->loaded);
 }
 
 bool WindowArrival::hasSettled(const X11Window &window)
 {
-    if (!m_expected.opensDocument || !isNew(window))
+    if (!m_expected.opensDocument)
         return true;
-    if (m_settling != window.id)
+    if (isNew(window) && m_settling != window.id) {
+        m_settling = window.id;
         m_settled.setRemainingTime(documentSettle);
-    m_settling = window.id;
-    return m_settled.hasExpired();
+        m_pageLimit.setRemainingTime(pageLimit);
+    }
+    if (!m_pages)
+        return !isNew(window) || m_settled.hasExpired();
+    const bool isLoaded = m_expected.pagesBefore ? showsNewPage() : m_pages->loaded.has_value();
+    return isLoaded || m_pageLimit.hasExpired();
+}
+
+void WindowArrival::lookAtPages(const X11Window &window)
+{
+    if (!m_nextPageLook.hasExpired() || !window.owner)
+        return;
+    m_nextPageLook.setRemainingTime(pageLookInterval);
+    const auto look = [browser = *window.owner] {
+        return BrowserPages::of(browser, std::chrono::steady_clock::now() + pageLookLimit);
+    };
+    // Without an answer, the browser is busy and the last one holds.
+    if (auto pages = m_queue.call(look, pageLookLimit))
+        m_pages = std::move(*pages);
 }
 
 // Activates the topmost of its windows; an earlier one only after waiting for a new one.
@@ -373,6 +459,14 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
         .arrived = [this, location] { m_starts[location].hasArrived = true; }};
     const std::optional<X11WindowId> window =
         windowOf(expected.before, location, last.leader, expected.ours);
+    if (isWebAddress(uri) && DesktopEntries::isBrowser(location)) {
+        const ProcessId browser =
+            window ? ownerIn(expected.before, *window).value_or(ProcessId{}) : ProcessId{};
+        // Without accessibility, it does not tell about its pages.
+        expected.opensPage = !ChromiumProgram::isClosed(browser);
+        if (browser != ProcessId{} && expected.opensPage)
+            expected.pagesBefore = pagesOf(browser);
+    }
     const bool isStarting = last.leader != ProcessId{} && !last.hasArrived;
     // Starting it again would open another window, but users mean the existing one, or the one that
     // is about to open.

@@ -8,6 +8,7 @@
 #include <QSslCertificate>
 #include <QSslConfiguration>
 #include <QSslKey>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -44,6 +45,7 @@ private Q_SLOTS:
 
     void anAddressOpensInTheDefaultBrowser();
     void anAddressOpensInTheNamedBrowserThatRuns();
+    void aPageIsWaitedForAlthoughItIsCalledLikeTheOneBefore();
     void aSearchReachesTheEngineAsItWasMeant();
     void theStockBrowserMeansThisOne();
     void aLinkIsFollowed();
@@ -102,6 +104,10 @@ void tst_DesktopBrowser::initTestCase()
     m_server = std::make_unique<HttpServer>();
     m_engine = std::make_unique<HttpServer>(loopbackTls());
     m_server->setAnswer(u"/one"_s, page("First page", "<h1>One</h1><a href=/two>Go on</a>"));
+    m_server->setAnswer(u"/shop"_s, page("Shop", "<button>Order at once</button>"));
+    HttpServer::Answer slow = page("Shop", "<button>Order slowly</button>");
+    slow.holdAfter = 0;
+    m_server->setAnswer(u"/slow-shop"_s, slow);
     m_server->setAnswer(u"/two"_s, page("Second page", "<h1>Two</h1>"));
     m_server->setAnswer(u"/order"_s,
                         page("Order form", "<form action=/sent method=get>"
@@ -161,6 +167,19 @@ void tst_DesktopBrowser::anAddressOpensInTheNamedBrowserThatRuns()
     QCOMPARE(processOf(u"chromium"_s), pid);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, url.toString()}, {u"app"_s, u"XTerm"_s}}),
              u"PlatformError: “XTerm” doesn't open addresses."_s);
+}
+
+void tst_DesktopBrowser::aPageIsWaitedForAlthoughItIsCalledLikeTheOneBefore()
+{
+    open(u"/shop"_s, u"Shop"_s);
+    // What follows looks at the page at once.
+    const SeenPauses pauses;
+    QTimer::singleShot(3000, m_server.get(), [this] { m_server->release(); });
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, m_server->url(u"/slow-shop"_s).toString()}}),
+             u"Opened 127.0.0.1 in the default browser."_s);
+    const QString read = readUI();
+    QVERIFY2(read.contains(u"Button: Order slowly"_s), qPrintable(read));
+    QVERIFY2(!read.contains(u"Button: Order at once"_s), qPrintable(read));
 }
 
 void tst_DesktopBrowser::aSearchReachesTheEngineAsItWasMeant()

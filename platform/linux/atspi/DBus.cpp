@@ -180,6 +180,32 @@ QList<DBusObject> DBusMessages::objects(const DBusMessagePtr &reply, qsizetype m
     return objects;
 }
 
+std::optional<DBusObject> DBusMessages::related(const DBusMessagePtr &reply, dbus_uint32_t kind)
+{
+    std::optional<DBusMessageIter> list = valueOf(reply, DBUS_TYPE_ARRAY);
+    if (!list)
+        return std::nullopt;
+    DBusMessageIter relation;
+    dbus_message_iter_recurse(&*list, &relation);
+    for (; dbus_message_iter_get_arg_type(&relation) == DBUS_TYPE_STRUCT;
+         dbus_message_iter_next(&relation)) {
+        DBusMessageIter member;
+        dbus_message_iter_recurse(&relation, &member);
+        if (dbus_message_iter_get_arg_type(&member) != DBUS_TYPE_UINT32)
+            continue;
+        dbus_uint32_t found = 0;
+        dbus_message_iter_get_basic(&member, &found);
+        dbus_message_iter_next(&member);
+        if (found != kind || dbus_message_iter_get_arg_type(&member) != DBUS_TYPE_ARRAY)
+            continue;
+        DBusMessageIter target;
+        dbus_message_iter_recurse(&member, &target);
+        if (dbus_message_iter_get_arg_type(&target) == DBUS_TYPE_STRUCT)
+            return objectAt(target);
+    }
+    return std::nullopt;
+}
+
 void PrivateBus::Closer::operator()(DBusConnection *connection) const
 {
     dbus_connection_close(connection);

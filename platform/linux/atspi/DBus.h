@@ -59,6 +59,8 @@ void append(const DBusMessagePtr &call, dbus_uint32_t number);
 [[nodiscard]] std::optional<DBusObject> object(const DBusMessagePtr &reply);
 /// The first objects of a list, at most so many. Objects with invalid names are skipped.
 [[nodiscard]] QList<DBusObject> objects(const DBusMessagePtr &reply, qsizetype most);
+/// Of a list of relations, each with its kind and its objects, the first object of that kind.
+[[nodiscard]] std::optional<DBusObject> related(const DBusMessagePtr &reply, dbus_uint32_t kind);
 } // namespace DBusMessages
 
 /// A private connection to a message bus, for many calls at once with a timeout. It has no thread

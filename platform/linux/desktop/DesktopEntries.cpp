@@ -152,6 +152,13 @@ const Entry *entryOf(const QString &id)
     return found == allEntries().end() ? nullptr : &*found;
 }
 
+const Entry *entryIn(const QString &location)
+{
+    const auto found = std::ranges::find(
+        allEntries(), location, [](const Entry &each) { return each.application.location; });
+    return found == allEntries().end() ? nullptr : &*found;
+}
+
 // The location of the default application for that content type.
 std::optional<QString> defaultOf(const QString &contentType)
 {
@@ -327,6 +334,12 @@ QString DesktopEntries::locationWithoutEntry(const QString &name)
     return withoutEntry + name;
 }
 
+bool DesktopEntries::isBrowser(const QString &location)
+{
+    const Entry *const entry = entryIn(location);
+    return entry && entry->categories.contains("WebBrowser"_L1);
+}
+
 QString DesktopEntries::name(const QString &location)
 {
     if (location.startsWith(withoutEntry))
@@ -338,10 +351,8 @@ QString DesktopEntries::name(const QString &location)
 
 QString DesktopEntries::nameInFront(const QString &location)
 {
-    const auto entry = std::ranges::find(
-        allEntries(), location, [](const Entry &each) { return each.application.location; });
-    const std::optional<QString> messenger =
-        entry == allEntries().end() ? std::nullopt : messengerName(*entry);
+    const Entry *const entry = entryIn(location);
+    const std::optional<QString> messenger = entry ? messengerName(*entry) : std::nullopt;
     return messenger.value_or(name(location));
 }
 

@@ -28,6 +28,9 @@ namespace DesktopEntries {
 /// Whether the location is a desktop entry, not a pseudo-location.
 [[nodiscard]] bool isEntry(const QString &location);
 
+/// Whether the application shows web pages.
+[[nodiscard]] bool isBrowser(const QString &location);
+
 /// The entry's name in the user's language.
 [[nodiscard]] QString name(const QString &location);
 

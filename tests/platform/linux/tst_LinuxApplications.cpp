@@ -2,6 +2,7 @@
 #include "executor/Executor.h"
 #include "executor/Pause.h"
 #include "platform/Platform.h"
+#include "platform/linux/x11/X11Desktop.h"
 #include "tests/executor/Running.h"
 #include "tests/platform/linux/TestWindow.h"
 
@@ -66,6 +67,7 @@ private Q_SLOTS:
     void aWindowThatNamesNoEntryIsKnownByItsProgram();
     void aRunningApplicationShowsTheDocumentFirst();
     void launchingBringsForwardWhatRuns();
+    void aWindowWithTheNumberOfOneThatHasGoneIsNew();
     void aWindowOnAnotherDesktopComesForward();
     void openingInARunningApplicationBringsItForward();
     void quittingEndsTheApplication();
@@ -467,6 +469,31 @@ void tst_LinuxApplications::aRunningApplicationShowsTheDocumentFirst()
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"reader"_s}}),
              u"Opened example.com in Reader."_s);
     QCOMPARE(Executor::windowSummary(), u"Reader — document; Reader — old"_s);
+}
+
+void tst_LinuxApplications::aWindowWithTheNumberOfOneThatHasGoneIsNew()
+{
+    // A new window with a document drops the keys that come at once, so it gets a moment: the one
+    // that it takes here to write the file.
+    const QString script =
+        m_desktop->writeScript(u"bin/again"_s, "kill -9 $(cat \"$HOME/old\"); sleep 0.3\n"
+                                               "(sleep 0.5; touch \"$HOME/settled\") &\n"
+                                               "exec " TEST_WINDOW " new x.Again unattended\n");
+    m_desktop->write(applications + u"again.desktop"_s, entry("Again", script.toUtf8() + " %u"));
+    QTRY_VERIFY(Executor::appURL(u"Again"_s));
+    TestWindow old(*m_desktop, u"old"_s, u"x.Again"_s);
+    QTRY_COMPARE(Executor::windowSummary(), u"Again — old"_s);
+    m_desktop->write(u"old"_s, QByteArray::number(static_cast<qint64>(old.pid())));
+    const auto numberInFront = [] {
+        const auto snapshot = X11Desktop().snapshot();
+        return snapshot && snapshot->active ? snapshot->active->id : X11WindowId{};
+    };
+    const X11WindowId number = numberInFront();
+    QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"again"_s}}),
+             u"Opened example.com in Again."_s);
+    QVERIFY(QFile::exists(m_desktop->home(u"settled"_s)));
+    QCOMPARE(Executor::windowSummary(), u"Again — new"_s);
+    QCOMPARE(numberInFront(), number);
 }
 
 void tst_LinuxApplications::aWindowOnAnotherDesktopComesForward()
