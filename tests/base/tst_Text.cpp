@@ -11,6 +11,11 @@ class tst_Text : public QObject
 private Q_SLOTS:
     void titleCasesEachWord_data();
     void titleCasesEachWord();
+    void findsTheEndsOfGraphemes_data();
+    void findsTheEndsOfGraphemes();
+    void findsNoMoreGraphemesThanAsked();
+    void foldedTextsAreEqualWhateverTheirCaseAndAccents();
+    void decodesTheByteOrderMark();
 };
 
 void tst_Text::titleCasesEachWord_data()
@@ -35,6 +40,43 @@ void tst_Text::titleCasesEachWord()
 {
     QFETCH(QString, text);
     QTEST(Text::titleCased(text), "capitalized");
+}
+
+void tst_Text::findsTheEndsOfGraphemes_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QList<qsizetype>>("ends");
+    using Ends = QList<qsizetype>;
+    QTest::newRow("nothing") << QString() << Ends();
+    QTest::newRow("letters") << u"ab"_s << Ends{1, 2};
+    QTest::newRow("a combining mark") << u"e\u0301x"_s << Ends{2, 3};
+    QTest::newRow("CR LF") << u"\r\nx"_s << Ends{2, 3};
+    QTest::newRow("a family") << u"👨‍👩‍👧x"_s << Ends{8, 9};
+    QTest::newRow("a skin tone behind a letter") << u"x\U0001f3fdy"_s << Ends{3, 4};
+    QTest::newRow("a half-width voiced sound") << u"ｶﾞx"_s << Ends{2, 3};
+    QTest::newRow("emoji behind an Indic letter") << u"क😀😀"_s << Ends{1, 3, 5};
+}
+
+void tst_Text::findsTheEndsOfGraphemes()
+{
+    QFETCH(QString, text);
+    QTEST(Text::graphemeBoundaries(text), "ends");
+}
+
+void tst_Text::findsNoMoreGraphemesThanAsked()
+{
+    QCOMPARE(Text::graphemeBoundaries(u"abcd"_s, 2), (QList<qsizetype>{1, 2}));
+}
+
+void tst_Text::foldedTextsAreEqualWhateverTheirCaseAndAccents()
+{
+    QCOMPARE(Text::folded(u"Über"_s), Text::folded(u"U\u0308BER"_s));
+    QVERIFY(Text::folded(u"Über"_s) != Text::folded(u"Uber"_s));
+}
+
+void tst_Text::decodesTheByteOrderMark()
+{
+    QCOMPARE(Text::fromUtf8("\xef\xbb\xbf{}"), u"\ufeff{}"_s);
 }
 
 QTEST_APPLESS_MAIN(tst_Text)

@@ -52,6 +52,8 @@ class tst_AtSpiBus : public QObject
 private Q_SLOTS:
     void connectionsAreKeptByApplicationAndName();
     void connectionsToApplicationsThatEndedAreLetGo();
+    void addressesThatStartProgramsAreRefused_data();
+    void addressesThatStartProgramsAreRefused();
 };
 
 void tst_AtSpiBus::connectionsAreKeptByApplicationAndName()
@@ -83,6 +85,22 @@ void tst_AtSpiBus::connectionsToApplicationsThatEndedAreLetGo()
     }
     QVERIFY(!peers.find(ProcessId{1}, ":1.1"));
     QCOMPARE(openFiles(), before);
+}
+
+void tst_AtSpiBus::addressesThatStartProgramsAreRefused_data()
+{
+    QTest::addColumn<QByteArray>("address");
+    const QByteArray program = "unixexec:path=/bin/sleep,argv1=5";
+    QTest::newRow("a program") << program;
+    QTest::newRow("a program as the second way") << "unix:path=/nothing/here;" + program;
+}
+
+void tst_AtSpiBus::addressesThatStartProgramsAreRefused()
+{
+    QFETCH(QByteArray, address);
+    AtSpiPeers peers;
+    peers.connect(ProcessId{7}, ":1.7", address, limit);
+    QVERIFY(!peers.find(ProcessId{7}, ":1.7"));
 }
 
 QTEST_GUILESS_MAIN(tst_AtSpiBus)
