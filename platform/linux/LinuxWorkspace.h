@@ -2,7 +2,7 @@
 
 #include "platform/Workspace.h"
 #include "platform/linux/desktop/DesktopEntries.h"
-#include "platform/linux/x11/X11Window.h"
+#include "platform/linux/x11/X11Desktop.h"
 
 #include <QObject>
 

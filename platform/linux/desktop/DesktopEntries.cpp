@@ -5,7 +5,6 @@
 #include "platform/linux/desktop/DefaultApplications.h"
 #include "platform/linux/desktop/EntryFiles.h"
 #include "platform/linux/desktop/GObjectPtr.h"
-#include "platform/linux/x11/X11Window.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -366,7 +365,7 @@ std::optional<QString> DesktopEntries::namedInFront(const QString &foldedName)
     return std::nullopt;
 }
 
-std::optional<InstalledApplication> DesktopEntries::forWindow(const X11Window &window)
+std::optional<InstalledApplication> DesktopEntries::forWindow(const WindowClass &window)
 {
     // The class of a window identifies the application, but its program may only be an interpreter.
     // So an entry's program is used only if the class is named after it or is missing.

@@ -9,7 +9,20 @@
 
 #include <optional>
 
-struct X11Window;
+/// Whether there is a display: without one, applications cannot be started.
+[[nodiscard]] inline bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") ||
+           !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
+}
+
+/// By what the application of a window is recognised.
+struct WindowClass
+{
+    std::optional<ProcessId> owner;
+    QString instanceName; ///< The two parts of WM_CLASS.
+    QString className;
+};
 
 /// The applications that desktop entries describe. Entries are read by GIO, which knows when they
 /// are hidden and how to start them. A location is the path of an entry. Main thread.
@@ -62,5 +75,5 @@ struct Started
 
 /// The entry of a window's application: the one with the window's class or name; or the one that
 /// starts the window's program, unless the class belongs to something else.
-[[nodiscard]] std::optional<InstalledApplication> forWindow(const X11Window &window);
+[[nodiscard]] std::optional<InstalledApplication> forWindow(const WindowClass &window);
 } // namespace DesktopEntries

@@ -1,13 +1,56 @@
 #pragma once
 
 #include "base/WorkQueue.h"
-#include "platform/linux/x11/X11Window.h"
+#include "platform/linux/desktop/DesktopEntries.h"
 
 #include <QList>
 
 #include <memory>
 #include <optional>
 #include <set>
+
+/// The X server's id of a window.
+enum class X11WindowId : quint32 {};
+
+/// A window as the window manager and its application describe it.
+struct X11Window : WindowClass
+{
+    enum class Kind {
+        ordinary, ///< An application's window or dialog.
+        extra,    ///< A dock, a menu, a palette, …
+        desktop,  ///< The desktop itself, behind all others.
+    };
+
+    X11WindowId id{};
+    std::optional<QString> title;
+    Kind kind = Kind::ordinary;
+    bool onScreen = true; ///< Not minimised and not on another desktop.
+    bool inTaskBar = true;
+
+    /// Whether users work in it.
+    [[nodiscard]] bool isOrdinary() const { return kind == Kind::ordinary && inTaskBar; }
+
+    /// Whether it belongs to one of these processes of the assistant. An instance whose process is
+    /// not visible, in a container or of another user, is recognised by the window's class.
+    [[nodiscard]] bool isOurs(const std::set<ProcessId> &ours) const;
+};
+
+/// The window manager's state of the screen at one time.
+struct X11Snapshot
+{
+    QList<X11Window> windows;   ///< From front to back, a thousand at most.
+    QList<X11WindowId> clients; ///< In the order in which they appeared.
+    std::optional<X11Window> active;
+};
+
+/// The owner of a window for the user: the name in its desktop entry, or else its class.
+struct WindowOwner
+{
+    std::optional<QString> name;
+    std::optional<QString> location; ///< The path of its desktop entry, or a pseudo-location.
+};
+
+[[nodiscard]] WindowOwner ownerOf(const X11Window &window);
 
 /// The X desktop for the main thread: its windows by EWMH. A server that hangs blocks for two
 /// seconds once, and then counts as absent until it answers again.
