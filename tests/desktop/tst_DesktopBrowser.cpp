@@ -131,7 +131,7 @@ void tst_DesktopBrowser::initTestCase()
     QVERIFY(entry.open(QIODevice::ReadOnly));
     const QByteArray options =
         " --no-sandbox --disable-gpu --disable-dev-shm-usage --password-store=basic --no-first-run"
-        " --no-default-browser-check --no-proxy-server --force-renderer-accessibility"
+        " --no-default-browser-check --no-proxy-server"
         " --ignore-certificate-errors \"--host-resolver-rules=MAP www.google.com:443 127.0.0.1:" +
         QByteArray::number(m_engine->url({}).port()) + ", EXCLUDE localhost\"";
     QByteArray content = entry.readAll();

@@ -4,6 +4,8 @@
 
 #include <dbus/dbus.h>
 
+#include <array>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -25,8 +27,15 @@ constexpr dbus_uint32_t passwordRole = 40;
 constexpr dbus_uint32_t buttonRole = 43;
 constexpr dbus_uint32_t tabRole = 37;
 constexpr dbus_uint32_t entryRole = 79;
+constexpr dbus_uint32_t menuRole = 33;
+constexpr dbus_uint32_t menuBarRole = 34;
+constexpr dbus_uint32_t menuItemRole = 35;
+constexpr dbus_uint32_t pageRole = 95;
 constexpr double half = 0.5;
-constexpr dbus_uint32_t shown = 1U << 25 | 1U << 30;
+constexpr dbus_uint32_t visible = 1U << 30;
+constexpr dbus_uint32_t shown = 1U << 25 | visible;
+
+using Area = std::array<dbus_int32_t, 4>;
 
 struct Control
 {
@@ -37,10 +46,13 @@ struct Control
     dbus_uint32_t states = shown;
     std::string text{};
     std::vector<std::string> actions{"click"};
+    Area extents{10, 10, 80, 20};
+    bool isLazy = false; // Knows its name and its actions only when it is asked once more.
 };
 
 DBusConnection *connection = nullptr;
 std::map<std::string, Control> controls;
+std::map<std::string, int> lazyAnswers; // By control and property.
 int callsLeft = -1;
 std::function<void()> whenCallsAreOver;
 bool liesAboutTypes = false;
@@ -48,7 +60,7 @@ int delay = 0;
 std::string pressing; // "refuse", "dialog" or empty
 std::string peerAddress;
 
-Control &add(const std::string &parent, const std::string &path, const Control &control)
+Control &add(const std::string &parent, const std::string &path, const Control &control = {})
 {
     controls[parent].children.push_back(path);
     return controls[path] = control;
@@ -79,11 +91,23 @@ void appendVariant(DBusMessageIter &at, const char *type, const void *value)
     dbus_message_iter_close_container(&at, &inner);
 }
 
+void appendArea(DBusMessageIter &at, const Area &area)
+{
+    DBusMessageIter members;
+    dbus_message_iter_open_container(&at, DBUS_TYPE_STRUCT, nullptr, &members);
+    for (const dbus_int32_t number : area)
+        dbus_message_iter_append_basic(&members, DBUS_TYPE_INT32, &number);
+    dbus_message_iter_close_container(&at, &members);
+}
+
 void appendProperty(DBusMessageIter &at, const Control &control, const std::string &name)
 {
-    const char *const text = name == "Name" ? control.name.c_str() : "";
-    const auto count = static_cast<dbus_int32_t>(name == "NActions" ? control.actions.size()
-                                                                    : control.children.size());
+    const bool isKnown =
+        !control.isLazy || name == "ChildCount" || lazyAnswers[control.name + name]++ > 0;
+    const char *const text = name == "Name" && isKnown ? control.name.c_str() : "";
+    const size_t actions = isKnown ? control.actions.size() : 0;
+    const auto count =
+        static_cast<dbus_int32_t>(name == "NActions" ? actions : control.children.size());
     if (name == "Parent") {
         DBusMessageIter inner;
         dbus_message_iter_open_container(&at, DBUS_TYPE_VARIANT, "(so)", &inner);
@@ -121,6 +145,8 @@ void appendAnswer(DBusMessageIter &at, DBusMessage *call, const Control &control
         for (const std::string &child : control.children)
             appendObject(list, child);
         dbus_message_iter_close_container(&at, &list);
+    } else if (member == "GetExtents") {
+        appendArea(at, control.extents);
     } else if (member == "GetChildAtIndex") {
         appendObject(at, control.children[static_cast<size_t>(number)]);
     } else if (member == "GetName") {
@@ -255,6 +281,47 @@ void build(const std::string &manner, const std::string &argument)
         add("/panel", "/panel/button", {.role = buttonRole, .name = "in a hidden panel"});
         add("/window", "/scrolled",
             {.role = buttonRole, .name = "scrolled away", .states = 1U << 30});
+    } else if (manner == "pages") {
+        // As GTK 3 and GTK 4 tell of what is on a page that is not in front.
+        add("/window", "/gtk3",
+            {.role = buttonRole,
+             .name = "behind",
+             .states = visible,
+             .extents = {INT_MIN, INT_MIN, 80, 20}});
+        add("/window", "/gtk4",
+            {.role = buttonRole, .name = "behind", .states = visible, .extents = {0, 0, 0, 0}});
+        add("/window", "/scrolled",
+            {.role = buttonRole,
+             .name = "scrolled away",
+             .states = visible,
+             .extents = {10, 3000, 80, 20}});
+    } else if (manner == "tabs") {
+        // As Firefox tells of a tab in the background.
+        add("/window", "/behind", {.role = pageRole, .states = visible});
+        add("/behind", "/behind/buy", {.role = buttonRole, .name = "Buy now", .states = visible});
+        add("/behind", "/behind/other", {.role = buttonRole, .name = "behind", .states = visible});
+        add("/window", "/front", {.role = pageRole});
+        add("/front", "/front/buy", {.role = buttonRole, .name = "Buy now"});
+    } else if (manner == "unclear") {
+        add("/window", "/unclear", {.role = buttonRole, .name = "Buy now", .states = visible});
+        add("/window", "/panel");
+        add("/panel", "/clear", {.role = buttonRole, .name = "Buy now"});
+    } else if (manner == "never") {
+        // As GTK 4 before 4.10, which says only of windows that they show.
+        add("/window", "/first", {.role = buttonRole, .name = "Buy now", .states = visible});
+        add("/window", "/panel", {.states = visible});
+        add("/panel", "/second", {.role = buttonRole, .name = "Buy now", .states = visible});
+    } else if (manner == "lazy") {
+        add("/window", "/lazy", {.role = buttonRole, .name = "Buy now", .isLazy = true});
+    } else if (manner == "menus") {
+        add("/window", "/bar", {.role = menuBarRole});
+        add("/bar", "/file", {.role = menuRole, .name = "File"});
+        add("/file", "/save", {.role = menuItemRole, .name = "Save as"});
+        add("/file", "/recent", {.role = menuRole, .name = "Recent"});
+        add("/recent", "/letter", {.role = menuItemRole, .name = "Letter"});
+        add("/window", "/panel");
+        add("/panel", "/tools");
+        add("/tools", "/send", {.role = buttonRole, .name = "Send"});
     } else if (manner == "fields") {
         add("/window", "/entry", {.role = entryRole, .text = "what was typed"});
         add("/window", "/password", {.role = passwordRole, .text = "secret"});
@@ -265,6 +332,8 @@ void build(const std::string &manner, const std::string &argument)
         add("/window", "/second",
             {.role = buttonRole, .name = "second", .actions = {"SetFocus", "Press"}});
         add("/window", "/none", {.role = buttonRole, .name = "none", .actions = {}});
+        add("/window", "/sole", {.role = buttonRole, .name = "sole", .actions = {""}});
+        add("/window", "/both", {.role = buttonRole, .name = "both", .actions = {"", ""}});
         add("/window", "/tab", {.role = tabRole, .name = "tab", .actions = {}});
     } else if (manner == "refuse" || manner == "dialog") {
         addButtons(1);

@@ -77,6 +77,12 @@ private Q_SLOTS:
     void anAddressThatIsNoSocketIsNotFollowed_data();
     void anAddressThatIsNoSocketIsNotFollowed();
     void whatNobodySeesIsNotThere();
+    void pagesBehindTheOneInFrontAreNotThere();
+    void tabsInTheBackgroundAreNotThere();
+    void ofEqualLabelsTheOneThatShowsIsPressed();
+    void withoutAnyThatSaysItShowsTheFirstIsPressed();
+    void whatTellsItsNameLateIsLookedAtAgain();
+    void itemsOfClosedMenusComeAfterTheControls();
     void passwordsAreNotRead();
     void theActionIsChosenByItsName();
     void aControlThatRefusesIsTold();
@@ -280,6 +286,64 @@ void tst_LinuxAccessibility::whatNobodySeesIsNotThere()
     QCOMPARE(click(u"hidden"_s), u"ActionError: Couldn't find a control labelled “hidden”."_s);
 }
 
+void tst_LinuxAccessibility::pagesBehindTheOneInFrontAreNotThere()
+{
+    const FrontPlatform platform(startLiar(u"pages"_s).processId());
+    QCOMPARE(readUI(), u"Button: scrolled away"_s);
+    QCOMPARE(click(u"behind"_s), u"ActionError: Couldn't find a control labelled “behind”."_s);
+    QCOMPARE(click(u"scrolled away"_s), u"Clicked “scrolled away”."_s);
+}
+
+void tst_LinuxAccessibility::tabsInTheBackgroundAreNotThere()
+{
+    QProcess &liar = startLiar(u"tabs"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(readUI(), u"Button: Buy now"_s);
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /front/buy"));
+    QCOMPARE(click(u"behind"_s), u"ActionError: Couldn't find a control labelled “behind”."_s);
+}
+
+void tst_LinuxAccessibility::ofEqualLabelsTheOneThatShowsIsPressed()
+{
+    QProcess &liar = startLiar(u"unclear"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /clear"));
+}
+
+void tst_LinuxAccessibility::withoutAnyThatSaysItShowsTheFirstIsPressed()
+{
+    QProcess &liar = startLiar(u"never"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /first"));
+}
+
+void tst_LinuxAccessibility::whatTellsItsNameLateIsLookedAtAgain()
+{
+    {
+        const FrontPlatform platform(startLiar(u"lazy"_s).processId());
+        QCOMPARE(readUI(), u"Button: Buy now"_s);
+    }
+    // Its name, and then its action.
+    QProcess &liar = startLiar(u"lazy"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /lazy"));
+}
+
+void tst_LinuxAccessibility::itemsOfClosedMenusComeAfterTheControls()
+{
+    QProcess &liar = startLiar(u"menus"_s);
+    const FrontPlatform platform(liar.processId());
+    QCOMPARE(readUI(), u"Button: Send | MenuItem: Save as | MenuItem: Recent | MenuItem: Letter"_s);
+    QCOMPARE(click(u"Letter"_s), u"Clicked “Letter”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /letter"));
+    QCOMPARE(click(u"File"_s), u"Clicked “File”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /file"));
+}
+
 void tst_LinuxAccessibility::passwordsAreNotRead()
 {
     const FrontPlatform platform(startLiar(u"fields"_s).processId());
@@ -292,6 +356,10 @@ void tst_LinuxAccessibility::theActionIsChosenByItsName()
     const FrontPlatform platform(liar.processId());
     QCOMPARE(click(u"focus"_s), u"ActionError: “focus” didn't respond to a click."_s);
     QCOMPARE(click(u"none"_s), u"ActionError: “none” didn't respond to a click."_s);
+    // Office suites name the only action of an element not at all.
+    QCOMPARE(click(u"sole"_s), u"Clicked “sole”."_s);
+    QVERIFY(waitForLine(liar, "DoAction 0 of /sole"));
+    QCOMPARE(click(u"both"_s), u"ActionError: “both” didn't respond to a click."_s);
     QCOMPARE(click(u"second"_s), u"Clicked “second”."_s);
     QVERIFY(waitForLine(liar, "DoAction 1 of /second"));
     QCOMPARE(click(u"tab"_s), u"Clicked “tab”."_s);

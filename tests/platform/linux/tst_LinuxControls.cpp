@@ -89,6 +89,8 @@ private Q_SLOTS:
     void ordinaryControlsAnswerToTheirLabels();
     void whatTheUserCannotSeeIsNotRead();
     void pagesAndLinksOfABrowserAreReached();
+    void aBrowserThatTellsNothingSaysWhatToDo();
+    void pagesOfANotebookBehindTheOneInFrontAreNotReached();
 
     void dumpsAreAsBefore_data();
     void dumpsAreAsBefore();
@@ -246,6 +248,31 @@ void tst_LinuxControls::pagesAndLinksOfABrowserAreReached()
     QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Bought"_s), 30'000);
     QCOMPARE(click(u"to the next page"_s), u"Clicked “to the next page”."_s);
     QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: You are there"_s), 30'000);
+}
+
+void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
+{
+    start(u"chromium"_s,
+          {u"--no-sandbox"_s, u"--no-first-run"_s, u"--disable-gpu"_s,
+           u"--no-default-browser-check"_s, u"--password-store=basic"_s,
+           u"--user-data-dir="_s + m_desktop->home(u"closed-chromium"_s), u"about:blank"_s});
+    const QString hint = u"shows no controls: quit it and let Quillon open it, or start it with "
+                         "--force-renderer-accessibility."_s;
+    QTRY_VERIFY2_WITH_TIMEOUT(readUI().endsWith(hint), qPrintable(readUI()), 60'000);
+    const QString told = click(u"Buy now"_s);
+    QVERIFY2(told.endsWith(hint), qPrintable(told));
+}
+
+void tst_LinuxControls::pagesOfANotebookBehindTheOneInFrontAreNotReached()
+{
+    QProcess &window = start(u"" NOTEBOOK_WINDOW ""_s);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Buy now"_s), 30'000);
+    QVERIFY2(!reads(u"Button: Only behind"_s), qPrintable(readUI()));
+    QCOMPARE(click(u"Only behind"_s),
+             u"ActionError: Couldn't find a control labelled “Only behind”."_s);
+    QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
+    QByteArray told;
+    QTRY_COMPARE(told += window.readAllStandardOutput(), "bought in front\n"_ba);
 }
 
 void tst_LinuxControls::dumpsAreAsBefore_data()
