@@ -8,12 +8,13 @@
 
 #include <algorithm>
 
-void AppDelegate::applicationDidFinishLaunching()
+void AppDelegate::applicationDidFinishLaunching(Start start)
 {
     Shell &shell = Platform::current().shell();
     shell.setRegularPolicy();
     HotKey::shared().registerKey();
-    shell.activate();
+    if (start == Start::shown)
+        shell.activate();
 }
 
 bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)

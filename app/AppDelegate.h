@@ -10,9 +10,14 @@ class AppDelegate final : public QObject
 public:
     using QObject::QObject;
 
+    enum class Start {
+        shown,
+        hidden, ///< The application in front stays there.
+    };
+
     /// Makes the process a regular application, registers the hot key and activates the
     /// application.
-    void applicationDidFinishLaunching();
+    void applicationDidFinishLaunching(Start start = Start::shown);
 
     /// Without windows, the application can still be reached by the hot key and by the desktop.
     [[nodiscard]] static bool applicationShouldTerminateAfterLastWindowClosed() { return false; }

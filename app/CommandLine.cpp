@@ -1,5 +1,6 @@
 #include "app/CommandLine.h"
 
+#include "app/Autostart.h"
 #include "app/Doctor.h"
 #include "app/InterruptSignal.h"
 #include "app/ModelCommands.h"
@@ -10,6 +11,7 @@
 #include "platform/CoreApplication.h"
 #include "platform/Keyboard.h"
 #include "platform/Platform.h"
+#include "platform/PlatformError.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -24,6 +26,8 @@ using namespace Qt::StringLiterals;
 namespace {
 // Used by D-Bus activation, which sends the request afterwards.
 const QString activatedOption = u"activated"_s;
+const QString autostartOption = u"autostart"_s;
+const QString backgroundOption = QString::fromLatin1(PanelProgram::backgroundOption);
 const QString doctorOption = u"doctor"_s;
 const QString importOption = u"import"_s;
 const QString jsonOption = u"json"_s;
@@ -65,6 +69,8 @@ void describe(QCommandLineParser &parser)
     parser.addOption(
         {modelsOption,
          u"List the models that are there; with \"remove\" and a name behind it, remove one."_s});
+    parser.addOption({autostartOption, u"Start at login: on or off."_s, u"on|off"_s});
+    parser.addOption({backgroundOption, u"Start without showing the panel."_s});
     parser.addOption({toggleOption, u"Show or hide the panel, as its key does."_s});
     QCommandLineOption activated(activatedOption);
     activated.setFlags(QCommandLineOption::HiddenFromHelp);
@@ -147,8 +153,8 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     if (parser.isSet(jsonOption) && !isTask)
         return u"%1 goes with a task only."_s.arg(spelled(jsonOption));
     // A value was forgotten, and the parser took the next option for it.
-    const QStringList all{taskOption,   doctorOption, importOption,
-                          modelsOption, jsonOption,   toggleOption};
+    const QStringList all{autostartOption, backgroundOption, doctorOption, importOption,
+                          jsonOption,      modelsOption,     taskOption,   toggleOption};
     for (const QString &option : {taskOption, importOption}) {
         const QString value = parser.value(option);
         if (value.startsWith(u"--") && all.contains(value.mid(2))) {
@@ -164,7 +170,8 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
 }
 
 // Reads the arguments before there is an application object.
-bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &request)
+bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &request,
+                  PanelProgram::Start &start)
 {
     QCommandLineParser parser;
     describe(parser);
@@ -178,9 +185,29 @@ bool asksForPanel(int argc, char **argv, std::optional<Instance::Request> &reque
         request = Instance::Request::open;
     else if (options == QStringList{toggleOption})
         request = Instance::Request::toggle;
+    else if (options == QStringList{backgroundOption})
+        start = PanelProgram::Start::hidden;
     else
         return options == QStringList{activatedOption};
     return true;
+}
+
+int switchAutostart(const QString &value)
+{
+    Terminal terminal;
+    const bool isOn = value == u"on";
+    if (!isOn && value != u"off") {
+        terminal.printError(u"--autostart is followed by on or off."_s);
+        return EXIT_FAILURE;
+    }
+    try {
+        Autostart::set(isOn ? Autostart::Switch::on : Autostart::Switch::off);
+    } catch (const PlatformError &error) {
+        terminal.printError(QString::fromUtf8(error.what()));
+        return EXIT_FAILURE;
+    }
+    terminal.print(isOn ? u"Quillon starts at login."_s : u"Quillon does not start at login."_s);
+    return EXIT_SUCCESS;
 }
 
 int runTaskOf(const QCommandLineParser &parser, const QString &text)
@@ -207,6 +234,8 @@ int carryOut(const QCommandLineParser &parser)
             return runDoctor();
         if (command == modelsOption)
             return ModelCommands::list();
+        if (command == autostartOption)
+            return switchAutostart(parser.value(autostartOption));
         if (command == importOption)
             return ModelCommands::import(parser.value(importOption));
         if (command == taskOption)
@@ -227,8 +256,9 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
 {
     setNames();
     std::optional<Instance::Request> request;
-    if (asksForPanel(argc, argv, request))
-        return PanelProgram::run(argc, argv, request, views);
+    auto start = PanelProgram::Start::shown;
+    if (asksForPanel(argc, argv, request, start))
+        return PanelProgram::run(argc, argv, request, views, start);
 
     // Everything else needs no display.
     const QCoreApplication *const application = makeCoreApplication(argc, argv);

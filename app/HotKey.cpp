@@ -26,6 +26,7 @@ HotKey &HotKey::shared()
 void HotKey::registerKey()
 {
     Platform::current().hotKey().registerKey(&HotKey::summon);
+    Q_EMIT keyRegistered();
 }
 
 void HotKey::summon()

@@ -21,6 +21,8 @@ public:
     static void show();
 
 Q_SIGNALS:
+    /// Emitted by registerKey(), also if the key belongs to another program.
+    void keyRegistered();
     /// Emitted after every summon that shows the panel.
     void summonPalette();
 

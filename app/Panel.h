@@ -1,5 +1,7 @@
 #pragma once
 
+#include "app/KeyOffer.h"
+
 #include <QColor>
 #include <QObject>
 #include <QtQml/qqmlregistration.h>
@@ -21,6 +23,7 @@ class Panel : public QObject
     Q_PROPERTY(bool darkMode READ isDark NOTIFY lookChanged)
     Q_PROPERTY(bool reducedMotion READ hasReducedMotion NOTIFY lookChanged)
     /// Invalid if the system has none.
+    Q_PROPERTY(KeyOffer *keyOffer READ keyOffer CONSTANT)
     Q_PROPERTY(QColor accentColor READ accentColor NOTIFY lookChanged)
 
 public:
@@ -30,6 +33,7 @@ public:
     /// The window of the views; must outlive the panel or be replaced by null.
     void setWindow(NativeWindow *window) { m_window = window; }
 
+    [[nodiscard]] KeyOffer *keyOffer() { return &m_keyOffer; }
     [[nodiscard]] bool isTrusted() const { return m_isTrusted; }
     [[nodiscard]] bool isComposited() const;
     [[nodiscard]] bool blursBehind() const;
@@ -56,5 +60,6 @@ private:
     void readTrust();
 
     NativeWindow *m_window = nullptr;
+    KeyOffer m_keyOffer;
     bool m_isTrusted;
 };

@@ -30,7 +30,7 @@ int end(SingleInstance::Outcome outcome, Terminal &terminal)
 } // namespace
 
 int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> request,
-                      const QuillonApp::Views &views)
+                      const QuillonApp::Views &views, Start start)
 {
     Terminal terminal;
     Shell &shell = Platform::current().shell();
@@ -51,7 +51,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     QuillonApp *running = nullptr;
     // Requests arrive from the event loop, when the panel is shown already. The first one of a
     // start by the bus is thereby fulfilled: even a toggle must not hide the panel again.
-    bool isExpected = !request;
+    bool isExpected = !request && start == Start::shown;
     const auto received = [&running, &isExpected](Instance::Request asked) {
         if (std::exchange(isExpected, false))
             asked = Instance::Request::open;
@@ -63,6 +63,11 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
         });
     };
     const auto settle = [&] {
+        if (start == Start::hidden) {
+            return Platform::current().instance().claim(received)
+                       ? SingleInstance::Outcome::isOurs
+                       : SingleInstance::Outcome::handedOver;
+        }
         return SingleInstance::settle(received, request.value_or(Instance::Request::open));
     };
     // As early as possible: a process that ends here has not appeared on the desktop.
@@ -102,7 +107,7 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     try {
         QuillonApp quillon(views);
         running = &quillon;
-        quillon.launch();
+        quillon.launch(start);
         const int status = QGuiApplication::exec();
         running = nullptr;
         return status;

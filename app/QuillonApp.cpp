@@ -4,6 +4,7 @@
 #include "app/HotKey.h"
 #include "app/VisualEffect.h"
 #include "app/WindowStyler.h"
+#include "platform/GlobalHotKey.h"
 #include "platform/Keyboard.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
@@ -51,13 +52,18 @@ QuillonApp::~QuillonApp()
     m_panel.setWindow(nullptr);
 }
 
-void QuillonApp::launch()
+void QuillonApp::launch(AppDelegate::Start start)
 {
     Platform::current().keyboard().recover();
     EditMenu::install([this] { m_session.setTurns({}); });
     // Before the window is shown: activating later would take the focus from an application to
     // which the user has switched meanwhile.
-    m_delegate.applicationDidFinishLaunching();
+    m_delegate.applicationDidFinishLaunching(start);
+    // Without the key a hidden panel would be hard to find.
+    if (!Platform::current().hotKey().isOurs())
+        shell().showStatusItem([this] { m_delegate.applicationWasStartedAgain(); });
+    if (start == AppDelegate::Start::hidden)
+        return;
     shell().makeKeyAndOrderFront(*m_window);
     shell().center(*m_window);
 }

@@ -42,8 +42,9 @@ public:
     QuillonApp(const QuillonApp &) = delete;
     QuillonApp &operator=(const QuillonApp &) = delete;
 
-    /// Shows the panel and finishes the launch.
-    void launch();
+    /// Shows the panel and finishes the launch. A hidden start leaves the panel to the first
+    /// summon.
+    void launch(AppDelegate::Start start = AppDelegate::Start::shown);
 
     [[nodiscard]] AppDelegate &delegate() { return m_delegate; }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <QByteArray>
+#include <QString>
+
 #include <functional>
 
 /// Restricts the program to one process per desktop and sends the requests of later starts to the
@@ -18,7 +21,18 @@ public:
         silent, ///< The instance does not answer in time.
     };
 
+    /// A file that makes the desktop start a program at login, as long as it is there.
+    struct LoginItem
+    {
+        QString path;
+        QByteArray content;
+    };
+
     virtual ~Instance() = default;
+
+    /// What starts the program with the argument at login.
+    [[nodiscard]] virtual LoginItem loginItem(const QString &program,
+                                              const QString &argument) const = 0;
 
     /// Whether the calls below need an application object. Without one, a start that only sends its
     /// request does not appear on the desktop.

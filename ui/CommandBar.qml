@@ -59,6 +59,22 @@ RowLayout {
         onAccepted: bar.input.send()
         onTextEdited: bar.input.text = text
 
+        DropArea {
+            anchors.fill: parent
+            objectName: "dropArea"
+
+            onDropped: drop => {
+                const paths = bar.input.droppedPaths(drop.urls);
+                if (paths === "")
+                    return;
+                const apart = field.length > 0 && !field.text.endsWith(" ") ? " " : "";
+                field.cursorPosition = field.length;
+                field.pasteText(apart + paths);
+                field.forceActiveFocus();
+                drop.acceptProposedAction();
+            }
+        }
+
         function pasteText(pasted: string): void {
             field.remove(field.selectionStart, field.selectionEnd);
             field.insert(field.cursorPosition, pasted);

@@ -11,6 +11,12 @@ using namespace Qt::StringLiterals;
 namespace {
 // Enough to find yesterday's task, and a limit to the memory.
 constexpr qsizetype mostRemembered = 100;
+
+const QRegularExpression &lineEnds()
+{
+    static const QRegularExpression ends(u"\\s*[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]\\s*"_s);
+    return ends;
+}
 } // namespace
 
 void CommandInput::setSession(SessionViewModel *session)
@@ -93,14 +99,27 @@ void CommandInput::recallLater()
         recall(m_place + 1);
 }
 
+QString CommandInput::droppedPaths(const QList<QUrl> &urls)
+{
+    QStringList paths;
+    for (const QUrl &url : urls) {
+        QString path = url.isLocalFile() ? url.toLocalFile() : QString();
+        // A folder's address may end with one.
+        while (path.size() > 1 && path.endsWith(u'/'))
+            path.chop(1);
+        if (!path.isEmpty())
+            paths << path.replace(lineEnds(), u" "_s);
+    }
+    return paths.join(u' ');
+}
+
 QString CommandInput::clipboardLine()
 {
-    static const QRegularExpression lineEnds(u"\\s*[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]\\s*"_s);
     QString text = QGuiApplication::clipboard()->text();
     // A copied line ends with a line feed.
     while (!text.isEmpty() && (text.endsWith(u'\n') || text.endsWith(u'\r')))
         text.chop(1);
-    return text.replace(lineEnds, u" "_s);
+    return text.replace(lineEnds(), u" "_s);
 }
 
 void CommandInput::recall(qsizetype place)

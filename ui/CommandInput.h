@@ -3,10 +3,12 @@
 #include "ui/ModelsViewModel.h"
 #include "ui/SessionViewModel.h"
 
+#include <QList>
 #include <QObject>
 #include <QPointer>
 #include <QString>
 #include <QStringList>
+#include <QUrl>
 #include <QtQml/qqmlregistration.h>
 
 /// The text of the command field: the draft, sending it, and the tasks sent before. Main thread;
@@ -44,6 +46,10 @@ public:
 
     /// The text on the clipboard as one line, with spaces instead of line ends.
     [[nodiscard]] Q_INVOKABLE static QString clipboardLine();
+
+    /// The paths of files that were dropped on the field, beside each other; of other addresses
+    /// nothing.
+    [[nodiscard]] Q_INVOKABLE static QString droppedPaths(const QList<QUrl> &urls);
 
 Q_SIGNALS:
     void sessionChanged();

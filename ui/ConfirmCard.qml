@@ -57,6 +57,7 @@ FocusScope {
     objectName: "confirmCard"
     visible: session.isPending
 
+    Accessible.description: session.pendingReason
     Accessible.name: "Confirm action"
     Accessible.role: Accessible.Dialog
 
@@ -168,9 +169,11 @@ FocusScope {
                     objectName: "confirmSymbol"
                 }
 
+                // The reason is what counts.
                 PlainText {
                     Layout.fillWidth: true
-                    font.pixelSize: 15
+                    color: Theme.secondary
+                    font.pixelSize: 13
                     font.weight: Font.DemiBold
                     objectName: "confirmHeading"
                     text: "Confirm action"
@@ -206,6 +209,7 @@ FocusScope {
                 PlainText {
                     id: reason
 
+                    font.pixelSize: 15
                     objectName: "confirmReason"
                     rightPadding: 12
                     text: card.session.pendingReason

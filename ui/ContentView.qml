@@ -22,10 +22,12 @@ FocusScope {
 
     focus: true
 
-    Component.onCompleted: {
-        focusField();
-        models.loadIfNeeded();
-    }
+    // Not before: a program that is started at login takes no memory for a panel that is not used.
+    readonly property bool hasAppeared: Window.visibility !== Window.Hidden
+
+    Component.onCompleted: focusField()
+    onHasAppearedChanged: if (hasAppeared)
+        models.loadIfNeeded()
     // The key that answered the card may still be held, so its repetitions are ignored.
     Keys.onEscapePressed: event => {
         if (!event.isAutoRepeat)
@@ -137,6 +139,15 @@ FocusScope {
                 anchors.fill: parent
                 session: content.session
             }
+        }
+
+        Loader {
+            Layout.fillWidth: true
+            active: content.panel.keyOffer.text !== ""
+            sourceComponent: KeyNotice {
+                offer: content.panel.keyOffer
+            }
+            visible: active
         }
 
         Footer {

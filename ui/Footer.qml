@@ -63,6 +63,19 @@ Item {
         objectName: "hotKeyHint"
         text: "⌥Space"
         y: badge.y
+
+        Accessible.description: footer.panel.keyOffer.help
+
+        HoverHandler {
+            id: hover
+        }
+
+        HelpTip {
+            objectName: "hotKeyTip"
+            text: footer.panel.keyOffer.help
+            visible: hover.hovered
+            y: -height - 4
+        }
     }
 
     ModelMenu {

@@ -13,7 +13,7 @@ Pressable {
     implicitHeight: glyphSize + 8
     implicitWidth: glyphSize + 8
 
-    Accessible.description: help
+    Accessible.description: enabled ? help : unavailable
 
     background: Rectangle {
         color: button.down ? Theme.pressed : button.hovered ? Theme.hover : "transparent"

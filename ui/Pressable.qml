@@ -9,6 +9,10 @@ T.Button {
     font.pixelSize: 13
     hoverEnabled: true
 
+    // Qt tells a screen reader of no disabled state.
+    readonly property string unavailable: "Unavailable"
+
+    Accessible.description: enabled ? "" : unavailable
     Accessible.focusable: enabled
     Accessible.name: text
     Accessible.onPressAction: if (enabled)

@@ -5,6 +5,9 @@ _quillon()
     local IFS=$'\n' word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     COMPREPLY=()
     case $before in
+    --autostart)
+        COMPREPLY=($(compgen -W $'off\non' -- "$word"))
+        ;;
     --import)
         compopt -o filenames 2>/dev/null || true
         COMPREPLY=($(compgen -d -- "$word") $(compgen -f -X '!*.gguf' -- "$word"))
@@ -17,7 +20,7 @@ _quillon()
         ;;
     *)
         [ "$before" = --task ] || [ "${word#-}" = "$word" ] ||
-            COMPREPLY=($(compgen -W $'--doctor\n--help\n--import\n--json\n--models\n--task\n--toggle\n--version' -- "$word"))
+            COMPREPLY=($(compgen -W $'--autostart\n--background\n--doctor\n--help\n--import\n--json\n--models\n--task\n--toggle\n--version' -- "$word"))
         ;;
     esac
 }

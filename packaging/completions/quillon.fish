@@ -2,6 +2,8 @@
 complete -c quillon -f
 complete -c quillon -s h -l help -d "Print the options"
 complete -c quillon -s v -l version -d "Print the version"
+complete -c quillon -l autostart -x -a "on off" -d "Start at login"
+complete -c quillon -l background -d "Start without showing the panel"
 complete -c quillon -l doctor -d "Check what tasks depend on"
 complete -c quillon -l import -r -F -d "Take a GGUF file for the chosen model"
 complete -c quillon -l json -d "Print each line of a task as a JSON object"

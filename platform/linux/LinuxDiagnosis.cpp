@@ -5,15 +5,10 @@
 #include "platform/Shell.h"
 #include "platform/Workspace.h"
 #include "platform/linux/desktop/ChromiumProgram.h"
+#include "platform/linux/desktop/DesktopKeys.h"
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "platform/linux/screenshot/ScreenPortal.h"
 #include "platform/linux/x11/LinuxHotKey.h"
-
-#include <QCoreApplication>
-#include <QFileInfo>
-#include <QStandardPaths>
-
-#include <optional>
 
 using namespace Qt::StringLiterals;
 
@@ -28,16 +23,6 @@ bool isWayland()
 QString displayName()
 {
     return qEnvironmentVariable("DISPLAY");
-}
-
-// The command for the desktop's keyboard settings: a program that is not installed needs its full
-// path.
-QString toggleCommand()
-{
-    const QString program = QCoreApplication::applicationFilePath();
-    const QString name = u"quillon"_s;
-    const QFileInfo installed(QStandardPaths::findExecutable(name));
-    return (installed.canonicalFilePath() == program ? name : program) + u" --toggle"_s;
 }
 } // namespace
 
@@ -92,18 +77,24 @@ Finding LinuxDiagnosis::accessibility()
 Finding LinuxDiagnosis::hotKey()
 {
     if (isWayland()) {
-        return {Verdict::limited, u"Alt+Space is heard while an X11 application is in front"_s,
-                u"Bind a key to \"%1\" in the desktop's settings."_s.arg(toggleCommand())};
+        return {
+            Verdict::limited, u"Alt+Space is heard while an X11 application is in front"_s,
+            u"Bind a key to \"%1\" in the desktop's settings."_s.arg(DesktopKeys::toggleCommand())};
     }
     LinuxHotKey key;
     key.registerKey([] {});
     if (key.isOurs())
         return {Verdict::good, u"Alt+Space is free"_s};
-    if (LinuxInstance::isRunning())
-        return {Verdict::good, u"Alt+Space is taken, and Quillon is running"_s};
+    if (LinuxInstance::runningOwnsHotKey())
+        return {Verdict::good, u"Alt+Space shows and hides the running Quillon"_s};
+    if (DesktopKeys::isBound()) {
+        return {Verdict::good, u"Alt+Space belongs to another program; %1 is bound instead"_s.arg(
+                                   DesktopKeys::name())};
+    }
     return {Verdict::limited, u"Alt+Space belongs to another program"_s,
             u"Take it away there (most often it is the window manager's menu), or "
-            "bind another key to \"%1\" in the desktop's settings."_s.arg(toggleCommand())};
+            "bind another key to \"%1\" in the desktop's settings."_s.arg(
+                DesktopKeys::toggleCommand())};
 }
 
 Finding LinuxDiagnosis::screenCapture()

@@ -66,7 +66,7 @@ public:
 private:
     LinuxAppearance m_appearance;
     LinuxHotKey m_hotKey;
-    LinuxInstance m_instance;
+    LinuxInstance m_instance{[this] { return m_hotKey.isOurs(); }};
     LinuxShell m_shell{m_hotKey};
     X11Desktop m_desktop;
     LinuxAccessibility m_accessibility;

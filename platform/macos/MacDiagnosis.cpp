@@ -13,8 +13,8 @@ using namespace Qt::StringLiterals;
 using Verdict = Finding::Verdict;
 
 MacDiagnosis::MacDiagnosis(Accessibility &accessibility, Shell &shell,
-                           std::function<bool()> panelRuns)
-    : m_accessibility(accessibility), m_shell(shell), m_panelRuns(std::move(panelRuns))
+                           std::function<bool()> panelHasKey)
+    : m_accessibility(accessibility), m_shell(shell), m_panelHasKey(std::move(panelHasKey))
 {
 }
 
@@ -43,8 +43,8 @@ Finding MacDiagnosis::hotKey()
         return {Verdict::good, u"no other application keeps Option+Space to itself"_s};
     // Carbon's header says both that an exclusive hot key excludes all others and that it conflicts
     // only with another exclusive one. Our panel registers a non-exclusive one.
-    if (m_panelRuns())
-        return {Verdict::good, u"Option+Space is taken, and Quillon is running"_s};
+    if (m_panelHasKey())
+        return {Verdict::good, u"Option+Space shows and hides the running Quillon"_s};
     return {Verdict::limited, u"Option+Space belongs to another application"_s,
             u"Give that application another key, or click Quillon in the Dock."_s};
 }

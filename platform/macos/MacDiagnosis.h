@@ -11,8 +11,8 @@ class Shell;
 class MacDiagnosis final : public Diagnosis
 {
 public:
-    /// `panelRuns` tells whether another process of this program shows the panel.
-    MacDiagnosis(Accessibility &accessibility, Shell &shell, std::function<bool()> panelRuns);
+    /// `panelHasKey` tells whether another process of this program has the hot key.
+    MacDiagnosis(Accessibility &accessibility, Shell &shell, std::function<bool()> panelHasKey);
 
     Finding display() override;
     Finding accessibility() override;
@@ -23,5 +23,5 @@ public:
 private:
     Accessibility &m_accessibility;
     Shell &m_shell;
-    std::function<bool()> m_panelRuns;
+    std::function<bool()> m_panelHasKey;
 };

@@ -1,9 +1,13 @@
 #include "platform/macos/MacHotKey.h"
 
+#include "platform/PlatformError.h"
+
 #include <utility>
 
 #include <Carbon/Carbon.h>
 #include <dispatch/dispatch.h>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 // Called by the event handler, which gets no user data.
@@ -29,6 +33,16 @@ void MacHotKey::registerKey(std::function<void()> pressed)
     InstallEventHandler(GetApplicationEventTarget(), &handlePress, 1, &pressEvent, nullptr,
                         nullptr);
     RegisterEventHotKey(space, option, identity, GetApplicationEventTarget(), 0, &m_ref);
+}
+
+QString MacHotKey::name() const
+{
+    return u"Option+Space"_s;
+}
+
+void MacHotKey::bindAlternative()
+{
+    throw PlatformError(u"macOS binds no keys to commands."_s);
 }
 
 bool MacHotKey::isReserved()

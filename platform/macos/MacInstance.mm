@@ -17,6 +17,11 @@ NSString *answerName()
     return [bundle stringByAppendingString:@".answer"];
 }
 
+NSString *keyQuestionName()
+{
+    return [bundle stringByAppendingString:@".request.hotKey"];
+}
+
 NSDistributedNotificationCenter *center()
 {
     return NSDistributedNotificationCenter.defaultCenter;
@@ -39,7 +44,34 @@ void listen(Instance::Request request, const std::function<void(Instance::Reques
                         kept(request);
                       }];
 }
+// Waits for an answer about this process, and runs the event loop meanwhile; there are no other
+// events this early.
+bool isAnswered(NSString *question, double limitSeconds)
+{
+    NSString *const self =
+        [NSString stringWithFormat:@"%d", NSProcessInfo.processInfo.processIdentifier];
+    __block bool isAnswered = false;
+    const id observer = [center() addObserverForName:answerName()
+                                              object:self
+                                               queue:nil
+                                          usingBlock:^(NSNotification *) {
+                                            isAnswered = true;
+                                          }];
+    post(question, self);
+    NSDate *const limit = [NSDate dateWithTimeIntervalSinceNow:limitSeconds];
+    while (!isAnswered && limit.timeIntervalSinceNow > 0)
+        [NSRunLoop.currentRunLoop runMode:NSDefaultRunLoopMode beforeDate:limit];
+    [center() removeObserver:observer];
+    return isAnswered;
+}
 } // namespace
+
+MacInstance::MacInstance(std::function<bool()> ownsHotKey) : m_ownsHotKey(std::move(ownsHotKey)) {}
+
+bool MacInstance::runningOwnsHotKey()
+{
+    return runsElsewhere() && isAnswered(keyQuestionName(), keyAnswerLimit);
+}
 
 bool MacInstance::runsElsewhere()
 {
@@ -60,27 +92,21 @@ bool MacInstance::claim(std::function<void(Request)> received)
         return false;
     listen(Request::open, received);
     listen(Request::toggle, received);
+    // Only a process that has the key answers.
+    const std::function<bool()> ownsHotKey = m_ownsHotKey;
+    [center() addObserverForName:keyQuestionName()
+                          object:nil
+                           queue:NSOperationQueue.mainQueue
+                      usingBlock:^(NSNotification *notification) {
+                        if (ownsHotKey())
+                            post(answerName(), notification.object);
+                      }];
     return true;
 }
 
 Instance::Answer MacInstance::handOver(Request request)
 {
-    NSString *const self =
-        [NSString stringWithFormat:@"%d", NSProcessInfo.processInfo.processIdentifier];
-    __block bool isAnswered = false;
-    const id observer = [center() addObserverForName:answerName()
-                                              object:self
-                                               queue:nil
-                                          usingBlock:^(NSNotification *) {
-                                            isAnswered = true;
-                                          }];
-    post(nameOf(request), self);
-    // Runs the event loop until the answer arrives; there are no other events this early.
-    NSDate *const limit = [NSDate dateWithTimeIntervalSinceNow:answerLimit];
-    while (!isAnswered && limit.timeIntervalSinceNow > 0)
-        [NSRunLoop.currentRunLoop runMode:NSDefaultRunLoopMode beforeDate:limit];
-    [center() removeObserver:observer];
-    if (isAnswered)
+    if (isAnswered(nameOf(request), answerLimit))
         return Answer::taken;
     return runsElsewhere() ? Answer::silent : Answer::nobody;
 }

@@ -30,13 +30,13 @@ private:
     MacAccessibility m_accessibility;
     MacAppearance m_appearance;
     MacHotKey m_hotKey;
-    MacInstance m_instance;
+    MacInstance m_instance{[this] { return m_hotKey.isOurs(); }};
     MacKeyboard m_keyboard;
     MacScreen m_screen;
     MacScripts m_scripts;
     MacShell m_shell;
     MacWorkspace m_workspace{m_screen};
-    MacDiagnosis m_diagnosis{m_accessibility, m_shell, &MacInstance::runsElsewhere};
+    MacDiagnosis m_diagnosis{m_accessibility, m_shell, &MacInstance::runningOwnsHotKey};
 };
 } // namespace
 

@@ -16,6 +16,7 @@ class tst_AppDelegate : public QObject
 
 private Q_SLOTS:
     void launchingActivatesARegularApplicationWithAHotKey();
+    void aHiddenLaunchLeavesTheApplicationInFrontThere();
     void closingTheLastWindowDoesNotQuit();
     void reopeningSummonsFromTheEventLoop();
     void reopeningShowsAndNeverHides();
@@ -33,6 +34,15 @@ void tst_AppDelegate::launchingActivatesARegularApplicationWithAHotKey()
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching();
     QCOMPARE(platform.panels.calls, (QStringList{u"regular"_s, u"register"_s, u"activate"_s}));
+    QVERIFY(platform.key.press);
+}
+
+void tst_AppDelegate::aHiddenLaunchLeavesTheApplicationInFrontThere()
+{
+    FakePlatform platform;
+    AppDelegate delegate;
+    delegate.applicationDidFinishLaunching(AppDelegate::Start::hidden);
+    QCOMPARE(platform.panels.calls, (QStringList{u"regular"_s, u"register"_s}));
     QVERIFY(platform.key.press);
 }
 

@@ -25,7 +25,8 @@ private Q_SLOTS:
     void aHealthyDesktopHasNoComplaints();
     void aDisabledAccessibilityBusIsBad();
     void aTakenHotKeyIsReported();
-    void aRunningPanelMayHaveTheKey();
+    void aRunningPanelHasTheKey();
+    void aRunningPanelWithoutTheKeyIsMentioned();
     void aWaylandDesktopIsReported();
     void withoutAFileManagerFoldersCannotBeShown();
     void withoutADisplayItReportsThatAndEnds_data();
@@ -34,6 +35,8 @@ private Q_SLOTS:
 private:
     /// Runs the program without a network and stores the lines of its report by subject.
     void examine(const QMap<QString, QString> &changes = {});
+
+    void startPanel();
 
     std::unique_ptr<VirtualDesktop> m_desktop;
     QMap<QString, QString> m_lines;
@@ -114,9 +117,8 @@ void tst_DoctorOnDesktop::aTakenHotKeyIsReported()
     QCOMPARE(m_status, 0);
 }
 
-void tst_DoctorOnDesktop::aRunningPanelMayHaveTheKey()
+void tst_DoctorOnDesktop::startPanel()
 {
-    m_desktop->enableAccessibility();
     m_desktop->start(program, {});
     // It registers its key before it comes to the front.
     X11Desktop screen;
@@ -125,8 +127,25 @@ void tst_DoctorOnDesktop::aRunningPanelMayHaveTheKey()
         return shown && shown->active ? shown->active->title.value_or(QString()) : QString();
     };
     QTRY_COMPARE_WITH_TIMEOUT(front(), u"Quillon"_s, 30'000);
+}
+
+void tst_DoctorOnDesktop::aRunningPanelHasTheKey()
+{
+    m_desktop->enableAccessibility();
+    startPanel();
     examine();
-    QCOMPARE(m_lines[u"Hot key"_s], u"✓ Hot key: Alt+Space is taken, and Quillon is running."_s);
+    QCOMPARE(m_lines[u"Hot key"_s], u"✓ Hot key: Alt+Space shows and hides the running Quillon."_s);
+    QCOMPARE(m_status, 0);
+}
+
+void tst_DoctorOnDesktop::aRunningPanelWithoutTheKeyIsMentioned()
+{
+    m_desktop->enableAccessibility();
+    LinuxHotKey other;
+    other.registerKey([] {});
+    startPanel();
+    examine();
+    QVERIFY(m_lines[u"Hot key"_s].startsWith(u"! Hot key: Alt+Space belongs to another program."));
     QCOMPARE(m_status, 0);
 }
 

@@ -99,6 +99,7 @@ private Q_SLOTS:
     void holdingTheHotKeyIsOnePress();
     void lettingGoOfAltFirstIsOnePress();
     void aHotKeyThatIsTakenIsNotMentioned();
+    void aHiddenStartShowsThePanelAtItsKey();
     void fiftyQuickTogglesLeaveAPanelThatWorks();
     void everySummonPutsThePanelInTheMiddleAgain();
     void thePanelKeepsItsSizeBetweenSummons();
@@ -339,6 +340,19 @@ void tst_PanelOnDesktop::lettingGoOfAltFirstIsOnePress()
     // A second press would have been handled before this one.
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
+}
+
+void tst_PanelOnDesktop::aHiddenStartShowsThePanelAtItsKey()
+{
+    const Start quillon({u"--background"_s});
+    QTRY_VERIFY(LinuxInstance::runningOwnsHotKey());
+    const Start again({u"--background"_s});
+    QTRY_VERIFY(!again.isRunning());
+    QCOMPARE(again.exitCode(), 0);
+    QVERIFY(!panelIsSeen());
+    press(u"alt+space"_s);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(geometry(*panel()), inTheMiddle);
 }
 
 void tst_PanelOnDesktop::aHotKeyThatIsTakenIsNotMentioned()

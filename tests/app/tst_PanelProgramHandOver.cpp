@@ -20,6 +20,10 @@ public:
         requests.append(asked);
         return answer;
     }
+    [[nodiscard]] LoginItem loginItem(const QString &, const QString &) const override
+    {
+        return {};
+    }
 
     Answer answer = Answer::taken;
     QList<Request> requests;

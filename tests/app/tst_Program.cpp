@@ -33,6 +33,7 @@ private Q_SLOTS:
     void takesNoFileThatIsNoModel_data();
     void takesNoFileThatIsNoModel();
     void listsAndRemovesModels();
+    void startsAtLoginOnRequest();
     void saysInOneSentenceThatThereIsNoModel();
     void saysInOneSentenceThatTheModelFileIsBroken();
     void saysInOneSentenceWhatItNeeds_data();
@@ -276,6 +277,27 @@ void tst_Program::listsAndRemovesModels()
              u"Removed “Llama-3.2-3B-Instruct-Q4_K_M.gguf”.\n"_s);
     QCOMPARE(run({u"remove"_s, u"other.gguf"_s}), u"Removed “other.gguf”.\n"_s);
     QCOMPARE(modelFiles(), QStringList());
+}
+
+void tst_Program::startsAtLoginOnRequest()
+{
+    const auto run = [&](const QString &value) {
+        Program quillon(program, {u"--autostart"_s, value}, options());
+        (void)quillon.waitForExit();
+        return quillon.output() + quillon.errors();
+    };
+    const auto files = [&] {
+        QStringList all;
+        for (const QString &folder : {u"config/autostart"_s, u"Library/LaunchAgents"_s})
+            all += QDir(home(folder)).entryList(QDir::Files);
+        return all;
+    };
+    QCOMPARE(run(u"on"_s), u"Quillon starts at login.\n"_s);
+    QCOMPARE(files().size(), 1);
+    QVERIFY(files().first().startsWith(u"app.quillon.Quillon."));
+    QCOMPARE(run(u"off"_s), u"Quillon does not start at login.\n"_s);
+    QCOMPARE(files(), QStringList());
+    QCOMPARE(run(u"maybe"_s), u"--autostart is followed by on or off.\n"_s);
 }
 
 void tst_Program::saysInOneSentenceThatThereIsNoModel()

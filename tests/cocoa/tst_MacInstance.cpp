@@ -25,6 +25,9 @@ private Q_SLOTS:
     void aRequestIsDeliveredOnceItIsAnswered();
     void aSilentInstanceDiffersFromNone();
     void noApplicationObjectIsNeeded();
+    void theProcessWithTheKeyAnswers_data();
+    void theProcessWithTheKeyAnswers();
+    void aProcessThatIsNotThereHasNoKey();
 };
 
 void tst_MacInstance::theFirstProcessIsTheInstance()
@@ -93,6 +96,37 @@ void tst_MacInstance::noApplicationObjectIsNeeded()
 {
     // It would add an icon to the Dock.
     QVERIFY(!MacInstance().needsApplication());
+}
+
+void tst_MacInstance::theProcessWithTheKeyAnswers_data()
+{
+    QTest::addColumn<bool>("ownsKey");
+    QTest::newRow("it has it") << true;
+    QTest::newRow("it has it not") << false;
+}
+
+void tst_MacInstance::theProcessWithTheKeyAnswers()
+{
+    QFETCH(bool, ownsKey);
+    MacInstance instance([ownsKey] { return ownsKey; });
+    QVERIFY(instance.claim([](Request) {}));
+    FakeCocoa::receive(bundle + u".request.hotKey"_s, u"77"_s);
+    QCOMPARE(FakeCocoa::posted.size(), ownsKey ? 1 : 0);
+    if (ownsKey) {
+        QCOMPARE(FakeCocoa::posted[0].name, bundle + u".answer"_s);
+        QCOMPARE(FakeCocoa::posted[0].about, u"77"_s);
+    }
+}
+
+void tst_MacInstance::aProcessThatIsNotThereHasNoKey()
+{
+    QVERIFY(!MacInstance::runningOwnsHotKey());
+    QVERIFY(FakeCocoa::posted.isEmpty());
+    FakeCocoa::running = {{.pid = 1, .bundle = bundle}};
+    QVERIFY(MacInstance::runningOwnsHotKey());
+    FakeCocoa::answersNotifications = false;
+    FakeCocoa::skipsWaits = true;
+    QVERIFY(!MacInstance::runningOwnsHotKey());
 }
 
 QTEST_GUILESS_MAIN(tst_MacInstance)

@@ -4,12 +4,14 @@
 #include "platform/GlobalHotKey.h"
 #include "platform/Instance.h"
 #include "platform/NativeWindow.h"
+#include "platform/PlatformError.h"
 #include "platform/Shell.h"
 
 #include <QMap>
 #include <QStringList>
 
 #include <algorithm>
+#include <optional>
 
 using Qt::StringLiterals::operator""_s;
 
@@ -55,8 +57,24 @@ public:
         m_calls << u"register"_s;
         press = std::move(pressed);
     }
+    [[nodiscard]] QString name() const override { return u"Option+Space"_s; }
+    [[nodiscard]] bool isOurs() const override { return !isTaken; }
+    [[nodiscard]] QString alternative() override { return otherKey; }
+    [[nodiscard]] bool isAlternativeBound() override { return isOtherBound; }
+    void bindAlternative() override
+    {
+        if (failure)
+            throw PlatformError(*failure);
+        isOtherBound = true;
+    }
+    [[nodiscard]] QString command() override { return toggleCommand; }
 
     std::function<void()> press;
+    bool isTaken = false;  ///< Another program owns the key.
+    QString otherKey;      ///< The key that the desktop can bind instead, if any.
+    QString toggleCommand; ///< What the user can bind by hand, if anything.
+    bool isOtherBound = false;
+    std::optional<QString> failure; ///< If set, binding fails with this sentence.
 
 private:
     QStringList &m_calls;
@@ -78,6 +96,13 @@ public:
         requests.append(asked);
         return answers.takeFirst();
     }
+    [[nodiscard]] LoginItem loginItem(const QString &program,
+                                      const QString &argument) const override
+    {
+        return {loginFile, (program + u' ' + argument).toUtf8()};
+    }
+
+    QString loginFile; ///< The path of the login item.
 
     /// The answers of running instances, one after the other; empty if there is none.
     QList<Answer> answers;
@@ -176,6 +201,10 @@ public:
         chooseNotification = std::move(chosen);
     }
     void withdrawNotification() override { calls << u"withdraw"_s; }
+    void showStatusItem(std::function<void()> chosen) override
+    {
+        clickStatusItem = std::move(chosen);
+    }
 
     bool isComposited() override { return hasCompositor; }
     bool blursBehind() override { return blurs; }
@@ -197,6 +226,7 @@ public:
     bool isInFront = false;
     bool hasCompositor = false;
     bool blurs = false;
+    std::function<void()> clickStatusItem;     ///< Set while there is one.
     std::function<void()> chooseNotification;  ///< What a click on the last one does.
     QMap<QString, std::function<void()>> menu; ///< The actions of the items by title.
 

@@ -1,5 +1,9 @@
 #include "tests/ui/PanelTest.h"
 
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QMimeData>
+
 #include <QClipboard>
 
 using namespace Qt::StringLiterals;
@@ -27,6 +31,8 @@ private Q_SLOTS:
     void escapeHidesThePanel();
     void everythingIsReachedByTab();
     void aHeldReturnPressesOnce();
+    void aDroppedFileBecomesItsPath();
+    void whatIsNoFileIsNotDropped();
 };
 
 void tst_CommandBar::standsWhereItBelongs()
@@ -282,6 +288,39 @@ void tst_CommandBar::aHeldReturnPressesOnce()
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
         scene.key(key);
     QCOMPARE(scene.platform.controls.trustRequests, 3);
+}
+
+namespace {
+void drop(const PanelScene &scene, const QList<QUrl> &urls)
+{
+    QMimeData data;
+    data.setUrls(urls);
+    const QQuickItem &field = scene.item(u"commandField"_s);
+    const QPoint place = field.mapToScene(QPointF(20, 10)).toPoint();
+    QDragEnterEvent enter(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(scene.window.get(), &enter);
+    QDropEvent event(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+    QCoreApplication::sendEvent(scene.window.get(), &event);
+}
+} // namespace
+
+void tst_CommandBar::aDroppedFileBecomesItsPath()
+{
+    const PanelScene scene;
+    scene.type(u"Open"_s);
+    drop(scene, {QUrl::fromLocalFile(u"/home/a/My Report.pdf"_s)});
+    QCOMPARE(scene.typed(), u"Open /home/a/My Report.pdf"_s);
+    QVERIFY(scene.hasFocus(u"commandField"_s));
+    drop(scene,
+         {QUrl(u"file:///b/"_s), QUrl(u"https://example.com/c"_s), QUrl(u"file:///d%0Ae"_s)});
+    QCOMPARE(scene.typed(), u"Open /home/a/My Report.pdf /b /d e"_s);
+}
+
+void tst_CommandBar::whatIsNoFileIsNotDropped()
+{
+    const PanelScene scene;
+    drop(scene, {QUrl(u"https://example.com/c"_s)});
+    QCOMPARE(scene.typed(), QString());
 }
 
 PANEL_TEST_MAIN(tst_CommandBar)

@@ -87,6 +87,7 @@ class tst_ConfirmCard : public QObject
 
 private Q_SLOTS:
     void saysWhatAndWhy();
+    void theReasonIsLargerThanTheHeading();
     void liesOverTheCentre();
     void allowsByMouse();
     void declinesByMouse();
@@ -613,6 +614,21 @@ void tst_ConfirmCard::coversWhatIsBehind()
     QCOMPARE(list.property("contentY"), before);
     scene.key(Qt::Key_Escape);
     scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::theReasonIsLargerThanTheHeading()
+{
+    PanelScene scene;
+    scene.engine->addReplies({Say::trashOld});
+    scene.submit(u"Tidy up"_s);
+    QTRY_VERIFY(scene.sessionView->isPending());
+    const auto size = [&](const QString &name) {
+        return scene.item(name).property("font").value<QFont>().pixelSize();
+    };
+    QCOMPARE(size(u"confirmReason"_s), 15);
+    QCOMPARE(size(u"confirmHeading"_s), 13);
+    scene.sessionView->stop();
+    QTRY_VERIFY(!scene.session->isRunning());
 }
 
 PANEL_TEST_MAIN(tst_ConfirmCard)

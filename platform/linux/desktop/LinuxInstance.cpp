@@ -3,6 +3,10 @@
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
+#include <QDBusReply>
+#include <QStandardPaths>
+
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
@@ -11,11 +15,17 @@ namespace {
 const QString service = u"app.quillon.Quillon"_s;
 const QString path = u"/app/quillon/Quillon"_s;
 const QString interface = u"org.freedesktop.Application"_s;
+const QString stateInterface = u"app.quillon.Quillon"_s;
 const QString toggleAction = u"toggle"_s;
 
 // A message bus answers at once or not at all.
 constexpr int busLimit = 5000;
 } // namespace
+
+LinuxInstance::LinuxInstance(std::function<bool()> ownsHotKey) : m_ownsHotKey(std::move(ownsHotKey))
+{
+    new LinuxInstanceState(*this);
+}
 
 bool LinuxInstance::claim(std::function<void(Request)> received)
 {
@@ -24,7 +34,8 @@ bool LinuxInstance::claim(std::function<void(Request)> received)
     if (!bus.isConnected())
         return true;
     // The object is registered first: as soon as the name is owned, it may be called.
-    bus.registerObject(path, this, QDBusConnection::ExportScriptableSlots);
+    bus.registerObject(path, this,
+                       QDBusConnection::ExportScriptableSlots | QDBusConnection::ExportAdaptors);
     bus.interface()->setTimeout(busLimit);
     const QDBusReply<QDBusConnectionInterface::RegisterServiceReply> reply =
         bus.interface()->registerService(service, QDBusConnectionInterface::DontQueueService,
@@ -35,13 +46,45 @@ bool LinuxInstance::claim(std::function<void(Request)> received)
     return false;
 }
 
-bool LinuxInstance::isRunning()
+Instance::LoginItem LinuxInstance::loginItem(const QString &program, const QString &argument) const
 {
-    const QDBusConnection bus = QDBusConnection::sessionBus();
-    if (!bus.isConnected())
-        return false;
-    bus.interface()->setTimeout(busLimit);
-    return bus.interface()->isServiceRegistered(service);
+    // A word in quotation marks, of which the file's own reader takes the backslashes away first;
+    // a per cent sign would begin a field.
+    QString word;
+    for (const QChar character : program) {
+        if (u"\"`$\\"_s.contains(character))
+            word += character == u'\\' ? u"\\\\\\"_s : u"\\\\"_s;
+        word += character == u'%' ? u"%%"_s : QString(character);
+    }
+    const QString folder =
+        QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/autostart/"_s;
+    return {folder + service + u".desktop"_s,
+            u"[Desktop Entry]\n"
+            "Type=Application\n"
+            "Name=Quillon\n"
+            "Icon=%1\n"
+            "Exec=\"%2\" %3\n"
+            "X-GNOME-Autostart-enabled=true\n"_s.arg(service, word, argument)
+                .toUtf8()};
+}
+
+bool LinuxInstance::runningOwnsHotKey()
+{
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(service, path, stateInterface, u"OwnsHotKey"_s);
+    call.setAutoStartService(false);
+    const QDBusReply<bool> reply = QDBusConnection::sessionBus().call(call, QDBus::Block, busLimit);
+    return reply.isValid() && reply.value();
+}
+
+LinuxInstanceState::LinuxInstanceState(LinuxInstance &instance)
+    : QDBusAbstractAdaptor(&instance), m_instance(instance)
+{
+}
+
+bool LinuxInstanceState::OwnsHotKey() const
+{
+    return m_instance.ownsHotKey();
 }
 
 Instance::Answer LinuxInstance::handOver(Request request)

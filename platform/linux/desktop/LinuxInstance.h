@@ -2,6 +2,7 @@
 
 #include "platform/Instance.h"
 
+#include <QDBusAbstractAdaptor>
 #include <QObject>
 #include <QStringList>
 #include <QVariantMap>
@@ -17,11 +18,19 @@ public:
     /// How long the running instance may take to answer.
     static constexpr int answerLimit = 10'000;
 
+    /// What this process answers if it is asked whether it has the hot key.
+    explicit LinuxInstance(std::function<bool()> ownsHotKey);
+
     bool claim(std::function<void(Request)> received) override;
     Answer handOver(Request request) override;
+    [[nodiscard]] LoginItem loginItem(const QString &program,
+                                      const QString &argument) const override;
 
-    /// Whether an instance is running. Has the same timeout as claim().
-    [[nodiscard]] static bool isRunning();
+    /// Whether the running instance has the hot key; false if there is none, or if it does not
+    /// answer. Bounded as claim() is.
+    [[nodiscard]] static bool runningOwnsHotKey();
+
+    [[nodiscard]] bool ownsHotKey() const { return m_ownsHotKey(); }
 
 public Q_SLOTS:
     // The interface declared above.
@@ -31,5 +40,22 @@ public Q_SLOTS:
                                      const QVariantMap &platformData);
 
 private:
+    std::function<bool()> m_ownsHotKey;
     std::function<void(Request)> m_received;
+};
+
+/// What the instance tells beyond the interface that all applications have.
+class LinuxInstanceState final : public QDBusAbstractAdaptor
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "app.quillon.Quillon")
+
+public:
+    explicit LinuxInstanceState(LinuxInstance &instance);
+
+public Q_SLOTS:
+    bool OwnsHotKey() const;
+
+private:
+    LinuxInstance &m_instance;
 };

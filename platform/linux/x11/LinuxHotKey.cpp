@@ -1,5 +1,7 @@
 #include "platform/linux/x11/LinuxHotKey.h"
 
+#include "platform/linux/desktop/DesktopKeys.h"
+
 #include <QList>
 #include <QMetaObject>
 
@@ -12,6 +14,8 @@
 #define explicit isExplicit
 #include <xcb/xkb.h>
 #undef explicit
+
+using namespace Qt::StringLiterals;
 
 namespace {
 // Keysyms.
@@ -99,6 +103,31 @@ void LinuxHotKey::registerKey(std::function<void()> pressed)
         return;
     listenToKeyboard();
     grab();
+}
+
+QString LinuxHotKey::name() const
+{
+    return u"Alt+Space"_s;
+}
+
+QString LinuxHotKey::alternative()
+{
+    return DesktopKeys::canBind() ? DesktopKeys::name() : QString();
+}
+
+bool LinuxHotKey::isAlternativeBound()
+{
+    return DesktopKeys::isBound();
+}
+
+void LinuxHotKey::bindAlternative()
+{
+    DesktopKeys::bind();
+}
+
+QString LinuxHotKey::command()
+{
+    return DesktopKeys::toggleCommand();
 }
 
 void LinuxHotKey::listenToKeyboard()

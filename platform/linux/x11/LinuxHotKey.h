@@ -15,8 +15,13 @@ class LinuxHotKey final : public QObject, public GlobalHotKey
 public:
     void registerKey(std::function<void()> pressed) override;
 
-    /// Whether every combination of the hot key is grabbed.
-    [[nodiscard]] bool isOurs() const { return m_isOurs; }
+    [[nodiscard]] QString name() const override;
+    /// Whether every press reaches us, with the locks in any state.
+    [[nodiscard]] bool isOurs() const override { return m_isOurs; }
+    [[nodiscard]] QString alternative() override;
+    [[nodiscard]] bool isAlternativeBound() override;
+    void bindAlternative() override;
+    [[nodiscard]] QString command() override;
 
     /// The server time of the last press; 0 before the first one.
     [[nodiscard]] quint32 lastPress() const { return m_lastPress; }

@@ -226,6 +226,11 @@ void LinuxShell::notify(const QString &text, Urgency urgency, std::function<void
                   std::move(chosen));
 }
 
+void LinuxShell::showStatusItem(std::function<void()> chosen)
+{
+    m_statusItem.emplace(std::move(chosen));
+}
+
 void LinuxShell::withdrawNotification()
 {
     m_notice.withdraw();

@@ -2,6 +2,7 @@
 
 #include "platform/Shell.h"
 #include "platform/linux/desktop/DesktopNotice.h"
+#include "platform/linux/desktop/StatusItem.h"
 
 #include <memory>
 #include <optional>
@@ -41,6 +42,7 @@ public:
     void requestAttention(NativeWindow &window, Urgency urgency) override;
     void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override;
     void withdrawNotification() override;
+    void showStatusItem(std::function<void()> chosen) override;
 
     bool isComposited() override;
     bool blursBehind() override;
@@ -56,4 +58,5 @@ private:
     std::optional<std::unique_ptr<ShellSession>> m_session; ///< Set after the first attempt.
     std::function<void()> m_compositionChanged;
     DesktopNotice m_notice;
+    std::optional<StatusItem> m_statusItem;
 };

@@ -28,8 +28,8 @@ private Q_SLOTS:
 private:
     FakeAccessibility m_accessibility;
     FakeShell m_shell;
-    bool m_panelRuns = false;
-    MacDiagnosis m_diagnosis{m_accessibility, m_shell, [this] { return m_panelRuns; }};
+    bool m_panelHasKey = false;
+    MacDiagnosis m_diagnosis{m_accessibility, m_shell, [this] { return m_panelHasKey; }};
 };
 
 void tst_MacDiagnosis::everyPermissionIsGood()
@@ -76,10 +76,10 @@ void tst_MacDiagnosis::theHotKeyOfTheRunningPanelIsGood()
 {
     constexpr OSStatus hotKeyExists = -9878;
     FakeCarbon::result = hotKeyExists;
-    m_panelRuns = true;
-    const Finding expected{Verdict::good, u"Option+Space is taken, and Quillon is running"_s};
+    m_panelHasKey = true;
+    const Finding expected{Verdict::good, u"Option+Space shows and hides the running Quillon"_s};
     QCOMPARE(m_diagnosis.hotKey(), expected);
-    m_panelRuns = false;
+    m_panelHasKey = false;
 }
 
 void tst_MacDiagnosis::aLoginWithoutADesktopHasNoDisplay()

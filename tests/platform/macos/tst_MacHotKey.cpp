@@ -1,7 +1,10 @@
 #include "FakeCarbon.h"
+#include "platform/PlatformError.h"
 #include "platform/macos/MacHotKey.h"
 
 #include <QTest>
+
+using namespace Qt::StringLiterals;
 
 namespace Fake = FakeCarbon;
 
@@ -16,6 +19,7 @@ private Q_SLOTS:
     void theHotKeyIsOptionAndTheSpaceBar();
     void aPressIsHandledFromTheMainQueue();
     void failuresAreIgnored();
+    void theSystemHasNoOtherKey();
 };
 
 void tst_MacHotKey::theHandlerListensToPressedHotKeysOnly()
@@ -30,7 +34,11 @@ void tst_MacHotKey::theHandlerListensToPressedHotKeysOnly()
 
 void tst_MacHotKey::theHotKeyIsOptionAndTheSpaceBar()
 {
-    MacHotKey().registerKey([] {});
+    MacHotKey hotKey;
+    QVERIFY(!hotKey.isOurs());
+    hotKey.registerKey([] {});
+    QVERIFY(hotKey.isOurs());
+    QCOMPARE(hotKey.name(), u"Option+Space"_s);
     QCOMPARE(Fake::hotKeys.size(), 1);
     const Fake::HotKey key = Fake::hotKeys.first();
     QCOMPARE(key.keyCode, 49U);
@@ -55,10 +63,21 @@ void tst_MacHotKey::failuresAreIgnored()
 {
     constexpr OSStatus hotKeyExists = -9878;
     Fake::result = hotKeyExists;
-    MacHotKey().registerKey([] {});
+    MacHotKey key;
+    key.registerKey([] {});
+    QVERIFY(!key.isOurs());
     QCOMPARE(Fake::handlers.size(), 1);
     QCOMPARE(Fake::hotKeys.size(), 1); // not retried
     QCOMPARE(Fake::runMainQueue(), 0);
+}
+
+void tst_MacHotKey::theSystemHasNoOtherKey()
+{
+    MacHotKey key;
+    QVERIFY(key.alternative().isEmpty());
+    QVERIFY(key.command().isEmpty());
+    QVERIFY(!key.isAlternativeBound());
+    QVERIFY_THROWS_EXCEPTION(PlatformError, key.bindAlternative());
 }
 
 QTEST_APPLESS_MAIN(tst_MacHotKey)

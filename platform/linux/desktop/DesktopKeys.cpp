@@ -1,0 +1,218 @@
+#include "platform/linux/desktop/DesktopKeys.h"
+
+#include "platform/PlatformError.h"
+#include "platform/linux/desktop/GObjectPtr.h"
+
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QFileInfo>
+#include <QStandardPaths>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+using namespace Qt::StringLiterals;
+
+namespace {
+constexpr int busLimit = 2000;
+
+const QString title = u"Show or hide Quillon"_s;
+
+class Settings
+{
+public:
+    virtual ~Settings() = default;
+    [[nodiscard]] virtual bool isBound() = 0;
+    virtual void bind() = 0;
+};
+
+struct SchemaUnref
+{
+    void operator()(GSettingsSchema *schema) const { g_settings_schema_unref(schema); }
+};
+
+struct StringsFree
+{
+    void operator()(gchar **strings) const { g_strfreev(strings); }
+};
+using Strings = std::unique_ptr<gchar *, StringsFree>;
+
+// Nothing if the desktop's part that has the settings is not installed; GIO would end the program.
+GObjectPtr<GSettings> settingsAt(const char *name, const char *path = nullptr)
+{
+    GSettingsSchemaSource *const source = g_settings_schema_source_get_default();
+    if (!source)
+        return nullptr;
+    const std::unique_ptr<GSettingsSchema, SchemaUnref> schema(
+        g_settings_schema_source_lookup(source, name, TRUE));
+    if (!schema)
+        return nullptr;
+    return GObjectPtr<GSettings>(g_settings_new_full(schema.get(), nullptr, path));
+}
+
+QString text(GSettings *settings, const char *key)
+{
+    const std::unique_ptr<gchar, decltype(&g_free)> value(g_settings_get_string(settings, key),
+                                                          &g_free);
+    return QString::fromUtf8(value.get());
+}
+
+[[noreturn]] void fail(const QString &desktop)
+{
+    throw PlatformError(u"%1 did not take the key."_s.arg(desktop));
+}
+
+// GNOME has a list of such keys, MATE takes whatever is in its folder.
+class GSettingsKeys final : public Settings
+{
+public:
+    struct Names
+    {
+        QString desktop;
+        const char *list; ///< The schema of the list; none: there is no list.
+        const char *entry;
+        const char *path;
+        const char *command;
+        const char *title;
+    };
+
+    explicit GSettingsKeys(Names names) : m_names(std::move(names)) {}
+
+    [[nodiscard]] bool isBound() override
+    {
+        const GObjectPtr<GSettings> entry = settingsAt(m_names.entry, m_names.path);
+        return entry && !text(entry.get(), "binding").isEmpty() &&
+               !text(entry.get(), m_names.command).isEmpty() && (!m_names.list || isListed());
+    }
+
+    void bind() override
+    {
+        const GObjectPtr<GSettings> entry = settingsAt(m_names.entry, m_names.path);
+        const QByteArray command = DesktopKeys::toggleCommand().toUtf8();
+        if (!entry ||
+            !g_settings_set_string(entry.get(), m_names.title, title.toUtf8().constData()) ||
+            !g_settings_set_string(entry.get(), m_names.command, command.constData()) ||
+            !g_settings_set_string(entry.get(), "binding", "<Control><Alt>space"))
+            fail(m_names.desktop);
+        if (m_names.list && !isListed())
+            addToList();
+        g_settings_sync();
+    }
+
+private:
+    static constexpr auto listKey = "custom-keybindings";
+
+    [[nodiscard]] bool isListed() const
+    {
+        const GObjectPtr<GSettings> list = settingsAt(m_names.list);
+        if (!list)
+            return false;
+        const Strings paths(g_settings_get_strv(list.get(), listKey));
+        return g_strv_contains(paths.get(), m_names.path);
+    }
+
+    void addToList() const
+    {
+        const GObjectPtr<GSettings> list = settingsAt(m_names.list);
+        if (!list)
+            fail(m_names.desktop);
+        const Strings paths(g_settings_get_strv(list.get(), listKey));
+        std::vector<const gchar *> all;
+        for (gchar **path = paths.get(); *path; ++path)
+            all.push_back(*path);
+        all.push_back(m_names.path);
+        all.push_back(nullptr);
+        if (!g_settings_set_strv(list.get(), listKey, all.data()))
+            fail(m_names.desktop);
+    }
+
+    const Names m_names;
+};
+
+QDBusMessage call(QDBusMessage message, const QVariantList &arguments)
+{
+    message.setArguments(arguments);
+    return QDBusConnection::sessionBus().call(message, QDBus::Block, busLimit);
+}
+
+class XfconfKeys final : public Settings
+{
+public:
+    [[nodiscard]] bool isBound() override
+    {
+        const QDBusMessage reply = ask(u"PropertyExists"_s, {});
+        return reply.type() == QDBusMessage::ReplyMessage && reply.arguments().value(0).toBool();
+    }
+
+    void bind() override
+    {
+        const QVariant command = QVariant::fromValue(QDBusVariant(DesktopKeys::toggleCommand()));
+        if (ask(u"SetProperty"_s, {command}).type() != QDBusMessage::ReplyMessage)
+            fail(u"XFCE"_s);
+    }
+
+private:
+    static QDBusMessage ask(const QString &method, const QVariantList &more)
+    {
+        const QVariantList property{u"xfce4-keyboard-shortcuts"_s,
+                                    u"/commands/custom/<Primary><Alt>space"_s};
+        return call(QDBusMessage::createMethodCall(u"org.xfce.Xfconf"_s, u"/org/xfce/Xfconf"_s,
+                                                   u"org.xfce.Xfconf"_s, method),
+                    property + more);
+    }
+};
+
+std::unique_ptr<Settings> settings()
+{
+    const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':');
+    if (desktops.contains(u"GNOME"_s)) {
+        return std::make_unique<GSettingsKeys>(GSettingsKeys::Names{
+            u"GNOME"_s, "org.gnome.settings-daemon.plugins.media-keys",
+            "org.gnome.settings-daemon.plugins.media-keys.custom-keybinding",
+            "/org/gnome/settings-daemon/plugins/media-keys/custom-keybindings/quillon/", "command",
+            "name"});
+    }
+    if (desktops.contains(u"MATE"_s)) {
+        return std::make_unique<GSettingsKeys>(
+            GSettingsKeys::Names{u"MATE"_s, nullptr, "org.mate.control-center.keybinding",
+                                 "/org/mate/desktop/keybindings/quillon/", "action", "name"});
+    }
+    if (desktops.contains(u"XFCE"_s))
+        return std::make_unique<XfconfKeys>();
+    return nullptr;
+}
+} // namespace
+
+QString DesktopKeys::name()
+{
+    return u"Ctrl+Alt+Space"_s;
+}
+
+QString DesktopKeys::toggleCommand()
+{
+    const QString program = QCoreApplication::applicationFilePath();
+    const QString command = u"quillon"_s;
+    const QFileInfo installed(QStandardPaths::findExecutable(command));
+    return (installed.canonicalFilePath() == program ? command : program) + u" --toggle"_s;
+}
+
+bool DesktopKeys::canBind()
+{
+    return settings() != nullptr;
+}
+
+bool DesktopKeys::isBound()
+{
+    const std::unique_ptr<Settings> own = settings();
+    return own && own->isBound();
+}
+
+void DesktopKeys::bind()
+{
+    if (const std::unique_ptr<Settings> own = settings())
+        return own->bind();
+    throw PlatformError(u"This desktop's settings for keys are not known."_s);
+}

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <QObject>
+#include <QString>
+
+#include <functional>
+
+class QDBusServiceWatcher;
+
+/// The program's icon among those that panels show beside the clock, over
+/// org.kde.StatusNotifierItem. On a desktop without such a panel nothing is shown, until one
+/// starts. Main thread; never waits for the desktop.
+class StatusItem final : public QObject
+{
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierItem")
+    Q_PROPERTY(QString Category READ category CONSTANT)
+    Q_PROPERTY(QString Id READ id CONSTANT)
+    Q_PROPERTY(QString Title READ title CONSTANT)
+    Q_PROPERTY(QString Status READ status CONSTANT)
+    Q_PROPERTY(QString IconName READ iconName CONSTANT)
+    Q_PROPERTY(bool ItemIsMenu READ isMenu CONSTANT)
+
+public:
+    explicit StatusItem(std::function<void()> chosen);
+    ~StatusItem() override;
+
+    [[nodiscard]] static QString category();
+    [[nodiscard]] static QString id();
+    [[nodiscard]] static QString title();
+    [[nodiscard]] static QString status();
+    [[nodiscard]] static QString iconName();
+    /// False, so that panels call Activate() for a click.
+    [[nodiscard]] static bool isMenu() { return false; }
+
+public Q_SLOTS:
+    // The methods of the interface, with the place of the click.
+    Q_SCRIPTABLE void Activate(int x, int y);
+    Q_SCRIPTABLE void SecondaryActivate(int x, int y);
+    Q_SCRIPTABLE void ContextMenu(int x, int y);
+    Q_SCRIPTABLE void Scroll(int delta, const QString &orientation);
+
+private:
+    void announce() const;
+
+    const std::function<void()> m_chosen;
+    const QString m_service; ///< The item's own name on the bus.
+    QDBusServiceWatcher *m_panels = nullptr;
+};

@@ -1,0 +1,88 @@
+#include "app/HotKey.h"
+#include "tests/ui/PanelTest.h"
+
+using namespace Qt::StringLiterals;
+
+class tst_KeyNotice : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void isNotThereForAKeyThatIsOurs();
+    void saysThatTheKeyIsTakenUntilItIsDismissed();
+    void bindsAnotherKeyAtAClick();
+    void keepsToOneLineInTheSmallestWindow();
+    void theHintHasTheKeysName();
+};
+
+void tst_KeyNotice::isNotThereForAKeyThatIsOurs()
+{
+    const PanelScene scene;
+    HotKey::shared().registerKey();
+    QVERIFY(!scene.find(u"keyNotice"_s));
+}
+
+void tst_KeyNotice::saysThatTheKeyIsTakenUntilItIsDismissed()
+{
+    PanelScene scene;
+    scene.platform.key.isTaken = true;
+    HotKey::shared().registerKey();
+    QTRY_VERIFY(scene.find(u"keyNotice"_s));
+    QCOMPARE(scene.text(u"keyNoticeText"_s), u"Option+Space belongs to another program."_s);
+    QVERIFY(!scene.find(u"keyNoticeAction"_s));
+    scene.click(u"keyNoticeClose"_s);
+    QTRY_VERIFY(!scene.find(u"keyNotice"_s));
+}
+
+void tst_KeyNotice::bindsAnotherKeyAtAClick()
+{
+    PanelScene scene;
+    scene.platform.key.isTaken = true;
+    scene.platform.key.otherKey = u"Ctrl+Alt+Space"_s;
+    HotKey::shared().registerKey();
+    QTRY_VERIFY(scene.find(u"keyNoticeAction"_s));
+    QCOMPARE(scene.text(u"keyNoticeAction"_s), u"Use Ctrl+Alt+Space"_s);
+    scene.click(u"keyNoticeAction"_s);
+    QVERIFY(scene.platform.key.isOtherBound);
+    QCOMPARE(scene.text(u"keyNoticeText"_s),
+             u"Ctrl+Alt+Space shows and hides Quillon from now on."_s);
+    QVERIFY(!scene.find(u"keyNoticeAction"_s));
+}
+
+void tst_KeyNotice::keepsToOneLineInTheSmallestWindow()
+{
+    PanelScene scene;
+    scene.window->resize(640, 460);
+    scene.platform.key.isTaken = true;
+    scene.platform.key.toggleCommand =
+        u"/home/someone/a/very/long/path/quillon --toggle"_s.repeated(3);
+    HotKey::shared().registerKey();
+    QTRY_VERIFY(scene.find(u"keyNoticeAction"_s));
+    const auto right = [&](const QString &name) {
+        const QQuickItem &item = scene.item(name);
+        return item.mapRectToScene(item.boundingRect()).right();
+    };
+    const auto left = [&](const QString &name) {
+        const QQuickItem &item = scene.item(name);
+        return item.mapRectToScene(item.boundingRect()).left();
+    };
+    QTRY_VERIFY(right(u"keyNoticeText"_s) <= left(u"keyNoticeAction"_s));
+    QVERIFY(right(u"keyNoticeAction"_s) <= left(u"keyNoticeClose"_s));
+    QVERIFY(right(u"keyNoticeClose"_s) <= 640);
+    QCOMPARE(scene.item(u"keyNotice"_s).height(), 36);
+}
+
+void tst_KeyNotice::theHintHasTheKeysName()
+{
+    const PanelScene scene;
+    QCOMPARE(scene.text(u"hotKeyHint"_s), u"⌥Space"_s);
+    QQuickItem &hint = scene.item(u"hotKeyHint"_s);
+    QTest::mouseMove(scene.window.get(), hint.mapToScene(QPointF(5, 5)).toPoint());
+    QTRY_COMPARE(scene.window->findChild<QObject *>(u"hotKeyTip"_s)->property("visible"), true);
+    QCOMPARE(scene.window->findChild<QObject *>(u"hotKeyTip"_s)->property("text"),
+             u"Option+Space shows and hides Quillon"_s);
+}
+
+PANEL_TEST_MAIN(tst_KeyNotice)
+
+#include "tst_KeyNotice.moc"
