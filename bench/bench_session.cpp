@@ -59,12 +59,12 @@ public:
     explicit TimedPlatform(Clock &clock) : m_clock(clock)
     {
         const Application browser{.pid = ProcessId{7}, .name = u"Browser"_s};
-        desk.running = {browser};
-        desk.front = browser;
-        display.shown = QList<WindowInfo>(8, {.layer = 0,
-                                              .owner = browser.pid,
-                                              .ownerName = browser.name,
-                                              .title = u"An open page"_s});
+        fakeWorkspace.running = {browser};
+        fakeWorkspace.front = browser;
+        fakeScreen.shown = QList<WindowInfo>(8, {.layer = 0,
+                                                 .owner = browser.pid,
+                                                 .ownerName = browser.name,
+                                                 .title = u"An open page"_s});
     }
 
     Screen &screen() override

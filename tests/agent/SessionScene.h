@@ -45,7 +45,7 @@ struct SessionScene
         qputenv("XDG_DATA_HOME", home.filePath(u"data"_s).toUtf8());
         QDir(home.path()).mkpath(u"Downloads"_s);
         QDir(home.path()).mkpath(u"Documents"_s);
-        platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Safari"_s};
+        platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Safari"_s};
         engine->setLoaded(isLoaded);
         for (const QString &reply : replies)
             engine->addReplies({reply});
@@ -92,7 +92,7 @@ struct SessionScene
     void runUntilOpening() const
     {
         session->submit(u"Do it"_s);
-        QTRY_COMPARE(platform.desk.opened.size(), 1);
+        QTRY_COMPARE(platform.fakeWorkspace.opened.size(), 1);
     }
     void waitUntilIdle() const { QTRY_VERIFY(!session->isRunning()); }
 

@@ -191,7 +191,7 @@ void tst_AgentSession::startsANewConversationWithEachTurn()
 {
     SessionScene scene({listWindows, done, done});
     scene.run(u"first"_s);
-    scene.platform.desk.front = std::nullopt;
+    scene.platform.fakeWorkspace.front = std::nullopt;
     scene.run(u"second"_s);
     const QList<ChatMessage> expected{
         {Role::system, systemPrompt()},
@@ -205,8 +205,9 @@ void tst_AgentSession::startsANewConversationWithEachTurn()
 void tst_AgentSession::tellsTheModelTheStateAfterTheAction()
 {
     SessionScene scene({uR"({"action":"open_app","app":"Notes"})"_s, done});
-    scene.platform.desk.folders = {u"/apps"_s};
-    scene.platform.desk.installed.insert(u"/apps"_s, {{{u"Notes"_s}, u"/apps/Notes.app"_s}});
+    scene.platform.fakeWorkspace.folders = {u"/apps"_s};
+    scene.platform.fakeWorkspace.installed.insert(u"/apps"_s,
+                                                  {{{u"Notes"_s}, u"/apps/Notes.app"_s}});
     const Executor::PauseOverride pauses([](auto, const auto &) {});
     scene.run();
     QCOMPARE(scene.engine->generations().last().conversation.last().content,

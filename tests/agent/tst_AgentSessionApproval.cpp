@@ -49,12 +49,12 @@ void tst_AgentSessionApproval::performsWhatIsApproved()
 {
     const SessionScene scene({trashOld, done});
     scene.runUntilAsked();
-    QVERIFY(scene.platform.desk.trashed.isEmpty());
+    QVERIFY(scene.platform.fakeWorkspace.trashed.isEmpty());
     const QUuid id = scene.line(0).id;
     scene.session->resolve(true);
     QVERIFY(!scene.session->pending());
     scene.waitUntilIdle();
-    QCOMPARE(scene.platform.desk.trashed.size(), 1);
+    QCOMPARE(scene.platform.fakeWorkspace.trashed.size(), 1);
     QCOMPARE(scene.texts(), (QStringList{u"Moving “old.zip” to Trash"_s, u"All done."_s}));
     QCOMPARE(scene.kinds(), (QList{Kind::step, Kind::success}));
     QCOMPARE(scene.line(0).id, id);
@@ -67,7 +67,7 @@ void tst_AgentSessionApproval::endsWhenTheUserDeclines()
     scene.runUntilAsked();
     scene.session->resolve(false);
     scene.waitUntilIdle();
-    QVERIFY(scene.platform.desk.trashed.isEmpty());
+    QVERIFY(scene.platform.fakeWorkspace.trashed.isEmpty());
     QCOMPARE(scene.texts(), QStringList{u"Declined: Moving “old.zip” to Trash"_s});
     QCOMPARE(scene.kinds(), QList{Kind::failure});
     QCOMPARE(scene.turn().summary, u"I didn't do that, as requested."_s);
@@ -138,17 +138,18 @@ void tst_AgentSessionApproval::aRiskyStepGoesThroughItsStates()
 void tst_AgentSessionApproval::aSafeKeyIsNotPressedInAnApplicationThatComesToTheFrontMeanwhile()
 {
     SessionScene scene({uR"({"action":"press_key","key":"return"})"_s, done});
-    scene.platform.desk.front.reset();
+    scene.platform.fakeWorkspace.front.reset();
     int looks = 0;
-    scene.platform.desk.afterEachLook = [&] {
+    scene.platform.fakeWorkspace.afterEachLook = [&] {
         const bool isAssessed = scene.session->status() == u"Pressing return"_s && ++looks == 1;
         if (isAssessed)
-            scene.platform.desk.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
+            scene.platform.fakeWorkspace.front =
+                Application{.pid = ProcessId{8}, .name = u"Mail"_s};
     };
     scene.run();
     QCOMPARE(scene.texts().first(),
              u"Pressing return — Another application has come to the front meanwhile."_s);
-    QVERIFY(scene.platform.keys.events.isEmpty());
+    QVERIFY(scene.platform.fakeKeyboard.events.isEmpty());
 }
 
 void tst_AgentSessionApproval::aStepForTheFrontFailsIfTheFrontIsUnknown_data()
@@ -165,30 +166,30 @@ void tst_AgentSessionApproval::aStepForTheFrontFailsIfTheFrontIsUnknown()
     QFETCH(QString, action);
     QFETCH(QString, title);
     SessionScene scene({action, done});
-    scene.platform.desk.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
-    scene.platform.desk.silence = u"The X server does not answer."_s;
+    scene.platform.fakeWorkspace.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
+    scene.platform.fakeWorkspace.silence = u"The X server does not answer."_s;
     scene.run();
     QCOMPARE(scene.texts(),
              (QStringList{title + u" — The X server does not answer."_s, u"All done."_s}));
-    QVERIFY(scene.platform.keys.events.isEmpty());
-    QVERIFY(scene.platform.controls.pressed.isEmpty());
+    QVERIFY(scene.platform.fakeKeyboard.events.isEmpty());
+    QVERIFY(scene.platform.fakeAccessibility.pressed.isEmpty());
 }
 
 void tst_AgentSessionApproval::otherStepsAreAskedAboutAlsoIfTheFrontIsUnknown()
 {
     SessionScene scene({trashOld, done});
-    scene.platform.desk.silence = u"The X server does not answer."_s;
+    scene.platform.fakeWorkspace.silence = u"The X server does not answer."_s;
     scene.runUntilAsked();
     scene.session->resolve(true);
     scene.waitUntilIdle();
-    QCOMPARE(scene.platform.desk.trashed.size(), 1);
+    QCOMPARE(scene.platform.fakeWorkspace.trashed.size(), 1);
 }
 
 void tst_AgentSessionApproval::readsTheFrontOncePerDecision()
 {
     SessionScene scene({uR"({"action":"press_key","key":"a"})"_s, done});
     int looks = 0;
-    scene.platform.desk.afterEachLook = [&] {
+    scene.platform.fakeWorkspace.afterEachLook = [&] {
         if (scene.session->status() == u"Pressing a"_s)
             ++looks;
     };
@@ -213,7 +214,7 @@ void tst_AgentSessionApproval::activatesTheApplicationBehindOurOwn()
     SessionScene scene({uR"({"action":"press_key","key":"return"})"_s, done});
     const Application mail{.pid = ProcessId{8}, .name = u"Mail"_s};
     const Application other{.pid = ProcessId{9}, .name = u"Other"_s};
-    FakeWorkspace &desk = scene.platform.desk;
+    FakeWorkspace &desk = scene.platform.fakeWorkspace;
     desk.own.insert(ProcessId{50});
     desk.running = {mail, other};
     desk.front = mail;
@@ -224,7 +225,7 @@ void tst_AgentSessionApproval::activatesTheApplicationBehindOurOwn()
     scene.session->resolve(true);
     scene.waitUntilIdle();
     QCOMPARE(desk.activated, isPressed ? QList<ProcessId>{mail.pid} : QList<ProcessId>());
-    QCOMPARE(scene.platform.keys.receivers,
+    QCOMPARE(scene.platform.fakeKeyboard.receivers,
              isPressed ? QList<ProcessId>{mail.pid} : QList<ProcessId>());
     QCOMPARE(scene.texts().first(),
              isPressed
@@ -235,7 +236,7 @@ void tst_AgentSessionApproval::activatesTheApplicationBehindOurOwn()
 void tst_AgentSessionApproval::anotherNameOfTheSameProcessIsAnotherApplication()
 {
     SessionScene scene({uR"({"action":"press_key","key":"delete","modifiers":"command"})"_s, done});
-    FakeWorkspace &desk = scene.platform.desk;
+    FakeWorkspace &desk = scene.platform.fakeWorkspace;
     desk.front = Application{.pid = ProcessId{8}, .name = u"Browser"_s};
     scene.runUntilAsked();
     desk.front = Application{.pid = ProcessId{8}, .name = u"Web Mail"_s};
@@ -244,7 +245,7 @@ void tst_AgentSessionApproval::anotherNameOfTheSameProcessIsAnotherApplication()
     QVERIFY2(scene.texts().first().endsWith(
                  u" — Another application has come to the front meanwhile."_s),
              qPrintable(scene.texts().first()));
-    QVERIFY(scene.platform.keys.events.isEmpty());
+    QVERIFY(scene.platform.fakeKeyboard.events.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_AgentSessionApproval)

@@ -32,7 +32,7 @@ Risk assess(const QString &name, const Args &args, const std::optional<QString> 
 {
     FakePlatform platform;
     if (front)
-        platform.desk.front = Application{.pid = ProcessId{7}, .name = *front};
+        platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = *front};
     return Safety::assess(AgentAction{.name = name, .args = args});
 }
 } // namespace
@@ -216,9 +216,9 @@ void tst_Safety::readsTheFrontForEveryAction()
     const AgentAction pressReturn{.name = u"press_key"_s, .args = {{u"key"_s, u"return"_s}}};
 
     QVERIFY(Safety::assess(pressReturn).isSafe());
-    platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
     QVERIFY(!Safety::assess(pressReturn).isSafe());
-    platform.desk.front = Application{.pid = ProcessId{7}, .name = std::nullopt};
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = std::nullopt};
     QVERIFY(Safety::assess(pressReturn).isSafe());
 }
 
@@ -226,7 +226,7 @@ void tst_Safety::usesTheGivenFront()
 {
     FakePlatform platform;
     int looks = 0;
-    platform.desk.afterEachLook = [&] { ++looks; };
+    platform.fakeWorkspace.afterEachLook = [&] { ++looks; };
     const AgentAction action{.name = u"press_key"_s, .args = {{u"key"_s, u"return"_s}}};
     const Application mail{.pid = ProcessId{7}, .name = u"Mail"_s};
     QCOMPARE(Safety::assess(action, mail).reason(),
@@ -238,8 +238,8 @@ void tst_Safety::usesTheGivenFront()
 void tst_Safety::aDesktopThatDoesNotAnswerHasNoFront()
 {
     FakePlatform platform;
-    platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
-    platform.desk.silence = u"It does not answer."_s;
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
+    platform.fakeWorkspace.silence = u"It does not answer."_s;
     const AgentAction action{.name = u"click"_s, .args = {{u"label"_s, u"Send"_s}}};
     QCOMPARE(Safety::assess(action).reason(), u"Click “Send” in "_s);
 }

@@ -33,8 +33,8 @@ void tst_AppDelegate::launchingActivatesARegularApplicationWithAHotKey()
     FakePlatform platform;
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching();
-    QCOMPARE(platform.panels.calls, (QStringList{u"regular"_s, u"register"_s, u"activate"_s}));
-    QVERIFY(platform.key.press);
+    QCOMPARE(platform.fakeShell.calls, (QStringList{u"regular"_s, u"register"_s, u"activate"_s}));
+    QVERIFY(platform.fakeHotKey.press);
 }
 
 void tst_AppDelegate::aHiddenLaunchLeavesTheApplicationInFrontThere()
@@ -42,8 +42,8 @@ void tst_AppDelegate::aHiddenLaunchLeavesTheApplicationInFrontThere()
     FakePlatform platform;
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching(AppDelegate::Start::hidden);
-    QCOMPARE(platform.panels.calls, (QStringList{u"regular"_s, u"register"_s}));
-    QVERIFY(platform.key.press);
+    QCOMPARE(platform.fakeShell.calls, (QStringList{u"regular"_s, u"register"_s}));
+    QVERIFY(platform.fakeHotKey.press);
 }
 
 void tst_AppDelegate::closingTheLastWindowDoesNotQuit()
@@ -55,12 +55,12 @@ void tst_AppDelegate::reopeningSummonsFromTheEventLoop()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(false));
-    QVERIFY(platform.panels.calls.isEmpty());
+    QVERIFY(platform.fakeShell.calls.isEmpty());
     QTRY_VERIFY(panel.isOnScreen);
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
@@ -68,15 +68,15 @@ void tst_AppDelegate::reopeningShowsAndNeverHides()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(false));
     // The desktop itself activates the application before the current event ends.
     HotKey::show();
-    platform.panels.calls.clear();
-    QTRY_VERIFY(!platform.panels.calls.isEmpty());
+    platform.fakeShell.calls.clear();
+    QTRY_VERIFY(!platform.fakeShell.calls.isEmpty());
     QVERIFY(panel.isOnScreen);
-    QVERIFY(!platform.panels.calls.contains(u"hide"_s));
+    QVERIFY(!platform.fakeShell.calls.contains(u"hide"_s));
 }
 
 void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
@@ -85,20 +85,20 @@ void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(true));
     QCoreApplication::processEvents();
-    QVERIFY(platform.panels.calls.isEmpty());
+    QVERIFY(platform.fakeShell.calls.isEmpty());
 }
 
 void tst_AppDelegate::anotherStartSummonsAHiddenPanel()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     AppDelegate delegate;
     delegate.applicationWasStartedAgain();
     // Nothing happens before the event loop runs.
-    QVERIFY(platform.panels.calls.isEmpty());
+    QVERIFY(platform.fakeShell.calls.isEmpty());
     QTRY_VERIFY(panel.isOnScreen);
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
@@ -107,33 +107,33 @@ void tst_AppDelegate::anotherStartActivatesAVisiblePanel()
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
     panel.isOnScreen = true;
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     AppDelegate delegate;
     delegate.applicationWasStartedAgain();
     QCoreApplication::processEvents();
-    QCOMPARE(platform.panels.calls, QStringList{u"activate"_s});
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"activate"_s});
 }
 
 void tst_AppDelegate::aWindowIsStyledFromTheEventLoop()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     WindowStyler::make(panel);
-    QVERIFY(platform.panels.calls.isEmpty());
-    QTRY_COMPARE(platform.panels.calls, QStringList{u"style panel"_s});
+    QVERIFY(platform.fakeShell.calls.isEmpty());
+    QTRY_COMPARE(platform.fakeShell.calls, QStringList{u"style panel"_s});
 }
 
 void tst_AppDelegate::aDestroyedWindowIsNotStyled()
 {
     FakePlatform platform;
     auto panel = std::optional<FakeNativeWindow>(u"panel"_s);
-    platform.panels.add(*panel);
+    platform.fakeShell.add(*panel);
     WindowStyler::make(*panel);
-    platform.panels.forget(*panel);
+    platform.fakeShell.forget(*panel);
     panel.reset();
     QCoreApplication::processEvents();
-    QVERIFY(platform.panels.calls.isEmpty());
+    QVERIFY(platform.fakeShell.calls.isEmpty());
 }
 
 void tst_AppDelegate::theMaterialIsBehindTheWindow()
@@ -141,7 +141,7 @@ void tst_AppDelegate::theMaterialIsBehindTheWindow()
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
     VisualEffect(Shell::Material::underWindowBackground).make(panel);
-    QCOMPARE(platform.panels.calls, QStringList{u"material 21 under panel"_s});
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"material 21 under panel"_s});
 }
 
 QTEST_GUILESS_MAIN(tst_AppDelegate)

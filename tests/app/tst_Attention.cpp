@@ -17,10 +17,10 @@ struct Scene : ViewModels
 {
     Scene()
     {
-        platform.panels.add(window);
+        platform.fakeShell.add(window);
         window.isOnScreen = true;
     }
-    ~Scene() { platform.panels.forget(window); }
+    ~Scene() { platform.fakeShell.forget(window); }
 
     void run(const QStringList &replies)
     {
@@ -31,11 +31,11 @@ struct Scene : ViewModels
 
     void focus()
     {
-        platform.panels.isInFront = true;
+        platform.fakeShell.isInFront = true;
         window.isOnScreen = window.isFocused = true;
     }
 
-    [[nodiscard]] const QStringList &calls() const { return platform.panels.calls; }
+    [[nodiscard]] const QStringList &calls() const { return platform.fakeShell.calls; }
     /// The notifications, without the changes to the window.
     [[nodiscard]] QStringList notices() const
     {
@@ -170,7 +170,7 @@ void tst_Attention::notificationsQuoteOnlyTheBeginning()
     QTRY_VERIFY(!scene.session->isRunning());
     QCOMPARE(scene.notices(), QStringList{u"tell Done: "_s + QString(78, u'x') + u'…'});
 
-    scene.platform.panels.calls.clear();
+    scene.platform.fakeShell.calls.clear();
     scene.task = u"write\tthis:\n\npassword 1234"_s;
     scene.run({done});
     QTRY_VERIFY(!scene.session->isRunning());
@@ -196,7 +196,7 @@ void tst_Attention::choosingTheNotificationShowsThePanel()
     scene.run({done});
     QTRY_VERIFY(!scene.session->isRunning());
     QCOMPARE(scene.shows, 0);
-    scene.platform.panels.chooseNotification();
+    scene.platform.fakeShell.chooseNotification();
     QCOMPARE(scene.shows, 1);
 }
 

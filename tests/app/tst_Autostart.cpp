@@ -27,23 +27,23 @@ private:
 
 QByteArray tst_Autostart::content() const
 {
-    QFile file(m_platform.place.loginFile);
+    QFile file(m_platform.fakeInstance.loginFile);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : "(no file)"_ba;
 }
 
 void tst_Autostart::theDesktopsFileIsWrittenAndRemoved()
 {
-    m_platform.place.loginFile = m_home.filePath(u"config/autostart/quillon"_s);
+    m_platform.fakeInstance.loginFile = m_home.filePath(u"config/autostart/quillon"_s);
     Autostart::set(Autostart::Switch::on);
     QCOMPARE(content(), QCoreApplication::applicationFilePath().toUtf8() + " --background");
     Autostart::set(Autostart::Switch::off);
-    QVERIFY(!QFile::exists(m_platform.place.loginFile));
+    QVERIFY(!QFile::exists(m_platform.fakeInstance.loginFile));
 }
 
 void tst_Autostart::anOlderFileIsReplaced()
 {
-    m_platform.place.loginFile = m_home.filePath(u"older"_s);
-    QFile file(m_platform.place.loginFile);
+    m_platform.fakeInstance.loginFile = m_home.filePath(u"older"_s);
+    QFile file(m_platform.fakeInstance.loginFile);
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write("another program");
     file.close();
@@ -53,10 +53,10 @@ void tst_Autostart::anOlderFileIsReplaced()
 
 void tst_Autostart::switchingOffTwiceIsFine()
 {
-    m_platform.place.loginFile = m_home.filePath(u"none"_s);
+    m_platform.fakeInstance.loginFile = m_home.filePath(u"none"_s);
     Autostart::set(Autostart::Switch::off);
     Autostart::set(Autostart::Switch::off);
-    QVERIFY(!QFile::exists(m_platform.place.loginFile));
+    QVERIFY(!QFile::exists(m_platform.fakeInstance.loginFile));
 }
 
 void tst_Autostart::whatCannotBeWrittenIsSaid()
@@ -64,15 +64,15 @@ void tst_Autostart::whatCannotBeWrittenIsSaid()
     // A file is where the folder belongs.
     QFile file(m_home.filePath(u"file"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
-    m_platform.place.loginFile = m_home.filePath(u"file/quillon"_s);
+    m_platform.fakeInstance.loginFile = m_home.filePath(u"file/quillon"_s);
     try {
         Autostart::set(Autostart::Switch::on);
         QFAIL("It has not failed.");
     } catch (const PlatformError &error) {
         const QString sentence = QString::fromUtf8(error.what());
-        QVERIFY2(
-            sentence.startsWith(u"“%1” could not be changed: "_s.arg(m_platform.place.loginFile)),
-            qPrintable(sentence));
+        QVERIFY2(sentence.startsWith(
+                     u"“%1” could not be changed: "_s.arg(m_platform.fakeInstance.loginFile)),
+                 qPrintable(sentence));
     }
 }
 

@@ -104,19 +104,19 @@ void tst_Doctor::onlyBadVerdictsAreUnhealthy()
 {
     FakePlatform platform;
     QVERIFY(Doctor::isHealthy(Doctor::examine()));
-    platform.health.key.verdict = Verdict::limited;
-    platform.health.capture.verdict = Verdict::neutral;
+    platform.fakeDiagnosis.key.verdict = Verdict::limited;
+    platform.fakeDiagnosis.capture.verdict = Verdict::neutral;
     QVERIFY(Doctor::isHealthy(Doctor::examine()));
-    platform.health.controls.verdict = Verdict::bad;
+    platform.fakeDiagnosis.controls.verdict = Verdict::bad;
     QVERIFY(!Doctor::isHealthy(Doctor::examine()));
 }
 
 void tst_Doctor::withoutADisplayOtherChecksThatNeedOneAreSkipped()
 {
     FakePlatform platform;
-    platform.health.screen = {Verdict::bad, u"none"_s, u"Log in."_s};
+    platform.fakeDiagnosis.screen = {Verdict::bad, u"none"_s, u"Log in."_s};
     const Finding unknown{Verdict::neutral, u"not known without a display"_s};
-    QCOMPARE(finding(u"Display"_s), platform.health.screen);
+    QCOMPARE(finding(u"Display"_s), platform.fakeDiagnosis.screen);
     QCOMPARE(finding(u"Hot key"_s), unknown);
     QCOMPARE(finding(u"Screen capture"_s), unknown);
     QVERIFY(!Doctor::isHealthy(Doctor::examine()));
@@ -125,16 +125,16 @@ void tst_Doctor::withoutADisplayOtherChecksThatNeedOneAreSkipped()
 void tst_Doctor::reportsTheSystem()
 {
     FakePlatform platform;
-    platform.health.screen.state = u"a big screen"_s;
-    platform.health.controls = {Verdict::bad, u"not allowed"_s, u"Allow it."_s};
-    platform.health.key = {Verdict::limited, u"taken"_s, u"Take another."_s};
-    platform.health.capture = {Verdict::limited, u"not allowed"_s, u"Allow it, too."_s};
-    platform.health.folders.state = u"Filer"_s;
-    QCOMPARE(finding(u"Display"_s), platform.health.screen);
-    QCOMPARE(finding(u"Accessibility"_s), platform.health.controls);
-    QCOMPARE(finding(u"Hot key"_s), platform.health.key);
-    QCOMPARE(finding(u"Screen capture"_s), platform.health.capture);
-    QCOMPARE(finding(u"File manager"_s), platform.health.folders);
+    platform.fakeDiagnosis.screen.state = u"a big screen"_s;
+    platform.fakeDiagnosis.controls = {Verdict::bad, u"not allowed"_s, u"Allow it."_s};
+    platform.fakeDiagnosis.key = {Verdict::limited, u"taken"_s, u"Take another."_s};
+    platform.fakeDiagnosis.capture = {Verdict::limited, u"not allowed"_s, u"Allow it, too."_s};
+    platform.fakeDiagnosis.folders.state = u"Filer"_s;
+    QCOMPARE(finding(u"Display"_s), platform.fakeDiagnosis.screen);
+    QCOMPARE(finding(u"Accessibility"_s), platform.fakeDiagnosis.controls);
+    QCOMPARE(finding(u"Hot key"_s), platform.fakeDiagnosis.key);
+    QCOMPARE(finding(u"Screen capture"_s), platform.fakeDiagnosis.capture);
+    QCOMPARE(finding(u"File manager"_s), platform.fakeDiagnosis.folders);
     QVERIFY(finding(u"Quillon"_s).state.startsWith(u"4.5.6 on "));
 }
 

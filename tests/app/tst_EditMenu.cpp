@@ -36,7 +36,7 @@ void tst_EditMenu::clearHistoryFollowsTheTextEditingItems()
 {
     FakePlatform platform;
     EditMenu::install([] {});
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"menu item Undo z"_s, u"menu item Redo Z"_s, u"menu item Cut x"_s,
                           u"menu item Copy c"_s, u"menu item Paste v"_s,
                           u"menu item Select All a"_s, u"menu item Clear History k"_s}));
@@ -46,7 +46,7 @@ void tst_EditMenu::nothingOpensASecondWindow()
 {
     FakePlatform platform;
     EditMenu::install([] {});
-    for (const QString &call : platform.panels.calls)
+    for (const QString &call : platform.fakeShell.calls)
         QVERIFY2(!call.endsWith(u" n") && !call.contains(u"New"), qPrintable(call));
 }
 
@@ -55,7 +55,7 @@ void tst_EditMenu::clearHistoryCallsItsFunction()
     FakePlatform platform;
     int clearings = 0;
     EditMenu::install([&] { ++clearings; });
-    platform.panels.menu.value(u"Clear History"_s)();
+    platform.fakeShell.menu.value(u"Clear History"_s)();
     QCOMPARE(clearings, 1);
 }
 
@@ -67,8 +67,8 @@ void tst_EditMenu::textEditingItemsTypeTheirKeys()
     window.show();
     window.requestActivate();
     QTRY_COMPARE(QGuiApplication::focusWindow(), &window);
-    platform.panels.menu.value(u"Copy"_s)();
-    platform.panels.menu.value(u"Redo"_s)();
+    platform.fakeShell.menu.value(u"Copy"_s)();
+    platform.fakeShell.menu.value(u"Redo"_s)();
     const QList<QKeyCombination> expected{Qt::CTRL | Qt::Key_C, Qt::CTRL | Qt::SHIFT | Qt::Key_Z};
     QTRY_COMPARE(window.keys, expected);
 }
@@ -78,7 +78,7 @@ void tst_EditMenu::textEditingItemsDoNothingWithoutAWindow()
     FakePlatform platform;
     EditMenu::install([] {});
     QTRY_VERIFY(!QGuiApplication::focusWindow());
-    platform.panels.menu.value(u"Paste"_s)();
+    platform.fakeShell.menu.value(u"Paste"_s)();
     QCoreApplication::processEvents();
     QVERIFY(!QGuiApplication::focusWindow());
 }

@@ -26,17 +26,17 @@ void tst_HotKey::summoningActivatesTheApplicationAndCentresThePanel()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     HotKey::summon();
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
     QVERIFY(panel.isOnScreen);
 
     // It is centred again, wherever the user has moved it.
     panel.isFocused = false;
-    platform.panels.calls.clear();
+    platform.fakeShell.calls.clear();
     HotKey::summon();
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
@@ -44,12 +44,12 @@ void tst_HotKey::theSignalFollowsWhenThePanelIsInFront()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     int summons = 0;
     QObject listener;
     connect(&HotKey::shared(), &HotKey::summonPalette, &listener, [&] {
         ++summons;
-        QCOMPARE(platform.panels.calls.last(), u"center panel"_s);
+        QCOMPARE(platform.fakeShell.calls.last(), u"center panel"_s);
     });
     HotKey::summon();
     QCOMPARE(summons, 1);
@@ -62,11 +62,11 @@ void tst_HotKey::summoningHidesTheApplicationIfThePanelHasTheFocus()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     HotKey::summon();
-    platform.panels.calls.clear();
+    platform.fakeShell.calls.clear();
     HotKey::summon();
-    QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"hide"_s});
     QVERIFY(!panel.isOnScreen);
 }
 
@@ -91,12 +91,12 @@ void tst_HotKey::summoningShowsAHiddenPanel()
     QFETCH(bool, isVisible);
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
-    platform.panels.isInFront = isActive;
+    platform.fakeShell.add(panel);
+    platform.fakeShell.isInFront = isActive;
     panel.isFocused = isKey;
     panel.isOnScreen = isVisible;
     HotKey::summon();
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
 }
 
@@ -105,14 +105,15 @@ void tst_HotKey::everyMainWindowComesToTheFrontInOrder()
     FakePlatform platform;
     FakeNativeWindow first(u"first"_s);
     FakeNativeWindow second(u"second"_s);
-    platform.panels.add(first);
-    platform.panels.add(second);
+    platform.fakeShell.add(first);
+    platform.fakeShell.add(second);
     HotKey::summon();
-    QCOMPARE(platform.panels.calls, (QStringList{u"activate"_s, u"front first"_s, u"center first"_s,
-                                                 u"front second"_s, u"center second"_s}));
-    platform.panels.calls.clear();
+    QCOMPARE(platform.fakeShell.calls,
+             (QStringList{u"activate"_s, u"front first"_s, u"center first"_s, u"front second"_s,
+                          u"center second"_s}));
+    platform.fakeShell.calls.clear();
     HotKey::summon();
-    QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"hide"_s});
 }
 
 void tst_HotKey::windowsThatCannotBecomeMainAreNotMoved()
@@ -121,10 +122,10 @@ void tst_HotKey::windowsThatCannotBecomeMainAreNotMoved()
     FakeNativeWindow tip(u"tip"_s);
     tip.mayBecomeMain = false;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(tip);
-    platform.panels.add(panel);
+    platform.fakeShell.add(tip);
+    platform.fakeShell.add(panel);
     HotKey::summon();
-    QCOMPARE(platform.panels.calls,
+    QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"activate"_s, u"front panel"_s, u"center panel"_s}));
     QVERIFY(!tip.isOnScreen);
 }
@@ -134,7 +135,7 @@ void tst_HotKey::anApplicationWithoutWindowsIsStillActivated()
     FakePlatform platform;
     const QSignalSpy summons(&HotKey::shared(), &HotKey::summonPalette);
     HotKey::summon();
-    QCOMPARE(platform.panels.calls, QStringList{u"activate"_s});
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"activate"_s});
     QCOMPARE(summons.size(), 1);
 }
 
@@ -142,12 +143,12 @@ void tst_HotKey::thePressedKeySummons()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.panels.add(panel);
+    platform.fakeShell.add(panel);
     HotKey::shared().registerKey();
-    QCOMPARE(platform.panels.calls, QStringList{u"register"_s});
-    platform.key.press();
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"register"_s});
+    platform.fakeHotKey.press();
     QVERIFY(panel.isOnScreen);
-    platform.key.press();
+    platform.fakeHotKey.press();
     QVERIFY(!panel.isOnScreen);
 }
 

@@ -42,8 +42,8 @@ void tst_KeyOffer::nothingIsSaidOfAKeyThatIsOurs()
 void tst_KeyOffer::aKeyThatIsTakenIsSaidOnce()
 {
     FakePlatform platform;
-    platform.key.isTaken = true;
-    platform.key.otherKey = u"Ctrl+Alt+Space"_s;
+    platform.fakeHotKey.isTaken = true;
+    platform.fakeHotKey.otherKey = u"Ctrl+Alt+Space"_s;
     KeyOffer offer;
     const QSignalSpy changes(&offer, &KeyOffer::changed);
     HotKey::shared().registerKey();
@@ -55,19 +55,19 @@ void tst_KeyOffer::aKeyThatIsTakenIsSaidOnce()
     QCOMPARE(offer.action(), QString());
     HotKey::summon();
     QCOMPARE(offer.text(), QString());
-    QVERIFY(!platform.key.isOtherBound);
+    QVERIFY(!platform.fakeHotKey.isOtherBound);
 }
 
 void tst_KeyOffer::theOtherKeyIsBoundWithTheUsersConsent()
 {
     FakePlatform platform;
-    platform.key.isTaken = true;
-    platform.key.otherKey = u"Ctrl+Alt+Space"_s;
+    platform.fakeHotKey.isTaken = true;
+    platform.fakeHotKey.otherKey = u"Ctrl+Alt+Space"_s;
     KeyOffer offer;
     HotKey::shared().registerKey();
-    QVERIFY(!platform.key.isOtherBound);
+    QVERIFY(!platform.fakeHotKey.isOtherBound);
     offer.accept();
-    QVERIFY(platform.key.isOtherBound);
+    QVERIFY(platform.fakeHotKey.isOtherBound);
     QCOMPARE(offer.text(), u"Ctrl+Alt+Space shows and hides Quillon from now on."_s);
     QCOMPARE(offer.action(), QString());
     QCOMPARE(offer.help(), u"Ctrl+Alt+Space shows and hides Quillon"_s);
@@ -76,9 +76,9 @@ void tst_KeyOffer::theOtherKeyIsBoundWithTheUsersConsent()
 void tst_KeyOffer::aKeyThatWasBoundBeforeIsEnough()
 {
     FakePlatform platform;
-    platform.key.isTaken = true;
-    platform.key.otherKey = u"Ctrl+Alt+Space"_s;
-    platform.key.isOtherBound = true;
+    platform.fakeHotKey.isTaken = true;
+    platform.fakeHotKey.otherKey = u"Ctrl+Alt+Space"_s;
+    platform.fakeHotKey.isOtherBound = true;
     KeyOffer offer;
     HotKey::shared().registerKey();
     QCOMPARE(offer.text(), QString());
@@ -88,10 +88,10 @@ void tst_KeyOffer::aKeyThatWasBoundBeforeIsEnough()
 void tst_KeyOffer::whyItIsNotBoundIsSaid()
 {
     FakePlatform platform;
-    platform.key.isTaken = true;
-    platform.key.otherKey = u"Ctrl+Alt+Space"_s;
-    platform.key.toggleCommand = u"quillon --toggle"_s;
-    platform.key.failure = u"It did not take the key."_s;
+    platform.fakeHotKey.isTaken = true;
+    platform.fakeHotKey.otherKey = u"Ctrl+Alt+Space"_s;
+    platform.fakeHotKey.toggleCommand = u"quillon --toggle"_s;
+    platform.fakeHotKey.failure = u"It did not take the key."_s;
     KeyOffer offer;
     HotKey::shared().registerKey();
     offer.accept();
@@ -102,8 +102,8 @@ void tst_KeyOffer::whyItIsNotBoundIsSaid()
 void tst_KeyOffer::aDesktopThatBindsNoneGetsTheCommandCopied()
 {
     FakePlatform platform;
-    platform.key.isTaken = true;
-    platform.key.toggleCommand = u"quillon --toggle"_s;
+    platform.fakeHotKey.isTaken = true;
+    platform.fakeHotKey.toggleCommand = u"quillon --toggle"_s;
     KeyOffer offer;
     HotKey::shared().registerKey();
     QCOMPARE(offer.text(), taken + u" Bind a key to “quillon --toggle”."_s);
@@ -117,7 +117,7 @@ void tst_KeyOffer::aDesktopThatBindsNoneGetsTheCommandCopied()
 void tst_KeyOffer::aSystemWithoutSettingsForKeysSaysItOnly()
 {
     FakePlatform platform;
-    platform.key.isTaken = true;
+    platform.fakeHotKey.isTaken = true;
     KeyOffer offer;
     HotKey::shared().registerKey();
     QCOMPARE(offer.text(), taken);

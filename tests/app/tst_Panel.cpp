@@ -30,19 +30,19 @@ private Q_SLOTS:
 void tst_Panel::theTrustIsReadAtTheStart()
 {
     FakePlatform platform;
-    platform.controls.trusted = true;
+    platform.fakeAccessibility.trusted = true;
     QVERIFY(Panel().isTrusted());
-    platform.controls.trusted = false;
+    platform.fakeAccessibility.trusted = false;
     QVERIFY(!Panel().isTrusted());
 }
 
 void tst_Panel::theTrustIsReadAgainOnEverySummon()
 {
     FakePlatform platform;
-    platform.controls.trusted = false;
+    platform.fakeAccessibility.trusted = false;
     const Panel panel;
     const QSignalSpy changes(&panel, &Panel::trustedChanged);
-    platform.controls.trusted = true;
+    platform.fakeAccessibility.trusted = true;
     QVERIFY(!panel.isTrusted()); // there is no timer
     HotKey::summon();
     QVERIFY(panel.isTrusted());
@@ -54,9 +54,9 @@ void tst_Panel::theTrustIsReadAgainOnEverySummon()
 void tst_Panel::theTrustIsReadAgainWhenTheApplicationBecomesActive()
 {
     FakePlatform platform;
-    platform.controls.trusted = false;
+    platform.fakeAccessibility.trusted = false;
     const Panel panel;
-    platform.controls.trusted = true;
+    platform.fakeAccessibility.trusted = true;
     QWindow window;
     window.show();
     window.requestActivate();
@@ -69,14 +69,14 @@ void tst_Panel::requestTrustCallsThePlatform()
     FakePlatform platform;
     Panel panel;
     panel.requestTrust();
-    QCOMPARE(platform.controls.trustRequests, 1);
+    QCOMPARE(platform.fakeAccessibility.trustRequests, 1);
 }
 
 void tst_Panel::aPermissionThatIsGrantedAtOnceIsReadAtOnce()
 {
     FakePlatform platform;
-    platform.controls.trusted = false;
-    platform.controls.givesTrust = true;
+    platform.fakeAccessibility.trusted = false;
+    platform.fakeAccessibility.givesTrust = true;
     Panel panel;
     const QSignalSpy changes(&panel, &Panel::trustedChanged);
     panel.requestTrust();
@@ -87,9 +87,9 @@ void tst_Panel::aPermissionThatIsGrantedAtOnceIsReadAtOnce()
 void tst_Panel::theSummonIsForwarded()
 {
     FakePlatform platform;
-    platform.controls.trusted = false;
+    platform.fakeAccessibility.trusted = false;
     const Panel panel;
-    platform.controls.trusted = true;
+    platform.fakeAccessibility.trusted = true;
     bool wasTrusted = false;
     connect(&panel, &Panel::summonPalette, &panel, [&] { wasTrusted = panel.isTrusted(); });
     const QSignalSpy summons(&panel, &Panel::summonPalette);
@@ -102,7 +102,7 @@ void tst_Panel::hideHidesTheApplication()
 {
     FakePlatform platform;
     Panel().hide();
-    QCOMPARE(platform.panels.calls, QStringList{u"hide"_s});
+    QCOMPARE(platform.fakeShell.calls, QStringList{u"hide"_s});
 }
 
 void tst_Panel::closeAndMinimiseAreForwardedToTheWindow()
@@ -117,7 +117,7 @@ void tst_Panel::closeAndMinimiseAreForwardedToTheWindow()
     window.isOnScreen = true;
     panel.close();
     QVERIFY(!window.isOnScreen);
-    QVERIFY(platform.panels.calls.isEmpty());
+    QVERIFY(platform.fakeShell.calls.isEmpty());
 }
 
 void tst_Panel::doesNothingWithoutAWindow()
@@ -126,7 +126,7 @@ void tst_Panel::doesNothingWithoutAWindow()
     Panel panel;
     panel.minimise();
     panel.close();
-    QVERIFY(platform.panels.calls.isEmpty());
+    QVERIFY(platform.fakeShell.calls.isEmpty());
 }
 
 void tst_Panel::theLookIsThatOfTheDesktop()
@@ -137,7 +137,7 @@ void tst_Panel::theLookIsThatOfTheDesktop()
     QVERIFY(!panel.hasReducedMotion());
     QVERIFY(!panel.accentColor().isValid());
     const QSignalSpy changes(&panel, &Panel::lookChanged);
-    platform.settings.change(
+    platform.fakeAppearance.change(
         {.isDark = true, .hasReducedMotion = true, .accent = Look::Color{1, 0.5, 0}});
     QCOMPARE(changes.size(), 1);
     QVERIFY(panel.property("darkMode").toBool());
@@ -152,7 +152,7 @@ void tst_Panel::theCompositorMayComeAndGo()
     const QSignalSpy changes(&panel, &Panel::compositedChanged);
     QVERIFY(!panel.isComposited());
     QVERIFY(!panel.blursBehind());
-    platform.panels.changeComposition(true, true);
+    platform.fakeShell.changeComposition(true, true);
     QVERIFY(panel.property("blursBehind").toBool());
     QVERIFY(panel.property("composited").toBool());
     QCOMPARE(changes.size(), 1);

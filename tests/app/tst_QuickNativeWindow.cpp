@@ -21,9 +21,9 @@ void tst_QuickNativeWindow::isRegisteredWithTheShellWhileItExists()
     QQuickWindow window;
     {
         QuickNativeWindow panel(window, [] {});
-        QCOMPARE(platform.panels.windows(), QList<NativeWindow *>{&panel});
+        QCOMPARE(platform.fakeShell.windows(), QList<NativeWindow *>{&panel});
     }
-    QVERIFY(platform.panels.windows().isEmpty());
+    QVERIFY(platform.fakeShell.windows().isEmpty());
 }
 
 void tst_QuickNativeWindow::reportsEachCreationOfTheNativeWindow()

@@ -27,7 +27,7 @@ void tst_SingleInstance::theFirstStartReceivesLaterRequests()
     const auto received = [&](Request request) { heard.append(request); };
     QCOMPARE(SingleInstance::settle(received, Request::open), Outcome::isOurs);
     QVERIFY(heard.isEmpty());
-    platform.place.request(Request::toggle);
+    platform.fakeInstance.request(Request::toggle);
     QCOMPARE(heard, QList{Request::toggle});
 }
 
@@ -43,38 +43,38 @@ void tst_SingleInstance::laterStartsSendTheirRequests()
 {
     QFETCH(Request, request);
     FakePlatform platform;
-    platform.place.answers = {Answer::taken};
+    platform.fakeInstance.answers = {Answer::taken};
     QCOMPARE(SingleInstance::settle({}, request), Outcome::handedOver);
-    QCOMPARE(platform.place.requests, QList{request});
-    QCOMPARE(platform.place.claims, 1);
+    QCOMPARE(platform.fakeInstance.requests, QList{request});
+    QCOMPARE(platform.fakeInstance.claims, 1);
 }
 
 void tst_SingleInstance::anEndedInstanceIsReplaced()
 {
     FakePlatform platform;
-    platform.place.answers = {Answer::nobody};
+    platform.fakeInstance.answers = {Answer::nobody};
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::isOurs);
-    QCOMPARE(platform.place.claims, 2);
+    QCOMPARE(platform.fakeInstance.claims, 2);
 
     // Another start was quicker.
-    platform.place.answers = {Answer::nobody, Answer::taken};
+    platform.fakeInstance.answers = {Answer::nobody, Answer::taken};
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::handedOver);
 }
 
 void tst_SingleInstance::aSilentInstanceIsNotAskedAgain()
 {
     FakePlatform platform;
-    platform.place.answers = {Answer::silent, Answer::taken};
+    platform.fakeInstance.answers = {Answer::silent, Answer::taken};
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::silent);
-    QCOMPARE(platform.place.requests.size(), 1);
+    QCOMPARE(platform.fakeInstance.requests.size(), 1);
 }
 
 void tst_SingleInstance::givesUpIfInstancesKeepChanging()
 {
     FakePlatform platform;
-    platform.place.answers = QList<Answer>(100, Answer::nobody);
+    platform.fakeInstance.answers = QList<Answer>(100, Answer::nobody);
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::silent);
-    QCOMPARE(platform.place.claims, 5);
+    QCOMPARE(platform.fakeInstance.claims, 5);
 }
 
 QTEST_GUILESS_MAIN(tst_SingleInstance)

@@ -64,7 +64,7 @@ void tst_Applications::init()
 {
     m_platform = std::make_unique<FakePlatform>();
     m_pauses = std::make_unique<SeenPauses>();
-    m_desk = &m_platform->desk;
+    m_desk = &m_platform->fakeWorkspace;
     m_desk->folders = {u"/a"_s, u"/b"_s};
 }
 

@@ -13,14 +13,14 @@ const QString noPermission =
 class Desktop : public FakePlatform
 {
 public:
-    Desktop() { desk.front = Application{.pid = ProcessId{7}, .name = u"Notes"_s}; }
+    Desktop() { fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Notes"_s}; }
 
     /// Nested elements, the first one in the application; returns the last one.
     qsizetype chain(qsizetype length)
     {
         qsizetype last = 0;
         for (qsizetype i = 0; i < length; ++i)
-            last = controls.add(last, {.role = u"AXGroup"_s});
+            last = fakeAccessibility.add(last, {.role = u"AXGroup"_s});
         return last;
     }
 };
@@ -96,41 +96,41 @@ private Q_SLOTS:
 void tst_Controls::requestsAMissingPermission()
 {
     Desktop desktop;
-    desktop.controls.trusted = false;
+    desktop.fakeAccessibility.trusted = false;
     QCOMPARE(click(u"Save"_s), noPermission);
-    QCOMPARE(desktop.controls.trustRequests, 1);
+    QCOMPARE(desktop.fakeAccessibility.trustRequests, 1);
     QCOMPARE(readUI(), noPermission);
-    QCOMPARE(desktop.controls.trustRequests, 2);
-    QVERIFY(desktop.controls.opened.isEmpty());
+    QCOMPARE(desktop.fakeAccessibility.trustRequests, 2);
+    QVERIFY(desktop.fakeAccessibility.opened.isEmpty());
     QCOMPARE(outcome(u"list_windows"_s), u"none"_s);
-    QCOMPARE(desktop.controls.trustRequests, 2);
+    QCOMPARE(desktop.fakeAccessibility.trustRequests, 2);
 }
 
 void tst_Controls::continuesIfTheRequestGrantsThePermission()
 {
     Desktop desktop;
-    desktop.controls.trusted = false;
-    desktop.controls.givesTrust = true;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    desktop.fakeAccessibility.trusted = false;
+    desktop.fakeAccessibility.givesTrust = true;
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
     QCOMPARE(click(u"Save"_s), u"Clicked “Save”."_s);
-    QCOMPARE(desktop.controls.trustRequests, 1);
+    QCOMPARE(desktop.fakeAccessibility.trustRequests, 1);
 }
 
 void tst_Controls::checksThePermissionBeforeTheFront()
 {
     Desktop desktop;
-    desktop.desk.front.reset();
-    desktop.controls.trusted = false;
+    desktop.fakeWorkspace.front.reset();
+    desktop.fakeAccessibility.trusted = false;
     QCOMPARE(readUI(), noPermission);
 }
 
 void tst_Controls::failsWithoutAFrontApplication()
 {
     Desktop desktop;
-    desktop.desk.front.reset();
+    desktop.fakeWorkspace.front.reset();
     QCOMPARE(click(u"Save"_s), u"ActionError: No frontmost app."_s);
     QCOMPARE(readUI(), u"ActionError: No frontmost app."_s);
-    QCOMPARE(desktop.controls.trustRequests, 0);
+    QCOMPARE(desktop.fakeAccessibility.trustRequests, 0);
 }
 
 void tst_Controls::readsTheFrontApplication()
@@ -138,16 +138,16 @@ void tst_Controls::readsTheFrontApplication()
     Desktop desktop;
     (void)readUI();
     (void)click(u"Save"_s);
-    QCOMPARE(desktop.controls.opened, QList<ProcessId>(2, ProcessId{7}));
+    QCOMPARE(desktop.fakeAccessibility.opened, QList<ProcessId>(2, ProcessId{7}));
 }
 
 void tst_Controls::clickNeedsALabel()
 {
     Desktop desktop;
-    desktop.controls.trusted = false;
+    desktop.fakeAccessibility.trusted = false;
     QCOMPARE(outcome(u"click"_s), u"ActionError: Missing label."_s);
     QCOMPARE(click(u" \n"_s), u"ActionError: Missing label."_s);
-    QCOMPARE(desktop.controls.trustRequests, 0);
+    QCOMPARE(desktop.fakeAccessibility.trustRequests, 0);
 }
 
 namespace {
@@ -176,11 +176,11 @@ void tst_Controls::clickableRoles()
     QFETCH(QString, role);
     QFETCH(bool, isChosen);
     Desktop desktop;
-    const qsizetype control = desktop.controls.add(0, {.role = role, .title = u"Save"_s});
+    const qsizetype control = desktop.fakeAccessibility.add(0, {.role = role, .title = u"Save"_s});
     QCOMPARE(click(u"Save"_s), isChosen
                                    ? u"Clicked “Save”."_s
                                    : u"ActionError: Couldn't find a control labelled “Save”."_s);
-    QCOMPARE(desktop.controls.pressed, isChosen ? QList{control} : QList<qsizetype>());
+    QCOMPARE(desktop.fakeAccessibility.pressed, isChosen ? QList{control} : QList<qsizetype>());
 }
 
 void tst_Controls::readableRoles_data()
@@ -194,7 +194,7 @@ void tst_Controls::readableRoles()
     QFETCH(QString, role);
     QFETCH(bool, isChosen);
     Desktop desktop;
-    desktop.controls.add(0, {.role = role, .title = u"Save"_s});
+    desktop.fakeAccessibility.add(0, {.role = role, .title = u"Save"_s});
     QCOMPARE(readUI(), isChosen ? role.mid(2) + u": Save"_s : u"No readable controls found."_s);
 }
 
@@ -214,50 +214,51 @@ void tst_Controls::usesTheFirstNonEmptyTextAsTheLabel()
     QFETCH(QStringList, texts);
     QFETCH(QString, label);
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"first"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s,
-                             .title = texts[0],
-                             .description = texts[1],
-                             .value = texts[2],
-                             .help = texts[3]});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .description = u"last"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"first"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s,
+                                      .title = texts[0],
+                                      .description = texts[1],
+                                      .value = texts[2],
+                                      .help = texts[3]});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .description = u"last"_s});
     QCOMPARE(readUI(), u"Button: first | Button: "_s + label + u" | Button: last"_s);
 }
 
 void tst_Controls::prefersAnExactLabel()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
-    const qsizetype save =
-        desktop.controls.add(desktop.chain(5), {.role = u"AXButton"_s, .title = u"Save"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
+    const qsizetype save = desktop.fakeAccessibility.add(
+        desktop.chain(5), {.role = u"AXButton"_s, .title = u"Save"_s});
     QCOMPARE(click(u"save"_s), u"Clicked “save”."_s);
-    QCOMPARE(desktop.controls.pressed, QList{save});
+    QCOMPARE(desktop.fakeAccessibility.pressed, QList{save});
 }
 
 void tst_Controls::choosesTheFirstPartialLabel()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXStaticText"_s, .title = u"sav"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXStaticText"_s, .title = u"sav"_s});
     const qsizetype saveAs =
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save As…"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
     QCOMPARE(click(u"sav"_s), u"Clicked “sav”."_s);
-    QCOMPARE(desktop.controls.pressed, QList{saveAs});
+    QCOMPARE(desktop.fakeAccessibility.pressed, QList{saveAs});
 }
 
 void tst_Controls::choosesTheFirstOfEqualLabels()
 {
     Desktop desktop;
-    const qsizetype first = desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    const qsizetype first =
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
     (void)click(u"OK"_s);
-    QCOMPARE(desktop.controls.pressed, QList{first});
+    QCOMPARE(desktop.fakeAccessibility.pressed, QList{first});
 }
 
 void tst_Controls::ignoresCaseAndTheEncodingOfAccents()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXMenuBarItem"_s, .title = u"ÉDITION"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXMenuBarItem"_s, .title = u"ÉDITION"_s});
     QCOMPARE(click(u"e\u0301dition"_s), u"Clicked “e\u0301dition”."_s);
     QCOMPARE(click(u"édit"_s), u"Clicked “édit”."_s);
 }
@@ -265,45 +266,47 @@ void tst_Controls::ignoresCaseAndTheEncodingOfAccents()
 void tst_Controls::walksLevelByLevel()
 {
     Desktop desktop;
-    const qsizetype window = desktop.controls.add(0, {.role = u"AXWindow"_s, .title = u"w"_s});
-    desktop.controls.add(window, {.role = u"AXButton"_s, .title = u"deep"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"flat"_s});
-    desktop.controls.all[0].role = u"AXButton"_s;
-    desktop.controls.all[0].title = u"root"_s;
+    const qsizetype window =
+        desktop.fakeAccessibility.add(0, {.role = u"AXWindow"_s, .title = u"w"_s});
+    desktop.fakeAccessibility.add(window, {.role = u"AXButton"_s, .title = u"deep"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"flat"_s});
+    desktop.fakeAccessibility.all[0].role = u"AXButton"_s;
+    desktop.fakeAccessibility.all[0].title = u"root"_s;
     QCOMPARE(readUI(), u"Button: root | Button: flat | Button: deep"_s);
 }
 
 void tst_Controls::trimsTheLabelAndReportsItAsGiven()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
     QCOMPARE(click(u" SAVE\n"_s), u"Clicked “SAVE”."_s);
 }
 
 void tst_Controls::reportsAControlThatRefuses()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s, .refusesPress = true});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
+    desktop.fakeAccessibility.add(
+        0, {.role = u"AXButton"_s, .title = u"Save"_s, .refusesPress = true});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save"_s});
     QCOMPARE(click(u"Save"_s), u"ActionError: “Save” didn't respond to a click."_s);
-    QCOMPARE(desktop.controls.pressed.size(), 1);
+    QCOMPARE(desktop.fakeAccessibility.pressed.size(), 1);
 }
 
 void tst_Controls::reportsAMissingControl()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"Sav"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Sav"_s});
     QCOMPARE(click(u"Save"_s), u"ActionError: Couldn't find a control labelled “Save”."_s);
-    QVERIFY(desktop.controls.pressed.isEmpty());
+    QVERIFY(desktop.fakeAccessibility.pressed.isEmpty());
 }
 
 void tst_Controls::clickVisitsThreeThousandElements()
 {
     Desktop desktop;
     for (int i = 0; i < 2999; ++i)
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"beyond"_s});
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"beyond"_s});
     QCOMPARE(click(u"2998"_s), u"Clicked “2998”."_s);
     QCOMPARE(click(u"beyond"_s), u"ActionError: Couldn't find a control labelled “beyond”."_s);
 }
@@ -313,8 +316,8 @@ void tst_Controls::clickGoesTwelveLevelsDeep()
     Desktop desktop;
     const qsizetype eleventh = desktop.chain(11);
     const qsizetype twelfth =
-        desktop.controls.add(eleventh, {.role = u"AXButton"_s, .title = u"twelve"_s});
-    desktop.controls.add(twelfth, {.role = u"AXButton"_s, .title = u"thirteen"_s});
+        desktop.fakeAccessibility.add(eleventh, {.role = u"AXButton"_s, .title = u"twelve"_s});
+    desktop.fakeAccessibility.add(twelfth, {.role = u"AXButton"_s, .title = u"thirteen"_s});
     QCOMPARE(click(u"twelve"_s), u"Clicked “twelve”."_s);
     QCOMPARE(click(u"thirteen"_s), u"ActionError: Couldn't find a control labelled “thirteen”."_s);
 }
@@ -323,26 +326,26 @@ void tst_Controls::clickStopsAtTheControl()
 {
     Desktop desktop;
     for (int i = 0; i < 2000; ++i)
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
     (void)click(u"3"_s);
-    QVERIFY2(desktop.controls.nodesRead <= 200,
-             qPrintable(QString::number(desktop.controls.nodesRead)));
+    QVERIFY2(desktop.fakeAccessibility.nodesRead <= 200,
+             qPrintable(QString::number(desktop.fakeAccessibility.nodesRead)));
 }
 
 void tst_Controls::readsInTheOrderOfTheWalk()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXStaticText"_s, .value = u"Name:"_s});
-    desktop.controls.add(0, {.role = u"AXTextField"_s, .value = u"Ada"_s});
-    desktop.controls.add(0, {.role = u"AXPopUpButton"_s, .title = u"Size"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXStaticText"_s, .value = u"Name:"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXTextField"_s, .value = u"Ada"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXPopUpButton"_s, .title = u"Size"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
     QCOMPARE(readUI(), u"StaticText: Name: | TextField: Ada | Button: OK"_s);
 }
 
 void tst_Controls::skipsControlsWithoutALabel()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s});
     QCOMPARE(readUI(), u"No readable controls found."_s);
 }
 
@@ -350,8 +353,8 @@ void tst_Controls::readsEqualLinesOnce()
 {
     Desktop desktop;
     for (const QString &title : {u"OK"_s, u"Cancel"_s, u"OK"_s, u"ok"_s})
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = title});
-    desktop.controls.add(0, {.role = u"AXLink"_s, .title = u"OK"_s});
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = title});
+    desktop.fakeAccessibility.add(0, {.role = u"AXLink"_s, .title = u"OK"_s});
     QCOMPARE(readUI(), u"Button: OK | Button: Cancel | Button: ok | Link: OK"_s);
 }
 
@@ -359,12 +362,13 @@ void tst_Controls::cutsLongLabelsAtAGrapheme()
 {
     Desktop desktop;
     const QString family = u"👩‍👩‍👧"_s; // one grapheme of three persons
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(80)});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50)});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = family.repeated(51)});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"e\u0301"_s.repeated(50)});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(80)});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50)});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = family.repeated(51)});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"e\u0301"_s.repeated(50)});
     // The persons are also one grapheme after Indic letters.
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"नी"_s + family.repeated(50)});
+    desktop.fakeAccessibility.add(0,
+                                  {.role = u"AXButton"_s, .title = u"नी"_s + family.repeated(50)});
     QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50) + u" | Button: "_s +
                            family.repeated(50) + u" | Button: "_s + u"e\u0301"_s.repeated(50) +
                            u" | Button: नी"_s + family.repeated(49));
@@ -373,8 +377,8 @@ void tst_Controls::cutsLongLabelsAtAGrapheme()
 void tst_Controls::readsLabelsWithTheSameBeginningOnce()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'a'});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'b'});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'a'});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"x"_s.repeated(50) + u'b'});
     QCOMPARE(readUI(), u"Button: "_s + u"x"_s.repeated(50));
 }
 
@@ -382,13 +386,13 @@ void tst_Controls::skipsHiddenControls()
 {
     Desktop desktop;
     for (const Visibility visibility : {Visibility::hidden, Visibility::shown, Visibility::hidden})
-        desktop.controls.add(0,
-                             {.role = u"AXButton"_s, .title = u"OK"_s, .visibility = visibility});
-    desktop.controls.add(
+        desktop.fakeAccessibility.add(
+            0, {.role = u"AXButton"_s, .title = u"OK"_s, .visibility = visibility});
+    desktop.fakeAccessibility.add(
         0, {.role = u"AXButton"_s, .title = u"Cancel"_s, .visibility = Visibility::hidden});
     QCOMPARE(readUI(), u"Button: OK"_s);
     QCOMPARE(click(u"OK"_s), u"Clicked “OK”."_s);
-    QCOMPARE(desktop.controls.pressed, QList<qsizetype>{2});
+    QCOMPARE(desktop.fakeAccessibility.pressed, QList<qsizetype>{2});
     QCOMPARE(click(u"Cancel"_s), u"ActionError: Couldn't find a control labelled “Cancel”."_s);
 }
 
@@ -418,17 +422,17 @@ void tst_Controls::prefersTheEqualLabelThatShows()
     QFETCH(qsizetype, pressed);
     Desktop desktop;
     for (qsizetype i = 0; i < titles.size(); ++i) {
-        desktop.controls.add(
+        desktop.fakeAccessibility.add(
             0, {.role = u"AXButton"_s, .title = titles[i], .visibility = visibilities[i]});
     }
     QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
-    QCOMPARE(desktop.controls.pressed, QList<qsizetype>{pressed});
+    QCOMPARE(desktop.fakeAccessibility.pressed, QList<qsizetype>{pressed});
 }
 
 void tst_Controls::readsControlsThatMayShow()
 {
     Desktop desktop;
-    desktop.controls.add(
+    desktop.fakeAccessibility.add(
         0, {.role = u"AXButton"_s, .title = u"OK"_s, .visibility = Visibility::unclear});
     QCOMPARE(readUI(), u"Button: OK"_s);
 }
@@ -445,9 +449,9 @@ void tst_Controls::readsFortyLines()
     QStringList lines;
     for (int i = 0; i < 41; ++i) {
         // Skipped and repeated controls do not count.
-        desktop.controls.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
+        desktop.fakeAccessibility.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
         for (int again = 0; again < 2; ++again)
-            desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+            desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
         lines.append(u"Button: "_s + QString::number(i));
     }
     lines.removeLast();
@@ -458,9 +462,9 @@ void tst_Controls::readVisitsFifteenHundredElements()
 {
     Desktop desktop;
     for (int i = 0; i < 1498; ++i)
-        desktop.controls.add(0, {.role = u"AXGroup"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"last"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"beyond"_s});
+        desktop.fakeAccessibility.add(0, {.role = u"AXGroup"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"last"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"beyond"_s});
     QCOMPARE(readUI(), u"Button: last"_s);
 }
 
@@ -468,62 +472,62 @@ void tst_Controls::readGoesTenLevelsDeep()
 {
     Desktop desktop;
     const qsizetype tenth =
-        desktop.controls.add(desktop.chain(9), {.role = u"AXButton"_s, .title = u"ten"_s});
-    desktop.controls.add(tenth, {.role = u"AXButton"_s, .title = u"eleven"_s});
+        desktop.fakeAccessibility.add(desktop.chain(9), {.role = u"AXButton"_s, .title = u"ten"_s});
+    desktop.fakeAccessibility.add(tenth, {.role = u"AXButton"_s, .title = u"eleven"_s});
     QCOMPARE(readUI(), u"Button: ten"_s);
-    QCOMPARE(desktop.controls.childrenRead, 10);
+    QCOMPARE(desktop.fakeAccessibility.childrenRead, 10);
 }
 
 void tst_Controls::readStopsSoonAfterItsLastLine()
 {
     Desktop desktop;
     for (int i = 0; i < 1400; ++i)
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = QString::number(i)});
     (void)readUI();
-    QVERIFY2(desktop.controls.nodesRead <= 200,
-             qPrintable(QString::number(desktop.controls.nodesRead)));
+    QVERIFY2(desktop.fakeAccessibility.nodesRead <= 200,
+             qPrintable(QString::number(desktop.fakeAccessibility.nodesRead)));
 }
 
 void tst_Controls::fetchesLabelsOnlyOfMatchingRoles()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"button"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXGroup"_s, .title = u"group"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"button"_s});
     (void)readUI();
-    QCOMPARE(desktop.controls.textsRead, 1);
+    QCOMPARE(desktop.fakeAccessibility.textsRead, 1);
 }
 
 void tst_Controls::endsInACircularTree()
 {
     Desktop desktop;
-    const qsizetype window = desktop.controls.add(0, {.role = u"AXWindow"_s});
-    desktop.controls.add(window, {.role = u"AXButton"_s, .title = u"OK"_s});
-    desktop.controls.all[window].children.append({0, window, window});
+    const qsizetype window = desktop.fakeAccessibility.add(0, {.role = u"AXWindow"_s});
+    desktop.fakeAccessibility.add(window, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.fakeAccessibility.all[window].children.append({0, window, window});
     QCOMPARE(readUI(), u"Button: OK"_s);
-    QCOMPARE(desktop.controls.nodesRead, 1500);
-    desktop.controls.nodesRead = 0;
+    QCOMPARE(desktop.fakeAccessibility.nodesRead, 1500);
+    desktop.fakeAccessibility.nodesRead = 0;
     QCOMPARE(click(u"Cancel"_s), u"ActionError: Couldn't find a control labelled “Cancel”."_s);
-    QCOMPARE(desktop.controls.nodesRead, 3000);
+    QCOMPARE(desktop.fakeAccessibility.nodesRead, 3000);
 }
 
 void tst_Controls::limitsTheChildrenOfAnElement()
 {
     Desktop desktop;
-    const qsizetype list = desktop.controls.add(0, {.role = u"AXList"_s});
-    const qsizetype item = desktop.controls.add(list, {.role = u"AXGroup"_s});
-    desktop.controls.all[list].children = QList<qsizetype>(100'000, item);
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    const qsizetype list = desktop.fakeAccessibility.add(0, {.role = u"AXList"_s});
+    const qsizetype item = desktop.fakeAccessibility.add(list, {.role = u"AXGroup"_s});
+    desktop.fakeAccessibility.all[list].children = QList<qsizetype>(100'000, item);
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
     QCOMPARE(readUI(), u"Button: OK"_s);
-    QCOMPARE(desktop.controls.childrenRead, 1499);
-    desktop.controls.childrenRead = 0;
+    QCOMPARE(desktop.fakeAccessibility.childrenRead, 1499);
+    desktop.fakeAccessibility.childrenRead = 0;
     QCOMPARE(click(u"O"_s), u"Clicked “O”."_s);
-    QCOMPARE(desktop.controls.childrenRead, 2999);
+    QCOMPARE(desktop.fakeAccessibility.childrenRead, 2999);
 }
 
 void tst_Controls::reportsAnApplicationWithoutAnInterface()
 {
     Desktop desktop;
-    desktop.controls.hasRoot = false;
+    desktop.fakeAccessibility.hasRoot = false;
     QCOMPARE(readUI(), u"No readable controls found."_s);
     QCOMPARE(click(u"OK"_s), u"ActionError: Couldn't find a control labelled “OK”."_s);
 }
@@ -545,42 +549,42 @@ void tst_Controls::reportsAHungApplication()
     QFETCH(std::optional<QString>, name);
     QFETCH(QString, sentence);
     Desktop desktop;
-    desktop.desk.front->name = name;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
-    desktop.controls.add(0, {.role = u"AXGroup"_s});
-    desktop.controls.silentAfter = silentAfter;
+    desktop.fakeWorkspace.front->name = name;
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.fakeAccessibility.add(0, {.role = u"AXGroup"_s});
+    desktop.fakeAccessibility.silentAfter = silentAfter;
     QCOMPARE(readUI(), u"ActionError: "_s + sentence);
-    desktop.controls.nodesRead = 0;
+    desktop.fakeAccessibility.nodesRead = 0;
     QCOMPARE(click(u"OK"_s), u"ActionError: "_s + sentence);
-    QVERIFY(desktop.controls.pressed.isEmpty());
+    QVERIFY(desktop.fakeAccessibility.pressed.isEmpty());
 }
 
 void tst_Controls::usesWhatWasReadInTime()
 {
     Desktop desktop;
     for (const QString &title : {u"OK now"_s, u"Cancel"_s, u"OK"_s})
-        desktop.controls.add(0, {.role = u"AXButton"_s, .title = title});
-    desktop.controls.timeUpAfter = 3;
+        desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = title});
+    desktop.fakeAccessibility.timeUpAfter = 3;
     QCOMPARE(readUI(), u"Button: OK now | Button: Cancel"_s);
-    desktop.controls.nodesRead = 0;
+    desktop.fakeAccessibility.nodesRead = 0;
     QCOMPARE(click(u"OK"_s), u"Clicked “OK”."_s);
-    QCOMPARE(desktop.controls.pressed, QList<qsizetype>{1});
+    QCOMPARE(desktop.fakeAccessibility.pressed, QList<qsizetype>{1});
 }
 
 void tst_Controls::reportsATimeoutWithoutAnyControl()
 {
     Desktop desktop;
-    desktop.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
-    desktop.controls.timeUpAfter = 1;
+    desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    desktop.fakeAccessibility.timeUpAfter = 1;
     QCOMPARE(readUI(), u"ActionError: “Notes” doesn't respond."_s);
-    desktop.controls.nodesRead = 0;
+    desktop.fakeAccessibility.nodesRead = 0;
     QCOMPARE(click(u"OK"_s), u"ActionError: “Notes” doesn't respond."_s);
 }
 
 void tst_Controls::passesTheSystemsFailureOn()
 {
     Desktop desktop;
-    desktop.controls.failure = u"The accessibility bus is gone."_s;
+    desktop.fakeAccessibility.failure = u"The accessibility bus is gone."_s;
     QCOMPARE(readUI(), u"PlatformError: The accessibility bus is gone."_s);
     QCOMPARE(click(u"OK"_s), u"PlatformError: The accessibility bus is gone."_s);
 }

@@ -55,7 +55,7 @@ void tst_Executor::reportsMissingArgumentsBeforeDoingAnything()
     QFETCH(QString, key);
     QFETCH(QString, sentence);
     FakePlatform platform;
-    platform.desk.running = {{.pid = ProcessId{7}, .name = u"Notes"_s}};
+    platform.fakeWorkspace.running = {{.pid = ProcessId{7}, .name = u"Notes"_s}};
     const SeenPauses pauses;
     const QMap<QString, QString> other{{u"app"_s == key ? u"url"_s : u"app"_s, u"Notes"_s}};
     QMap<QString, QString> blank = other;
@@ -64,10 +64,11 @@ void tst_Executor::reportsMissingArgumentsBeforeDoingAnything()
     QCOMPARE(outcome(name), u"ActionError: "_s + sentence);
     QCOMPARE(outcome(name, other), u"ActionError: "_s + sentence);
     QCOMPARE(outcome(name, blank), u"ActionError: "_s + sentence);
-    QVERIFY(platform.desk.opened.isEmpty() && platform.desk.openedWith.isEmpty());
-    QVERIFY(platform.desk.launched.isEmpty() && platform.desk.terminated.isEmpty());
-    QVERIFY(platform.desk.revealed.isEmpty() && platform.desk.trashed.isEmpty());
-    QVERIFY(platform.language.sources.isEmpty());
+    QVERIFY(platform.fakeWorkspace.opened.isEmpty() && platform.fakeWorkspace.openedWith.isEmpty());
+    QVERIFY(platform.fakeWorkspace.launched.isEmpty() &&
+            platform.fakeWorkspace.terminated.isEmpty());
+    QVERIFY(platform.fakeWorkspace.revealed.isEmpty() && platform.fakeWorkspace.trashed.isEmpty());
+    QVERIFY(platform.fakeScripts.sources.isEmpty());
     QVERIFY(pauses.durations.isEmpty());
 }
 
@@ -75,20 +76,20 @@ void tst_Executor::listWindowsReturnsTheSummary()
 {
     FakePlatform platform;
     QCOMPARE(outcome(u"list_windows"_s), u"none"_s);
-    platform.display.shown->append(WindowInfo{0, ProcessId{7}, u"Notes"_s, u"Ideas"_s});
+    platform.fakeScreen.shown->append(WindowInfo{0, ProcessId{7}, u"Notes"_s, u"Ideas"_s});
     QCOMPARE(outcome(u"list_windows"_s), u"Notes — Ideas"_s);
 }
 
 void tst_Executor::focusIsTheSameAsOpen()
 {
     FakePlatform platform;
-    platform.desk.folders = {u"/apps"_s};
-    platform.desk.installed.insert(u"/apps"_s, {{{u"Notes"_s}, u"/apps/Notes.app"_s}});
+    platform.fakeWorkspace.folders = {u"/apps"_s};
+    platform.fakeWorkspace.installed.insert(u"/apps"_s, {{{u"Notes"_s}, u"/apps/Notes.app"_s}});
     const SeenPauses pauses;
     const QMap<QString, QString> args{{u"app"_s, u"notes"_s}};
     QCOMPARE(outcome(u"focus_app"_s, args), u"Notes is now frontmost."_s);
     QCOMPARE(outcome(u"open_app"_s, args), u"Notes is now frontmost."_s);
-    QCOMPARE(platform.desk.launched, QStringList(2, u"/apps/Notes.app"_s));
+    QCOMPARE(platform.fakeWorkspace.launched, QStringList(2, u"/apps/Notes.app"_s));
 }
 
 QTEST_GUILESS_MAIN(tst_Executor)

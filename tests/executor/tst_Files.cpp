@@ -45,7 +45,7 @@ void tst_Files::init()
     m_home = std::make_unique<QTemporaryDir>();
     qputenv("HOME", m_home->path().toUtf8());
     m_platform = std::make_unique<FakePlatform>();
-    m_desk = &m_platform->desk;
+    m_desk = &m_platform->fakeWorkspace;
 }
 
 void tst_Files::cleanup()

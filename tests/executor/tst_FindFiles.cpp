@@ -70,7 +70,7 @@ void tst_FindFiles::listsTheNewestFirstAndRevealsIt()
     make(u"c.pdf"_s, 10s);
     QCOMPARE(outcome(u"find_files"_s),
              u"Found 3 file(s), newest first: c.pdf, b.pdf, a.pdf. Revealed “c.pdf” in Finder."_s);
-    QCOMPARE(m_platform->desk.revealed,
+    QCOMPARE(m_platform->fakeWorkspace.revealed,
              QList<std::filesystem::path>{m_home->filePath(u"Downloads/c.pdf"_s).toStdString()});
 }
 
@@ -168,7 +168,7 @@ void tst_FindFiles::listsAndRevealsInvalidUtf8Names()
     std::filesystem::create_directory(path);
     QCOMPARE(outcome(u"find_files"_s, {{u"extension"_s, u"pdf"_s}}),
              u"Found 1 file(s), newest first: a\ufffdb.pdf. Revealed “a\ufffdb.pdf” in Finder."_s);
-    QCOMPARE(m_platform->desk.revealed, QList<std::filesystem::path>{path});
+    QCOMPARE(m_platform->fakeWorkspace.revealed, QList<std::filesystem::path>{path});
     std::filesystem::remove(path); // QTemporaryDir cannot
 }
 
@@ -193,14 +193,14 @@ void tst_FindFiles::reportsAnUnreadableFolderAsGiven()
     QVERIFY(QFile::link(u"/nowhere"_s, m_home->filePath(u"Downloads/dangling"_s)));
     QCOMPARE(outcome(u"find_files"_s, {{u"folder"_s, folder}}),
              u"ActionError: Couldn't read "_s + folder + u'.');
-    QVERIFY(m_platform->desk.revealed.isEmpty());
+    QVERIFY(m_platform->fakeWorkspace.revealed.isEmpty());
 }
 
 void tst_FindFiles::findingNothingIsASuccess()
 {
     QCOMPARE(outcome(u"find_files"_s, {{u"folder"_s, u" my Downloads "_s}}),
              u"No matching files in my Downloads."_s);
-    QVERIFY(m_platform->desk.revealed.isEmpty());
+    QVERIFY(m_platform->fakeWorkspace.revealed.isEmpty());
 }
 
 void tst_FindFiles::handlesAHundredThousandEntries()

@@ -82,7 +82,8 @@ private Q_SLOTS:
 private:
     [[nodiscard]] bool isUntouched() const
     {
-        return m_platform->keys.events.isEmpty() && m_platform->keys.announced.isEmpty();
+        return m_platform->fakeKeyboard.events.isEmpty() &&
+               m_platform->fakeKeyboard.announced.isEmpty();
     }
 
     std::unique_ptr<FakePlatform> m_platform;
@@ -92,13 +93,13 @@ private:
 void tst_Keyboard::init()
 {
     m_platform = std::make_unique<FakePlatform>();
-    m_platform->desk.front = Application{.pid = notes, .name = u"Notes"_s};
+    m_platform->fakeWorkspace.front = Application{.pid = notes, .name = u"Notes"_s};
     m_pauses = std::make_unique<SeenPauses>();
 }
 
 void tst_Keyboard::cleanup()
 {
-    QCOMPARE(m_platform->keys.openSources, 0);
+    QCOMPARE(m_platform->fakeKeyboard.openSources, 0);
     m_pauses.reset();
     m_platform.reset();
 }
@@ -165,10 +166,10 @@ void tst_Keyboard::typesTextUnchanged()
 {
     QFETCH(QString, text);
     QCOMPARE(typed(text), u"Typed text."_s);
-    QCOMPARE(pieces(m_platform->keys.events), QStringList{text});
-    QCOMPARE(m_platform->keys.announced, QStringList{text});
-    QCOMPARE(m_platform->keys.receivers, QList{notes});
-    QCOMPARE(m_platform->keys.finishedSources, 1);
+    QCOMPARE(pieces(m_platform->fakeKeyboard.events), QStringList{text});
+    QCOMPARE(m_platform->fakeKeyboard.announced, QStringList{text});
+    QCOMPARE(m_platform->fakeKeyboard.receivers, QList{notes});
+    QCOMPARE(m_platform->fakeKeyboard.finishedSources, 1);
 }
 
 void tst_Keyboard::typesLongTextInPiecesWithPauses()
@@ -176,9 +177,9 @@ void tst_Keyboard::typesLongTextInPiecesWithPauses()
     const QString text = u"0123456789"_s.repeated(4) + u"abcde"_s;
     QCOMPARE(typed(text), u"Typed text."_s);
     const QString twenty = u"01234567890123456789"_s;
-    QCOMPARE(pieces(m_platform->keys.events), (QStringList{twenty, twenty, u"abcde"_s}));
+    QCOMPARE(pieces(m_platform->fakeKeyboard.events), (QStringList{twenty, twenty, u"abcde"_s}));
     QCOMPARE(m_pauses->durations, QList<std::chrono::milliseconds>(3, 15ms));
-    QCOMPARE(m_platform->keys.announced, QStringList{text});
+    QCOMPARE(m_platform->fakeKeyboard.announced, QStringList{text});
 }
 
 void tst_Keyboard::cancellingDoesNotShortenThePauses()
@@ -195,7 +196,7 @@ void tst_Keyboard::cancellingDoesNotShortenThePauses()
         outcome(Executor::run(action(u"type_text"_s, {{u"text"_s, u"x"_s.repeated(30)}}), stopped)),
         u"Typed text."_s);
     QCOMPARE(canBeCancelled, (QList{false, false}));
-    QCOMPARE(pieces(m_platform->keys.events).size(), 2);
+    QCOMPARE(pieces(m_platform->fakeKeyboard.events).size(), 2);
 }
 
 void tst_Keyboard::aTextMustNotBeEmpty()
@@ -242,10 +243,10 @@ void tst_Keyboard::keysHaveTheirCodes()
     const QString key = QString::fromUtf8(QTest::currentDataTag());
     QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, key}}), u"Pressed "_s + key + u'.');
     const QList<KeyEvent> expected{{.code = code, .isDown = true}, {.code = code}};
-    QCOMPARE(m_platform->keys.events, expected);
-    QCOMPARE(m_platform->keys.announced, QStringList{QString()});
-    QCOMPARE(m_platform->keys.receivers, QList{notes});
-    QCOMPARE(m_platform->keys.finishedSources, 1);
+    QCOMPARE(m_platform->fakeKeyboard.events, expected);
+    QCOMPARE(m_platform->fakeKeyboard.announced, QStringList{QString()});
+    QCOMPARE(m_platform->fakeKeyboard.receivers, QList{notes});
+    QCOMPARE(m_platform->fakeKeyboard.finishedSources, 1);
     QVERIFY(m_pauses->durations.isEmpty());
 }
 
@@ -294,13 +295,13 @@ void tst_Keyboard::modifiersBecomeFlags()
     QCOMPARE(pressed(u"l"_s, modifiers), u"Pressed l."_s);
     const QList<KeyEvent> expected{{.code = 37, .flags = flags, .isDown = true},
                                    {.code = 37, .flags = flags}};
-    QCOMPARE(m_platform->keys.events, expected);
+    QCOMPARE(m_platform->fakeKeyboard.events, expected);
 }
 
 void tst_Keyboard::theResultRepeatsTheKeyAsGiven()
 {
     QCOMPARE(pressed(u"  L "_s, u"Command + Shift"_s), u"Pressed L."_s);
-    QCOMPARE(m_platform->keys.events.constFirst(),
+    QCOMPARE(m_platform->fakeKeyboard.events.constFirst(),
              (KeyEvent{.code = 37, .flags = 0x120000, .isDown = true}));
     QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u" "_s}}), u"ActionError: Missing key."_s);
 }
@@ -310,83 +311,84 @@ void tst_Keyboard::aNewTabIsCommandT()
     QCOMPARE(outcome(u"new_tab"_s), u"Opened a new tab."_s);
     const QList<KeyEvent> expected{{.code = 17, .flags = 0x100000, .isDown = true},
                                    {.code = 17, .flags = 0x100000}};
-    QCOMPARE(m_platform->keys.events, expected);
-    QVERIFY(m_platform->desk.launched.isEmpty());
+    QCOMPARE(m_platform->fakeKeyboard.events, expected);
+    QVERIFY(m_platform->fakeWorkspace.launched.isEmpty());
 }
 
 void tst_Keyboard::aNewTabInAnApplicationOpensItFirst()
 {
-    m_platform->desk.folders = {u"/apps"_s};
-    m_platform->desk.installed.insert(u"/apps"_s, {{{u"Safari"_s}, u"/apps/Safari.app"_s}});
-    m_platform->keys.afterEachEvent = [this] {
-        QCOMPARE(m_platform->desk.launched, QStringList{u"/apps/Safari.app"_s});
+    m_platform->fakeWorkspace.folders = {u"/apps"_s};
+    m_platform->fakeWorkspace.installed.insert(u"/apps"_s,
+                                               {{{u"Safari"_s}, u"/apps/Safari.app"_s}});
+    m_platform->fakeKeyboard.afterEachEvent = [this] {
+        QCOMPARE(m_platform->fakeWorkspace.launched, QStringList{u"/apps/Safari.app"_s});
         QCOMPARE(m_pauses->durations, QList<std::chrono::milliseconds>{700ms});
     };
     QCOMPARE(outcome(u"new_tab"_s, {{u"app"_s, u"safari"_s}}), u"Opened a new tab."_s);
-    QCOMPARE(m_platform->keys.events.size(), 2);
+    QCOMPARE(m_platform->fakeKeyboard.events.size(), 2);
 
-    m_platform->keys.events.clear();
+    m_platform->fakeKeyboard.events.clear();
     QCOMPARE(outcome(u"new_tab"_s, {{u"app"_s, u"Chess"_s}}),
              u"ActionError: Couldn't find an app called “Chess”."_s);
-    QVERIFY(m_platform->keys.events.isEmpty());
+    QVERIFY(m_platform->fakeKeyboard.events.isEmpty());
 }
 
 void tst_Keyboard::withoutPermissionNothingIsPostedAndItIsRequested()
 {
-    m_platform->controls.trusted = false;
+    m_platform->fakeAccessibility.trusted = false;
     QCOMPARE(typed(u"a"_s),
              u"ActionError: Accessibility permission is required to type. Enable it in System "
              "Settings → Privacy & Security → Accessibility."_s);
-    QCOMPARE(m_platform->controls.trustRequests, 1);
+    QCOMPARE(m_platform->fakeAccessibility.trustRequests, 1);
     const QString complaint =
         u"ActionError: Accessibility permission is required. Enable Quillon in System Settings → "
         "Privacy & Security → Accessibility, then try again."_s;
     QCOMPARE(pressed(u"a"_s, u""_s), complaint);
     QCOMPARE(outcome(u"new_tab"_s), complaint);
-    QCOMPARE(m_platform->controls.trustRequests, 3);
+    QCOMPARE(m_platform->fakeAccessibility.trustRequests, 3);
     QVERIFY(isUntouched());
-    QVERIFY(m_platform->desk.activated.isEmpty());
+    QVERIFY(m_platform->fakeWorkspace.activated.isEmpty());
 
-    m_platform->controls.givesTrust = true;
+    m_platform->fakeAccessibility.givesTrust = true;
     QCOMPARE(pressed(u"a"_s, u""_s), u"Pressed a."_s);
-    QCOMPARE(m_platform->controls.trustRequests, 4);
+    QCOMPARE(m_platform->fakeAccessibility.trustRequests, 4);
 }
 
 void tst_Keyboard::checksThePermissionBeforeTheKey()
 {
-    m_platform->controls.trusted = false;
+    m_platform->fakeAccessibility.trusted = false;
     QVERIFY(pressed(u"f5"_s, u""_s).startsWith(u"ActionError: Accessibility permission"_s));
-    QCOMPARE(m_platform->controls.trustRequests, 1);
+    QCOMPARE(m_platform->fakeAccessibility.trustRequests, 1);
 }
 
 void tst_Keyboard::returnsTheFocusToTheUsersApplication()
 {
     for (const QString &name : {u"type_text"_s, u"press_key"_s, u"new_tab"_s}) {
-        m_platform->desk.focused = ourselves();
-        m_platform->desk.activated.clear();
-        m_platform->keys.events.clear();
-        m_platform->keys.afterEachEvent = [this] {
-            QCOMPARE(m_platform->desk.activated, QList{notes});
+        m_platform->fakeWorkspace.focused = ourselves();
+        m_platform->fakeWorkspace.activated.clear();
+        m_platform->fakeKeyboard.events.clear();
+        m_platform->fakeKeyboard.afterEachEvent = [this] {
+            QCOMPARE(m_platform->fakeWorkspace.activated, QList{notes});
         };
         m_pauses->durations.clear();
         QVERIFY(!outcome(name, {{u"text"_s, u"a"_s}, {u"key"_s, u"a"_s}}).contains(u"Error"_s));
         QCOMPARE(m_pauses->durations.constFirst(), 50ms);
-        QCOMPARE(m_platform->keys.events.size(), 2);
+        QCOMPARE(m_platform->fakeKeyboard.events.size(), 2);
     }
     // An application that has the focus is not activated.
-    m_platform->desk.activated.clear();
-    m_platform->keys.afterEachEvent = nullptr;
+    m_platform->fakeWorkspace.activated.clear();
+    m_platform->fakeKeyboard.afterEachEvent = nullptr;
     QCOMPARE(typed(u"a"_s), u"Typed text."_s);
-    QVERIFY(m_platform->desk.activated.isEmpty());
+    QVERIFY(m_platform->fakeWorkspace.activated.isEmpty());
 }
 
 void tst_Keyboard::withoutAnApplicationNothingIsPosted()
 {
     const QString complaint =
         u"ActionError: No application is in front to take the keyboard input."_s;
-    m_platform->desk.front.reset();
+    m_platform->fakeWorkspace.front.reset();
     QCOMPARE(typed(u"a"_s), complaint);
-    m_platform->desk.focused = ourselves();
+    m_platform->fakeWorkspace.focused = ourselves();
     QCOMPARE(typed(u"a"_s), complaint);
     QCOMPARE(pressed(u"a"_s, u""_s), complaint);
     QVERIFY(isUntouched());
@@ -394,8 +396,8 @@ void tst_Keyboard::withoutAnApplicationNothingIsPosted()
 
 void tst_Keyboard::anApplicationThatDoesNotTakeTheFocusGetsNothing()
 {
-    m_platform->desk.focused = ourselves();
-    m_platform->desk.refusesFocus = true;
+    m_platform->fakeWorkspace.focused = ourselves();
+    m_platform->fakeWorkspace.refusesFocus = true;
     QCOMPARE(typed(u"a"_s),
              u"ActionError: The application in front did not take the keyboard input."_s);
     QVERIFY(isUntouched());
@@ -404,39 +406,42 @@ void tst_Keyboard::anApplicationThatDoesNotTakeTheFocusGetsNothing()
 
 void tst_Keyboard::typingStopsWhenAnotherApplicationComesToTheFront()
 {
-    m_platform->keys.afterEachEvent = [this] {
-        if (m_platform->keys.events.size() == 3)
-            m_platform->desk.front = Application{.pid = mail, .name = u"Mail"_s};
+    m_platform->fakeKeyboard.afterEachEvent = [this] {
+        if (m_platform->fakeKeyboard.events.size() == 3)
+            m_platform->fakeWorkspace.front = Application{.pid = mail, .name = u"Mail"_s};
     };
     QCOMPARE(typed(u"x"_s.repeated(100)),
              u"ActionError: Typing stopped because the application is no longer in front."_s);
     // The current piece is finished.
-    QCOMPARE(pieces(m_platform->keys.events).size(), 2);
-    QCOMPARE(m_platform->keys.finishedSources, 1);
+    QCOMPARE(pieces(m_platform->fakeKeyboard.events).size(), 2);
+    QCOMPARE(m_platform->fakeKeyboard.finishedSources, 1);
 }
 
 void tst_Keyboard::typingStopsWhenOurOwnPanelComesToTheFront()
 {
-    m_platform->keys.afterEachEvent = [this] { m_platform->desk.focused = ourselves(); };
+    m_platform->fakeKeyboard.afterEachEvent = [this] {
+        m_platform->fakeWorkspace.focused = ourselves();
+    };
     QCOMPARE(typed(u"x"_s.repeated(100)),
              u"ActionError: Typing stopped because the application is no longer in front."_s);
-    QCOMPARE(pieces(m_platform->keys.events).size(), 1);
-    QVERIFY(m_platform->desk.activated.isEmpty());
+    QCOMPARE(pieces(m_platform->fakeKeyboard.events).size(), 1);
+    QVERIFY(m_platform->fakeWorkspace.activated.isEmpty());
 }
 
 void tst_Keyboard::aKeyIsNotPressedInAnotherApplication()
 {
     m_pauses.reset();
-    m_platform->desk.focused = ourselves();
-    const Executor::PauseOverride theft(
-        [this](std::chrono::milliseconds, const auto &) { m_platform->desk.focused = mail; });
+    m_platform->fakeWorkspace.focused = ourselves();
+    const Executor::PauseOverride theft([this](std::chrono::milliseconds, const auto &) {
+        m_platform->fakeWorkspace.focused = mail;
+    });
     QCOMPARE(pressed(u"a"_s, u""_s), u"ActionError: The application is no longer in front."_s);
     QVERIFY(isUntouched());
 }
 
 void tst_Keyboard::passesTheSystemsFailuresOn()
 {
-    m_platform->keys.failure = u"The X server went away."_s;
+    m_platform->fakeKeyboard.failure = u"The X server went away."_s;
     QCOMPARE(typed(u"a"_s), u"PlatformError: The X server went away."_s);
     QCOMPARE(pressed(u"a"_s, u""_s), u"PlatformError: The X server went away."_s);
 }

@@ -73,12 +73,12 @@ void tst_Pause::keepsTheCancellationUntilTheEnd()
 void tst_Pause::aCancelledWaitDoesNotAbortTheAction()
 {
     FakePlatform platform;
-    platform.desk.running = {{.pid = ProcessId{4}, .name = u"Notes"_s}};
+    platform.fakeWorkspace.running = {{.pid = ProcessId{4}, .name = u"Notes"_s}};
     const auto cancellation = std::make_shared<Cancellation>();
     cancellation->cancel();
     QCOMPARE(outcome(Executor::run(action(u"open_url"_s, {{u"url"_s, u"a.com"_s}}), cancellation)),
              u"Opened a.com in the default browser."_s);
-    QCOMPARE(platform.desk.opened.size(), 1);
+    QCOMPARE(platform.fakeWorkspace.opened.size(), 1);
     QCOMPARE(outcome(Executor::run(action(u"quit_app"_s, {{u"app"_s, u"Notes"_s}}), cancellation)),
              u"Notes quit."_s);
 }

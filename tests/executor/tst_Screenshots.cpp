@@ -49,7 +49,7 @@ void tst_Screenshots::init()
     for (const QString &folder : {u"Desktop"_s, u"Downloads"_s, u"Documents"_s})
         QVERIFY(QDir(m_home->path()).mkdir(folder));
     m_platform = std::make_unique<FakePlatform>();
-    m_screen = &m_platform->display;
+    m_screen = &m_platform->fakeScreen;
 }
 
 void tst_Screenshots::cleanup()

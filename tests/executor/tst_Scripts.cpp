@@ -35,9 +35,9 @@ void tst_Scripts::reportsTheOutcomeOfAScript()
     QFETCH(ScriptOutcome, became);
     QFETCH(QString, sentence);
     FakePlatform platform;
-    platform.language.outcome = became;
+    platform.fakeScripts.outcome = became;
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u"beep"_s}}), sentence);
-    QCOMPARE(platform.language.sources, QStringList{u"beep"_s});
+    QCOMPARE(platform.fakeScripts.sources, QStringList{u"beep"_s});
 }
 
 void tst_Scripts::trimsTheSource()
@@ -45,7 +45,7 @@ void tst_Scripts::trimsTheSource()
     FakePlatform platform;
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u" tell me\n  \"x\"\nend\n"_s}}),
              u"Script ran."_s);
-    QCOMPARE(platform.language.sources, QStringList{u"tell me\n  \"x\"\nend"_s});
+    QCOMPARE(platform.fakeScripts.sources, QStringList{u"tell me\n  \"x\"\nend"_s});
 }
 
 void tst_Scripts::withoutASourceNothingRuns()
@@ -54,7 +54,7 @@ void tst_Scripts::withoutASourceNothingRuns()
     QCOMPARE(outcome(u"applescript"_s), u"ActionError: Missing script."_s);
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u" \n"_s}}),
              u"ActionError: Missing script."_s);
-    QVERIFY(platform.language.sources.isEmpty());
+    QVERIFY(platform.fakeScripts.sources.isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_Scripts)

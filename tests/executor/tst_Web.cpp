@@ -37,7 +37,7 @@ void tst_Web::init()
 {
     m_platform = std::make_unique<FakePlatform>();
     m_pauses = std::make_unique<SeenPauses>();
-    m_desk = &m_platform->desk;
+    m_desk = &m_platform->fakeWorkspace;
     m_desk->folders = {u"/a"_s};
     m_desk->installed[u"/a"_s] = {{{u"Brave Browser"_s}, u"/a/Brave Browser.app"_s}};
 }

@@ -30,8 +30,9 @@ private Q_SLOTS:
 void tst_Windows::listsInTheOrderOfTheScreen()
 {
     FakePlatform platform;
-    platform.display.shown = {window(u"Safari"_s, u"Apple"_s), window(u"Finder"_s, u"Downloads"_s),
-                              window(u"Notes"_s), window(u"Mail"_s, u""_s)};
+    platform.fakeScreen.shown = {window(u"Safari"_s, u"Apple"_s),
+                                 window(u"Finder"_s, u"Downloads"_s), window(u"Notes"_s),
+                                 window(u"Mail"_s, u""_s)};
     QCOMPARE(Executor::windowSummary(), u"Safari — Apple; Finder — Downloads; Notes; Mail"_s);
 }
 
@@ -66,15 +67,15 @@ void tst_Windows::skipsOtherWindows()
     WindowInfo info{.layer = layer, .owner = {}, .ownerName = name, .title = u"t"_s};
     if (owner)
         info.owner = ProcessId{*owner};
-    platform.display.shown = {info};
+    platform.fakeScreen.shown = {info};
     QCOMPARE(Executor::windowSummary(), summary);
 }
 
 void tst_Windows::listsEqualEntriesOnce()
 {
     FakePlatform platform;
-    platform.display.shown = {window(u"Notes"_s, u"a"_s), window(u"Notes"_s, u"b"_s),
-                              window(u"Notes"_s, u"a"_s), window(u"notes"_s, u"a"_s)};
+    platform.fakeScreen.shown = {window(u"Notes"_s, u"a"_s), window(u"Notes"_s, u"b"_s),
+                                 window(u"Notes"_s, u"a"_s), window(u"notes"_s, u"a"_s)};
     QCOMPARE(Executor::windowSummary(), u"Notes — a; Notes — b; notes — a"_s);
 }
 
@@ -83,9 +84,9 @@ void tst_Windows::listsEightWindowsAtMost()
     FakePlatform platform;
     for (int i = 0; i < 9; ++i) {
         // Skipped and repeated windows do not count.
-        platform.display.shown->append(window(std::nullopt));
-        platform.display.shown->append(window(QString::number(i)));
-        platform.display.shown->append(window(QString::number(i)));
+        platform.fakeScreen.shown->append(window(std::nullopt));
+        platform.fakeScreen.shown->append(window(QString::number(i)));
+        platform.fakeScreen.shown->append(window(QString::number(i)));
     }
     QCOMPARE(Executor::windowSummary(), u"0; 1; 2; 3; 4; 5; 6; 7"_s);
 }
@@ -94,7 +95,7 @@ void tst_Windows::listsNoneWithoutAnAnswer()
 {
     FakePlatform platform;
     QCOMPARE(Executor::windowSummary(), u"none"_s);
-    platform.display.shown.reset();
+    platform.fakeScreen.shown.reset();
     QCOMPARE(Executor::windowSummary(), u"none"_s);
 }
 
@@ -102,17 +103,17 @@ void tst_Windows::observeReturnsTheFrontAndTheWindows()
 {
     FakePlatform platform;
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
-    platform.desk.front = Application{.pid = ProcessId{3}, .name = u"Safari"_s};
-    platform.display.shown = {window(u"Safari"_s, u"Apple"_s)};
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{3}, .name = u"Safari"_s};
+    platform.fakeScreen.shown = {window(u"Safari"_s, u"Apple"_s)};
     QCOMPARE(Executor::observe(), u"Frontmost app: Safari. Windows: Safari — Apple"_s);
 }
 
 void tst_Windows::aFrontWithoutANameIsUnknown()
 {
     FakePlatform platform;
-    platform.desk.front = Application{.pid = ProcessId{3}};
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{3}};
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
-    platform.desk.front->name = u""_s;
+    platform.fakeWorkspace.front->name = u""_s;
     QCOMPARE(Executor::observe(), u"Frontmost app: unknown. Windows: none"_s);
 }
 

@@ -32,7 +32,7 @@ private Q_SLOTS:
 private:
     [[nodiscard]] std::optional<Application> front(const std::optional<Application> &focused)
     {
-        return frontApplication(focused, m_platform.desk, m_platform.display);
+        return frontApplication(focused, m_platform.fakeWorkspace, m_platform.fakeScreen);
     }
 
     FakePlatform m_platform;
@@ -41,7 +41,7 @@ private:
 void tst_FrontApplication::isTheFocusedApplication()
 {
     const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s};
-    m_platform.display.shown = {window(8)};
+    m_platform.fakeScreen.shown = {window(8)};
     QCOMPARE(front(notes), notes);
     QCOMPARE(front(std::nullopt), std::nullopt);
 }
@@ -49,47 +49,47 @@ void tst_FrontApplication::isTheFocusedApplication()
 void tst_FrontApplication::isTheNextOneBehindOurOwn()
 {
     const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s, .location = u"/n"_s};
-    m_platform.desk.running = {{.pid = ProcessId{8}, .name = u"Mail"_s}, notes};
-    m_platform.display.shown = {window(QCoreApplication::applicationPid()), window(8, 25),
-                                WindowInfo{.layer = 0, .owner = {}, .ownerName = {}, .title = {}},
-                                window(7), window(8)};
+    m_platform.fakeWorkspace.running = {{.pid = ProcessId{8}, .name = u"Mail"_s}, notes};
+    m_platform.fakeScreen.shown = {
+        window(QCoreApplication::applicationPid()), window(8, 25),
+        WindowInfo{.layer = 0, .owner = {}, .ownerName = {}, .title = {}}, window(7), window(8)};
     QCOMPARE(front(ourselves()), notes);
 }
 
 void tst_FrontApplication::usesTheWindowIfTheSystemDoesNotTell()
 {
-    m_platform.desk.running.clear();
-    m_platform.display.shown = {window(9, 0, u"Odd"_s)};
+    m_platform.fakeWorkspace.running.clear();
+    m_platform.fakeScreen.shown = {window(9, 0, u"Odd"_s)};
     QCOMPARE(front(ourselves()), (Application{.pid = ProcessId{9}, .name = u"Odd"_s}));
 }
 
 void tst_FrontApplication::mayBeNoneBehindOurOwn()
 {
-    m_platform.display.shown = {window(QCoreApplication::applicationPid()), window(8, 25)};
+    m_platform.fakeScreen.shown = {window(QCoreApplication::applicationPid()), window(8, 25)};
     QCOMPARE(front(ourselves()), std::nullopt);
-    m_platform.display.shown.reset();
+    m_platform.fakeScreen.shown.reset();
     QCOMPARE(front(ourselves()), std::nullopt);
 }
 
 void tst_FrontApplication::isNeverAnotherProcessOfOurs()
 {
     const Application other{.pid = ProcessId{7}, .name = u"Quillon"_s};
-    m_platform.desk.own.insert(other.pid);
-    m_platform.display.shown = {window(7)};
+    m_platform.fakeWorkspace.own.insert(other.pid);
+    m_platform.fakeScreen.shown = {window(7)};
     QCOMPARE(front(other), std::nullopt);
     QCOMPARE(front(ourselves()), std::nullopt);
-    m_platform.display.shown = {window(7), window(8, 0, u"Notes"_s)};
+    m_platform.fakeScreen.shown = {window(7), window(8, 0, u"Notes"_s)};
     QCOMPARE(front(other), (Application{.pid = ProcessId{8}, .name = u"Notes"_s}));
 }
 
 void tst_FrontApplication::isNotOurTerminal()
 {
     const Application terminal{.pid = ProcessId{50}, .name = u"Terminal"_s};
-    m_platform.desk.running = {terminal, {.pid = ProcessId{8}, .name = u"Mail"_s}};
-    m_platform.display.shown = {window(50), window(50), window(8)};
+    m_platform.fakeWorkspace.running = {terminal, {.pid = ProcessId{8}, .name = u"Mail"_s}};
+    m_platform.fakeScreen.shown = {window(50), window(50), window(8)};
     QCOMPARE(front(terminal), terminal);
-    m_platform.desk.own.insert(terminal.pid);
-    QCOMPARE(front(terminal), m_platform.desk.running[1]);
+    m_platform.fakeWorkspace.own.insert(terminal.pid);
+    QCOMPARE(front(terminal), m_platform.fakeWorkspace.running[1]);
 }
 
 QTEST_GUILESS_MAIN(tst_FrontApplication)

@@ -210,27 +210,27 @@ private:
 class FakePlatform : public Platform
 {
 public:
-    Accessibility &accessibility() override { return controls; }
-    Appearance &appearance() override { return settings; }
-    Diagnosis &diagnosis() override { return health; }
-    GlobalHotKey &hotKey() override { return key; }
-    Instance &instance() override { return place; }
-    Shell &shell() override { return panels; }
-    Workspace &workspace() override { return desk; }
-    Keyboard &keyboard() override { return keys; }
-    Screen &screen() override { return display; }
-    Scripts &scripts() override { return language; }
+    Accessibility &accessibility() override { return fakeAccessibility; }
+    Appearance &appearance() override { return fakeAppearance; }
+    Diagnosis &diagnosis() override { return fakeDiagnosis; }
+    GlobalHotKey &hotKey() override { return fakeHotKey; }
+    Instance &instance() override { return fakeInstance; }
+    Shell &shell() override { return fakeShell; }
+    Workspace &workspace() override { return fakeWorkspace; }
+    Keyboard &keyboard() override { return fakeKeyboard; }
+    Screen &screen() override { return fakeScreen; }
+    Scripts &scripts() override { return fakeScripts; }
 
-    FakeAccessibility controls;
-    FakeAppearance settings;
-    FakeDiagnosis health;
-    FakeInstance place;
-    FakeShell panels;
-    FakeHotKey key{panels.calls};
-    FakeWorkspace desk;
-    FakeKeyboard keys;
-    FakeScreen display;
-    FakeScripts language;
+    FakeAccessibility fakeAccessibility;
+    FakeAppearance fakeAppearance;
+    FakeDiagnosis fakeDiagnosis;
+    FakeInstance fakeInstance;
+    FakeShell fakeShell;
+    FakeHotKey fakeHotKey{fakeShell.calls};
+    FakeWorkspace fakeWorkspace;
+    FakeKeyboard fakeKeyboard;
+    FakeScreen fakeScreen;
+    FakeScripts fakeScripts;
 
 private:
     Override m_override{*this};

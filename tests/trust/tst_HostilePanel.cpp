@@ -115,7 +115,7 @@ void tst_HostilePanel::whatIsShownIsPlainText()
     const HostileText &hostile = hostileTexts()[index];
     PanelScene &scene = *m_scene;
     scene.engine->setPieceLength(10'000);
-    scene.platform.desk.front = Application{.pid = ProcessId{7}, .name = hostile.front};
+    scene.platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = hostile.front};
 
     // The text is the task, is typed, is in the final message, and is asked about.
     start(hostile.text, {replyOf(u"type_text"_s, u"text"_s, hostile.text),
@@ -160,14 +160,14 @@ void tst_HostilePanel::whatIsShownIsPlainText()
     QVERIFY(isPlain());
     scene.engine->stopHoldingGenerations();
     QTRY_VERIFY(!scene.session->isRunning());
-    QVERIFY(scene.platform.desk.trashed.isEmpty());
+    QVERIFY(scene.platform.fakeWorkspace.trashed.isEmpty());
 }
 
 void tst_HostilePanel::aMegabyteIsShownInTime()
 {
     // Texts that are longer than any reply: a system error, and a pasted task.
     const QString text = u"<b>no end</b> "_s.repeated(75'000);
-    m_scene->platform.language.outcome = ScriptError{text};
+    m_scene->platform.fakeScripts.outcome = ScriptError{text};
     start(text, {replyOf(u"applescript"_s, u"script"_s, u"beep"_s), replyOf(u"done"_s)});
     m_scene->session->resolve(true);
     QTRY_VERIFY_WITH_TIMEOUT(!m_scene->session->isRunning(), eventually);

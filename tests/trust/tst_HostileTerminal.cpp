@@ -34,7 +34,7 @@ QCoro::Task<> playAll()
     for (qsizetype i = 0; i < hostileTexts().size(); ++i) {
         const HostileText &hostile = hostileTexts()[i];
         FakePlatform platform;
-        platform.desk.front = Application{.pid = ProcessId{7}, .name = hostile.front};
+        platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = hostile.front};
         const auto engine = std::make_shared<ScriptedEngine>();
         engine->setPieceLength(10'000);
         engine->setLoaded(true);
@@ -47,7 +47,7 @@ QCoro::Task<> playAll()
         TerminalRunner runner(models, session, terminal);
         terminal.print(border(i).trimmed());
         (void)co_await runner.run(u"Look: "_s + hostile.text);
-        if (!platform.desk.trashed.isEmpty() || !platform.language.sources.isEmpty())
+        if (!platform.fakeWorkspace.trashed.isEmpty() || !platform.fakeScripts.sources.isEmpty())
             qFatal("That was not approved.");
     }
     QCoreApplication::exit(0);

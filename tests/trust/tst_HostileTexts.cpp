@@ -23,16 +23,16 @@ const QString done = uR"({"action":"done","message":"All done."})"_s;
 struct Deeds
 {
     explicit Deeds(const FakePlatform &platform)
-        : trashed(platform.desk.trashed)
-        , opened(platform.desk.opened)
-        , openedWith(platform.desk.openedWith)
-        , launched(platform.desk.launched)
-        , terminated(platform.desk.terminated)
-        , activated(platform.desk.activated)
-        , keys(platform.keys.events)
-        , pressed(platform.controls.pressed)
-        , captured(platform.display.captured)
-        , scripts(platform.language.sources)
+        : trashed(platform.fakeWorkspace.trashed)
+        , opened(platform.fakeWorkspace.opened)
+        , openedWith(platform.fakeWorkspace.openedWith)
+        , launched(platform.fakeWorkspace.launched)
+        , terminated(platform.fakeWorkspace.terminated)
+        , activated(platform.fakeWorkspace.activated)
+        , keys(platform.fakeKeyboard.events)
+        , pressed(platform.fakeAccessibility.pressed)
+        , captured(platform.fakeScreen.captured)
+        , scripts(platform.fakeScripts.sources)
     {
     }
 
@@ -57,8 +57,8 @@ struct Scene
     {
         for (const QString &folder : {u"Downloads"_s, u"Documents"_s})
             QDir(home()).mkpath(folder);
-        platform.desk.front = safari;
-        platform.desk.running = {safari};
+        platform.fakeWorkspace.front = safari;
+        platform.fakeWorkspace.running = {safari};
         show(u"Safari"_s, u"A page"_s);
         engine->setLoaded(true);
         engine->setPieceLength(10'000);
@@ -73,14 +73,14 @@ struct Scene
 
     void show(const QString &owner, const QString &title)
     {
-        platform.display.shown->append(
+        platform.fakeScreen.shown->append(
             WindowInfo{.layer = 0, .owner = safari.pid, .ownerName = owner, .title = title});
     }
 
     void bringToFront(const QString &name)
     {
-        platform.desk.front = Application{.pid = ProcessId{8}, .name = name};
-        platform.desk.running = {safari, *platform.desk.front};
+        platform.fakeWorkspace.front = Application{.pid = ProcessId{8}, .name = name};
+        platform.fakeWorkspace.running = {safari, *platform.fakeWorkspace.front};
     }
 
     /// Puts the text at its place and returns the reply with which the model reads it.
@@ -97,7 +97,7 @@ struct Scene
             show(hostile.text, {});
             return replyOf(u"list_windows"_s);
         case Place::controlLabel:
-            platform.controls.add(0, {.role = u"AXButton"_s, .title = hostile.text});
+            platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = hostile.text});
             return replyOf(u"read_ui"_s);
         case Place::fileName: {
             QFile file(home() + u"/Downloads/"_s + hostile.text);
@@ -106,7 +106,7 @@ struct Scene
             return replyOf(u"find_files"_s);
         }
         case Place::scriptResult:
-            platform.language.outcome = ScriptResult{hostile.text};
+            platform.fakeScripts.outcome = ScriptResult{hostile.text};
             return replyOf(u"applescript"_s, u"script"_s, u"tell me"_s);
         }
         Q_UNREACHABLE();
@@ -203,7 +203,7 @@ void tst_HostileTexts::nothingHappensWithoutApproval()
     if (hostile.place == Place::scriptResult) {
         QCOMPARE(scene.reason(), u"Run a custom AppleScript:\ntell me"_s);
         scene.answer(true);
-        QCOMPARE(scene.platform.language.sources, QStringList{u"tell me"_s});
+        QCOMPARE(scene.platform.fakeScripts.sources, QStringList{u"tell me"_s});
     }
 
     // The model has received the text.
@@ -215,7 +215,7 @@ void tst_HostileTexts::nothingHappensWithoutApproval()
 
     // Reading changes nothing, except for running the approved script.
     Deeds looked{FakePlatform()};
-    looked.scripts = scene.platform.language.sources;
+    looked.scripts = scene.platform.fakeScripts.sources;
     QVERIFY(Deeds(scene.platform) == looked);
 
     if (hostile.reason.isEmpty()) {
@@ -273,12 +273,12 @@ void tst_HostileTexts::anApprovalIsForOneActionOnly()
     scene.session.resolve(true);
     QVERIFY(!scene.session.isRunning());
     const std::filesystem::path allowed = (Scene::home() + u"/a"_s).toStdString();
-    QCOMPARE(scene.platform.desk.trashed, QList{allowed});
+    QCOMPARE(scene.platform.fakeWorkspace.trashed, QList{allowed});
     // They do not count for later questions either.
     scene.start({second});
     QVERIFY(scene.session.pending());
     scene.answer(false);
-    QCOMPARE(scene.platform.desk.trashed, QList{allowed});
+    QCOMPARE(scene.platform.fakeWorkspace.trashed, QList{allowed});
 }
 
 void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed_data()
@@ -299,13 +299,13 @@ void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed()
     const FakeControl send{.role = u"AXButton"_s, .title = u"Send"_s};
     {
         Scene scene;
-        scene.platform.controls.add(0, send);
+        scene.platform.fakeAccessibility.add(0, send);
         scene.bringToFront(u"Mail"_s);
         scene.start({obeyed, done});
         QVERIFY(scene.reason().contains(u"Mail"_s));
         const Deeds untouched(scene.platform);
         // Another application comes to the front while the user reads the question.
-        scene.platform.desk.front = Application{.pid = ProcessId{9}, .name = u"Bank"_s};
+        scene.platform.fakeWorkspace.front = Application{.pid = ProcessId{9}, .name = u"Bank"_s};
         scene.answer(true);
         QVERIFY(Deeds(scene.platform) == untouched);
         QCOMPARE(scene.turn().log.first().text,
@@ -314,12 +314,13 @@ void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed()
     }
     // Otherwise, the step is performed.
     Scene scene;
-    scene.platform.controls.add(0, send);
+    scene.platform.fakeAccessibility.add(0, send);
     scene.bringToFront(u"Mail"_s);
     scene.start({obeyed, done});
     scene.answer(true);
     QCOMPARE(scene.turn().log.first().text, title);
-    QVERIFY(!scene.platform.keys.events.isEmpty() || !scene.platform.controls.pressed.isEmpty());
+    QVERIFY(!scene.platform.fakeKeyboard.events.isEmpty() ||
+            !scene.platform.fakeAccessibility.pressed.isEmpty());
 }
 
 void tst_HostileTexts::aMegabyteIsHeldBackLikeAnyOtherText_data()
@@ -387,19 +388,19 @@ void tst_HostileTexts::whatTheRulesLetPassIsJustThat()
     QFETCH(QString, obeyed);
     QFETCH(QString, deed);
     Scene scene;
-    scene.platform.controls.add(0, {.role = u"AXButton"_s, .title = u"Send"_s});
-    scene.platform.controls.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
+    scene.platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Send"_s});
+    scene.platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
     scene.bringToFront(front);
-    scene.platform.desk.running.append({.pid = ProcessId{11}, .name = u"Spotify"_s});
+    scene.platform.fakeWorkspace.running.append({.pid = ProcessId{11}, .name = u"Spotify"_s});
     scene.start({obeyed, done});
     QVERIFY(!scene.session.pending());
     QCOMPARE(scene.turn().summary, u"All done."_s);
-    QCOMPARE(!scene.platform.keys.events.isEmpty(), deed == u"keys"_s);
-    QCOMPARE(!scene.platform.controls.pressed.isEmpty(), deed == u"pressed"_s);
-    QCOMPARE(!scene.platform.desk.terminated.isEmpty(), deed == u"terminated"_s);
-    QCOMPARE(!scene.platform.desk.opened.isEmpty(), deed == u"opened"_s);
-    QVERIFY(scene.platform.desk.trashed.isEmpty());
-    QVERIFY(scene.platform.language.sources.isEmpty());
+    QCOMPARE(!scene.platform.fakeKeyboard.events.isEmpty(), deed == u"keys"_s);
+    QCOMPARE(!scene.platform.fakeAccessibility.pressed.isEmpty(), deed == u"pressed"_s);
+    QCOMPARE(!scene.platform.fakeWorkspace.terminated.isEmpty(), deed == u"terminated"_s);
+    QCOMPARE(!scene.platform.fakeWorkspace.opened.isEmpty(), deed == u"opened"_s);
+    QVERIFY(scene.platform.fakeWorkspace.trashed.isEmpty());
+    QVERIFY(scene.platform.fakeScripts.sources.isEmpty());
 }
 
 int main(int argc, char *argv[])

@@ -72,9 +72,9 @@ void tst_Soak::useNothingUp()
 {
     FakePlatform platform;
     const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s};
-    platform.desk.front = notes;
-    platform.desk.running = {notes};
-    platform.controls.add(0, {.role = u"AXButton"_s, .title = u"Save it"_s});
+    platform.fakeWorkspace.front = notes;
+    platform.fakeWorkspace.running = {notes};
+    platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Save it"_s});
     const Executor::PauseOverride noPauses([](std::chrono::milliseconds, const auto &) {});
     TestModel model = TestModel::saying({R"({"action":"read_ui","of":"Notes"})",
                                          R"({"action":"click","label":"Save it"})",
@@ -93,15 +93,15 @@ void tst_Soak::useNothingUp()
         session.resolve(true);
         QVERIFY(comesTo([&] { return !session.isRunning(); }));
         QCOMPARE(session.turns().last().summary, u"It is saved."_s);
-        QCOMPARE(platform.controls.pressed.size(), 1);
-        QCOMPARE(platform.desk.trashed.size(), 1);
+        QCOMPARE(platform.fakeAccessibility.pressed.size(), 1);
+        QCOMPARE(platform.fakeWorkspace.trashed.size(), 1);
         // Clears the records of the fakes and the history, which are no leaks.
-        platform.controls.pressed.clear();
-        platform.controls.opened.clear();
-        platform.desk.trashed.clear();
-        platform.keys.events.clear();
-        platform.keys.announced.clear();
-        platform.keys.receivers.clear();
+        platform.fakeAccessibility.pressed.clear();
+        platform.fakeAccessibility.opened.clear();
+        platform.fakeWorkspace.trashed.clear();
+        platform.fakeKeyboard.events.clear();
+        platform.fakeKeyboard.announced.clear();
+        platform.fakeKeyboard.receivers.clear();
         session.setTurns({});
     };
 

@@ -130,13 +130,13 @@ void PanelScene::summon()
 
 void PanelScene::setTrusted(bool isTrusted)
 {
-    platform.controls.trusted = isTrusted;
+    platform.fakeAccessibility.trusted = isTrusted;
     summon();
 }
 
 qsizetype PanelScene::hides() const
 {
-    return platform.panels.calls.count(u"hide"_s);
+    return platform.fakeShell.calls.count(u"hide"_s);
 }
 
 QObject &PanelScene::theme()

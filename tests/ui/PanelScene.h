@@ -42,7 +42,7 @@ public:
     /// Presses the hot key.
     static void summon();
     void setTrusted(bool isTrusted);
-    void setLook(const Look &look) { platform.settings.change(look); }
+    void setLook(const Look &look) { platform.fakeAppearance.change(look); }
     /// How often the panel was asked to hide.
     [[nodiscard]] qsizetype hides() const;
 

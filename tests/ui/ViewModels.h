@@ -38,7 +38,7 @@ struct ViewModels
             engine->setLoadError(InferenceError::loadFailed);
         if (model == Model::loading)
             engine->holdLoads();
-        platform.desk.front = Application{.pid = ProcessId{7}, .name = u"Safari"_s};
+        platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Safari"_s};
         manager = std::make_unique<ModelManager>(engine);
         session = std::make_unique<AgentSession>(*manager);
         sessionView = std::make_unique<SessionViewModel>(*session);

@@ -284,10 +284,10 @@ void tst_CommandBar::aHeldReturnPressesOnce()
     scene.item(u"grantButton"_s).forceActiveFocus(Qt::TabFocusReason);
     QKeyEvent held(QEvent::KeyPress, Qt::Key_Return, Qt::NoModifier, u"\r"_s, true);
     QCoreApplication::sendEvent(scene.window.get(), &held);
-    QCOMPARE(scene.platform.controls.trustRequests, 0);
+    QCOMPARE(scene.platform.fakeAccessibility.trustRequests, 0);
     for (const Qt::Key key : {Qt::Key_Return, Qt::Key_Enter, Qt::Key_Space})
         scene.key(key);
-    QCOMPARE(scene.platform.controls.trustRequests, 3);
+    QCOMPARE(scene.platform.fakeAccessibility.trustRequests, 3);
 }
 
 namespace {

@@ -70,10 +70,10 @@ struct Scene : PanelScene
         QVERIFY(wasDeclined());
     }
     void waitUntilIdle() const { QTRY_VERIFY(!session->isRunning()); }
-    [[nodiscard]] bool wasAllowed() const { return platform.desk.trashed.size() == 1; }
+    [[nodiscard]] bool wasAllowed() const { return platform.fakeWorkspace.trashed.size() == 1; }
     [[nodiscard]] bool wasDeclined() const
     {
-        return platform.desk.trashed.isEmpty() &&
+        return platform.fakeWorkspace.trashed.isEmpty() &&
                session->turns().last().summary == u"I didn't do that, as requested."_s;
     }
 

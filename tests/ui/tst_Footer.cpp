@@ -39,10 +39,10 @@ void tst_Footer::asksForAccess()
     QCOMPARE(scene.item(u"grantButton"_s).property("symbol"), u"hand.raised.fill"_s);
     QVERIFY(!scene.find(u"onDevice"_s));
     scene.click(u"grantButton"_s);
-    QCOMPARE(scene.platform.controls.trustRequests, 1);
+    QCOMPARE(scene.platform.fakeAccessibility.trustRequests, 1);
     // The system asks the user; the answer is read at the next summon.
     QVERIFY(scene.find(u"grantButton"_s));
-    scene.platform.controls.givesTrust = true;
+    scene.platform.fakeAccessibility.givesTrust = true;
     scene.click(u"grantButton"_s);
     QVERIFY(scene.find(u"onDevice"_s));
     QVERIFY(!scene.find(u"grantButton"_s));
@@ -52,7 +52,7 @@ void tst_Footer::showsAccessThatWasGrantedMeanwhile()
 {
     PanelScene scene;
     scene.setTrusted(false);
-    scene.platform.controls.trusted = true;
+    scene.platform.fakeAccessibility.trusted = true;
     QVERIFY(scene.find(u"grantButton"_s));
     PanelScene::summon();
     QVERIFY(scene.find(u"onDevice"_s));

@@ -117,7 +117,7 @@ void tst_Glyph::drawsNothingWithoutAName()
 void tst_Glyph::isTheSystemsSymbolWhereItHasOne()
 {
     FakePlatform platform;
-    platform.settings.ownSymbols = {u"lock.fill"_s};
+    platform.fakeAppearance.ownSymbols = {u"lock.fill"_s};
     const QColor colour(200, 100, 50);
     // A size that no other test uses, since images are cached.
     const QImage image = drawing(u"lock.fill"_s, 21, 2, colour);

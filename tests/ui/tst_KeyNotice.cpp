@@ -25,7 +25,7 @@ void tst_KeyNotice::isNotThereForAKeyThatIsOurs()
 void tst_KeyNotice::saysThatTheKeyIsTakenUntilItIsDismissed()
 {
     PanelScene scene;
-    scene.platform.key.isTaken = true;
+    scene.platform.fakeHotKey.isTaken = true;
     HotKey::shared().registerKey();
     QTRY_VERIFY(scene.find(u"keyNotice"_s));
     QCOMPARE(scene.text(u"keyNoticeText"_s), u"Option+Space belongs to another program."_s);
@@ -37,13 +37,13 @@ void tst_KeyNotice::saysThatTheKeyIsTakenUntilItIsDismissed()
 void tst_KeyNotice::bindsAnotherKeyAtAClick()
 {
     PanelScene scene;
-    scene.platform.key.isTaken = true;
-    scene.platform.key.otherKey = u"Ctrl+Alt+Space"_s;
+    scene.platform.fakeHotKey.isTaken = true;
+    scene.platform.fakeHotKey.otherKey = u"Ctrl+Alt+Space"_s;
     HotKey::shared().registerKey();
     QTRY_VERIFY(scene.find(u"keyNoticeAction"_s));
     QCOMPARE(scene.text(u"keyNoticeAction"_s), u"Use Ctrl+Alt+Space"_s);
     scene.click(u"keyNoticeAction"_s);
-    QVERIFY(scene.platform.key.isOtherBound);
+    QVERIFY(scene.platform.fakeHotKey.isOtherBound);
     QCOMPARE(scene.text(u"keyNoticeText"_s),
              u"Ctrl+Alt+Space shows and hides Quillon from now on."_s);
     QVERIFY(!scene.find(u"keyNoticeAction"_s));
@@ -53,8 +53,8 @@ void tst_KeyNotice::keepsToOneLineInTheSmallestWindow()
 {
     PanelScene scene;
     scene.window->resize(640, 460);
-    scene.platform.key.isTaken = true;
-    scene.platform.key.toggleCommand =
+    scene.platform.fakeHotKey.isTaken = true;
+    scene.platform.fakeHotKey.toggleCommand =
         u"/home/someone/a/very/long/path/quillon --toggle"_s.repeated(3);
     HotKey::shared().registerKey();
     QTRY_VERIFY(scene.find(u"keyNoticeAction"_s));

@@ -208,7 +208,7 @@ void tst_PanelAccessibility::aScreenReaderAnswersTheCard()
     QVERIFY(allow);
     allow->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
     QTRY_VERIFY(!scene.session->isRunning());
-    QCOMPARE(scene.platform.desk.trashed.size(), 1);
+    QCOMPARE(scene.platform.fakeWorkspace.trashed.size(), 1);
 }
 
 void tst_PanelAccessibility::aScreenReaderChoosesAModel_data()

@@ -67,7 +67,7 @@ void tst_PanelWindow::isSolidWithoutACompositor()
 void tst_PanelWindow::isRoundButSolidWithACompositor()
 {
     PanelScene scene;
-    scene.platform.panels.changeComposition(true, false);
+    scene.platform.fakeShell.changeComposition(true, false);
     const QQuickItem &background = scene.item(u"background"_s);
     QCOMPARE(background.property("color").value<QColor>().alpha(), 255);
     QCOMPARE(background.property("radius"), 14);
@@ -99,7 +99,7 @@ void tst_PanelWindow::stopsByItsKey()
 void tst_PanelWindow::isTranslucentOverWhatIsBlurred()
 {
     PanelScene scene;
-    scene.platform.panels.changeComposition(true, true);
+    scene.platform.fakeShell.changeComposition(true, true);
     const QQuickItem &background = scene.item(u"background"_s);
     QVERIFY(qAbs(background.property("color").value<QColor>().alphaF() - 0.94) < 0.01);
     QCOMPARE(background.property("radius"), 14);
@@ -109,7 +109,7 @@ void tst_PanelWindow::isTranslucentOverWhatIsBlurred()
 void tst_PanelWindow::isClearOverTheSystemsMaterial()
 {
     PanelScene scene(PanelScene::Model::loaded, Qt::Window);
-    scene.platform.panels.changeComposition(true, true);
+    scene.platform.fakeShell.changeComposition(true, true);
     const QQuickItem &background = scene.item(u"background"_s);
     QCOMPARE(background.property("color").value<QColor>().alpha(), 0);
 }

@@ -148,7 +148,7 @@ void tst_SessionViewModel::allowsAndDeclines()
     QTRY_VERIFY(scene.sessionView->isPending());
     scene.sessionView->resolve(approved);
     waitUntilIdle(*scene.session);
-    QCOMPARE(scene.platform.desk.trashed.size(), approved ? 1 : 0);
+    QCOMPARE(scene.platform.fakeWorkspace.trashed.size(), approved ? 1 : 0);
 }
 
 void tst_SessionViewModel::stopsAtOnceWhileApprovalIsAwaited()
@@ -167,7 +167,7 @@ void tst_SessionViewModel::stopsAtOnceWhileApprovalIsAwaited()
     waitUntilIdle(*scene.session);
     QVERIFY(scene.session->task()->isCancelled());
     QCOMPARE(scene.session->turns().last().summary, u"I didn't do that, as requested."_s);
-    QVERIFY(scene.platform.desk.trashed.isEmpty());
+    QVERIFY(scene.platform.fakeWorkspace.trashed.isEmpty());
 }
 
 void tst_SessionViewModel::stopsWhileTheModelThinks()

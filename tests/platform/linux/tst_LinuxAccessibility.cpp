@@ -21,7 +21,7 @@ class FrontPlatform final : public FakePlatform
 public:
     explicit FrontPlatform(qint64 process)
     {
-        desk.front = Application{.pid = ProcessId{process}, .name = u"Liar"_s};
+        fakeWorkspace.front = Application{.pid = ProcessId{process}, .name = u"Liar"_s};
     }
 
     Accessibility &accessibility() override { return m_accessibility; }
