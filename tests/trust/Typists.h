@@ -6,6 +6,7 @@
 #include "platform/Platform.h"
 #include "tests/executor/Running.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -24,8 +25,6 @@ using Qt::StringLiterals::operator""_s;
 
 /// Helpers for tests of typing: windows that receive keys, and the state of the X server.
 namespace Typists {
-constexpr int eventually = 60'000;
-
 inline QByteArray output(const QString &program, const QStringList &arguments)
 {
     QProcess process;

@@ -2,6 +2,7 @@
 
 #include "agent/ShownReason.h"
 #include "executor/Pause.h"
+#include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 #include "tests/ui/PanelTest.h"
 #include "ui/PreviewTail.h"
@@ -15,8 +16,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int eventually = 30'000;
-
 // Selectable texts convert line breaks and spaces.
 QString asLines(QString text)
 {

@@ -1,5 +1,7 @@
 #include "tests/ui/PanelScene.h"
 
+#include "tests/support/Waiting.h"
+
 #include "app/HotKey.h"
 #include "ui/Ui.h"
 
@@ -11,8 +13,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int eventually = 30'000;
-
 void collect(QQuickItem *item, const QString &name, QList<QQuickItem *> &found)
 {
     if (!item->isVisible())

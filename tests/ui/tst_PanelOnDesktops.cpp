@@ -6,6 +6,7 @@
 #include "tests/support/Hands.h"
 #include "tests/support/TestModel.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QProcess>
@@ -17,8 +18,6 @@ using namespace Hands;
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int eventually = 60'000;
-
 constexpr QSize screen(1920, 1080);
 
 QByteArray propertyOf(const X11Window &window, const QString &name)

@@ -6,6 +6,7 @@
 #include "tests/support/Hands.h"
 #include "tests/support/TestModel.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,7 +19,6 @@ using namespace Hands;
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int eventually = 60'000;
 const QRect inTheMiddle(280, 90, 720, 620); // on a screen of 1280 by 800
 } // namespace
 
