@@ -4,18 +4,18 @@
 #include <QString>
 #include <QtQml/qqmlregistration.h>
 
-/// What the panel says about its hot key: its name, and, if another program owns it, one line with
-/// a way to have another key. Main thread.
+/// The panel's texts about its hot key: its name and, if another program owns it, a line that
+/// offers another key. Main thread.
 class KeyOffer : public QObject
 {
     Q_OBJECT
     QML_ANONYMOUS
 
-    /// The hot key as this desktop writes it, and what it does.
+    /// The hot key in this desktop's notation, and what it does.
     Q_PROPERTY(QString help READ help NOTIFY changed)
-    /// The line; empty if there is nothing to say.
+    /// The line; empty if there is none.
     Q_PROPERTY(QString text READ text NOTIFY changed)
-    /// What the button beside it says; empty if there is nothing to do.
+    /// The text of the button beside it; empty if there is none.
     Q_PROPERTY(QString action READ action NOTIFY changed)
 
 public:
@@ -25,9 +25,9 @@ public:
     [[nodiscard]] const QString &text() const { return m_text; }
     [[nodiscard]] QString action() const;
 
-    /// The user agrees: the other key is bound, or the command for it is copied.
+    /// The user accepts the offer: binds the other key, or copies the command for it.
     Q_INVOKABLE void accept();
-    /// The user has read it. It is not said again by this process.
+    /// The user dismisses the line. This process does not show it again.
     Q_INVOKABLE void dismiss();
 
 Q_SIGNALS:
@@ -36,7 +36,7 @@ Q_SIGNALS:
 private:
     enum class Step { nothing, bind, copy };
 
-    /// After the hot key was registered, or not.
+    /// Called after registering the hot key has succeeded or failed.
     void examine();
     void say(const QString &text, Step next);
 

@@ -59,7 +59,7 @@ void QuillonApp::launch(AppDelegate::Start start)
     // Before the window is shown: activating later would take the focus from an application to
     // which the user has switched meanwhile.
     m_delegate.applicationDidFinishLaunching(start);
-    // Without the key a hidden panel would be hard to find.
+    // Without the hot key, users would hardly find a hidden panel.
     if (!Platform::current().hotKey().isOurs())
         shell().showStatusItem([this] { m_delegate.applicationWasStartedAgain(); });
     if (start == AppDelegate::Start::hidden)

@@ -71,7 +71,7 @@ QString firstCharacters(const QString &text, qsizetype count)
     return ends.size() < count ? text : text.first(ends.constLast());
 }
 
-// The first one of its kind, but one that is sure to show before all others.
+// The first match, but a match that is certainly visible is preferred.
 struct Candidate
 {
     std::optional<ElementId> shown{};

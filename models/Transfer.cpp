@@ -34,7 +34,7 @@ void Transfer::receiveAndPlace(const OnProgress &onProgress)
     PartialFile file;
     {
         QEventLoop loop;
-        HttpReceiver reception(m_folder, file, loop, [&onProgress](qint64 written, qint64 whole) {
+        HttpReceiver receiver(m_folder, file, loop, [&onProgress](qint64 written, qint64 whole) {
             onProgress(fraction(written, whole));
         });
         {
@@ -43,7 +43,7 @@ void Transfer::receiveAndPlace(const OnProgress &onProgress)
                 return;
             m_loop = &loop;
         }
-        reception.start(m_url, m_patience);
+        receiver.start(m_url, m_patience);
         loop.exec();
         {
             const std::scoped_lock guard(m_lock);
@@ -51,7 +51,7 @@ void Transfer::receiveAndPlace(const OnProgress &onProgress)
             if (m_cancelled)
                 return;
         }
-        reception.check();
+        receiver.check();
     }
     // Before the move: otherwise a power cut could leave an empty file at the destination.
     file.flush();

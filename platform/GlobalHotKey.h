@@ -4,7 +4,7 @@
 
 #include <functional>
 
-/// The global key combination Option+Space, and what replaces it if another program owns it. Main
+/// The global key combination Option+Space, and its replacement if another program owns it. Main
 /// thread only.
 class GlobalHotKey
 {
@@ -16,24 +16,24 @@ public:
     /// another program owns the combination, or there is no keyboard, fails silently.
     virtual void registerKey(std::function<void()> pressed) = 0;
 
-    /// The combination as this desktop writes it: "Alt+Space".
+    /// The combination in this desktop's notation: "Alt+Space".
     [[nodiscard]] virtual QString name() const = 0;
 
-    /// Whether the presses reach us after registerKey(), as far as the system tells.
+    /// Whether registerKey() has succeeded, as far as the system tells.
     [[nodiscard]] virtual bool isOurs() const = 0;
 
-    /// Another combination that the desktop can be told to show the panel with, as it writes that;
-    /// empty if the desktop cannot be told.
+    /// Another combination that can be bound in the desktop's settings, in its notation; empty if
+    /// there is none.
     [[nodiscard]] virtual QString alternative() = 0;
 
-    /// Whether the desktop has been told so, now or in an earlier session.
+    /// Whether that combination is bound, now or by an earlier session.
     [[nodiscard]] virtual bool isAlternativeBound() = 0;
 
-    /// Tells the desktop so. Only with the user's consent: it changes the desktop's settings.
-    /// Throws PlatformError.
+    /// Binds that combination. Only with the user's consent, since it changes the desktop's
+    /// settings. Throws a PlatformError.
     virtual void bindAlternative() = 0;
 
-    /// The command that does what the key does, for users who bind a key by hand; empty if the
-    /// system has no settings for that.
+    /// The command for users who bind a key themselves; empty if the system has no settings for
+    /// that.
     [[nodiscard]] virtual QString command() = 0;
 };

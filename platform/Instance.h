@@ -30,7 +30,7 @@ public:
 
     virtual ~Instance() = default;
 
-    /// What starts the program with the argument at login.
+    /// The content of the file that starts the program with the argument.
     [[nodiscard]] virtual LoginItem loginItem(const QString &program,
                                               const QString &argument) const = 0;
 

@@ -85,9 +85,9 @@ public:
     /// `chosen` on the main thread if the user activates it. Does nothing if the desktop has no
     /// notifications.
     virtual void notify(const QString &text, Urgency urgency, std::function<void()> chosen) = 0;
-    /// Removes the last notification.
-    /// Shows an icon of the application among those of the desktop's panel, and calls this on the
-    /// main thread when the user clicks it. Nothing if the desktop has no such icons.
+    /// Removes the last notification. Shows a status icon in the desktop's panel, and calls
+    /// `clicked` on the main thread when the user clicks it. Does nothing if the desktop has no
+    /// such icons.
     virtual void showStatusItem(std::function<void()> chosen) = 0;
     virtual void withdrawNotification() = 0;
 

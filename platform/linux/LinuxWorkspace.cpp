@@ -52,10 +52,10 @@ std::optional<ProcessId> ownerIn(const X11Snapshot &snapshot, X11WindowId window
     return found == snapshot.windows.end() ? std::nullopt : found->owner;
 }
 
-// The pages that a browser shows before it opens another one; nothing if it does not tell.
+// The pages that a browser shows before it opens another one; nothing if they are unknown.
 std::optional<BrowserPages> pagesOf(ProcessId browser)
 {
-    // It answers in about ten milliseconds, or is busy.
+    // A browser answers in about ten milliseconds unless it is busy.
     constexpr std::chrono::milliseconds limit{300};
     WorkQueue queue("browser pages");
     return queue
@@ -94,7 +94,7 @@ Application application(const X11Window &window)
 constexpr std::chrono::milliseconds lookInterval{40};
 // Window managers activate most new windows themselves, a moment after they appear.
 constexpr std::chrono::milliseconds requestInterval{300};
-// A browser answers in about ten milliseconds, or is busy with the page.
+// A browser answers in about ten milliseconds unless it is busy with the page.
 constexpr std::chrono::milliseconds pageLookInterval{120};
 constexpr std::chrono::milliseconds pageLookLimit{150};
 
@@ -283,7 +283,7 @@ void WindowArrival::lookAtPages(const X11Window &window)
     const auto look = [browser = *window.owner] {
         return BrowserPages::of(browser, std::chrono::steady_clock::now() + pageLookLimit);
     };
-    // Without an answer, the browser is busy and the last one holds.
+    // Without an answer, the browser is busy, and its last answer is used.
     if (auto pages = m_queue.call(look, pageLookLimit))
         m_pages = std::move(*pages);
 }
@@ -462,7 +462,7 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
     if (isWebAddress(uri) && DesktopEntries::isBrowser(location)) {
         const ProcessId browser =
             window ? ownerIn(expected.before, *window).value_or(ProcessId{}) : ProcessId{};
-        // Without accessibility, it does not tell about its pages.
+        // Without accessibility, its pages are unknown.
         expected.opensPage = !ChromiumProgram::isClosed(browser);
         if (browser != ProcessId{} && expected.opensPage)
             expected.pagesBefore = pagesOf(browser);

@@ -12,10 +12,10 @@ public:
     void registerKey(std::function<void()> pressed) override;
 
     [[nodiscard]] QString name() const override;
-    /// The system reports a registration of ours as done also if another program has registered the
-    /// key too; then both programs get the presses.
+    /// The system also reports success if another program has registered the key; then both
+    /// programs receive the presses.
     [[nodiscard]] bool isOurs() const override { return m_ref != nullptr; }
-    /// macOS binds no keys to commands. An application without its key is reached by the Dock.
+    /// macOS cannot bind keys to commands. Without the hot key, users open the panel from the Dock.
     [[nodiscard]] QString alternative() override { return {}; }
     [[nodiscard]] bool isAlternativeBound() override { return false; }
     void bindAlternative() override;

@@ -11,7 +11,7 @@ public:
     /// Enough for a program that was just started on a busy machine.
     static constexpr double answerLimit = 10; // seconds
 
-    /// What this process answers if it is asked whether it has the hot key.
+    /// Sets this process's answer to hasHotKey requests.
     explicit MacInstance(std::function<bool()> ownsHotKey = [] { return false; });
 
     /// Whether another process of this program shows the panel.

@@ -92,7 +92,7 @@ bool MacInstance::claim(std::function<void(Request)> received)
         return false;
     listen(Request::open, received);
     listen(Request::toggle, received);
-    // Only a process that has the key answers.
+    // Only a process with the hot key answers.
     const std::function<bool()> ownsHotKey = m_ownsHotKey;
     [center() addObserverForName:keyQuestionName()
                           object:nil

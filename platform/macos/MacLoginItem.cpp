@@ -4,8 +4,8 @@
 
 using namespace Qt::StringLiterals;
 
-// A launch agent: the interface for login items is not in the headers of all systems that this is
-// built for. The file's name and its label are the bundle's identifier.
+// Uses a launch agent, since the interface for login items is not in all supported SDKs. The name
+// of the file and its label are the bundle's identifier.
 Instance::LoginItem MacInstance::loginItem(const QString &program, const QString &argument) const
 {
     const QString name = u"app.quillon.Quillon"_s;

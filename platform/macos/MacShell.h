@@ -31,8 +31,8 @@ public:
     // Instead, the icon in the Dock bounces until the application is in front.
     void notify(const QString &, Urgency, std::function<void()>) override {}
     void withdrawNotification() override {}
-    // The Dock has the icon that brings the panel back; the menu bar is short of room, and its
-    // items are for what shows a state.
+    // No status icon: the icon in the Dock shows the panel, and items in the menu bar are for
+    // showing a state.
     void showStatusItem(std::function<void()>) override {}
 
     bool isComposited() override { return true; }

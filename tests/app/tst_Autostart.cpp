@@ -61,7 +61,7 @@ void tst_Autostart::switchingOffTwiceIsFine()
 
 void tst_Autostart::whatCannotBeWrittenIsSaid()
 {
-    // A file is where the folder belongs.
+    // There is a file at the folder's path.
     QFile file(m_home.filePath(u"file"_s));
     QVERIFY(file.open(QIODevice::WriteOnly));
     m_platform.fakeInstance.loginFile = m_home.filePath(u"file/quillon"_s);

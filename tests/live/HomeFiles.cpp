@@ -16,7 +16,7 @@ bool isNamed(const QString &path, const QString &pattern)
 {
     const QString wildcard = QRegularExpression::wildcardToRegularExpression(
         pattern, QRegularExpression::UnanchoredWildcardConversion);
-    // “notes.txt~” is what some editors keep of “notes.txt”.
+    // Some editors keep a backup of “notes.txt” as “notes.txt~”.
     const QRegularExpression named(u"^(?:"_s + wildcard + u")(?:~|/.*)?$"_s);
     return named.match(path).hasMatch() || (path.endsWith(u'/') && pattern.startsWith(path));
 }

@@ -5,16 +5,14 @@
 #include <QString>
 #include <QStringList>
 
-/// What a user would notice in a home folder: its files and folders that are not hidden, and the
-/// Trash.
+/// The visible files and folders of a home folder, and the Trash.
 class HomeFiles
 {
 public:
     [[nodiscard]] static HomeFiles of(const QString &home);
 
-    /// What came, went or changed between the two, by its path in the home folder, apart from what
-    /// the patterns name. With an item goes what is in it, the folders above it, and the copy that
-    /// an editor keeps of it.
+    /// The paths of added, removed and changed items, without those that the patterns match. An
+    /// item includes its contents, the folders above it, and an editor's backup of it.
     [[nodiscard]] QStringList changesSince(const HomeFiles &before,
                                            const QStringList &expected) const;
 

@@ -45,7 +45,7 @@ QString frontName()
     return front ? front->name.value_or(QString()) : QString();
 }
 
-// What an office suite's flat file says, without its marks.
+// The text of an office suite's flat file, without its markup.
 QString wordsOf(QString document)
 {
     static const QRegularExpression head(u"^.*<office:body>"_s,
@@ -144,7 +144,7 @@ QStringList LiveDesktop::touched(const LiveTask &task) const
     return found;
 }
 
-// Those that are no effect of the task, and whose address is in none of its steps.
+// Requests that are not effects of the task and whose address is in none of its steps.
 QStringList LiveDesktop::strayRequests(const LiveTask &task) const
 {
     QStringList expected{u"/favicon.ico"_s};

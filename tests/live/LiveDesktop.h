@@ -25,8 +25,8 @@ public:
     /// The missing effects of the task; empty if it has succeeded.
     [[nodiscard]] QStringList missing(const LiveTask &task) const;
 
-    /// What has changed since prepare() that the task does not name: in the other application, the
-    /// user's files, or the requests to the server.
+    /// Changes since prepare() that the task does not name: in the other application, the user's
+    /// files, or the requests to the server.
     [[nodiscard]] QStringList touched(const LiveTask &task) const;
 
     /// The step with its placeholders replaced by paths of the desktop.

@@ -1,5 +1,5 @@
-// The application that no task is about. It writes down each key that reaches it, each of its
-// buttons that is pressed, each change of its text, and that it was asked to close:
+// The application that no task uses. Records each key that it receives, each press of its buttons,
+// each change of its text, and requests to close it:
 //
 //   quillon-live-bystander RECORD LABEL…
 

@@ -43,7 +43,7 @@ bool isGone(const DBusMessagePtr &reply)
            DBusMessages::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
-// The first word; nothing if the element does not tell.
+// The first word of the states; nothing if they are unknown.
 std::optional<dbus_uint32_t> firstStates(const DBusMessagePtr &states)
 {
     const QList<dbus_uint32_t> words =

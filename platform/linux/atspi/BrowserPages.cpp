@@ -7,7 +7,7 @@
 namespace {
 constexpr const char *accessible = "org.a11y.atspi.Accessible";
 
-// More windows than people have of one browser.
+// More windows than users open in one browser.
 constexpr qsizetype maxWindows = 64;
 
 // The relation between a window and the page in it.

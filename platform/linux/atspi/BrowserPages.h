@@ -7,16 +7,16 @@
 
 #include <optional>
 
-/// The pages that a browser shows, as it tells over the accessibility bus. Each page is another
-/// object.
+/// The pages that a browser shows, read over the accessibility bus. Each page is an object of its
+/// own.
 struct BrowserPages
 {
     QList<DBusObject> shown;          ///< In all of its windows.
     std::optional<DBusObject> loaded; ///< The one in the active window, once it is there.
 
-    /// Asks the browser that runs as this process; one that does not answer by the deadline shows
-    /// nothing so far. Nothing when it is not on the accessibility bus. Any thread; it may block
-    /// for longer only when a bus has stopped.
+    /// Asks the browser with that process. Empty if it does not answer by the deadline; nothing if
+    /// it is not on the accessibility bus. Any thread; blocks beyond the deadline only if a bus has
+    /// stopped.
     [[nodiscard]] static std::optional<BrowserPages> of(ProcessId browser,
                                                         PrivateBus::Deadline deadline);
 };

@@ -59,7 +59,7 @@ void append(const DBusMessagePtr &call, dbus_uint32_t number);
 [[nodiscard]] std::optional<DBusObject> object(const DBusMessagePtr &reply);
 /// The first objects of a list, at most so many. Objects with invalid names are skipped.
 [[nodiscard]] QList<DBusObject> objects(const DBusMessagePtr &reply, qsizetype most);
-/// Of a list of relations, each with its kind and its objects, the first object of that kind.
+/// The first object of the relation of that kind, in a list of relations with their objects.
 [[nodiscard]] std::optional<DBusObject> related(const DBusMessagePtr &reply, dbus_uint32_t kind);
 } // namespace DBusMessages
 

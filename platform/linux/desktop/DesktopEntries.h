@@ -16,7 +16,7 @@
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
-/// By what the application of a window is recognised.
+/// The properties by which the application of a window is recognised.
 struct WindowClass
 {
     std::optional<ProcessId> owner;

@@ -40,7 +40,7 @@ struct StringsFree
 };
 using Strings = std::unique_ptr<gchar *, StringsFree>;
 
-// Nothing if the desktop's part that has the settings is not installed; GIO would end the program.
+// Nothing if the schema of the settings is not installed, which would make GIO abort the program.
 GObjectPtr<GSettings> settingsAt(const char *name, const char *path = nullptr)
 {
     GSettingsSchemaSource *const source = g_settings_schema_source_get_default();
@@ -65,7 +65,7 @@ QString text(GSettings *settings, const char *key)
     throw PlatformError(u"%1 did not take the key."_s.arg(desktop));
 }
 
-// GNOME has a list of such keys, MATE takes whatever is in its folder.
+// GNOME has a list of such keys, MATE uses everything in its folder.
 class GSettingsKeys final : public Settings
 {
 public:

@@ -2,15 +2,15 @@
 
 #include <QString>
 
-/// The desktop's own settings for keys that run a command: a second key for the panel if Alt+Space
-/// belongs to another program. The desktop keeps it, so that it works after the next login too.
-/// Main thread; each call takes a few seconds at most.
+/// The desktop's settings for keys that run a command: another key for the panel if another program
+/// owns Alt+Space. The desktop stores it, so that it works after the next login too. Main thread;
+/// each call blocks for a few seconds at most.
 namespace DesktopKeys {
-/// The key that is bound, as desktops write it.
+/// The bound key in the desktops' notation.
 [[nodiscard]] QString name();
 
-/// What shows and hides the panel, as a command for such settings: a program that is not installed
-/// is not on the user's path.
+/// The command that shows and hides the panel, with the full path of a program that is not
+/// installed.
 [[nodiscard]] QString toggleCommand();
 
 /// Whether this desktop's settings are known: those of GNOME, MATE, KDE and XFCE.
@@ -19,6 +19,6 @@ namespace DesktopKeys {
 /// Whether bind() has been called on this desktop before, and the key still runs a command.
 [[nodiscard]] bool isBound();
 
-/// Binds the key to toggleCommand(). Throws PlatformError.
+/// Binds the key to toggleCommand(). Throws a PlatformError.
 void bind();
 } // namespace DesktopKeys

@@ -48,8 +48,8 @@ bool LinuxInstance::claim(std::function<void(Request)> received)
 
 Instance::LoginItem LinuxInstance::loginItem(const QString &program, const QString &argument) const
 {
-    // A word in quotation marks, of which the file's own reader takes the backslashes away first;
-    // a per cent sign would begin a field.
+    // Quotes the word. Escapes backslashes twice, since the file's reader removes one level, and
+    // doubles per cent signs, which would begin a field code.
     QString word;
     for (const QChar character : program) {
         if (u"\"`$\\"_s.contains(character))

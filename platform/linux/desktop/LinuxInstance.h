@@ -18,7 +18,7 @@ public:
     /// How long the running instance may take to answer.
     static constexpr int answerLimit = 10'000;
 
-    /// What this process answers if it is asked whether it has the hot key.
+    /// `ownsHotKey` answers other processes that ask whether this one has the hot key.
     explicit LinuxInstance(std::function<bool()> ownsHotKey);
 
     bool claim(std::function<void(Request)> received) override;
@@ -44,7 +44,7 @@ private:
     std::function<void(Request)> m_received;
 };
 
-/// What the instance tells beyond the interface that all applications have.
+/// The part of our interface that is not in org.freedesktop.Application.
 class LinuxInstanceState final : public QDBusAbstractAdaptor
 {
     Q_OBJECT

@@ -7,9 +7,8 @@
 
 class QDBusServiceWatcher;
 
-/// The program's icon among those that panels show beside the clock, over
-/// org.kde.StatusNotifierItem. On a desktop without such a panel nothing is shown, until one
-/// starts. Main thread; never waits for the desktop.
+/// The program's status icon, by org.kde.StatusNotifierItem. On a desktop without a panel for such
+/// icons, it is shown once one starts. Main thread; does not block.
 class StatusItem final : public QObject
 {
     Q_OBJECT
@@ -30,11 +29,11 @@ public:
     [[nodiscard]] static QString title();
     [[nodiscard]] static QString status();
     [[nodiscard]] static QString iconName();
-    /// False, so that panels call Activate() for a click.
+    /// False, so that a click on the icon calls Activate().
     [[nodiscard]] static bool isMenu() { return false; }
 
 public Q_SLOTS:
-    // The methods of the interface, with the place of the click.
+    // The methods of the interface, with the position of the click.
     Q_SCRIPTABLE void Activate(int x, int y);
     Q_SCRIPTABLE void SecondaryActivate(int x, int y);
     Q_SCRIPTABLE void ContextMenu(int x, int y);

@@ -16,7 +16,7 @@ public:
     void registerKey(std::function<void()> pressed) override;
 
     [[nodiscard]] QString name() const override;
-    /// Whether every press reaches us, with the locks in any state.
+    /// Whether every combination with the locks is grabbed.
     [[nodiscard]] bool isOurs() const override { return m_isOurs; }
     [[nodiscard]] QString alternative() override;
     [[nodiscard]] bool isAlternativeBound() override;
