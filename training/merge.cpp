@@ -1,9 +1,9 @@
-// Makes the small model of what is in the repository and of the base that a registry serves:
-// takes the base's weights apart into numbers, adds the low-rank difference, and writes them with 8
-// bits. The system prompt becomes one token of the vocabulary on the way.
+// Builds the small model from the base model and the low-rank difference: dequantises the base's
+// weights, adds the difference, and quantises them with 8 bits. The system prompt becomes one token
+// of the vocabulary.
 //
-// The same two files give the same bytes everywhere: all arithmetic is here, in a fixed order, and
-// is compiled without fused operations.
+// The result is the same on every machine: all arithmetic is here, in a fixed order, and compiled
+// without fused operations.
 #include "agent/SystemPrompt.h"
 
 #include <ggml.h>
@@ -29,11 +29,11 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// A slot of the vocabulary that the base reserves and never learnt to use.
+// A token that the base model reserves and was never trained with.
 constexpr std::size_t promptToken = 16;
 constexpr std::int32_t userDefined = 4;
 constexpr std::uint32_t mostlyEightBits = 7;
-// Both formats of the files keep this many weights together.
+// The block size of both file formats.
 constexpr std::size_t blockSize = 32;
 
 struct Q4Block
@@ -146,7 +146,7 @@ void pack(std::span<const float> values, std::byte *target)
     }
 }
 
-// weights += b · a · scale, where a has one row for each rank and b one for each output.
+// weights += b · a · scale; a has one row for each rank, and b one for each output.
 void add(std::vector<float> &weights, const ggml_tensor &a, const ggml_tensor &b, float scale)
 {
     const auto inputs = static_cast<std::size_t>(a.ne[0]);

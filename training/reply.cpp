@@ -1,6 +1,7 @@
-// Answers conversations with a model file through the program's own engine and its own reader of
-// replies: one JSON object a line in, `{"messages":[{"role":"user","content":"…"},…]}` without the
-// system message, and one a line out. What measures a model is thereby what users get.
+// Answers conversations with a model file, with the program's own engine and parser, so that the
+// evaluation measures what users get. Reads one JSON object per line,
+// `{"messages":[{"role":"user","content":"…"},…]}` without the system message, and writes one per
+// line.
 #include "agent/SystemPrompt.h"
 #include "agent/action/AgentAction.h"
 #include "inference/LlamaEngine.h"
@@ -20,7 +21,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// As many as the program allows a reply.
+// The program's limit for a reply.
 constexpr int maxTokens = 200;
 
 QList<ChatMessage> conversation(const QJsonObject &line)
