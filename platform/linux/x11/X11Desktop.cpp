@@ -401,7 +401,7 @@ X11Desktop::X11Desktop() : m_connection(std::make_shared<Connection>()) {}
 X11Desktop::~X11Desktop() = default;
 
 template <typename Question>
-auto X11Desktop::ask(Question question) -> decltype(question(std::declval<Session &>()))
+auto X11Desktop::ask(const Question &question) -> decltype(question(std::declval<Session &>()))
 {
     using Answer = decltype(question(std::declval<Session &>()));
     return m_queue

@@ -85,7 +85,7 @@ private:
 
     /// The session's answer; nothing after the timeout.
     template <typename Question>
-    auto ask(Question question) -> decltype(question(std::declval<Session &>()));
+    auto ask(const Question &question) -> decltype(question(std::declval<Session &>()));
 
     std::shared_ptr<Connection> m_connection; ///< Shared with the work, which may outlive this.
     WorkQueue m_queue{"x11"};
