@@ -77,13 +77,19 @@ std::optional<BrowserPages> BrowserPages::of(ProcessId browser, PrivateBus::Dead
     }
     const std::vector<DBusMessagePtr> replies = bus->callAll(calls, deadline);
     BrowserPages pages;
+    std::optional<DBusObject> front;
     for (size_t i = 0; i < replies.size(); i += 2) {
         const std::optional<DBusObject> page = DBusMessages::related(replies[i + 1], embeds);
         if (!page)
             continue;
         pages.shown.append(*page);
-        if (hasState(replies[i], active) && isLoaded(*bus, *page, deadline))
-            pages.loaded = page;
+        if (hasState(replies[i], active))
+            front = page;
     }
+    // Chromium's first window does not say that it is active.
+    if (!front && pages.shown.size() == 1)
+        front = pages.shown.constFirst();
+    if (front && isLoaded(*bus, *front, deadline))
+        pages.loaded = front;
     return pages;
 }
