@@ -4,6 +4,7 @@
 #include "base/WorkQueue.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/atspi/BrowserPages.h"
+#include "platform/linux/desktop/ApplicationFolders.h"
 #include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/FileManager.h"
 #include "platform/linux/desktop/LinuxProcesses.h"
@@ -363,7 +364,7 @@ QList<Application> LinuxWorkspace::runningApplications()
 
 QStringList LinuxWorkspace::applicationFolders()
 {
-    return DesktopEntries::folders();
+    return ApplicationFolders::all();
 }
 
 QList<InstalledApplication> LinuxWorkspace::applicationsIn(const QString &folder)
@@ -404,7 +405,7 @@ QFuture<void> LinuxWorkspace::open(const QUrl &url)
     const auto start = [&] { return DesktopEntries::open(uri); };
     if (location)
         return openIn(*location, uri, start);
-    const DesktopEntries::Started started = start();
+    const DesktopEntry::Started started = start();
     return started.failure ? Futures::failed(PlatformError(*started.failure)) : Futures::done();
 }
 
@@ -444,7 +445,7 @@ void LinuxWorkspace::trash(const std::filesystem::path &item)
 }
 
 QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &uri,
-                                     const std::function<DesktopEntries::Started()> &start)
+                                     const std::function<DesktopEntry::Started()> &start)
 {
     Start &last = m_starts[location];
     if (hasTerminated(last.leader))
@@ -473,7 +474,7 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
     if (uri.isEmpty() && window) {
         m_desktop.activate(*window);
     } else if (!uri.isEmpty() || !isStarting) {
-        const DesktopEntries::Started started = start();
+        const DesktopEntry::Started started = start();
         if (started.failure)
             return Futures::failed(PlatformError(*started.failure));
         // A running instance may have taken over the address.

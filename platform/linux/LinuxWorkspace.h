@@ -41,7 +41,7 @@ public:
 private:
     /// Starts the application or makes it open that address, and waits until it is in front.
     [[nodiscard]] QFuture<void> openIn(const QString &location, const QByteArray &uri,
-                                       const std::function<DesktopEntries::Started()> &start);
+                                       const std::function<DesktopEntry::Started()> &start);
 
     struct Start
     {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/Workspace.h"
+#include "platform/linux/desktop/DesktopEntry.h"
 
 #include <QByteArray>
 #include <QList>
@@ -24,12 +25,8 @@ struct WindowClass
     QString className;
 };
 
-/// The applications that desktop entries describe. Entries are read by GIO, which knows when they
-/// are hidden and how to start them. A location is the path of an entry. Main thread.
+/// The applications that desktop entries describe. A location is the path of an entry. Main thread.
 namespace DesktopEntries {
-/// The XDG application folders, the user's first.
-[[nodiscard]] QStringList folders();
-
 /// The applications in the folder that are visible on this desktop, in the order of the file names.
 /// Without entries that an earlier folder replaces or hides.
 [[nodiscard]] QList<InstalledApplication> in(const QString &folder);
@@ -61,17 +58,11 @@ namespace DesktopEntries {
 /// file. Nothing if there is none.
 [[nodiscard]] std::optional<QString> defaultFor(const QByteArray &uri);
 
-struct Started
-{
-    std::optional<QString> failure{}; ///< One sentence.
-    ProcessId leader{}; ///< The leader of the new session; 0 if another process starts it.
-};
-
 /// Opens the address with its default application.
-[[nodiscard]] Started open(const QByteArray &uri);
+[[nodiscard]] DesktopEntry::Started open(const QByteArray &uri);
 
 /// Starts the application, with an address if there is one.
-[[nodiscard]] Started start(const QString &location, const QByteArray &uri = {});
+[[nodiscard]] DesktopEntry::Started start(const QString &location, const QByteArray &uri = {});
 
 /// The entry of a window's application: the one with the window's class or name; or the one that
 /// starts the window's program, unless the class belongs to something else.
