@@ -8,10 +8,6 @@ Item {
 
     required property SessionViewModel session
 
-    function onOneLine(text: string): string {
-        return text.replace(/[\n\v\f\r\u0085\u2028\u2029]+/g, " ");
-    }
-
     implicitHeight: Math.max(34, texts.implicitHeight)
     objectName: "live"
 
@@ -48,7 +44,7 @@ Item {
             font.pixelSize: 11
             maximumLineCount: 1
             objectName: "livePreview"
-            text: live.onOneLine(live.session.preview)
+            text: live.session.preview
             visible: text !== ""
             width: parent.width
             wrapMode: Text.NoWrap

@@ -1,5 +1,6 @@
 #include "ui/LogModel.h"
 
+#include "base/ShownText.h"
 #include "ui/LogEntryStyle.h"
 
 QVariant LogModel::data(const QModelIndex &index, int role) const
@@ -9,7 +10,7 @@ QVariant LogModel::data(const QModelIndex &index, int role) const
     const LogEntry &entry = records().at(index.row());
     switch (role) {
     case Text:
-        return entry.text;
+        return ShownText::plain(entry.text);
     case Running:
         return entry.running;
     case Symbol:

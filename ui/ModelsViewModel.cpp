@@ -1,5 +1,6 @@
 #include "ui/ModelsViewModel.h"
 
+#include "base/ShownText.h"
 #include "models/LocalModel.h"
 #include "models/ModelManager.h"
 
@@ -54,7 +55,7 @@ QString ModelsViewModel::progressText() const
 
 QString ModelsViewModel::message() const
 {
-    return m_models.state().message;
+    return ShownText::plain(m_models.state().message);
 }
 
 QString ModelsViewModel::ownWay() const

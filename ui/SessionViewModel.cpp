@@ -2,10 +2,12 @@
 
 #include "agent/AgentSession.h"
 #include "agent/ShownReason.h"
+#include "base/ShownText.h"
 #include "ui/PreviewTail.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
+#include <QRegularExpression>
 
 #include <chrono>
 #include <utility>
@@ -15,6 +17,13 @@ using namespace Qt::StringLiterals;
 namespace {
 // A fast model sends thousands of pieces per second; users cannot read more than thirty updates.
 constexpr std::chrono::milliseconds previewInterval{33};
+
+// The preview is a single line, whatever the model writes.
+QString onOneLine(QString text)
+{
+    static const QRegularExpression lineEnds(u"[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]+"_s);
+    return text.replace(lineEnds, u" "_s);
+}
 } // namespace
 
 SessionViewModel::SessionViewModel(AgentSession &session, QObject *parent)
@@ -56,7 +65,7 @@ bool SessionViewModel::isStopping() const
 QString SessionViewModel::status() const
 {
     // Stopping waits for the model's reply or the executor's step.
-    return isStopping() ? u"Stopping…"_s : m_session.status();
+    return isStopping() ? u"Stopping…"_s : ShownText::plain(m_session.status());
 }
 
 bool SessionViewModel::isPending() const
@@ -101,7 +110,7 @@ void SessionViewModel::copyTurn(int row) const
 void SessionViewModel::showPreview()
 {
     m_previewPause.stop();
-    QString tail = previewTail(m_session.streamPreview());
+    QString tail = ShownText::plain(onOneLine(previewTail(m_session.streamPreview())));
     if (tail == m_preview)
         return;
     m_preview = std::move(tail);

@@ -1,5 +1,6 @@
 #include "ui/TurnsModel.h"
 
+#include "base/ShownText.h"
 #include "ui/LogModel.h"
 
 QVariant TurnsModel::data(const QModelIndex &index, int role) const
@@ -9,13 +10,13 @@ QVariant TurnsModel::data(const QModelIndex &index, int role) const
     const Turn &turn = records().at(index.row());
     switch (role) {
     case Command:
-        return turn.command;
+        return ShownText::plain(turn.command);
     case Log:
         return QVariant::fromValue(logOf(turn));
     case HasSummary:
         return turn.summary.has_value();
     case Summary:
-        return turn.summary.value_or(QString());
+        return ShownText::plain(turn.summary.value_or(QString()));
     default:
         return {};
     }

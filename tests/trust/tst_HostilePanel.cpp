@@ -1,6 +1,7 @@
 // The real panel must show hostile texts, and a model's replies to them, as plain characters.
 
 #include "agent/ShownReason.h"
+#include "base/ShownText.h"
 #include "executor/Pause.h"
 #include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
@@ -16,20 +17,17 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-// Selectable texts convert line breaks and spaces.
-QString asLines(QString text)
+// Selectable texts convert spaces.
+QString asLines(const QString &text)
 {
-    text.replace(u"\r\n"_s, u"\n"_s);
-    for (const char16_t lineEnd : {u'\r', u'\u2028', u'\u2029', u'\ufdd0', u'\ufdd1'})
-        text.replace(QChar(lineEnd), u'\n');
-    return text.replace(u'\u00a0', u' ');
+    return ShownText::plain(text).replace(u'\u00a0', u' ');
 }
 
 // The activity is always one line.
 QString asOneLine(QString text)
 {
     static const QRegularExpression lineEnds(u"[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]+"_s);
-    return text.replace(lineEnds, u" "_s);
+    return ShownText::plain(text.replace(lineEnds, u" "_s));
 }
 } // namespace
 
@@ -44,12 +42,23 @@ private Q_SLOTS:
 
     void whatIsShownIsPlainText_data();
     void whatIsShownIsPlainText();
+    void whatIsDrawnIsWhatIsThere_data();
+    void whatIsDrawnIsWhatIsThere();
     void aMegabyteIsShownInTime();
 
 private:
     /// Whether all texts in the panel, visible or not, are plain text.
     [[nodiscard]] bool isPlain() const;
     [[nodiscard]] QStringList shown(const QString &name) const;
+    /// The picture of the item with that name.
+    [[nodiscard]] QImage drawn(const QString &name) const
+    {
+        const QQuickItem &item = m_scene->item(name);
+        return m_scene->grab().copy(item.mapRectToScene(item.boundingRect()).toAlignedRect());
+    }
+    /// The pictures of the text as a task, as a step, as its summary, and as a preview of the
+    /// reply.
+    [[nodiscard]] QList<QImage> drawnTask(const QString &text);
     void start(const QString &task, const QStringList &replies);
 
     const Executor::PauseOverride m_noPauses{[](std::chrono::milliseconds, const auto &) {}};
@@ -141,7 +150,7 @@ void tst_HostilePanel::whatIsShownIsPlainText()
         QCOMPARE(shown(u"confirmReason"_s), QStringList{hostile.shown});
     QTRY_COMPARE(shown(u"lineText"_s),
                  QStringList{asLines(scene.session->turns().constFirst().log.constFirst().text)});
-    QCOMPARE(shown(u"liveStatus"_s), QStringList{scene.session->status()});
+    QCOMPARE(shown(u"liveStatus"_s), QStringList{ShownText::plain(scene.session->status())});
     QVERIFY(isPlain());
     scene.session->resolve(false);
     QTRY_VERIFY(!scene.session->isRunning());
@@ -160,6 +169,59 @@ void tst_HostilePanel::whatIsShownIsPlainText()
     scene.engine->stopHoldingGenerations();
     QTRY_VERIFY(!scene.session->isRunning());
     QVERIFY(scene.platform.fakeWorkspace.trashed.isEmpty());
+}
+
+QList<QImage> tst_HostilePanel::drawnTask(const QString &text)
+{
+    PanelScene &scene = *m_scene;
+    scene.session->setTurns({});
+    start(text, {replyOf(u"type_text"_s, u"text"_s, text), replyOf(u"done"_s, u"message"_s, text)});
+    const auto isShown = [&] { return shown(u"turnSummary"_s) == QStringList(asLines(text)); };
+    if (!QTest::qWaitFor(isShown, eventually))
+        return {};
+    QList<QImage> images{drawn(u"turnCommand"_s), drawn(u"lineText"_s), drawn(u"turnSummary"_s)};
+    scene.session->setTurns({});
+    scene.engine->holdGenerations();
+    scene.engine->addReplies({replyOf(u"done"_s)});
+    scene.session->submit(u"Go on"_s);
+    const auto goesOn = [&] { return scene.engine->isGenerating(); };
+    if (!QTest::qWaitFor(goesOn, eventually))
+        return {};
+    scene.engine->sendPiece(text);
+    const auto isSeen = [&] { return shown(u"livePreview"_s) == QStringList(asOneLine(text)); };
+    if (!QTest::qWaitFor(isSeen, eventually))
+        return {};
+    images.append(drawn(u"livePreview"_s));
+    scene.engine->stopHoldingGenerations();
+    return QTest::qWaitFor([&] { return !scene.session->isRunning(); }, eventually)
+               ? images
+               : QList<QImage>();
+}
+
+void tst_HostilePanel::whatIsDrawnIsWhatIsThere_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("looksLike");
+    QTest::newRow("an overridden direction")
+        << u"invoice\u202egpj.exe"_s << u"invoice\ufffdgpj.exe"_s;
+    QTest::newRow("isolates") << u"a\u2067b c\u2069d"_s << u"a\ufffdb c\ufffdd"_s;
+    QTest::newRow("nothing between letters") << u"Docu\u200bments"_s << u"Docu\ufffdments"_s;
+    QTest::newRow("many marks") << u"Z"_s + u"\u0336"_s.repeated(9)
+                                << u"Z\u0336\u0336\u0336\u0336\ufffd\ufffd\ufffd\ufffd\ufffd"_s;
+}
+
+void tst_HostilePanel::whatIsDrawnIsWhatIsThere()
+{
+    QFETCH(QString, text);
+    QFETCH(QString, looksLike);
+    const QList<QImage> expected = drawnTask(looksLike);
+    QCOMPARE(expected.size(), 4);
+    const QList<QImage> actual = drawnTask(text);
+    const QList<QImage> other = drawnTask(u"something else"_s);
+    for (qsizetype i = 0; i < expected.size(); ++i) {
+        QCOMPARE(actual.value(i), expected[i]);
+        QVERIFY(other.value(i) != expected[i]);
+    }
 }
 
 void tst_HostilePanel::aMegabyteIsShownInTime()
