@@ -43,16 +43,16 @@ void tst_TestModel::refusesInvalidReplies()
     QFETCH(QList<QByteArray>, texts);
 
     const QTemporaryDir folder;
-    QVERIFY_EXCEPTION_THROWN(TestModel::saying(texts).write(folder.filePath(u"a.gguf"_s)),
-                             std::invalid_argument);
+    QVERIFY_THROWS_EXCEPTION(std::invalid_argument,
+                             TestModel::saying(texts).write(folder.filePath(u"a.gguf"_s)));
 }
 
 void tst_TestModel::refusesAPathThatCannotBeWritten()
 {
     const QTemporaryDir folder;
-    QVERIFY_EXCEPTION_THROWN(
-        TestModel::saying({"Hello there."}).write(folder.filePath(u"missing/a.gguf"_s)),
-        std::runtime_error);
+    QVERIFY_THROWS_EXCEPTION(
+        std::runtime_error,
+        TestModel::saying({"Hello there."}).write(folder.filePath(u"missing/a.gguf"_s)));
 }
 
 void tst_TestModel::writesSmallFiles()

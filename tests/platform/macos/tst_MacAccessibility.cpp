@@ -292,8 +292,8 @@ void tst_MacAccessibility::reportsAnApplicationThatDoesNotAnswer()
     FakeApplication fake;
     fake.errors[application] = kAXErrorCannotComplete;
     const auto tree = open();
-    QVERIFY_EXCEPTION_THROWN((void)tree->nodes(tree->roots(), 10), UnresponsiveApplication);
-    QVERIFY_EXCEPTION_THROWN((void)tree->texts(tree->roots(), allTexts), UnresponsiveApplication);
+    QVERIFY_THROWS_EXCEPTION(UnresponsiveApplication, (void)tree->nodes(tree->roots(), 10));
+    QVERIFY_THROWS_EXCEPTION(UnresponsiveApplication, (void)tree->texts(tree->roots(), allTexts));
 }
 
 void tst_MacAccessibility::skipsAHungHelper()
