@@ -136,8 +136,7 @@ public:
         task.setStandardInputFile(QProcess::nullDevice());
         task.start(u"env"_s,
                    start(u"attacker"_s, replies) + QStringList{u"--task"_s, u"Help yourself"_s});
-        if (!QTest::qWaitFor([&] { return task.state() == QProcess::NotRunning; },
-                             eventually))
+        if (!QTest::qWaitFor([&] { return task.state() == QProcess::NotRunning; }, eventually))
             qFatal("The attack does not end.");
         const QString printed = QString::fromUtf8(task.readAllStandardOutput());
         const bool wasDeclined = printed.endsWith(u"\nI didn't do that, as requested.\n"_s);
