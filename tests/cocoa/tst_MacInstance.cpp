@@ -111,6 +111,7 @@ void tst_MacInstance::theProcessWithTheKeyAnswers()
     MacInstance instance([ownsKey] { return ownsKey; });
     QVERIFY(instance.claim([](Request) {}));
     FakeCocoa::receive(bundle + u".request.hotKey"_s, u"77"_s);
+    FakeCocoa::turn();
     QCOMPARE(FakeCocoa::posted.size(), ownsKey ? 1 : 0);
     if (ownsKey) {
         QCOMPARE(FakeCocoa::posted[0].name, bundle + u".answer"_s);

@@ -379,7 +379,9 @@ void tst_LinuxShell::attentionIsDemandedOfTheTaskBar()
     const auto demands = [&] {
         return window.names("_NET_WM_STATE").contains("_NET_WM_STATE_DEMANDS_ATTENTION");
     };
+    // Of two windows that are shown at once, each would insist on the keyboard.
     shell.makeKeyAndOrderFront(window);
+    QTRY_VERIFY(shell.isKey(window));
     shell.makeKeyAndOrderFront(other);
     QTRY_VERIFY(shell.isKey(other));
     shell.requestAttention(window, Shell::Urgency::news);

@@ -441,6 +441,19 @@ double now()
 }
 @end
 
+// A program without a bundle, as a test is.
+@implementation NSBundle
++ (NSBundle *)mainBundle
+{
+    static NSBundle *const bundle = [[NSBundle alloc] init];
+    return bundle;
+}
+- (NSString *)bundleIdentifier
+{
+    return nil;
+}
+@end
+
 @implementation NSNotification
 - (id)object
 {

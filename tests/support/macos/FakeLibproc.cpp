@@ -11,7 +11,7 @@ int proc_listallpids(void *buffer, int size)
     if (!buffer)
         return static_cast<int>(all.size());
     const qsizetype count = std::min(all.size(), size / qsizetype(sizeof(int)));
-    std::memcpy(buffer, all.constData(), static_cast<size_t>(count) * sizeof(int));
+    std::copy_n(all.constData(), count, static_cast<int *>(buffer));
     return static_cast<int>(count);
 }
 

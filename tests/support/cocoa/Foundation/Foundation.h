@@ -151,6 +151,11 @@ extern NSString *const NSDefaultRunLoopMode;
 @property(readonly) int processIdentifier;
 @end
 
+@interface NSBundle : NSObject
+@property(class, readonly) NSBundle *mainBundle;
+@property(readonly) NSString *bundleIdentifier;
+@end
+
 @interface NSNotification : NSObject {
 @public
     NSString *_name;
