@@ -18,8 +18,6 @@ private Q_SLOTS:
 
     void aTaskDoesNotAnswerThePanel_data();
     void aTaskDoesNotAnswerThePanel();
-    void theSameReachesAnyOtherProgram_data();
-    void theSameReachesAnyOtherProgram();
     void theUserApproves();
     void theEndHasToBeSeen_data();
     void theEndHasToBeSeen();
@@ -123,32 +121,6 @@ void tst_OnlyTheUserApproves::aTaskDoesNotAnswerThePanel()
     (void)m_scene->attack(replies);
     QVERIFY(m_scene->isPreciousThere());
     QVERIFY(panelAsks(*m_panel));
-}
-
-// The attacks are good ones: the same panel, under a name that nothing knows, is answered.
-void tst_OnlyTheUserApproves::theSameReachesAnyOtherProgram_data()
-{
-    QTest::addColumn<QStringList>("replies");
-    QTest::newRow("Return") << QStringList{pressed(u"return"_s)};
-    QTest::newRow("Enter with a modifier") << QStringList{pressed(u"ENTER"_s, u"shift"_s)};
-    QTest::newRow("a line end") << QStringList{typed(u"\\n"_s)};
-    QTest::newRow("a click") << QStringList{clicked(u"Allow"_s)};
-}
-
-void tst_OnlyTheUserApproves::theSameReachesAnyOtherProgram()
-{
-    QFETCH(QStringList, replies);
-    m_panel.reset();
-    ask({trash}, m_scene->stranger());
-    const QString process = QString::number(static_cast<qint64>(*m_panel));
-    m_panel.reset();
-    for (const QByteArray &window :
-         output(u"xdotool"_s, {u"search"_s, u"--pid"_s, process}).trimmed().split('\n'))
-        (void)output(u"xdotool"_s, {u"set_window"_s, u"--class"_s, u"Stranger"_s, u"--classname"_s,
-                                    u"stranger"_s, QString::fromLatin1(window)});
-    QVERIFY(m_scene->isPreciousThere());
-    (void)m_scene->attack(replies);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_scene->isPreciousThere(), eventually);
 }
 
 void tst_OnlyTheUserApproves::theUserApproves()
