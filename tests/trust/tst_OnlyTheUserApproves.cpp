@@ -29,8 +29,7 @@ private:
     /// Types a task into the panel and sends it.
     void giveTask(ProcessId panel, const std::function<bool()> &hasBegun) const;
     /// A panel that asks; the one that is there already, if it does.
-    void ask(const QStringList &replies = {trash},
-             const QString &program = u"" QUILLON_PROGRAM ""_s);
+    void ask(const QStringList &replies = {trash});
 
     std::unique_ptr<Scene> m_scene;
     std::optional<ProcessId> m_panel; ///< The one that asks.
@@ -59,13 +58,13 @@ void tst_OnlyTheUserApproves::giveTask(ProcessId panel, const std::function<bool
     QVERIFY(QTest::qWaitFor(begins, eventually));
 }
 
-void tst_OnlyTheUserApproves::ask(const QStringList &replies, const QString &program)
+void tst_OnlyTheUserApproves::ask(const QStringList &replies)
 {
     if (m_panel)
         return;
     m_scene->clear();
     m_scene->bringBack();
-    const ProcessId panel = m_scene->openPanel(replies, program);
+    const ProcessId panel = m_scene->openPanel(replies);
     giveTask(panel, [&] { return panelAsks(panel); });
     m_panel = panel;
 }
