@@ -1,14 +1,20 @@
-#include "platform/linux/LinuxDiagnosis.h"
-#include "platform/linux/desktop/DesktopEntries.h"
+#include "platform/linux/Capabilities.h"
 
 #include "platform/Accessibility.h"
+#include "platform/Diagnosis.h"
 #include "platform/Shell.h"
 #include "platform/Workspace.h"
 #include "platform/linux/desktop/ChromiumProgram.h"
+#include "platform/linux/desktop/DesktopEntries.h"
 #include "platform/linux/desktop/DesktopKeys.h"
 #include "platform/linux/desktop/LinuxInstance.h"
-#include "platform/linux/screenshot/ScreenPortal.h"
 #include "platform/linux/x11/LinuxHotKey.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusReply>
+
+#include <chrono>
 
 using namespace Qt::StringLiterals;
 
@@ -20,10 +26,42 @@ bool isWayland()
     return !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
 }
 
+// Whether the desktop portal is running or can be started. Blocks on the session bus for a few
+// seconds at most.
+bool hasPortal()
+{
+    constexpr std::chrono::milliseconds limit{2000};
+    const QString portal = u"org.freedesktop.portal.Desktop"_s;
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected())
+        return false;
+    bus.interface()->setTimeout(static_cast<int>(limit.count()));
+    return bus.interface()->isServiceRegistered(portal) ||
+           bus.interface()->activatableServiceNames().value().contains(portal);
+}
+
 QString displayName()
 {
     return qEnvironmentVariable("DISPLAY");
 }
+
+// The diagnosis on Linux. The arguments must outlive it.
+class LinuxDiagnosis final : public Diagnosis
+{
+public:
+    LinuxDiagnosis(Accessibility &accessibility, Shell &shell, Workspace &workspace);
+
+    Finding display() override;
+    Finding accessibility() override;
+    Finding hotKey() override;
+    Finding screenCapture() override;
+    Finding fileManager() override;
+
+private:
+    Accessibility &m_accessibility;
+    Shell &m_shell;
+    Workspace &m_workspace;
+};
 } // namespace
 
 LinuxDiagnosis::LinuxDiagnosis(Accessibility &accessibility, Shell &shell, Workspace &workspace)
@@ -101,7 +139,7 @@ Finding LinuxDiagnosis::screenCapture()
 {
     if (!isWayland())
         return {Verdict::good, u"the X server shows the screen"_s};
-    if (ScreenPortal::isOffered())
+    if (hasPortal())
         return {Verdict::good, u"the desktop's portal takes pictures, and asks you"_s};
     return {Verdict::limited, u"no portal takes pictures of this Wayland desktop"_s,
             u"Install xdg-desktop-portal and its part for your desktop."_s};
@@ -112,4 +150,10 @@ Finding LinuxDiagnosis::fileManager()
     if (const QStringList managers = DesktopEntries::counterparts(u"finder"_s); !managers.isEmpty())
         return {Verdict::good, m_workspace.displayName(managers.constFirst())};
     return {Verdict::limited, u"none"_s, u"Folders cannot be shown: install a file manager."_s};
+}
+
+std::unique_ptr<Diagnosis> makeLinuxDiagnosis(Accessibility &accessibility, Shell &shell,
+                                              Workspace &workspace)
+{
+    return std::make_unique<LinuxDiagnosis>(accessibility, shell, workspace);
 }

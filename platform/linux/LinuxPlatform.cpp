@@ -1,16 +1,17 @@
 #include "platform/Platform.h"
 
+#include "platform/Accessibility.h"
+#include "platform/Appearance.h"
 #include "platform/CoreApplication.h"
+#include "platform/Diagnosis.h"
+#include "platform/Keyboard.h"
+#include "platform/Screen.h"
 #include "platform/Scripts.h"
-#include "platform/linux/LinuxDiagnosis.h"
-#include "platform/linux/LinuxWorkspace.h"
-#include "platform/linux/atspi/LinuxAccessibility.h"
-#include "platform/linux/desktop/LinuxAppearance.h"
+#include "platform/Shell.h"
+#include "platform/Workspace.h"
+#include "platform/linux/Capabilities.h"
 #include "platform/linux/desktop/LinuxInstance.h"
-#include "platform/linux/keyboard/LinuxKeyboard.h"
-#include "platform/linux/screenshot/LinuxScreen.h"
 #include "platform/linux/x11/LinuxHotKey.h"
-#include "platform/linux/x11/LinuxShell.h"
 #include "platform/linux/x11/X11Desktop.h"
 
 #include <QCoreApplication>
@@ -52,29 +53,30 @@ class LinuxPlatform final : public Platform
 public:
     LinuxPlatform() { outliveTheBus(); }
 
-    Accessibility &accessibility() override { return m_accessibility; }
-    Appearance &appearance() override { return m_appearance; }
-    Diagnosis &diagnosis() override { return m_diagnosis; }
+    Accessibility &accessibility() override { return *m_accessibility; }
+    Appearance &appearance() override { return *m_appearance; }
+    Diagnosis &diagnosis() override { return *m_diagnosis; }
     GlobalHotKey &hotKey() override { return m_hotKey; }
     Instance &instance() override { return m_instance; }
-    Shell &shell() override { return m_shell; }
-    Workspace &workspace() override { return m_workspace; }
-    Keyboard &keyboard() override { return m_keyboard; }
-    Screen &screen() override { return m_screen; }
+    Shell &shell() override { return *m_shell; }
+    Workspace &workspace() override { return *m_workspace; }
+    Keyboard &keyboard() override { return *m_keyboard; }
+    Screen &screen() override { return *m_screen; }
     Scripts &scripts() override { return m_scripts; }
 
 private:
-    LinuxAppearance m_appearance;
+    const std::unique_ptr<Appearance> m_appearance = makeLinuxAppearance();
     LinuxHotKey m_hotKey;
     LinuxInstance m_instance{[this] { return m_hotKey.isOurs(); }};
-    LinuxShell m_shell{m_hotKey};
+    const std::unique_ptr<Shell> m_shell = makeLinuxShell(m_hotKey);
     X11Desktop m_desktop;
-    LinuxAccessibility m_accessibility;
-    LinuxKeyboard m_keyboard;
-    LinuxWorkspace m_workspace{m_desktop};
-    LinuxScreen m_screen{m_desktop};
+    const std::unique_ptr<Accessibility> m_accessibility = makeLinuxAccessibility();
+    const std::unique_ptr<Keyboard> m_keyboard = makeLinuxKeyboard();
+    const std::unique_ptr<Workspace> m_workspace = makeLinuxWorkspace(m_desktop);
+    const std::unique_ptr<Screen> m_screen = makeLinuxScreen(m_desktop);
     LinuxScripts m_scripts;
-    LinuxDiagnosis m_diagnosis{m_accessibility, m_shell, m_workspace};
+    const std::unique_ptr<Diagnosis> m_diagnosis =
+        makeLinuxDiagnosis(*m_accessibility, *m_shell, *m_workspace);
 };
 } // namespace
 

@@ -3,7 +3,6 @@
 #include "platform/Accessibility.h"
 #include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiRole.h"
-#include "platform/linux/atspi/DBus.h"
 
 #include <QSet>
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "base/ProcessId.h"
-#include "platform/linux/atspi/DBus.h"
+#include "platform/linux/atspi/AtSpiBus.h"
 
 #include <QList>
 

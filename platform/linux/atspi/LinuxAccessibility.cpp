@@ -1,5 +1,8 @@
-#include "platform/linux/atspi/LinuxAccessibility.h"
+#include "platform/linux/Capabilities.h"
 
+#include "base/WorkQueue.h"
+#include "platform/Accessibility.h"
+#include "platform/linux/atspi/AtSpiBus.h"
 #include "platform/linux/atspi/AtSpiTree.h"
 
 #include <algorithm>
@@ -26,6 +29,22 @@ std::optional<Result> ask(WorkQueue &queue, Result (*question)(PrivateBus::Deadl
         [question, deadline = steady_clock::now() + answerLimit] { return question(deadline); },
         answerLimit);
 }
+
+// Accessibility over AT-SPI. Trusted means that its bus answers and is enabled, which any program
+// may do.
+class LinuxAccessibility final : public Accessibility
+{
+public:
+    bool isTrusted() override;
+    void requestTrust() override;
+    /// The tree must be destroyed before this.
+    std::unique_ptr<AccessibleTree> open(ProcessId application,
+                                         std::chrono::milliseconds limit) override;
+
+private:
+    WorkQueue m_queue{"atspi.bus"};
+    AtSpiPeers m_peers;
+};
 } // namespace
 
 bool LinuxAccessibility::isTrusted()
@@ -56,4 +75,9 @@ std::unique_ptr<AccessibleTree> LinuxAccessibility::open(ProcessId application, 
     const auto deadline = steady_clock::now() + limit;
     return std::make_unique<AtSpiTree>(ask(m_queue, &AtSpiBus::connect).value_or(nullptr), m_peers,
                                        application, deadline);
+}
+
+std::unique_ptr<Accessibility> makeLinuxAccessibility()
+{
+    return std::make_unique<LinuxAccessibility>();
 }

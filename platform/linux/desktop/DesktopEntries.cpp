@@ -1,13 +1,14 @@
 #include "platform/linux/desktop/DesktopEntries.h"
 
 #include "base/Text.h"
-#include "platform/linux/desktop/ApplicationFolders.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QLatin1StringView>
+#include <QMap>
 #include <QSet>
 
 #include <algorithm>
@@ -28,10 +29,8 @@ constexpr std::chrono::seconds lookInterval{1};
 // A path cannot begin like this.
 const QString withoutEntry = u"window-class:"_s;
 
-struct GFree
-{
-    void operator()(void *memory) const { g_free(memory); }
-};
+// A type has three or four ancestors.
+constexpr qsizetype mostKinds = 30;
 
 QString text(const char *utf8)
 {
@@ -116,12 +115,110 @@ const Entry *entryIn(const QString &location)
     return found == entries.end() ? nullptr : &*found;
 }
 
+// The lines of a file; none if it cannot be read.
+QList<QByteArray> linesOf(const QString &path)
+{
+    return ApplicationFolders::content(path).value_or(QByteArray()).split('\n');
+}
+
+// The entries of one file for a content type.
+struct Opinion
+{
+    QStringList defaults;
+    QStringList added;
+    QStringList removed;
+};
+
+QStringList idsOf(const QByteArray &value)
+{
+    QStringList ids;
+    for (const QByteArray &each : value.split(';')) {
+        QString id = QString::fromUtf8(each.trimmed());
+        if (id.endsWith(u".desktop"))
+            ids.append(id.chopped(8));
+    }
+    return ids;
+}
+
+Opinion opinionOf(const QString &path, const QByteArray &type)
+{
+    Opinion opinion;
+    QStringList *group = nullptr;
+    for (const QByteArray &each : linesOf(path)) {
+        const QByteArray line = each.trimmed();
+        if (line.startsWith('[')) {
+            group = line == "[Default Applications]"                           ? &opinion.defaults
+                    : line == "[Added Associations]" || line == "[MIME Cache]" ? &opinion.added
+                    : line == "[Removed Associations]"                         ? &opinion.removed
+                                                                               : nullptr;
+            continue;
+        }
+        const qsizetype equals = line.indexOf('=');
+        if (group && equals > 0 && line.first(equals).trimmed() == type)
+            group->append(idsOf(line.sliced(equals + 1)));
+    }
+    return opinion;
+}
+
+// The paths of the lists, the user's first. In each folder, a desktop-specific list comes before
+// the general one.
+QStringList lists(const QStringList &applicationFolders)
+{
+    QStringList folders{QFile::decodeName(g_get_user_config_dir())};
+    for (const char *const *folder = g_get_system_config_dirs(); *folder; ++folder)
+        folders.append(QFile::decodeName(*folder));
+    folders.append(applicationFolders);
+
+    QStringList names;
+    for (const QString &desktop :
+         qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':', Qt::SkipEmptyParts))
+        names.append(desktop.toLower() + u"-mimeapps.list"_s);
+    names.append({u"mimeapps.list"_s, u"defaults.list"_s, u"mimeinfo.cache"_s});
+
+    QStringList result;
+    for (const QString &folder : folders) {
+        for (const QString &name : names)
+            result.append(folder + u'/' + name);
+    }
+    return result;
+}
+
+// The pairs of words in the files with that name: types and their parent types, or aliases and
+// types.
+QMultiMap<QByteArray, QByteArray> wordPairs(const QStringList &folders, const QString &name)
+{
+    QMultiMap<QByteArray, QByteArray> pairs;
+    for (const QString &folder : folders) {
+        for (const QByteArray &line : linesOf(QDir::cleanPath(folder + u"/../mime/"_s + name))) {
+            const QList<QByteArray> words = line.simplified().split(' ');
+            if (words.size() == 2)
+                pairs.insert(words[0], words[1]);
+        }
+    }
+    return pairs;
+}
+
+QList<QByteArray> typeAndItsKinds(const QByteArray &contentType, const QStringList &folders)
+{
+    QList<QByteArray> types{wordPairs(folders, u"aliases"_s).value(contentType, contentType)};
+    const QMultiMap<QByteArray, QByteArray> parents = wordPairs(folders, u"subclasses"_s);
+    for (qsizetype i = 0; i < types.size(); ++i) {
+        QList<QByteArray> kinds = parents.values(types[i]);
+        std::ranges::reverse(kinds); // the map gives the latest first
+        for (const QByteArray &kind : kinds) {
+            if (!types.contains(kind) && types.size() < mostKinds)
+                types.append(kind);
+        }
+    }
+    return types;
+}
+
 // The location of the default application for that content type.
 std::optional<QString> defaultOf(const QString &contentType)
 {
     const QStringList ids =
-        ApplicationFolders::defaultsFor(contentType, ApplicationFolders::all(),
-                                        [](const QString &id) { return entryOf(id) != nullptr; });
+        DesktopEntries::defaultsFor(contentType, ApplicationFolders::all(),
+                                    [](const QString &id) { return entryOf(id) != nullptr; });
     return ids.isEmpty() ? std::nullopt : std::optional(entryOf(ids.constFirst())->location);
 }
 
@@ -188,7 +285,7 @@ Handler handlerFor(const QByteArray &uri)
     const char *const type = info ? g_file_info_get_content_type(info.get()) : nullptr;
     if (error || !type)
         return {std::nullopt, error ? text(error->message) : QString()};
-    const std::unique_ptr<char, GFree> name(g_file_get_basename(file.get()));
+    const GStringPtr name(g_file_get_basename(file.get()));
     return {defaultOf(text(type)),
             u"No application is set up to open “"_s + text(name.get()) + u"”."_s};
 }
@@ -310,6 +407,33 @@ QStringList DesktopEntries::counterparts(const QString &stockName)
         locations.prepend(*location);
     }
     return locations;
+}
+
+QStringList DesktopEntries::defaultsFor(const QString &contentType, const QStringList &folders,
+                                        const std::function<bool(const QString &)> &isThere)
+{
+    QStringList result;
+    const auto take = [&](const QStringList &ids, const QStringList &removed) {
+        for (const QString &id : ids) {
+            if (!result.contains(id) && !removed.contains(id) && isThere(id))
+                result.append(id);
+        }
+    };
+    const QStringList files = lists(folders);
+    for (const QByteArray &type : typeAndItsKinds(contentType.toUtf8(), folders)) {
+        QList<Opinion> opinions;
+        for (const QString &file : files)
+            opinions.append(opinionOf(file, type));
+        for (const Opinion &each : opinions)
+            take(each.defaults, {});
+        // What an earlier list removes is also removed from later ones.
+        QStringList removed;
+        for (const Opinion &each : opinions) {
+            take(each.added, removed);
+            removed.append(each.removed);
+        }
+    }
+    return result;
 }
 
 std::optional<QString> DesktopEntries::defaultFor(const QByteArray &uri)

@@ -54,6 +54,12 @@ namespace DesktopEntries {
 /// The counterparts of the Mac's stock application with that name, this desktop's default first.
 [[nodiscard]] QStringList counterparts(const QString &stockName);
 
+/// The ids of the applications for that content type, in order of preference, without ".desktop".
+/// Applications for its parent types follow, such as those for text after those for a script.
+/// Includes only those for which `isThere` returns true.
+[[nodiscard]] QStringList defaultsFor(const QString &contentType, const QStringList &folders,
+                                      const std::function<bool(const QString &)> &isThere);
+
 /// The location of the default application for such an address: by its scheme, or by the type of a
 /// file. Nothing if there is none.
 [[nodiscard]] std::optional<QString> defaultFor(const QByteArray &uri);

@@ -1,6 +1,5 @@
 #include "platform/linux/desktop/DesktopEntry.h"
 
-#include "platform/linux/desktop/ApplicationFolders.h"
 #include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 
@@ -13,17 +12,109 @@
 
 #include <gio/gdesktopappinfo.h>
 
+#include <deque>
+#include <fcntl.h>
+#include <glib.h>
 #include <memory>
+#include <set>
+#include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-struct GFree
+// Wine's menus go five levels deep, everything else one.
+constexpr int mostLevels = 8;
+
+// A desktop with everything installed has some 500 files in the largest of its folders.
+constexpr int mostFiles = 5000;
+
+// The largest entries, with texts in a hundred languages, have 60 KiB.
+constexpr off_t mostBytes = 1024 * 1024;
+
+// All entries of a desktop with everything installed have some 5 MiB.
+constexpr off_t mostBytesOfAll = 64 * mostBytes;
+
+struct Folder
 {
-    void operator()(void *memory) const { g_free(memory); }
+    std::filesystem::path path;
+    QString prefix;
+    int level;
 };
-using GStringPtr = std::unique_ptr<char, GFree>;
+
+std::optional<struct stat> statusOf(const std::filesystem::path &path)
+{
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 ? std::optional(status) : std::nullopt;
+}
+
+bool isReadableFile(const struct stat &status)
+{
+    return S_ISREG(status.st_mode) && status.st_size <= mostBytes;
+}
+
+class Walk
+{
+public:
+    explicit Walk(const std::filesystem::path &folder) { enter({folder, QString(), 0}); }
+
+    std::vector<ApplicationFolders::EntryFile> run()
+    {
+        while (!m_next.empty() && m_looks < mostFiles) {
+            const Folder folder = std::move(m_next.front());
+            m_next.pop_front();
+            list(folder);
+        }
+        return std::move(m_files);
+    }
+
+private:
+    void list(const Folder &folder)
+    {
+        std::error_code error;
+        std::filesystem::directory_iterator each(folder.path, error);
+        for (; !error && each != std::filesystem::directory_iterator(); each.increment(error)) {
+            if (++m_looks > mostFiles)
+                return;
+            take(each->path(), folder);
+        }
+    }
+
+    void take(const std::filesystem::path &path, const Folder &folder)
+    {
+        const std::optional<struct stat> status = statusOf(path);
+        if (!status)
+            return;
+        const QString name = QFile::decodeName(path.filename().c_str());
+        const QString suffix = u".desktop"_s;
+        if (S_ISDIR(status->st_mode)) {
+            enter({path, folder.prefix + name + u'-', folder.level + 1});
+        } else if (name.endsWith(suffix) && isReadableFile(*status) &&
+                   m_bytes + status->st_size <= mostBytesOfAll) {
+            m_bytes += status->st_size;
+            std::error_code unknown;
+            m_files.push_back({folder.prefix + name.chopped(suffix.size()), path,
+                               std::filesystem::last_write_time(path, unknown)});
+        }
+    }
+
+    // Links may lead to visited folders, so folders are identified by device and inode.
+    void enter(Folder folder)
+    {
+        const std::optional<struct stat> status = statusOf(folder.path);
+        if (status && folder.level <= mostLevels &&
+            m_visited.emplace(status->st_dev, status->st_ino).second)
+            m_next.push_back(std::move(folder));
+    }
+
+    std::deque<Folder> m_next;
+    std::set<std::pair<dev_t, ino_t>> m_visited;
+    std::vector<ApplicationFolders::EntryFile> m_files;
+    int m_looks = 0;
+    off_t m_bytes = 0;
+};
 
 struct WordsFree
 {
@@ -161,6 +252,47 @@ bool startByBus(const DesktopEntry &entry, const QByteArray &uri)
     return QDBusConnection::sessionBus().send(call);
 }
 } // namespace
+
+QStringList ApplicationFolders::all()
+{
+    QStringList result{QFile::decodeName(g_get_user_data_dir())};
+    for (const char *const *folder = g_get_system_data_dirs(); *folder; ++folder)
+        result.append(QFile::decodeName(*folder));
+    for (QString &folder : result) {
+        if (!folder.endsWith(u'/'))
+            folder += u'/';
+        folder += u"applications"_s;
+    }
+    result.removeDuplicates();
+    return result;
+}
+
+std::vector<ApplicationFolders::EntryFile>
+ApplicationFolders::entriesIn(const std::filesystem::path &folder)
+{
+    return Walk(folder).run();
+}
+
+std::optional<QByteArray> ApplicationFolders::content(const QString &file)
+{
+    // Opening a device may already have an effect, so only regular files are opened; and the file
+    // may have been replaced between the two checks.
+    const QByteArray path = QFile::encodeName(file);
+    const std::optional<struct stat> before = statusOf(path.toStdString());
+    if (!before || !isReadableFile(*before))
+        return std::nullopt;
+    const int descriptor = ::open(path.constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (descriptor < 0)
+        return std::nullopt;
+    struct stat opened = {};
+    QFile reader;
+    if (::fstat(descriptor, &opened) != 0 || !isReadableFile(opened) ||
+        !reader.open(descriptor, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        ::close(descriptor);
+        return std::nullopt;
+    }
+    return reader.read(mostBytes);
+}
 
 std::optional<DesktopEntry> DesktopEntry::at(const QString &location)
 {

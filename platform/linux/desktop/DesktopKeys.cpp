@@ -55,8 +55,7 @@ GObjectPtr<GSettings> settingsAt(const char *name, const char *path = nullptr)
 
 QString text(GSettings *settings, const char *key)
 {
-    const std::unique_ptr<gchar, decltype(&g_free)> value(g_settings_get_string(settings, key),
-                                                          &g_free);
+    const GStringPtr value(g_settings_get_string(settings, key));
     return QString::fromUtf8(value.get());
 }
 

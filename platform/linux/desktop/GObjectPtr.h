@@ -17,3 +17,9 @@ struct GErrorFree
     void operator()(GError *error) const { g_error_free(error); }
 };
 using GErrorPtr = std::unique_ptr<GError, GErrorFree>;
+
+struct GFree
+{
+    void operator()(void *memory) const { g_free(memory); }
+};
+using GStringPtr = std::unique_ptr<char, GFree>;

@@ -1,12 +1,16 @@
-#include "platform/linux/desktop/LinuxAppearance.h"
+#include "platform/linux/Capabilities.h"
 
+#include "platform/Appearance.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
+#include <QDBusVariant>
 #include <QMap>
+#include <QObject>
+#include <QVariant>
 
 #include <gio/gio.h>
 
@@ -100,6 +104,31 @@ std::optional<QString> localSetting(const char *key)
     g_settings_schema_unref(schema);
     return result;
 }
+
+// The settings that desktops share: at first from GSettings if its schema is installed, then from
+// the desktop portal, which most desktops have and which reports changes.
+class LinuxAppearance final : public QObject, public Appearance
+{
+    Q_OBJECT
+
+public:
+    Look look() override;
+    void observe(std::function<void()> changed) override;
+    /// Icon themes differ between desktops, and none has all symbols in one style.
+    QByteArray symbol(const QString &, int) override { return {}; }
+
+private Q_SLOTS:
+    void takePortalSetting(const QString &group, const QString &key, const QDBusVariant &value);
+
+private:
+    void start();
+    void askPortal();
+    void take(const QString &group, const QString &key, const QVariant &value);
+
+    Look m_look;
+    bool m_hasStarted = false;
+    std::function<void()> m_changed;
+};
 } // namespace
 
 Look LinuxAppearance::look()
@@ -174,3 +203,10 @@ void LinuxAppearance::take(const QString &group, const QString &key, const QVari
     if (std::exchange(m_look, look) != look && m_changed)
         m_changed();
 }
+
+std::unique_ptr<Appearance> makeLinuxAppearance()
+{
+    return std::make_unique<LinuxAppearance>();
+}
+
+#include "LinuxAppearance.moc"

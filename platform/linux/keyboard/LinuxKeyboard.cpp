@@ -1,8 +1,8 @@
-#include "platform/linux/keyboard/LinuxKeyboard.h"
+#include "platform/linux/Capabilities.h"
 
 #include "base/Futures.h"
+#include "platform/Keyboard.h"
 #include "platform/PlatformError.h"
-#include "platform/linux/keyboard/Modifier.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -70,24 +70,25 @@ uint symbolOfKey(quint16 code)
 }
 
 // Command becomes Control, so that the usual shortcuts work.
-uint modifiersOf(quint32 flags)
+QByteArray modifiersOf(quint32 flags)
 {
-    uint modifiers = 0;
+    QByteArray modifiers;
     if ((flags & KeyFlag::shift) != 0)
-        modifiers |= static_cast<uint>(Modifier::shift);
+        modifiers += " shift";
     if ((flags & (KeyFlag::command | KeyFlag::control)) != 0)
-        modifiers |= static_cast<uint>(Modifier::control);
+        modifiers += " control";
     if ((flags & KeyFlag::option) != 0)
-        modifiers |= static_cast<uint>(Modifier::alt);
+        modifiers += " alt";
     return modifiers;
 }
 
-QByteArray request(const QByteArray &what, const QList<uint> &values = {})
+QByteArray request(const QByteArray &what, const QList<uint> &symbols = {},
+                   const QByteArray &modifiers = {})
 {
     QByteArray line = what;
-    for (const uint value : values)
-        line += ' ' + QByteArray::number(value, 16);
-    return line + '\n';
+    for (const uint symbol : symbols)
+        line += ' ' + QByteArray::number(symbol, 16);
+    return line + modifiers + '\n';
 }
 
 // It is in the libexec folder, which is beside the folder of our program when installed, or above
@@ -157,7 +158,7 @@ public:
     {
         if (event.text.isEmpty()) {
             return ask(event.isDown
-                           ? request("press", {symbolOfKey(event.code), modifiersOf(event.flags)})
+                           ? request("press", {symbolOfKey(event.code)}, modifiersOf(event.flags))
                            : request("release"));
         }
         // Text has no key that could be held.
@@ -241,6 +242,15 @@ private:
         m_failure; ///< The failure, after which there are no further requests.
     bool m_isFinishing = false;
 };
+
+// The keyboard of an X desktop. A separate program for each source injects the events: it restores
+// the keyboard even if this process is killed, and a server that hangs blocks only that program.
+class LinuxKeyboard final : public Keyboard
+{
+public:
+    void recover() override;
+    std::unique_ptr<KeyboardSource> open(const QString &text, ProcessId receiver) override;
+};
 } // namespace
 
 void LinuxKeyboard::recover()
@@ -252,4 +262,9 @@ void LinuxKeyboard::recover()
 std::unique_ptr<KeyboardSource> LinuxKeyboard::open(const QString &text, ProcessId receiver)
 {
     return std::make_unique<TypingProgram>(text, receiver);
+}
+
+std::unique_ptr<Keyboard> makeLinuxKeyboard()
+{
+    return std::make_unique<LinuxKeyboard>();
 }

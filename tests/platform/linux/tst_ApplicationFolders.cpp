@@ -1,4 +1,4 @@
-#include "platform/linux/desktop/ApplicationFolders.h"
+#include "platform/linux/desktop/DesktopEntries.h"
 
 #include <QDir>
 #include <QFile>
@@ -30,7 +30,7 @@ void write(const QString &file, const QByteArray &content)
 QStringList forType(const QString &type)
 {
     const QStringList installed{u"editor"_s, u"other"_s, u"viewer"_s, u"browser"_s};
-    return ApplicationFolders::defaultsFor(
+    return DesktopEntries::defaultsFor(
         type, {root() + u"/data/applications"_s, root() + u"/system/applications"_s},
         [&](const QString &id) { return installed.contains(id); });
 }

@@ -1,4 +1,5 @@
-#include "platform/linux/atspi/LinuxAccessibility.h"
+#include "platform/Accessibility.h"
+#include "platform/linux/Capabilities.h"
 
 #include "tests/executor/Running.h"
 #include "tests/support/FakePlatform.h"
@@ -24,10 +25,10 @@ public:
         fakeWorkspace.front = Application{.pid = ProcessId{process}, .name = u"Liar"_s};
     }
 
-    Accessibility &accessibility() override { return m_accessibility; }
+    Accessibility &accessibility() override { return *m_accessibility; }
 
 private:
-    LinuxAccessibility m_accessibility;
+    const std::unique_ptr<Accessibility> m_accessibility = makeLinuxAccessibility();
 };
 
 QString click(const QString &label)
@@ -128,12 +129,12 @@ void tst_LinuxAccessibility::withoutASessionNobodyIsTrusted()
     for (const char *address : {"", "unix:path=/nowhere", "no address at all"}) {
         const QByteArray session = qgetenv("DBUS_SESSION_BUS_ADDRESS");
         qputenv("DBUS_SESSION_BUS_ADDRESS", address);
-        LinuxAccessibility accessibility;
-        accessibility.requestTrust();
-        const bool trusted = accessibility.isTrusted();
+        const auto accessibility = makeLinuxAccessibility();
+        accessibility->requestTrust();
+        const bool trusted = accessibility->isTrusted();
         QString failure;
         try {
-            (void)accessibility.open(ProcessId{1}, std::chrono::seconds(1));
+            (void)accessibility->open(ProcessId{1}, std::chrono::seconds(1));
         } catch (const PlatformError &error) {
             failure = QString::fromUtf8(error.what());
         }
@@ -145,10 +146,10 @@ void tst_LinuxAccessibility::withoutASessionNobodyIsTrusted()
 
 void tst_LinuxAccessibility::askingEnablesTheBus()
 {
-    LinuxAccessibility accessibility;
-    QVERIFY(!accessibility.isTrusted());
-    accessibility.requestTrust();
-    QVERIFY(accessibility.isTrusted());
+    const auto accessibility = makeLinuxAccessibility();
+    QVERIFY(!accessibility->isTrusted());
+    accessibility->requestTrust();
+    QVERIFY(accessibility->isTrusted());
 }
 
 void tst_LinuxAccessibility::controlsAreReadAndPressed()
@@ -381,7 +382,7 @@ void tst_LinuxAccessibility::aPressThatOpensADialogIsAPress()
 void tst_LinuxAccessibility::aSlowApplicationIsNotWaitedForForEver()
 {
     const FrontPlatform platform(startLiar(u"slow"_s).processId());
-    LinuxAccessibility accessibility;
+    const auto accessibility = makeLinuxAccessibility();
     QElapsedTimer timer;
     timer.start();
     QCOMPARE(readUI(), u"ActionError: “Liar” doesn't respond."_s);
@@ -411,8 +412,8 @@ void tst_LinuxAccessibility::anApplicationThatHangsIsTold()
 void tst_LinuxAccessibility::anApplicationThatHangsAtAPressIsTold()
 {
     QProcess &liar = startLiar(u"honest"_s);
-    LinuxAccessibility accessibility;
-    const auto tree = accessibility.open(ProcessId{liar.processId()}, std::chrono::seconds(20));
+    const auto accessibility = makeLinuxAccessibility();
+    const auto tree = accessibility->open(ProcessId{liar.processId()}, std::chrono::seconds(20));
     const QList<ElementId> window = tree->nodes(tree->roots(), 9)[0].children;
     const QList<ElementId> buttons = tree->nodes(window, 9)[0].children;
     QCOMPARE(buttons.size(), 3);

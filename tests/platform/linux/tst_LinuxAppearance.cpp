@@ -1,4 +1,5 @@
-#include "platform/linux/desktop/LinuxAppearance.h"
+#include "platform/Appearance.h"
+#include "platform/linux/Capabilities.h"
 #include "tests/support/VirtualDesktop.h"
 
 #include <QDBusArgument>
@@ -115,8 +116,8 @@ void tst_LinuxAppearance::initTestCase()
 
 void tst_LinuxAppearance::withoutAPortalTheLookIsLightWithMotion()
 {
-    LinuxAppearance appearance;
-    QCOMPARE(appearance.look(), Look());
+    const auto appearance = makeLinuxAppearance();
+    QCOMPARE(appearance->look(), Look());
 }
 
 void tst_LinuxAppearance::thePortalTellsTheLook_data()
@@ -171,38 +172,38 @@ void tst_LinuxAppearance::thePortalTellsTheLook()
         expected.accent = Look::Color{0, 0.25, 1};
     }
     const Portal portal(settings);
-    LinuxAppearance appearance;
-    QCOMPARE(appearance.look(), Look()); // the portal is not waited for
-    QTRY_COMPARE(appearance.look(), expected);
+    const auto appearance = makeLinuxAppearance();
+    QCOMPARE(appearance->look(), Look()); // the portal is not waited for
+    QTRY_COMPARE(appearance->look(), expected);
 }
 
 void tst_LinuxAppearance::changesAreFollowed()
 {
     Portal portal({{shared, {{u"color-scheme"_s, 1U}}}});
-    LinuxAppearance appearance;
+    const auto appearance = makeLinuxAppearance();
     int changes = 0;
-    appearance.observe([&] { ++changes; });
-    QTRY_VERIFY(appearance.look().isDark);
+    appearance->observe([&] { ++changes; });
+    QTRY_VERIFY(appearance->look().isDark);
     QCOMPARE(changes, 1);
     portal.change(shared, u"color-scheme"_s, 2U);
-    QTRY_VERIFY(!appearance.look().isDark);
+    QTRY_VERIFY(!appearance->look().isDark);
     portal.change(gnome, u"enable-animations"_s, false);
-    QTRY_VERIFY(appearance.look().hasReducedMotion);
+    QTRY_VERIFY(appearance->look().hasReducedMotion);
     QCOMPARE(changes, 3);
 }
 
 void tst_LinuxAppearance::anObserverHearsOnlyOfChanges()
 {
     Portal portal({{shared, {{u"color-scheme"_s, 1U}}}});
-    LinuxAppearance appearance;
+    const auto appearance = makeLinuxAppearance();
     int changes = 0;
-    appearance.observe([&] { ++changes; });
-    QTRY_VERIFY(appearance.look().isDark);
+    appearance->observe([&] { ++changes; });
+    QTRY_VERIFY(appearance->look().isDark);
     portal.change(shared, u"color-scheme"_s, 1U);
     portal.change(u"org.example"_s, u"color-scheme"_s, 2U);
     portal.change(shared, u"contrast"_s, 1U);
     portal.change(shared, u"reduced-motion"_s, 1U);
-    QTRY_VERIFY(appearance.look().hasReducedMotion);
+    QTRY_VERIFY(appearance->look().hasReducedMotion);
     QCOMPARE(changes, 2);
 }
 

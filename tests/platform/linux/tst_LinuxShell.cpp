@@ -1,8 +1,9 @@
 // The shell's requests to the X server, observed like a window manager and a compositor.
 
 #include "platform/NativeWindow.h"
+#include "platform/Shell.h"
+#include "platform/linux/Capabilities.h"
 #include "platform/linux/x11/LinuxHotKey.h"
-#include "platform/linux/x11/LinuxShell.h"
 #include "tests/support/VirtualDesktop.h"
 
 #include <QDBusConnection>
@@ -255,30 +256,30 @@ private:
 
 void tst_LinuxShell::compositorsAreSeenToComeAndGo()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     int changes = 0;
-    shell.observeComposition([&] { ++changes; });
-    QVERIFY(!shell.isComposited());
+    shell->observeComposition([&] { ++changes; });
+    QVERIFY(!shell->isComposited());
     auto compositor = std::make_unique<Compositor>();
-    QTRY_VERIFY(shell.isComposited());
+    QTRY_VERIFY(shell->isComposited());
     QCOMPARE(changes, 1);
     compositor.reset();
-    QTRY_VERIFY(!shell.isComposited());
+    QTRY_VERIFY(!shell->isComposited());
     QCOMPARE(changes, 2);
 }
 
 void tst_LinuxShell::aCompositorThatWasThereFirstIsSeen()
 {
     const Compositor compositor;
-    const auto isComposited = [this] { return LinuxShell(m_hotKey).isComposited(); };
+    const auto isComposited = [this] { return makeLinuxShell(m_hotKey)->isComposited(); };
     QTRY_VERIFY(isComposited());
 }
 
 void tst_LinuxShell::whatIsBehindThePanelIsBlurredButNotBehindItsCorners()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
-    shell.placeMaterialBehind(window, Shell::Material::underWindowBackground);
+    shell->placeMaterialBehind(window, Shell::Material::underWindowBackground);
     const QByteArray property = "_KDE_NET_WM_BLUR_BEHIND_REGION";
     const auto region = [&] { return window.numbers(property); };
     for (const QSize size : {QSize(300, 200), QSize(500, 420)}) {
@@ -301,100 +302,100 @@ void tst_LinuxShell::whatIsBehindThePanelIsBlurredButNotBehindItsCorners()
 
 void tst_LinuxShell::blurringIsWhatACompositorAnnounces()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     int changes = 0;
-    shell.observeComposition([&] { ++changes; });
+    shell->observeComposition([&] { ++changes; });
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
         xcb_connect(nullptr, nullptr), &xcb_disconnect);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
-    QVERIFY(!shell.isComposited());
+    QVERIFY(!shell->isComposited());
     const xcb_atom_t property = atom(connection.get(), "_KDE_NET_WM_BLUR_BEHIND_REGION");
     auto compositor = std::make_unique<Compositor>();
-    QTRY_VERIFY(shell.isComposited());
-    QVERIFY(!shell.blursBehind());
+    QTRY_VERIFY(shell->isComposited());
+    QVERIFY(!shell->blursBehind());
     const char value = 0;
     xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, root, property, property, 8, 1,
                         &value);
     xcb_flush(connection.get());
-    QTRY_VERIFY(shell.blursBehind());
+    QTRY_VERIFY(shell->blursBehind());
     QCOMPARE(changes, 2);
-    LinuxShell later(m_hotKey);
-    QVERIFY(later.blursBehind());
+    const auto later = makeLinuxShell(m_hotKey);
+    QVERIFY(later->blursBehind());
     xcb_delete_property(connection.get(), root, property);
     xcb_flush(connection.get());
-    QTRY_VERIFY(!shell.blursBehind());
-    QVERIFY(shell.isComposited());
+    QTRY_VERIFY(!shell->blursBehind());
+    QVERIFY(shell->isComposited());
     QCOMPARE(changes, 3);
 }
 
 void tst_LinuxShell::whatIsLargerThanTheScreenIsMadeToFit()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
     window.area = {10, 30, 250, 160};
-    shell.center(window);
+    shell->center(window);
     QCOMPARE(window.size(), QSize(250, 160));
     QCOMPARE(window.corner, QPoint(10, 30));
     // The user's size is kept if it fits.
     window.area = {100, 50, 1000, 700};
-    shell.center(window);
+    shell->center(window);
     QCOMPARE(window.size(), QSize(250, 160));
 }
 
 void tst_LinuxShell::whatCannotFitShowsItsTop()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
     window.area = {10, 30, 100, 100};
-    shell.center(window);
+    shell->center(window);
     QCOMPARE(window.size(), window.minimumSize());
     QCOMPARE(window.corner, QPoint(10, 30));
 }
 
 void tst_LinuxShell::aWindowIsKeptAboveAlsoOnceItIsShown()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
     const auto isAbove = [&] {
         return window.names("_NET_WM_STATE").contains("_NET_WM_STATE_ABOVE");
     };
-    shell.keepAbove(window, true);
+    shell->keepAbove(window, true);
     for (int i = 0; i < 2; ++i) {
-        shell.makeKeyAndOrderFront(window);
+        shell->makeKeyAndOrderFront(window);
         QTRY_VERIFY(isAbove());
         window.hide();
         QTRY_VERIFY(!isAbove());
     }
-    shell.makeKeyAndOrderFront(window);
+    shell->makeKeyAndOrderFront(window);
     QTRY_VERIFY(isAbove());
-    shell.keepAbove(window, false);
+    shell->keepAbove(window, false);
     QTRY_VERIFY(!isAbove());
 }
 
 void tst_LinuxShell::attentionIsDemandedOfTheTaskBar()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
     BareWindow other;
     const auto demands = [&] {
         return window.names("_NET_WM_STATE").contains("_NET_WM_STATE_DEMANDS_ATTENTION");
     };
     // Of two windows that are shown at once, each would insist on the keyboard.
-    shell.makeKeyAndOrderFront(window);
-    QTRY_VERIFY(shell.isKey(window));
-    shell.makeKeyAndOrderFront(other);
-    QTRY_VERIFY(shell.isKey(other));
-    shell.requestAttention(window, Shell::Urgency::news);
+    shell->makeKeyAndOrderFront(window);
+    QTRY_VERIFY(shell->isKey(window));
+    shell->makeKeyAndOrderFront(other);
+    QTRY_VERIFY(shell->isKey(other));
+    shell->requestAttention(window, Shell::Urgency::news);
     QTRY_VERIFY(demands());
-    shell.makeKeyAndOrderFront(window);
+    shell->makeKeyAndOrderFront(window);
     QTRY_VERIFY(!demands());
 }
 
 void tst_LinuxShell::toWindowManagersThatTileAWindowIsADialog()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
-    shell.makeKeyAndOrderFront(window);
+    shell->makeKeyAndOrderFront(window);
     QCOMPARE(window.names("_NET_WM_WINDOW_TYPE"),
              (QByteArrayList{"_NET_WM_WINDOW_TYPE_NORMAL", "_NET_WM_WINDOW_TYPE_DIALOG"}));
 }
@@ -429,15 +430,15 @@ void tst_LinuxShell::oddResolutionsOfFontsAreRounded()
                         resources.constData());
     // Waits until the server has it.
     (void)atom(connection.get(), "RESOURCE_MANAGER");
-    QCOMPARE(LinuxShell(m_hotKey).fontResolution(), resolution);
+    QCOMPARE(makeLinuxShell(m_hotKey)->fontResolution(), resolution);
 }
 
 void tst_LinuxShell::aNotificationIsPlainTextWithAnAction()
 {
     Notifications notifications;
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     int chosen = 0;
-    shell.notify(u"Done: <b>all</b>"_s, Shell::Urgency::news, [&] { ++chosen; });
+    shell->notify(u"Done: <b>all</b>"_s, Shell::Urgency::news, [&] { ++chosen; });
     QTRY_COMPARE(notifications.shown.size(), 1);
     const uint id = notifications.shown.firstKey();
     const Notifications::Notice notice = notifications.shown.first();
@@ -459,14 +460,14 @@ void tst_LinuxShell::aNotificationIsPlainTextWithAnAction()
 void tst_LinuxShell::aNotificationTakesThePlaceOfTheLast()
 {
     Notifications notifications;
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     int chosen = 0;
-    shell.notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
+    shell->notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     const uint id = notifications.shown.firstKey();
     QCOMPARE(notifications.shown.first().expires, 0); // it stays
     QTest::qWait(50);
-    shell.notify(u"Done"_s, Shell::Urgency::news, [&] { ++chosen; });
+    shell->notify(u"Done"_s, Shell::Urgency::news, [&] { ++chosen; });
     QTRY_COMPARE(notifications.shown.value(id).title, u"Done"_s);
     QCOMPARE(notifications.shown.size(), 1);
     QTest::qWait(50);
@@ -477,55 +478,55 @@ void tst_LinuxShell::aNotificationTakesThePlaceOfTheLast()
 void tst_LinuxShell::aNotificationIsWithdrawnAtAnyTime()
 {
     Notifications notifications;
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     // Also before its id is known.
     for (const int wait : {0, 50}) {
-        shell.notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
+        shell->notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
         if (wait > 0) {
             QTRY_COMPARE(notifications.shown.size(), 1);
             QTest::qWait(wait);
         }
-        shell.withdrawNotification();
+        shell->withdrawNotification();
         QTest::qWait(50);
         QTRY_VERIFY(notifications.shown.isEmpty());
     }
     // A notification that the user has closed cannot be replaced.
-    shell.notify(u"one"_s, Shell::Urgency::news, [] {});
+    shell->notify(u"one"_s, Shell::Urgency::news, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     QTest::qWait(50);
     const uint id = notifications.shown.firstKey();
     notifications.expire(id);
     QTest::qWait(50);
-    shell.notify(u"two"_s, Shell::Urgency::news, [] {});
+    shell->notify(u"two"_s, Shell::Urgency::news, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     QVERIFY(notifications.shown.firstKey() != id);
 }
 
 void tst_LinuxShell::withoutNotificationsNothingHappens()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     bool isChosen = false;
-    shell.notify(u"Done"_s, Shell::Urgency::news, [&] { isChosen = true; });
-    shell.withdrawNotification();
+    shell->notify(u"Done"_s, Shell::Urgency::news, [&] { isChosen = true; });
+    shell->withdrawNotification();
     QTest::qWait(50);
     QVERIFY(!isChosen);
 }
 
 void tst_LinuxShell::theMiddleIsThatOfTheFreeScreen()
 {
-    LinuxShell shell(m_hotKey);
+    const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
-    shell.center(window);
+    shell->center(window);
     QCOMPARE(window.corner, QPoint(450, 300));
 }
 
 void tst_LinuxShell::aDisplayIsWhereTheServerAnswers()
 {
-    QVERIFY(LinuxShell(m_hotKey).hasDisplay());
+    QVERIFY(makeLinuxShell(m_hotKey)->hasDisplay());
     const QByteArray display = qgetenv("DISPLAY");
     for (const QByteArray &other : {QByteArray(), QByteArray(":987"), QByteArray("nonsense")}) {
         qputenv("DISPLAY", other);
-        QVERIFY(!LinuxShell(m_hotKey).hasDisplay());
+        QVERIFY(!makeLinuxShell(m_hotKey)->hasDisplay());
     }
     qputenv("DISPLAY", display);
 }
@@ -533,19 +534,19 @@ void tst_LinuxShell::aDisplayIsWhereTheServerAnswers()
 void tst_LinuxShell::aServerThatDoesNotAnswerIsNotWaitedForForever()
 {
     kill(static_cast<pid_t>(m_desktop->server()), SIGSTOP);
-    const bool hasDisplay = LinuxShell(m_hotKey).hasDisplay();
+    const bool hasDisplay = makeLinuxShell(m_hotKey)->hasDisplay();
     kill(static_cast<pid_t>(m_desktop->server()), SIGCONT);
     QVERIFY(!hasDisplay);
 }
 
 void tst_LinuxShell::anotherWayToShowWindowsIsTheUsersChoice()
 {
-    QCOMPARE(LinuxShell(m_hotKey).toolkitArguments(), (QByteArrayList{"-platform", "xcb"}));
+    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitArguments(), (QByteArrayList{"-platform", "xcb"}));
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QCOMPARE(LinuxShell(m_hotKey).toolkitArguments(), QByteArrayList());
+    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitArguments(), QByteArrayList());
     const QByteArray display = qgetenv("DISPLAY");
     qunsetenv("DISPLAY");
-    QVERIFY(LinuxShell(m_hotKey).hasDisplay());
+    QVERIFY(makeLinuxShell(m_hotKey)->hasDisplay());
     qputenv("DISPLAY", display);
     qunsetenv("QT_QPA_PLATFORM");
 }

@@ -1,7 +1,8 @@
 // The look as the real settings portal tells it, over two backends in processes of their own: this
 // process must not know the portal's types by more than the code under test does.
 
-#include "platform/linux/desktop/LinuxAppearance.h"
+#include "platform/Appearance.h"
+#include "platform/linux/Capabilities.h"
 #include "tests/support/VirtualDesktop.h"
 
 #include <QCoreApplication>
@@ -134,13 +135,13 @@ void tst_SettingsPortal::theDesktopsOwnBackendWinsAndIsFollowed()
     m_desktop->start(u"/usr/libexec/xdg-desktop-portal"_s, {});
     QTRY_VERIFY_WITH_TIMEOUT(isThere(u"org.freedesktop.portal.Desktop"_s), eventually);
 
-    LinuxAppearance appearance;
-    QTRY_VERIFY_WITH_TIMEOUT(appearance.look().isDark, eventually);
+    const auto appearance = makeLinuxAppearance();
+    QTRY_VERIFY_WITH_TIMEOUT(appearance->look().isDark, eventually);
     // The user switches while the panel is open, to and fro.
     own.write("2");
-    QTRY_VERIFY_WITH_TIMEOUT(!appearance.look().isDark, eventually);
+    QTRY_VERIFY_WITH_TIMEOUT(!appearance->look().isDark, eventually);
     own.write("1");
-    QTRY_VERIFY_WITH_TIMEOUT(appearance.look().isDark, eventually);
+    QTRY_VERIFY_WITH_TIMEOUT(appearance->look().isDark, eventually);
 }
 
 int main(int argc, char *argv[])

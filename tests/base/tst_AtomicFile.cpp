@@ -1,5 +1,4 @@
-#include "platform/PlatformError.h"
-#include "platform/linux/screenshot/AtomicFile.h"
+#include "base/AtomicFile.h"
 
 #include <QDir>
 #include <QFile>
@@ -35,7 +34,7 @@ private:
     {
         try {
             AtomicFile::write(path.toStdString(), content);
-        } catch (const PlatformError &error) {
+        } catch (const AtomicFileError &error) {
             return QString::fromUtf8(error.what());
         }
         return u"It was written."_s;

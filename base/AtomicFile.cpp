@@ -1,6 +1,4 @@
-#include "platform/linux/screenshot/AtomicFile.h"
-
-#include "platform/PlatformError.h"
+#include "base/AtomicFile.h"
 
 #include <QFile>
 #include <QRandomGenerator>
@@ -27,7 +25,7 @@ bool writeAll(QFile &file, const QByteArray &content)
 
 [[noreturn]] void fail(const QString &reason)
 {
-    throw PlatformError(u"The file can't be saved: "_s + reason + u'.');
+    throw AtomicFileError(u"The file can't be saved: "_s + reason + u'.');
 }
 } // namespace
 
