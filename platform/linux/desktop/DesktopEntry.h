@@ -10,9 +10,9 @@
 #include <optional>
 #include <vector>
 
-/// The folders with the desktop entries, read with limits: there may be circular links, links to the
-/// whole disk, named pipes and endless files. GIO indexes all of these folders without a limit, even
-/// to read one entry.
+/// The folders with the desktop entries, read with limits: there may be circular links, links to
+/// the whole disk, named pipes and endless files. GIO indexes all of these folders without a limit,
+/// even to read one entry.
 namespace ApplicationFolders {
 /// The XDG application folders, the user's first.
 [[nodiscard]] QStringList all();
