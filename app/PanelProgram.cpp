@@ -49,8 +49,8 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     arguments.push_back(nullptr);
 
     QuillonApp *running = nullptr;
-    // Requests arrive from the event loop, when the panel is shown already. The first one of a
-    // start by the bus is thereby fulfilled: even a toggle must not hide the panel again.
+    // Requests arrive from the event loop, after the panel was shown. If the bus has started this
+    // process, its first request asked for that; even a toggle must not hide the panel again.
     bool isExpected = !request && start == Start::shown;
     const auto received = [&running, &isExpected](Instance::Request asked) {
         if (std::exchange(isExpected, false))

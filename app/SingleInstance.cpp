@@ -21,7 +21,7 @@ SingleInstance::settle(const std::function<void(Instance::Request)> &received,
             return Outcome::handedOver;
         case Instance::Answer::silent:
             return Outcome::silent;
-        case Instance::Answer::nobody:
+        case Instance::Answer::notRunning:
             break;
         }
     }

@@ -146,10 +146,10 @@ double millisecondsOf(const Action &action)
     QThread::msleep(static_cast<unsigned long>(modelsThought.count()));
     const AgentAction call{QUuid::createUuid(), action.name, action.args};
     const Measure::Stopwatch watch;
-    const QString complaint = QCoro::waitFor(failure(call));
+    const QString message = QCoro::waitFor(failure(call));
     const double milliseconds = watch.seconds() * 1e3;
-    if (!complaint.isEmpty())
-        throw std::runtime_error(title(action) + ": " + complaint.toStdString());
+    if (!message.isEmpty())
+        throw std::runtime_error(title(action) + ": " + message.toStdString());
     return milliseconds;
 }
 

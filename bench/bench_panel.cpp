@@ -28,7 +28,7 @@ using namespace Qt::StringLiterals;
 namespace {
 using Clock = std::chrono::steady_clock;
 
-constexpr auto patience = std::chrono::seconds(20);
+constexpr auto timeout = std::chrono::seconds(20);
 
 struct Freed
 {
@@ -146,7 +146,7 @@ template <typename Condition>
 double millisecondsUntil(Condition holds, Clock::time_point since)
 {
     while (!holds()) {
-        if (Clock::now() - since > patience)
+        if (Clock::now() - since > timeout)
             throw std::runtime_error("The panel did not do what was waited for.");
         std::this_thread::sleep_for(std::chrono::microseconds(200));
     }

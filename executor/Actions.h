@@ -29,7 +29,7 @@ QCoro::Task<QString> readUI(AgentAction action, CancellationToken cancellation);
 QCoro::Task<QString> appleScript(AgentAction action, CancellationToken cancellation);
 
 /// The argument with that key; throws an ActionError with the sentence if it is missing.
-[[nodiscard]] QString required(const AgentAction &action, const char *key, const char *complaint);
+[[nodiscard]] QString required(const AgentAction &action, const char *key, const char *message);
 
 /// The argument with that key, if there is one.
 [[nodiscard]] std::optional<QString> optional(const AgentAction &action, const char *key);

@@ -59,12 +59,12 @@ QList<Queued> takeBatch(std::deque<Queued> &queue, qsizetype most, int depthLimi
 
 // The elements that match the filter, whether the user can see them or not.
 QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
-                        const QList<AccessibleNode> &nodes, const ControlFilter &interest)
+                        const QList<AccessibleNode> &nodes, const ControlFilter &filter)
 {
     QList<Control> found;
     QList<ElementId> asked;
     for (qsizetype i = 0; i < elements.size(); ++i) {
-        if (std::ranges::find(interest.roles, QStringView(nodes[i].role)) == interest.roles.end())
+        if (std::ranges::find(filter.roles, QStringView(nodes[i].role)) == filter.roles.end())
             continue;
         asked.append(elements[i]);
         found.append({.element = elements[i], .role = nodes[i].role, .label = {}});
@@ -74,7 +74,7 @@ QList<Control> controls(AccessibleTree &tree, const QList<ElementId> &elements,
     const QStringList texts = labels(tree, asked);
     for (qsizetype i = 0; i < found.size(); ++i)
         found[i].label = texts[i];
-    found.removeIf([&](const Control &control) { return !interest.label(control.label); });
+    found.removeIf([&](const Control &control) { return !filter.label(control.label); });
     return found;
 }
 
@@ -102,7 +102,7 @@ VisitResult visitShown(AccessibleTree &tree, const QList<Control> &found,
 }
 } // namespace
 
-void ControlWalk::run(AccessibleTree &tree, Limits limits, const ControlFilter &interest,
+void ControlWalk::run(AccessibleTree &tree, Limits limits, const ControlFilter &filter,
                       const std::function<VisitResult(const Control &)> &visit)
 {
     std::deque<Queued> queue;
@@ -127,7 +127,7 @@ void ControlWalk::run(AccessibleTree &tree, Limits limits, const ControlFilter &
             for (const ElementId child : nodes[i].children)
                 queue.push_back({child, batch[i].depth + 1});
         }
-        if (visitShown(tree, controls(tree, elements, nodes, interest), visit) == VisitResult::stop)
+        if (visitShown(tree, controls(tree, elements, nodes, filter), visit) == VisitResult::stop)
             return;
     }
 }

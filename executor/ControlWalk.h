@@ -36,6 +36,6 @@ struct ControlFilter
 
 /// Calls the visitor for each matching control, until it returns stop, a limit is reached or the
 /// time is up. Controls that the user cannot see are skipped.
-void run(AccessibleTree &tree, Limits limits, const ControlFilter &interest,
+void run(AccessibleTree &tree, Limits limits, const ControlFilter &filter,
          const std::function<VisitResult(const Control &)> &visit);
 } // namespace ControlWalk

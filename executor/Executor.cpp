@@ -46,12 +46,11 @@ QCoro::Task<QString> Executor::run(AgentAction action, CancellationToken cancell
     co_return co_await entry->perform(action, cancellation);
 }
 
-QString Executor::Actions::required(const AgentAction &action, const char *key,
-                                    const char *complaint)
+QString Executor::Actions::required(const AgentAction &action, const char *key, const char *message)
 {
     const std::optional<QString> value = optional(action, key);
     if (!value)
-        throw ActionError(QString::fromLatin1(complaint));
+        throw ActionError(QString::fromLatin1(message));
     return *value;
 }
 

@@ -4,12 +4,12 @@
 #include "platform/Accessibility.h"
 #include "platform/Platform.h"
 
-void Executor::requireTrust(const QString &complaint)
+void Executor::requireTrust(const QString &message)
 {
     Accessibility &accessibility = Platform::current().accessibility();
     if (accessibility.isTrusted())
         return;
     accessibility.requestTrust();
     if (!accessibility.isTrusted())
-        throw ActionError(complaint);
+        throw ActionError(message);
 }

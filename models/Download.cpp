@@ -5,10 +5,10 @@
 
 #include <utility>
 
-Download::Download(const QUrl &url, const QString &folder, std::chrono::milliseconds patience,
+Download::Download(const QUrl &url, const QString &folder, std::chrono::milliseconds timeout,
                    Events events)
     : m_events(std::make_shared<Events>(std::move(events)))
-    , m_transfer(std::make_shared<Transfer>(url, folder, patience))
+    , m_transfer(std::make_shared<Transfer>(url, folder, timeout))
 {
     const std::weak_ptr<Events> listener = m_events;
     m_queue.add({[transfer = m_transfer, listener] {

@@ -29,9 +29,9 @@ public:
         std::function<void(const TransferError &error)> failed;
     };
 
-    /// The transfer fails if nothing is received for the duration of patience. Throws
+    /// The transfer fails if nothing is received for as long as the timeout. Throws
     /// std::system_error if the system has no thread left.
-    Download(const QUrl &url, const QString &folder, std::chrono::milliseconds patience,
+    Download(const QUrl &url, const QString &folder, std::chrono::milliseconds timeout,
              Events events);
     /// Cancels the transfer and waits for its thread.
     ~Download();

@@ -59,7 +59,7 @@ HttpReceiver::HttpReceiver(QString folder, PartialFile &file, QEventLoop &loop,
 
 HttpReceiver::~HttpReceiver() = default;
 
-void HttpReceiver::start(const QUrl &url, std::chrono::milliseconds patience)
+void HttpReceiver::start(const QUrl &url, std::chrono::milliseconds timeout)
 {
     m_reply.reset(m_network.get(makeRequest(url)));
     m_reply->setReadBufferSize(bufferSize);
@@ -70,7 +70,7 @@ void HttpReceiver::start(const QUrl &url, std::chrono::milliseconds patience)
         m_finished = true;
         readBody();
     });
-    m_stall.start(patience);
+    m_stall.start(timeout);
 }
 
 void HttpReceiver::readHeaders()

@@ -29,7 +29,7 @@ public:
     HttpReceiver(QString folder, PartialFile &file, QEventLoop &loop, OnProgress onProgress);
     ~HttpReceiver() override;
 
-    void start(const QUrl &url, std::chrono::milliseconds patience);
+    void start(const QUrl &url, std::chrono::milliseconds timeout);
 
     /// After the loop has quit: returns if the body is complete, and throws a TransferError if not.
     void check() const;

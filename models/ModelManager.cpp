@@ -41,11 +41,11 @@ ModelManager::ModelManager(QObject *parent)
 }
 
 ModelManager::ModelManager(std::shared_ptr<InferenceEngine> engine,
-                           std::chrono::milliseconds patience, QObject *parent)
+                           std::chrono::milliseconds timeout, QObject *parent)
     : QObject(parent)
     , m_selected(rememberedChoice())
     , m_engine(std::move(engine))
-    , m_patience(patience)
+    , m_timeout(timeout)
 {
     PartialFile::sweep(directory());
     refresh();
@@ -100,7 +100,7 @@ void ModelManager::download()
     events.failed = [this](const TransferError &error) { failDownload(error); };
     try {
         m_task =
-            std::make_unique<Download>(m_selected.url, directory(), m_patience, std::move(events));
+            std::make_unique<Download>(m_selected.url, directory(), m_timeout, std::move(events));
     } catch (const std::system_error &error) {
         setState(State::failed(QString::fromLocal8Bit(error.what())));
     }

@@ -50,7 +50,7 @@ public:
     explicit ModelManager(QObject *parent = nullptr);
     /// The same with another engine and another timeout for stalled transfers.
     explicit ModelManager(std::shared_ptr<InferenceEngine> engine,
-                          std::chrono::milliseconds patience = stallTimeout,
+                          std::chrono::milliseconds timeout = stallTimeout,
                           QObject *parent = nullptr);
     ~ModelManager() override;
 
@@ -101,7 +101,7 @@ private:
     State m_state;
     LocalModel m_selected;
     const std::shared_ptr<InferenceEngine> m_engine;
-    const std::chrono::milliseconds m_patience;
+    const std::chrono::milliseconds m_timeout;
     std::unique_ptr<Download> m_task;                        ///< The running transfer.
     std::vector<std::unique_ptr<Download>> m_cancelledTasks; ///< Until their threads have finished.
     int m_choice = 0; ///< Number of selections; tells whether a load's model is still selected.

@@ -14,8 +14,8 @@
 
 using namespace Qt::StringLiterals;
 
-Transfer::Transfer(QUrl url, QString folder, std::chrono::milliseconds patience)
-    : m_url(std::move(url)), m_folder(std::move(folder)), m_patience(patience)
+Transfer::Transfer(QUrl url, QString folder, std::chrono::milliseconds timeout)
+    : m_url(std::move(url)), m_folder(std::move(folder)), m_timeout(timeout)
 {
 }
 
@@ -43,7 +43,7 @@ void Transfer::receiveAndPlace(const OnProgress &onProgress)
                 return;
             m_loop = &loop;
         }
-        receiver.start(m_url, m_patience);
+        receiver.start(m_url, m_timeout);
         loop.exec();
         {
             const std::scoped_lock guard(m_lock);

@@ -15,7 +15,7 @@ class Transfer
 public:
     using OnProgress = std::function<void(double fraction)>;
 
-    Transfer(QUrl url, QString folder, std::chrono::milliseconds patience);
+    Transfer(QUrl url, QString folder, std::chrono::milliseconds timeout);
 
     /// Requests the address, writes the body to a file beside the destination, and moves that file
     /// there. Blocks; runs an event loop of its own. Returns if the file is in place or the
@@ -39,7 +39,7 @@ private:
 
     const QUrl m_url;
     const QString m_folder;
-    const std::chrono::milliseconds m_patience;
+    const std::chrono::milliseconds m_timeout;
 
     mutable std::mutex m_lock;
     bool m_cancelled = false;

@@ -16,9 +16,9 @@ public:
     };
 
     enum class Answer {
-        taken,  ///< The running program has received it.
-        nobody, ///< No instance is running.
-        silent, ///< The instance does not answer in time.
+        taken,      ///< The running program has received it.
+        notRunning, ///< There is no running instance.
+        silent,     ///< The instance does not answer in time.
     };
 
     /// A file that makes the desktop start a program at login, as long as it is there.

@@ -18,8 +18,8 @@ Q_ENUM_NS(Value)
 struct LogEntryStyle
 {
     QString symbol; ///< The name of its glyph; empty if a spinner is shown instead.
-    ColorRole::Value symbolTone = ColorRole::Secondary;
-    ColorRole::Value textTone = ColorRole::Secondary;
+    ColorRole::Value symbolColor = ColorRole::Secondary;
+    ColorRole::Value textColor = ColorRole::Secondary;
     QString spoken; ///< The accessible text for the symbol.
 
     bool operator==(const LogEntryStyle &) const = default;

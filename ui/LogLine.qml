@@ -7,9 +7,9 @@ Item {
     required property bool running
     required property string spoken
     required property string symbol
-    required property int symbolTone
+    required property int symbolColor
     required property string text
-    required property int textTone
+    required property int textColor
 
     implicitHeight: Math.max(label.implicitHeight, 14)
 
@@ -27,7 +27,7 @@ Item {
             objectName: "lineSymbol"
             Accessible.ignored: true
             anchors.centerIn: parent
-            color: Theme.tone(line.symbolTone)
+            color: Theme.roleColor(line.symbolColor)
             height: 13
             name: line.symbol
             visible: !line.running
@@ -50,7 +50,7 @@ Item {
         // Screen readers read the line itself.
         Accessible.ignored: true
         anchors.verticalCenter: parent.verticalCenter
-        color: Theme.tone(line.textTone)
+        color: Theme.roleColor(line.textColor)
         text: line.text
         width: parent.width - x
         x: 14 + 8

@@ -15,10 +15,10 @@ QVariant LogModel::data(const QModelIndex &index, int role) const
         return entry.running;
     case Symbol:
         return LogEntryStyle::of(entry).symbol;
-    case SymbolTone:
-        return int(LogEntryStyle::of(entry).symbolTone);
-    case TextTone:
-        return int(LogEntryStyle::of(entry).textTone);
+    case SymbolColor:
+        return int(LogEntryStyle::of(entry).symbolColor);
+    case TextColor:
+        return int(LogEntryStyle::of(entry).textColor);
     case Spoken:
         return LogEntryStyle::of(entry).spoken;
     default:
@@ -28,7 +28,7 @@ QVariant LogModel::data(const QModelIndex &index, int role) const
 
 QHash<int, QByteArray> LogModel::roleNames() const
 {
-    return {{Text, "text"},         {Running, "running"},
-            {Symbol, "symbol"},     {SymbolTone, "symbolTone"},
-            {TextTone, "textTone"}, {Spoken, "spoken"}};
+    return {{Text, "text"},           {Running, "running"},
+            {Symbol, "symbol"},       {SymbolColor, "symbolColor"},
+            {TextColor, "textColor"}, {Spoken, "spoken"}};
 }

@@ -13,7 +13,7 @@ class LogModel : public RecordModel<LogEntry>
     QML_UNCREATABLE("A turn has its log.")
 
 public:
-    enum Role { Text = Qt::UserRole, Running, Symbol, SymbolTone, TextTone, Spoken };
+    enum Role { Text = Qt::UserRole, Running, Symbol, SymbolColor, TextColor, Spoken };
 
     using RecordModel::RecordModel;
 

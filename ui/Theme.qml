@@ -54,7 +54,7 @@ QtObject {
 
     readonly property SystemPalette systemPalette: SystemPalette {}
 
-    function tone(value: int): color {
+    function roleColor(value: int): color {
         switch (value) {
         case ColorRole.Primary:
             return theme.primary;

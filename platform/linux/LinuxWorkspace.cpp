@@ -146,7 +146,7 @@ private:
     WindowArrival(X11Desktop &desktop, const Expected &expected, QObject *parent);
 
     void look();
-    [[nodiscard]] QString complaint(const X11Snapshot &now) const;
+    [[nodiscard]] QString failure(const X11Snapshot &now) const;
     [[nodiscard]] const X11Window *before(const X11Window &window) const;
     [[nodiscard]] bool isNew(const X11Window &window) const { return !before(window); }
     [[nodiscard]] bool belongs(const X11Window &window) const;
@@ -210,11 +210,11 @@ void WindowArrival::look()
     if (isThere)
         m_promise.finish();
     else
-        Futures::fail(m_promise, PlatformError(complaint(now)));
+        Futures::fail(m_promise, PlatformError(failure(now)));
     deleteLater();
 }
 
-QString WindowArrival::complaint(const X11Snapshot &now) const
+QString WindowArrival::failure(const X11Snapshot &now) const
 {
     QString what = u"hasn't shown a window yet. It may still be starting."_s;
     if (now.active && belongs(*now.active))
@@ -340,7 +340,7 @@ public:
 private:
     /// Starts the application or makes it open that address, and waits until it is in front.
     [[nodiscard]] QFuture<void> openIn(const QString &location, const QByteArray &uri,
-                                       const std::function<DesktopEntry::Started()> &start);
+                                       const std::function<ProcessId()> &start);
 
     struct Start
     {
@@ -452,8 +452,12 @@ QFuture<void> LinuxWorkspace::open(const QUrl &url)
     const auto start = [&] { return DesktopEntries::open(uri); };
     if (location)
         return openIn(*location, uri, start);
-    const DesktopEntry::Started started = start();
-    return started.failure ? Futures::failed(PlatformError(*started.failure)) : Futures::done();
+    try {
+        start();
+        return Futures::done();
+    } catch (const PlatformError &error) {
+        return Futures::failed(error);
+    }
 }
 
 QFuture<void> LinuxWorkspace::open(const QUrl &url, const QString &location)
@@ -492,7 +496,7 @@ void LinuxWorkspace::trash(const std::filesystem::path &item)
 }
 
 QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &uri,
-                                     const std::function<DesktopEntry::Started()> &start)
+                                     const std::function<ProcessId()> &start)
 {
     Start &last = m_starts[location];
     if (hasTerminated(last.leader))
@@ -521,12 +525,14 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
     if (uri.isEmpty() && window) {
         m_desktop.activate(*window);
     } else if (!uri.isEmpty() || !isStarting) {
-        const DesktopEntry::Started started = start();
-        if (started.failure)
-            return Futures::failed(PlatformError(*started.failure));
-        // A running instance may have taken over the address.
-        if (!window)
-            last = {.leader = started.leader};
+        try {
+            const ProcessId leader = start();
+            // A running instance may have taken over the address.
+            if (!window)
+                last = {.leader = leader};
+        } catch (const PlatformError &error) {
+            return Futures::failed(error);
+        }
         expected.leader = last.leader;
     }
     return WindowArrival::wait(m_desktop, expected, &m_arrivals);

@@ -108,5 +108,5 @@ Instance::Answer MacInstance::handOver(Request request)
 {
     if (isAnswered(nameOf(request), answerLimit))
         return Answer::taken;
-    return runsElsewhere() ? Answer::silent : Answer::nobody;
+    return runsElsewhere() ? Answer::silent : Answer::notRunning;
 }

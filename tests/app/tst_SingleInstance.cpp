@@ -52,12 +52,12 @@ void tst_SingleInstance::laterStartsSendTheirRequests()
 void tst_SingleInstance::anEndedInstanceIsReplaced()
 {
     FakePlatform platform;
-    platform.fakeInstance.answers = {Answer::nobody};
+    platform.fakeInstance.answers = {Answer::notRunning};
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::isOurs);
     QCOMPARE(platform.fakeInstance.claims, 2);
 
     // Another start was quicker.
-    platform.fakeInstance.answers = {Answer::nobody, Answer::taken};
+    platform.fakeInstance.answers = {Answer::notRunning, Answer::taken};
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::handedOver);
 }
 
@@ -72,7 +72,7 @@ void tst_SingleInstance::aSilentInstanceIsNotAskedAgain()
 void tst_SingleInstance::givesUpIfInstancesKeepChanging()
 {
     FakePlatform platform;
-    platform.fakeInstance.answers = QList<Answer>(100, Answer::nobody);
+    platform.fakeInstance.answers = QList<Answer>(100, Answer::notRunning);
     QCOMPARE(SingleInstance::settle({}, Request::open), Outcome::silent);
     QCOMPARE(platform.fakeInstance.claims, 5);
 }

@@ -89,7 +89,7 @@ void tst_MacInstance::aSilentInstanceDiffersFromNone()
     FakeCocoa::skipsWaits = true;
     QCOMPARE(MacInstance().handOver(Request::open), Instance::Answer::silent);
     FakeCocoa::running.clear();
-    QCOMPARE(MacInstance().handOver(Request::open), Instance::Answer::nobody);
+    QCOMPARE(MacInstance().handOver(Request::open), Instance::Answer::notRunning);
 }
 
 void tst_MacInstance::noApplicationObjectIsNeeded()

@@ -20,7 +20,7 @@ private Q_SLOTS:
     void cleanup();
 
 protected:
-    static constexpr std::chrono::milliseconds patience = std::chrono::seconds(30);
+    static constexpr std::chrono::milliseconds timeout = std::chrono::seconds(30);
 
     /// Bytes without repetition, so that a missing, repeated or moved piece changes them.
     static QByteArray pattern(qsizetype size);
@@ -30,9 +30,9 @@ protected:
     QStringList names() const { return Files::names(m_folder->path()); }
     /// The address of the answer.
     QUrl serving(const HttpServer::Answer &answer);
-    void start(const QUrl &url, std::chrono::milliseconds wait = patience);
+    void start(const QUrl &url, std::chrono::milliseconds wait = timeout);
     /// Until the download has ended.
-    void finish(const QUrl &url, std::chrono::milliseconds wait = patience);
+    void finish(const QUrl &url, std::chrono::milliseconds wait = timeout);
     Download::Events events();
 
     std::unique_ptr<QTemporaryDir> m_folder;

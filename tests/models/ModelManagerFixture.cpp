@@ -54,18 +54,18 @@ void ModelManagerFixture::cleanup()
     m_server.reset();
 }
 
-void ModelManagerFixture::makeManager(std::chrono::milliseconds patience)
+void ModelManagerFixture::makeManager(std::chrono::milliseconds timeout)
 {
-    m_manager = std::make_unique<ModelManager>(m_engine, patience);
+    m_manager = std::make_unique<ModelManager>(m_engine, timeout);
     m_states.clear();
     connect(m_manager.get(), &ModelManager::stateChanged, this,
             [this] { m_states += m_manager->state(); });
 }
 
-void ModelManagerFixture::makeManagerFor(const Answer &answer, std::chrono::milliseconds patience)
+void ModelManagerFixture::makeManagerFor(const Answer &answer, std::chrono::milliseconds timeout)
 {
     m_server->setAnswer(u"/test.gguf"_s, answer);
-    makeManager(patience);
+    makeManager(timeout);
     m_manager->select(modelAt(m_server->url(u"/test.gguf"_s)));
     m_states.clear();
 }

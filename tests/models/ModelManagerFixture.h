@@ -35,10 +35,10 @@ protected:
     /// An answer of 600,000 bytes.
     static HttpServer::Answer pausingAfter(qint64 bytes);
 
-    void makeManager(std::chrono::milliseconds patience = std::chrono::seconds(30));
+    void makeManager(std::chrono::milliseconds timeout = std::chrono::seconds(30));
     /// A manager whose selected model comes from the server's answer.
     void makeManagerFor(const HttpServer::Answer &answer,
-                        std::chrono::milliseconds patience = std::chrono::seconds(30));
+                        std::chrono::milliseconds timeout = std::chrono::seconds(30));
     /// Downloads a model until half of it has arrived; the server then waits for its release.
     void downloadHalf();
     void bringInto(Case state);

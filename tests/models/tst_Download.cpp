@@ -189,7 +189,7 @@ void tst_Download::mayBeDestroyedInItsLastEvent()
         m_ended = true;
     };
     m_download = std::make_unique<Download>(m_server->url(u"/model.gguf"_s), m_folder->path(),
-                                            patience, std::move(own));
+                                            timeout, std::move(own));
     QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
     QVERIFY(!m_failure);
     QCOMPARE(Files::contents(path(u"model.gguf"_s)), QByteArray("x"));

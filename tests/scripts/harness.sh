@@ -56,7 +56,7 @@ run_script()
         >"$sandbox/out" 2>"$sandbox/err" </dev/null || status=$?
 }
 
-complain()
+fail_test()
 {
     printf '    %s\n' "$*" >&2
     [ ! -s "$sandbox/err" ] || sed 's/^/    stderr: /' "$sandbox/err" >&2
@@ -65,36 +65,36 @@ complain()
 
 expect_status()
 {
-    [ "$status" -eq "$1" ] || complain "exit status $status instead of $1"
+    [ "$status" -eq "$1" ] || fail_test "exit status $status instead of $1"
 }
 
 # expect_last_line TEXT: checks the last line of the script's messages.
 expect_last_line()
 {
-    [ "$(tail -n 1 "$sandbox/err")" = "$1" ] || complain "the last line is not: $1"
+    [ "$(tail -n 1 "$sandbox/err")" = "$1" ] || fail_test "the last line is not: $1"
 }
 
 expect_said()
 {
-    grep -qF -- "$1" "$sandbox/err" || complain "never said: $1"
+    grep -qF -- "$1" "$sandbox/err" || fail_test "never said: $1"
 }
 
 expect_called()
 {
-    grep -qxF -- "$1" "$calls" || complain "never called: $1 (but: $(cat "$calls"))"
+    grep -qxF -- "$1" "$calls" || fail_test "never called: $1 (but: $(cat "$calls"))"
 }
 
 # expect_no_call PREFIX…
 expect_no_call()
 {
     for prefix in "$@"; do
-        ! grep -q "^$prefix" "$calls" || complain "was called: $(grep "^$prefix" "$calls")"
+        ! grep -q "^$prefix" "$calls" || fail_test "was called: $(grep "^$prefix" "$calls")"
     done
 }
 
 expect_file()
 {
-    [ -f "$1" ] || complain "there is no file $1"
+    [ -f "$1" ] || fail_test "there is no file $1"
 }
 
 # run_tests NAME…: runs the tests; the exit status tells whether all passed.

@@ -88,7 +88,7 @@ run_complete()
     env PATH="$sandbox/fakes:$sandbox/tools" TMPDIR="$sandbox" \
         sh "$checkout/packaging/macos/complete-bundle" "$@" >"$sandbox/out" 2>"$sandbox/err" ||
         status=$?
-    [ -z "$(find "$sandbox" -name 'quillon-bundle*')" ] || complain "it left its scratch folder behind"
+    [ -z "$(find "$sandbox" -name 'quillon-bundle*')" ] || fail_test "it left its scratch folder behind"
 }
 
 # expect_loads FILE LIBRARY…
@@ -103,7 +103,7 @@ expect_loads()
         sed "${own:+1d}" | grep -v '^/usr/lib/' >"$sandbox/found"
     printf '%s\n' "$@" >"$sandbox/expected"
     cmp -s "$sandbox/expected" "$sandbox/found" ||
-        complain "$file loads $(tr '\n' ' ' <"$sandbox/found")"
+        fail_test "$file loads $(tr '\n' ' ' <"$sandbox/found")"
 }
 
 carried=@executable_path/../Frameworks
@@ -118,7 +118,7 @@ test_what_a_library_names_by_its_own_place_is_brought()
     expect_file "$contents/Frameworks/libdata.1.dylib"
     expect_loads "$contents/Frameworks/libtext.1.dylib" $carried/libdata.1.dylib
     [ "$("$otool" -D "$contents/Frameworks/libdata.1.dylib" | tail -n 1)" = $carried/libdata.1.dylib ] ||
-        complain "the library has another name"
+        fail_test "the library has another name"
     expect_loads "$contents/MacOS/Quillon" $carried/libtext.1.dylib
 }
 
@@ -127,7 +127,7 @@ test_folders_of_this_machine_are_forgotten()
     make_bundle
     run_complete "$bundle"
     expect_status 0
-    ! "$otool" -l "$contents/MacOS/Quillon" | grep -F "$brew" || complain "it looks into Homebrew"
+    ! "$otool" -l "$contents/MacOS/Quillon" | grep -F "$brew" || fail_test "it looks into Homebrew"
 }
 
 test_plugins_bring_libraries_that_need_more()
@@ -144,7 +144,7 @@ test_plugins_bring_libraries_that_need_more()
     expect_loads "$contents/Frameworks/libtext.1.dylib" $carried/libdata.1.dylib
     expect_file "$contents/Frameworks/QtShapes.framework/Versions/A/QtShapes"
     ! "$otool" -l "$contents/PlugIns/platforms/plug in.dylib" | grep -F "$brew" ||
-        complain "it looks into Homebrew"
+        fail_test "it looks into Homebrew"
 }
 
 test_a_whole_bundle_stays_as_it_is()
@@ -155,7 +155,7 @@ test_a_whole_bundle_stays_as_it_is()
     run_complete "$bundle"
     expect_status 0
     find "$contents" -type f -exec cksum {} + | sort | cmp -s - "$sandbox/before" ||
-        complain "it was changed"
+        fail_test "it was changed"
 }
 
 test_what_the_machine_does_not_have_is_a_failure()

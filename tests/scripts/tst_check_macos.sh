@@ -25,9 +25,9 @@ test_every_file_of_macos_is_compiled_and_none_of_linux()
     expect_status 0
     for file in "$checkout"/platform/macos/*.cpp "$checkout"/platform/macos/*.mm "$checkout"/agent/*.cpp \
         "$checkout"/models/*.cpp "$checkout"/tests/platform/macos/*.cpp "$checkout"/tests/agent/*.cpp; do
-        grep -q -- " $file\$" "$calls" || complain "not compiled: $file"
+        grep -q -- " $file\$" "$calls" || fail_test "not compiled: $file"
     done
-    ! grep -q '/linux/[^ ]*$' "$calls" || complain "compiled: $(grep '/linux/[^ ]*$' "$calls" | head -n 1)"
+    ! grep -q '/linux/[^ ]*$' "$calls" || fail_test "compiled: $(grep '/linux/[^ ]*$' "$calls" | head -n 1)"
 }
 
 test_a_file_that_does_not_compile_is_named()
@@ -35,9 +35,9 @@ test_a_file_that_does_not_compile_is_named()
     echo platform/macos/MacShell.mm >"$sandbox/objection"
     check platform/macos/MacShell.mm models/LocalModel.cpp
     expect_status 1
-    [ "$(wc -l <"$calls")" -eq 2 ] || complain "$(wc -l <"$calls") files instead of 2"
-    grep -qF 'MacShell.mm:1:1: error: no' "$sandbox/out" || complain "the error was kept back"
-    grep -qxF 'Qt of /: 1 of 2 files pass.' "$sandbox/out" || complain "the count is wrong"
+    [ "$(wc -l <"$calls")" -eq 2 ] || fail_test "$(wc -l <"$calls") files instead of 2"
+    grep -qF 'MacShell.mm:1:1: error: no' "$sandbox/out" || fail_test "the error was kept back"
+    grep -qxF 'Qt of /: 1 of 2 files pass.' "$sandbox/out" || fail_test "the count is wrong"
 }
 
 test_what_macos_does_not_compile_is_refused()

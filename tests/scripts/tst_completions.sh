@@ -31,13 +31,13 @@ in_fish()
 # expect WANTED FOUND
 expect()
 {
-    [ "$1" = "$2" ] || complain "wanted: $(printf '%s' "$1" | tr '\n' ' ')- offered: $(printf '%s' "$2" |
+    [ "$1" = "$2" ] || fail_test "wanted: $(printf '%s' "$1" | tr '\n' ' ')- offered: $(printf '%s' "$2" |
         tr '\n' ' ')"
 }
 
 test_every_option_is_offered()
 {
-    [ "$(options | wc -l)" -ge 8 ] || complain "the help names too few"
+    [ "$(options | wc -l)" -ge 8 ] || fail_test "the help names too few"
     expect "$(options)" "$(in_bash quillon --)"
     expect "$(options)" "$(in_fish 'quillon --' | grep '^--')"
     expect "$(options)" "$(grep -oE -- '--[a-z]+' "$completions/_quillon" | sort -u)"
@@ -52,8 +52,8 @@ test_a_model_is_removed_by_its_id()
     expect "$ids" "$(in_fish 'quillon --models remove ')"
     expect qwen2.5-1.5b "$(in_bash quillon --models remove q)"
     for id in $ids; do
-        grep -qF "\"$id\"" "$checkout/models/LocalModel.cpp" || complain "there is no model $id"
-        grep -qF "$id" "$completions/_quillon" || complain "zsh does not offer $id"
+        grep -qF "\"$id\"" "$checkout/models/LocalModel.cpp" || fail_test "there is no model $id"
+        grep -qF "$id" "$completions/_quillon" || fail_test "zsh does not offer $id"
     done
 }
 
@@ -75,8 +75,8 @@ test_a_task_is_typed_by_the_user()
 
 test_zsh_can_read_it()
 {
-    zsh -f -n "$completions/_quillon" >"$sandbox/out" 2>"$sandbox/err" || complain "zsh objects"
-    [ ! -s "$sandbox/err" ] || complain "zsh says something"
+    zsh -f -n "$completions/_quillon" >"$sandbox/out" 2>"$sandbox/err" || fail_test "zsh objects"
+    [ ! -s "$sandbox/err" ] || fail_test "zsh says something"
 }
 
 # shellcheck disable=SC2046 # one word for each test

@@ -82,7 +82,7 @@ make_dmg()
     status=0
     env PATH="$sandbox/fakes:$sandbox/tools" TMPDIR="$sandbox" \
         sh "$checkout/packaging/macos/make-dmg" "$@" >"$sandbox/out" 2>"$sandbox/err" || status=$?
-    [ -z "$(find "$sandbox" -name 'quillon-dmg*')" ] || complain "it left its scratch folder behind"
+    [ -z "$(find "$sandbox" -name 'quillon-dmg*')" ] || fail_test "it left its scratch folder behind"
 }
 
 # expect_calls LINE…: checks that there were exactly these calls in this order. SCRATCH is the
@@ -92,7 +92,7 @@ expect_calls()
     printf '%s\n' "$@" >"$sandbox/expected"
     sed -e "s|$sandbox/quillon-dmg\.[A-Za-z0-9]*|SCRATCH|g" "$calls" >"$sandbox/found"
     cmp -s "$sandbox/expected" "$sandbox/found" ||
-        complain "expected and found: $(diff "$sandbox/expected" "$sandbox/found")"
+        fail_test "expected and found: $(diff "$sandbox/expected" "$sandbox/found")"
 }
 
 test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
@@ -122,7 +122,7 @@ test_a_release_is_signed_from_the_inside_out_and_notarised_twice()
         "xcrun notarytool submit $sandbox/Quillon.dmg --keychain-profile profile --wait --output-format json" \
         "xcrun stapler staple $sandbox/Quillon.dmg"
     [ "$(cat "$sandbox/in the image")" = 'Applications
-Quillon.app' ] || complain "in the image: $(cat "$sandbox/in the image")"
+Quillon.app' ] || fail_test "in the image: $(cat "$sandbox/in the image")"
 }
 
 test_the_licences_of_what_came_with_qt_are_in_the_bundle()
@@ -131,15 +131,15 @@ test_the_licences_of_what_came_with_qt_are_in_the_bundle()
     make_dmg "$bundle" "$sandbox/Quillon.dmg" -
     expect_status 0
     licences=$bundle/Contents/Resources/licences
-    [ "$(cat "$licences/extra/COPYING")" = 'Copyright Somebody' ] || complain "the licence is missing"
-    [ "$(find "$licences" -type f | wc -l)" -eq 1 ] || complain "there is more: $(find "$licences")"
-    ! grep -q 'No licence' "$sandbox/out" || complain "it misses one: $(cat "$sandbox/out")"
+    [ "$(cat "$licences/extra/COPYING")" = 'Copyright Somebody' ] || fail_test "the licence is missing"
+    [ "$(find "$licences" -type f | wc -l)" -eq 1 ] || fail_test "there is more: $(find "$licences")"
+    ! grep -q 'No licence' "$sandbox/out" || fail_test "it misses one: $(cat "$sandbox/out")"
 
     rm -r "$licences" "$sandbox/brew/opt/extra/COPYING"
     make_dmg "$bundle" "$sandbox/Quillon.dmg" -
     expect_status 0
-    grep -qxF 'No licence lies with extra: put it into Quillon.app/Contents/Resources/licences/extra.' \
-        "$sandbox/out" || complain "the licence is not missed: $(cat "$sandbox/out")"
+    grep -qxF 'No licence comes with extra: put it into Quillon.app/Contents/Resources/licences/extra.' \
+        "$sandbox/out" || fail_test "the licence is not missed: $(cat "$sandbox/out")"
 }
 
 test_without_an_identity_apple_is_not_asked()
@@ -148,7 +148,7 @@ test_without_an_identity_apple_is_not_asked()
     make_dmg "$bundle" "$sandbox/Quillon.dmg" -
     expect_status 0
     expect_no_call xcrun
-    ! grep -qE 'timestamp|runtime' "$calls" || complain "as if it were signed: $(cat "$calls")"
+    ! grep -qE 'timestamp|runtime' "$calls" || fail_test "as if it were signed: $(cat "$calls")"
     expect_called "codesign --force --sign - --entitlements $checkout/packaging/macos/Quillon.entitlements --requirements $checkout/packaging/macos/Quillon.requirements $bundle"
     expect_file "$sandbox/Quillon.dmg"
 }
@@ -186,7 +186,7 @@ END
     make_dmg "$bundle" "$sandbox/Quillon.dmg" "$identity" profile
     expect_status 1
     grep -qE '^make-dmg: (plug in|libextra).dylib could not be signed.$' "$sandbox/err" ||
-        complain "no sentence about the library"
+        fail_test "no sentence about the library"
 }
 
 test_a_refusal_of_apple_is_one()
@@ -208,7 +208,7 @@ test_the_program_is_tried_in_another_place()
     make_mac
     make_dmg "$bundle" "$sandbox/Quillon.dmg" -
     expect_status 0
-    [ "$(cat "$sandbox/started")" = started ] || complain "it was not tried, or not in another place"
+    [ "$(cat "$sandbox/started")" = started ] || fail_test "it was not tried, or not in another place"
     : >"$sandbox/does not start"
     make_dmg "$bundle" "$sandbox/Quillon.dmg" -
     expect_status 1
@@ -219,9 +219,9 @@ test_the_signature_without_an_identity_outlives_a_build()
 {
     # The system uses this instead of the checksum.
     [ "$(cat "$checkout/packaging/macos/Quillon.requirements")" = \
-        'designated => identifier "app.quillon.Quillon"' ] || complain "it requires something else"
+        'designated => identifier "app.quillon.Quillon"' ] || fail_test "it requires something else"
     grep -qF '<string>app.quillon.Quillon</string>' "$checkout/packaging/macos/Info.plist.in" ||
-        complain "the bundle calls itself something else"
+        fail_test "the bundle calls itself something else"
 }
 
 test_what_cannot_work_is_refused_before_anything_is_touched()
@@ -236,7 +236,7 @@ test_what_cannot_work_is_refused_before_anything_is_touched()
     make_dmg "$bundle" "$sandbox/Quillon.dmg" - profile
     expect_status 1
     expect_last_line "make-dmg: Only what an identity has signed can be notarised."
-    [ ! -s "$calls" ] || complain "it called $(cat "$calls")"
+    [ ! -s "$calls" ] || fail_test "it called $(cat "$calls")"
 }
 
 test_the_command_finds_the_program_through_a_link()
@@ -252,16 +252,16 @@ test_the_command_finds_the_program_through_a_link()
     for command in "$contents/Resources/quillon" "$sandbox/my place/bin/quillon" "$sandbox/links/quillon"; do
         # The system finds the bundle by the path with which the program was started.
         [ "$("$command" --task "two  words")" = "[$contents/MacOS/Quillon][--task][two  words]" ] ||
-            complain "$command failed"
+            fail_test "$command failed"
     done
 }
 
 test_the_casks_command_is_in_the_bundle()
 {
     grep -qxF '  binary "#{appdir}/Quillon.app/Contents/Resources/quillon"' \
-        "$checkout/packaging/macos/quillon.rb" || complain "the cask links to something else"
-    grep -qF '/quillon"' "$checkout/packaging/macos/bundle.cmake" || complain "it is not in the bundle"
-    [ -x "$checkout/packaging/macos/quillon" ] || complain "it cannot be run"
+        "$checkout/packaging/macos/quillon.rb" || fail_test "the cask links to something else"
+    grep -qF '/quillon"' "$checkout/packaging/macos/bundle.cmake" || fail_test "it is not in the bundle"
+    [ -x "$checkout/packaging/macos/quillon" ] || fail_test "it cannot be run"
 }
 
 # shellcheck disable=SC2046 # one word for each test

@@ -7,11 +7,11 @@
 refuses()
 {
     if ("$@") 2>/dev/null; then
-        complain "accepted: $*"
+        fail_test "accepted: $*"
     fi
 }
 
-fails() { complain "on purpose"; }
+fails() { fail_test "on purpose"; }
 succeeds() { :; }
 
 test_a_failing_test_fails_the_run()

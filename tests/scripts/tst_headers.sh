@@ -34,13 +34,13 @@ test_headers_of_another_llama_are_not_seen()
     cmake -S "$checkout" -B "$sandbox/build" -G Ninja -DQUILLON_TESTS=OFF \
         -DCMAKE_CXX_COMPILER="$(cached CMAKE_CXX_COMPILER)" -DQCoro6_DIR="$package" \
         -Dllama_DIR="$(cached llama_DIR)" -Dggml_DIR="$(cached ggml_DIR)" >"$sandbox/err" 2>&1 ||
-        complain "it could not be configured"
+        fail_test "it could not be configured"
     n=0
     for file in $(cd "$checkout" && grep -lE '#include [<"](llama|ggml|gguf)' inference/*.cpp); do
         command=$(sed -n "s|^ *\"command\": \"\\(.*/$file\\)\",*\$|\\1|p" "$sandbox/build/compile_commands.json")
         case $command in
         *"$sandbox/prefix/include"*) ;;
-        *) complain "the other folder is not among $file's" ;;
+        *) fail_test "the other folder is not among $file's" ;;
         esac
         # Only preprocesses; the last arguments are the object file and the source.
         status=0
@@ -49,7 +49,7 @@ test_headers_of_another_llama_are_not_seen()
         expect_status 0
         n=$((n + 1))
     done
-    [ "$n" -gt 0 ] || complain "no file includes llama.cpp"
+    [ "$n" -gt 0 ] || fail_test "no file includes llama.cpp"
 }
 
 # shellcheck disable=SC2046 # one word for each test

@@ -29,8 +29,8 @@ expect_found()
 {
     look
     expect_status 1
-    grep -q "^$1: .* must not use " "$sandbox/out" || complain "not found: $1 ($(cat "$sandbox/out"))"
-    [ "$(wc -l <"$sandbox/out")" -eq 1 ] || complain "more than one: $(cat "$sandbox/out")"
+    grep -q "^$1: .* must not use " "$sandbox/out" || fail_test "not found: $1 ($(cat "$sandbox/out"))"
+    [ "$(wc -l <"$sandbox/out")" -eq 1 ] || fail_test "more than one: $(cat "$sandbox/out")"
 }
 
 test_this_tree_keeps_to_its_layers()
@@ -38,7 +38,7 @@ test_this_tree_keeps_to_its_layers()
     rm -rf "$sandbox/tree"
     ln -s "$checkout" "$sandbox/tree"
     look
-    [ "$status" -eq 0 ] || complain "$(cat "$sandbox/out")"
+    [ "$status" -eq 0 ] || fail_test "$(cat "$sandbox/out")"
 }
 
 test_innocent_folders_pass()

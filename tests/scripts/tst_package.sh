@@ -36,11 +36,11 @@ test_debian_gets_a_package_for_every_processor()
     expect_status 0
     expect_last_line "The package is build/package/quillon_1.2.3_amd64.deb."
     grep -q '^cmake -S .*-DBUILD_SHARED_LIBS=ON -DGGML_NATIVE=OFF -DGGML_BACKEND_DL=ON .*-DGGML_CPU_ALL_VARIANTS=ON' \
-        "$calls" || complain "llama.cpp was built for one processor"
+        "$calls" || fail_test "llama.cpp was built for one processor"
     grep -q '^cmake --preset package .*-Dllama_DIR:PATH=.*-portable-' "$calls" ||
-        complain "the package has another llama.cpp"
+        fail_test "the package has another llama.cpp"
     for package in dpkg-dev file gzip; do
-        grep -qx "$package" "$sandbox/installed" || complain "$package was not installed"
+        grep -qx "$package" "$sandbox/installed" || fail_test "$package was not installed"
     done
 }
 
@@ -52,12 +52,12 @@ test_the_users_own_llama_stays_as_it_is()
     run_script package
     expect_status 0
     grep -q '^cmake -S .*-DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=ON' "$calls" ||
-        complain "the user's own was not built for this processor"
+        fail_test "the user's own was not built for this processor"
     set -- "$sandbox/home dir/.cache/quillon"/llama-*
-    [ $# -eq 2 ] || complain "not one of each kind: $*"
+    [ $# -eq 2 ] || fail_test "not one of each kind: $*"
     : >"$calls"
     run_script package
-    ! grep -q '^cmake -S' "$calls" || complain "it was built again"
+    ! grep -q '^cmake -S' "$calls" || fail_test "it was built again"
 }
 
 test_another_processor_makes_no_difference_to_a_package()
@@ -73,7 +73,7 @@ END
     : >"$calls"
     run_script package
     expect_status 0
-    ! grep -q '^cmake -S' "$calls" || complain "it was built again"
+    ! grep -q '^cmake -S' "$calls" || fail_test "it was built again"
 }
 
 test_macos_gets_an_image_and_its_cask()
@@ -85,14 +85,14 @@ test_macos_gets_an_image_and_its_cask()
     expect_last_line "The package is build/package/Quillon-1.2.3.dmg."
     expect_called "make-dmg stage/Quillon.app|Quillon-1.2.3.dmg|Developer ID Application: Somebody|profile"
     grep -q '^cmake -S .*-DBUILD_SHARED_LIBS=OFF -DGGML_NATIVE=OFF -DGGML_CPU_ARM_ARCH=' "$calls" ||
-        complain "llama.cpp was built for one processor"
+        fail_test "llama.cpp was built for one processor"
     cask=$sandbox/tree/build/package/quillon.rb
-    grep -qx '  version "1.2.3"' "$cask" || complain "the cask has another version"
+    grep -qx '  version "1.2.3"' "$cask" || fail_test "the cask has another version"
     sum=$(echo image | if command -v sha256sum >/dev/null; then sha256sum; else shasum -a 256; fi)
     grep -qx "  sha256 \"${sum%% *}\"" "$cask" ||
-        complain "the cask has another checksum"
-    grep -qx '  depends_on macos: :sonoma' "$cask" || complain "the cask is for another macOS"
-    ! grep -q '@' "$cask" || complain "the cask is not filled in"
+        fail_test "the cask has another checksum"
+    grep -qx '  depends_on macos: :sonoma' "$cask" || fail_test "the cask is for another macOS"
+    ! grep -q '@' "$cask" || fail_test "the cask is not filled in"
 }
 
 test_every_macos_has_its_name_in_the_cask()
@@ -107,7 +107,7 @@ test_every_macos_has_its_name_in_the_cask()
         run_script package
         expect_status 0
         grep -qx "  depends_on macos: :$name" "$sandbox/tree/build/package/quillon.rb" ||
-            complain "the cask is for another macOS than $name"
+            fail_test "the cask is for another macOS than $name"
     done <<'END'
 13.7 ventura
 14.0 sonoma
@@ -115,7 +115,7 @@ test_every_macos_has_its_name_in_the_cask()
 26.0 tahoe
 27.1 golden_gate
 END
-    [ "$n" = 5 ] || complain "$n of 5 rows"
+    [ "$n" = 5 ] || fail_test "$n of 5 rows"
 }
 
 test_a_macos_that_has_no_name_here_is_refused_before_anything_is_built()

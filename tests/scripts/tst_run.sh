@@ -11,7 +11,7 @@ test_the_program_gets_the_arguments_and_has_stdout_to_itself()
     make_debian
     run_script run --task "Open  the “latest” PDF" '' '$HOME *'
     [ "$(cat "$sandbox/out")" = '[--task][Open  the “latest” PDF][][$HOME *]' ] ||
-        complain "on stdout: $(cat "$sandbox/out")"
+        fail_test "on stdout: $(cat "$sandbox/out")"
     # The program's own exit status.
     expect_status 7
 }
@@ -29,7 +29,7 @@ END
     run_script run --model "my model.gguf" --task "Do it"
     expect_status 0
     expect_last_line "[--import][my model.gguf]"
-    [ "$(cat "$sandbox/out")" = '[--task][Do it]' ] || complain "on stdout: $(cat "$sandbox/out")"
+    [ "$(cat "$sandbox/out")" = '[--task][Do it]' ] || fail_test "on stdout: $(cat "$sandbox/out")"
 }
 
 test_a_model_that_is_refused_ends_it()
@@ -38,7 +38,7 @@ test_a_model_that_is_refused_ends_it()
     run_script run --model other.gguf
     expect_status 1
     expect_last_line "[--import][other.gguf]"
-    [ ! -s "$sandbox/out" ] || complain "on stdout: $(cat "$sandbox/out")"
+    [ ! -s "$sandbox/out" ] || fail_test "on stdout: $(cat "$sandbox/out")"
     run_script run --model
     expect_status 1
     expect_last_line "scripts/run: --model is followed by a file."
@@ -51,7 +51,7 @@ test_a_second_run_says_nothing_and_asks_no_network()
     : >"$calls"
     run_script run
     expect_status 7
-    [ ! -s "$sandbox/err" ] || complain "it spoke"
+    [ ! -s "$sandbox/err" ] || fail_test "it spoke"
     expect_no_call apt-get curl npm
 }
 
@@ -67,7 +67,7 @@ END
     cd "$sandbox/elsewhere"
     run_script run
     expect_status 0
-    [ "$(cat "$sandbox/out")" = "$sandbox/elsewhere" ] || complain "it ran in $(cat "$sandbox/out")"
+    [ "$(cat "$sandbox/out")" = "$sandbox/elsewhere" ] || fail_test "it ran in $(cat "$sandbox/out")"
 }
 
 test_a_build_that_fails_shows_its_messages_and_one_sentence()
@@ -79,7 +79,7 @@ test_a_build_that_fails_shows_its_messages_and_one_sentence()
     expect_status 1
     expect_said "error: no such header"
     expect_last_line "scripts/run: Quillon could not be built."
-    [ ! -s "$sandbox/out" ] || complain "on stdout: $(cat "$sandbox/out")"
+    [ ! -s "$sandbox/out" ] || fail_test "on stdout: $(cat "$sandbox/out")"
 }
 
 test_nothing_runs_where_setup_fails()
@@ -100,12 +100,12 @@ test_a_build_starts_afresh_with_another_llama()
     : >"$calls"
     run_script build release
     expect_status 0
-    ! grep -q -- --fresh "$calls" || complain "it started afresh with the same llama.cpp"
+    ! grep -q -- --fresh "$calls" || fail_test "it started afresh with the same llama.cpp"
     printf 'second' >"$sandbox/cpu"
     run_script setup
     run_script build release --target quillon
     expect_status 0
-    grep -q '^cmake --preset release --fresh ' "$calls" || complain "it mixes two of them"
+    grep -q '^cmake --preset release --fresh ' "$calls" || fail_test "it mixes two of them"
     expect_called "cmake --build build/release --target quillon"
 }
 
@@ -120,7 +120,7 @@ END
     run_script build release
     case $(cat "$sandbox/prefixes") in
     "$sandbox/home dir/.cache/quillon/llama-"*:/opt/some:/opt/other) ;;
-    *) complain "the order is $(cat "$sandbox/prefixes")" ;;
+    *) fail_test "the order is $(cat "$sandbox/prefixes")" ;;
     esac
 }
 
@@ -152,7 +152,7 @@ test_a_package_is_built_with_the_llama_that_it_carries()
     : >"$portable/llama-config.cmake"
     run_script build package
     expect_status 0
-    grep -qF -- "-Dllama_DIR:PATH=$portable " "$calls" || complain "it was built with another one"
+    grep -qF -- "-Dllama_DIR:PATH=$portable " "$calls" || fail_test "it was built with another one"
 }
 
 test_a_folder_that_cannot_be_built_in_is_named()
@@ -191,9 +191,9 @@ test_who_waits_for_another_script_is_told_so()
         sleep 0.05
     done
     kill "$holder"
-    wait "$waiting" || complain "it gave up"
-    [ -x "$sandbox/tree/build/release/app/quillon" ] || complain "nothing was built"
-    [ ! -L "$sandbox/tree/build/lock-release" ] || complain "the lock is still there"
+    wait "$waiting" || fail_test "it gave up"
+    [ -x "$sandbox/tree/build/release/app/quillon" ] || fail_test "nothing was built"
+    [ ! -L "$sandbox/tree/build/lock-release" ] || fail_test "the lock is still there"
 }
 
 test_a_dead_scripts_lock_holds_nobody_up_even_where_its_number_lives_on()
@@ -205,8 +205,8 @@ test_a_dead_scripts_lock_holds_nobody_up_even_where_its_number_lives_on()
         ln -s "$owner" "$sandbox/tree/build/lock-release"
         run_script run
         expect_status 7
-        ! grep -q 'Another script' "$sandbox/err" || complain "it waited for $owner"
-        [ ! -L "$sandbox/tree/build/lock-release" ] || complain "the lock is still there"
+        ! grep -q 'Another script' "$sandbox/err" || fail_test "it waited for $owner"
+        [ ! -L "$sandbox/tree/build/lock-release" ] || fail_test "the lock is still there"
     done
 }
 

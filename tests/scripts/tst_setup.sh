@@ -19,11 +19,11 @@ expect_builds()
 {
     cache="$sandbox/home dir/.cache/quillon"
     [ "$(sh "$sandbox/fakes/uname")" = Linux ] || cache="$sandbox/home dir/Library/Caches/quillon"
-    [ "$(cached_builds "$cache")" = "$1" ] || complain "$(cached_builds "$cache") builds instead of $1"
+    [ "$(cached_builds "$cache")" = "$1" ] || fail_test "$(cached_builds "$cache") builds instead of $1"
     for entry in "$cache"/*; do
         case ${entry##*/} in
         llama-* | '*') ;;
-        *) complain "left behind: $entry" ;;
+        *) fail_test "left behind: $entry" ;;
         esac
     done
 }
@@ -40,11 +40,11 @@ test_debian_gets_what_is_missing_and_nothing_else()
     expect_status 0
     expect_last_line "$place"
     for package in qt6-base-dev qcoro-qt6-dev nlohmann-json3-dev; do
-        grep -qxF "$package" "$sandbox/installed" || complain "$package was not installed"
+        grep -qxF "$package" "$sandbox/installed" || fail_test "$package was not installed"
     done
-    [ "$(grep -c '^cmake$' "$sandbox/installed")" = 1 ] || complain "cmake was installed again"
+    [ "$(grep -c '^cmake$' "$sandbox/installed")" = 1 ] || fail_test "cmake was installed again"
     expect_no_call sudo
-    ! grep -qx xvfb "$sandbox/installed" || complain "users need no test packages"
+    ! grep -qx xvfb "$sandbox/installed" || fail_test "users need no test packages"
 }
 
 test_the_tests_need_more_packages()
@@ -53,8 +53,8 @@ test_the_tests_need_more_packages()
     run_script setup --tests
     expect_status 0
     # A removed package that has left its settings does not count as installed.
-    grep -qx xvfb "$sandbox/installed" || complain "xvfb was not installed"
-    grep -qx chromium "$sandbox/installed" || complain "the browser was not installed"
+    grep -qx xvfb "$sandbox/installed" || fail_test "xvfb was not installed"
+    grep -qx chromium "$sandbox/installed" || fail_test "the browser was not installed"
 }
 
 test_ubuntu_has_no_browser_for_the_tests()
@@ -65,8 +65,8 @@ VERSION_ID="24.04"
 PRETTY_NAME="Ubuntu 24.04"'
     run_script setup --tests
     expect_status 0
-    grep -qx xvfb "$sandbox/installed" || complain "xvfb was not installed"
-    ! grep -q chromium "$sandbox/installed" || complain "a browser was installed"
+    grep -qx xvfb "$sandbox/installed" || fail_test "xvfb was not installed"
+    ! grep -q chromium "$sandbox/installed" || fail_test "a browser was installed"
 }
 
 test_a_second_run_asks_neither_apt_nor_the_network()
@@ -87,14 +87,14 @@ test_a_quiet_second_run_says_nothing()
     run_script setup
     run_script setup --quiet
     expect_status 0
-    [ ! -s "$sandbox/err" ] || complain "it spoke"
+    [ ! -s "$sandbox/err" ] || fail_test "it spoke"
 }
 
 test_stdout_stays_empty()
 {
     make_debian
     run_script setup
-    [ ! -s "$sandbox/out" ] || complain "on stdout: $(cat "$sandbox/out")"
+    [ ! -s "$sandbox/out" ] || fail_test "on stdout: $(cat "$sandbox/out")"
 }
 
 test_a_user_installs_packages_through_sudo()
@@ -107,7 +107,7 @@ END
     run_script setup
     expect_status 0
     grep -q '^sudo env DEBIAN_FRONTEND=noninteractive apt-get .*install' "$calls" ||
-        complain "apt-get ran without sudo"
+        fail_test "apt-get ran without sudo"
 }
 
 test_a_user_without_sudo_is_told_what_is_missing()
@@ -158,7 +158,7 @@ ID=arch\nNAME="Arch Linux"|Arch Linux is not known here
 ID=debian\nVERSION_ID="11"\nPRETTY_NAME="Debian GNU/Linux 11"|Debian GNU/Linux 11 is too old
 ID=ubuntu\nID_LIKE=debian\nVERSION_ID="22.04"\nNAME=Ubuntu|Ubuntu is too old
 END
-    [ "$n" = 4 ] || complain "$n of 4 rows"
+    [ "$n" = 4 ] || fail_test "$n of 4 rows"
 }
 
 test_systems_with_a_list_are_prepared()
@@ -177,7 +177,7 @@ ID=ubuntu\nID_LIKE=debian\nVERSION_ID="24.04"
 ID=ubuntu\nID_LIKE=debian\nVERSION_ID="26.04"
 ID=linuxmint\nID_LIKE="ubuntu\040debian"\nVERSION_ID="22"
 END
-    [ "$n" = 5 ] || complain "$n of 5 rows"
+    [ "$n" = 5 ] || fail_test "$n of 5 rows"
 }
 
 test_an_unknown_kernel_is_refused()
@@ -197,7 +197,7 @@ test_macos_gets_what_is_missing_from_homebrew()
     expect_called "brew install --formula --quiet ninja nlohmann-json pkgconf qcoro6 qtbase qtdeclarative qtsvg"
     expect_builds 1
     grep -q '^cmake -S .* -DCMAKE_OSX_DEPLOYMENT_TARGET=13.0 ' "$calls" ||
-        complain "llama.cpp was built for this macOS and later ones only"
+        fail_test "llama.cpp was built for this macOS and later ones only"
     run_script setup --tests
     expect_status 0
     expect_called "brew install --formula --quiet fish"
@@ -272,8 +272,8 @@ test_the_cache_folder_can_be_elsewhere()
     extra_environment="-u HOME XDG_CACHE_HOME=$sandbox/elsewhere"
     run_script setup
     expect_status 0
-    [ "$(cached_builds "$sandbox/elsewhere/quillon")" = 1 ] || complain "nothing was built there"
-    [ ! -e "$sandbox/home dir/.cache" ] || complain "something was written to the home folder"
+    [ "$(cached_builds "$sandbox/elsewhere/quillon")" = 1 ] || fail_test "nothing was built there"
+    [ ! -e "$sandbox/home dir/.cache" ] || fail_test "something was written to the home folder"
 }
 
 #
@@ -405,7 +405,7 @@ test_flags_of_the_caller_do_not_change_the_build()
     extra_environment="SOURCE_DATE_EPOCH=1 CFLAGS=-O0 CXXFLAGS=-fsanitize=address CPPFLAGS=-DX"
     run_script setup
     expect_status 0
-    [ ! -s "$sandbox/flags" ] || complain "the build saw $(cat "$sandbox/flags")"
+    [ ! -s "$sandbox/flags" ] || fail_test "the build saw $(cat "$sandbox/flags")"
 }
 
 test_another_processor_gets_a_build_of_its_own()
@@ -443,7 +443,7 @@ test_an_installed_llama_is_used_where_it_is_known_to_work()
         expect_no_call cmake curl npm
         run_script build release
         expect_status 0
-        grep -q -- "-Dllama_DIR:PATH=$sandbox/opt/lib/cmake/llama" "$calls" || complain "it is not used"
+        grep -q -- "-Dllama_DIR:PATH=$sandbox/opt/lib/cmake/llama" "$calls" || fail_test "it is not used"
     done
     for version in 0.0.9999 0.4.9 0.6.0 0.50.0 1.0.0 ''; do
         make_sandbox "outdated-$version"
@@ -492,11 +492,11 @@ test_a_killed_setup_leaves_nothing_in_place_and_the_next_one_works()
     wait_for "$sandbox/building"
     kill -KILL "$setup" "$(cat "$sandbox/building")"
     wait "$setup" 2>/dev/null || true
-    [ "$(cached_builds "$sandbox/home dir/.cache/quillon")" = 0 ] || complain "a build is in place"
+    [ "$(cached_builds "$sandbox/home dir/.cache/quillon")" = 0 ] || fail_test "a build is in place"
     rm "$sandbox/hold"
     run_script setup
     expect_status 0
-    [ "$(cached_builds "$sandbox/home dir/.cache/quillon")" = 1 ] || complain "there is no build"
+    [ "$(cached_builds "$sandbox/home dir/.cache/quillon")" = 1 ] || fail_test "there is no build"
 }
 
 test_leftovers_of_killed_setups_are_swept_away_after_a_day()
@@ -507,8 +507,8 @@ test_leftovers_of_killed_setups_are_swept_away_after_a_day()
     touch -t 202001010000 "$cache/work.old"
     run_script setup
     expect_status 0
-    [ ! -e "$cache/work.old" ] || complain "the old one is still there"
-    [ -d "$cache/work.new" ] || complain "somebody could still be at work in the new one"
+    [ ! -e "$cache/work.old" ] || fail_test "the old one is still there"
+    [ -d "$cache/work.new" ] || fail_test "somebody could still be at work in the new one"
 }
 
 test_a_terminated_setup_cleans_up()
@@ -542,9 +542,9 @@ test_two_setups_at_once_build_once()
         sleep 0.05
     done
     rm "$sandbox/hold"
-    wait "$first" || complain "the first failed"
-    wait "$second" || complain "the second failed"
-    [ "$(grep -c '^cmake --install' "$calls")" = 1 ] || complain "it was built more than once"
+    wait "$first" || fail_test "the first failed"
+    wait "$second" || fail_test "the second failed"
+    [ "$(grep -c '^cmake --install' "$calls")" = 1 ] || fail_test "it was built more than once"
     expect_builds 1
 }
 
@@ -562,12 +562,12 @@ test_the_slower_of_two_builds_gives_way()
     done
     put_in_place "$sandbox/a/new-llama" "$sandbox/llama"
     put_in_place "$sandbox/b/new-llama" "$sandbox/llama"
-    [ "$(cat "$sandbox/llama/$file")" = a ] || complain "the first was replaced"
-    [ "$(ls "$sandbox/llama")" = lib ] || complain "the second lies inside the first"
+    [ "$(cat "$sandbox/llama/$file")" = a ] || fail_test "the first was replaced"
+    [ "$(ls "$sandbox/llama")" = lib ] || fail_test "the second lies inside the first"
 
     rm "$sandbox/llama/$file"
     put_in_place "$sandbox/c/new-llama" "$sandbox/llama"
-    [ "$(cat "$sandbox/llama/$file")" = c ] || complain "what was not whole stayed"
+    [ "$(cat "$sandbox/llama/$file")" = c ] || fail_test "what was not whole stayed"
 }
 
 test_a_build_that_was_cleared_out_is_made_again()

@@ -20,7 +20,7 @@ namespace {
 const QString applications = u".local/share/applications/"_s;
 
 // Much longer than the task takes, and less than the harness waits for the whole test.
-constexpr int patience = 180'000;
+constexpr int timeout = 180'000;
 } // namespace
 
 class tst_HostileEntries : public QObject
@@ -89,7 +89,7 @@ void tst_HostileEntries::linksAndPipesAmongTheEntriesCostNothing()
     for (const QString &name : environment.keys())
         options.environment[name] = environment.value(name);
     Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Open all of it"_s}, options);
-    const std::optional<int> status = quillon.waitForExit(patience);
+    const std::optional<int> status = quillon.waitForExit(timeout);
     QCOMPARE(status, 0);
     QCOMPARE(quillon.output(), u"Open all of it\n"
                                "  ✓ Launching Plain\n"

@@ -20,8 +20,8 @@ void tst_LogEntryStyle::looksByKind_data()
     QTest::addColumn<Kind>("kind");
     QTest::addColumn<bool>("running");
     QTest::addColumn<QString>("symbol");
-    QTest::addColumn<ColorRole::Value>("symbolTone");
-    QTest::addColumn<ColorRole::Value>("textTone");
+    QTest::addColumn<ColorRole::Value>("symbolColor");
+    QTest::addColumn<ColorRole::Value>("textColor");
     QTest::addColumn<QString>("spoken");
 
     QTest::newRow("step") << Kind::step << false << u"checkmark"_s << ColorRole::Secondary
@@ -52,14 +52,14 @@ void tst_LogEntryStyle::looksByKind()
     QFETCH(const Kind, kind);
     QFETCH(const bool, running);
     QFETCH(const QString, symbol);
-    QFETCH(const ColorRole::Value, symbolTone);
-    QFETCH(const ColorRole::Value, textTone);
+    QFETCH(const ColorRole::Value, symbolColor);
+    QFETCH(const ColorRole::Value, textColor);
     QFETCH(const QString, spoken);
     const LogEntryStyle look =
         LogEntryStyle::of({.text = u"Anything"_s, .kind = kind, .running = running});
     QCOMPARE(look.symbol, symbol);
-    QCOMPARE(look.symbolTone, symbolTone);
-    QCOMPARE(look.textTone, textTone);
+    QCOMPARE(look.symbolColor, symbolColor);
+    QCOMPARE(look.textColor, textColor);
     QCOMPARE(look.spoken, spoken);
 }
 

@@ -89,8 +89,8 @@ void tst_TurnsModel::showsTurns()
     QCOMPARE(log.index(0).data(LogModel::Text), u"Launching Mail"_s);
     QCOMPARE(log.index(0).data(LogModel::Running), true);
     QCOMPARE(log.index(0).data(LogModel::Symbol), QString());
-    QCOMPARE(log.index(0).data(LogModel::TextTone), int(ColorRole::Primary));
-    QCOMPARE(log.index(0).data(LogModel::SymbolTone), int(ColorRole::Secondary));
+    QCOMPARE(log.index(0).data(LogModel::TextColor), int(ColorRole::Primary));
+    QCOMPARE(log.index(0).data(LogModel::SymbolColor), int(ColorRole::Secondary));
     QCOMPARE(logAt(model, 1)->rowCount(), 0);
 
     const QHash<int, QByteArray> roles = model.roleNames();
@@ -98,7 +98,7 @@ void tst_TurnsModel::showsTurns()
              QSet<QByteArray>({"command", "log", "hasSummary", "summary"}));
     const QHash<int, QByteArray> lineRoles = log.roleNames();
     QCOMPARE(QSet<QByteArray>(lineRoles.begin(), lineRoles.end()),
-             QSet<QByteArray>({"text", "running", "symbol", "symbolTone", "textTone", "spoken"}));
+             QSet<QByteArray>({"text", "running", "symbol", "symbolColor", "textColor", "spoken"}));
 }
 
 void tst_TurnsModel::announcesOnlyWhatDiffers()

@@ -210,10 +210,10 @@ bool pressElement(PrivateBus &bus, const DBusObject &element, AtSpiRole role,
 {
     // Browsers create the actions of their elements when they are queried for the first time. That
     // takes 50 to 100 ms, and longer on a busy machine.
-    constexpr std::chrono::milliseconds patience{100};
+    constexpr std::chrono::milliseconds lookInterval{100};
     std::optional<dbus_int32_t> index = clickAction(bus, element, deadline);
     for (int look = 0; look < 3 && !index; ++look) {
-        std::this_thread::sleep_for(patience);
+        std::this_thread::sleep_for(lookInterval);
         index = clickAction(bus, element, deadline);
     }
     if (index)
@@ -408,13 +408,13 @@ bool AtSpiTree::isHidden(const DBusMessagePtr &states, const Element &element)
 bool AtSpiTree::mayKnowMore()
 {
     // A browser takes 50 to 100 ms for each new page, and longer on a busy machine.
-    constexpr milliseconds patience{100};
+    constexpr milliseconds lookInterval{100};
     // Another walk takes as long as everything before, and must be able to finish.
     const auto now = steady_clock::now();
-    if (m_looksAgain == 0 || now + patience + (now - m_opened) >= m_deadline)
+    if (m_looksAgain == 0 || now + lookInterval + (now - m_opened) >= m_deadline)
         return false;
     --m_looksAgain;
-    std::this_thread::sleep_for(patience);
+    std::this_thread::sleep_for(lookInterval);
     return true;
 }
 

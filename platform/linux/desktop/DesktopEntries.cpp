@@ -1,6 +1,7 @@
 #include "platform/linux/desktop/DesktopEntries.h"
 
 #include "base/Text.h"
+#include "platform/PlatformError.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 
 #include <QDeadlineTimer>
@@ -262,20 +263,18 @@ bool isSame(const QString &left, const QString &right)
     return !left.isEmpty() && left.compare(right, Qt::CaseInsensitive) == 0;
 }
 
-// The application for an address, or a sentence if there is none.
-struct Handler
+// The location of the application for an address. Throws a PlatformError if there is none.
+QString handlerOf(const QByteArray &uri)
 {
-    std::optional<QString> location;
-    QString complaint;
-};
-
-Handler handlerFor(const QByteArray &uri)
-{
+    const auto require = [](const std::optional<QString> &location, const QString &name) {
+        if (!location)
+            throw PlatformError(u"No application is set up to open “"_s + name);
+        return *location;
+    };
     const GObjectPtr<GFile> file(g_file_new_for_uri(uri.constData()));
     if (!g_file_is_native(file.get())) {
         const QString scheme = QString::fromLatin1(uri.first(uri.indexOf(':'))).toLower();
-        return {defaultOf(u"x-scheme-handler/"_s + scheme),
-                u"No application is set up to open “"_s + scheme + u"” addresses."_s};
+        return require(defaultOf(u"x-scheme-handler/"_s + scheme), scheme + u"” addresses."_s);
     }
     GError *failure = nullptr;
     const GObjectPtr<GFileInfo> info(g_file_query_info(file.get(),
@@ -284,17 +283,20 @@ Handler handlerFor(const QByteArray &uri)
     const GErrorPtr error(failure);
     const char *const type = info ? g_file_info_get_content_type(info.get()) : nullptr;
     if (error || !type)
-        return {std::nullopt, error ? text(error->message) : QString()};
+        throw PlatformError(error ? text(error->message) : QString());
     const GStringPtr name(g_file_get_basename(file.get()));
-    return {defaultOf(text(type)),
-            u"No application is set up to open “"_s + text(name.get()) + u"”."_s};
+    return require(defaultOf(text(type)), text(name.get()) + u"”."_s);
 }
 
-std::optional<QString> displayComplaint()
+[[noreturn]] void failToStart(const QString &application)
 {
-    if (hasDisplay())
-        return std::nullopt;
-    return u"There is no display to open applications on."_s;
+    throw PlatformError(application + u" can't be started."_s);
+}
+
+void requireDisplay()
+{
+    if (!hasDisplay())
+        throw PlatformError(u"There is no display to open applications on."_s);
 }
 } // namespace
 
@@ -438,32 +440,34 @@ QStringList DesktopEntries::defaultsFor(const QString &contentType, const QStrin
 
 std::optional<QString> DesktopEntries::defaultFor(const QByteArray &uri)
 {
-    const Handler handler = handlerFor(uri);
-    return handler.location;
+    try {
+        return handlerOf(uri);
+    } catch (const PlatformError &) {
+        return std::nullopt;
+    }
 }
 
-DesktopEntry::Started DesktopEntries::open(const QByteArray &uri)
+ProcessId DesktopEntries::open(const QByteArray &uri)
 {
-    if (const std::optional<QString> complaint = displayComplaint())
-        return {complaint};
-    const Handler handler = handlerFor(uri);
-    const std::optional<DesktopEntry> entry =
-        handler.location ? DesktopEntry::at(*handler.location) : std::nullopt;
-    return entry ? entry->start(uri) : DesktopEntry::Started{handler.complaint};
-}
-
-DesktopEntry::Started DesktopEntries::start(const QString &location, const QByteArray &uri)
-{
-    if (const std::optional<QString> complaint = displayComplaint())
-        return {complaint};
-    // Without a placeholder, the address would be dropped silently.
-    const QString deaf = u'“' + name(location) + u"” doesn't open addresses."_s;
-    if (location.startsWith(withoutEntry))
-        return {uri.isEmpty() ? u'“' + name(location) + u"” can't be started."_s : deaf};
+    requireDisplay();
+    const QString location = handlerOf(uri);
     const std::optional<DesktopEntry> entry = DesktopEntry::at(location);
     if (!entry)
-        return {u"The application at "_s + location + u" can't be started."_s};
-    if (!uri.isEmpty() && !entry->takesAddresses())
-        return {deaf};
+        failToStart(u"The application at "_s + location);
+    return entry->start(uri);
+}
+
+ProcessId DesktopEntries::start(const QString &location, const QByteArray &uri)
+{
+    requireDisplay();
+    const std::optional<DesktopEntry> entry =
+        isEntry(location) ? DesktopEntry::at(location) : std::nullopt;
+    if (!entry && isEntry(location))
+        failToStart(u"The application at "_s + location);
+    // Without a placeholder, the address would be dropped silently.
+    if (!uri.isEmpty() && (!entry || !entry->takesAddresses()))
+        throw PlatformError(u'“' + name(location) + u"” doesn't open addresses."_s);
+    if (!entry)
+        failToStart(u'“' + name(location) + u'”');
     return entry->start(uri);
 }

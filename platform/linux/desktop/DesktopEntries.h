@@ -64,11 +64,12 @@ namespace DesktopEntries {
 /// file. Nothing if there is none.
 [[nodiscard]] std::optional<QString> defaultFor(const QByteArray &uri);
 
-/// Opens the address with its default application.
-[[nodiscard]] DesktopEntry::Started open(const QByteArray &uri);
+/// Opens the address with its default application. Returns what DesktopEntry::start() returns, and
+/// throws a PlatformError, also if there is no display.
+ProcessId open(const QByteArray &uri);
 
-/// Starts the application, with an address if there is one.
-[[nodiscard]] DesktopEntry::Started start(const QString &location, const QByteArray &uri = {});
+/// Starts the application, with an address if there is one. Returns and throws like open().
+ProcessId start(const QString &location, const QByteArray &uri = {});
 
 /// The entry of a window's application: the one with the window's class or name; or the one that
 /// starts the window's program, unless the class belongs to something else.

@@ -1,5 +1,6 @@
 #include "platform/linux/desktop/DesktopEntry.h"
 
+#include "platform/PlatformError.h"
 #include "platform/linux/desktop/ChromiumProgram.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 
@@ -333,14 +334,16 @@ bool DesktopEntry::takesAddresses() const
     return commandLine.contains("%u") || commandLine.contains("%U");
 }
 
-DesktopEntry::Started DesktopEntry::start(const QByteArray &uri) const
+ProcessId DesktopEntry::start(const QByteArray &uri) const
 {
     DesktopEntry opened = *this;
     opened.commandLine = ChromiumProgram::opened(QString::fromUtf8(commandLine)).toUtf8();
     if (startsByBus && opened.commandLine == commandLine && startByBus(*this, uri))
         return {};
-    if (!folder.isEmpty() && !QFileInfo(folder).isDir())
-        return {u"The folder that “"_s + names.constFirst() + u"” starts in doesn't exist."_s};
+    if (!folder.isEmpty() && !QFileInfo(folder).isDir()) {
+        throw PlatformError(u"The folder that “"_s + names.constFirst() +
+                            u"” starts in doesn't exist."_s);
+    }
 
     GError *failure = nullptr;
     const auto needs = needsTerminal ? G_APP_INFO_CREATE_NEEDS_TERMINAL : G_APP_INFO_CREATE_NONE;
@@ -348,7 +351,7 @@ DesktopEntry::Started DesktopEntry::start(const QByteArray &uri) const
         completed(opened).constData(), names.constFirst().toUtf8().constData(), needs, &failure));
     const GErrorPtr unusable(failure);
     if (!application)
-        return {QString::fromUtf8(unusable->message)};
+        throw PlatformError(QString::fromUtf8(unusable->message));
     const GObjectPtr<GAppLaunchContext> context(g_app_launch_context_new());
     // The variable may be set for ourselves.
     g_app_launch_context_setenv(context.get(), "GIO_LAUNCHED_DESKTOP_FILE",
@@ -374,7 +377,9 @@ DesktopEntry::Started DesktopEntry::start(const QByteArray &uri) const
         G_DESKTOP_APP_INFO(application.get()), uri.isEmpty() ? nullptr : &uris, context.get(),
         flags, leave, start.data(), note, &leader, &failure);
     const GErrorPtr error(failure);
-    if (started)
-        return {.leader = leader};
-    return {error ? QString::fromUtf8(error->message) : u"The application couldn't be started."_s};
+    if (!started) {
+        throw PlatformError(error ? QString::fromUtf8(error->message)
+                                  : u"The application couldn't be started."_s);
+    }
+    return leader;
 }

@@ -57,12 +57,7 @@ struct DesktopEntry
     /// Whether it accepts addresses, not only paths.
     [[nodiscard]] bool takesAddresses() const;
 
-    struct Started
-    {
-        std::optional<QString> failure{}; ///< One sentence.
-        ProcessId leader{}; ///< The leader of the new session; 0 if another process starts it.
-    };
-
-    /// Starts the application, with an address if there is one.
-    [[nodiscard]] Started start(const QByteArray &uri = {}) const;
+    /// Starts the application, with an address if there is one. Returns the leader of the new
+    /// session, or 0 if another process starts it. Throws a PlatformError.
+    ProcessId start(const QByteArray &uri = {}) const;
 };

@@ -24,7 +24,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 // A window that opens later would disturb what the user does by then.
-constexpr std::chrono::milliseconds patience{3000};
+constexpr std::chrono::milliseconds answerLimit{3000};
 
 // The pending calls; finished ones are null.
 QList<QPointer<QDBusPendingCallWatcher>> &calls()
@@ -77,9 +77,9 @@ void FileManager::show(const QByteArray &itemUri)
         u"org.freedesktop.FileManager1"_s, u"/org/freedesktop/FileManager1"_s,
         u"org.freedesktop.FileManager1"_s, u"ShowItems"_s);
     call << QStringList{QString::fromLatin1(itemUri)} << QString();
-    const QDeadlineTimer limit(patience);
+    const QDeadlineTimer limit(answerLimit);
     auto *const watcher = new QDBusPendingCallWatcher(
-        QDBusConnection::sessionBus().asyncCall(call, static_cast<int>(patience.count())));
+        QDBusConnection::sessionBus().asyncCall(call, static_cast<int>(answerLimit.count())));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
                      [watcher, itemUri, limit] {
                          watcher->deleteLater();

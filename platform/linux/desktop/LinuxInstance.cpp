@@ -102,7 +102,7 @@ Instance::Answer LinuxInstance::handOver(Request request)
     const QDBusError error(reply);
     return error.type() == QDBusError::ServiceUnknown ||
                    error.name() == u"org.freedesktop.DBus.Error.NameHasNoOwner"
-               ? Answer::nobody
+               ? Answer::notRunning
                : Answer::silent;
 }
 

@@ -124,7 +124,7 @@ public:
         QObject::connect(&m_limit, &QTimer::timeout, &m_limit,
                          [this] { fail(u"The X server does not answer."_s); });
         QObject::connect(m_process, &QProcess::readyReadStandardOutput, &m_limit,
-                         [this] { hear(); });
+                         [this] { readAnswers(); });
         QObject::connect(m_process, &QProcess::errorOccurred, &m_limit,
                          [this](QProcess::ProcessError error) {
                              if (error == QProcess::FailedToStart)
@@ -192,7 +192,7 @@ private:
     }
 
     // An empty line for a completed request, or a sentence before the program exits.
-    void hear()
+    void readAnswers()
     {
         while (m_process->canReadLine()) {
             const QString line = QString::fromUtf8(m_process->readLine()).trimmed();
@@ -205,7 +205,7 @@ private:
 
     void end()
     {
-        hear();
+        readAnswers();
         if (m_isFinishing && !m_failure && m_awaited.size() == 1 &&
             m_process->exitStatus() == QProcess::NormalExit)
             settleNext();

@@ -125,7 +125,7 @@ bool isHolding(size_t modifier, const KeyMap &map)
 
 void LoanRecord::recover()
 {
-    const XKeyboard::ServerGrab standstill(m_keyboard);
+    const XKeyboard::ServerGrab grab(m_keyboard);
     std::vector<xcb_atom_t> left;
     bool isInUse = false;
     for (int slot = 0; slot < slots; ++slot) {
@@ -149,7 +149,7 @@ void LoanRecord::recover()
 
 void LoanRecord::begin()
 {
-    const XKeyboard::ServerGrab standstill(m_keyboard);
+    const XKeyboard::ServerGrab grab(m_keyboard);
     const xcb_window_t owner = m_keyboard.makeWindow();
     for (int slot = 0; slot < slots && !m_slot; ++slot) {
         const xcb_atom_t atom = m_keyboard.atom(slotName(slot));

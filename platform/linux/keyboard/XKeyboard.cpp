@@ -26,7 +26,7 @@ XKeyboard::XKeyboard() : m_display(Xcb::open())
 {
     if (!m_display.connection)
         throw Failure("There is no X server to type on.");
-    (void)firstEventOf(xcb_test_id, "The X server lets nobody type for others.");
+    (void)firstEventOf(xcb_test_id, "The X server cannot inject keys.");
     m_inputEvents = firstEventOf(xcb_input_id, "The X server knows no input devices.");
     m_inputOpcode = xcb_get_extension_data(connection(), &xcb_input_id)->major_opcode;
     m_mapEvents = firstEventOf(xcb_xkb_id, "The X server knows no keyboard layouts.");
@@ -46,11 +46,11 @@ XKeyboard::XKeyboard() : m_display(Xcb::open())
 
 XKeyboard::~XKeyboard() = default;
 
-uint8_t XKeyboard::firstEventOf(xcb_extension_t &id, const char *complaint) const
+uint8_t XKeyboard::firstEventOf(xcb_extension_t &id, const char *message) const
 {
     const xcb_query_extension_reply_t *const found = Xcb::extension(connection(), id);
     if (!found)
-        throw Failure(complaint);
+        throw Failure(message);
     return found->first_event;
 }
 

@@ -143,7 +143,7 @@ public:
     [[nodiscard]] Front waitForFront();
 
 private:
-    [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &id, const char *complaint) const;
+    [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &id, const char *message) const;
     void findDevices();
     void listen() const;
     void processEvents();

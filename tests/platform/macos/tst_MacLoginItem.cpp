@@ -14,7 +14,7 @@ bool MacInstance::claim(std::function<void(Request)>)
 }
 Instance::Answer MacInstance::handOver(Request)
 {
-    return Answer::nobody;
+    return Answer::notRunning;
 }
 
 class tst_MacLoginItem : public QObject

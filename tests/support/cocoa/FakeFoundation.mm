@@ -408,11 +408,11 @@ double now()
         std::abort();
     if (!doNext()) {
         std::unique_lock lock(s_mutex);
-        const double patience = date.timeIntervalSinceNow;
+        const double wait = date.timeIntervalSinceNow;
         if (FakeCocoa::skipsWaits)
-            s_skipped += patience;
+            s_skipped += wait;
         else
-            s_work.wait_for(lock, std::chrono::duration<double>(patience),
+            s_work.wait_for(lock, std::chrono::duration<double>(wait),
                             [] { return !s_queue.empty(); });
         lock.unlock();
         doNext();
