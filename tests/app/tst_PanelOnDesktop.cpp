@@ -1,17 +1,9 @@
-// The program with its panel like for a user: real windows, real keys, other applications.
-
 #include "platform/linux/desktop/LinuxInstance.h"
-#include "tests/platform/linux/TestWindow.h"
-#include "tests/support/Hands.h"
-#include "tests/support/VirtualDesktop.h"
+#include "tests/app/PanelOnDesktopFixture.h"
 
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QFile>
 #include <QPoint>
 #include <QTest>
 
-#include <csignal>
 #include <cstdlib>
 
 #include <xcb/xcb.h>
@@ -20,42 +12,6 @@ using namespace Hands;
 using namespace Qt::StringLiterals;
 
 namespace {
-const QRect inTheMiddle(280, 90, 720, 620); // on a screen of 1280 by 800
-
-/// A start of the program, with its output. The destructor kills it.
-class Start
-{
-public:
-    explicit Start(const QStringList &arguments = {}, const QProcessEnvironment &environment =
-                                                          QProcessEnvironment::systemEnvironment())
-    {
-        m_process.setProcessEnvironment(environment);
-        m_process.start(u"" PANEL_PROGRAM ""_s, arguments);
-        if (!m_process.waitForStarted())
-            qFatal("The program does not start.");
-    }
-
-    ~Start() { end(); }
-    Start(const Start &) = delete;
-    Start &operator=(const Start &) = delete;
-
-    [[nodiscard]] bool isRunning() const { return m_process.state() != QProcess::NotRunning; }
-    [[nodiscard]] int exitCode() const { return m_process.exitCode(); }
-    [[nodiscard]] ProcessId pid() const { return ProcessId{m_process.processId()}; }
-    [[nodiscard]] QString errors() { return QString::fromUtf8(m_process.readAllStandardError()); }
-
-    void signal(int number) const { ::kill(static_cast<pid_t>(m_process.processId()), number); }
-
-    void end()
-    {
-        m_process.kill();
-        m_process.waitForFinished(-1);
-    }
-
-private:
-    QProcess m_process;
-};
-
 /// Whether the window requests blur behind it.
 bool asksForBlur(const X11Window &window)
 {
@@ -78,14 +34,11 @@ bool asksForBlur(const X11Window &window)
 }
 } // namespace
 
-class tst_PanelOnDesktop : public QObject
+class tst_PanelOnDesktop : public PanelOnDesktopFixture
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase();
-    void cleanup();
-
     void startingOpensThePanelInTheMiddleWithTheKeyboard();
     void thePanelCannotBeMadeSmallerThanItsContents();
     void thePanelIsAnOrdinaryApplicationOfTheTaskBar();
@@ -107,62 +60,7 @@ private Q_SLOTS:
     void closingThePanelLeavesTheProgramRunning();
     void ctrlQEndsTheProgram();
     void aMinimisedPanelIsSummoned();
-    void aSecondStartSummonsWhatIsHidden();
-    void aSecondStartBringsForwardWhatIsCovered();
-    void aSecondStartChangesNothingWhileThePanelHasTheKeyboard();
-    void toggleShowsAndHidesTheRunningPanel();
-    void toggleStartsThePanelWhereNoneRuns();
-    void desktopsReachThePanelOverTheirBus();
-    void theBusStartsThePanelForWhateverIsAskedOfIt();
-    void fiftyStartsAtOnceAreOnePanel();
-    void aKilledPredecessorIsSucceeded();
-    void aStoppedPredecessorIsNotWaitedForForever();
-    void withoutASessionBusThePanelWorksAllTheSame();
-    void aSessionBusThatGoesAwayLeavesThePanel();
-    void withoutADisplayThereIsOneSentence_data();
-    void withoutADisplayThereIsOneSentence();
-
-private:
-    [[nodiscard]] X11Snapshot look() { return m_screen.snapshot().value_or(X11Snapshot()); }
-    [[nodiscard]] QString activeTitle()
-    {
-        const std::optional<X11Window> active = look().active;
-        return active ? active->title.value_or(u"untitled"_s) : u"nothing"_s;
-    }
-    [[nodiscard]] std::optional<X11Window> panel()
-    {
-        for (const X11Window &window : look().windows) {
-            if (window.title == u"Quillon")
-                return window;
-        }
-        return std::nullopt;
-    }
-    [[nodiscard]] bool panelIsSeen()
-    {
-        const std::optional<X11Window> found = panel();
-        return found && found->onScreen;
-    }
-    [[nodiscard]] bool panelHasTheKeyboard()
-    {
-        const std::optional<X11Window> found = panel();
-        // According to the window manager and the X server.
-        return found && look().active && look().active->id == found->id &&
-               xdotool({u"getwindowfocus"_s}).trimmed() == number(*found).toLatin1();
-    }
-
-    std::unique_ptr<VirtualDesktop> m_desktop;
-    X11Desktop m_screen;
 };
-
-void tst_PanelOnDesktop::initTestCase()
-{
-    m_desktop = std::make_unique<VirtualDesktop>();
-}
-
-void tst_PanelOnDesktop::cleanup()
-{
-    QTRY_VERIFY(look().windows.isEmpty());
-}
 
 void tst_PanelOnDesktop::startingOpensThePanelInTheMiddleWithTheKeyboard()
 {
@@ -494,238 +392,6 @@ void tst_PanelOnDesktop::aMinimisedPanelIsSummoned()
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
     QTRY_COMPARE(geometry(*panel()), inTheMiddle);
-}
-
-void tst_PanelOnDesktop::aSecondStartSummonsWhatIsHidden()
-{
-    const Start quillon;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
-    for (const bool isClosed : {false, true}) {
-        if (isClosed)
-            m_screen.close({panel()->id});
-        else
-            xdotool({u"windowminimize"_s, number(*panel())});
-        QTRY_VERIFY(!panelIsSeen());
-        Start second;
-        QTRY_VERIFY(panelHasTheKeyboard());
-        QTRY_COMPARE(geometry(*panel()), inTheMiddle);
-        QTRY_VERIFY(!second.isRunning());
-        QCOMPARE(second.exitCode(), 0);
-        QCOMPARE(second.errors(), QString());
-        QCOMPARE(panel()->owner, quillon.pid());
-    }
-}
-
-void tst_PanelOnDesktop::aSecondStartBringsForwardWhatIsCovered()
-{
-    const Start quillon;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
-    QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
-    QTRY_COMPARE(activeTitle(), u"other"_s);
-    const Start second;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    // It was visible, so it was not summoned.
-    QCOMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
-}
-
-void tst_PanelOnDesktop::aSecondStartChangesNothingWhileThePanelHasTheKeyboard()
-{
-    const Start quillon;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
-    QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
-    const Start second;
-    QTRY_VERIFY(!second.isRunning());
-    QCOMPARE(second.exitCode(), 0);
-    QVERIFY(panelHasTheKeyboard());
-    QCOMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
-}
-
-void tst_PanelOnDesktop::toggleShowsAndHidesTheRunningPanel()
-{
-    const Start quillon;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    for (const bool isShown : {false, true, false}) {
-        const Start toggle({u"--toggle"_s});
-        QTRY_VERIFY(!toggle.isRunning());
-        QCOMPARE(toggle.exitCode(), 0);
-        if (isShown)
-            QTRY_VERIFY(panelHasTheKeyboard());
-        else
-            QTRY_VERIFY(!panelIsSeen());
-    }
-}
-
-void tst_PanelOnDesktop::toggleStartsThePanelWhereNoneRuns()
-{
-    const Start quillon({u"--toggle"_s});
-    QTRY_VERIFY(panelHasTheKeyboard());
-    QVERIFY(quillon.isRunning());
-    QCOMPARE(panel()->owner, quillon.pid());
-}
-
-namespace {
-/// Calls the program over the bus like desktops, which may start it.
-bool call(const QString &method, const QVariantList &arguments)
-{
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(u"app.quillon.Quillon"_s, u"/app/quillon/Quillon"_s,
-                                       u"org.freedesktop.Application"_s, method);
-    message.setArguments(arguments);
-    return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
-}
-} // namespace
-
-void tst_PanelOnDesktop::desktopsReachThePanelOverTheirBus()
-{
-    const Start quillon;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    m_screen.close({panel()->id});
-    QTRY_VERIFY(!panelIsSeen());
-    QVERIFY(call(u"Activate"_s, {QVariantMap()}));
-    QTRY_VERIFY(panelHasTheKeyboard());
-    QVERIFY(call(u"ActivateAction"_s, {u"toggle"_s, QVariantList(), QVariantMap()}));
-    QTRY_VERIFY(!panelIsSeen());
-    QVERIFY(call(u"Open"_s, {QStringList{u"file:///"_s}, QVariantMap()}));
-    QTRY_VERIFY(panelHasTheKeyboard());
-}
-
-void tst_PanelOnDesktop::theBusStartsThePanelForWhateverIsAskedOfIt()
-{
-    const auto reload = [] {
-        const QDBusMessage message =
-            QDBusMessage::createMethodCall(u"org.freedesktop.DBus"_s, u"/org/freedesktop/DBus"_s,
-                                           u"org.freedesktop.DBus"_s, u"ReloadConfig"_s);
-        return QDBusConnection::sessionBus().call(message).type() == QDBusMessage::ReplyMessage;
-    };
-    const QString service = u"../services/app.quillon.Quillon.service"_s; // beside the home folder
-    m_desktop->write(service, "[D-BUS Service]\nName=app.quillon.Quillon\nExec=" PANEL_PROGRAM
-                              " --activated\n");
-    QVERIFY(reload());
-    // A toggle shows the panel; the next one hides it.
-    const QVariantList toggle{u"toggle"_s, QVariantList(), QVariantMap()};
-    QVERIFY(call(u"ActivateAction"_s, toggle));
-    QTRY_VERIFY(panelHasTheKeyboard());
-    const auto quillon = static_cast<pid_t>(panel()->owner.value());
-    QVERIFY(call(u"ActivateAction"_s, toggle));
-    QTRY_VERIFY(!panelIsSeen());
-    QVERIFY(call(u"Activate"_s, {QVariantMap()}));
-    QTRY_VERIFY(panelHasTheKeyboard());
-
-    QVERIFY(QFile::remove(m_desktop->home(service)));
-    QVERIFY(reload());
-    QCOMPARE(::kill(quillon, SIGKILL), 0);
-}
-
-void tst_PanelOnDesktop::fiftyStartsAtOnceAreOnePanel()
-{
-    std::vector<std::unique_ptr<Start>> starts;
-    for (int i = 0; i < 50; ++i)
-        starts.push_back(std::make_unique<Start>());
-    const auto running = [&] {
-        return std::ranges::count_if(starts, [](const auto &start) { return start->isRunning(); });
-    };
-    QTRY_COMPARE_WITH_TIMEOUT(running(), 1, 120'000);
-    QTRY_VERIFY(panelHasTheKeyboard());
-    int windows = 0;
-    for (const X11Window &window : look().windows)
-        windows += window.title == u"Quillon" ? 1 : 0;
-    QCOMPARE(windows, 1);
-    for (const auto &start : starts) {
-        if (start->isRunning())
-            QCOMPARE(panel()->owner, start->pid());
-        else
-            QCOMPARE(start->exitCode(), 0);
-        QCOMPARE(start->errors(), QString());
-    }
-}
-
-void tst_PanelOnDesktop::aKilledPredecessorIsSucceeded()
-{
-    for (int i = 0; i < 3; ++i) {
-        const Start first;
-        QTRY_VERIFY(panelHasTheKeyboard());
-        first.signal(SIGKILL);
-        const Start second;
-        QTRY_VERIFY(panelHasTheKeyboard() && panel()->owner == second.pid());
-        press(u"alt+space"_s);
-        QTRY_VERIFY(!panelIsSeen());
-    }
-}
-
-void tst_PanelOnDesktop::aStoppedPredecessorIsNotWaitedForForever()
-{
-    const Start first;
-    QTRY_VERIFY(panelHasTheKeyboard());
-    first.signal(SIGSTOP);
-    Start second;
-    QTRY_VERIFY_WITH_TIMEOUT(!second.isRunning(), LinuxInstance::answerLimit + 30'000);
-    QCOMPARE(second.exitCode(), 1);
-    QCOMPARE(second.errors(),
-             u"Quillon is running but does not answer: end it, then start it again.\n"_s);
-    // It receives the missed requests when it continues.
-    first.signal(SIGCONT);
-    const Start third({u"--toggle"_s});
-    QTRY_VERIFY(!third.isRunning());
-    QCOMPARE(third.exitCode(), 0);
-    QTRY_VERIFY(!panelIsSeen());
-}
-
-void tst_PanelOnDesktop::withoutASessionBusThePanelWorksAllTheSame()
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, u"unix:path=/nowhere/bus"_s);
-    const Start quillon({}, environment);
-    QTRY_VERIFY(panelHasTheKeyboard());
-    press(u"alt+space"_s);
-    QTRY_VERIFY(!panelIsSeen());
-    press(u"alt+space"_s);
-    QTRY_VERIFY(panelHasTheKeyboard());
-}
-
-void tst_PanelOnDesktop::aSessionBusThatGoesAwayLeavesThePanel()
-{
-    QProcess bus;
-    bus.start(u"dbus-daemon"_s, {u"--session"_s, u"--nofork"_s, u"--print-address"_s});
-    QTRY_VERIFY(bus.canReadLine());
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_s, QString::fromUtf8(bus.readLine().trimmed()));
-    Start quillon({}, environment);
-    QTRY_VERIFY(panelHasTheKeyboard());
-    bus.kill();
-    QVERIFY(bus.waitForFinished());
-    press(u"alt+space"_s);
-    QTRY_VERIFY(!panelIsSeen());
-    press(u"alt+space"_s);
-    QTRY_VERIFY(panelHasTheKeyboard());
-    QVERIFY2(quillon.isRunning(), qPrintable(quillon.errors()));
-}
-
-void tst_PanelOnDesktop::withoutADisplayThereIsOneSentence_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::addColumn<QString>("display");
-
-    QTest::newRow("none") << QStringList() << QString();
-    QTest::newRow("one where nobody answers") << QStringList() << u":987"_s;
-    QTest::newRow("a toggle") << QStringList{u"--toggle"_s} << QString();
-}
-
-void tst_PanelOnDesktop::withoutADisplayThereIsOneSentence()
-{
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, display);
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"DISPLAY"_s, display);
-    Start quillon(arguments, environment);
-    QTRY_VERIFY(!quillon.isRunning());
-    QCOMPARE(quillon.exitCode(), 1);
-    QCOMPARE(quillon.errors(),
-             u"Quillon needs a desktop to show its panel on; without one, give it a task: "
-             "quillon --task \"Find the latest PDF in my Downloads folder\"\n"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_PanelOnDesktop)

@@ -1,85 +1,6 @@
-#include "tests/trust/HostileTexts.h"
-#include "tests/ui/PanelTest.h"
-
-#include <QAccessible>
-
-#include <functional>
+#include "tests/ui/ConfirmScene.h"
 
 using namespace Qt::StringLiterals;
-
-namespace {
-constexpr int forEver = 1'000'000;
-
-/// A panel with a risky step that waits for approval.
-struct Scene : PanelScene
-{
-    explicit Scene()
-    {
-        QFile old(home.filePath(u"home/old.zip"_s));
-        if (!old.open(QIODevice::WriteOnly))
-            qFatal("The file to be moved cannot be made.");
-        card = itemAnywhere(u"confirmCard"_s);
-        if (card == nullptr)
-            qFatal("There is no confirm card.");
-    }
-
-    /// Runs a task until the question. The card accepts approval after so many milliseconds.
-    void ask(int wait = 0)
-    {
-        card->setProperty("wait", wait);
-        engine->addReplies({Say::trashOld});
-        submit(u"Tidy up"_s);
-        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, 30'000));
-        if (wait == 0)
-            QVERIFY(QTest::qWaitFor([this] { return isReady(); }, 30'000));
-    }
-    [[nodiscard]] bool isReady() const { return card->property("isReady").toBool(); }
-    void press(Qt::Key key, const QString &text, bool isRepeated) const
-    {
-        QKeyEvent event(QEvent::KeyPress, key, Qt::NoModifier, text, isRepeated);
-        QCoreApplication::sendEvent(window.get(), &event);
-    }
-    /// Runs a task until the question about that path or script.
-    void askAbout(const QString &action, const QString &key, const QString &value, int wait = 0)
-    {
-        card->setProperty("wait", wait);
-        engine->addReplies({replyOf(action, key, value)});
-        submit(u"Tidy up"_s);
-        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, 30'000));
-    }
-    /// The rendered reason.
-    [[nodiscard]] QImage drawnReason() const
-    {
-        const QQuickItem &view = item(u"confirmReasonView"_s);
-        return grab().copy(view.mapRectToScene(view.boundingRect()).toAlignedRect());
-    }
-    /// The rendered question about trashing that path.
-    QImage drawn(const QString &path)
-    {
-        session->setTurns({});
-        askAbout(u"trash"_s, u"path"_s, path);
-        const QImage image = drawnReason();
-        key(Qt::Key_Escape);
-        waitUntilIdle();
-        return image;
-    }
-    void decline()
-    {
-        key(Qt::Key_Escape);
-        waitUntilIdle();
-        QVERIFY(wasDeclined());
-    }
-    void waitUntilIdle() const { QTRY_VERIFY(!session->isRunning()); }
-    [[nodiscard]] bool wasAllowed() const { return platform.fakeWorkspace.trashed.size() == 1; }
-    [[nodiscard]] bool wasDeclined() const
-    {
-        return platform.fakeWorkspace.trashed.isEmpty() &&
-               session->turns().last().summary == u"I didn't do that, as requested."_s;
-    }
-
-    QQuickItem *card = nullptr;
-};
-} // namespace
 
 class tst_ConfirmCard : public QObject
 {
@@ -87,7 +8,6 @@ class tst_ConfirmCard : public QObject
 
 private Q_SLOTS:
     void saysWhatAndWhy();
-    void theReasonIsLargerThanTheHeading();
     void liesOverTheCentre();
     void allowsByMouse();
     void declinesByMouse();
@@ -107,25 +27,12 @@ private Q_SLOTS:
     void givesTheKeyboardBack();
     void theNextCardWaitsAnew();
     void stopRefuses();
-    void showsHostileReasonsAsText();
-    void aLongReasonScrolls();
-    void whatIsDrawnIsWhatIsThere_data();
-    void whatIsDrawnIsWhatIsThere();
-    void nothingIsDrawnTheSameAsSomethingElse_data();
-    void nothingIsDrawnTheSameAsSomethingElse();
-    void lineEndsDoNotHideTheEnd();
-    void aScriptKeepsItsLines();
-    void approvalNeedsTheEndOfTheReason_data();
-    void approvalNeedsTheEndOfTheReason();
-    void theWaitBeginsAtTheEndOfTheReason();
-    void aHiddenPanelShowsNoEnd();
-    void theSmallestPanelShowsTheEnd();
     void coversWhatIsBehind();
 };
 
 void tst_ConfirmCard::saysWhatAndWhy()
 {
-    Scene scene;
+    ConfirmScene scene;
     QVERIFY(!scene.find(u"confirmCard"_s));
     scene.ask();
     QCOMPARE(scene.text(u"confirmHeading"_s), u"Confirm action"_s);
@@ -142,7 +49,7 @@ void tst_ConfirmCard::saysWhatAndWhy()
 
 void tst_ConfirmCard::liesOverTheCentre()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     const QQuickItem &history = scene.item(u"history"_s);
     const QQuickItem &face = scene.item(u"confirmFace"_s);
@@ -159,7 +66,7 @@ void tst_ConfirmCard::liesOverTheCentre()
 
 void tst_ConfirmCard::allowsByMouse()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.click(u"allowButton"_s);
     QVERIFY(!scene.sessionView->isPending());
@@ -169,7 +76,7 @@ void tst_ConfirmCard::allowsByMouse()
 
 void tst_ConfirmCard::declinesByMouse()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.click(u"cancelButton"_s);
     QVERIFY(!scene.sessionView->isPending());
@@ -187,7 +94,7 @@ void tst_ConfirmCard::returnAllows_data()
 void tst_ConfirmCard::returnAllows()
 {
     QFETCH(const Qt::Key, key);
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.key(key);
     scene.waitUntilIdle();
@@ -196,7 +103,7 @@ void tst_ConfirmCard::returnAllows()
 
 void tst_ConfirmCard::escapeDeclinesAndDoesNotHide()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.key(Qt::Key_Escape);
     scene.waitUntilIdle();
@@ -208,7 +115,7 @@ void tst_ConfirmCard::escapeDeclinesAndDoesNotHide()
 
 void tst_ConfirmCard::aHeldEscapeDeclinesOnce()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.press(Qt::Key_Escape, {}, false);
     scene.waitUntilIdle();
@@ -219,7 +126,7 @@ void tst_ConfirmCard::aHeldEscapeDeclinesOnce()
 
 void tst_ConfirmCard::waitsBeforeItTakesApproval()
 {
-    const Scene scene;
+    const ConfirmScene scene;
     QCOMPARE(scene.card->property("wait"), 400);
 }
 
@@ -237,7 +144,7 @@ void tst_ConfirmCard::aReturnThatWasOnItsWayApprovesNothing()
 {
     QFETCH(const QString, focus);
     QFETCH(const Qt::Key, key);
-    Scene scene;
+    ConfirmScene scene;
     scene.ask(forEver);
     if (!focus.isEmpty())
         scene.item(focus).forceActiveFocus(Qt::TabFocusReason);
@@ -250,7 +157,7 @@ void tst_ConfirmCard::aReturnThatWasOnItsWayApprovesNothing()
 
 void tst_ConfirmCard::aHeldReturnApprovesNothing()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.press(Qt::Key_Return, u"\r"_s, true);
     QVERIFY(scene.sessionView->isPending());
@@ -264,7 +171,7 @@ void tst_ConfirmCard::aHeldReturnApprovesNothing()
 
 void tst_ConfirmCard::typingOnRestartsTheWait()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.card->setProperty("wait", forEver);
     scene.type(u"and"_s);
@@ -279,7 +186,7 @@ void tst_ConfirmCard::typingOnRestartsTheWait()
 
 void tst_ConfirmCard::cancellingNeedsNoWait()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask(forEver);
     scene.click(u"cancelButton"_s);
     scene.waitUntilIdle();
@@ -288,7 +195,7 @@ void tst_ConfirmCard::cancellingNeedsNoWait()
 
 void tst_ConfirmCard::returnOnCancelDeclines()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.key(Qt::Key_Tab);
     QVERIFY(scene.hasFocus(u"cancelButton"_s));
@@ -299,7 +206,7 @@ void tst_ConfirmCard::returnOnCancelDeclines()
 
 void tst_ConfirmCard::holdsTheKeyboard()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     QStringList names;
     for (int i = 0; i < 4; ++i) {
@@ -324,7 +231,7 @@ void tst_ConfirmCard::holdsTheKeyboard()
 
 void tst_ConfirmCard::keepsTheKeyboardWhenSummoned()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     PanelScene::summon();
     QVERIFY(scene.card->hasActiveFocus());
@@ -335,7 +242,7 @@ void tst_ConfirmCard::keepsTheKeyboardWhenSummoned()
 
 void tst_ConfirmCard::givesTheKeyboardBack()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.key(Qt::Key_Return);
     QVERIFY(scene.hasFocus(u"commandField"_s));
@@ -346,7 +253,7 @@ void tst_ConfirmCard::givesTheKeyboardBack()
 
 void tst_ConfirmCard::theNextCardWaitsAnew()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.key(Qt::Key_Escape);
     scene.waitUntilIdle();
@@ -360,7 +267,7 @@ void tst_ConfirmCard::theNextCardWaitsAnew()
 
 void tst_ConfirmCard::stopRefuses()
 {
-    Scene scene;
+    ConfirmScene scene;
     scene.ask();
     scene.click(u"stopButton"_s);
     QVERIFY(!scene.sessionView->isPending());
@@ -370,235 +277,9 @@ void tst_ConfirmCard::stopRefuses()
     QVERIFY(scene.hasFocus(u"commandField"_s));
 }
 
-void tst_ConfirmCard::showsHostileReasonsAsText()
-{
-    Scene scene;
-    scene.card->setProperty("wait", 0);
-    const QString path = u"<b>x</b><img src='file:///dev/zero'>"_s;
-    scene.engine->addReplies({uR"({"action":"trash","path":"%1"})"_s.arg(path)});
-    scene.submit(u"Tidy up"_s);
-    QTRY_VERIFY(scene.sessionView->isPending());
-    const QQuickItem &reason = scene.item(u"confirmReason"_s);
-    QVERIFY(reason.property("text").toString().contains(path));
-    for (const QQuickItem *const text : scene.allTexts())
-        QCOMPARE(text->property("textFormat").toInt(), int(Qt::PlainText));
-    scene.key(Qt::Key_Escape);
-    scene.waitUntilIdle();
-}
-
-void tst_ConfirmCard::aLongReasonScrolls()
-{
-    Scene scene;
-    scene.window->resize(640, 460);
-    scene.card->setProperty("wait", 0);
-    scene.engine->addReplies(
-        {uR"({"action":"trash","path":"%1"})"_s.arg(u"long-name-"_s.repeated(300))});
-    scene.submit(u"Tidy up"_s);
-    QTRY_VERIFY(scene.sessionView->isPending());
-    const QQuickItem &view = scene.item(u"confirmReasonView"_s);
-    const QQuickItem &reason = scene.item(u"confirmReason"_s);
-    QTRY_VERIFY(reason.height() > view.height());
-    // The scroll bar shows that there is more.
-    QTRY_VERIFY(scene.find(u"confirmScrollBar"_s));
-    const auto *const handle =
-        scene.item(u"confirmScrollBar"_s).property("contentItem").value<QQuickItem *>();
-    QTRY_VERIFY(handle->isVisible() && handle->opacity() > 0.5);
-    const QQuickItem &face = scene.item(u"confirmFace"_s);
-    QTRY_VERIFY(face.height() < scene.card->height());
-    QCOMPARE(view.property("contentY"), 0);
-    scene.key(Qt::Key_Down);
-    const double line = view.property("contentY").toDouble();
-    QVERIFY(line > 0);
-    scene.key(Qt::Key_PageDown);
-    QVERIFY(view.property("contentY").toDouble() > line);
-    for (int i = 0; i < 100; ++i)
-        scene.key(Qt::Key_PageDown);
-    QCOMPARE(view.property("contentY").toDouble(), reason.height() - view.height());
-    scene.key(Qt::Key_PageUp);
-    scene.key(Qt::Key_Up);
-    QVERIFY(view.property("contentY").toDouble() < reason.height() - view.height());
-    scene.key(Qt::Key_Escape);
-    scene.waitUntilIdle();
-}
-
-void tst_ConfirmCard::whatIsDrawnIsWhatIsThere_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("drawn");
-    QTest::newRow("an overridden direction")
-        << u"invoice\u202egpj.exe"_s << u"invoice\ufffdgpj.exe"_s;
-    QTest::newRow("isolates") << u"a\u2067b c\u2069d"_s << u"a\ufffdb c\ufffdd"_s;
-    QTest::newRow("nothing between letters") << u"Docu\u200bments"_s << u"Docu\ufffdments"_s;
-    QTest::newRow("a carriage return") << u"a\rDocuments"_s << u"a⏎Documents"_s;
-    QTest::newRow("a separator of paragraphs") << u"a\u2029Documents"_s << u"a⏎Documents"_s;
-    QTest::newRow("a tab") << u"a\tb"_s << u"a⇥b"_s;
-    QTest::newRow("many blanks") << u"a"_s + QString(900, u' ') + u"b"_s << u"a␣×900b"_s;
-    QTest::newRow("many marks") << u"Z"_s + u"\u0336"_s.repeated(9)
-                                << u"Z\u0336\u0336\u0336\u0336\ufffd\ufffd\ufffd\ufffd\ufffd"_s;
-}
-
-void tst_ConfirmCard::whatIsDrawnIsWhatIsThere()
-{
-    QFETCH(const QString, path);
-    QFETCH(const QString, drawn);
-    Scene scene;
-    const QImage expected = scene.drawn(drawn);
-    QVERIFY(!expected.isNull());
-    QCOMPARE(scene.drawn(path), expected);
-    QVERIFY(scene.drawn(u"something else"_s) != expected);
-}
-
-void tst_ConfirmCard::nothingIsDrawnTheSameAsSomethingElse_data()
-{
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<QString>("other");
-    const QString plain = u"Documents/old.zip"_s;
-    for (const char16_t unseen : {u'\u200b', u'\u200c', u'\u200d', u'\u200e', u'\u200f', u'\u202a',
-                                  u'\u202c', u'\u2060', u'\u2063', u'\ufeff', u'\u00ad', u'\u034f',
-                                  u'\u115f', u'\u3164', u'\ufe0f', u'\u180e', u'\u061c'}) {
-        QTest::addRow("U+%04X within a name", unseen)
-            << u"Docu"_s + QChar(unseen) + u"ments/old.zip"_s << plain;
-    }
-    QTest::newRow("a tag within a name") << u"Docu\U000e0064ments/old.zip"_s << plain;
-    QTest::newRow("letters in another order")
-        << u"Documents/\u202epiz.dlo\u202c"_s << u"Documents/old.zip"_s;
-    QTest::newRow("another file behind an empty screen")
-        << u"Documents/old.zip"_s + QString(60, u'\n') + u"/../.."_s << plain;
-    QTest::newRow("another number of line ends")
-        << u"a"_s + QString(60, u'\n') + u"b"_s << u"a"_s + QString(61, u'\n') + u"b"_s;
-    QTest::newRow("another number of blanks")
-        << u"a"_s + QString(60, u' ') + u"b"_s << u"a"_s + QString(61, u' ') + u"b"_s;
-    QTest::newRow("a line end and a blank") << u"a\nb"_s << u"a b"_s;
-}
-
-void tst_ConfirmCard::nothingIsDrawnTheSameAsSomethingElse()
-{
-    QFETCH(const QString, path);
-    QFETCH(const QString, other);
-    Scene scene;
-    const QImage expected = scene.drawn(other);
-    QCOMPARE(scene.drawn(other), expected);
-    QVERIFY(scene.drawn(path) != expected);
-}
-
-void tst_ConfirmCard::lineEndsDoNotHideTheEnd()
-{
-    Scene scene;
-    scene.askAbout(u"trash"_s, u"path"_s,
-                   u"Downloads/old.zip"_s + QString(60, u'\n') + u"/../../Documents"_s);
-    QCOMPARE(scene.text(u"confirmReason"_s),
-             u"Move “Downloads/old.zip⏎×60/../../Documents” to the Trash"_s);
-    QTRY_VERIFY(scene.isReady());
-    QVERIFY(scene.item(u"confirmReason"_s).height() <= scene.item(u"confirmReasonView"_s).height());
-    scene.decline();
-}
-
-void tst_ConfirmCard::aScriptKeepsItsLines()
-{
-    Scene scene;
-    scene.askAbout(u"applescript"_s, u"script"_s, u"tell application \"Mail\"\n    beep\nend"_s);
-    QCOMPARE(scene.text(u"confirmReason"_s),
-             u"Run a custom AppleScript:\ntell application \"Mail\"\n    beep\nend"_s);
-    scene.decline();
-}
-
-void tst_ConfirmCard::approvalNeedsTheEndOfTheReason_data()
-{
-    QTest::addColumn<std::function<void(Scene &)>>("approve");
-    using Approve = std::function<void(Scene &)>;
-    QTest::newRow("Return") << Approve([](Scene &scene) { scene.key(Qt::Key_Return); });
-    QTest::newRow("Enter") << Approve([](Scene &scene) { scene.key(Qt::Key_Enter); });
-    QTest::newRow("the mouse") << Approve([](Scene &scene) { scene.click(u"allowButton"_s); });
-    QTest::newRow("a screen reader") << Approve([](Scene &scene) {
-        auto *const button = QAccessible::queryAccessibleInterface(&scene.item(u"allowButton"_s));
-        button->actionInterface()->doAction(QAccessibleActionInterface::pressAction());
-    });
-}
-
-void tst_ConfirmCard::approvalNeedsTheEndOfTheReason()
-{
-    QFETCH(const std::function<void(Scene &)>, approve);
-    Scene scene;
-    scene.askAbout(u"trash"_s, u"path"_s, u"d/"_s.repeated(3000) + u"../old.zip"_s);
-    const QQuickItem &view = scene.item(u"confirmReasonView"_s);
-    QTRY_VERIFY(scene.item(u"confirmReason"_s).height() > view.height());
-    QTRY_COMPARE(scene.item(u"confirmHint"_s).opacity(), 1.0);
-    QCOMPARE(scene.text(u"confirmHint"_s), u"Scroll to the end to allow this."_s);
-    QVERIFY(!scene.item(u"allowButton"_s).isEnabled());
-    // Frames that do not show the end change nothing, however many there are.
-    for (int i = 0; i < 5; ++i) {
-        QVERIFY(!scene.grab().isNull());
-        approve(scene);
-    }
-    scene.key(Qt::Key_PageDown);
-    QVERIFY(!scene.grab().isNull());
-    approve(scene);
-    QVERIFY(scene.sessionView->isPending());
-    QVERIFY(!scene.isReady());
-
-    scene.key(Qt::Key_End);
-    QTRY_VERIFY(scene.isReady());
-    QVERIFY(scene.item(u"allowButton"_s).isEnabled());
-    QCOMPARE(scene.itemAnywhere(u"confirmHint"_s)->opacity(), 0.0);
-    // Having seen the end once is enough.
-    scene.key(Qt::Key_Home);
-    QCOMPARE(view.property("contentY"), 0);
-    approve(scene);
-    scene.waitUntilIdle();
-    QVERIFY(scene.wasAllowed());
-}
-
-void tst_ConfirmCard::theWaitBeginsAtTheEndOfTheReason()
-{
-    Scene scene;
-    scene.askAbout(u"trash"_s, u"path"_s, u"long-name-"_s.repeated(300), forEver);
-    scene.key(Qt::Key_End);
-    QTRY_VERIFY(scene.card->property("endWasSeen").toBool());
-    scene.key(Qt::Key_Return);
-    QVERIFY(scene.sessionView->isPending());
-    scene.decline();
-}
-
-void tst_ConfirmCard::aHiddenPanelShowsNoEnd()
-{
-    Scene scene;
-    scene.window->hide();
-    scene.card->setProperty("wait", 0);
-    scene.engine->addReplies({Say::trashOld});
-    scene.session->submit(u"Tidy up"_s);
-    QTRY_VERIFY(scene.sessionView->isPending());
-    QTest::qWait(100);
-    QVERIFY(!scene.isReady());
-    scene.window->show();
-    QVERIFY(QTest::qWaitForWindowExposed(scene.window.get()));
-    QTRY_VERIFY(scene.isReady());
-    // Showing the window again starts the delay again.
-    scene.window->hide();
-    QVERIFY(!scene.isReady());
-    scene.window->show();
-    QTRY_VERIFY(scene.isReady());
-    scene.decline();
-}
-
-void tst_ConfirmCard::theSmallestPanelShowsTheEnd()
-{
-    Scene scene;
-    scene.window->resize(640, 460);
-    scene.askAbout(u"trash"_s, u"path"_s, u"long-name-"_s.repeated(300));
-    const QQuickItem &view = scene.item(u"confirmReasonView"_s);
-    QTRY_VERIFY(scene.item(u"confirmReason"_s).height() > view.height());
-    QVERIFY(view.height() > 60);
-    const QQuickItem &face = scene.item(u"confirmFace"_s);
-    QVERIFY(scene.card->mapRectToScene(scene.card->boundingRect())
-                .contains(face.mapRectToScene(face.boundingRect())));
-    scene.key(Qt::Key_End);
-    QTRY_VERIFY(scene.isReady());
-    scene.decline();
-}
-
 void tst_ConfirmCard::coversWhatIsBehind()
 {
-    Scene scene;
+    ConfirmScene scene;
     QList<Turn> turns;
     for (int i = 0; i < 30; ++i)
         turns << Turn{.command = u"Task %1"_s.arg(i)};
@@ -614,21 +295,6 @@ void tst_ConfirmCard::coversWhatIsBehind()
     QCOMPARE(list.property("contentY"), before);
     scene.key(Qt::Key_Escape);
     scene.waitUntilIdle();
-}
-
-void tst_ConfirmCard::theReasonIsLargerThanTheHeading()
-{
-    PanelScene scene;
-    scene.engine->addReplies({Say::trashOld});
-    scene.submit(u"Tidy up"_s);
-    QTRY_VERIFY(scene.sessionView->isPending());
-    const auto size = [&](const QString &name) {
-        return scene.item(name).property("font").value<QFont>().pixelSize();
-    };
-    QCOMPARE(size(u"confirmReason"_s), 15);
-    QCOMPARE(size(u"confirmHeading"_s), 13);
-    scene.sessionView->stop();
-    QTRY_VERIFY(!scene.session->isRunning());
 }
 
 PANEL_TEST_MAIN(tst_ConfirmCard)

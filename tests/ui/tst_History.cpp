@@ -1,8 +1,6 @@
-#include "tests/ui/PanelTest.h"
+#include "tests/ui/HistoryScene.h"
 
 #include <QClipboard>
-
-#include <algorithm>
 
 using namespace Qt::StringLiterals;
 
@@ -11,64 +9,6 @@ using Kind = LogEntry::Kind;
 namespace {
 const QString markup =
     u"<b>bold</b> <img src=\"file:///dev/zero\"> <a href=\"x\">y</a> &amp; **z**"_s;
-
-Turn turnOf(const QString &command, const QList<LogEntry> &log,
-            const std::optional<QString> &summary = {})
-{
-    return {.command = command, .log = log, .finished = true, .summary = summary};
-}
-
-QList<Turn> manyTurns(int count)
-{
-    QList<Turn> turns;
-    for (int i = 0; i < count; ++i) {
-        turns << turnOf(u"Task %1"_s.arg(i),
-                        {{.text = u"Searching Downloads"_s, .kind = Kind::step},
-                         {.text = u"Found it."_s, .kind = Kind::success}},
-                        u"Found it."_s);
-    }
-    return turns;
-}
-
-struct Scene : PanelScene
-{
-    using PanelScene::PanelScene;
-
-    [[nodiscard]] QQuickItem &list() const { return item(u"turns"_s); }
-    [[nodiscard]] double contentY() const { return list().property("contentY").toDouble(); }
-    /// The position of the row in the visible part of the list.
-    [[nodiscard]] QRectF place(const QQuickItem *row) const
-    {
-        return row->mapRectToItem(&list(), row->boundingRect());
-    }
-    /// The visible rows from top to bottom; the list caches others.
-    [[nodiscard]] QList<QQuickItem *> rows() const
-    {
-        QList<QQuickItem *> seen;
-        for (QQuickItem *const row : all(u"turn"_s)) {
-            if (place(row).intersects(list().boundingRect()))
-                seen << row;
-        }
-        std::ranges::sort(seen, {}, [this](QQuickItem *row) { return place(row).top(); });
-        return seen;
-    }
-    /// Whether the list is scrolled to the end of the last turn.
-    [[nodiscard]] bool showsEnd() const
-    {
-        const QList<QQuickItem *> seen = rows();
-        return !seen.isEmpty() &&
-               seen.last()->property("command") == session->turns().last().command &&
-               qAbs(place(seen.last()).bottom() - (list().height() - 20)) <= 1;
-    }
-    [[nodiscard]] QQuickItem &part(const QQuickItem *line, const QString &name) const
-    {
-        QQuickItem *const found = find(name, const_cast<QQuickItem *>(line));
-        if (found == nullptr)
-            qFatal("The line has no %s.", qPrintable(name));
-        return *found;
-    }
-};
-
 } // namespace
 
 class tst_History : public QObject
@@ -90,14 +30,6 @@ private Q_SLOTS:
     void theStatusStaysWhenThePreviewComes();
     void spinnersTurnAsOne();
     void theStatusKeepsItsLinesAndThePreviewHasOne();
-    void keepsTheLastTurnAndTheLiveStatusInSight();
-    void scrollsWithMotion();
-    void scrollsAtOnceWhereMotionIsUnwanted();
-    void makesRowsOnlyForWhatIsSeen();
-    void rowsThatAreUsedAgainShowTheirOwnTurn();
-    void scrollsByTheWheel();
-    void scrollsByKeys();
-    void staysAtTheEndInASmallerWindow();
     void textIsSelectedAndCopied();
     void aTurnIsCopiedByKeys();
     void aNewLineLeavesTheChosenTurn();
@@ -108,7 +40,7 @@ private Q_SLOTS:
 
 void tst_History::beginsWithSuggestions()
 {
-    const Scene scene;
+    const HistoryScene scene;
     QCOMPARE(scene.text(u"suggestionsHeading"_s), u"Try"_s);
     QCOMPARE(scene.text(u"suggestion0"_s), u"Open Safari and search Google for MacBook Air"_s);
     QCOMPARE(scene.text(u"suggestion1"_s), u"Open Finder and create a folder called Projects"_s);
@@ -129,7 +61,7 @@ void tst_History::aSuggestionFillsTheFieldOnly_data()
 void tst_History::aSuggestionFillsTheFieldOnly()
 {
     QFETCH(const bool, byKeys);
-    Scene scene;
+    HistoryScene scene;
     scene.type(u"something else"_s);
     if (byKeys) {
         scene.item(u"suggestion2"_s).forceActiveFocus(Qt::TabFocusReason);
@@ -145,7 +77,7 @@ void tst_History::aSuggestionFillsTheFieldOnly()
 
 void tst_History::showsTurnsAsTheyAre()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns({turnOf(u"Open Mail"_s,
                                     {{.text = u"Launching Mail"_s, .kind = Kind::step},
                                      {.text = u"Mail is open."_s, .kind = Kind::success}},
@@ -212,7 +144,7 @@ void tst_History::looksByKind()
     QFETCH(const QString, symbol);
     QFETCH(const QByteArray, symbolColor);
     QFETCH(const QByteArray, textColor);
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns(
         {turnOf(u"Task"_s, {{.text = u"A line"_s, .kind = kind, .running = running}})});
     QTRY_COMPARE(scene.all(u"logLine"_s).size(), 1);
@@ -230,7 +162,7 @@ void tst_History::looksByKind()
 
 void tst_History::aTurnWithoutALogHasNoGap()
 {
-    Scene scene;
+    HistoryScene scene;
     Turn turn = turnOf(u"Task"_s, {});
     scene.session->setTurns({turn});
     QTRY_VERIFY(scene.find(u"turnCommand"_s));
@@ -245,7 +177,7 @@ void tst_History::aTurnWithoutALogHasNoGap()
 
 void tst_History::showsMarkupAsText()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns({turnOf(markup, {{.text = markup}}, markup)});
     QTRY_COMPARE(scene.all(u"logLine"_s).size(), 1);
     for (const QString &name : {u"turnCommand"_s, u"lineText"_s, u"turnSummary"_s}) {
@@ -269,7 +201,7 @@ void tst_History::showsMarkupAsText()
 
 void tst_History::aStepTurnsFromSpinnerToTick()
 {
-    Scene scene;
+    HistoryScene scene;
     Turn turn = turnOf(u"Task"_s, {{.text = u"Searching"_s, .running = true}});
     scene.session->setTurns({turn});
     QTRY_VERIFY(scene.find(u"lineSpinner"_s));
@@ -283,7 +215,7 @@ void tst_History::aStepTurnsFromSpinnerToTick()
 
 void tst_History::theFirstTurnReplacesTheSuggestions()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
     QVERIFY(!scene.find(u"suggestions"_s));
     QTRY_COMPARE(scene.text(u"turnCommand"_s), u"Which windows are open?"_s);
@@ -292,7 +224,7 @@ void tst_History::theFirstTurnReplacesTheSuggestions()
 
 void tst_History::showsWhatGoesOn()
 {
-    Scene scene;
+    HistoryScene scene;
     QVERIFY(!scene.find(u"live"_s));
     scene.engine->addReplies({Say::done()});
     scene.engine->holdGenerations();
@@ -319,7 +251,7 @@ void tst_History::showsWhatGoesOn()
 
 void tst_History::theStatusStaysWhenThePreviewComes()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.engine->addReplies({Say::done()});
     scene.engine->holdGenerations();
     scene.submit(u"Anything"_s);
@@ -338,7 +270,7 @@ void tst_History::theStatusStaysWhenThePreviewComes()
 
 void tst_History::spinnersTurnAsOne()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns({turnOf(
         u"Task"_s, {{.text = u"One"_s, .running = true}, {.text = u"Two"_s, .running = true}})});
     QTRY_COMPARE(scene.all(u"lineSpinner"_s).size(), 2);
@@ -360,7 +292,7 @@ void tst_History::spinnersTurnAsOne()
 
 void tst_History::theStatusKeepsItsLinesAndThePreviewHasOne()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.engine->addReplies({uR"({"action":"trash","path":"a\nb\n\nc"})"_s});
     scene.engine->holdGenerations();
     scene.submit(u"Anything"_s);
@@ -376,165 +308,9 @@ void tst_History::theStatusKeepsItsLinesAndThePreviewHasOne()
     QTRY_VERIFY(!scene.session->isRunning());
 }
 
-void tst_History::keepsTheLastTurnAndTheLiveStatusInSight()
-{
-    Scene scene;
-    scene.session->setTurns(manyTurns(20));
-    QTRY_VERIFY(scene.showsEnd());
-    scene.engine->addReplies({Say::listWindows, Say::listWindows});
-    scene.engine->holdGenerations();
-    scene.submit(u"The last one"_s);
-    const auto liveIsBelow = [&scene] {
-        const QQuickItem &live = scene.item(u"live"_s);
-        const QQuickItem &history = scene.item(u"history"_s);
-        const double bottom = live.mapRectToItem(&history, live.boundingRect()).bottom();
-        const double top = live.mapRectToItem(&history, live.boundingRect()).top();
-        return bottom <= history.height() && top >= scene.list().height() - 20;
-    };
-    QTRY_VERIFY(scene.showsEnd());
-    QTRY_VERIFY(liveIsBelow());
-    // Also with more lines.
-    scene.engine->releaseGeneration();
-    QTRY_COMPARE(scene.session->turns().last().log.size(), 1);
-    QTRY_VERIFY(scene.showsEnd());
-    QTRY_VERIFY(liveIsBelow());
-    scene.engine->releaseGeneration();
-    QTRY_VERIFY(!scene.session->isRunning());
-    QTRY_VERIFY(scene.showsEnd());
-}
-
-void tst_History::scrollsWithMotion()
-{
-    Scene scene;
-    scene.session->setTurns(manyTurns(20));
-    QTRY_VERIFY(scene.showsEnd());
-    QList<Turn> turns = scene.session->turns();
-    turns << manyTurns(3);
-    const double before = scene.contentY();
-    scene.session->setTurns(turns);
-    // It starts from the previous position.
-    QVERIFY(scene.contentY() < before + 100);
-    QTRY_VERIFY(scene.showsEnd());
-    QVERIFY(scene.contentY() > before + 200);
-}
-
-void tst_History::scrollsAtOnceWhereMotionIsUnwanted()
-{
-    Scene scene;
-    scene.setLook({.hasReducedMotion = true});
-    scene.session->setTurns(manyTurns(20));
-    QVERIFY(scene.showsEnd());
-}
-
-void tst_History::makesRowsOnlyForWhatIsSeen()
-{
-    Scene scene;
-    scene.session->setTurns(manyTurns(200));
-    QTRY_VERIFY(scene.showsEnd());
-    QCOMPARE(scene.list().property("count"), 200);
-    int made = 0;
-    for (const QQuickItem *const item : scene.window->contentItem()->findChildren<QQuickItem *>())
-        made += item->objectName() == u"turn" ? 1 : 0;
-    QVERIFY2(made < 40, qPrintable(QString::number(made)));
-}
-
-void tst_History::rowsThatAreUsedAgainShowTheirOwnTurn()
-{
-    Scene scene;
-    scene.setLook({.hasReducedMotion = true});
-    QList<Turn> turns;
-    for (int i = 0; i < 100; ++i) {
-        turns << turnOf(u"Task %1"_s.arg(i),
-                        QList<LogEntry>(i % 4, {.text = u"Line of %1"_s.arg(i)}),
-                        i % 2 == 0 ? std::optional(u"Summary %1"_s.arg(i)) : std::nullopt);
-        for (LogEntry &entry : turns.last().log)
-            entry.id = QUuid::createUuid();
-    }
-    scene.session->setTurns(turns);
-    for (const int distance : {-2000, -3000, 1500, -4000, 2500}) {
-        QMetaObject::invokeMethod(&scene.item(u"history"_s), "scrollBy",
-                                  Q_ARG(double, double(distance)));
-        QTest::qWait(20);
-        const QList<QQuickItem *> rows = scene.rows();
-        QVERIFY(!rows.isEmpty());
-        for (QQuickItem *const row : rows) {
-            const QString command = row->property("command").toString();
-            const int number = command.mid(5).toInt();
-            QCOMPARE(scene.find(u"turnCommand"_s, row)->property("text"), command);
-            QQuickItem *const summary = scene.find(u"turnSummary"_s, row);
-            QCOMPARE(summary != nullptr, number % 2 == 0);
-            int lines = 0;
-            for (const QQuickItem *const line : scene.all(u"logLine"_s)) {
-                if (row->isAncestorOf(line)) {
-                    QCOMPARE(line->property("text"), u"Line of %1"_s.arg(number));
-                    ++lines;
-                }
-            }
-            QCOMPARE(lines, number % 4);
-        }
-    }
-}
-
-void tst_History::scrollsByTheWheel()
-{
-    Scene scene;
-    scene.setLook({.hasReducedMotion = true});
-    scene.session->setTurns(manyTurns(20));
-    const double end = scene.contentY();
-    const auto turnWheel = [&scene](int angle) {
-        const QPointF middle = scene.list().mapToScene(scene.list().boundingRect().center());
-        QWheelEvent event(middle, middle, {}, {0, angle}, Qt::NoButton, Qt::NoModifier,
-                          Qt::NoScrollPhase, false);
-        QCoreApplication::sendEvent(scene.window.get(), &event);
-    };
-    turnWheel(120);
-    QCOMPARE(scene.contentY(), end - 60);
-    turnWheel(-120);
-    QCOMPARE(scene.contentY(), end);
-    turnWheel(-1200);
-    QCOMPARE(scene.contentY(), end);
-    for (int i = 0; i < 100; ++i)
-        turnWheel(1200);
-    QVERIFY(scene.contentY() < end - 500);
-    QCOMPARE(scene.rows().first()->property("command"), u"Task 0"_s);
-}
-
-void tst_History::scrollsByKeys()
-{
-    Scene scene;
-    scene.setLook({.hasReducedMotion = true});
-    scene.session->setTurns(manyTurns(20));
-    const double end = scene.contentY();
-    scene.key(Qt::Key_PageUp);
-    const double page = scene.contentY();
-    QVERIFY(page < end);
-    // From the field and from the list too.
-    scene.key(Qt::Key_Tab);
-    QVERIFY(scene.hasFocus(u"turn"_s));
-    scene.key(Qt::Key_PageDown);
-    QCOMPARE(scene.contentY(), end);
-    scene.key(Qt::Key_Up);
-    QCOMPARE(scene.window->activeFocusItem()->property("command"), u"Task 18"_s);
-    scene.key(Qt::Key_Home);
-    QTRY_COMPARE(scene.window->activeFocusItem()->property("command"), u"Task 0"_s);
-    scene.key(Qt::Key_End);
-    QTRY_COMPARE(scene.window->activeFocusItem()->property("command"), u"Task 19"_s);
-}
-
-void tst_History::staysAtTheEndInASmallerWindow()
-{
-    Scene scene;
-    scene.setLook({.hasReducedMotion = true});
-    scene.session->setTurns(manyTurns(20));
-    QVERIFY(scene.showsEnd());
-    scene.window->resize(640, 460);
-    QTRY_COMPARE(scene.item(u"history"_s).width(), 640);
-    QTRY_VERIFY(scene.showsEnd());
-}
-
 void tst_History::textIsSelectedAndCopied()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns({turnOf(u"Open Mail"_s, {{.text = u"Launching Mail"_s}})});
     QTRY_VERIFY(scene.find(u"lineText"_s));
     QQuickItem &text = scene.item(u"lineText"_s);
@@ -551,7 +327,7 @@ void tst_History::textIsSelectedAndCopied()
 
 void tst_History::aTurnIsCopiedByKeys()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns({turnOf(u"Open Mail"_s, {{.text = u"Launching Mail"_s}}, u"Done"_s),
                              turnOf(u"Open Music"_s, {})});
     QTRY_COMPARE(scene.all(u"turn"_s).size(), 2);
@@ -564,7 +340,7 @@ void tst_History::aTurnIsCopiedByKeys()
 
 void tst_History::aNewLineLeavesTheChosenTurn()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.session->setTurns(manyTurns(3));
     scene.engine->addReplies({Say::listWindows, Say::done()});
     scene.engine->holdGenerations();
@@ -583,7 +359,7 @@ void tst_History::aNewLineLeavesTheChosenTurn()
 
 void tst_History::clearsByTheShortcut()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
     QVERIFY(scene.hasFocus(u"commandField"_s));
     // Some text fields use this key to delete to the end of the line.
@@ -597,7 +373,7 @@ void tst_History::clearsByTheShortcut()
 
 void tst_History::doesNotClearWhileATaskRuns()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.engine->addReplies({Say::done()});
     scene.engine->holdGenerations();
     scene.submit(u"Anything"_s);
@@ -610,7 +386,7 @@ void tst_History::doesNotClearWhileATaskRuns()
 
 void tst_History::nothingMovesWhileNothingHappens()
 {
-    Scene scene;
+    HistoryScene scene;
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
     // An idle panel may only paint the blinking cursor.
     scene.key(Qt::Key_Tab);
