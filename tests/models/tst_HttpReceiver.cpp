@@ -1,12 +1,22 @@
+#include "models/HttpReceiver.h"
+
+#include "models/PartialFile.h"
 #include "tests/models/DownloadFixture.h"
 #include "tests/support/PrivateHome.h"
+#include "tests/support/Waiting.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QFile>
+#include <QScopeGuard>
 #include <QSslKey>
 #include <QSslSocket>
 #include <QTemporaryDir>
 #include <QTest>
+
+#include <atomic>
+#include <thread>
+#include <utility>
 
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
@@ -67,6 +77,7 @@ private Q_SLOTS:
     void failsAfterAStall_data();
     void failsAfterAStall();
     void waitsForASlowServer();
+    void aSlowDiskHoldsUpTheServer();
 
     void followsRedirects_data();
     void followsRedirects();
@@ -241,6 +252,44 @@ void tst_HttpReceiver::waitsForASlowServer()
     finish(serving({.body = body, .dripInterval = 50}), 2s);
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
     QVERIFY(Files::contents(path(u"model.gguf"_s)) == body);
+}
+
+// Otherwise a model of some gigabytes would be collected in the memory.
+void tst_HttpReceiver::aSlowDiskHoldsUpTheServer()
+{
+    constexpr qint64 size = 256LL * 1024 * 1024;
+    const QUrl url = serving({.body = pattern(1024 * 1024), .size = size});
+    std::atomic<bool> isSlow = true;
+    std::atomic<bool> isHeldUp = false;
+    std::atomic<qint64> received = 0;
+    std::thread receiving([&, folder = m_folder->path()] {
+        QEventLoop loop;
+        PartialFile file;
+        HttpReceiver receiver(folder, file, loop, [&](qint64 written, qint64) {
+            received = written;
+            isHeldUp = true;
+            isSlow.wait(true); // the thread that writes to the disk
+        });
+        receiver.start(url, timeout);
+        loop.exec();
+        receiver.check();
+    });
+    const auto waitAndJoin = qScopeGuard([&] {
+        isSlow = false;
+        isSlow.notify_all();
+        receiving.join();
+    });
+    QTRY_VERIFY_WITH_TIMEOUT(isHeldUp, eventually);
+    // Until the server can send no more.
+    qint64 before = -1;
+    while (std::exchange(before, m_server->bytesSent()) != m_server->bytesSent())
+        QTest::qWait(500);
+    // The system's own buffers are some megabytes.
+    QVERIFY2(m_server->bytesSent() - received < size / 4,
+             qPrintable(QString::number(m_server->bytesSent())));
+    isSlow = false;
+    isSlow.notify_all();
+    QTRY_COMPARE_WITH_TIMEOUT(received.load(), size, eventually);
 }
 
 void tst_HttpReceiver::followsRedirects_data()

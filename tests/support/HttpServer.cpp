@@ -31,7 +31,10 @@ public:
         : QObject(socket), m_server(server), m_socket(socket)
     {
         connect(socket, &QTcpSocket::readyRead, this, &Connection::readRequest);
-        connect(socket, &QTcpSocket::bytesWritten, this, &Connection::writeBody);
+        connect(socket, &QTcpSocket::bytesWritten, this, [this](qint64 bytes) {
+            m_server.m_bytesSent += bytes;
+            writeBody();
+        });
         connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         connect(&server, &HttpServer::released, this, [this] {
             m_answer.holdAfter = -1;

@@ -55,6 +55,8 @@ public:
 
     [[nodiscard]] QUrl url(const QString &path) const;
     [[nodiscard]] const QList<Request> &requests() const { return m_requests; }
+    /// How many bytes the system has taken so far for all clients.
+    [[nodiscard]] qint64 bytesSent() const { return m_bytesSent; }
     /// The number of open connections.
     [[nodiscard]] qsizetype connections() const;
 
@@ -76,4 +78,5 @@ private:
     const QString m_scheme;
     QHash<QString, Answer> m_answers;
     QList<Request> m_requests;
+    qint64 m_bytesSent = 0;
 };
