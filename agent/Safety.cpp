@@ -115,6 +115,7 @@ Risk Safety::assess(const AgentAction &action)
     try {
         front = Platform::current().workspace().frontmostApplication();
     } catch (const PlatformError &) {
+        front.reset(); // unknown: the desktop does not answer
     }
     return assess(action, front);
 }

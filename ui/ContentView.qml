@@ -1,5 +1,3 @@
-pragma ComponentBehavior: Bound
-
 import QtQuick
 import QtQuick.Layouts
 import Quillon
@@ -146,8 +144,9 @@ FocusScope {
         Loader {
             Layout.fillWidth: true
             active: content.panel.keyOffer.text !== ""
+            // Qt 6.4 cannot create it here as a bound component, which would be qualified.
             sourceComponent: KeyNotice {
-                offer: content.panel.keyOffer
+                offer: content.panel.keyOffer // qmllint disable unqualified
             }
             visible: active
         }
