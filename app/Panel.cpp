@@ -45,6 +45,12 @@ Panel::~Panel()
     Platform::current().shell().observeComposition([] {});
 }
 
+void Panel::setWindow(NativeWindow *window)
+{
+    m_window = window;
+    applyMargin();
+}
+
 bool Panel::isComposited() const
 {
     return Platform::current().shell().isComposited();
@@ -53,6 +59,19 @@ bool Panel::isComposited() const
 bool Panel::blursBehind() const
 {
     return Platform::current().shell().blursBehind();
+}
+
+bool Panel::wantsDrawnShadow() const
+{
+    return Platform::current().shell().wantsDrawnShadow();
+}
+
+void Panel::setMargin(int margin)
+{
+    if (std::exchange(m_margin, margin) == margin)
+        return;
+    applyMargin();
+    Q_EMIT marginChanged();
 }
 
 bool Panel::isDark() const
@@ -96,6 +115,14 @@ void Panel::minimise()
 {
     if (m_window)
         m_window->minimise();
+}
+
+void Panel::applyMargin()
+{
+    if (!m_window || m_window->margin() == m_margin)
+        return;
+    m_window->setMargin(m_margin);
+    Platform::current().shell().applyMargin(*m_window);
 }
 
 void Panel::readTrust()

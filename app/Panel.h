@@ -22,8 +22,12 @@ class Panel : public QObject
     Q_PROPERTY(bool blursBehind READ blursBehind NOTIFY compositedChanged)
     Q_PROPERTY(bool darkMode READ isDark NOTIFY lookChanged)
     Q_PROPERTY(bool reducedMotion READ hasReducedMotion NOTIFY lookChanged)
-    /// Invalid if the system has none.
+    /// Whether the window has to draw its own shadow.
+    Q_PROPERTY(bool wantsDrawnShadow READ wantsDrawnShadow NOTIFY compositedChanged)
+    /// The width of the transparent margin of the window, in which its shadow is drawn.
+    Q_PROPERTY(int margin READ margin WRITE setMargin NOTIFY marginChanged)
     Q_PROPERTY(KeyOffer *keyOffer READ keyOffer CONSTANT)
+    /// Invalid if the system has none.
     Q_PROPERTY(QColor accentColor READ accentColor NOTIFY lookChanged)
 
 public:
@@ -31,12 +35,15 @@ public:
     ~Panel() override;
 
     /// The window of the views; must outlive the panel or be replaced by null.
-    void setWindow(NativeWindow *window) { m_window = window; }
+    void setWindow(NativeWindow *window);
 
     [[nodiscard]] KeyOffer *keyOffer() { return &m_keyOffer; }
     [[nodiscard]] bool isTrusted() const { return m_isTrusted; }
     [[nodiscard]] bool isComposited() const;
     [[nodiscard]] bool blursBehind() const;
+    [[nodiscard]] bool wantsDrawnShadow() const;
+    [[nodiscard]] int margin() const { return m_margin; }
+    void setMargin(int margin);
     [[nodiscard]] bool isDark() const;
     [[nodiscard]] bool hasReducedMotion() const;
     [[nodiscard]] QColor accentColor() const;
@@ -54,12 +61,15 @@ Q_SIGNALS:
     void summonPalette();
     void trustedChanged();
     void compositedChanged();
+    void marginChanged();
     void lookChanged();
 
 private:
+    void applyMargin();
     void readTrust();
 
     NativeWindow *m_window = nullptr;
     KeyOffer m_keyOffer;
+    int m_margin = 0;
     bool m_isTrusted;
 };

@@ -11,6 +11,14 @@
 
 #include <utility>
 
+namespace {
+QScreen *currentScreen(const QQuickWindow &window)
+{
+    QScreen *const pointed = QGuiApplication::screenAt(QCursor::pos());
+    return pointed ? pointed : window.screen();
+}
+} // namespace
+
 QuickNativeWindow::QuickNativeWindow(QQuickWindow &window, std::function<void()> made)
     : m_window(window), m_made(std::move(made))
 {
@@ -61,18 +69,23 @@ void QuickNativeWindow::close()
 
 QSize QuickNativeWindow::size() const
 {
-    return m_window.size();
+    return m_window.size().shrunkBy(margins());
 }
 
 QSize QuickNativeWindow::minimumSize() const
 {
-    return m_window.minimumSize();
+    return m_window.minimumSize().shrunkBy(margins());
+}
+
+QRect QuickNativeWindow::screen() const
+{
+    const QScreen *const screen = currentScreen(m_window);
+    return screen ? screen->geometry() : QRect();
 }
 
 QRect QuickNativeWindow::screenArea() const
 {
-    const QScreen *const pointed = QGuiApplication::screenAt(QCursor::pos());
-    const QScreen *const screen = pointed ? pointed : m_window.screen();
+    const QScreen *const screen = currentScreen(m_window);
     return screen ? screen->availableGeometry() : QRect();
 }
 
@@ -83,12 +96,25 @@ double QuickNativeWindow::scale() const
 
 void QuickNativeWindow::moveTo(QPoint corner)
 {
-    m_window.setPosition(corner);
+    m_window.setPosition(corner - QPoint(m_margin, m_margin));
 }
 
 void QuickNativeWindow::resize(QSize size)
 {
-    m_window.resize(size);
+    m_window.resize(size.grownBy(margins()));
+}
+
+void QuickNativeWindow::setMargin(int margin)
+{
+    const QSize visible = size();
+    const QSize smallest = minimumSize();
+    const QPoint corner = m_window.position() + QPoint(m_margin, m_margin);
+    m_margin = margin;
+    // Before the new size, which it would limit.
+    m_window.setMinimumSize(smallest.grownBy(margins()));
+    resize(visible);
+    if (m_window.isVisible())
+        moveTo(corner);
 }
 
 bool QuickNativeWindow::eventFilter(QObject *watched, QEvent *event)

@@ -2,6 +2,7 @@
 
 #include "platform/NativeWindow.h"
 
+#include <QMargins>
 #include <QObject>
 
 #include <functional>
@@ -30,14 +31,20 @@ public:
     void close() override;
     [[nodiscard]] QSize size() const override;
     [[nodiscard]] QSize minimumSize() const override;
+    [[nodiscard]] QRect screen() const override;
     [[nodiscard]] QRect screenArea() const override;
     [[nodiscard]] double scale() const override;
     void moveTo(QPoint corner) override;
     void resize(QSize size) override;
+    [[nodiscard]] int margin() const override { return m_margin; }
+    void setMargin(int margin) override;
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
+    [[nodiscard]] QMargins margins() const { return {m_margin, m_margin, m_margin, m_margin}; }
+
     QQuickWindow &m_window;
+    int m_margin = 0;
     const std::function<void()> m_made;
 };

@@ -26,6 +26,7 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
 {
     QGuiApplication::setQuitOnLastWindowClosed(
         AppDelegate::applicationShouldTerminateAfterLastWindowClosed());
+    shell().setIcon(views.drawIcon);
     QString problem;
     const auto listening = QObject::connect(&m_engine, &QQmlEngine::warnings, &m_engine,
                                             [&problem](const QList<QQmlError> &errors) {
@@ -34,6 +35,7 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
                                             });
     QVariantMap properties = views.prepare(m_engine, m_models, m_session);
     properties.insert(u"panel"_s, QVariant::fromValue(&m_panel));
+    properties.insert(u"flags"_s, QVariant::fromValue(shell().windowFlags()));
     m_engine.setInitialProperties(properties);
     m_engine.load(views.rootFile);
     QObject::disconnect(listening);
@@ -41,7 +43,6 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
     auto *const window = roots.isEmpty() ? nullptr : qobject_cast<QQuickWindow *>(roots.first());
     if (!window)
         throw PanelError(u"Quillon's panel cannot be shown: %1"_s.arg(problem));
-    window->setFlags(shell().windowFlags());
     m_window.emplace(*window, [this] { applyStyle(); });
     m_panel.setWindow(&*m_window);
     m_attention.emplace(m_session, *m_window, [this] { m_delegate.applicationWasStartedAgain(); });
@@ -72,6 +73,7 @@ void QuillonApp::applyStyle()
 {
     WindowStyler::make(*m_window);
     VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
+    shell().applyMargin(*m_window);
     if (m_attention)
         m_attention->windowWasMade();
 }

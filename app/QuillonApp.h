@@ -6,6 +6,7 @@
 #include "app/Panel.h"
 #include "app/QuickNativeWindow.h"
 #include "models/ModelManager.h"
+#include "platform/Shell.h"
 
 #include <QQmlApplicationEngine>
 #include <QString>
@@ -34,6 +35,7 @@ public:
     {
         QUrl rootFile;
         std::function<QVariantMap(QQmlEngine &, ModelManager &, AgentSession &)> prepare;
+        std::function<Shell::Picture(int side)> drawIcon = {}; ///< The application's icon.
     };
 
     /// Throws a PanelError if the views cannot be loaded.

@@ -26,6 +26,13 @@ public:
         question, ///< The task waits for the user's answer.
     };
 
+    /// A square picture.
+    struct Picture
+    {
+        int side = 0;
+        QList<quint32> pixels = {}; ///< 0xAARRGGBB, not premultiplied, in rows from the top.
+    };
+
     virtual ~Shell() = default;
 
     // Called before the toolkit starts.
@@ -46,6 +53,9 @@ public:
 
     // For the application.
 
+    /// Sets the icon of the application's windows, if the system does not know it from its files.
+    /// `draw` renders it with that number of pixels on each side.
+    virtual void setIcon(std::function<Picture(int side)> draw) = 0;
     /// Gives the application a place in the Dock or the task bar and a menu bar, if the system has
     /// one.
     virtual void setRegularPolicy() = 0;
@@ -56,6 +66,10 @@ public:
     virtual void activate() = 0;
     /// Hides the application's windows and returns the focus to the application that had it.
     virtual void hide() = 0;
+
+    /// Has a screen reader say the text, wherever its focus is. `element` is the toolkit's number
+    /// of a notification in the panel whose name is the text.
+    virtual void announce(const QString &text, quint32 element) = 0;
 
     // Its windows, in the order of add(). The owner of a window calls forget().
 
@@ -85,11 +99,11 @@ public:
     /// `chosen` on the main thread if the user activates it. Does nothing if the desktop has no
     /// notifications.
     virtual void notify(const QString &text, Urgency urgency, std::function<void()> chosen) = 0;
-    /// Removes the last notification. Shows a status icon in the desktop's panel, and calls
-    /// `clicked` on the main thread when the user clicks it. Does nothing if the desktop has no
-    /// such icons.
-    virtual void showStatusItem(std::function<void()> chosen) = 0;
+    /// Removes the last notification.
     virtual void withdrawNotification() = 0;
+    /// Shows a status icon in the desktop's panel, and calls `chosen` on the main thread when the
+    /// user clicks it. Does nothing if the desktop has no such icons.
+    virtual void showStatusItem(std::function<void()> chosen) = 0;
 
     // Composition.
 
@@ -97,7 +111,12 @@ public:
     [[nodiscard]] virtual bool isComposited() = 0;
     /// Whether what is behind is blurred, so that its texts are not mistaken for the window's.
     [[nodiscard]] virtual bool blursBehind() = 0;
-    /// Calls `changed` on the main thread when one of the two has changed. For one observer.
+    /// Whether a window has to draw its own shadow, in a margin that the window manager does not
+    /// count as a part of it.
+    [[nodiscard]] virtual bool wantsDrawnShadow() = 0;
+    /// Tells the window manager the margin of the window.
+    virtual void applyMargin(NativeWindow &window) = 0;
+    /// Calls `changed` on the main thread when one of the three has changed. For one observer.
     virtual void observeComposition(std::function<void()> changed) = 0;
 
 private:

@@ -11,6 +11,10 @@ Window {
     // Whether the application draws frame, corners and background.
     property bool frameless: false
 
+    function readFlags(): void {
+        frameless = (flags & Qt.FramelessWindowHint) !== 0;
+    }
+
     color: "transparent"
     height: 620
     minimumHeight: 460
@@ -18,7 +22,15 @@ Window {
     title: "Quillon"
     width: 720
 
-    onVisibleChanged: frameless = (flags & Qt.FramelessWindowHint) !== 0
+    Component.onCompleted: readFlags()
+    onVisibleChanged: readFlags()
+
+    // The space of the shadow. A window that fills the screen has none.
+    Binding {
+        property: "margin"
+        target: window.panel
+        value: window.frameless && window.panel.wantsDrawnShadow && (window.visibility === Window.Windowed || window.visibility === Window.Hidden) ? Theme.shadowMargin : 0
+    }
 
     Binding {
         property: "dark"
@@ -58,74 +70,98 @@ Window {
         onActivated: Qt.quit()
     }
 
-    Rectangle {
-        id: background
+    Announcement {
+        id: announcement
 
-        // Without a compositor, translucent pixels are black, also those of round corners. The
-        // background is translucent only with blur, because texts behind it would mix with ours.
-        readonly property bool isRound: window.frameless && window.panel.composited && window.visibility === Window.Windowed
+        objectName: "announcement"
+        session: window.session
+
+        Accessible.name: text
+        Accessible.role: Accessible.Notification
+    }
+
+    // What the user sees.
+    Item {
+        id: frame
 
         anchors.fill: parent
-        objectName: "background"
-        color: Qt.alpha(Theme.surface, !window.panel.blursBehind ? 1 : window.frameless ? Theme.translucency : 0)
-        radius: isRound ? Theme.windowRadius : 0
+        anchors.margins: window.panel.margin
+        objectName: "frame"
 
-        Loader {
-            id: mover
+        Shadow {
+            objectName: "windowShadow"
+            visible: window.panel.margin > 0
+        }
 
-            // If the system moves the window, it may consume the release of the button, and a
-            // handler that waits for it accepts no further drag. Disabling the handler ends its
-            // grab.
-            function renew() {
-                active = false;
-                active = true;
-            }
+        Rectangle {
+            id: background
+
+            // Without a compositor, translucent pixels are black, also those of round corners. The
+            // background is translucent only with blur, because texts behind it would mix with ours.
+            readonly property bool isRound: window.frameless && window.panel.composited && window.visibility === Window.Windowed
 
             anchors.fill: parent
-            objectName: "mover"
+            objectName: "background"
+            color: Qt.alpha(Theme.surface, !window.panel.blursBehind ? 1 : window.frameless ? Theme.translucency : 0)
+            radius: isRound ? Theme.windowRadius : 0
 
-            sourceComponent: Item {
-                DragHandler {
-                    target: null
+            Loader {
+                id: mover
 
-                    onActiveChanged: if (active) {
-                        window.startSystemMove(); // qmllint disable unqualified
-                        Qt.callLater(mover.renew);
+                // If the system moves the window, it may consume the release of the button, and a
+                // handler that waits for it accepts no further drag. Disabling the handler ends its
+                // grab.
+                function renew() {
+                    active = false;
+                    active = true;
+                }
+
+                anchors.fill: parent
+                objectName: "mover"
+
+                sourceComponent: Item {
+                    DragHandler {
+                        target: null
+
+                        onActiveChanged: if (active) {
+                            window.startSystemMove(); // qmllint disable unqualified
+                            Qt.callLater(mover.renew);
+                        }
                     }
                 }
             }
         }
-    }
 
-    ContentView {
-        anchors.fill: parent
-        models: window.models
-        panel: window.panel
-        session: window.session
-    }
+        ContentView {
+            anchors.fill: parent
+            models: window.models
+            panel: window.panel
+            session: window.session
+        }
 
-    Rectangle {
-        anchors.fill: parent
-        border.color: Theme.innerHairline
-        objectName: "windowHairline"
-        color: "transparent"
-        radius: background.radius
-        visible: window.frameless
-    }
+        Rectangle {
+            anchors.fill: parent
+            border.color: Theme.innerHairline
+            objectName: "windowHairline"
+            color: "transparent"
+            radius: background.radius
+            visible: window.frameless
+        }
 
-    WindowControls {
-        anchors.right: parent.right
-        anchors.rightMargin: 10
-        anchors.top: parent.top
-        anchors.topMargin: 8
-        panel: window.panel
-        visible: window.frameless
-    }
+        WindowControls {
+            anchors.right: parent.right
+            anchors.rightMargin: 10
+            anchors.top: parent.top
+            anchors.topMargin: 8
+            panel: window.panel
+            visible: window.frameless
+        }
 
-    WindowEdges {
-        anchors.fill: parent
-        objectName: "windowEdges"
-        visible: window.frameless
-        window: window
+        WindowEdges {
+            anchors.fill: parent
+            objectName: "windowEdges"
+            visible: window.frameless
+            window: window
+        }
     }
 }

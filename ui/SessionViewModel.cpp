@@ -32,6 +32,7 @@ SessionViewModel::SessionViewModel(AgentSession &session, QObject *parent)
     const auto showTurns = [this] {
         m_turns.setRecords(m_session.turns());
         Q_EMIT turnsChanged();
+        tellLines();
     };
     m_turns.setRecords(m_session.turns());
     connect(&m_session, &AgentSession::turnsChanged, this, showTurns);
@@ -105,6 +106,19 @@ void SessionViewModel::copyTurn(int row) const
     const QString text = m_turns.textOf(row);
     if (!text.isEmpty())
         QGuiApplication::clipboard()->setText(text);
+}
+
+void SessionViewModel::tellLines()
+{
+    if (!isRunning() || m_session.turns().isEmpty())
+        return;
+    QHash<QUuid, QString> lines;
+    for (const LogEntry &entry : m_session.turns().last().log) {
+        lines.insert(entry.id, entry.text);
+        if (m_told.value(entry.id) != entry.text)
+            Q_EMIT lineWritten(ShownText::plain(entry.text));
+    }
+    m_told = lines;
 }
 
 void SessionViewModel::showPreview()

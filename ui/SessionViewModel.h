@@ -2,9 +2,11 @@
 
 #include "ui/TurnsModel.h"
 
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QTimer>
+#include <QUuid>
 #include <QtQml/qqmlregistration.h>
 
 class AgentSession;
@@ -59,12 +61,16 @@ Q_SIGNALS:
     void statusChanged();
     void previewChanged();
     void pendingChanged();
+    /// A running task has written a line of its log, or changed one.
+    void lineWritten(const QString &text);
 
 private:
+    void tellLines();
     void showPreview();
 
     AgentSession &m_session;
     TurnsModel m_turns;
+    QHash<QUuid, QString> m_told; ///< The lines of the last turn by their ids.
     QString m_preview;
     QTimer m_previewPause;
 };

@@ -47,6 +47,7 @@ QtObject {
 
     readonly property int margin: 22
     readonly property int windowRadius: 14
+    readonly property int shadowMargin: 44
     readonly property int cardRadius: 12
     readonly property int controlRadius: 8
     readonly property int motion: reducedMotion ? 0 : 160

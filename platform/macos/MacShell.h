@@ -13,11 +13,14 @@ public:
     bool paintsInSoftware() const override { return false; }
     Qt::WindowFlags windowFlags() const override;
 
+    // The bundle has the icon.
+    void setIcon(std::function<Picture(int)>) override {}
     void setRegularPolicy() override;
     void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override;
     bool isActive() override;
     void activate() override;
     void hide() override;
+    void announce(const QString &text, quint32 element) override;
 
     bool isVisible(NativeWindow &window) override;
     bool isKey(NativeWindow &window) override;
@@ -37,5 +40,8 @@ public:
 
     bool isComposited() override { return true; }
     bool blursBehind() override { return true; }
+    // The system itself draws the shadow of every window.
+    bool wantsDrawnShadow() override { return false; }
+    void applyMargin(NativeWindow &) override {}
     void observeComposition(std::function<void()>) override {}
 };

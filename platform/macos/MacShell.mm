@@ -136,6 +136,16 @@ void MacShell::hide()
     [NSApp hide:nil];
 }
 
+void MacShell::announce(const QString &text, quint32)
+{
+    NSDictionary *const announcement = @{
+        NSAccessibilityAnnouncementKey : toCocoa(text),
+        NSAccessibilityPriorityKey : [NSNumber numberWithInteger:NSAccessibilityPriorityMedium]
+    };
+    NSAccessibilityPostNotificationWithUserInfo(
+        NSApp, NSAccessibilityAnnouncementRequestedNotification, announcement);
+}
+
 bool MacShell::isVisible(NativeWindow &window)
 {
     return view(window).window.isVisible;

@@ -13,6 +13,7 @@ private Q_SLOTS:
     void isRegisteredWithTheShellWhileItExists();
     void reportsEachCreationOfTheNativeWindow();
     void isShownUnlessItIsHiddenMinimisedOrClosed();
+    void theMarginIsNoPartOfWhatTheUserSees();
 };
 
 void tst_QuickNativeWindow::isRegisteredWithTheShellWhileItExists()
@@ -64,6 +65,32 @@ void tst_QuickNativeWindow::isShownUnlessItIsHiddenMinimisedOrClosed()
     QVERIFY(!panel.isShown());
     panel.show();
     QVERIFY(panel.isShown());
+}
+
+void tst_QuickNativeWindow::theMarginIsNoPartOfWhatTheUserSees()
+{
+    FakePlatform platform;
+    QQuickWindow window;
+    window.resize(720, 620);
+    window.setMinimumSize({640, 460});
+    QuickNativeWindow panel(window, [] {});
+    panel.setMargin(44);
+    QCOMPARE(panel.margin(), 44);
+    QCOMPARE(panel.size(), QSize(720, 620));
+    QCOMPARE(window.size(), QSize(808, 708));
+    QCOMPARE(panel.minimumSize(), QSize(640, 460));
+    QCOMPARE(window.minimumSize(), QSize(728, 548));
+    panel.moveTo({100, 50});
+    QCOMPARE(window.position(), QPoint(56, 6));
+    panel.show();
+    panel.resize({640, 500});
+    QCOMPARE(window.size(), QSize(728, 588));
+    // The visible part stays at its place.
+    panel.setMargin(0);
+    QCOMPARE(panel.size(), QSize(640, 500));
+    QCOMPARE(window.size(), QSize(640, 500));
+    QCOMPARE(window.minimumSize(), QSize(640, 460));
+    QCOMPARE(window.position(), QPoint(100, 50));
 }
 
 int main(int argc, char *argv[])

@@ -22,10 +22,13 @@ public:
     void close() override {}
     QSize size() const override { return {}; }
     QSize minimumSize() const override { return {}; }
+    QRect screen() const override { return {1920, 0, 1280, 800}; }
     QRect screenArea() const override { return {1920, 25, 1280, 700}; }
     double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
     void resize(QSize) override {}
+    int margin() const override { return 0; }
+    void setMargin(int) override {}
 
     QPoint corner;
 
@@ -47,6 +50,7 @@ private Q_SLOTS:
     void theApplicationIsActivatedAndHidden();
     void aClickInTheDockIsForwarded();
     void menuItemsCallTheirFunctions();
+    void aScreenReaderIsToldAText();
     void aWindowComesToTheFront();
     void aWindowIsCentredOnTheUsersScreen();
     void aWindowIsKeptAboveOthers();
@@ -104,6 +108,14 @@ void tst_MacShell::menuItemsCallTheirFunctions()
     FakeCocoa::chooseMenuItem(u"Clear History"_s);
     FakeCocoa::chooseMenuItem(u"Copy"_s);
     QCOMPARE(chosen, (QStringList{u"clear"_s, u"copy"_s}));
+}
+
+void tst_MacShell::aScreenReaderIsToldAText()
+{
+    m_shell.announce(u"Opening Safari"_s, 7);
+    QCOMPARE(
+        FakeCocoa::calls,
+        QStringList{u"AXAnnouncementRequested of the application: Opening Safari, priority 50"_s});
 }
 
 void tst_MacShell::aWindowComesToTheFront()

@@ -127,12 +127,16 @@ public:
     void close() override { isOnScreen = isFocused = false; }
     [[nodiscard]] QSize size() const override { return {720, 620}; }
     [[nodiscard]] QSize minimumSize() const override { return {640, 460}; }
-    [[nodiscard]] QRect screenArea() const override { return {0, 0, 1920, 1080}; }
+    [[nodiscard]] QRect screen() const override { return {0, 0, 1920, 1080}; }
+    [[nodiscard]] QRect screenArea() const override { return screen(); }
     [[nodiscard]] double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
     void resize(QSize) override {}
+    [[nodiscard]] int margin() const override { return ownMargin; }
+    void setMargin(int margin) override { ownMargin = margin; }
 
     QString name;
+    int ownMargin = 0;
     bool isOnScreen = false;
     bool isFocused = false;
     bool mayBecomeMain = true;
@@ -150,6 +154,7 @@ public:
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window; }
 
+    void setIcon(std::function<Picture(int)> draw) override { drawIcon = std::move(draw); }
     void setRegularPolicy() override { calls << u"regular"_s; }
     void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override
     {
@@ -168,6 +173,12 @@ public:
         isInFront = false;
         for (NativeWindow *const window : windows())
             window->hide();
+    }
+
+    void announce(const QString &text, quint32 element) override
+    {
+        calls << u"announce "_s + text;
+        announced = element;
     }
 
     bool isVisible(NativeWindow &window) override { return window.isShown(); }
@@ -208,15 +219,21 @@ public:
 
     bool isComposited() override { return hasCompositor; }
     bool blursBehind() override { return blurs; }
+    bool wantsDrawnShadow() override { return hasNoShadow; }
+    void applyMargin(NativeWindow &window) override
+    {
+        calls << u"margin %1 of %2"_s.arg(window.margin()).arg(fake(window).name);
+    }
     void observeComposition(std::function<void()> changed) override
     {
         m_compositionChanged = std::move(changed);
     }
 
-    void changeComposition(bool composited, bool blurred)
+    void changeComposition(bool composited, bool blurred, bool withoutShadow = false)
     {
         hasCompositor = composited;
         blurs = blurred;
+        hasNoShadow = withoutShadow;
         if (m_compositionChanged)
             m_compositionChanged();
     }
@@ -226,6 +243,9 @@ public:
     bool isInFront = false;
     bool hasCompositor = false;
     bool blurs = false;
+    bool hasNoShadow = false; ///< Windows have to draw their own shadows.
+    std::function<Picture(int)> drawIcon;
+    quint32 announced = 0;                     ///< The last element.
     std::function<void()> clickStatusItem;     ///< Set while there is one.
     std::function<void()> chooseNotification;  ///< What a click on the last one does.
     QMap<QString, std::function<void()>> menu; ///< The actions of the items by title.

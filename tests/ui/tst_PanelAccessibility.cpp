@@ -84,6 +84,7 @@ private Q_SLOTS:
 
     void looksToAScreenReaderAsItDid();
     void everyControlHasANameAndAPress();
+    void aScreenReaderIsToldOfNewLines();
     void aScreenReaderAnswersTheCard();
     void aScreenReaderChoosesAModel_data();
     void aScreenReaderChoosesAModel();
@@ -192,6 +193,35 @@ void tst_PanelAccessibility::everyControlHasANameAndAPress()
         }
     }
     QVERIFY(controls >= 8); // field, send, four suggestions, menu, two window buttons
+}
+
+void tst_PanelAccessibility::aScreenReaderIsToldOfNewLines()
+{
+    PanelScene scene;
+    const auto announced = [&] { return scene.platform.fakeShell.calls.filter(u"announce "_s); };
+    // A history that comes back is not new.
+    Turn turn{.command = u"Find the latest PDF"_s};
+    turn.log = {{.text = u"Searching Downloads"_s}};
+    scene.session->setTurns({turn});
+    scene.engine->holdGenerations();
+    scene.engine->addReplies({Say::listWindows, uR"({"action":"open_path","path":"~/Nowhere"})"_s,
+                              Say::done(u"All is <b>tidy</b>."_s)});
+    scene.submit(u"Tidy up"_s);
+    scene.engine->releaseGeneration();
+    QTRY_COMPARE(announced(), QStringList{u"announce Looking at open windows"_s});
+    scene.engine->stopHoldingGenerations();
+    QTRY_VERIFY(!scene.session->isRunning());
+    // A failed step is told again with the reason.
+    QTRY_VERIFY(announced().last().endsWith(u"All is <b>tidy</b>."));
+    const QString all = announced().join(u'\n');
+    QVERIFY(all.contains(u"Opening ~/Nowhere — Nothing exists at ~/Nowhere."_s));
+    QVERIFY(!all.contains(u"Searching Downloads"_s));
+    // The element has the text, for screen readers that ask for it.
+    QAccessibleInterface *const element =
+        QAccessible::accessibleInterface(scene.platform.fakeShell.announced);
+    QVERIFY(element);
+    QCOMPARE(element->role(), QAccessible::Notification);
+    QCOMPARE(u"announce "_s + element->text(QAccessible::Name), announced().last());
 }
 
 void tst_PanelAccessibility::aScreenReaderAnswersTheCard()

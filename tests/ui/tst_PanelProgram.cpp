@@ -8,6 +8,9 @@
 #include "tests/support/VirtualDesktop.h"
 #include "tests/support/Waiting.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
 #include <QDir>
 #include <QFile>
 #include <QGuiApplication>
@@ -20,7 +23,54 @@ using namespace Qt::StringLiterals;
 
 namespace {
 const QRect inTheMiddle(280, 90, 720, 620); // on a screen of 1280 by 800
+
+QVariant ask(const QDBusConnection &bus, const QDBusMessage &question)
+{
+    const QVariant answer = bus.call(question).arguments().value(0);
+    return answer.canConvert<QDBusVariant>() ? answer.value<QDBusVariant>().variant() : answer;
+}
 } // namespace
+
+/// Does what screen readers do with elements that appear.
+class ScreenReader final : public QObject
+{
+    Q_OBJECT
+
+public:
+    ScreenReader()
+        : m_bus(QDBusConnection::connectToBus(
+              ask(QDBusConnection::sessionBus(),
+                  QDBusMessage::createMethodCall(u"org.a11y.Bus"_s, u"/org/a11y/bus"_s,
+                                                 u"org.a11y.Bus"_s, u"GetAddress"_s))
+                  .toString(),
+              u"screen reader"_s))
+    {
+        m_bus.connect(QString(), QString(), u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s,
+                      this, SLOT(hear(QDBusMessage)));
+    }
+    ~ScreenReader() override { QDBusConnection::disconnectFromBus(u"screen reader"_s); }
+
+    QStringList spoken; ///< The role and the name of each element.
+
+private Q_SLOTS:
+    void hear(const QDBusMessage &event)
+    {
+        if (event.arguments().value(0) != u"showing"_s || event.arguments().value(1) != 1)
+            return;
+        const auto accessible = u"org.a11y.atspi.Accessible"_s;
+        const QString role =
+            ask(m_bus, QDBusMessage::createMethodCall(event.service(), event.path(), accessible,
+                                                      u"GetRoleName"_s))
+                .toString();
+        QDBusMessage name = QDBusMessage::createMethodCall(
+            event.service(), event.path(), u"org.freedesktop.DBus.Properties"_s, u"Get"_s);
+        name << accessible << u"Name"_s;
+        spoken << role + u": "_s + ask(m_bus, name).toString();
+    }
+
+private:
+    QDBusConnection m_bus;
+};
 
 class tst_PanelProgram : public QObject
 {
@@ -33,6 +83,7 @@ private Q_SLOTS:
     void cleanup();
 
     void performsATypedTask();
+    void tellsScreenReadersOfItsSteps();
     void performsARiskyStepThatIsAllowed();
     void aLongQuestionIsReadToItsEndFirst();
     void leavesARiskyStepThatIsDeclined();
@@ -133,6 +184,23 @@ void tst_PanelProgram::performsATypedTask()
     };
     QVERIFY(QTest::qWaitFor(isTaken, eventually));
     keepPicture(u"program-task"_s);
+}
+
+void tst_PanelProgram::tellsScreenReadersOfItsSteps()
+{
+    m_desktop.enableAccessibility();
+    ScreenReader reader;
+    start({R"({"action":"screenshot","save_to":"Documents"})",
+           R"({"action":"done","message":"The picture is there."})"});
+    type(u"take a picture"_s);
+    const auto isDone = [&] {
+        press(u"Return"_s);
+        return QTest::qWaitFor(
+            [&] { return reader.spoken.join(u'\n').contains(u"The picture is there."_s); }, 2000);
+    };
+    QVERIFY(QTest::qWaitFor(isDone, eventually));
+    QVERIFY(reader.spoken.first().startsWith(u"notification: "_s));
+    QVERIFY(reader.spoken.join(u'\n').contains(u"Taking a screenshot"_s));
 }
 
 void tst_PanelProgram::performsARiskyStepThatIsAllowed()

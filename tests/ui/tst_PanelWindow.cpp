@@ -1,4 +1,5 @@
 #include "tests/ui/PanelTest.h"
+#include "ui/Ui.h"
 
 #include <QSignalSpy>
 
@@ -17,6 +18,8 @@ private Q_SLOTS:
     void isTranslucentOverWhatIsBlurred();
     void stopsByItsKey();
     void isClearOverTheSystemsMaterial();
+    void drawsItsShadowIfTheSystemDoesNot();
+    void hasTheApplicationsIcon();
     void followsTheDesktopsLook();
     void canBeDraggedAgainWithoutTheButtonsRelease();
 };
@@ -112,6 +115,45 @@ void tst_PanelWindow::isClearOverTheSystemsMaterial()
     scene.platform.fakeShell.changeComposition(true, true);
     const QQuickItem &background = scene.item(u"background"_s);
     QCOMPARE(background.property("color").value<QColor>().alpha(), 0);
+}
+
+void tst_PanelWindow::drawsItsShadowIfTheSystemDoesNot()
+{
+    PanelScene scene;
+    QVERIFY(!scene.find(u"windowShadow"_s));
+    QCOMPARE(scene.frame.margin(), 0);
+    QCOMPARE(scene.item(u"frame"_s).position(), QPointF(0, 0));
+    scene.platform.fakeShell.changeComposition(true, false, true);
+    QVERIFY(scene.find(u"windowShadow"_s));
+    QCOMPARE(scene.frame.margin(), 44);
+    QCOMPARE(scene.platform.fakeShell.calls.last(), u"margin 44 of panel"_s);
+    QCOMPARE(scene.item(u"frame"_s).position(), QPointF(44, 44));
+    QCOMPARE(scene.item(u"background"_s).mapToScene(QPointF(0, 0)), QPointF(44, 44));
+    // All of the shadow is in the margin.
+    const QQuickItem &shadow = scene.item(u"windowShadow"_s);
+    const QRectF shaded = shadow.mapRectToScene(shadow.boundingRect());
+    QVERIFY(QRectF(QPointF(), scene.window->size()).contains(shaded));
+    QVERIFY(shaded.contains(QRectF(scene.item(u"background"_s).boundingRect().translated(44, 44))));
+    // A window that fills the screen has none.
+    scene.window->setWindowStates(Qt::WindowMaximized);
+    QTRY_COMPARE(scene.frame.margin(), 0);
+    QVERIFY(!scene.find(u"windowShadow"_s));
+    scene.window->setWindowStates(Qt::WindowNoState);
+    QTRY_COMPARE(scene.frame.margin(), 44);
+    scene.platform.fakeShell.changeComposition(false, false, false);
+    QCOMPARE(scene.frame.margin(), 0);
+
+    const PanelScene framed(PanelScene::Model::loaded, Qt::Window);
+    QVERIFY(!framed.find(u"windowShadow"_s));
+}
+
+void tst_PanelWindow::hasTheApplicationsIcon()
+{
+    const Shell::Picture icon = Ui::views().drawIcon(32);
+    QCOMPARE(icon.side, 32);
+    QCOMPARE(icon.pixels.size(), 32 * 32);
+    QCOMPARE(icon.pixels.first() >> 24, 0U); // the corners are round
+    QCOMPARE(icon.pixels[16 * 32 + 4] >> 24, 0xffU);
 }
 
 void tst_PanelWindow::followsTheDesktopsLook()

@@ -329,6 +329,19 @@ std::optional<DesktopEntry> DesktopEntry::at(const QString &location)
     return entry;
 }
 
+QString DesktopEntry::quoted(const QString &word)
+{
+    // Escapes backslashes twice, since the file's reader removes one level, and doubles per cent
+    // signs, which would begin a field code.
+    QString result;
+    for (const QChar character : word) {
+        if (u"\"`$\\"_s.contains(character))
+            result += character == u'\\' ? u"\\\\\\"_s : u"\\\\"_s;
+        result += character == u'%' ? u"%%"_s : QString(character);
+    }
+    return u'"' + result + u'"';
+}
+
 bool DesktopEntry::takesAddresses() const
 {
     return commandLine.contains("%u") || commandLine.contains("%U");

@@ -54,6 +54,9 @@ struct DesktopEntry
     /// Nothing if the file does not describe an application that can be started.
     [[nodiscard]] static std::optional<DesktopEntry> at(const QString &location);
 
+    /// The word as it has to be in the command line of an entry.
+    [[nodiscard]] static QString quoted(const QString &word);
+
     /// Whether it accepts addresses, not only paths.
     [[nodiscard]] bool takesAddresses() const;
 

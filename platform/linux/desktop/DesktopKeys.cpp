@@ -1,15 +1,22 @@
 #include "platform/linux/desktop/DesktopKeys.h"
 
 #include "platform/PlatformError.h"
+#include "platform/linux/desktop/DesktopEntry.h"
 #include "platform/linux/desktop/GObjectPtr.h"
 
 #include <QCoreApplication>
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusVariant>
+#include <QDir>
 #include <QFileInfo>
+#include <QList>
+#include <QSaveFile>
 #include <QStandardPaths>
 
+#include <algorithm>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -164,6 +171,91 @@ private:
     }
 };
 
+// A key as KDE's interface has it: up to four keys that are pressed one after the other.
+struct KeySequence
+{
+    QList<int> keys;
+};
+
+QDBusArgument &operator<<(QDBusArgument &argument, const KeySequence &sequence)
+{
+    argument.beginStructure();
+    argument << sequence.keys;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, KeySequence &sequence)
+{
+    argument.beginStructure();
+    argument >> sequence.keys;
+    argument.endStructure();
+    return argument;
+}
+
+// KDE binds keys to desktop entries in a folder of their own.
+class KdeKeys final : public Settings
+{
+public:
+    KdeKeys()
+    {
+        qDBusRegisterMetaType<KeySequence>();
+        qDBusRegisterMetaType<QList<KeySequence>>();
+    }
+
+    [[nodiscard]] bool isBound() override
+    {
+        return QFile::exists(entryPath()) && isKeyIn(ask(u"shortcutKeys"_s, {}));
+    }
+
+    void bind() override
+    {
+        QDir().mkpath(QFileInfo(entryPath()).path());
+        QSaveFile file(entryPath());
+        const QByteArray entry =
+            "[Desktop Entry]\nType=Application\nName=Quillon\nNoDisplay=true\n"
+            "StartupNotify=false\nX-KDE-GlobalAccel-CommandShortcut=true\n"
+            "Exec=" +
+            DesktopEntry::quoted(QCoreApplication::applicationFilePath()).toUtf8() + " --toggle\n";
+        if (!file.open(QIODevice::WriteOnly) || file.write(entry) != entry.size() || !file.commit())
+            fail(u"KDE"_s);
+        // Set it now and for the next logins, whatever was set before.
+        constexpr uint setPresent = 2;
+        constexpr uint doNotLoad = 4;
+        const QVariant wanted = QVariant::fromValue(QList<KeySequence>{{{key, 0, 0, 0}}});
+        (void)ask(u"doRegister"_s, {});
+        // Answers with the keys that are set now: none if another program has this one.
+        if (!isKeyIn(ask(u"setShortcutKeys"_s, {wanted, setPresent | doNotLoad})))
+            fail(u"KDE"_s);
+    }
+
+private:
+    static constexpr int key = 0x04000000 | 0x08000000 | 0x20; // Control, Alt, Space
+
+    static QString entryName() { return u"app.quillon.Quillon.toggle.desktop"_s; }
+
+    static QString entryPath()
+    {
+        return QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+               u"/kglobalaccel/"_s + entryName();
+    }
+
+    static bool isKeyIn(const QDBusMessage &reply)
+    {
+        const auto sequences = qdbus_cast<QList<KeySequence>>(reply.arguments().value(0));
+        return std::ranges::any_of(
+            sequences, [](const KeySequence &sequence) { return sequence.keys.value(0) == key; });
+    }
+
+    static QDBusMessage ask(const QString &method, const QVariantList &more)
+    {
+        const QStringList action{entryName(), u"_launch"_s, u"Quillon"_s, title};
+        return call(QDBusMessage::createMethodCall(u"org.kde.kglobalaccel"_s, u"/kglobalaccel"_s,
+                                                   u"org.kde.KGlobalAccel"_s, method),
+                    QVariantList{action} + more);
+    }
+};
+
 std::unique_ptr<Settings> settings()
 {
     const QStringList desktops = qEnvironmentVariable("XDG_CURRENT_DESKTOP").split(u':');
@@ -181,6 +273,8 @@ std::unique_ptr<Settings> settings()
     }
     if (desktops.contains(u"XFCE"_s))
         return std::make_unique<XfconfKeys>();
+    if (desktops.contains(u"KDE"_s))
+        return std::make_unique<KdeKeys>();
     return nullptr;
 }
 } // namespace

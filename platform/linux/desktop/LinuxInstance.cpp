@@ -1,5 +1,7 @@
 #include "platform/linux/desktop/LinuxInstance.h"
 
+#include "platform/linux/desktop/DesktopEntry.h"
+
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
@@ -48,24 +50,17 @@ bool LinuxInstance::claim(std::function<void(Request)> received)
 
 Instance::LoginItem LinuxInstance::loginItem(const QString &program, const QString &argument) const
 {
-    // Quotes the word. Escapes backslashes twice, since the file's reader removes one level, and
-    // doubles per cent signs, which would begin a field code.
-    QString word;
-    for (const QChar character : program) {
-        if (u"\"`$\\"_s.contains(character))
-            word += character == u'\\' ? u"\\\\\\"_s : u"\\\\"_s;
-        word += character == u'%' ? u"%%"_s : QString(character);
-    }
     const QString folder =
         QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) + u"/autostart/"_s;
-    return {folder + service + u".desktop"_s,
-            u"[Desktop Entry]\n"
-            "Type=Application\n"
-            "Name=Quillon\n"
-            "Icon=%1\n"
-            "Exec=\"%2\" %3\n"
-            "X-GNOME-Autostart-enabled=true\n"_s.arg(service, word, argument)
-                .toUtf8()};
+    return {
+        folder + service + u".desktop"_s,
+        u"[Desktop Entry]\n"
+        "Type=Application\n"
+        "Name=Quillon\n"
+        "Icon=%1\n"
+        "Exec=%2 %3\n"
+        "X-GNOME-Autostart-enabled=true\n"_s.arg(service, DesktopEntry::quoted(program), argument)
+            .toUtf8()};
 }
 
 bool LinuxInstance::runningOwnsHotKey()

@@ -1,13 +1,16 @@
 #include "platform/linux/desktop/StatusItem.h"
 
 #include <QCoreApplication>
+#include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusMetaType>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusServiceWatcher>
 #include <QStringList>
 #include <QVariantMap>
+#include <QtEndian>
 
 #include <utility>
 
@@ -30,13 +33,36 @@ QDBusMessage request(const QString &method)
 }
 } // namespace
 
-StatusItem::StatusItem(std::function<void()> chosen)
+QDBusArgument &operator<<(QDBusArgument &argument, const StatusPixmap &pixmap)
+{
+    argument.beginStructure();
+    argument << pixmap.width << pixmap.height << pixmap.bytes;
+    argument.endStructure();
+    return argument;
+}
+
+const QDBusArgument &operator>>(const QDBusArgument &argument, StatusPixmap &pixmap)
+{
+    argument.beginStructure();
+    argument >> pixmap.width >> pixmap.height >> pixmap.bytes;
+    argument.endStructure();
+    return argument;
+}
+
+StatusItem::StatusItem(const QList<Shell::Picture> &icon, std::function<void()> chosen)
     : m_chosen(std::move(chosen))
     , m_service(u"org.kde.StatusNotifierItem-%1-1"_s.arg(QCoreApplication::applicationPid()))
 {
     QDBusConnection bus = QDBusConnection::sessionBus();
     if (!bus.isConnected())
         return;
+    for (const Shell::Picture &picture : icon) {
+        QByteArray bytes(picture.pixels.size() * qsizetype(sizeof(quint32)), Qt::Uninitialized);
+        qToBigEndian<quint32>(picture.pixels.constData(), picture.pixels.size(), bytes.data());
+        m_icon.append({picture.side, picture.side, bytes});
+    }
+    qDBusRegisterMetaType<StatusPixmap>();
+    qDBusRegisterMetaType<StatusPixmaps>();
     bus.registerObject(itemPath, this,
                        QDBusConnection::ExportAllProperties |
                            QDBusConnection::ExportScriptableSlots);

@@ -1,11 +1,32 @@
 #pragma once
 
+#include "platform/Shell.h"
+
+#include <QByteArray>
+#include <QList>
+#include <QMetaType>
 #include <QObject>
 #include <QString>
 
 #include <functional>
 
+class QDBusArgument;
 class QDBusServiceWatcher;
+
+/// A picture as the interface has it: its size, and its pixels as bytes in the order alpha, red,
+/// green, blue.
+struct StatusPixmap
+{
+    int width = 0;
+    int height = 0;
+    QByteArray bytes;
+};
+using StatusPixmaps = QList<StatusPixmap>;
+Q_DECLARE_METATYPE(StatusPixmap)
+Q_DECLARE_METATYPE(StatusPixmaps)
+
+QDBusArgument &operator<<(QDBusArgument &argument, const StatusPixmap &pixmap);
+const QDBusArgument &operator>>(const QDBusArgument &argument, StatusPixmap &pixmap);
 
 /// The program's status icon, by org.kde.StatusNotifierItem. On a desktop without a panel for such
 /// icons, it is shown once one starts. Main thread; does not block.
@@ -18,10 +39,12 @@ class StatusItem final : public QObject
     Q_PROPERTY(QString Title READ title CONSTANT)
     Q_PROPERTY(QString Status READ status CONSTANT)
     Q_PROPERTY(QString IconName READ iconName CONSTANT)
+    Q_PROPERTY(StatusPixmaps IconPixmap READ iconPixmap CONSTANT)
     Q_PROPERTY(bool ItemIsMenu READ isMenu CONSTANT)
 
 public:
-    explicit StatusItem(std::function<void()> chosen);
+    /// `icon` is shown on desktops where the icon is not among the installed ones.
+    StatusItem(const QList<Shell::Picture> &icon, std::function<void()> chosen);
     ~StatusItem() override;
 
     [[nodiscard]] static QString category();
@@ -29,6 +52,7 @@ public:
     [[nodiscard]] static QString title();
     [[nodiscard]] static QString status();
     [[nodiscard]] static QString iconName();
+    [[nodiscard]] const StatusPixmaps &iconPixmap() const { return m_icon; }
     /// False, so that a click on the icon calls Activate().
     [[nodiscard]] static bool isMenu() { return false; }
 
@@ -42,6 +66,7 @@ public Q_SLOTS:
 private:
     void announce() const;
 
+    StatusPixmaps m_icon;
     const std::function<void()> m_chosen;
     const QString m_service; ///< The item's own name on the bus.
     QDBusServiceWatcher *m_panels = nullptr;

@@ -9,12 +9,21 @@
 #include "platform/linux/x11/Xcb.h"
 
 #include <QByteArrayView>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QVariantMap>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <utility>
+#include <vector>
+
+using namespace Qt::StringLiterals;
 
 namespace {
 // How long the server may take to accept a first connection.
@@ -22,6 +31,10 @@ constexpr std::chrono::milliseconds serverLimit{5000};
 
 // The radius of the panel's corners.
 constexpr double cornerRadius = 14;
+
+// The sizes of icons that task bars, lists of windows and panels show, at scales up to 2.
+constexpr std::array windowIconSides{16, 24, 32, 48, 64, 128};
+constexpr std::array statusIconSides{16, 22, 24, 32, 48};
 
 xcb_window_t windowId(NativeWindow &window)
 {
@@ -84,11 +97,13 @@ public:
     bool paintsInSoftware() const override { return true; }
     Qt::WindowFlags windowFlags() const override { return Qt::Window | Qt::FramelessWindowHint; }
 
+    void setIcon(std::function<Picture(int)> draw) override;
     void setRegularPolicy() override;
     void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override;
     bool isActive() override;
     void activate() override;
     void hide() override;
+    void announce(const QString &text, quint32 element) override;
 
     bool isVisible(NativeWindow &window) override;
     bool isKey(NativeWindow &window) override;
@@ -105,17 +120,22 @@ public:
 
     bool isComposited() override;
     bool blursBehind() override;
+    bool wantsDrawnShadow() override;
+    void applyMargin(NativeWindow &window) override;
     void observeComposition(std::function<void()> changed) override;
 
 private:
     /// The session with the X server, if there is one.
     ShellSession *session();
+    /// The part of the user's current screen without bars, in the toolkit's units.
+    QRect freeArea(NativeWindow &window);
 
     const LinuxHotKey &m_hotKey;
     quint32 m_usedPress = 0; ///< The time of the hot key's press that was handled.
     quint32 m_userTime = 0;  ///< The time of the user's action; 0 if unknown.
     std::optional<std::unique_ptr<ShellSession>> m_session; ///< Set after the first attempt.
     std::function<void()> m_compositionChanged;
+    std::function<Picture(int)> m_drawIcon;
     DesktopNotice m_notice;
     std::optional<StatusItem> m_statusItem;
 };
@@ -165,6 +185,11 @@ void LinuxShell::observeReopening(std::function<void(bool)>)
     // The desktop starts the program again, which sends a request to this process.
 }
 
+void LinuxShell::setIcon(std::function<Picture(int)> draw)
+{
+    m_drawIcon = std::move(draw);
+}
+
 void LinuxShell::setRegularPolicy()
 {
     // An application with a normal window is a regular one here.
@@ -208,6 +233,20 @@ void LinuxShell::hide()
     }
 }
 
+void LinuxShell::announce(const QString &, quint32 element)
+{
+    // The toolkit's connection, since screen readers ask the sender for the element. They speak a
+    // notification that appears; only later ones know the signal for announcements.
+    const QDBusConnection bus(u"a11y"_s);
+    if (!bus.isConnected())
+        return;
+    QDBusMessage signal =
+        QDBusMessage::createSignal(u"/org/a11y/atspi/accessible/%1"_s.arg(element),
+                                   u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s);
+    signal << u"showing"_s << 1 << 0 << QVariant::fromValue(QDBusVariant(0)) << QVariantMap();
+    bus.send(signal);
+}
+
 bool LinuxShell::isVisible(NativeWindow &window)
 {
     return window.isShown();
@@ -236,9 +275,31 @@ void LinuxShell::makeKeyAndOrderFront(NativeWindow &window)
         current->bringForward(windowId(window), m_userTime, !wasShown);
 }
 
+QRect LinuxShell::freeArea(NativeWindow &window)
+{
+    const QRect available = window.screenArea();
+    ShellSession *const current = session();
+    if (!current)
+        return available;
+    // The toolkit knows the work area only of a single screen, and not all window managers announce
+    // it. Only the corner of a screen is in pixels.
+    const QRect screen = window.screen();
+    const double scale = window.scale();
+    const QRect pixels(screen.topLeft(), screen.size() * scale);
+    const QRect free = current->withoutBars(pixels);
+    const QPoint start = free.topLeft() - pixels.topLeft();
+    const QPoint end = start + QPoint(free.width(), free.height());
+    const QPoint first(static_cast<int>(std::ceil(start.x() / scale)),
+                       static_cast<int>(std::ceil(start.y() / scale)));
+    const QPoint last(static_cast<int>(std::floor(end.x() / scale)),
+                      static_cast<int>(std::floor(end.y() / scale)));
+    return available.intersected(
+        QRect(screen.topLeft() + first, QSize(last.x() - first.x(), last.y() - first.y())));
+}
+
 void LinuxShell::center(NativeWindow &window)
 {
-    const QRect area = window.screenArea();
+    const QRect area = freeArea(window);
     const QSize fitting = window.size().boundedTo(area.size()).expandedTo(window.minimumSize());
     if (!area.isEmpty() && fitting != window.size())
         window.resize(fitting);
@@ -249,16 +310,25 @@ void LinuxShell::center(NativeWindow &window)
     window.moveTo(place.topLeft());
 }
 
-void LinuxShell::style(NativeWindow &)
+void LinuxShell::style(NativeWindow &window)
 {
-    // The window flags have that effect.
+    // The window flags make it a panel.
+    ShellSession *const current = session();
+    if (!current || !m_drawIcon)
+        return;
+    std::vector<uint32_t> icon;
+    for (const int side : windowIconSides) {
+        const Picture picture = m_drawIcon(side);
+        icon.insert(icon.end(), 2, static_cast<uint32_t>(side));
+        icon.insert(icon.end(), picture.pixels.begin(), picture.pixels.end());
+    }
+    current->setIcon(windowId(window), icon);
 }
 
 void LinuxShell::placeMaterialBehind(NativeWindow &window, Material)
 {
     if (ShellSession *const current = session())
-        current->blurBehind(windowId(window), window.size() * window.scale(),
-                            cornerRadius * window.scale());
+        current->blurBehind(windowId(window), cornerRadius * window.scale());
 }
 
 void LinuxShell::keepAbove(NativeWindow &window, bool isAbove)
@@ -283,7 +353,10 @@ void LinuxShell::notify(const QString &text, Urgency urgency, std::function<void
 
 void LinuxShell::showStatusItem(std::function<void()> chosen)
 {
-    m_statusItem.emplace(std::move(chosen));
+    QList<Picture> icon;
+    if (m_drawIcon)
+        std::ranges::transform(statusIconSides, std::back_inserter(icon), m_drawIcon);
+    m_statusItem.emplace(icon, std::move(chosen));
 }
 
 void LinuxShell::withdrawNotification()
@@ -295,6 +368,18 @@ bool LinuxShell::blursBehind()
 {
     ShellSession *const current = session();
     return current && current->blursBehind();
+}
+
+bool LinuxShell::wantsDrawnShadow()
+{
+    ShellSession *const current = session();
+    return current && current->isComposited() && current->knowsFrameMargins();
+}
+
+void LinuxShell::applyMargin(NativeWindow &window)
+{
+    if (ShellSession *const current = session())
+        current->setMargin(windowId(window), qRound(window.margin() * window.scale()));
 }
 
 bool LinuxShell::isComposited()

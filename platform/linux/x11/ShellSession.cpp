@@ -7,18 +7,20 @@
 #include <utility>
 #include <vector>
 
+#include <xcb/shape.h>
 #include <xcb/xfixes.h>
 
 namespace {
 constexpr xcb_window_t noWindow = XCB_WINDOW_NONE;
 
 // A rectangle with round corners as a list of rectangles: x, y, width and height each.
-std::vector<uint32_t> roundedRegion(QSize size, double radius)
+std::vector<uint32_t> roundedRegion(QRect area, double radius)
 {
+    const QSize size = area.size();
     const auto rows = std::min(static_cast<int>(std::ceil(radius)), size.height() / 2);
     std::vector<uint32_t> region;
     const auto add = [&](int x, int y, int width, int height) {
-        for (const int number : {x, y, width, height})
+        for (const int number : {area.x() + x, area.y() + y, width, height})
             region.push_back(static_cast<uint32_t>(std::max(number, 0)));
     };
     for (int row = 0; row < rows; ++row) {
@@ -30,6 +32,48 @@ std::vector<uint32_t> roundedRegion(QSize size, double radius)
     }
     add(0, rows, size.width(), size.height() - 2 * rows);
     return region;
+}
+
+// The area that a bar at an edge of the root window reserves there, from the property
+// _NET_WM_STRUT_PARTIAL: the widths at the four edges, and the beginning and the end of each.
+QList<QRect> reservedAreas(std::span<const uint32_t> strut, QSize root)
+{
+    if (strut.size() < 12)
+        return {};
+    const auto number = [&](size_t index) { return static_cast<int>(strut[index]); };
+    const auto span = [](int first, int last) { return std::max(last - first + 1, 0); };
+    QList<QRect> areas;
+    if (number(0) > 0)
+        areas << QRect(0, number(4), number(0), span(number(4), number(5)));
+    if (number(1) > 0) {
+        areas << QRect(root.width() - number(1), number(6), number(1), span(number(6), number(7)));
+    }
+    if (number(2) > 0)
+        areas << QRect(number(8), 0, span(number(8), number(9)), number(2));
+    if (number(3) > 0) {
+        areas << QRect(number(10), root.height() - number(3), span(number(10), number(11)),
+                       number(3));
+    }
+    return areas;
+}
+
+// The larger part of the screen beside the bar.
+QRect beside(QRect screen, QRect bar)
+{
+    const QRect covered = screen.intersected(bar);
+    if (covered.isEmpty())
+        return screen;
+    QRect above = screen;
+    above.setBottom(covered.top() - 1);
+    QRect below = screen;
+    below.setTop(covered.bottom() + 1);
+    QRect before = screen;
+    before.setRight(covered.left() - 1);
+    QRect after = screen;
+    after.setLeft(covered.right() + 1);
+    return std::ranges::max({above, below, before, after}, {}, [](QRect part) {
+        return part.isValid() ? part.width() * part.height() : 0;
+    });
 }
 } // namespace
 
@@ -111,12 +155,54 @@ void ShellSession::giveBackAfter(xcb_window_t window)
     m_activating = noWindow;
 }
 
-void ShellSession::blurBehind(xcb_window_t window, QSize size, double cornerRadius)
+void ShellSession::blurBehind(xcb_window_t window, double cornerRadius)
 {
-    m_blurred = window;
+    m_described = window;
     m_cornerRadius = cornerRadius;
     watch(window);
-    describeBlur(size);
+    describe(sizeOf(window));
+}
+
+void ShellSession::setMargin(xcb_window_t window, int margin)
+{
+    m_described = window;
+    m_margin = margin;
+    watch(window);
+    describe(sizeOf(window));
+}
+
+void ShellSession::setIcon(xcb_window_t window, const std::vector<uint32_t> &icon)
+{
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window, m_ewmh._NET_WM_ICON,
+                        XCB_ATOM_CARDINAL, 32, static_cast<uint32_t>(icon.size()), icon.data());
+    m_events->flush();
+}
+
+QRect ShellSession::withoutBars(QRect screen)
+{
+    std::vector<xcb_window_t> windows;
+    xcb_ewmh_get_windows_reply_t list{};
+    const auto cookie = xcb_ewmh_get_client_list(&m_ewmh, m_events->screen());
+    if (xcb_ewmh_get_client_list_reply(&m_ewmh, cookie, &list, nullptr)) {
+        windows.assign(list.windows, list.windows + list.windows_len);
+        xcb_ewmh_get_windows_reply_wipe(&list);
+    }
+    std::vector<xcb_get_property_cookie_t> struts;
+    struts.reserve(windows.size());
+    for (const xcb_window_t window : windows) {
+        struts.push_back(xcb_get_property(connection(), 0, window, m_ewmh._NET_WM_STRUT_PARTIAL,
+                                          XCB_ATOM_CARDINAL, 0, 12));
+    }
+    const QSize root = sizeOf(m_events->root());
+    for (const xcb_get_property_cookie_t strut : struts) {
+        const XcbReply<xcb_get_property_reply_t> reply(
+            xcb_get_property_reply(connection(), strut, nullptr));
+        const auto numbers = Xcb::numbers(reply.get(), XCB_ATOM_CARDINAL);
+        for (const QRect bar : reservedAreas(numbers, root))
+            screen = beside(screen, bar);
+    }
+    m_events->flush();
+    return screen;
 }
 
 bool ShellSession::start()
@@ -124,15 +210,18 @@ bool ShellSession::start()
     const QByteArray managerName = "_NET_WM_CM_S" + QByteArray::number(m_events->screen());
     const auto managerCookie = intern(managerName);
     const auto blurCookie = intern("_KDE_NET_WM_BLUR_BEHIND_REGION");
+    const auto marginsCookie = intern("_GTK_FRAME_EXTENTS");
     xcb_intern_atom_cookie_t *const atoms = xcb_ewmh_init_atoms(connection(), &m_ewmh);
     if (!xcb_ewmh_init_atoms_replies(&m_ewmh, atoms, nullptr) ||
         m_events->screen() >= m_ewmh.nb_screens)
         return false;
     m_manager = interned(managerCookie);
     m_blur = interned(blurCookie);
+    m_frameMargins = interned(marginsCookie);
     followCompositor();
     m_isComposited = hasCompositor();
     m_blursBehind = announcesBlur();
+    m_knowsFrameMargins = listsFrameMargins();
     m_events->flush();
     return m_manager != XCB_ATOM_NONE && m_blur != XCB_ATOM_NONE;
 }
@@ -159,7 +248,7 @@ void ShellSession::followCompositor()
         return;
     m_selectionEvent = extension->first_event + XCB_XFIXES_SELECTION_NOTIFY;
     const XcbReply<xcb_xfixes_query_version_reply_t> version(xcb_xfixes_query_version_reply(
-        connection(), xcb_xfixes_query_version(connection(), 1, 0), nullptr));
+        connection(), xcb_xfixes_query_version(connection(), 2, 0), nullptr));
     xcb_xfixes_select_selection_input(connection(), m_events->root(), m_manager,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
@@ -184,7 +273,8 @@ void ShellSession::handle(const xcb_generic_event_t &event)
         if (window == m_above)
             keepAbove(window, true);
     } else if (type == XCB_PROPERTY_NOTIFY) {
-        if (reinterpret_cast<const xcb_property_notify_event_t &>(event).atom == m_blur)
+        const auto atom = reinterpret_cast<const xcb_property_notify_event_t &>(event).atom;
+        if (atom == m_blur || atom == m_ewmh._NET_SUPPORTED)
             readComposition(m_isComposited);
     } else if (type == XCB_FOCUS_IN) {
         const auto &change = reinterpret_cast<const xcb_focus_in_event_t &>(event);
@@ -201,8 +291,8 @@ void ShellSession::handle(const xcb_generic_event_t &event)
     } else if (type == XCB_CONFIGURE_NOTIFY) {
         const auto &change = reinterpret_cast<const xcb_configure_notify_event_t &>(event);
         const QSize size(change.width, change.height);
-        if (change.window == m_blurred && size != m_blurredSize)
-            describeBlur(size);
+        if (change.window == m_described && size != m_describedSize)
+            describe(size);
     } else if (type == m_selectionEvent) {
         const auto owner =
             reinterpret_cast<const xcb_xfixes_selection_notify_event_t &>(event).owner;
@@ -219,13 +309,28 @@ bool ShellSession::announcesBlur() const
     return reply && reply->type != XCB_ATOM_NONE;
 }
 
+bool ShellSession::listsFrameMargins()
+{
+    xcb_ewmh_get_atoms_reply_t list{};
+    const auto cookie = xcb_ewmh_get_supported(&m_ewmh, m_events->screen());
+    if (!xcb_ewmh_get_supported_reply(&m_ewmh, cookie, &list, nullptr))
+        return false;
+    const bool isListed =
+        std::ranges::count(std::span(list.atoms, list.atoms_len), m_frameMargins) > 0;
+    xcb_ewmh_get_atoms_reply_wipe(&list);
+    return isListed;
+}
+
 void ShellSession::readComposition(bool isComposited)
 {
     const bool announces = announcesBlur();
+    const bool lists = listsFrameMargins();
     m_events->flush();
-    const bool isOther = isComposited != m_isComposited || announces != m_blursBehind;
+    const bool isOther = isComposited != m_isComposited || announces != m_blursBehind ||
+                         lists != m_knowsFrameMargins;
     m_isComposited = isComposited;
     m_blursBehind = announces;
+    m_knowsFrameMargins = lists;
     if (isOther)
         m_compositionChanged();
 }
@@ -261,12 +366,39 @@ void ShellSession::sendConfigureNotify(xcb_window_t window)
     m_events->flush();
 }
 
-void ShellSession::describeBlur(QSize size)
+QSize ShellSession::sizeOf(xcb_window_t window) const
 {
-    m_blurredSize = size;
-    const std::vector<uint32_t> region = roundedRegion(size, m_cornerRadius);
-    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, m_blurred, m_blur, XCB_ATOM_CARDINAL,
+    const XcbReply<xcb_get_geometry_reply_t> reply(
+        xcb_get_geometry_reply(connection(), xcb_get_geometry(connection(), window), nullptr));
+    return reply ? QSize(reply->width, reply->height) : QSize();
+}
+
+void ShellSession::describe(QSize size)
+{
+    m_describedSize = size;
+    const QRect inside = QRect(QPoint(), size).adjusted(m_margin, m_margin, -m_margin, -m_margin);
+    const std::vector<uint32_t> region = roundedRegion(inside, m_cornerRadius);
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, m_described, m_blur, XCB_ATOM_CARDINAL,
                         32, static_cast<uint32_t>(region.size()), region.data());
+
+    const auto margin = static_cast<uint32_t>(m_margin);
+    const std::array margins{margin, margin, margin, margin};
+    // Without the property, window managers apply their own rules to the window.
+    if (m_margin > 0) {
+        xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, m_described, m_frameMargins,
+                            XCB_ATOM_CARDINAL, 32, margins.size(), margins.data());
+    } else {
+        xcb_delete_property(connection(), m_described, m_frameMargins);
+    }
+    const xcb_rectangle_t area{static_cast<int16_t>(inside.x()), static_cast<int16_t>(inside.y()),
+                               static_cast<uint16_t>(inside.width()),
+                               static_cast<uint16_t>(inside.height())};
+    const xcb_xfixes_region_t clickable = xcb_generate_id(connection());
+    xcb_xfixes_create_region(connection(), clickable, 1, &area);
+    xcb_xfixes_set_window_shape_region(
+        connection(), m_described, XCB_SHAPE_SK_INPUT, 0, 0,
+        m_margin > 0 ? clickable : static_cast<xcb_xfixes_region_t>(XCB_XFIXES_REGION_NONE));
+    xcb_xfixes_destroy_region(connection(), clickable);
     m_events->flush();
 }
 

@@ -2,11 +2,13 @@
 
 #include "platform/linux/x11/X11Events.h"
 
+#include <QRect>
 #include <QSize>
 
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 #include <xcb/xcb_ewmh.h>
 
@@ -15,8 +17,8 @@
 class ShellSession
 {
 public:
-    /// Calls `compositionChanged` when isComposited() or blursBehind() has changed. Null if there
-    /// is no server.
+    /// Calls `compositionChanged` when isComposited(), blursBehind() or knowsFrameMargins() has
+    /// changed. Null if there is no server.
     [[nodiscard]] static std::unique_ptr<ShellSession>
     open(std::function<void()> compositionChanged);
     ~ShellSession();
@@ -50,8 +52,21 @@ public:
     /// Returns the focus to the previous window once this one is unmapped.
     void giveBackAfter(xcb_window_t window);
 
-    /// Requests blur behind the window, except behind its round corners. In pixels.
-    void blurBehind(xcb_window_t window, QSize size, double cornerRadius);
+    /// Requests blur behind the window, except behind its round corners and its margin. In pixels.
+    void blurBehind(xcb_window_t window, double cornerRadius);
+
+    /// Whether the window manager does not count a margin of a window as a part of it.
+    [[nodiscard]] bool knowsFrameMargins() const { return m_knowsFrameMargins; }
+
+    /// The window's margin in pixels: the window manager does not count it, and the mouse passes
+    /// through it.
+    void setMargin(xcb_window_t window, int margin);
+
+    /// The window's icon in several sizes, as the property _NET_WM_ICON has it.
+    void setIcon(xcb_window_t window, const std::vector<uint32_t> &icon);
+
+    /// The part of a screen, in pixels, that no bar at its edges reserves.
+    [[nodiscard]] QRect withoutBars(QRect screen);
 
 private:
     explicit ShellSession(std::function<void()> compositionChanged);
@@ -68,7 +83,9 @@ private:
     void changeState(xcb_window_t window, xcb_ewmh_wm_state_action_t action, xcb_atom_t state);
     void handle(const xcb_generic_event_t &event);
     void sendConfigureNotify(xcb_window_t window);
-    void describeBlur(QSize size);
+    [[nodiscard]] bool listsFrameMargins();
+    void describe(QSize size);
+    [[nodiscard]] QSize sizeOf(xcb_window_t window) const;
     void requestFocus(xcb_window_t window);
     void retryActivation();
     void giveFocusBack();
@@ -78,12 +95,15 @@ private:
     xcb_ewmh_connection_t m_ewmh{};
     xcb_atom_t m_manager = XCB_ATOM_NONE; ///< The compositor's selection.
     xcb_atom_t m_blur = XCB_ATOM_NONE;
-    xcb_window_t m_blurred = XCB_WINDOW_NONE;
-    QSize m_blurredSize;
+    xcb_atom_t m_frameMargins = XCB_ATOM_NONE;
+    xcb_window_t m_described = XCB_WINDOW_NONE; ///< The window with the blur and the margin.
+    QSize m_describedSize;
     double m_cornerRadius = 0; ///< In pixels.
+    int m_margin = 0;          ///< In pixels.
     int m_selectionEvent = -1;
     bool m_isComposited = false;
     bool m_blursBehind = false;
+    bool m_knowsFrameMargins = false;
     xcb_window_t m_above = XCB_WINDOW_NONE;
     quint32 m_userTime = XCB_CURRENT_TIME;
     xcb_window_t m_previous = XCB_WINDOW_NONE;   ///< The window that had the focus before ours.

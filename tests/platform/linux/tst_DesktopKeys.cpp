@@ -1,4 +1,4 @@
-// The settings for keys of three desktops: their own schemas and their own server.
+// The settings for keys of four desktops: their own schemas and their own servers.
 
 #include "platform/PlatformError.h"
 #include "platform/linux/desktop/DesktopKeys.h"
@@ -9,6 +9,7 @@
 
 #include <QDBusArgument>
 #include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
@@ -93,6 +94,7 @@ private Q_SLOTS:
     void gnomeBindsAKeyOfItsList();
     void mateBindsAKeyOfItsFolder();
     void xfceBindsAKeyOfItsChannel();
+    void kdeBindsAKeyToAnEntryOfItsOwn();
     void otherDesktopsAreNotTouched_data();
     void otherDesktopsAreNotTouched();
     void theCommandIsThisPrograms();
@@ -160,6 +162,29 @@ void tst_DesktopKeys::xfceBindsAKeyOfItsChannel()
     QCOMPARE(output(u"xfconf-query"_s, {u"-c"_s, u"xfce4-keyboard-shortcuts"_s, u"-p"_s,
                                         u"/commands/custom/<Primary><Alt>space"_s}),
              DesktopKeys::toggleCommand());
+}
+
+void tst_DesktopKeys::kdeBindsAKeyToAnEntryOfItsOwn()
+{
+    qputenv("XDG_CURRENT_DESKTOP", "KDE");
+    QVERIFY(DesktopKeys::canBind());
+    QVERIFY(!DesktopKeys::isBound());
+    // Without the service, nothing is bound.
+    QVERIFY_THROWS_EXCEPTION(PlatformError, DesktopKeys::bind());
+    m_desktop->start(u"kglobalaccel5"_s, {});
+    QDBusConnectionInterface &bus = *QDBusConnection::sessionBus().interface();
+    QTRY_VERIFY(bus.isServiceRegistered(u"org.kde.kglobalaccel"_s).value());
+    QVERIFY(!DesktopKeys::isBound());
+    DesktopKeys::bind();
+    QVERIFY(DesktopKeys::isBound());
+    const QByteArray entry =
+        m_desktop->read(u".local/share/kglobalaccel/app.quillon.Quillon.toggle.desktop"_s);
+    QVERIFY(entry.contains("\nExec=\"" + QCoreApplication::applicationFilePath().toUtf8() +
+                           "\" --toggle\n"));
+    QVERIFY(entry.contains("\nX-KDE-GlobalAccel-CommandShortcut=true\n"));
+    QTRY_VERIFY(m_desktop->read(u".config/kglobalshortcutsrc"_s)
+                    .contains("[app.quillon.Quillon.toggle.desktop]\n"
+                              "_k_friendly_name=Quillon\n_launch=Ctrl+Alt+Space,"));
 }
 
 void tst_DesktopKeys::otherDesktopsAreNotTouched_data()
@@ -246,7 +271,8 @@ void tst_DesktopKeys::anIconIsShownAsSoonAsThereIsAPanel()
 {
     TestPanel panel;
     panel.start();
-    const StatusItem item([] {});
+    const QList<Shell::Picture> icon{{1, {0x80102030}}, {2, {1, 2, 3, 0xff000004}}};
+    const StatusItem item(icon, [] {});
     QTRY_COMPARE(panel.items.size(), 1);
     // A panel that crashes starts again and knows of no items.
     panel.end();
@@ -266,6 +292,13 @@ void tst_DesktopKeys::anIconIsShownAsSoonAsThereIsAPanel()
     QCOMPARE(properties[u"Status"_s], u"Active"_s);
     QCOMPARE(properties[u"IconName"_s], u"app.quillon.Quillon"_s);
     QCOMPARE(properties[u"ItemIsMenu"_s], false);
+    const auto pixmaps = qdbus_cast<StatusPixmaps>(properties[u"IconPixmap"_s]);
+    QCOMPARE(pixmaps.size(), 2);
+    QCOMPARE(pixmaps[0].width, 1);
+    QCOMPARE(pixmaps[0].height, 1);
+    QCOMPARE(pixmaps[0].bytes, "\x80\x10\x20\x30"_ba);
+    QCOMPARE(pixmaps[1].width, 2);
+    QCOMPARE(pixmaps[1].bytes, QByteArray("\0\0\0\1\0\0\0\2\0\0\0\3\xff\0\0\4", 16));
 }
 
 void tst_DesktopKeys::aClickOnTheIconIsHeard()
@@ -273,7 +306,7 @@ void tst_DesktopKeys::aClickOnTheIconIsHeard()
     TestPanel panel;
     panel.start();
     int clicks = 0;
-    const StatusItem item([&clicks] { ++clicks; });
+    const StatusItem item({}, [&clicks] { ++clicks; });
     QTRY_COMPARE(panel.items.size(), 1);
     const auto call = [&](const QString &method, const QVariantList &arguments) {
         QDBusMessage message = QDBusMessage::createMethodCall(

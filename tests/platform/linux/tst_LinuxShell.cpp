@@ -15,6 +15,7 @@
 #include <memory>
 #include <vector>
 
+#include <xcb/shape.h>
 #include <xcb/xcb.h>
 
 using namespace Qt::StringLiterals;
@@ -72,6 +73,7 @@ public:
     void close() override {}
     [[nodiscard]] QSize size() const override { return m_size; }
     [[nodiscard]] QSize minimumSize() const override { return {200, 150}; }
+    [[nodiscard]] QRect screen() const override { return whole; }
     [[nodiscard]] QRect screenArea() const override { return area; }
     [[nodiscard]] double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
@@ -91,11 +93,38 @@ public:
         const std::unique_ptr<xcb_get_property_reply_t, Freed> reply(xcb_get_property_reply(
             m_connection,
             xcb_get_property(m_connection, 0, m_id, atom(m_connection, property), XCB_ATOM_CARDINAL,
-                             0, 1024),
+                             0, 65536),
             nullptr));
         const auto *const first =
             static_cast<const uint32_t *>(xcb_get_property_value(reply.get()));
         return {first, first + xcb_get_property_value_length(reply.get()) / 4};
+    }
+
+    void setType(const QByteArray &name) const
+    {
+        const xcb_atom_t type = atom(m_connection, name);
+        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_id,
+                            atom(m_connection, "_NET_WM_WINDOW_TYPE"), XCB_ATOM_ATOM, 32, 1, &type);
+        xcb_flush(m_connection);
+    }
+
+    void set(const QByteArray &property, const QList<uint32_t> &numbers) const
+    {
+        xcb_change_property(m_connection, XCB_PROP_MODE_REPLACE, m_id, atom(m_connection, property),
+                            XCB_ATOM_CARDINAL, 32, static_cast<uint32_t>(numbers.size()),
+                            numbers.constData());
+        xcb_flush(m_connection);
+    }
+
+    /// The rectangle in which the window receives the mouse.
+    [[nodiscard]] QRect clickableArea() const
+    {
+        const std::unique_ptr<xcb_shape_get_rectangles_reply_t, Freed> reply(
+            xcb_shape_get_rectangles_reply(
+                m_connection, xcb_shape_get_rectangles(m_connection, m_id, XCB_SHAPE_SK_INPUT),
+                nullptr));
+        const auto found = *xcb_shape_get_rectangles_rectangles(reply.get());
+        return {found.x, found.y, found.width, found.height};
     }
 
     /// The names of the atoms in the property.
@@ -118,8 +147,13 @@ public:
         return found;
     }
 
+    [[nodiscard]] int margin() const override { return ownMargin; }
+    void setMargin(int margin) override { ownMargin = margin; }
+
     QPoint corner;
+    QRect whole{0, 0, 1280, 800};
     QRect area{100, 50, 1000, 700};
+    int ownMargin = 0;
 
 private:
     xcb_connection_t *m_connection;
@@ -236,6 +270,10 @@ private Q_SLOTS:
     void theMiddleIsThatOfTheFreeScreen();
     void whatIsLargerThanTheScreenIsMadeToFit();
     void whatCannotFitShowsItsTop();
+    void barsThatTheToolkitDoesNotKnowAreLeftFree();
+    void aMarginIsToldToTheWindowManager();
+    void shadowsAreDrawnIfTheWindowManagerKnowsMargins();
+    void aWindowHasTheIconInSeveralSizes();
     void aWindowIsKeptAboveAlsoOnceItIsShown();
     void attentionIsDemandedOfTheTaskBar();
     void toWindowManagersThatTileAWindowIsADialog();
@@ -350,6 +388,111 @@ void tst_LinuxShell::whatCannotFitShowsItsTop()
     shell->center(window);
     QCOMPARE(window.size(), window.minimumSize());
     QCOMPARE(window.corner, QPoint(10, 30));
+}
+
+void tst_LinuxShell::barsThatTheToolkitDoesNotKnowAreLeftFree()
+{
+    struct Row
+    {
+        const char *where;
+        QList<uint32_t> strut;
+        QRect screen;
+        QRect free;
+    };
+    // The display is 1280 by 800 pixels. The window is as large as its screen at first.
+    const QRect whole(0, 0, 1280, 800);
+    const QRect right(640, 0, 640, 800);
+    const QList<Row> rows{
+        {"below", {0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 1279}, whole, {0, 0, 1280, 770}},
+        {"above", {0, 0, 20, 0, 0, 0, 0, 0, 0, 1279, 0, 0}, whole, {0, 20, 1280, 780}},
+        {"left", {50, 0, 0, 0, 0, 799, 0, 0, 0, 0, 0, 0}, whole, {50, 0, 1230, 800}},
+        {"right", {0, 60, 0, 0, 0, 0, 0, 799, 0, 0, 0, 0}, whole, {0, 0, 1220, 800}},
+        {"here", {0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 640, 1279}, right, {640, 0, 640, 770}},
+        {"elsewhere", {0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 639}, right, right},
+        {"cut off", {0, 0, 0}, whole, whole},
+    };
+    BareWindow bar;
+    // Of this kind, a window does not take the focus.
+    bar.setType("_NET_WM_WINDOW_TYPE_DOCK");
+    bar.show();
+    const auto shell = makeLinuxShell(m_hotKey);
+    BareWindow window;
+    for (const Row &row : rows) {
+        bar.set("_NET_WM_STRUT_PARTIAL", row.strut);
+        window.whole = window.area = row.screen;
+        const auto isBesideTheBar = [&] {
+            window.resize(row.screen.size());
+            shell->center(window);
+            return QRect(window.corner, window.size()) == row.free;
+        };
+        QVERIFY2(QTest::qWaitFor(isBesideTheBar), row.where);
+    }
+}
+
+void tst_LinuxShell::aMarginIsToldToTheWindowManager()
+{
+    const auto shell = makeLinuxShell(m_hotKey);
+    BareWindow window;
+    shell->placeMaterialBehind(window, Shell::Material::underWindowBackground);
+    window.setMargin(44);
+    shell->applyMargin(window);
+    QCOMPARE(window.numbers("_GTK_FRAME_EXTENTS"), (std::vector<uint32_t>{44, 44, 44, 44}));
+    const std::vector<uint32_t> blur = window.numbers("_KDE_NET_WM_BLUR_BEHIND_REGION");
+    QVERIFY(!holds(blur, {43, 100}));
+    QVERIFY(holds(blur, {44, 100}));
+    QVERIFY(holds(blur, {255, 100}));
+    QVERIFY(!holds(blur, {256, 100}));
+    // The mouse passes through it.
+    QCOMPARE(window.clickableArea(), QRect(44, 44, 300 - 88, 200 - 88));
+    window.setMargin(0);
+    shell->applyMargin(window);
+    QVERIFY(window.numbers("_GTK_FRAME_EXTENTS").empty());
+    QCOMPARE(window.clickableArea(), QRect(0, 0, 300, 200));
+}
+
+void tst_LinuxShell::shadowsAreDrawnIfTheWindowManagerKnowsMargins()
+{
+    const auto shell = makeLinuxShell(m_hotKey);
+    int changes = 0;
+    shell->observeComposition([&] { ++changes; });
+    QVERIFY(!shell->wantsDrawnShadow());
+    const Compositor compositor;
+    QTRY_VERIFY(shell->isComposited());
+    QVERIFY(!shell->wantsDrawnShadow());
+    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
+        xcb_connect(nullptr, nullptr), &xcb_disconnect);
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
+    const xcb_atom_t margins = atom(connection.get(), "_GTK_FRAME_EXTENTS");
+    xcb_change_property(connection.get(), XCB_PROP_MODE_APPEND, root,
+                        atom(connection.get(), "_NET_SUPPORTED"), XCB_ATOM_ATOM, 32, 1, &margins);
+    xcb_flush(connection.get());
+    QTRY_VERIFY(shell->wantsDrawnShadow());
+    QCOMPARE(changes, 2);
+    QVERIFY(makeLinuxShell(m_hotKey)->wantsDrawnShadow());
+}
+
+void tst_LinuxShell::aWindowHasTheIconInSeveralSizes()
+{
+    const auto shell = makeLinuxShell(m_hotKey);
+    QList<int> drawn;
+    shell->setIcon([&](int side) {
+        drawn << side;
+        return Shell::Picture{side, QList<quint32>(qsizetype(side) * side, 0x80ff0000)};
+    });
+    BareWindow window;
+    shell->style(window);
+    const std::vector<uint32_t> icon = window.numbers("_NET_WM_ICON");
+    size_t next = 0;
+    for (const int side : {16, 24, 32, 48, 64, 128}) {
+        const auto pixels = static_cast<uint32_t>(side);
+        QVERIFY(next + 2 + pixels * pixels <= icon.size());
+        QCOMPARE(icon[next], pixels);
+        QCOMPARE(icon[next + 1], pixels);
+        QCOMPARE(icon[next + 2], 0x80ff0000U);
+        next += 2 + pixels * pixels;
+    }
+    QCOMPARE(icon.size(), next);
+    QCOMPARE(drawn, (QList<int>{16, 24, 32, 48, 64, 128}));
 }
 
 void tst_LinuxShell::aWindowIsKeptAboveAlsoOnceItIsShown()

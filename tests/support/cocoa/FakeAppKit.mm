@@ -25,6 +25,9 @@ NSString *const NSSystemColorsDidChangeNotification = @"NSSystemColorsDidChangeN
 NSString *const NSWorkspaceAccessibilityDisplayOptionsDidChangeNotification =
     @"NSWorkspaceAccessibilityDisplayOptionsDidChangeNotification";
 NSApplication *NSApp = nil;
+NSString *const NSAccessibilityAnnouncementRequestedNotification = @"AXAnnouncementRequested";
+NSString *const NSAccessibilityAnnouncementKey = @"AXAnnouncementKey";
+NSString *const NSAccessibilityPriorityKey = @"AXPriorityKey";
 
 #define MAIN_THREAD requireMainThread(sel_getName(_cmd))
 
@@ -320,6 +323,16 @@ NSGraphicsContext *s_saved = nil;
     note(u"level %1"_s.arg(level));
 }
 @end
+
+void NSAccessibilityPostNotificationWithUserInfo(id element, NSString *notification,
+                                                 NSDictionary *userInfo)
+{
+    requireMainThread(__func__);
+    note(u"%1%2: %3, priority %4"_s.arg(
+        plainText(notification), element == NSApp ? u" of the application"_s : QString(),
+        plainText(userInfo[NSAccessibilityAnnouncementKey]),
+        QString::number([userInfo[NSAccessibilityPriorityKey] integerValue])));
+}
 
 @implementation NSApplication
 + (NSApplication *)sharedApplication

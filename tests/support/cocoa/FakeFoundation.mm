@@ -324,7 +324,31 @@ NSString *const NSAppleScriptErrorMessage = @"NSAppleScriptErrorMessage";
 }
 @end
 
+@implementation NSNumber {
+    NSInteger _value;
+}
++ (instancetype)numberWithInteger:(NSInteger)number
+{
+    NSNumber *const result = [[NSNumber alloc] init];
+    result->_value = number;
+    return result;
+}
+- (NSInteger)integerValue
+{
+    return _value;
+}
+@end
+
 @implementation NSDictionary
++ (instancetype)dictionaryWithObjects:(const id __unsafe_unretained[])objects
+                              forKeys:(const id __unsafe_unretained[])keys
+                                count:(NSUInteger)count
+{
+    NSDictionary *const result = [[NSDictionary alloc] init];
+    for (NSUInteger i = 0; i < count; ++i)
+        result->_members.emplace_back(keys[i], objects[i]);
+    return result;
+}
 - (id)objectForKeyedSubscript:(NSString *)key
 {
     for (const auto &[name, value] : _members) {

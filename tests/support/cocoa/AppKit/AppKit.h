@@ -196,6 +196,13 @@ enum NSRequestUserAttentionType : NSUInteger { NSCriticalRequest = 0, NSInformat
 @end
 extern NSApplication *NSApp;
 
+extern NSString *const NSAccessibilityAnnouncementRequestedNotification;
+extern NSString *const NSAccessibilityAnnouncementKey;
+extern NSString *const NSAccessibilityPriorityKey;
+enum NSAccessibilityPriorityLevel : NSInteger { NSAccessibilityPriorityMedium = 50 };
+extern "C" void NSAccessibilityPostNotificationWithUserInfo(id element, NSString *notification,
+                                                            NSDictionary *userInfo);
+
 @interface NSRunningApplication : NSObject {
 @public
     int _pid;

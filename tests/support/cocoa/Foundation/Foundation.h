@@ -95,10 +95,18 @@ struct NSFastEnumerationState
 - (void)addObject:(ObjectType)object;
 @end
 
+@interface NSNumber : NSObject
++ (instancetype)numberWithInteger:(NSInteger)number;
+@property(readonly) NSInteger integerValue;
+@end
+
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType> : NSObject {
 @public
     std::vector<std::pair<NSString *, id>> _members;
 }
++ (instancetype)dictionaryWithObjects:(const id __unsafe_unretained[])objects
+                              forKeys:(const id __unsafe_unretained[])keys
+                                count:(NSUInteger)count;
 - (ObjectType)objectForKeyedSubscript:(KeyType)key;
 @end
 
