@@ -5,6 +5,7 @@
 #include "tests/app/DoctorSubjects.h"
 #include "tests/support/Program.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QTest>
 
@@ -126,7 +127,7 @@ void tst_DoctorOnDesktop::startPanel()
         const std::optional<X11Snapshot> shown = screen.snapshot();
         return shown && shown->active ? shown->active->title.value_or(QString()) : QString();
     };
-    QTRY_COMPARE_WITH_TIMEOUT(front(), u"Quillon"_s, 30'000);
+    QTRY_COMPARE_WITH_TIMEOUT(front(), u"Quillon"_s, eventually);
 }
 
 void tst_DoctorOnDesktop::aRunningPanelHasTheKey()

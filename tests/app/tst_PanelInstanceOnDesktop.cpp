@@ -2,6 +2,7 @@
 
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "tests/app/PanelOnDesktopFixture.h"
+#include "tests/support/Waiting.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -166,7 +167,7 @@ void tst_PanelInstanceOnDesktop::fiftyStartsAtOnceAreOnePanel()
     const auto running = [&] {
         return std::ranges::count_if(starts, [](const auto &start) { return start->isRunning(); });
     };
-    QTRY_COMPARE_WITH_TIMEOUT(running(), 1, 120'000);
+    QTRY_COMPARE_WITH_TIMEOUT(running(), 1, 2 * eventually);
     QTRY_VERIFY(panelHasTheKeyboard());
     int windows = 0;
     for (const X11Window &window : look().windows)
@@ -200,7 +201,7 @@ void tst_PanelInstanceOnDesktop::aStoppedPredecessorIsNotWaitedForForever()
     QTRY_VERIFY(panelHasTheKeyboard());
     first.signal(SIGSTOP);
     Start second;
-    QTRY_VERIFY_WITH_TIMEOUT(!second.isRunning(), LinuxInstance::answerLimit + 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(!second.isRunning(), LinuxInstance::answerLimit + eventually);
     QCOMPARE(second.exitCode(), 1);
     QCOMPARE(second.errors(),
              u"Quillon is running but does not answer: end it, then start it again.\n"_s);

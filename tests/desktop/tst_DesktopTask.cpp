@@ -2,6 +2,7 @@
 #include "tests/desktop/Desktop.h"
 #include "tests/support/Program.h"
 #include "tests/support/TestModel.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QImage>
@@ -81,7 +82,7 @@ void tst_DesktopTask::aTaskOfManyStepsIsCarriedOut()
                uR"({"action":"done","message":"The bill says 42."})"_s});
     Program quillon(u"" QUILLON_PROGRAM ""_s,
                     {u"--task"_s, u"Work out the bill and write it down"_s}, onTheDesktop());
-    QVERIFY2(quillon.waitForExit(120'000).value_or(-1) == 0,
+    QVERIFY2(quillon.waitForExit(2 * eventually).value_or(-1) == 0,
              qPrintable(quillon.output() + quillon.errors()));
 
     const QStringList transcript{u"Work out the bill and write it down"_s,

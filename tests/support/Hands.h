@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/linux/x11/X11Desktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QProcess>
 #include <QRect>
@@ -9,15 +10,33 @@
 
 using Qt::StringLiterals::operator""_s;
 
-/// Input with the keyboard and the mouse, and the geometry of windows, by the program xdotool.
+/// Input with the keyboard and the mouse, the keyboard map, and the geometry of windows, by the
+/// programs that users have for that.
 namespace Hands {
 inline QByteArray xdotool(const QStringList &arguments)
 {
     QProcess process;
     process.start(u"xdotool"_s, arguments);
-    if (!process.waitForFinished(20'000) || process.error() == QProcess::FailedToStart)
+    if (!process.waitForFinished(eventually) || process.error() == QProcess::FailedToStart)
         qFatal("xdotool does not work.");
     return process.readAllStandardOutput();
+}
+
+/// The output of a program that must succeed.
+inline QByteArray output(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setStandardErrorFile(QProcess::nullDevice());
+    process.start(program, arguments);
+    if (!process.waitForFinished(eventually) || process.exitCode() != 0)
+        qFatal("%s failed.", qPrintable(program));
+    return process.readAllStandardOutput();
+}
+
+/// The X server's keyboard map.
+inline QByteArray keyboardMap()
+{
+    return output(u"xkbcomp"_s, {qEnvironmentVariable("DISPLAY"), u"-"_s});
 }
 
 inline void type(const QString &text)

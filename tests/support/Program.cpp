@@ -1,6 +1,7 @@
 #include "tests/support/Program.h"
 
 #include "tests/support/NoNetwork.h"
+#include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
 
@@ -179,7 +180,7 @@ void Program::answer(const QByteArray &keys)
         usleep(untilItListens);
         const qsizetype before = m_output.size();
         type(keys);
-        const QDeadlineTimer limit(30'000);
+        const QDeadlineTimer limit(eventually);
         while (m_output.size() == before && !limit.hasExpired())
             (void)readSome(100);
         (void)readSome(100);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/Waiting.h"
+
 #include <QByteArray>
 #include <QElapsedTimer>
 #include <QMap>
@@ -33,10 +35,10 @@ public:
 
     /// Waits until the output (both streams on a terminal, otherwise standard output) contains the
     /// text; false if it has ended or the time is up.
-    [[nodiscard]] bool waitForOutput(const QByteArray &text, int milliseconds = 30'000);
+    [[nodiscard]] bool waitForOutput(const QByteArray &text, int milliseconds = eventually);
     /// Waits for the end; returns the exit status like a shell (128 plus the number of a signal),
     /// or nothing if the time is up.
-    [[nodiscard]] std::optional<int> waitForExit(int milliseconds = 30'000);
+    [[nodiscard]] std::optional<int> waitForExit(int milliseconds = eventually);
 
     /// Types on the terminal.
     void type(const QByteArray &keys);

@@ -5,6 +5,7 @@
 #include "platform/Accessibility.h"
 #include "platform/Platform.h"
 #include "tests/executor/Running.h"
+#include "tests/support/Hands.h"
 #include "tests/support/VirtualDesktop.h"
 #include "tests/support/Waiting.h"
 
@@ -25,21 +26,8 @@ using Qt::StringLiterals::operator""_s;
 
 /// Helpers for tests of typing: windows that receive keys, and the state of the X server.
 namespace Typists {
-inline QByteArray output(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(program, arguments);
-    if (!process.waitForFinished(20'000) || process.exitCode() != 0)
-        qFatal("%s failed.", qPrintable(program));
-    return process.readAllStandardOutput();
-}
-
-/// The keyboard map.
-inline QByteArray keyboardMap()
-{
-    return output(u"xkbcomp"_s, {qEnvironmentVariable("DISPLAY"), u"-"_s});
-}
+using Hands::keyboardMap;
+using Hands::output;
 
 /// The number of pressed keys according to the X server.
 inline int keysDown()

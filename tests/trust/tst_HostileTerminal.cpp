@@ -10,6 +10,7 @@
 #include "tests/support/FakePlatform.h"
 #include "tests/support/Program.h"
 #include "tests/support/ScriptedEngine.h"
+#include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 
 #include <QCoreApplication>
@@ -100,7 +101,7 @@ void tst_HostileTerminal::initTestCase()
 {
     Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s},
                   options(Program::Input::nothing));
-    QCOMPARE(tasks.waitForExit(120'000), 0);
+    QCOMPARE(tasks.waitForExit(2 * eventually), 0);
     QCOMPARE(tasks.errors(), QString());
     const QString output = tasks.output();
     for (qsizetype i = 0; i < hostileTexts().size(); ++i)
@@ -155,7 +156,7 @@ void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
             return tasks.output().section(border(i), 1).endsWith(text);
         };
         int pages = 1;
-        for (const QDeadlineTimer limit(30'000); !endsIn(u"[y/N] "_s) && !limit.hasExpired();) {
+        for (const QDeadlineTimer limit(eventually); !endsIn(u"[y/N] "_s) && !limit.hasExpired();) {
             (void)tasks.waitForOutput("what it never prints", 10);
             // Approval counts only at the end of a long question.
             const QString printed = tasks.output().section(border(i), 1);
@@ -170,7 +171,7 @@ void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
         QCOMPARE(pages > 1, length > 1'500);
         tasks.answer("n\n");
     }
-    QCOMPARE(tasks.waitForExit(120'000), 0);
+    QCOMPARE(tasks.waitForExit(2 * eventually), 0);
     QString output = tasks.output();
     QVERIFY(output.contains(u"\r\u001b[K"_s));
     output.remove(u"\r\u001b[K"_s);

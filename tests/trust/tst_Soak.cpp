@@ -8,6 +8,7 @@
 #include "tests/support/FakePlatform.h"
 #include "tests/support/PrivateHome.h"
 #include "tests/support/TestModel.h"
+#include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -46,7 +47,7 @@ qint64 residentBytes()
 // Without the pauses of QTRY_VERIFY, which would take most of the time.
 bool comesTo(const std::function<bool()> &condition)
 {
-    const QDeadlineTimer limit(60'000);
+    const QDeadlineTimer limit(eventually);
     QTimer tick;
     tick.start(100);
     while (!condition() && !limit.hasExpired())

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 #include "tests/ui/PanelTest.h"
 
@@ -27,9 +28,9 @@ struct ConfirmScene : PanelScene
         card->setProperty("wait", wait);
         engine->addReplies({Say::trashOld});
         submit(u"Tidy up"_s);
-        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, 30'000));
+        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, eventually));
         if (wait == 0)
-            QVERIFY(QTest::qWaitFor([this] { return isReady(); }, 30'000));
+            QVERIFY(QTest::qWaitFor([this] { return isReady(); }, eventually));
     }
     [[nodiscard]] bool isReady() const { return card->property("isReady").toBool(); }
     void press(Qt::Key key, const QString &text, bool isRepeated) const
@@ -43,7 +44,7 @@ struct ConfirmScene : PanelScene
         card->setProperty("wait", wait);
         engine->addReplies({replyOf(action, key, value)});
         submit(u"Tidy up"_s);
-        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, 30'000));
+        QVERIFY(QTest::qWaitFor([this] { return sessionView->isPending(); }, eventually));
     }
     /// The rendered reason.
     [[nodiscard]] QImage drawnReason() const

@@ -29,21 +29,6 @@ QString pressed(const QString &key, const QString &modifiers)
     return outcome(u"press_key"_s, {{u"key"_s, key}, {u"modifiers"_s, modifiers}});
 }
 
-QByteArray output(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.setStandardErrorFile(QProcess::nullDevice());
-    process.start(program, arguments);
-    if (!process.waitForFinished() || process.exitCode() != 0)
-        qFatal("%s failed.", qPrintable(program));
-    return process.readAllStandardOutput();
-}
-
-QByteArray keyboardMap()
-{
-    return output(u"xkbcomp"_s, {qEnvironmentVariable("DISPLAY"), u"-"_s});
-}
-
 void setLayout(const QStringList &arguments)
 {
     output(u"setxkbmap"_s, QStringList{u"-option"_s, u""_s} + arguments);

@@ -3,6 +3,7 @@
 #include "platform/Platform.h"
 #include "platform/Workspace.h"
 #include "tests/executor/Running.h"
+#include "tests/support/Hands.h"
 #include "tests/support/VirtualDesktop.h"
 #include "tests/support/Waiting.h"
 
@@ -19,9 +20,9 @@
 [[nodiscard]] QString typed(const QString &text);
 [[nodiscard]] QString pressed(const QString &key, const QString &modifiers = {});
 
-/// Runs a program and returns its output.
-QByteArray output(const QString &program, const QStringList &arguments);
-[[nodiscard]] QByteArray keyboardMap();
+using Hands::keyboardMap;
+using Hands::output;
+
 void setLayout(const QStringList &arguments);
 
 // The keyboards of the server: the hardware, and the one for injected keys.

@@ -2,6 +2,7 @@
 
 #include "platform/Workspace.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QByteArray>
 #include <QProcess>
@@ -53,7 +54,7 @@ public:
                 if (m_process.readLine().trimmed() == line)
                     return;
             }
-            if (!m_process.waitForReadyRead(20'000))
+            if (!m_process.waitForReadyRead(eventually))
                 qFatal("The test window never wrote \"%s\".", line.constData());
         }
     }

@@ -1,4 +1,5 @@
 #include "platform/linux/atspi/AtSpiBus.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QLocalServer>
@@ -30,7 +31,7 @@ public:
     /// Accepts the next connection and closes it.
     void hangUp()
     {
-        QVERIFY(m_server.waitForNewConnection(20'000));
+        QVERIFY(m_server.waitForNewConnection(eventually));
         std::unique_ptr<QLocalSocket>(m_server.nextPendingConnection())->abort();
     }
 

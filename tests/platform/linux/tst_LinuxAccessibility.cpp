@@ -4,6 +4,7 @@
 #include "tests/executor/Running.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
 #include <QElapsedTimer>
@@ -43,7 +44,7 @@ QString readUI()
 
 bool waitForLine(QProcess &process, const QByteArray &line)
 {
-    for (const QDeadlineTimer limit(20'000); !limit.hasExpired();) {
+    for (const QDeadlineTimer limit(eventually); !limit.hasExpired();) {
         while (process.canReadLine()) {
             if (process.readLine().trimmed() == line)
                 return true;

@@ -2,6 +2,7 @@
 #include "tests/executor/Running.h"
 #include "tests/support/HttpServer.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
 #include <QFile>
@@ -14,7 +15,7 @@ namespace {
 QString patiently(const QString &name, const QMap<QString, QString> &args = {})
 {
     QString told;
-    for (const QDeadlineTimer limit(30'000); !limit.hasExpired();) {
+    for (const QDeadlineTimer limit(eventually); !limit.hasExpired();) {
         told = outcome(name, args);
         if (!told.endsWith(u"doesn't respond."_s))
             break;
@@ -131,14 +132,14 @@ void tst_LinuxControls::anEditorsMenusWork()
 {
     m_desktop->write(u"list.txt"_s, "one\ntwo\n");
     const QProcess &editor = start(u"mousepad"_s, {m_desktop->home(u"list.txt"_s)});
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor), 30'000);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"MenuItem: Delete Line"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor), eventually);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"MenuItem: Delete Line"_s), eventually);
     // The menus stay closed.
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"list.txt"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"list.txt"_s), eventually);
     QCOMPARE(click(u"Delete Line"_s), u"Clicked “Delete Line”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"*"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"*"_s), eventually);
     QCOMPARE(click(u"Save"_s), u"Clicked “Save”."_s);
-    QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_desktop->home(u"list.txt"_s)), "two\n", 30'000);
+    QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_desktop->home(u"list.txt"_s)), "two\n", eventually);
 }
 
 void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed_data()
@@ -154,7 +155,7 @@ void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed()
     QFETCH(QString, button);
     QFETCH(int, status);
     QProcess &dialog = start(u"zenity"_s, {u"--question"_s, u"--text=Really?"_s});
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(dialog) && reads(u"Button: "_s + button), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(dialog) && reads(u"Button: "_s + button), eventually);
     QCOMPARE(click(button), u"Clicked “"_s + button + u"”."_s);
     QVERIFY(dialog.waitForFinished());
     QCOMPARE(dialog.exitCode(), status);
@@ -163,20 +164,21 @@ void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed()
 void tst_LinuxControls::aCalculatorCalculates()
 {
     const QProcess &calculator = start(u"gnome-calculator"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(calculator) && readUI().contains(u"Button: 7"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(calculator) && readUI().contains(u"Button: 7"_s),
+                             eventually);
     for (const QString &key : {u"7"_s, u"×"_s, u"6"_s, u"="_s})
         QCOMPARE(click(key), u"Clicked “"_s + key + u"”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"TextField: 42"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"TextField: 42"_s), eventually);
 }
 
 void tst_LinuxControls::anEditorOfAnotherToolkitOpensItsPreferences()
 {
     const QProcess &editor = start(u"featherpad"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor) && reads(u"MenuItem: Save As"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor) && reads(u"MenuItem: Save As"_s), eventually);
     QCOMPARE(click(u"Options"_s), u"Clicked “Options”."_s);
     QCOMPARE(click(u"Preferences"_s), u"Clicked “Preferences”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Preferences"_s), 30'000);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Tab: Shortcuts"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Preferences"_s), eventually);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Tab: Shortcuts"_s), eventually);
 }
 
 void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
@@ -186,7 +188,7 @@ void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
         output += window.readAllStandardOutput();
         return output.split('\n').contains(line);
     };
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), eventually);
     QCOMPARE(click(u"greet"_s), u"Clicked “greet”."_s);
     QTRY_VERIFY(told("greeted"));
     QCOMPARE(click(u"Wave"_s), u"Clicked “Wave”."_s);
@@ -212,7 +214,7 @@ void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
 void tst_LinuxControls::whatTheUserCannotSeeIsNotRead()
 {
     const QProcess &window = start(u"" CONTROLS_WINDOW ""_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), eventually);
     const QString read = readUI();
     QVERIFY2(read.contains(u"TextField: typed text"_s), qPrintable(read));
     for (const QString &unseen : {u"secret"_s, u"Hidden"_s, u"Behind"_s, u"closed window"_s})
@@ -239,15 +241,15 @@ void tst_LinuxControls::pagesAndLinksOfABrowserAreReached()
           {u"--no-sandbox"_s, u"--force-renderer-accessibility"_s, u"--no-first-run"_s,
            u"--disable-gpu"_s, u"--no-default-browser-check"_s, u"--password-store=basic"_s,
            u"--user-data-dir="_s + m_desktop->home(u"chromium"_s), server.url(u"/"_s).toString()});
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: Buy now"_s), 60'000);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: Buy now"_s), eventually);
     QString missing;
     QTRY_VERIFY2_WITH_TIMEOUT((missing = missingFrom(readUI(), u"chromium-page"_s)).isEmpty(),
-                              qPrintable(missing), 10'000);
+                              qPrintable(missing), eventually);
     QVERIFY2(!readUI().contains(u"secret"_s), qPrintable(readUI()));
     QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Bought"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Bought"_s), eventually);
     QCOMPARE(click(u"to the next page"_s), u"Clicked “to the next page”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: You are there"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: You are there"_s), eventually);
 }
 
 void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
@@ -258,7 +260,7 @@ void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
            u"--user-data-dir="_s + m_desktop->home(u"closed-chromium"_s), u"about:blank"_s});
     const QString hint = u"shows no controls: quit it and let Quillon open it, or start it with "
                          "--force-renderer-accessibility."_s;
-    QTRY_VERIFY2_WITH_TIMEOUT(readUI().endsWith(hint), qPrintable(readUI()), 60'000);
+    QTRY_VERIFY2_WITH_TIMEOUT(readUI().endsWith(hint), qPrintable(readUI()), eventually);
     const QString told = click(u"Buy now"_s);
     QVERIFY2(told.endsWith(hint), qPrintable(told));
 }
@@ -266,7 +268,7 @@ void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
 void tst_LinuxControls::pagesOfANotebookBehindTheOneInFrontAreNotReached()
 {
     QProcess &window = start(u"" NOTEBOOK_WINDOW ""_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Buy now"_s), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Buy now"_s), eventually);
     QVERIFY2(!reads(u"Button: Only behind"_s), qPrintable(readUI()));
     QCOMPARE(click(u"Only behind"_s),
              u"ActionError: Couldn't find a control labelled “Only behind”."_s);
@@ -299,11 +301,11 @@ void tst_LinuxControls::dumpsAreAsBefore()
     QFETCH(QStringList, arguments);
     QFETCH(QString, lastLine);
     const QProcess &process = start(program, arguments);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(process) && reads(lastLine), 30'000);
+    QTRY_VERIFY_WITH_TIMEOUT(isInFront(process) && reads(lastLine), eventually);
     const QString golden = QString::fromUtf8(QTest::currentDataTag());
     QString missing;
     QTRY_VERIFY2_WITH_TIMEOUT((missing = missingFrom(readUI(), golden)).isEmpty(),
-                              qPrintable(missing), 10'000);
+                              qPrintable(missing), eventually);
 }
 
 QTEST_GUILESS_MAIN(tst_LinuxControls)

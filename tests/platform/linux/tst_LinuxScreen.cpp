@@ -3,6 +3,7 @@
 #include "platform/PlatformError.h"
 #include "platform/Screen.h"
 #include "tests/platform/linux/TestWindow.h"
+#include "tests/support/Waiting.h"
 
 #include <QTest>
 
@@ -231,8 +232,8 @@ void tst_LinuxScreen::aRealApplicationIsNamedByItsEntry()
 {
     QProcess &terminal =
         m_desktop->start(u"xterm"_s, {u"-T"_s, u"Hello"_s, u"-e"_s, u"sleep"_s, u"1000"_s});
-    QTRY_COMPARE_WITH_TIMEOUT(Executor::observe(),
-                              u"Frontmost app: Black Box. Windows: Black Box — Hello"_s, 10'000);
+    QTRY_COMPARE_WITH_TIMEOUT(
+        Executor::observe(), u"Frontmost app: Black Box. Windows: Black Box — Hello"_s, eventually);
     const QList<Application> running = workspace().runningApplications();
     QCOMPARE(running, (QList<Application>{{.pid = ProcessId{terminal.processId()},
                                            .name = u"Black Box"_s,
@@ -275,7 +276,7 @@ void tst_LinuxScreen::theClassDecidesBeforeTheProgram()
     write(u"claimed.desktop"_s, "Claimed", "Exec=/bin/true");
     write(u"app.desktop"_s, "Web Mail", "Exec=/bin/true\nStartupWMClass=crx_1");
     TestWindow window(*m_desktop, u"a"_s, windowClass);
-    QTRY_COMPARE_WITH_TIMEOUT(frontName(), name, 10'000);
+    QTRY_COMPARE_WITH_TIMEOUT(frontName(), name, eventually);
     window.end();
 }
 

@@ -5,6 +5,7 @@
 #include "platform/Screen.h"
 #include "tests/executor/Running.h"
 #include "tests/platform/linux/TestWindow.h"
+#include "tests/support/Waiting.h"
 
 #include <QTemporaryDir>
 #include <QTest>
@@ -78,7 +79,7 @@ void tst_LinuxWithoutDisplay::typingSaysWhatIsMissing()
 {
     const auto source = Platform::current().keyboard().open(u"text"_s, ProcessId{1});
     const QFuture<void> posted = source->post({.isDown = true, .text = u"text"_s});
-    QTRY_VERIFY_WITH_TIMEOUT(posted.isFinished(), 20'000);
+    QTRY_VERIFY_WITH_TIMEOUT(posted.isFinished(), eventually);
     try {
         QFuture<void>(posted).waitForFinished();
         QFAIL("It was typed.");

@@ -1,4 +1,5 @@
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -72,7 +73,7 @@ void tst_VirtualDesktop::severalStandSideBySide()
     const VirtualDesktop desktop;
     QProcess other;
     other.start(QCoreApplication::applicationFilePath(), {u"stay"_s});
-    QTRY_VERIFY_WITH_TIMEOUT(other.canReadLine(), 60'000);
+    QTRY_VERIFY_WITH_TIMEOUT(other.canReadLine(), eventually);
     const QString folder = QString::fromUtf8(other.readLine().trimmed());
     QVERIFY(folder != desktop.home());
     QVERIFY(!processesOf(folder).isEmpty());

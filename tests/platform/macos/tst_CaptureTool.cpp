@@ -1,5 +1,6 @@
 #include "platform/PlatformError.h"
 #include "platform/macos/CaptureTool.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QFile>
@@ -54,7 +55,7 @@ void tst_CaptureTool::theToolGetsThePathAndMakesNoSound()
     const QString picture = at(u"Bild ä 1.png"_s);
     QFuture<void> future =
         CaptureTool::run(tool("printf '%s|' \"$@\" > \"$2\"\n"), picture.toStdString());
-    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), eventually);
     QFile file(picture);
     QVERIFY(file.open(QIODevice::ReadOnly));
     QCOMPARE(file.readAll(), "-x|" + picture.toUtf8() + '|');
@@ -72,14 +73,14 @@ void tst_CaptureTool::theExitStatusIsIgnored()
 {
     QFETCH(QByteArray, body);
     QFuture<void> future = CaptureTool::run(tool(body), "/nowhere/a.png");
-    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), eventually);
     future.waitForFinished(); // would throw
 }
 
 void tst_CaptureTool::reportsAToolThatCannotBeStarted()
 {
     QFuture<void> future = CaptureTool::run(at(u"no tool"_s), "/nowhere/a.png");
-    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), eventually);
     try {
         future.waitForFinished();
         QFAIL("It started.");
@@ -96,7 +97,7 @@ void tst_CaptureTool::theEventLoopRunsWhileTheToolRuns()
                          at(u"a.png"_s).toStdString());
     QTimer::singleShot(0, this, [this] { QDir().mkdir(at(u"a.png.go"_s)); });
     QVERIFY(!future.isFinished());
-    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), 20'000);
+    QTRY_VERIFY_WITH_TIMEOUT(future.isFinished(), eventually);
     QVERIFY(QFile::exists(at(u"a.png"_s)));
 }
 
