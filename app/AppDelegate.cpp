@@ -6,12 +6,11 @@
 
 #include <QTimer>
 
-#include <algorithm>
-
 void AppDelegate::applicationDidFinishLaunching(Start start)
 {
     Shell &shell = Platform::current().shell();
-    shell.setRegularPolicy();
+    if (Dock *const dock = shell.dock())
+        dock->setRegularPolicy();
     HotKey::shared().registerKey();
     if (start == Start::shown)
         shell.activate();
@@ -29,8 +28,7 @@ bool AppDelegate::applicationShouldHandleReopen(bool hasVisibleWindows)
 void AppDelegate::applicationWasStartedAgain()
 {
     Shell &shell = Platform::current().shell();
-    const bool hasVisibleWindows = std::ranges::any_of(
-        shell.windows(), [&shell](NativeWindow *window) { return shell.isVisible(*window); });
+    const bool hasVisibleWindows = shell.window() && shell.isVisible(*shell.window());
     // A hidden application is activated when its panel is shown.
     if (hasVisibleWindows)
         shell.activate();

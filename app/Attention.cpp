@@ -80,16 +80,17 @@ void Attention::call(const QString &text, bool isQuestion)
 {
     if (shell().isActive() && shell().isVisible(m_window))
         return;
-    const Shell::Urgency urgency = isQuestion ? Shell::Urgency::question : Shell::Urgency::news;
+    const Urgency urgency = isQuestion ? Urgency::question : Urgency::news;
     shell().requestAttention(m_window, urgency);
-    if (shell().isVisible(m_window))
+    Notifier *const notifier = shell().notifier();
+    if (!notifier || shell().isVisible(m_window))
         return;
-    shell().notify(text, urgency, m_show);
+    notifier->notify(text, urgency, m_show);
     m_hasNotified = true;
 }
 
 void Attention::withdraw()
 {
     if (std::exchange(m_hasNotified, false))
-        shell().withdrawNotification();
+        shell().notifier()->withdraw();
 }

@@ -5,15 +5,11 @@
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
-#include <algorithm>
-
 namespace {
 bool hasVisibleKeyWindow(Shell &shell)
 {
-    const QList<NativeWindow *> &windows = shell.windows();
-    const auto key =
-        std::ranges::find_if(windows, [&](NativeWindow *window) { return shell.isKey(*window); });
-    return key != windows.end() && shell.isVisible(**key);
+    NativeWindow *const window = shell.window();
+    return window && shell.isKey(*window) && shell.isVisible(*window);
 }
 } // namespace
 
@@ -43,11 +39,8 @@ void HotKey::show()
 {
     Shell &shell = Platform::current().shell();
     shell.activate();
-    // A copy: a window that comes to the front may change the list.
-    const QList<NativeWindow *> windows = shell.windows();
-    for (NativeWindow *const window : windows) {
-        if (!window->canBecomeMain())
-            continue;
+    NativeWindow *const window = shell.window();
+    if (window && window->canBecomeMain()) {
         shell.makeKeyAndOrderFront(*window);
         shell.center(*window);
     }

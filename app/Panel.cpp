@@ -17,6 +17,12 @@ bool isGivenTrust()
     return Platform::current().accessibility().isTrusted();
 }
 
+// Null if the system itself always composes the screen.
+Compositor *compositor()
+{
+    return Platform::current().shell().compositor();
+}
+
 Look look()
 {
     return Platform::current().appearance().look();
@@ -36,13 +42,15 @@ Panel::Panel(QObject *parent) : QObject(parent), m_isTrusted(isGivenTrust())
                     readTrust();
             });
     Platform::current().appearance().observe([this] { Q_EMIT lookChanged(); });
-    Platform::current().shell().observeComposition([this] { Q_EMIT compositedChanged(); });
+    if (compositor())
+        compositor()->observe([this] { Q_EMIT compositedChanged(); });
 }
 
 Panel::~Panel()
 {
     Platform::current().appearance().observe([] {});
-    Platform::current().shell().observeComposition([] {});
+    if (compositor())
+        compositor()->observe([] {});
 }
 
 void Panel::setWindow(NativeWindow *window)
@@ -53,17 +61,17 @@ void Panel::setWindow(NativeWindow *window)
 
 bool Panel::isComposited() const
 {
-    return Platform::current().shell().isComposited();
+    return !compositor() || compositor()->isComposited();
 }
 
 bool Panel::blursBehind() const
 {
-    return Platform::current().shell().blursBehind();
+    return !compositor() || compositor()->blursBehind();
 }
 
 bool Panel::wantsDrawnShadow() const
 {
-    return Platform::current().shell().wantsDrawnShadow();
+    return compositor() && compositor()->wantsDrawnShadow();
 }
 
 void Panel::setMargin(int margin)
@@ -122,7 +130,8 @@ void Panel::applyMargin()
     if (!m_window || m_window->margin() == m_margin)
         return;
     m_window->setMargin(m_margin);
-    Platform::current().shell().applyMargin(*m_window);
+    if (compositor())
+        compositor()->applyMargin(*m_window);
 }
 
 void Panel::readTrust()

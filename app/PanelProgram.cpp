@@ -41,13 +41,6 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
         return EXIT_FAILURE;
     }
 
-    QByteArrayList extra = shell.toolkitArguments();
-    std::vector<char *> arguments(argv, argv + argc);
-    for (QByteArray &argument : extra)
-        arguments.push_back(argument.data());
-    int count = static_cast<int>(arguments.size());
-    arguments.push_back(nullptr);
-
     QuillonApp *running = nullptr;
     // Requests arrive from the event loop, after the panel was shown. If the bus has started this
     // process, its first request asked for that; even a toggle must not hide the panel again.
@@ -78,17 +71,25 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
     if (outcome != SingleInstance::Outcome::isOurs)
         return end(outcome, terminal);
 
-    shell.observeReopening([&running](bool hasVisibleWindows) {
-        if (running)
-            running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
-    });
-    if (shell.paintsInSoftware())
+    if (Dock *const dock = shell.dock()) {
+        dock->observeReopening([&running](bool hasVisibleWindows) {
+            if (running)
+                running->delegate().applicationShouldHandleReopen(hasVisibleWindows);
+        });
+    }
+    ToolkitSettings toolkit = shell.toolkitSettings();
+    std::vector<char *> arguments(argv, argv + argc);
+    for (QByteArray &argument : toolkit.arguments)
+        arguments.push_back(argument.data());
+    int count = static_cast<int>(arguments.size());
+    arguments.push_back(nullptr);
+    if (toolkit.paintsInSoftware)
         QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     QQuickWindow::setDefaultAlphaBuffer(true);
     // The toolkit reads it from the environment only; child processes must not inherit it.
     const QByteArray resolution = "QT_FONT_DPI";
     const std::optional<int> better =
-        qEnvironmentVariableIsSet(resolution) ? std::nullopt : shell.fontResolution();
+        qEnvironmentVariableIsSet(resolution) ? std::nullopt : toolkit.fontResolution;
     if (better)
         qputenv(resolution, QByteArray::number(*better));
     const QGuiApplication application(count, arguments.data());

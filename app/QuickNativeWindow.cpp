@@ -23,12 +23,12 @@ QuickNativeWindow::QuickNativeWindow(QQuickWindow &window, std::function<void()>
     : m_window(window), m_made(std::move(made))
 {
     m_window.installEventFilter(this);
-    Platform::current().shell().add(*this);
+    Platform::current().shell().setWindow(this);
 }
 
 QuickNativeWindow::~QuickNativeWindow()
 {
-    Platform::current().shell().forget(*this);
+    Platform::current().shell().setWindow(nullptr);
 }
 
 quintptr QuickNativeWindow::handle() const

@@ -61,8 +61,9 @@ void QuillonApp::launch(AppDelegate::Start start)
     // which the user has switched meanwhile.
     m_delegate.applicationDidFinishLaunching(start);
     // Without the hot key, users would hardly find a hidden panel.
-    if (!Platform::current().hotKey().isOurs())
-        shell().showStatusItem([this] { m_delegate.applicationWasStartedAgain(); });
+    Notifier *const notifier = shell().notifier();
+    if (notifier && !Platform::current().hotKey().isOurs())
+        notifier->showStatusItem([this] { m_delegate.applicationWasStartedAgain(); });
     if (start == AppDelegate::Start::hidden)
         return;
     shell().makeKeyAndOrderFront(*m_window);
@@ -73,7 +74,8 @@ void QuillonApp::applyStyle()
 {
     WindowStyler::make(*m_window);
     VisualEffect(Shell::Material::underWindowBackground).make(*m_window);
-    shell().applyMargin(*m_window);
+    if (Compositor *const compositor = shell().compositor())
+        compositor->applyMargin(*m_window);
     if (m_attention)
         m_attention->windowWasMade();
 }

@@ -10,7 +10,7 @@ void WindowStyler::make(NativeWindow &window)
 {
     QTimer::singleShot(0, QCoreApplication::instance(), [&window] {
         Shell &shell = Platform::current().shell();
-        if (shell.windows().contains(&window))
+        if (shell.window() == &window)
             shell.style(window);
     });
 }

@@ -107,7 +107,7 @@ void MacShell::setRegularPolicy()
     [NSApp setActivationPolicy:NSApplicationActivationPolicyRegular];
 }
 
-void MacShell::addMenuItem(const QString &title, QChar key, std::function<void()> chosen)
+void MacShell::addItem(const QString &title, QChar key, std::function<void()> chosen)
 {
     static NSMenu *const menu = newEditMenu();
     // Menu items do not retain their targets either.

@@ -55,7 +55,7 @@ void tst_AppDelegate::reopeningSummonsFromTheEventLoop()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.fakeShell.add(panel);
+    platform.fakeShell.setWindow(&panel);
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(false));
     QVERIFY(platform.fakeShell.calls.isEmpty());
@@ -68,7 +68,7 @@ void tst_AppDelegate::reopeningShowsAndNeverHides()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.fakeShell.add(panel);
+    platform.fakeShell.setWindow(&panel);
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(false));
     // The desktop itself activates the application before the current event ends.
@@ -92,7 +92,7 @@ void tst_AppDelegate::anotherStartSummonsAHiddenPanel()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.fakeShell.add(panel);
+    platform.fakeShell.setWindow(&panel);
     AppDelegate delegate;
     delegate.applicationWasStartedAgain();
     // Nothing happens before the event loop runs.
@@ -107,7 +107,7 @@ void tst_AppDelegate::anotherStartActivatesAVisiblePanel()
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
     panel.isOnScreen = true;
-    platform.fakeShell.add(panel);
+    platform.fakeShell.setWindow(&panel);
     AppDelegate delegate;
     delegate.applicationWasStartedAgain();
     QCoreApplication::processEvents();
@@ -118,7 +118,7 @@ void tst_AppDelegate::aWindowIsStyledFromTheEventLoop()
 {
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
-    platform.fakeShell.add(panel);
+    platform.fakeShell.setWindow(&panel);
     WindowStyler::make(panel);
     QVERIFY(platform.fakeShell.calls.isEmpty());
     QTRY_COMPARE(platform.fakeShell.calls, QStringList{u"style panel"_s});
@@ -128,9 +128,9 @@ void tst_AppDelegate::aDestroyedWindowIsNotStyled()
 {
     FakePlatform platform;
     auto panel = std::optional<FakeNativeWindow>(u"panel"_s);
-    platform.fakeShell.add(*panel);
+    platform.fakeShell.setWindow(&*panel);
     WindowStyler::make(*panel);
-    platform.fakeShell.forget(*panel);
+    platform.fakeShell.setWindow(nullptr);
     panel.reset();
     QCoreApplication::processEvents();
     QVERIFY(platform.fakeShell.calls.isEmpty());

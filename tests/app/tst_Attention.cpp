@@ -17,10 +17,10 @@ struct Scene : ViewModels
 {
     Scene()
     {
-        platform.fakeShell.add(window);
+        platform.fakeShell.setWindow(&window);
         window.isOnScreen = true;
     }
-    ~Scene() { platform.fakeShell.forget(window); }
+    ~Scene() { platform.fakeShell.setWindow(nullptr); }
 
     void run(const QStringList &replies)
     {

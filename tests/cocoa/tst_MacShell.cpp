@@ -78,7 +78,7 @@ void tst_MacShell::aLoginWithoutAWindowServerHasNoDisplay()
 
 void tst_MacShell::theApplicationIsActivatedAndHidden()
 {
-    m_shell.setRegularPolicy();
+    m_shell.dock()->setRegularPolicy();
     QVERIFY(!m_shell.isActive());
     m_shell.activate();
     QVERIFY(m_shell.isActive());
@@ -90,18 +90,19 @@ void tst_MacShell::theApplicationIsActivatedAndHidden()
 void tst_MacShell::aClickInTheDockIsForwarded()
 {
     QList<bool> clicks;
-    m_shell.observeReopening([&](bool hasVisibleWindows) { clicks.append(hasVisibleWindows); });
+    m_shell.dock()->observeReopening(
+        [&](bool hasVisibleWindows) { clicks.append(hasVisibleWindows); });
     QVERIFY(FakeCocoa::reopen(true));
     QVERIFY(FakeCocoa::reopen(false));
     QCOMPARE(clicks, (QList<bool>{true, false}));
-    m_shell.observeReopening([](bool) {});
+    m_shell.dock()->observeReopening([](bool) {});
 }
 
 void tst_MacShell::menuItemsCallTheirFunctions()
 {
     QStringList chosen;
-    m_shell.addMenuItem(u"Copy"_s, u'c', [&] { chosen.append(u"copy"_s); });
-    m_shell.addMenuItem(u"Clear History"_s, u'k', [&] { chosen.append(u"clear"_s); });
+    m_shell.menuBar()->addItem(u"Copy"_s, u'c', [&] { chosen.append(u"copy"_s); });
+    m_shell.menuBar()->addItem(u"Clear History"_s, u'k', [&] { chosen.append(u"clear"_s); });
     QCOMPARE(FakeCocoa::menus(),
              (QStringList{u"File: Close w"_s, u"Edit: Copy c"_s, u"Edit: Clear History k"_s,
                           u"Window: Minimize m"_s}));
@@ -151,13 +152,10 @@ void tst_MacShell::aWindowIsKeptAboveOthers()
 void tst_MacShell::theDockIconAsksForAttention()
 {
     Window window;
-    m_shell.requestAttention(window, Shell::Urgency::question);
-    m_shell.requestAttention(window, Shell::Urgency::news);
+    m_shell.requestAttention(window, Urgency::question);
+    m_shell.requestAttention(window, Urgency::news);
     QCOMPARE(FakeCocoa::calls, (QStringList{u"attention 0"_s, u"attention 10"_s}));
-    // There is no other effect.
-    m_shell.notify(u"Done"_s, Shell::Urgency::news, [] {});
-    m_shell.withdrawNotification();
-    QCOMPARE(FakeCocoa::calls.size(), 2);
+    QVERIFY(!m_shell.notifier());
 }
 
 void tst_MacShell::aWindowBecomesAPanel()

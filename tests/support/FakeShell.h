@@ -144,23 +144,20 @@ public:
 };
 
 /// A desktop that fulfils each request at once and records it, oldest first.
-class FakeShell final : public Shell
+class FakeShell final : public Shell,
+                        private Dock,
+                        private MenuBar,
+                        private Notifier,
+                        private Compositor
 {
 public:
-    bool hasDisplay() override { return displays > 0; }
-    QByteArrayList toolkitArguments() const override { return {}; }
-    std::optional<int> fontResolution() override { return std::nullopt; }
-    void observeReopening(std::function<void(bool)>) override {}
-    bool paintsInSoftware() const override { return true; }
-    Qt::WindowFlags windowFlags() const override { return Qt::Window; }
+    Dock *dock() override { return this; }
+    MenuBar *menuBar() override { return this; }
+    Notifier *notifier() override { return this; }
+    Compositor *compositor() override { return this; }
 
-    void setIcon(std::function<Picture(int)> draw) override { drawIcon = std::move(draw); }
-    void setRegularPolicy() override { calls << u"regular"_s; }
-    void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override
-    {
-        calls << u"menu item "_s + title + u' ' + key;
-        menu.insert(title, std::move(chosen));
-    }
+    bool hasDisplay() override { return displays > 0; }
+    ToolkitSettings toolkitSettings() override { return {.paintsInSoftware = true}; }
     bool isActive() override { return isInFront; }
     void activate() override
     {
@@ -171,8 +168,8 @@ public:
     {
         calls << u"hide"_s;
         isInFront = false;
-        for (NativeWindow *const window : windows())
-            window->hide();
+        if (window())
+            window()->hide();
     }
 
     void announce(const QString &text, quint32 element) override
@@ -181,13 +178,12 @@ public:
         announced = element;
     }
 
+    Qt::WindowFlags windowFlags() const override { return Qt::Window; }
     bool isVisible(NativeWindow &window) override { return window.isShown(); }
     bool isKey(NativeWindow &window) override { return window.hasFocus(); }
     void makeKeyAndOrderFront(NativeWindow &window) override
     {
         calls << u"front "_s + fake(window).name;
-        for (NativeWindow *const other : windows())
-            fake(*other).isFocused = false;
         window.show();
         fake(window).isFocused = true;
     }
@@ -206,29 +202,6 @@ public:
     {
         calls << u"attention "_s + fake(window).name + (isQuestion(urgency) ? u" now"_s : u""_s);
     }
-    void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override
-    {
-        calls << (isQuestion(urgency) ? u"ask "_s : u"tell "_s) + text;
-        chooseNotification = std::move(chosen);
-    }
-    void withdrawNotification() override { calls << u"withdraw"_s; }
-    void showStatusItem(std::function<void()> chosen) override
-    {
-        clickStatusItem = std::move(chosen);
-    }
-
-    bool isComposited() override { return hasCompositor; }
-    bool blursBehind() override { return blurs; }
-    bool wantsDrawnShadow() override { return hasNoShadow; }
-    void applyMargin(NativeWindow &window) override
-    {
-        calls << u"margin %1 of %2"_s.arg(window.margin()).arg(fake(window).name);
-    }
-    void observeComposition(std::function<void()> changed) override
-    {
-        m_compositionChanged = std::move(changed);
-    }
-
     void changeComposition(bool composited, bool blurred, bool withoutShadow = false)
     {
         hasCompositor = composited;
@@ -243,14 +216,47 @@ public:
     bool isInFront = false;
     bool hasCompositor = false;
     bool blurs = false;
-    bool hasNoShadow = false; ///< Windows have to draw their own shadows.
-    std::function<Picture(int)> drawIcon;
+    bool hasNoShadow = false;                  ///< Windows have to draw their own shadows.
+    std::function<void(bool)> reopen;          ///< Clicks the icon in the Dock.
     quint32 announced = 0;                     ///< The last element.
     std::function<void()> clickStatusItem;     ///< Set while there is one.
     std::function<void()> chooseNotification;  ///< What a click on the last one does.
     QMap<QString, std::function<void()>> menu; ///< The actions of the items by title.
 
 private:
+    void setRegularPolicy() override { calls << u"regular"_s; }
+    void observeReopening(std::function<void(bool)> reopened) override
+    {
+        reopen = std::move(reopened);
+    }
+    void addItem(const QString &title, QChar key, std::function<void()> chosen) override
+    {
+        calls << u"menu item "_s + title + u' ' + key;
+        menu.insert(title, std::move(chosen));
+    }
+    void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override
+    {
+        calls << (isQuestion(urgency) ? u"ask "_s : u"tell "_s) + text;
+        chooseNotification = std::move(chosen);
+    }
+    void withdraw() override { calls << u"withdraw"_s; }
+    void showStatusItem(std::function<void()> chosen) override
+    {
+        clickStatusItem = std::move(chosen);
+    }
+
+    bool isComposited() override { return hasCompositor; }
+    bool blursBehind() override { return blurs; }
+    bool wantsDrawnShadow() override { return hasNoShadow; }
+    void applyMargin(NativeWindow &window) override
+    {
+        calls << u"margin %1 of %2"_s.arg(window.margin()).arg(fake(window).name);
+    }
+    void observe(std::function<void()> changed) override
+    {
+        m_compositionChanged = std::move(changed);
+    }
+
     static bool isQuestion(Urgency urgency) { return urgency == Urgency::question; }
     static FakeNativeWindow &fake(NativeWindow &window)
     {

@@ -84,47 +84,44 @@ bool choosesX11()
 
 // The application on an X desktop, which activates its windows and returns the focus by EWMH. The
 // hot key must outlive it.
-class LinuxShell final : public Shell
+class LinuxShell final : public Shell, private Notifier, private Compositor
 {
 public:
     explicit LinuxShell(const LinuxHotKey &hotKey);
     ~LinuxShell() override;
 
-    bool hasDisplay() override;
-    QByteArrayList toolkitArguments() const override;
-    std::optional<int> fontResolution() override;
-    void observeReopening(std::function<void(bool)> reopened) override;
-    bool paintsInSoftware() const override { return true; }
-    Qt::WindowFlags windowFlags() const override { return Qt::Window | Qt::FramelessWindowHint; }
+    Notifier *notifier() override { return this; }
+    Compositor *compositor() override { return this; }
 
-    void setIcon(std::function<Picture(int)> draw) override;
-    void setRegularPolicy() override;
-    void addMenuItem(const QString &title, QChar key, std::function<void()> chosen) override;
+    bool hasDisplay() override;
+    ToolkitSettings toolkitSettings() override;
+
     bool isActive() override;
     void activate() override;
     void hide() override;
     void announce(const QString &text, quint32 element) override;
 
+    Qt::WindowFlags windowFlags() const override { return Qt::Window | Qt::FramelessWindowHint; }
     bool isVisible(NativeWindow &window) override;
     bool isKey(NativeWindow &window) override;
     void makeKeyAndOrderFront(NativeWindow &window) override;
     void center(NativeWindow &window) override;
     void style(NativeWindow &window) override;
     void placeMaterialBehind(NativeWindow &window, Material material) override;
-
     void keepAbove(NativeWindow &window, bool isAbove) override;
     void requestAttention(NativeWindow &window, Urgency urgency) override;
+
+private:
     void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override;
-    void withdrawNotification() override;
+    void withdraw() override;
     void showStatusItem(std::function<void()> chosen) override;
 
     bool isComposited() override;
     bool blursBehind() override;
     bool wantsDrawnShadow() override;
     void applyMargin(NativeWindow &window) override;
-    void observeComposition(std::function<void()> changed) override;
+    void observe(std::function<void()> changed) override;
 
-private:
     /// The session with the X server, if there is one.
     ShellSession *session();
     /// The part of the user's current screen without bars, in the toolkit's units.
@@ -135,7 +132,6 @@ private:
     quint32 m_userTime = 0;  ///< The time of the user's action; 0 if unknown.
     std::optional<std::unique_ptr<ShellSession>> m_session; ///< Set after the first attempt.
     std::function<void()> m_compositionChanged;
-    std::function<Picture(int)> m_drawIcon;
     DesktopNotice m_notice;
     std::optional<StatusItem> m_statusItem;
 };
@@ -163,74 +159,48 @@ bool LinuxShell::hasDisplay()
     return !qEnvironmentVariableIsEmpty("DISPLAY") && serverAnswers();
 }
 
-QByteArrayList LinuxShell::toolkitArguments() const
+ToolkitSettings LinuxShell::toolkitSettings()
 {
+    ToolkitSettings settings{.paintsInSoftware = true};
     // Also on Wayland, where only X11 windows can be activated by their program.
-    return qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") ? QByteArrayList{"-platform", "xcb"}
-                                                          : QByteArrayList();
-}
-
-std::optional<int> LinuxShell::fontResolution()
-{
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        settings.arguments = {"-platform", "xcb"};
     // Desktops that measure the screen set resolutions such as 99 or 101. At such scale factors,
     // hairlines are blurred and corners are uneven, so the factor is rounded to quarters.
     const double told = desktopResolution();
     const double quarters = std::round(4 * told / usualResolution);
-    return quarters > 0 ? std::optional(static_cast<int>(quarters * usualResolution / 4))
-                        : std::nullopt;
-}
-
-void LinuxShell::observeReopening(std::function<void(bool)>)
-{
-    // The desktop starts the program again, which sends a request to this process.
-}
-
-void LinuxShell::setIcon(std::function<Picture(int)> draw)
-{
-    m_drawIcon = std::move(draw);
-}
-
-void LinuxShell::setRegularPolicy()
-{
-    // An application with a normal window is a regular one here.
-}
-
-void LinuxShell::addMenuItem(const QString &, QChar, std::function<void()>)
-{
-    // There is no menu bar; the panel itself handles the shortcut.
+    if (quarters > 0)
+        settings.fontResolution = static_cast<int>(quarters * usualResolution / 4);
+    return settings;
 }
 
 bool LinuxShell::isActive()
 {
-    return std::ranges::any_of(windows(), [this](NativeWindow *window) { return isKey(*window); });
+    return window() && isKey(*window());
 }
 
 void LinuxShell::activate()
 {
     if (ShellSession *const current = session()) {
         const xcb_window_t active = current->activeWindow().value_or(XCB_WINDOW_NONE);
-        const bool isOurs = std::ranges::any_of(
-            windows(), [&](NativeWindow *window) { return windowId(*window) == active; });
-        if (!isOurs)
+        if (!window() || windowId(*window()) != active)
             current->rememberFocus(active);
     }
     const quint32 press = m_hotKey.lastPress();
     m_userTime = std::exchange(m_usedPress, press) != press ? press : XCB_CURRENT_TIME;
-    for (NativeWindow *const window : windows()) {
-        if (isVisible(*window))
-            makeKeyAndOrderFront(*window);
-    }
+    if (window() && isVisible(*window()))
+        makeKeyAndOrderFront(*window());
 }
 
 void LinuxShell::hide()
 {
     m_usedPress = m_hotKey.lastPress();
-    for (NativeWindow *const window : windows()) {
-        ShellSession *const current = session();
-        if (current && isKey(*window))
-            current->giveBackAfter(windowId(*window));
-        window->hide();
-    }
+    if (!window())
+        return;
+    ShellSession *const current = session();
+    if (current && isKey(*window()))
+        current->giveBackAfter(windowId(*window()));
+    window()->hide();
 }
 
 void LinuxShell::announce(const QString &, quint32 element)
@@ -314,11 +284,11 @@ void LinuxShell::style(NativeWindow &window)
 {
     // The window flags make it a panel.
     ShellSession *const current = session();
-    if (!current || !m_drawIcon)
+    if (!current || !drawIcon())
         return;
     std::vector<uint32_t> icon;
     for (const int side : windowIconSides) {
-        const Picture picture = m_drawIcon(side);
+        const Picture picture = drawIcon()(side);
         icon.insert(icon.end(), 2, static_cast<uint32_t>(side));
         icon.insert(icon.end(), picture.pixels.begin(), picture.pixels.end());
     }
@@ -354,12 +324,12 @@ void LinuxShell::notify(const QString &text, Urgency urgency, std::function<void
 void LinuxShell::showStatusItem(std::function<void()> chosen)
 {
     QList<Picture> icon;
-    if (m_drawIcon)
-        std::ranges::transform(statusIconSides, std::back_inserter(icon), m_drawIcon);
+    if (drawIcon())
+        std::ranges::transform(statusIconSides, std::back_inserter(icon), drawIcon());
     m_statusItem.emplace(icon, std::move(chosen));
 }
 
-void LinuxShell::withdrawNotification()
+void LinuxShell::withdraw()
 {
     m_notice.withdraw();
 }
@@ -388,7 +358,7 @@ bool LinuxShell::isComposited()
     return current && current->isComposited();
 }
 
-void LinuxShell::observeComposition(std::function<void()> changed)
+void LinuxShell::observe(std::function<void()> changed)
 {
     m_compositionChanged = std::move(changed);
 }

@@ -163,10 +163,10 @@ private:
 };
 
 /// A fake compositor, which owns the selection.
-class Compositor
+class FakeCompositor
 {
 public:
-    Compositor() : m_connection(xcb_connect(nullptr, nullptr))
+    FakeCompositor() : m_connection(xcb_connect(nullptr, nullptr))
     {
         const xcb_screen_t *const screen =
             xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data;
@@ -177,9 +177,9 @@ public:
                                 XCB_CURRENT_TIME);
         xcb_flush(m_connection);
     }
-    ~Compositor() { xcb_disconnect(m_connection); }
-    Compositor(const Compositor &) = delete;
-    Compositor &operator=(const Compositor &) = delete;
+    ~FakeCompositor() { xcb_disconnect(m_connection); }
+    FakeCompositor(const FakeCompositor &) = delete;
+    FakeCompositor &operator=(const FakeCompositor &) = delete;
 
 private:
     xcb_connection_t *m_connection;
@@ -296,20 +296,22 @@ void tst_LinuxShell::compositorsAreSeenToComeAndGo()
 {
     const auto shell = makeLinuxShell(m_hotKey);
     int changes = 0;
-    shell->observeComposition([&] { ++changes; });
-    QVERIFY(!shell->isComposited());
-    auto compositor = std::make_unique<Compositor>();
-    QTRY_VERIFY(shell->isComposited());
+    shell->compositor()->observe([&] { ++changes; });
+    QVERIFY(!shell->compositor()->isComposited());
+    auto compositor = std::make_unique<FakeCompositor>();
+    QTRY_VERIFY(shell->compositor()->isComposited());
     QCOMPARE(changes, 1);
     compositor.reset();
-    QTRY_VERIFY(!shell->isComposited());
+    QTRY_VERIFY(!shell->compositor()->isComposited());
     QCOMPARE(changes, 2);
 }
 
 void tst_LinuxShell::aCompositorThatWasThereFirstIsSeen()
 {
-    const Compositor compositor;
-    const auto isComposited = [this] { return makeLinuxShell(m_hotKey)->isComposited(); };
+    const FakeCompositor compositor;
+    const auto isComposited = [this] {
+        return makeLinuxShell(m_hotKey)->compositor()->isComposited();
+    };
     QTRY_VERIFY(isComposited());
 }
 
@@ -342,27 +344,27 @@ void tst_LinuxShell::blurringIsWhatACompositorAnnounces()
 {
     const auto shell = makeLinuxShell(m_hotKey);
     int changes = 0;
-    shell->observeComposition([&] { ++changes; });
+    shell->compositor()->observe([&] { ++changes; });
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
         xcb_connect(nullptr, nullptr), &xcb_disconnect);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
-    QVERIFY(!shell->isComposited());
+    QVERIFY(!shell->compositor()->isComposited());
     const xcb_atom_t property = atom(connection.get(), "_KDE_NET_WM_BLUR_BEHIND_REGION");
-    auto compositor = std::make_unique<Compositor>();
-    QTRY_VERIFY(shell->isComposited());
-    QVERIFY(!shell->blursBehind());
+    auto compositor = std::make_unique<FakeCompositor>();
+    QTRY_VERIFY(shell->compositor()->isComposited());
+    QVERIFY(!shell->compositor()->blursBehind());
     const char value = 0;
     xcb_change_property(connection.get(), XCB_PROP_MODE_REPLACE, root, property, property, 8, 1,
                         &value);
     xcb_flush(connection.get());
-    QTRY_VERIFY(shell->blursBehind());
+    QTRY_VERIFY(shell->compositor()->blursBehind());
     QCOMPARE(changes, 2);
     const auto later = makeLinuxShell(m_hotKey);
-    QVERIFY(later->blursBehind());
+    QVERIFY(later->compositor()->blursBehind());
     xcb_delete_property(connection.get(), root, property);
     xcb_flush(connection.get());
-    QTRY_VERIFY(!shell->blursBehind());
-    QVERIFY(shell->isComposited());
+    QTRY_VERIFY(!shell->compositor()->blursBehind());
+    QVERIFY(shell->compositor()->isComposited());
     QCOMPARE(changes, 3);
 }
 
@@ -435,7 +437,7 @@ void tst_LinuxShell::aMarginIsToldToTheWindowManager()
     BareWindow window;
     shell->placeMaterialBehind(window, Shell::Material::underWindowBackground);
     window.setMargin(44);
-    shell->applyMargin(window);
+    shell->compositor()->applyMargin(window);
     QCOMPARE(window.numbers("_GTK_FRAME_EXTENTS"), (std::vector<uint32_t>{44, 44, 44, 44}));
     const std::vector<uint32_t> blur = window.numbers("_KDE_NET_WM_BLUR_BEHIND_REGION");
     QVERIFY(!holds(blur, {43, 100}));
@@ -445,7 +447,7 @@ void tst_LinuxShell::aMarginIsToldToTheWindowManager()
     // The mouse passes through it.
     QCOMPARE(window.clickableArea(), QRect(44, 44, 300 - 88, 200 - 88));
     window.setMargin(0);
-    shell->applyMargin(window);
+    shell->compositor()->applyMargin(window);
     QVERIFY(window.numbers("_GTK_FRAME_EXTENTS").empty());
     QCOMPARE(window.clickableArea(), QRect(0, 0, 300, 200));
 }
@@ -454,11 +456,11 @@ void tst_LinuxShell::shadowsAreDrawnIfTheWindowManagerKnowsMargins()
 {
     const auto shell = makeLinuxShell(m_hotKey);
     int changes = 0;
-    shell->observeComposition([&] { ++changes; });
-    QVERIFY(!shell->wantsDrawnShadow());
-    const Compositor compositor;
-    QTRY_VERIFY(shell->isComposited());
-    QVERIFY(!shell->wantsDrawnShadow());
+    shell->compositor()->observe([&] { ++changes; });
+    QVERIFY(!shell->compositor()->wantsDrawnShadow());
+    const FakeCompositor compositor;
+    QTRY_VERIFY(shell->compositor()->isComposited());
+    QVERIFY(!shell->compositor()->wantsDrawnShadow());
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
         xcb_connect(nullptr, nullptr), &xcb_disconnect);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;
@@ -466,9 +468,9 @@ void tst_LinuxShell::shadowsAreDrawnIfTheWindowManagerKnowsMargins()
     xcb_change_property(connection.get(), XCB_PROP_MODE_APPEND, root,
                         atom(connection.get(), "_NET_SUPPORTED"), XCB_ATOM_ATOM, 32, 1, &margins);
     xcb_flush(connection.get());
-    QTRY_VERIFY(shell->wantsDrawnShadow());
+    QTRY_VERIFY(shell->compositor()->wantsDrawnShadow());
     QCOMPARE(changes, 2);
-    QVERIFY(makeLinuxShell(m_hotKey)->wantsDrawnShadow());
+    QVERIFY(makeLinuxShell(m_hotKey)->compositor()->wantsDrawnShadow());
 }
 
 void tst_LinuxShell::aWindowHasTheIconInSeveralSizes()
@@ -528,7 +530,7 @@ void tst_LinuxShell::attentionIsDemandedOfTheTaskBar()
     QTRY_VERIFY(shell->isKey(window));
     shell->makeKeyAndOrderFront(other);
     QTRY_VERIFY(shell->isKey(other));
-    shell->requestAttention(window, Shell::Urgency::news);
+    shell->requestAttention(window, Urgency::news);
     QTRY_VERIFY(demands());
     shell->makeKeyAndOrderFront(window);
     QTRY_VERIFY(!demands());
@@ -573,7 +575,7 @@ void tst_LinuxShell::oddResolutionsOfFontsAreRounded()
                         resources.constData());
     // Waits until the server has it.
     (void)atom(connection.get(), "RESOURCE_MANAGER");
-    QCOMPARE(makeLinuxShell(m_hotKey)->fontResolution(), resolution);
+    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitSettings().fontResolution, resolution);
 }
 
 void tst_LinuxShell::aNotificationIsPlainTextWithAnAction()
@@ -581,7 +583,7 @@ void tst_LinuxShell::aNotificationIsPlainTextWithAnAction()
     Notifications notifications;
     const auto shell = makeLinuxShell(m_hotKey);
     int chosen = 0;
-    shell->notify(u"Done: <b>all</b>"_s, Shell::Urgency::news, [&] { ++chosen; });
+    shell->notifier()->notify(u"Done: <b>all</b>"_s, Urgency::news, [&] { ++chosen; });
     QTRY_COMPARE(notifications.shown.size(), 1);
     const uint id = notifications.shown.firstKey();
     const Notifications::Notice notice = notifications.shown.first();
@@ -605,12 +607,12 @@ void tst_LinuxShell::aNotificationTakesThePlaceOfTheLast()
     Notifications notifications;
     const auto shell = makeLinuxShell(m_hotKey);
     int chosen = 0;
-    shell->notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
+    shell->notifier()->notify(u"Quillon asks"_s, Urgency::question, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     const uint id = notifications.shown.firstKey();
     QCOMPARE(notifications.shown.first().expires, 0); // it stays
     QTest::qWait(50);
-    shell->notify(u"Done"_s, Shell::Urgency::news, [&] { ++chosen; });
+    shell->notifier()->notify(u"Done"_s, Urgency::news, [&] { ++chosen; });
     QTRY_COMPARE(notifications.shown.value(id).title, u"Done"_s);
     QCOMPARE(notifications.shown.size(), 1);
     QTest::qWait(50);
@@ -624,23 +626,23 @@ void tst_LinuxShell::aNotificationIsWithdrawnAtAnyTime()
     const auto shell = makeLinuxShell(m_hotKey);
     // Also before its id is known.
     for (const int wait : {0, 50}) {
-        shell->notify(u"Quillon asks"_s, Shell::Urgency::question, [] {});
+        shell->notifier()->notify(u"Quillon asks"_s, Urgency::question, [] {});
         if (wait > 0) {
             QTRY_COMPARE(notifications.shown.size(), 1);
             QTest::qWait(wait);
         }
-        shell->withdrawNotification();
+        shell->notifier()->withdraw();
         QTest::qWait(50);
         QTRY_VERIFY(notifications.shown.isEmpty());
     }
     // A notification that the user has closed cannot be replaced.
-    shell->notify(u"one"_s, Shell::Urgency::news, [] {});
+    shell->notifier()->notify(u"one"_s, Urgency::news, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     QTest::qWait(50);
     const uint id = notifications.shown.firstKey();
     notifications.expire(id);
     QTest::qWait(50);
-    shell->notify(u"two"_s, Shell::Urgency::news, [] {});
+    shell->notifier()->notify(u"two"_s, Urgency::news, [] {});
     QTRY_COMPARE(notifications.shown.size(), 1);
     QVERIFY(notifications.shown.firstKey() != id);
 }
@@ -649,8 +651,8 @@ void tst_LinuxShell::withoutNotificationsNothingHappens()
 {
     const auto shell = makeLinuxShell(m_hotKey);
     bool isChosen = false;
-    shell->notify(u"Done"_s, Shell::Urgency::news, [&] { isChosen = true; });
-    shell->withdrawNotification();
+    shell->notifier()->notify(u"Done"_s, Urgency::news, [&] { isChosen = true; });
+    shell->notifier()->withdraw();
     QTest::qWait(50);
     QVERIFY(!isChosen);
 }
@@ -684,9 +686,10 @@ void tst_LinuxShell::aServerThatDoesNotAnswerIsNotWaitedForForever()
 
 void tst_LinuxShell::anotherWayToShowWindowsIsTheUsersChoice()
 {
-    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitArguments(), (QByteArrayList{"-platform", "xcb"}));
+    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitSettings().arguments,
+             (QByteArrayList{"-platform", "xcb"}));
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitArguments(), QByteArrayList());
+    QCOMPARE(makeLinuxShell(m_hotKey)->toolkitSettings().arguments, QByteArrayList());
     const QByteArray display = qgetenv("DISPLAY");
     qunsetenv("DISPLAY");
     QVERIFY(makeLinuxShell(m_hotKey)->hasDisplay());
