@@ -10,11 +10,13 @@ replies that are exact, once over all and once without the closing sentences.
 """
 
 import argparse
+import fcntl
 import math
 import os
 import random
 import signal
 import sys
+import threading
 import time
 from pathlib import Path
 
@@ -108,7 +110,21 @@ def measure(learner: Learner, conversations: list[dict]) -> tuple[float, float, 
     return action / total, exact / total, exact_acts / max(acts, 1)
 
 
+def end_with(parent: int) -> None:
+    """Ends this process soon after its parent, however that ends: left behind, it would go on writing
+    checkpoints."""
+
+    def watch() -> None:
+        while os.getppid() == parent:
+            time.sleep(1)
+        os._exit(1)
+
+    threading.Thread(target=watch, daemon=True).start()
+
+
 def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
+    if arguments.processes > 1:
+        end_with(arguments.parent)
     torch.set_num_threads(1 if arguments.processes > 1 else arguments.threads)
     torch.manual_seed(arguments.seed)
     signal.signal(signal.SIGINT, signal.SIG_IGN)
@@ -213,9 +229,9 @@ def main() -> None:
     parser.add_argument("--out", required=True, help="the folder of the checkpoint and the curve")
     parser.add_argument("--tokens", type=int, default=5_000_000, help="stop after so many")
     parser.add_argument("--minutes", type=float, default=1e9, help="stop after so long; run again to go on")
-    parser.add_argument("--batch", type=int, default=2048, help="tokens between two steps")
-    parser.add_argument("--group", type=int, default=1024, help="tokens in one pass, with padding")
-    parser.add_argument("--rate", type=float, default=1e-3, help="the learning rate")
+    parser.add_argument("--batch", type=int, default=1024, help="tokens between two steps")
+    parser.add_argument("--group", type=int, default=384, help="tokens in one pass, with padding; more padding if more")
+    parser.add_argument("--rate", type=float, default=8e-4, help="the learning rate")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--processes", type=int, default=1, help="with shared parameters, on a processor")
     parser.add_argument("--threads", type=int, default=2, help="of a single process")
@@ -230,6 +246,12 @@ def main() -> None:
         flags = Path("/proc/cpuinfo").read_text() if Path("/proc/cpuinfo").exists() else ""
         arguments.bf16 = arguments.device == "cuda" or "avx512_bf16" in flags or "amx_bf16" in flags
     Path(arguments.out).mkdir(parents=True, exist_ok=True)
+    lock = (Path(arguments.out) / "lock").open("w")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        sys.exit(f"Another training is writing to {arguments.out}.")
+    arguments.parent = os.getpid()
 
     flat = Learner("cpu", arguments.seed).flat.share_memory_()
     shared = {
