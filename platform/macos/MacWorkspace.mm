@@ -1,10 +1,10 @@
 #include "platform/macos/MacWorkspace.h"
 
 #include "base/Futures.h"
-#include "platform/FrontApplication.h"
 #include "platform/PlatformError.h"
 #include "platform/macos/ApplicationBundles.h"
 #include "platform/macos/CocoaText.h"
+#include "platform/macos/FrontApplication.h"
 #include "platform/macos/FrontProcess.h"
 #include "platform/macos/MacProcesses.h"
 

@@ -1,4 +1,4 @@
-#include "platform/FrontApplication.h"
+#include "platform/macos/FrontApplication.h"
 #include "tests/support/FakePlatform.h"
 
 #include <QTest>

@@ -1,4 +1,4 @@
-#include "platform/FrontApplication.h"
+#include "platform/macos/FrontApplication.h"
 
 #include "platform/Screen.h"
 
