@@ -2,6 +2,7 @@
 
 #include "agent/AgentSession.h"
 #include "app/HotKey.h"
+#include "models/ModelManager.h"
 #include "platform/NativeWindow.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
@@ -32,10 +33,15 @@ QString excerpt(const QString &text)
 }
 } // namespace
 
-Attention::Attention(AgentSession &session, NativeWindow &window, std::function<void()> show,
-                     QObject *parent)
-    : QObject(parent), m_session(session), m_window(window), m_show(std::move(show))
+Attention::Attention(AgentSession &session, ModelManager &models, NativeWindow &window,
+                     std::function<void()> show, QObject *parent)
+    : QObject(parent)
+    , m_session(session)
+    , m_models(models)
+    , m_window(window)
+    , m_show(std::move(show))
 {
+    connect(&m_models, &ModelManager::stateChanged, this, &Attention::followDownload);
     connect(&m_session, &AgentSession::isRunningChanged, this, &Attention::followTask);
     connect(&m_session, &AgentSession::pendingChanged, this, &Attention::followQuestion);
     connect(&HotKey::shared(), &HotKey::summonPalette, this, &Attention::withdraw);
@@ -66,6 +72,30 @@ void Attention::followTask()
     const Turn &turn = m_session.turns().last();
     const bool isDone = !turn.log.isEmpty() && turn.log.last().kind == LogEntry::Kind::success;
     call((isDone ? u"Done: "_s : u"Not done: "_s) + excerpt(turn.command), false);
+}
+
+void Attention::followDownload()
+{
+    using Case = ModelManager::State::Case;
+    switch (m_models.state().kind) {
+    case Case::downloading:
+        m_isDownloading = true;
+        break;
+    case Case::needsDownload:
+        m_isDownloading = false;
+        break;
+    case Case::loaded:
+        if (std::exchange(m_isDownloading, false))
+            call(u"Quillon is ready."_s, false);
+        break;
+    case Case::failed:
+        if (std::exchange(m_isDownloading, false))
+            call(u"The model could not be downloaded."_s, false);
+        break;
+    case Case::ready:
+    case Case::loading:
+        break;
+    }
 }
 
 void Attention::followQuestion()

@@ -95,6 +95,11 @@ FocusScope {
             // The history remains visible while another model is loaded.
             readonly property bool showsHistory: content.models.isLoaded || content.session.hasTurns
 
+            function fillIn(text: string): void {
+                command.text = text;
+                bar.focusField();
+            }
+
             Layout.fillHeight: true
             Layout.fillWidth: true
 
@@ -102,7 +107,10 @@ FocusScope {
                 anchors.fill: parent
                 enabled: visible
                 models: content.models
+                suggestions: command.suggestions
                 visible: !centre.showsHistory
+
+                onSuggestionChosen: text => centre.fillIn(text)
             }
 
             Loader {
@@ -127,10 +135,7 @@ FocusScope {
                 suggestions: command.suggestions
                 visible: centre.showsHistory
 
-                onSuggestionChosen: text => {
-                    command.text = text;
-                    bar.focusField();
-                }
+                onSuggestionChosen: text => centre.fillIn(text)
             }
 
             ConfirmCard {

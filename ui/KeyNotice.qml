@@ -1,13 +1,14 @@
 import QtQuick
 import Quillon
 
-// One line above the footer, until it was answered: that another program owns the hot key.
+// A notice above the footer, until it was answered: that another program owns the hot key.
 Item {
     id: notice
 
     required property KeyOffer offer
 
-    implicitHeight: 36
+    // A command with a long path has several lines, so that it can be read.
+    implicitHeight: Math.max(36, label.implicitHeight + 16)
     objectName: "keyNotice"
 
     Accessible.name: offer.text
@@ -23,6 +24,8 @@ Item {
     }
 
     PlainText {
+        id: label
+
         anchors.left: parent.left
         anchors.leftMargin: Theme.margin
         anchors.right: buttons.left
@@ -31,9 +34,10 @@ Item {
         color: Theme.secondary
         elide: Text.ElideRight
         font.pixelSize: 12
+        maximumLineCount: 4
         objectName: "keyNoticeText"
         text: notice.offer.text
-        wrapMode: Text.NoWrap
+        wrapMode: Text.Wrap
     }
 
     Row {

@@ -6,6 +6,9 @@ Item {
     id: card
 
     required property ModelsViewModel models
+    required property var suggestions
+
+    signal suggestionChosen(string text)
 
     // With this, a failure has two lines in the smallest window.
     readonly property bool isCompact: height < 360
@@ -174,6 +177,41 @@ Item {
                     objectName: "loadingText"
                     text: "Loading model…"
                 }
+            }
+        }
+    }
+
+    // Something to read and to choose while it takes minutes. At the bottom, so that it moves
+    // nothing.
+    Grid {
+        id: examples
+
+        readonly property bool isWaiting: card.models.state === ModelsViewModel.Downloading || card.models.state === ModelsViewModel.Ready || card.models.state === ModelsViewModel.Loading
+
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 10
+        anchors.horizontalCenter: parent.horizontalCenter
+        columns: 2
+        columnSpacing: 4
+        objectName: "setUpSuggestions"
+        visible: isWaiting && y >= parts.y + parts.height + 40 && width <= card.width
+
+        Repeater {
+            model: card.suggestions
+
+            delegate: SuggestionRow {
+                id: row
+
+                required property int index
+                required property string modelData
+
+                font.pixelSize: 11
+                implicitHeight: 28
+                objectName: "setUpSuggestion" + index
+                symbolSize: 12
+                text: modelData
+
+                onClicked: card.suggestionChosen(row.text)
             }
         }
     }

@@ -5,8 +5,11 @@ import Quillon
 Pressable {
     id: row
 
+    property int symbolSize: 18
+
     font.pixelSize: 15
     implicitHeight: 44
+    implicitWidth: label.x + label.implicitWidth + 10
 
     background: Rectangle {
         color: row.down ? Theme.pressed : row.hovered ? Theme.hover : "transparent"
@@ -23,17 +26,19 @@ Pressable {
             Accessible.ignored: true
             anchors.verticalCenter: parent.verticalCenter
             color: Theme.secondary
-            height: 18
+            height: row.symbolSize
             name: "arrow.turn.down.right"
             objectName: "suggestionSymbol"
-            width: 18
-            x: 10
+            width: row.symbolSize
+            x: row.symbolSize / 2 + 1
         }
 
         PlainText {
+            id: label
+
             Accessible.ignored: true
             anchors.left: parent.left
-            anchors.leftMargin: 38
+            anchors.leftMargin: 2 * row.symbolSize + 2
             anchors.right: parent.right
             anchors.rightMargin: 10
             anchors.verticalCenter: parent.verticalCenter

@@ -1,5 +1,6 @@
 #include "app/Attention.h"
 #include "app/HotKey.h"
+#include "tests/support/HttpServer.h"
 #include "tests/ui/ViewModels.h"
 
 #include <QGuiApplication>
@@ -15,7 +16,7 @@ const QString trashOld = uR"({"action":"trash","path":"old.zip"})"_s;
 /// A panel whose user works in another application.
 struct Scene : ViewModels
 {
-    Scene()
+    explicit Scene(Model model = Model::loaded) : ViewModels(model)
     {
         platform.fakeShell.setWindow(&window);
         window.isOnScreen = true;
@@ -50,7 +51,7 @@ struct Scene : ViewModels
     QString task = u"tidy up"_s;
     FakeNativeWindow window{u"panel"_s};
     int shows = 0;
-    Attention attention{*session, window, [this] { ++shows; }};
+    Attention attention{*session, *manager, window, [this] { ++shows; }};
 };
 } // namespace
 
@@ -69,6 +70,9 @@ private Q_SLOTS:
     void notificationsQuoteOnlyTheBeginning();
     void stoppingATaskDoesNotNotify();
     void choosingTheNotificationShowsThePanel();
+    void aHiddenPanelTellsWhenAModelIsReady_data();
+    void aHiddenPanelTellsWhenAModelIsReady();
+    void aModelThatWasThereIsNotNews();
     void aNotificationGoesWhenThePanelIsSeen_data();
     void aNotificationGoesWhenThePanelIsSeen();
 };
@@ -198,6 +202,46 @@ void tst_Attention::choosingTheNotificationShowsThePanel()
     QCOMPARE(scene.shows, 0);
     scene.platform.fakeShell.chooseNotification();
     QCOMPARE(scene.shows, 1);
+}
+
+void tst_Attention::aHiddenPanelTellsWhenAModelIsReady_data()
+{
+    QTest::addColumn<HttpServer::Answer>("answer");
+    QTest::addColumn<bool>("isHidden");
+    QTest::addColumn<QStringList>("notices");
+    const QByteArray file = "GGUF" + QByteArray(10'000, 'x');
+    QTest::newRow("ready") << HttpServer::Answer{.body = file} << true
+                           << QStringList{u"tell Quillon is ready."_s};
+    QTest::newRow("failed") << HttpServer::Answer{.status = 404} << true
+                            << QStringList{u"tell The model could not be downloaded."_s};
+    QTest::newRow("in sight") << HttpServer::Answer{.body = file} << false << QStringList();
+}
+
+void tst_Attention::aHiddenPanelTellsWhenAModelIsReady()
+{
+    QFETCH(HttpServer::Answer, answer);
+    QFETCH(bool, isHidden);
+    QFETCH(QStringList, notices);
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, answer);
+    Scene scene(Scene::Model::missing);
+    scene.manager->select(
+        {u"test"_s, u"Test"_s, u"Small"_s, server.url(u"/test.gguf"_s), u"test.gguf"_s, 1});
+    isHidden ? scene.window.hide() : scene.focus();
+    scene.manager->download();
+    QTRY_VERIFY(scene.modelsView->isLoaded() ||
+                scene.modelsView->state() == ModelsViewModel::Failed);
+    QCOMPARE(scene.notices(), notices);
+    scene.manager->refresh();
+}
+
+void tst_Attention::aModelThatWasThereIsNotNews()
+{
+    Scene scene(Scene::Model::present);
+    scene.window.hide();
+    QCoro::waitFor(scene.manager->loadIfNeeded());
+    QVERIFY(scene.modelsView->isLoaded());
+    QVERIFY(scene.notices().isEmpty());
 }
 
 void tst_Attention::aNotificationGoesWhenThePanelIsSeen_data()

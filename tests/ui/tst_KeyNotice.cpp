@@ -11,7 +11,8 @@ private Q_SLOTS:
     void isNotThereForAKeyThatIsOurs();
     void saysThatTheKeyIsTakenUntilItIsDismissed();
     void bindsAnotherKeyAtAClick();
-    void keepsToOneLineInTheSmallestWindow();
+    void showsALongCommandInTheSmallestWindow_data();
+    void showsALongCommandInTheSmallestWindow();
     void theHintHasTheKeysName();
 };
 
@@ -49,27 +50,38 @@ void tst_KeyNotice::bindsAnotherKeyAtAClick()
     QVERIFY(!scene.find(u"keyNoticeAction"_s));
 }
 
-void tst_KeyNotice::keepsToOneLineInTheSmallestWindow()
+void tst_KeyNotice::showsALongCommandInTheSmallestWindow_data()
 {
+    QTest::addColumn<QString>("command");
+    QTest::addColumn<bool>("isWhole");
+    QTest::newRow("installed") << u"quillon --toggle"_s << true;
+    QTest::newRow("built") << u"/home/someone/Projects/quillon/build/release/app/quillon --toggle"_s
+                           << true;
+    QTest::newRow("longer than the notice")
+        << u"/home/someone/a/very/long/path/quillon --toggle"_s.repeated(9) << false;
+}
+
+void tst_KeyNotice::showsALongCommandInTheSmallestWindow()
+{
+    QFETCH(const QString, command);
+    QFETCH(const bool, isWhole);
     PanelScene scene;
     scene.window->resize(640, 460);
     scene.platform.fakeHotKey.isTaken = true;
-    scene.platform.fakeHotKey.toggleCommand =
-        u"/home/someone/a/very/long/path/quillon --toggle"_s.repeated(3);
+    scene.platform.fakeHotKey.toggleCommand = command;
     HotKey::shared().registerKey();
     QTRY_VERIFY(scene.find(u"keyNoticeAction"_s));
-    const auto right = [&](const QString &name) {
+    const auto place = [&](const QString &name) {
         const QQuickItem &item = scene.item(name);
-        return item.mapRectToScene(item.boundingRect()).right();
+        return item.mapRectToScene(item.boundingRect());
     };
-    const auto left = [&](const QString &name) {
-        const QQuickItem &item = scene.item(name);
-        return item.mapRectToScene(item.boundingRect()).left();
-    };
-    QTRY_VERIFY(right(u"keyNoticeText"_s) <= left(u"keyNoticeAction"_s));
-    QVERIFY(right(u"keyNoticeAction"_s) <= left(u"keyNoticeClose"_s));
-    QVERIFY(right(u"keyNoticeClose"_s) <= 640);
-    QCOMPARE(scene.item(u"keyNotice"_s).height(), 36);
+    QTRY_VERIFY(place(u"keyNoticeText"_s).right() <= place(u"keyNoticeAction"_s).left());
+    QVERIFY(place(u"keyNoticeAction"_s).right() <= place(u"keyNoticeClose"_s).left());
+    QVERIFY(place(u"keyNoticeClose"_s).right() <= 640);
+    QCOMPARE(!scene.item(u"keyNoticeText"_s).property("truncated").toBool(), isWhole);
+    QVERIFY(place(u"keyNotice"_s).contains(place(u"keyNoticeText"_s)));
+    QVERIFY(scene.item(u"keyNotice"_s).height() >= 36);
+    QVERIFY(scene.item(u"keyNotice"_s).height() <= 90);
 }
 
 void tst_KeyNotice::theHintHasTheKeysName()

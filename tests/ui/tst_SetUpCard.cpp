@@ -22,6 +22,7 @@ private Q_SLOTS:
     void showsOneElementForEachState();
     void downloadsAndLoads();
     void showsProgress();
+    void examplesAreThereToReadMeanwhile();
     void cancelReturnsToTheDownloadButton();
     void showsWhyADownloadFailed_data();
     void showsWhyADownloadFailed();
@@ -148,6 +149,38 @@ void tst_SetUpCard::showsProgress()
     QCOMPARE(bar.property("to"), 1);
     QCOMPARE(bar.property("value"), 0.4299);
     QCOMPARE(bar.property("indeterminate"), false);
+    scene.click(u"cancelDownloadButton"_s);
+}
+
+void tst_SetUpCard::examplesAreThereToReadMeanwhile()
+{
+    HttpServer server;
+    server.setAnswer(u"/model.gguf"_s, {.body = QByteArray(10'000, 'x'), .holdAfter = 4000});
+    LocalModel model = LocalModel::catalog().first();
+    model.url = server.url(u"/model.gguf"_s);
+    PanelScene scene(Model::missing);
+    scene.manager->select(model);
+    QVERIFY(!scene.find(u"setUpSuggestion0"_s));
+    const qreal before = scene.item(u"setUpTitle"_s).mapToScene(QPointF(0, 0)).y();
+    scene.click(u"downloadButton"_s);
+    QTRY_VERIFY(scene.modelsView->progress() > 0);
+    QTRY_VERIFY(scene.find(u"setUpSuggestion3"_s));
+    QCOMPARE(scene.item(u"setUpTitle"_s).mapToScene(QPointF(0, 0)).y(), before);
+    const QQuickItem &first = scene.item(u"setUpSuggestion0"_s);
+    const QQuickItem &cancel = scene.item(u"cancelDownloadButton"_s);
+    QVERIFY(first.mapToScene(QPointF(0, 0)).y() >=
+            cancel.mapToScene(QPointF(0, cancel.height())).y());
+    // A choice is kept until the model is there, and what is typed, too.
+    scene.click(u"setUpSuggestion2"_s);
+    QCOMPARE(scene.typed(), u"Take a screenshot and save it to Downloads"_s);
+    QVERIFY(scene.hasFocus(u"commandField"_s));
+    scene.key(Qt::Key_Return);
+    QVERIFY(!scene.session->isRunning());
+    scene.type(u" twice"_s);
+    QCOMPARE(scene.typed(), u"Take a screenshot and save it to Downloads twice"_s);
+    // In a small window, there is no place for them.
+    scene.window->resize(640, 460);
+    QTRY_VERIFY(!scene.find(u"setUpSuggestion0"_s));
     scene.click(u"cancelDownloadButton"_s);
 }
 
