@@ -125,6 +125,11 @@ void Panel::minimise()
         m_window->minimise();
 }
 
+void Panel::announce(const QString &text, quint32 element)
+{
+    Platform::current().shell().announce(text, element);
+}
+
 void Panel::applyMargin()
 {
     if (!m_window || m_window->margin() == m_margin)

@@ -56,6 +56,9 @@ public:
     Q_INVOKABLE void close();
     Q_INVOKABLE void minimise();
 
+    /// Has a screen reader say the text of an element, which has that number in the toolkit.
+    void announce(const QString &text, quint32 element);
+
 Q_SIGNALS:
     /// The panel was summoned; the command field takes the focus.
     void summonPalette();

@@ -1,7 +1,5 @@
 #include "ui/Announcement.h"
 
-#include "platform/Platform.h"
-#include "platform/Shell.h"
 #include "ui/SessionViewModel.h"
 
 #include <QAccessible>
@@ -37,5 +35,5 @@ void Announcement::announce()
     m_lines.clear();
     Q_EMIT textChanged();
     if (QAccessibleInterface *const element = QAccessible::queryAccessibleInterface(this))
-        Platform::current().shell().announce(m_text, QAccessible::uniqueId(element));
+        m_panel->announce(m_text, QAccessible::uniqueId(element));
 }

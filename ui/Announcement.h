@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/Panel.h"
 #include "ui/SessionViewModel.h"
 
 #include <QQuickItem>
@@ -13,6 +14,7 @@ class Announcement : public QQuickItem
 {
     Q_OBJECT
     QML_ELEMENT
+    Q_PROPERTY(Panel *panel MEMBER m_panel REQUIRED)
     Q_PROPERTY(SessionViewModel *session READ session WRITE setSession REQUIRED)
     /// What was announced last.
     Q_PROPERTY(QString text READ text NOTIFY textChanged)
@@ -30,6 +32,7 @@ Q_SIGNALS:
 private:
     void announce();
 
+    Panel *m_panel = nullptr;
     SessionViewModel *m_session = nullptr;
     QStringList m_lines; ///< Not announced yet.
     QString m_text;

@@ -74,6 +74,7 @@ Window {
         id: announcement
 
         objectName: "announcement"
+        panel: window.panel
         session: window.session
 
         Accessible.name: text

@@ -134,7 +134,7 @@ QStringList idsOf(const QByteArray &value)
 {
     QStringList ids;
     for (const QByteArray &each : value.split(';')) {
-        QString id = QString::fromUtf8(each.trimmed());
+        const QString id = QString::fromUtf8(each.trimmed());
         if (id.endsWith(u".desktop"))
             ids.append(id.chopped(8));
     }
