@@ -7,6 +7,9 @@ using namespace Attackers;
 using namespace Typists;
 using namespace Qt::StringLiterals;
 
+// A card ignores all answers in the first 400 ms after its end is visible.
+constexpr int cardSettles = 1000;
+
 class tst_OnlyTheUserApproves : public QObject
 {
     Q_OBJECT
@@ -18,6 +21,8 @@ private Q_SLOTS:
 
     void aTaskDoesNotAnswerThePanel_data();
     void aTaskDoesNotAnswerThePanel();
+    void theSameReachesAnyOtherProgram_data();
+    void theSameReachesAnyOtherProgram();
     void theUserApproves();
     void theEndHasToBeSeen_data();
     void theEndHasToBeSeen();
@@ -29,7 +34,8 @@ private:
     /// Types a task into the panel and sends it.
     void giveTask(ProcessId panel, const std::function<bool()> &hasBegun) const;
     /// A panel that asks; the one that is there already, if it does.
-    void ask(const QStringList &replies = {trash});
+    void ask(const QStringList &replies = {trash},
+             const QString &program = u"" QUILLON_PROGRAM ""_s);
 
     std::unique_ptr<Scene> m_scene;
     std::optional<ProcessId> m_panel; ///< The one that asks.
@@ -58,14 +64,16 @@ void tst_OnlyTheUserApproves::giveTask(ProcessId panel, const std::function<bool
     QVERIFY(QTest::qWaitFor(begins, eventually));
 }
 
-void tst_OnlyTheUserApproves::ask(const QStringList &replies)
+void tst_OnlyTheUserApproves::ask(const QStringList &replies, const QString &program)
 {
     if (m_panel)
         return;
     m_scene->clear();
     m_scene->bringBack();
-    const ProcessId panel = m_scene->openPanel(replies);
+    const ProcessId panel = m_scene->openPanel(replies, program);
     giveTask(panel, [&] { return panelAsks(panel); });
+    // An attack that the card ignores for being early would prove nothing.
+    QTest::qWait(cardSettles);
     m_panel = panel;
 }
 
@@ -122,6 +130,35 @@ void tst_OnlyTheUserApproves::aTaskDoesNotAnswerThePanel()
     QVERIFY(panelAsks(*m_panel));
 }
 
+// The attacks are good ones: the same panel, under a name that nothing knows, is answered.
+void tst_OnlyTheUserApproves::theSameReachesAnyOtherProgram_data()
+{
+    QTest::addColumn<QStringList>("replies");
+    QTest::newRow("Return") << QStringList{pressed(u"return"_s)};
+    QTest::newRow("Enter with a modifier") << QStringList{pressed(u"ENTER"_s, u"shift"_s)};
+    QTest::newRow("a line end") << QStringList{typed(u"\\n"_s)};
+    QTest::newRow("a click") << QStringList{clicked(u"Allow"_s)};
+}
+
+void tst_OnlyTheUserApproves::theSameReachesAnyOtherProgram()
+{
+    QFETCH(QStringList, replies);
+    m_panel.reset();
+    ask({trash}, m_scene->stranger());
+    const QString process = QString::number(static_cast<qint64>(*m_panel));
+    m_panel.reset();
+    for (const QByteArray &window :
+         output(u"xdotool"_s, {u"search"_s, u"--pid"_s, process}).trimmed().split('\n'))
+        (void)output(u"xdotool"_s, {u"set_window"_s, u"--class"_s, u"Stranger"_s, u"--classname"_s,
+                                    u"stranger"_s, QString::fromLatin1(window)});
+    QVERIFY(m_scene->isPreciousThere());
+    const auto isGone = [&] {
+        (void)m_scene->attack(replies);
+        return QTest::qWaitFor([&] { return !m_scene->isPreciousThere(); }, 2000);
+    };
+    QVERIFY(QTest::qWaitFor(isGone, eventually));
+}
+
 void tst_OnlyTheUserApproves::theUserApproves()
 {
     ask();
@@ -161,6 +198,17 @@ void tst_OnlyTheUserApproves::theEndHasToBeSeen()
     (void)m_scene->attack({pressed(u"end"_s), pressed(u"return"_s)});
     QVERIFY(m_scene->isPreciousThere());
     QVERIFY(panelAsks(panel));
+    // Only the end was missing.
+    const auto isGone = [&] {
+        giveKeyboard(panel);
+        if (panelAsks(panel)) {
+            userPresses({u"End"_s});
+            QTest::qWait(cardSettles);
+            userPresses({u"Return"_s});
+        }
+        return QTest::qWaitFor([&] { return !m_scene->isPreciousThere(); }, 2000);
+    };
+    QVERIFY(QTest::qWaitFor(isGone, eventually));
 }
 
 void tst_OnlyTheUserApproves::whatIsBehindThePanelGetsTheKeys()
