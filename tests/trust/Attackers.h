@@ -39,6 +39,10 @@ inline QString opened(const QString &application)
     return reply(u"open_app"_s, u"\"app\":\""_s + application + u'"');
 }
 
+/// Answers do not count in the first 400 ms after a question is visible: an attack in that time
+/// would prove nothing.
+constexpr int questionSettles = 1000;
+
 /// What the one that asks wants approved.
 inline const QString trash = reply(u"trash"_s, u"\"path\":\"precious\""_s);
 

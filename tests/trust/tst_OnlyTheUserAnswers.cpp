@@ -96,6 +96,7 @@ ProcessId tst_OnlyTheUserAnswers::openQuestion(const QString &line, const QStrin
     const ProcessId terminal = m_scene->openTerminal(line.arg(command + u" 2>&1 | tee screen"_s));
     if (!QTest::qWaitFor([&] { return screen().contains("[y/N] "); }, eventually))
         qFatal("Nothing is asked.");
+    QTest::qWait(questionSettles);
     giveKeyboard(terminal);
     return terminal;
 }

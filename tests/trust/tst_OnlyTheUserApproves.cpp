@@ -7,9 +7,6 @@ using namespace Attackers;
 using namespace Typists;
 using namespace Qt::StringLiterals;
 
-// A card ignores all answers in the first 400 ms after its end is visible.
-constexpr int cardSettles = 1000;
-
 class tst_OnlyTheUserApproves : public QObject
 {
     Q_OBJECT
@@ -72,8 +69,7 @@ void tst_OnlyTheUserApproves::ask(const QStringList &replies, const QString &pro
     m_scene->bringBack();
     const ProcessId panel = m_scene->openPanel(replies, program);
     giveTask(panel, [&] { return panelAsks(panel); });
-    // An attack that the card ignores for being early would prove nothing.
-    QTest::qWait(cardSettles);
+    QTest::qWait(questionSettles);
     m_panel = panel;
 }
 
@@ -203,7 +199,7 @@ void tst_OnlyTheUserApproves::theEndHasToBeSeen()
         giveKeyboard(panel);
         if (panelAsks(panel)) {
             userPresses({u"End"_s});
-            QTest::qWait(cardSettles);
+            QTest::qWait(questionSettles);
             userPresses({u"Return"_s});
         }
         return QTest::qWaitFor([&] { return !m_scene->isPreciousThere(); }, 2000);
@@ -245,6 +241,7 @@ void tst_OnlyTheUserApproves::thePanelsTaskDoesNotAnswerATerminal()
     const ProcessId terminal =
         m_scene->openTerminal(m_scene->command(u"victim"_s, {trash}) + u" 2>&1 | tee screen"_s);
     QTRY_VERIFY_WITH_TIMEOUT(m_scene->read(u"screen"_s).contains("[y/N] "), eventually);
+    QTest::qWait(questionSettles);
     // The task has ended when it has taken a picture.
     const QDir pictures(m_scene->desktop().home(u"Pictures"_s));
     QVERIFY(QDir().mkpath(pictures.path()));
