@@ -89,6 +89,20 @@ NSRunningApplication *running(ProcessId application)
         runningApplicationWithProcessIdentifier:static_cast<pid_t>(application)];
 }
 
+// The identifiers of our bundle, if there is one, and of the terminal in which this process runs.
+// The shells of some terminals are children of a server that outlives the application, so that it
+// is no ancestor; but its identifier is in the environment that it gave to them.
+NSArray<NSString *> *identifiers(NSString *bundle, const ProcessRecord &self)
+{
+    NSMutableArray<NSString *> *const found = [[NSMutableArray alloc] init];
+    if (bundle)
+        [found addObject:bundle];
+    const QString terminal = qEnvironmentVariable("__CFBundleIdentifier");
+    if ((self.terminal || self.input) && !terminal.isEmpty())
+        [found addObject:toCocoa(terminal)];
+    return found;
+}
+
 // Without AppKit's event loop, this does not change after the first call, nor does isActive.
 std::optional<ProcessId> toldByWorkspace()
 {
@@ -112,15 +126,15 @@ std::optional<ProcessId> MacWorkspace::focusedProcess()
     return FrontProcess::find(toldByWorkspace(), m_screen);
 }
 
-// A copied or renamed bundle has the same identifier.
 std::set<ProcessId> MacWorkspace::ownProcesses()
 {
     const MacProcesses processes;
     const ProcessId self{NSProcessInfo.processInfo.processIdentifier};
     std::set<ProcessId> ours =
         ::ownProcesses(processes, self, {QFileInfo(processes.program(self)).fileName()});
-    NSString *const identifier = NSBundle.mainBundle.bundleIdentifier;
-    if (identifier) {
+    // A copied or renamed bundle has the same identifier.
+    for (NSString *identifier in identifiers(NSBundle.mainBundle.bundleIdentifier,
+                                             processes.record(self).value_or(ProcessRecord()))) {
         for (NSRunningApplication *application in
              [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier])
             ours.insert(ProcessId{application.processIdentifier});

@@ -1,4 +1,5 @@
 #include "FakeCoreFoundation.h"
+#include "FakeLibproc.h"
 #include "MainLoop.h"
 #include "platform/PlatformError.h"
 #include "platform/Screen.h"
@@ -7,6 +8,8 @@
 #include <QCoreApplication>
 #include <QTest>
 #include <QThread>
+
+#include <unistd.h>
 
 using namespace Qt::StringLiterals;
 
@@ -37,6 +40,9 @@ private Q_SLOTS:
     void runningApplicationsAreDescribed();
     void theWorkspaceIsUsedOnlyWhileTheLoopOfAppKitRuns();
     void theApplicationInFrontIsDescribed();
+    void otherInstancesAreOurs();
+    void theTerminalOfATaskIsOurs();
+    void weAreNeverInFront();
     void anApplicationIsBroughtToTheFront();
     void terminatesAnApplication();
     void itemsAreRevealedAndTrashed();
@@ -75,6 +81,8 @@ void tst_MacWorkspace::init()
 void tst_MacWorkspace::cleanup()
 {
     FakeCocoa::reset();
+    FakeLibproc::processes.clear();
+    qunsetenv("__CFBundleIdentifier");
     m_screen.shown.clear();
     QCOMPARE(FakeCoreFoundation::livingObjects(), 0);
 }
@@ -158,6 +166,70 @@ void tst_MacWorkspace::theApplicationInFrontIsDescribed()
     // Not every process with a window is an application.
     QCOMPARE(m_workspace.frontmostApplication()->pid, ProcessId{8});
     FakeCocoa::running = {{.pid = 8, .name = u"Notes"_s}};
+    QCOMPARE(m_workspace.frontmostApplication()->name, u"Notes"_s);
+}
+
+namespace {
+const ProcessId self{getpid()};
+
+FakeLibproc::Process process(const QByteArray &path, uint32_t parent = 1, uint32_t terminal = 0)
+{
+    return {
+        .told = {.pbi_pid = 0, .pbi_ppid = parent, .pbi_pgid = 0, .e_tdev = terminal, .e_tpgid = 0},
+        .path = path};
+}
+} // namespace
+
+void tst_MacWorkspace::otherInstancesAreOurs()
+{
+    FakeLibproc::processes = {
+        {getpid(), process("/Applications/Quillon.app/Contents/MacOS/Quillon")},
+        {5, process("/build/Quillon")},
+        {6, process("/Applications/Copy.app/Contents/MacOS/Other")},
+        {7, process("/Applications/Notes.app/Contents/MacOS/Notes")}};
+    FakeCocoa::running = {{.pid = 6, .bundle = u"app.quillon"_s}, {.pid = 7, .bundle = u"notes"_s}};
+    QCOMPARE(m_workspace.ownProcesses(), (std::set<ProcessId>{ProcessId{5}, self}));
+    FakeCocoa::ownBundle = u"app.quillon"_s;
+    QCOMPARE(m_workspace.ownProcesses(), (std::set<ProcessId>{ProcessId{5}, ProcessId{6}, self}));
+}
+
+void tst_MacWorkspace::theTerminalOfATaskIsOurs()
+{
+    FakeCocoa::running = {{.pid = 20, .bundle = u"terminal"_s}, {.pid = 30, .bundle = u"other"_s}};
+    FakeLibproc::processes = {{getpid(), process("/build/Quillon", 21, 3)},
+                              {20, process("/Applications/Terminal.app/Contents/MacOS/Terminal")},
+                              {21, process("/bin/zsh", 20, 3)}};
+    QCOMPARE(m_workspace.ownProcesses(), (std::set<ProcessId>{ProcessId{20}, ProcessId{21}, self}));
+
+    // Its shells may be children of a server that is not.
+    FakeLibproc::processes[21] = process("/bin/zsh", 22, 3);
+    FakeLibproc::processes[22] = process("/Applications/Terminal.app/Contents/MacOS/Server");
+    const std::set<ProcessId> ancestors{ProcessId{21}, ProcessId{22}, self};
+    QCOMPARE(m_workspace.ownProcesses(), ancestors);
+    qputenv("__CFBundleIdentifier", "terminal");
+    std::set<ProcessId> ours = ancestors;
+    ours.insert(ProcessId{20});
+    QCOMPARE(m_workspace.ownProcesses(), ours);
+
+    // The panel outlives the terminal in which it was started.
+    FakeLibproc::processes[getpid()] = process("/build/Quillon");
+    QCOMPARE(m_workspace.ownProcesses(), std::set<ProcessId>{self});
+}
+
+void tst_MacWorkspace::weAreNeverInFront()
+{
+    const auto window = [](ProcessId owner) {
+        return WindowInfo{.layer = 0, .owner = owner, .ownerName = {}, .title = {}};
+    };
+    FakeLibproc::processes = {{getpid(), process("/build/Quillon", 21, 3)},
+                              {5, process("/Applications/Quillon.app/Contents/MacOS/Quillon")},
+                              {20, process("/Applications/Terminal.app/Contents/MacOS/Terminal")},
+                              {21, process("/bin/zsh", 20, 3)}};
+    FakeCocoa::running = {{.pid = 5}, {.pid = 20}, {.pid = 8, .name = u"Notes"_s}};
+    m_screen.shown = {window(ProcessId{5}), window(ProcessId{20}), window(self)};
+    QCOMPARE(m_workspace.focusedProcess(), ProcessId{5});
+    QCOMPARE(m_workspace.frontmostApplication(), std::nullopt);
+    m_screen.shown.append(window(ProcessId{8}));
     QCOMPARE(m_workspace.frontmostApplication()->name, u"Notes"_s);
 }
 

@@ -47,6 +47,7 @@ extern bool isNoScript;
 extern bool answersNotifications; ///< Another process answers requests.
 extern bool skipsWaits;           ///< Timeouts are reached at once.
 extern bool hasSession;
+extern std::optional<QString> ownBundle; ///< The identifier of this program's bundle, if any.
 
 // The calls as one line each, oldest first.
 extern QStringList calls;

@@ -18,6 +18,7 @@ using namespace Qt::StringLiterals;
 QStringList FakeCocoa::calls;
 QList<FakeCocoa::Distributed> FakeCocoa::posted;
 std::optional<QString> FakeCocoa::failure;
+std::optional<QString> FakeCocoa::ownBundle;
 std::optional<QString> FakeCocoa::scriptText;
 bool FakeCocoa::isNoScript = false;
 bool FakeCocoa::answersNotifications = true;
@@ -148,6 +149,7 @@ void resetFoundation()
     FakeCocoa::calls.clear();
     FakeCocoa::posted.clear();
     FakeCocoa::failure.reset();
+    FakeCocoa::ownBundle.reset();
     FakeCocoa::scriptText.reset();
     FakeCocoa::isNoScript = false;
     FakeCocoa::answersNotifications = true;
@@ -465,7 +467,6 @@ double now()
 }
 @end
 
-// A program without a bundle, as a test is.
 @implementation NSBundle
 + (NSBundle *)mainBundle
 {
@@ -474,7 +475,7 @@ double now()
 }
 - (NSString *)bundleIdentifier
 {
-    return nil;
+    return FakeCocoa::ownBundle ? fakeText(*FakeCocoa::ownBundle) : nil;
 }
 @end
 
