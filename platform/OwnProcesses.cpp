@@ -121,3 +121,13 @@ std::set<ProcessId> ownProcesses(const ProcessList &list, ProcessId self,
 {
     return Search(list, programs).run(self);
 }
+
+std::set<ProcessId> OwnProcesses::find(const ProcessList &list, ProcessId self,
+                                       const QStringList &programs)
+{
+    if (m_expiry.hasExpired()) {
+        m_found = ownProcesses(list, self, programs);
+        m_expiry.setRemainingTime(m_lifetime);
+    }
+    return m_found;
+}

@@ -2,10 +2,12 @@
 
 #include "platform/Workspace.h"
 
+#include <QDeadlineTimer>
 #include <QList>
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
 #include <optional>
 #include <set>
 
@@ -46,3 +48,26 @@ public:
 /// also found through a multiplexer.
 [[nodiscard]] std::set<ProcessId> ownProcesses(const ProcessList &list, ProcessId self,
                                                const QStringList &programs);
+
+/// Remembers them for a moment, since one step asks several times and finding them takes
+/// milliseconds. Main thread.
+class OwnProcesses
+{
+public:
+    /// Shorter than a new instance needs to ask something, and than its question ignores answers.
+    static constexpr std::chrono::milliseconds defaultLifetime{100};
+
+    explicit OwnProcesses(std::chrono::milliseconds lifetime = defaultLifetime)
+        : m_lifetime(lifetime)
+    {
+    }
+
+    /// See ownProcesses(). All calls must have the same arguments.
+    [[nodiscard]] std::set<ProcessId> find(const ProcessList &list, ProcessId self,
+                                           const QStringList &programs);
+
+private:
+    const std::chrono::milliseconds m_lifetime;
+    QDeadlineTimer m_expiry{0};
+    std::set<ProcessId> m_found;
+};

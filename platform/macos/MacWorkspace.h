@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/OwnProcesses.h"
 #include "platform/Workspace.h"
 
 class Screen;
@@ -29,4 +30,5 @@ public:
 
 private:
     Screen &m_screen;
+    OwnProcesses m_own;
 };

@@ -131,7 +131,7 @@ std::set<ProcessId> MacWorkspace::ownProcesses()
     const MacProcesses processes;
     const ProcessId self{NSProcessInfo.processInfo.processIdentifier};
     std::set<ProcessId> ours =
-        ::ownProcesses(processes, self, {QFileInfo(processes.program(self)).fileName()});
+        m_own.find(processes, self, {QFileInfo(processes.program(self)).fileName()});
     // A copied or renamed bundle has the same identifier.
     for (NSString *identifier in identifiers(NSBundle.mainBundle.bundleIdentifier,
                                              processes.record(self).value_or(ProcessRecord()))) {

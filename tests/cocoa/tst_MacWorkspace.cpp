@@ -172,6 +172,13 @@ void tst_MacWorkspace::theApplicationInFrontIsDescribed()
 namespace {
 const ProcessId self{getpid()};
 
+// Each look is the first one of its workspace, which would remember it for a moment.
+std::set<ProcessId> ours()
+{
+    OneWindow screen;
+    return MacWorkspace(screen).ownProcesses();
+}
+
 FakeLibproc::Process process(const QByteArray &path, uint32_t parent = 1, uint32_t terminal = 0)
 {
     return {
@@ -188,9 +195,9 @@ void tst_MacWorkspace::otherInstancesAreOurs()
         {6, process("/Applications/Copy.app/Contents/MacOS/Other")},
         {7, process("/Applications/Notes.app/Contents/MacOS/Notes")}};
     FakeCocoa::running = {{.pid = 6, .bundle = u"app.quillon"_s}, {.pid = 7, .bundle = u"notes"_s}};
-    QCOMPARE(m_workspace.ownProcesses(), (std::set<ProcessId>{ProcessId{5}, self}));
+    QCOMPARE(ours(), (std::set<ProcessId>{ProcessId{5}, self}));
     FakeCocoa::ownBundle = u"app.quillon"_s;
-    QCOMPARE(m_workspace.ownProcesses(), (std::set<ProcessId>{ProcessId{5}, ProcessId{6}, self}));
+    QCOMPARE(ours(), (std::set<ProcessId>{ProcessId{5}, ProcessId{6}, self}));
 }
 
 void tst_MacWorkspace::theTerminalOfATaskIsOurs()
@@ -199,25 +206,26 @@ void tst_MacWorkspace::theTerminalOfATaskIsOurs()
     FakeLibproc::processes = {{getpid(), process("/build/Quillon", 21, 3)},
                               {20, process("/Applications/Terminal.app/Contents/MacOS/Terminal")},
                               {21, process("/bin/zsh", 20, 3)}};
-    QCOMPARE(m_workspace.ownProcesses(), (std::set<ProcessId>{ProcessId{20}, ProcessId{21}, self}));
+    QCOMPARE(ours(), (std::set<ProcessId>{ProcessId{20}, ProcessId{21}, self}));
 
     // Its shells may be children of a server that is not.
     FakeLibproc::processes[21] = process("/bin/zsh", 22, 3);
     FakeLibproc::processes[22] = process("/Applications/Terminal.app/Contents/MacOS/Server");
     const std::set<ProcessId> ancestors{ProcessId{21}, ProcessId{22}, self};
-    QCOMPARE(m_workspace.ownProcesses(), ancestors);
+    QCOMPARE(ours(), ancestors);
     qputenv("__CFBundleIdentifier", "terminal");
-    std::set<ProcessId> ours = ancestors;
-    ours.insert(ProcessId{20});
-    QCOMPARE(m_workspace.ownProcesses(), ours);
+    std::set<ProcessId> withApplication = ancestors;
+    withApplication.insert(ProcessId{20});
+    QCOMPARE(ours(), withApplication);
 
     // The panel outlives the terminal in which it was started.
     FakeLibproc::processes[getpid()] = process("/build/Quillon");
-    QCOMPARE(m_workspace.ownProcesses(), std::set<ProcessId>{self});
+    QCOMPARE(ours(), std::set<ProcessId>{self});
 }
 
 void tst_MacWorkspace::weAreNeverInFront()
 {
+    MacWorkspace workspace(m_screen);
     const auto window = [](ProcessId owner) {
         return WindowInfo{.layer = 0, .owner = owner, .ownerName = {}, .title = {}};
     };
@@ -227,10 +235,10 @@ void tst_MacWorkspace::weAreNeverInFront()
                               {21, process("/bin/zsh", 20, 3)}};
     FakeCocoa::running = {{.pid = 5}, {.pid = 20}, {.pid = 8, .name = u"Notes"_s}};
     m_screen.shown = {window(ProcessId{5}), window(ProcessId{20}), window(self)};
-    QCOMPARE(m_workspace.focusedProcess(), ProcessId{5});
-    QCOMPARE(m_workspace.frontmostApplication(), std::nullopt);
+    QCOMPARE(workspace.focusedProcess(), ProcessId{5});
+    QCOMPARE(workspace.frontmostApplication(), std::nullopt);
     m_screen.shown.append(window(ProcessId{8}));
-    QCOMPARE(m_workspace.frontmostApplication()->name, u"Notes"_s);
+    QCOMPARE(workspace.frontmostApplication()->name, u"Notes"_s);
 }
 
 void tst_MacWorkspace::anApplicationIsBroughtToTheFront()

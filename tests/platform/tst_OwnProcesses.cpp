@@ -94,6 +94,7 @@ private Q_SLOTS:
     void anotherMultiplexersTerminalIsNot();
     void endedProcessesEndTheSearch();
     void circularParentsEndTheSearch();
+    void areRememberedForAMoment();
 };
 
 void tst_OwnProcesses::recognisesTheProgramByItsFile_data()
@@ -266,6 +267,23 @@ void tst_OwnProcesses::circularParentsEndTheSearch()
     table.add(10, 11, u"/a"_s);
     table.add(11, 10, u"/a"_s);
     QCOMPARE(table.ours({10, 11}), (QList<qint64>{10, 11}));
+}
+
+void tst_OwnProcesses::areRememberedForAMoment()
+{
+    Table table;
+    table.add(self, desktop, quillon);
+    OwnProcesses remembered(std::chrono::hours(1));
+    OwnProcesses forgotten(std::chrono::milliseconds(0));
+    const auto find = [&](OwnProcesses &own) {
+        return own.find(table, ProcessId{self}, {u"quillon"_s}).contains(ProcessId{10});
+    };
+    QVERIFY(!find(remembered) && !find(forgotten));
+    table.add(10, 1, quillon);
+    QVERIFY(!find(remembered));
+    QVERIFY(find(forgotten));
+    // A question of another instance ignores answers for longer.
+    QCOMPARE(OwnProcesses::defaultLifetime, std::chrono::milliseconds(100));
 }
 
 QTEST_APPLESS_MAIN(tst_OwnProcesses)

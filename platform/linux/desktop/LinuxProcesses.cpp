@@ -4,6 +4,13 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <array>
+#include <charconv>
+#include <climits>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -39,18 +46,27 @@ TerminalId terminal(dev_t device)
 QList<ProcessId> LinuxProcesses::all() const
 {
     QList<ProcessId> found;
-    for (const QString &name : QDir(m_folder).entryList(QDir::Dirs | QDir::NoDotAndDotDot)) {
-        bool isNumber = false;
-        const qint64 process = name.toLongLong(&isNumber);
-        if (isNumber)
+    std::error_code error;
+    std::filesystem::directory_iterator entry(QFile::encodeName(m_folder).toStdString(), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        const std::string &path = entry->path().native();
+        const size_t name = path.rfind('/') + 1;
+        qint64 process = 0;
+        const auto [end, problem] =
+            std::from_chars(path.data() + name, path.data() + path.size(), process);
+        if (problem == std::errc() && end == path.data() + path.size())
             found.append(ProcessId{process});
     }
     return found;
 }
 
+// Not by QFileInfo, which reads the link nine times: this is called for all processes at each step.
 QString LinuxProcesses::program(ProcessId process) const
 {
-    return QFileInfo(entry(process, "exe"_L1)).symLinkTarget();
+    std::array<char, PATH_MAX> path{};
+    const ssize_t length = ::readlink(QFile::encodeName(entry(process, "exe"_L1)).constData(),
+                                      path.data(), path.size());
+    return length > 0 ? QFile::decodeName(QByteArray(path.data(), length)) : QString();
 }
 
 std::optional<ProcessRecord> LinuxProcesses::record(ProcessId process) const
@@ -135,10 +151,11 @@ QByteArray LinuxProcesses::read(ProcessId process, QLatin1StringView name) const
 
 std::set<ProcessId> ourProcesses()
 {
+    static OwnProcesses own;
     const LinuxProcesses processes;
     const ProcessId self{::getpid()};
-    const QString program = QFileInfo(processes.program(self)).fileName();
-    return ownProcesses(processes, self, {program, u"quillon-keyboard"_s});
+    static const QString program = QFileInfo(processes.program(self)).fileName();
+    return own.find(processes, self, {program, u"quillon-keyboard"_s});
 }
 
 QString LinuxProcesses::entry(ProcessId process, QLatin1StringView name) const

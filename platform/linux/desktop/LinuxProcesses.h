@@ -41,5 +41,5 @@ private:
     QString m_folder;
 };
 
-/// The processes that count as the assistant; see ownProcesses().
+/// The processes that count as the assistant; see OwnProcesses. Main thread.
 [[nodiscard]] std::set<ProcessId> ourProcesses();
