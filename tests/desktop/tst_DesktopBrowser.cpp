@@ -55,6 +55,7 @@ private Q_SLOTS:
     void aFormIsFilledAndSentOnceItIsApproved();
     void aFormIsNotSentWhenThatIsDeclined();
     void quittingEndsTheBrowser();
+    void aBrowserThatWeStartShowsItsPage();
 
 private:
     // The requested paths, without those that browsers request by themselves.
@@ -93,6 +94,7 @@ private:
     std::unique_ptr<VirtualDesktop> m_desktop;
     std::unique_ptr<HttpServer> m_server;
     std::unique_ptr<HttpServer> m_engine; ///< Replaces the search engine.
+    QString m_startByHand;                ///< The browser as a user starts it.
     std::unique_ptr<ModelManager> m_models;
     std::unique_ptr<AgentSession> m_session;
 };
@@ -135,6 +137,7 @@ void tst_DesktopBrowser::initTestCase()
         " --ignore-certificate-errors \"--host-resolver-rules=MAP www.google.com:443 127.0.0.1:" +
         QByteArray::number(m_engine->url({}).port()) + ", EXCLUDE localhost\"";
     QByteArray content = entry.readAll();
+    m_startByHand = QString::fromUtf8("/usr/bin/chromium" + options);
     content.replace("Exec=/usr/bin/chromium", "Exec=/usr/bin/chromium" + options);
     m_desktop->write(u".local/share/applications/chromium.desktop"_s, content);
 }
@@ -287,6 +290,26 @@ void tst_DesktopBrowser::quittingEndsTheBrowser()
     QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Chromium"_s}}), u"Chromium quit."_s);
     APP_TRY_VERIFY(m_desktop->processes(u"/chromium"_s).isEmpty());
     APP_TRY_VERIFY(windows().filter(u"Chromium"_s).isEmpty());
+}
+
+// A browser that the user starts shows none, which proves that our start makes the difference.
+void tst_DesktopBrowser::aBrowserThatWeStartShowsItsPage()
+{
+    closeEverything();
+    const QString address = m_server->url(u"/one"_s).toString();
+    const QString title = u"Chromium Web Browser — First page - Chromium"_s;
+    QProcess &byTheUser = m_desktop->start(u"sh"_s, {u"-c"_s, m_startByHand + u' ' + address});
+    APP_TRY_COMPARE(frontWindow(), title);
+    APP_TRY_VERIFY(readUI().contains(u"shows no controls: quit it and let Quillon open it"_s));
+    QCOMPARE(outcome(u"quit_app"_s, {{u"app"_s, u"Chromium"_s}}).isEmpty(), false);
+    APP_TRY_VERIFY(byTheUser.state() == QProcess::NotRunning);
+
+    QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Chromium"_s}}),
+             u"Chromium Web Browser is now frontmost."_s);
+    open(u"/one"_s, u"First page"_s);
+    QString told;
+    APP_TRY_VERIFY((told = readUI()).contains(u"Link: Go on"_s));
+    QVERIFY2(!told.contains(u"shows no controls"_s), qPrintable(told));
 }
 
 QTEST_GUILESS_MAIN(tst_DesktopBrowser)

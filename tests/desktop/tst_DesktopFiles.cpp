@@ -1,3 +1,4 @@
+#include "platform/Screen.h"
 #include "tests/desktop/Desktop.h"
 
 #include <QDateTime>
@@ -17,6 +18,7 @@ private Q_SLOTS:
 
     void theNewestFileIsFoundAndItsFolderShown();
     void aNewFolderIsThereAndItsParentIsShown();
+    void furtherItemsAreShownInTheSameWindow();
     void aFolderOpensInTheFileManager();
     void aTextOpensInTheEditor();
     void whatIsTrashedCanBeRestored();
@@ -77,6 +79,20 @@ void tst_DesktopFiles::aNewFolderIsThereAndItsParentIsShown()
              u"Created folder at "_s + m_desktop->home(u"Desktop/Trips/Ünï 2025"_s) + u'.');
     QVERIFY(QDir(m_desktop->home(u"Desktop/Trips/Ünï 2025"_s)).exists());
     APP_TRY_COMPARE(windows(), QStringList{u"File Manager PCManFM — Trips"_s});
+}
+
+// The list of windows would have equal ones once.
+void tst_DesktopFiles::furtherItemsAreShownInTheSameWindow()
+{
+    const auto count = [] {
+        return Platform::current().screen().windows().value_or(QList<WindowInfo>()).size();
+    };
+    for (const QString &extension : {u"pdf"_s, u"txt"_s})
+        (void)outcome(u"find_files"_s, {{u"extension"_s, extension}});
+    APP_TRY_COMPARE(windows(), QStringList{u"File Manager PCManFM — Downloads"_s});
+    (void)outcome(u"create_folder"_s, {{u"name"_s, u"Trips/Later"_s}});
+    APP_TRY_COMPARE(windows(), QStringList{u"File Manager PCManFM — Trips"_s});
+    QCOMPARE(count(), 1);
 }
 
 void tst_DesktopFiles::aFolderOpensInTheFileManager()
