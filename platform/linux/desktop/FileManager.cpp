@@ -33,10 +33,14 @@ QList<QPointer<QDBusPendingCallWatcher>> &calls()
     return list;
 }
 
+// A failure is not reported: the step that revealed the item has ended by now.
 void openFolderOf(const QByteArray &itemUri)
 {
     const qsizetype slash = itemUri.lastIndexOf('/');
-    (void)DesktopEntries::open(itemUri.first(slash + 1));
+    try {
+        (void)DesktopEntries::open(itemUri.first(slash + 1));
+    } catch (const PlatformError &) {
+    }
 }
 
 // Qt does not check this: without a folder for the user's Trash, it moves the item to the working

@@ -73,6 +73,7 @@ private Q_SLOTS:
     void namesThatAreNoTextReachTheFileManager();
     void withoutSuchAFileManagerTheFolderOpens();
     void aFileManagerThatFailsLeavesTheFolderToBeOpened();
+    void aFolderThatCannotBeOpenedIsLeftAlone();
     void aFileManagerThatHangsOpensNothingLater();
     void whatAProgramRevealsLastIsShownToo();
 
@@ -176,6 +177,17 @@ void tst_LinuxFiles::aFileManagerThatFailsLeavesTheFolderToBeOpened()
     QTRY_COMPARE_WITH_TIMEOUT(read(u"opened"_s), m_desktop->home(u"Downloads\n"_s).toUtf8(),
                               eventually);
     QCOMPARE(m_manager->shown.size(), 1);
+}
+
+void tst_LinuxFiles::aFolderThatCannotBeOpenedIsLeftAlone()
+{
+    START_FILE_MANAGER()
+    m_manager->fails = true;
+    workspace().reveal("/nowhere/x");
+    // Answers come in the order of the requests.
+    workspace().reveal(m_desktop->home(u"Papers/x"_s).toStdString());
+    QTRY_COMPARE_WITH_TIMEOUT(read(u"opened"_s), m_desktop->home(u"Papers\n"_s).toUtf8(), 10'000);
+    QCOMPARE(m_manager->shown.size(), 2);
 }
 
 void tst_LinuxFiles::aFileManagerThatHangsOpensNothingLater()
