@@ -25,11 +25,15 @@ Window {
     Component.onCompleted: readFlags()
     onVisibleChanged: readFlags()
 
+    // Whether the panel and its shadow fit on the screen beside the desktop's bars. Otherwise, some
+    // window managers move the panel down until all of the margin is visible, and the footer is not.
+    readonly property bool hasRoomForShadow: Screen.height >= 620 + 2 * Theme.shadowMargin + 64
+
     // The space of the shadow. A window that fills the screen has none.
     Binding {
         property: "margin"
         target: window.panel
-        value: window.frameless && window.panel.wantsDrawnShadow && (window.visibility === Window.Windowed || window.visibility === Window.Hidden) ? Theme.shadowMargin : 0
+        value: window.frameless && window.panel.wantsDrawnShadow && window.hasRoomForShadow && (window.visibility === Window.Windowed || window.visibility === Window.Hidden) ? Theme.shadowMargin : 0
     }
 
     Binding {
