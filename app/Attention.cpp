@@ -24,7 +24,7 @@ Shell &shell()
 QString excerpt(const QString &text)
 {
     constexpr qsizetype longest = 80;
-    const QString line = text.trimmed().section(u'\n', 0, 0).simplified();
+    QString line = text.trimmed().section(u'\n', 0, 0).simplified();
     if (line.size() <= longest)
         return line;
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, line);

@@ -143,7 +143,7 @@ public:
                                             QObject *parent);
 
 private:
-    WindowArrival(X11Desktop &desktop, const Expected &expected, QObject *parent);
+    WindowArrival(X11Desktop &desktop, Expected expected, QObject *parent);
 
     void look();
     [[nodiscard]] QString failure(const X11Snapshot &now) const;
@@ -181,8 +181,11 @@ QFuture<void> WindowArrival::wait(X11Desktop &desktop, const Expected &expected,
     return future;
 }
 
-WindowArrival::WindowArrival(X11Desktop &desktop, const Expected &expected, QObject *parent)
-    : QObject(parent), m_desktop(desktop), m_expected(expected), m_nextRequest(requestInterval)
+WindowArrival::WindowArrival(X11Desktop &desktop, Expected expected, QObject *parent)
+    : QObject(parent)
+    , m_desktop(desktop)
+    , m_expected(std::move(expected))
+    , m_nextRequest(requestInterval)
 {
     m_promise.start();
     connect(&m_timer, &QTimer::timeout, this, &WindowArrival::look);

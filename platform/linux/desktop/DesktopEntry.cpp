@@ -33,7 +33,7 @@ constexpr int mostLevels = 8;
 constexpr int mostFiles = 5000;
 
 // The largest entries, with texts in a hundred languages, have 60 KiB.
-constexpr off_t mostBytes = 1024 * 1024;
+constexpr off_t mostBytes = off_t{1024} * 1024;
 
 // All entries of a desktop with everything installed have some 5 MiB.
 constexpr off_t mostBytesOfAll = 64 * mostBytes;

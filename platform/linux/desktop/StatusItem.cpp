@@ -17,7 +17,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-const QString watcher = u"org.kde.StatusNotifierWatcher"_s;
+const QString watcherService = u"org.kde.StatusNotifierWatcher"_s;
 const QString itemPath = u"/StatusNotifierItem"_s;
 
 const QString notifications = u"org.freedesktop.Notifications"_s;
@@ -46,7 +46,7 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, StatusPixmap &pix
     argument.beginStructure();
     argument >> pixmap.width >> pixmap.height >> pixmap.bytes;
     argument.endStructure();
-    return argument;
+    return argument; // NOLINT(bugprone-return-const-ref-from-parameter): what Qt expects
 }
 
 StatusItem::StatusItem(const QList<Shell::Picture> &icon, std::function<void()> chosen)
@@ -67,8 +67,8 @@ StatusItem::StatusItem(const QList<Shell::Picture> &icon, std::function<void()> 
                        QDBusConnection::ExportAllProperties |
                            QDBusConnection::ExportScriptableSlots);
     bus.registerService(m_service);
-    m_panels =
-        new QDBusServiceWatcher(watcher, bus, QDBusServiceWatcher::WatchForRegistration, this);
+    m_panels = new QDBusServiceWatcher(watcherService, bus,
+                                       QDBusServiceWatcher::WatchForRegistration, this);
     connect(m_panels, &QDBusServiceWatcher::serviceRegistered, this, &StatusItem::announce);
     announce();
 }
@@ -125,8 +125,9 @@ void StatusItem::Scroll(int, const QString &) {}
 
 void StatusItem::announce() const
 {
-    QDBusMessage call = QDBusMessage::createMethodCall(watcher, u"/StatusNotifierWatcher"_s,
-                                                       watcher, u"RegisterStatusNotifierItem"_s);
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(watcherService, u"/StatusNotifierWatcher"_s, watcherService,
+                                       u"RegisterStatusNotifierItem"_s);
     call.setAutoStartService(false);
     call << m_service;
     QDBusConnection::sessionBus().send(call);
