@@ -45,7 +45,8 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
         throw PanelError(u"Quillon's panel cannot be shown: %1"_s.arg(problem));
     m_window.emplace(*window, [this] { applyStyle(); });
     m_panel.setWindow(&*m_window);
-    m_attention.emplace(m_session, m_models, *m_window, [this] { m_delegate.applicationWasStartedAgain(); });
+    m_attention.emplace(m_session, m_models, *m_window,
+                        [this] { m_delegate.applicationWasStartedAgain(); });
 }
 
 QuillonApp::~QuillonApp()
