@@ -190,7 +190,7 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, KeySequence &sequ
     argument.beginStructure();
     argument >> sequence.keys;
     argument.endStructure();
-    return argument;
+    return argument; // NOLINT(bugprone-return-const-ref-from-parameter): what Qt expects
 }
 
 // KDE binds keys to desktop entries in a folder of their own.
