@@ -118,7 +118,7 @@ class TheMerge(unittest.TestCase):
         self.assertEqual(self.merge(digest).returncode, 0)
         refused = self.merge("0" * 64)
         self.assertEqual(refused.returncode, 1)
-        self.assertEqual(refused.stderr, "training-merge: The model has another digest than it should have.\n")
+        self.assertEqual(refused.stderr, "make-small-model: The model has another digest than it should have.\n")
         self.assertFalse(self.output.exists())
 
     def test_refuses_a_difference_to_something_else(self):
@@ -126,7 +126,7 @@ class TheMerge(unittest.TestCase):
         refused = self.merge()
         self.assertEqual(refused.returncode, 1)
         self.assertEqual(
-            refused.stderr, "training-merge: The difference has parts that the base has no place for.\n"
+            refused.stderr, "make-small-model: The difference has parts that the base has no place for.\n"
         )
         self.base.write_bytes(b"GGUF nonsense")
         self.assertEqual(self.merge().returncode, 1)

@@ -17,6 +17,9 @@ set(resources "${icon}"
     "${CMAKE_CURRENT_LIST_DIR}/quillon"
     "${CMAKE_CURRENT_LIST_DIR}/licences/GPL-3.txt"
     "${CMAKE_CURRENT_LIST_DIR}/licences/LGPL-3.txt")
+if(QUILLON_SMALL_MODEL)
+    list(APPEND resources "${QUILLON_SMALL_MODEL}" "${CMAKE_SOURCE_DIR}/LICENSES/Apache-2.0.txt")
+endif()
 set_source_files_properties(${resources} PROPERTIES MACOSX_PACKAGE_LOCATION Resources)
 target_sources(quillon PRIVATE ${resources})
 

@@ -1,5 +1,5 @@
 # shellcheck shell=sh disable=SC2154 # variables come from common.sh
-# Configures and builds. Reads common.sh and llama.sh first.
+# Configures and builds. Reads common.sh, llama.sh and small_model.sh first.
 
 # build_preset PRESET [arguments of cmake --build…]
 build_preset()
@@ -33,7 +33,8 @@ build_preset()
 
     # shellcheck disable=SC2086 # options or nothing
     (cd "$root" && CMAKE_PREFIX_PATH=$prefixes cmake --preset "$preset" $fresh \
-        $launchers $strict -Dllama_DIR:PATH="$llama" -Dggml_DIR:PATH="${llama%/llama}/ggml" &&
+        $launchers $strict -Dllama_DIR:PATH="$llama" -Dggml_DIR:PATH="${llama%/llama}/ggml" \
+        -DQUILLON_SMALL_BASE:FILEPATH="$(small_base)" &&
         cmake --build "build/$preset" "$@")
     result=$?
     unlock

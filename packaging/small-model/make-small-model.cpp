@@ -288,20 +288,21 @@ int main(int argc, char **argv)
     const QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
     if (arguments.size() < 4 || arguments.size() > 5) {
-        std::fprintf(stderr, "usage: training-merge BASE DIFFERENCE OUTPUT [SHA256]\n");
+        std::fprintf(stderr, "usage: make-small-model BASE DIFFERENCE OUTPUT [SHA256]\n");
         return 2;
     }
     try {
         const QString &path = arguments[3];
         Merge(arguments[1], arguments[2]).write(path);
         const QByteArray digest = digestOf(path);
-        std::printf("%s\n", digest.constData());
-        if (arguments.size() == 5 && arguments[4].toLatin1() != digest) {
+        if (arguments.size() == 4) {
+            std::printf("%s\n", digest.constData());
+        } else if (arguments[4].toLatin1() != digest) {
             QFile::remove(path);
             throw std::runtime_error("The model has another digest than it should have.");
         }
     } catch (const std::exception &error) {
-        std::fprintf(stderr, "training-merge: %s\n", error.what());
+        std::fprintf(stderr, "make-small-model: %s\n", error.what());
         return 1;
     }
     return 0;
