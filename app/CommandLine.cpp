@@ -32,8 +32,12 @@ const QString doctorOption = u"doctor"_s;
 const QString importOption = u"import"_s;
 const QString jsonOption = u"json"_s;
 const QString modelsOption = u"models"_s;
+const QString smallOption = u"small"_s;
 const QString taskOption = u"task"_s;
 const QString toggleOption = u"toggle"_s;
+
+// These say how a task is done, and not what is to be done.
+const QStringList additions{jsonOption, smallOption};
 
 // In place of a task: it is read from the standard input.
 const QString fromInput = u"-"_s;
@@ -62,6 +66,9 @@ void describe(QCommandLineParser &parser)
          u"Run one task in this terminal; with - for the text it is read from the standard input."_s,
          u"text"_s});
     parser.addOption({jsonOption, u"With a task: print each line as a JSON object."_s});
+    parser.addOption(
+        {smallOption,
+         u"With a task: use the small model that comes with Quillon, without a download."_s});
     parser.addOption({doctorOption, u"Check what tasks depend on, and say what to do about it."_s});
     parser.addOption({importOption,
                       u"Take this GGUF file for the chosen model's instead of fetching one."_s,
@@ -79,17 +86,28 @@ void describe(QCommandLineParser &parser)
     parser.addVersionOption();
 }
 
+QString spelled(const QString &option)
+{
+    return u"--"_s + option;
+}
+
 QCoro::Task<> runInTerminal(TerminalRunner &runner, QString task)
 {
     QCoreApplication::exit(co_await runner.run(std::move(task)));
 }
 
-int runTask(const QString &task, TerminalRunner::Form form)
+int runTask(const QString &task, TerminalRunner::Form form, bool usesSmallModel)
 {
     Platform::current().keyboard().recover();
     Terminal terminal(form == TerminalRunner::Form::text ? Terminal::Dialogue::onOutput
                                                          : Terminal::Dialogue::onErrors);
     ModelManager models;
+    if (usesSmallModel && !models.useSmallModel()) {
+        terminal.printError(
+            u"No small model came with this Quillon: give the task without %1."_s.arg(
+                spelled(smallOption)));
+        return EXIT_FAILURE;
+    }
     AgentSession session(models);
     TerminalRunner runner(models, session, terminal, form);
     const InterruptSignal interrupt;
@@ -109,11 +127,6 @@ int runDoctor()
     return Doctor::isHealthy(report) ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-QString spelled(const QString &option)
-{
-    return u"--"_s + option;
-}
-
 // All of the standard input; nothing if that is too long for a task.
 std::optional<QString> taskFromInput()
 {
@@ -129,7 +142,8 @@ std::optional<QString> taskFromInput()
 QStringList commands(const QCommandLineParser &parser)
 {
     QStringList all = parser.optionNames();
-    all.removeAll(jsonOption);
+    for (const QString &option : additions)
+        all.removeAll(option);
     return all;
 }
 
@@ -145,16 +159,18 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     }
     if (options.size() > 1)
         return u"Give %1 only once."_s.arg(spelled(options.first()));
-    if (parser.optionNames().count(jsonOption) > 1)
-        return u"Give %1 only once."_s.arg(spelled(jsonOption));
 
     const QStringList words = parser.positionalArguments();
     const bool isTask = options.isEmpty() ? !words.isEmpty() : options.first() == taskOption;
-    if (parser.isSet(jsonOption) && !isTask)
-        return u"%1 goes with a task only."_s.arg(spelled(jsonOption));
+    for (const QString &option : additions) {
+        if (parser.optionNames().count(option) > 1)
+            return u"Give %1 only once."_s.arg(spelled(option));
+        if (parser.isSet(option) && !isTask)
+            return u"%1 goes with a task only."_s.arg(spelled(option));
+    }
     // A value was forgotten, and the parser took the next option for it.
-    const QStringList all{autostartOption, backgroundOption, doctorOption, importOption,
-                          jsonOption,      modelsOption,     taskOption,   toggleOption};
+    const QStringList all{autostartOption, backgroundOption, doctorOption, importOption, jsonOption,
+                          modelsOption,    smallOption,      taskOption,   toggleOption};
     for (const QString &option : {taskOption, importOption}) {
         const QString value = parser.value(option);
         if (value.startsWith(u"--") && all.contains(value.mid(2))) {
@@ -216,7 +232,7 @@ int runTaskOf(const QCommandLineParser &parser, const QString &text)
         parser.isSet(jsonOption) ? TerminalRunner::Form::records : TerminalRunner::Form::text;
     const std::optional<QString> task = text == fromInput ? taskFromInput() : text;
     if (task)
-        return runTask(*task, form);
+        return runTask(*task, form, parser.isSet(smallOption));
     Terminal().printError(u"The task is too long."_s);
     return EXIT_FAILURE;
 }

@@ -1,6 +1,7 @@
 #include "app/TerminalRunner.h"
 
 #include "agent/ShownReason.h"
+#include "models/SmallModel.h"
 
 #include <QCoro/QCoroFuture>
 #include <QScopeGuard>
@@ -100,6 +101,11 @@ QCoro::Task<int> TerminalRunner::run(QString task)
     if (!isReady) {
         m_terminal.printError(m_models.selected().name + u" isn't ready: "_s +
                               m_models.state().message);
+        if (m_downloadIsAnnounced && SmallModel::file()) {
+            m_terminal.printError(
+                u"%1 came along and needs no download: try it with --small."_s.arg(
+                    SmallModel::model().name));
+        }
         co_return exitFailed;
     }
 

@@ -3,6 +3,7 @@
 #include "inference/LlamaEngine.h"
 #include "models/Download.h"
 #include "models/PartialFile.h"
+#include "models/SmallModel.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -31,6 +32,8 @@ LocalModel rememberedChoice()
 
 QString filePath(const LocalModel &model)
 {
+    if (model == SmallModel::model())
+        return SmallModel::file().value_or(QString());
     return QDir(ModelManager::directory()).filePath(model.fileName);
 }
 } // namespace
@@ -78,14 +81,30 @@ void ModelManager::select(const LocalModel &model)
 {
     if (model == m_selected)
         return;
-    ++m_choice;
-    cancelTask();
-    m_engine->unload();
-    setSelected(model);
+    change(model);
     QSettings().setValue(choiceKey, model.id);
     refresh();
     if (m_state.kind == State::Case::ready)
         QTimer::singleShot(0, this, [this] { startLoading(); });
+}
+
+bool ModelManager::useSmallModel()
+{
+    if (!SmallModel::file())
+        return false;
+    if (m_selected != SmallModel::model()) {
+        change(SmallModel::model());
+        refresh();
+    }
+    return true;
+}
+
+void ModelManager::change(const LocalModel &model)
+{
+    ++m_choice;
+    cancelTask();
+    m_engine->unload();
+    setSelected(model);
 }
 
 void ModelManager::download()
@@ -93,6 +112,11 @@ void ModelManager::download()
     if (m_task)
         return;
     forgetEndedTasks();
+    if (m_selected == SmallModel::model()) {
+        setState(State::failed(
+            u"%1 is no longer beside the program: install Quillon again."_s.arg(m_selected.name)));
+        return;
+    }
     setState(State::downloading(0));
     Download::Events events;
     events.progress = [this](double fraction) { setState(State::downloading(fraction)); };

@@ -73,6 +73,11 @@ public:
     /// loads the model if its file is there. Does nothing if the model is selected already.
     void select(const LocalModel &model);
 
+    /// Uses the model that comes along until another one is selected, and leaves the user's choice
+    /// what it is: the next start uses that again. Loads nothing yet. False if no such model came
+    /// along; nothing happens then.
+    [[nodiscard]] bool useSmallModel();
+
     /// Downloads the selected model and then loads it. Does nothing while a download is running.
     void download();
 
@@ -93,6 +98,8 @@ Q_SIGNALS:
 private:
     void setState(State state);
     void setSelected(const LocalModel &model);
+    /// Makes another model the selected one and releases the one before.
+    void change(const LocalModel &model);
     void startLoading();
     void finishDownload();
     void failDownload(const TransferError &error);

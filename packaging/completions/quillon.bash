@@ -20,7 +20,7 @@ _quillon()
         ;;
     *)
         [ "$before" = --task ] || [ "${word#-}" = "$word" ] ||
-            COMPREPLY=($(compgen -W $'--autostart\n--background\n--doctor\n--help\n--import\n--json\n--models\n--task\n--toggle\n--version' -- "$word"))
+            COMPREPLY=($(compgen -W $'--autostart\n--background\n--doctor\n--help\n--import\n--json\n--models\n--small\n--task\n--toggle\n--version' -- "$word"))
         ;;
     esac
 }

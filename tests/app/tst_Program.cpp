@@ -33,8 +33,11 @@ private Q_SLOTS:
     void takesNoFileThatIsNoModel_data();
     void takesNoFileThatIsNoModel();
     void listsAndRemovesModels();
+    void theSmallModelIsUsedByName();
+    void theSmallModelMayNotHaveComeAlong();
     void startsAtLoginOnRequest();
     void saysInOneSentenceThatThereIsNoModel();
+    void namesTheSmallModelIfTheDownloadFails();
     void saysInOneSentenceThatTheModelFileIsBroken();
     void saysInOneSentenceWhatItNeeds_data();
     void saysInOneSentenceWhatItNeeds();
@@ -54,6 +57,8 @@ private:
     [[nodiscard]] QString home(const QString &path = {}) const;
     void touch(const QString &path, qint64 secondsAgo = 0) const;
     void giveModel(const QStringList &replies) const;
+    void writeModel(const QString &path, const QStringList &replies) const;
+    [[nodiscard]] QString installed() const;
     [[nodiscard]] Program::Options options(Program::Input input = Program::Input::nothing) const;
     [[nodiscard]] QStringList modelFiles() const;
 
@@ -62,6 +67,11 @@ private:
 
 namespace {
 const QString program = u"" QUILLON_PROGRAM ""_s;
+#ifdef Q_OS_MACOS
+const QString resources = u"Resources"_s;
+#else
+const QString resources = u"share/quillon"_s;
+#endif
 
 QStringList taskArguments(const QString &task)
 {
@@ -99,11 +109,26 @@ void tst_Program::touch(const QString &path, qint64 secondsAgo) const
 
 void tst_Program::giveModel(const QStringList &replies) const
 {
+    writeModel(u"models/Quillon/Models/"_s + LocalModel::catalog().first().fileName, replies);
+}
+
+void tst_Program::writeModel(const QString &path, const QStringList &replies) const
+{
     QList<QByteArray> texts;
     for (const QString &reply : replies)
         texts << reply.toUtf8();
-    TestModel::saying(texts).write(
-        home(u"models/Quillon/Models/"_s + LocalModel::catalog().first().fileName));
+    TestModel::saying(texts).write(home(path));
+}
+
+// A copy of the program in a folder of its own, with nothing beside it yet.
+QString tst_Program::installed() const
+{
+    const QString copy = home(u"installed/bin/quillon"_s);
+    if (!QDir().mkpath(QFileInfo(copy).path()) ||
+        !QDir().mkpath(home(u"installed/"_s + resources)) || !QFile::copy(program, copy)) {
+        qFatal("The program cannot be copied.");
+    }
+    return copy;
 }
 
 Program::Options tst_Program::options(Program::Input input) const
@@ -279,6 +304,34 @@ void tst_Program::listsAndRemovesModels()
     QCOMPARE(modelFiles(), QStringList());
 }
 
+void tst_Program::theSmallModelIsUsedByName()
+{
+    const QString copy = installed();
+    writeModel(u"installed/%1/small-model.gguf"_s.arg(resources),
+               {uR"({"action":"done","message":"Small."})"_s});
+    for (int run = 0; run < 2; ++run) {
+        Program quillon(copy, {u"--small"_s, u"Find the latest PDF"_s}, options());
+        QCOMPARE(quillon.waitForExit(), 0);
+        QCOMPARE(quillon.output(), u"Find the latest PDF\n  ✔ Small.\n"_s);
+        QCOMPARE(quillon.errors(), QString());
+        // It is not used in place of a model that the user has.
+        giveModel({uR"({"action":"done","message":"Chosen."})"_s});
+    }
+    Program other(copy, {u"Find the latest PDF"_s}, options());
+    QCOMPARE(other.waitForExit(), 0);
+    QCOMPARE(other.output(), u"Find the latest PDF\n  ✔ Chosen.\n"_s);
+}
+
+void tst_Program::theSmallModelMayNotHaveComeAlong()
+{
+    giveModel({uR"({"action":"done","message":"Chosen."})"_s});
+    Program quillon(installed(), {u"--small"_s, u"Find the latest PDF"_s}, options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    QCOMPARE(quillon.output(), QString());
+    QCOMPARE(quillon.errors(),
+             u"No small model came with this Quillon: give the task without --small.\n"_s);
+}
+
 void tst_Program::startsAtLoginOnRequest()
 {
     const auto run = [&](const QString &value) {
@@ -302,7 +355,7 @@ void tst_Program::startsAtLoginOnRequest()
 
 void tst_Program::saysInOneSentenceThatThereIsNoModel()
 {
-    Program quillon(program, taskArguments(u"Find the latest PDF"_s), options());
+    Program quillon(installed(), taskArguments(u"Find the latest PDF"_s), options());
     QCOMPARE(quillon.waitForExit(), 1);
     QCOMPARE(quillon.output(), QString());
     const QStringList lines = quillon.errors().split(u'\n', Qt::SkipEmptyParts);
@@ -310,6 +363,18 @@ void tst_Program::saysInOneSentenceThatThereIsNoModel()
     QCOMPARE(lines[0], u"Downloading Qwen2.5 1.5B Instruct (~986 MB), once."_s);
     QVERIFY2(lines[1].startsWith(u"Qwen2.5 1.5B Instruct isn't ready: "_s), qPrintable(lines[1]));
     QCOMPARE(modelFiles(), QStringList());
+}
+
+void tst_Program::namesTheSmallModelIfTheDownloadFails()
+{
+    const QString copy = installed();
+    touch(u"installed/%1/small-model.gguf"_s.arg(resources));
+    Program quillon(copy, taskArguments(u"Find the latest PDF"_s), options());
+    QCOMPARE(quillon.waitForExit(), 1);
+    const QStringList lines = quillon.errors().split(u'\n', Qt::SkipEmptyParts);
+    QCOMPARE(lines.size(), 3);
+    QVERIFY2(lines[1].startsWith(u"Qwen2.5 1.5B Instruct isn't ready: "_s), qPrintable(lines[1]));
+    QCOMPARE(lines[2], u"Quillon Small came along and needs no download: try it with --small."_s);
 }
 
 void tst_Program::saysInOneSentenceThatTheModelFileIsBroken()
@@ -336,7 +401,8 @@ void tst_Program::saysInOneSentenceWhatItNeeds_data()
     QTest::newRow("a toggle without a display") << QStringList{u"--toggle"_s} << needsDesktop;
     QTest::newRow("a word beside the toggle") << QStringList{u"--toggle"_s, u"more"_s} << needsTask;
     QTest::newRow("a task in several words") << QStringList{u"find"_s, u"it"_s} << needsTask;
-    for (const QString &option : {u"doctor"_s, u"toggle"_s, u"models"_s, u"import"_s, u"json"_s}) {
+    for (const QString &option :
+         {u"doctor"_s, u"toggle"_s, u"models"_s, u"import"_s, u"json"_s, u"small"_s}) {
         QTest::addRow("an option without its dashes: %s", qPrintable(option))
             << QStringList{option}
             << u"Is that the option --%1? A task of this one word is given with --task.\n"_s.arg(
@@ -348,6 +414,12 @@ void tst_Program::saysInOneSentenceWhatItNeeds_data()
         << QStringList{u"--json"_s, u"--doctor"_s} << u"--json goes with a task only.\n"_s;
     QTest::newRow("records twice")
         << QStringList{u"--json"_s, u"--json"_s, u"do it"_s} << u"Give --json only once.\n"_s;
+    QTest::newRow("the small model for nothing")
+        << QStringList{u"--small"_s} << u"--small goes with a task only.\n"_s;
+    QTest::newRow("the small model for the doctor")
+        << QStringList{u"--doctor"_s, u"--small"_s} << u"--small goes with a task only.\n"_s;
+    QTest::newRow("the small model twice")
+        << QStringList{u"--small"_s, u"--small"_s, u"do it"_s} << u"Give --small only once.\n"_s;
     QTest::newRow("an option in place of the file")
         << QStringList{u"--import"_s, u"--doctor"_s}
         << u"--import is followed by --doctor, not by a file.\n"_s;
