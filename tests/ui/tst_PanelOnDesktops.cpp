@@ -28,6 +28,17 @@ QByteArray propertyOf(const X11Window &window, const QString &name)
         qFatal("xprop does not work.");
     return process.readAll();
 }
+
+// The window without the margin in which it draws its own shadow.
+QRect body(const X11Window &window)
+{
+    const QByteArray margins = propertyOf(window, u"_GTK_FRAME_EXTENTS"_s);
+    const QList<QByteArray> sides = margins.mid(margins.indexOf('=') + 1).split(',');
+    if (!margins.contains('=') || sides.size() != 4)
+        return geometry(window);
+    const auto side = [&](qsizetype index) { return sides[index].trimmed().toInt(); };
+    return geometry(window).adjusted(side(0), side(2), -side(1), -side(3));
+}
 } // namespace
 
 class tst_PanelOnDesktops : public QObject
@@ -145,11 +156,11 @@ void tst_PanelOnDesktops::isInTheMiddleAndFits()
     QFETCH(double, scale);
     start({R"({"action":"done","message":"Nothing to do."})"});
     const QSize wanted = (QSizeF(720, 620) * scale).toSize().boundedTo(screen);
-    QTRY_COMPARE_WITH_TIMEOUT(geometry(*panel()).size(), wanted, eventually);
+    QTRY_COMPARE_WITH_TIMEOUT(body(*panel()).size(), wanted, eventually);
     QRect middle(QPoint(), wanted);
     middle.moveCenter(QRect(QPoint(), screen).center());
     const auto distance = [&] {
-        return (geometry(*panel()).topLeft() - middle.topLeft()).manhattanLength();
+        return (body(*panel()).topLeft() - middle.topLeft()).manhattanLength();
     };
     // A tiling window manager adds a title bar to every window.
     QFETCH(QStringList, windowManager);
