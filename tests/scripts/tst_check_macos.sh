@@ -45,6 +45,10 @@ test_what_macos_does_not_compile_is_refused()
     check platform/linux/LinuxPlatform.cpp
     expect_status 1
     expect_last_line "macOS does not compile platform/linux/LinuxPlatform.cpp."
+    # A loop of its CMakeLists.txt names this one.
+    check tests/app/tst_PanelOnDesktop.cpp
+    expect_status 1
+    expect_last_line "macOS does not compile tests/app/tst_PanelOnDesktop.cpp."
 }
 
 test_without_an_sdk_it_says_so()
