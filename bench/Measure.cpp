@@ -1,5 +1,7 @@
 #include "bench/Measure.h"
 
+#include <QCoreApplication>
+#include <QProcess>
 #include <QString>
 #include <QSysInfo>
 
@@ -12,6 +14,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -125,6 +128,19 @@ double Measure::peakResidentMB()
             return kilobytes * 1024 / 1e6;
     }
     return residentMB();
+}
+
+double Measure::peakResidentMBOf(const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(), arguments);
+    process.waitForFinished(-1);
+    bool isNumber = false;
+    const double megabytes = process.readAllStandardOutput().trimmed().toDouble(&isNumber);
+    if (!isNumber)
+        throw std::runtime_error("The memory could not be measured.");
+    return megabytes;
 }
 
 void Measure::say(const std::string &line)

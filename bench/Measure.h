@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QStringList>
+
 #include <nlohmann/json.hpp>
 
 #include <chrono>
@@ -54,6 +56,10 @@ void to_json(Json &json, const Summary &summary);
 
 /// The maximum of it so far; if the system does not tell that, the value now.
 [[nodiscard]] double peakResidentMB();
+
+/// Runs this program again with the arguments, and returns the maximum that it prints: a process
+/// rarely returns memory to the system. Throws std::runtime_error if it prints none.
+[[nodiscard]] double peakResidentMBOf(const QStringList &arguments);
 
 /// A line of progress on standard error.
 void say(const std::string &line);

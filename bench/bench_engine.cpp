@@ -186,28 +186,14 @@ Json compareTimes(const Workload &work)
     return found;
 }
 
-// A new process each time, since a process rarely returns memory to the system.
-double peakMemory(const QString &which, const QString &kind)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(QCoreApplication::applicationFilePath(), {u"--memory"_s, which, kind});
-    process.waitForFinished(-1);
-    bool isNumber = false;
-    const double megabytes = process.readAllStandardOutput().trimmed().toDouble(&isNumber);
-    if (!isNumber)
-        throw std::runtime_error("The memory could not be measured.");
-    return megabytes;
-}
-
 Json compareMemory(const QString &kind)
 {
     constexpr int rounds = 3;
     std::vector<double> engine;
     std::vector<double> bare;
     for (int round = 0; round < rounds; ++round) {
-        bare.push_back(peakMemory(u"bare"_s, kind));
-        engine.push_back(peakMemory(u"engine"_s, kind));
+        bare.push_back(Measure::peakResidentMBOf({u"--memory"_s, u"bare"_s, kind}));
+        engine.push_back(Measure::peakResidentMBOf({u"--memory"_s, u"engine"_s, kind}));
     }
     const Measure::Summary engineSummary = Measure::summarize(engine);
     const Measure::Summary bareSummary = Measure::summarize(bare);

@@ -8,7 +8,6 @@
 #include <QCoreApplication>
 #include <QCoro/QCoroTask>
 #include <QFileInfo>
-#include <QProcess>
 
 #include <cstdio>
 #include <stdexcept>
@@ -16,8 +15,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-using Measure::Json;
-
 constexpr int mostTokens = 256;
 // A model of the usual size reads so many tokens before its first step, and replies with so many.
 constexpr qsizetype usualPrompt = 1000;
@@ -65,20 +62,6 @@ Start start(const QString &file, const QList<ChatMessage> &conversation, int tok
     return {.loadSeconds = loadSeconds, .stepSeconds = step.seconds()};
 }
 
-// In a process of its own, since a process rarely returns memory to the system.
-double peakMemory()
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.start(QCoreApplication::applicationFilePath(), {memoryOption});
-    process.waitForFinished(-1);
-    bool isNumber = false;
-    const double megabytes = process.readAllStandardOutput().trimmed().toDouble(&isNumber);
-    if (!isNumber)
-        throw std::runtime_error("The memory could not be measured.");
-    return megabytes;
-}
-
 void measure()
 {
     std::vector<double> loads;
@@ -101,7 +84,7 @@ void measure()
     const Measure::Summary load = Measure::summarize(loads);
     const Measure::Summary step = Measure::summarize(steps);
     const Measure::Summary usualStep = Measure::summarize(usualSteps);
-    const double memory = peakMemory();
+    const double memory = Measure::peakResidentMBOf({memoryOption});
     using Side = Measure::Goal::Side;
     Measure::report("small",
                     {{"seconds to load", load.median, Side::atMost, 0.3},
