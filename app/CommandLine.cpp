@@ -36,7 +36,7 @@ const QString smallOption = u"small"_s;
 const QString taskOption = u"task"_s;
 const QString toggleOption = u"toggle"_s;
 
-// These say how a task is done, and not what is to be done.
+// Options that change how a task is done. Each goes with a task only.
 const QStringList additions{jsonOption, smallOption};
 
 // In place of a task: it is read from the standard input.

@@ -54,7 +54,8 @@ public:
 class OwnProcesses
 {
 public:
-    /// Shorter than a new instance needs to ask something, and than its question ignores answers.
+    /// Shorter than the time in which a new instance can ask something, and than the time in
+    /// which its question ignores answers.
     static constexpr std::chrono::milliseconds defaultLifetime{100};
 
     explicit OwnProcesses(std::chrono::milliseconds lifetime = defaultLifetime)

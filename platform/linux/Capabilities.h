@@ -12,7 +12,7 @@ class Shell;
 class Workspace;
 class X11Desktop;
 
-// The capabilities of this system of which only the interface is used. Each function is defined
+// The capabilities that other folders use only through their interface. Each function is defined
 // with the class that it creates: makeLinuxScreen() in screenshot/LinuxScreen.cpp. The arguments
 // must outlive the result.
 

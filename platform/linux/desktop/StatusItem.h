@@ -43,7 +43,7 @@ class StatusItem final : public QObject
     Q_PROPERTY(bool ItemIsMenu READ isMenu CONSTANT)
 
 public:
-    /// `icon` is shown on desktops where the icon is not among the installed ones.
+    /// `icon` is shown if our icon is not installed on the desktop.
     StatusItem(const QList<Shell::Picture> &icon, std::function<void()> chosen);
     ~StatusItem() override;
 
