@@ -1,4 +1,4 @@
-"""The actions that the program knows, as a model writes them and as the task files do.
+"""The actions of the program, in the form of a model's replies and in that of the task files.
 
 The task files write an action as its name and its arguments in a fixed order, `open_url bbc.com | Safari`;
 a model writes one JSON object. Both forms are turned into an Action here.
@@ -8,10 +8,10 @@ import json
 import re
 from dataclasses import dataclass
 
-# Between two arguments. One that is left out is nothing between two of these.
+# Separates arguments; an omitted argument leaves nothing between two separators.
 BAR = re.compile(r"(?:^|\s)\|(?=\s|$)")
 
-# The arguments of each action in the order of the task files. The first `needed` have to be there.
+# The arguments of each action in the order of the task files. The first `needed` are required.
 ARGUMENTS = {
     "open_app": ("app",),
     "quit_app": ("app",),
@@ -49,7 +49,7 @@ class Action:
         return dict(self.args).get(key, "")
 
     def json(self) -> str:
-        """The reply as the system prompt shows it: one line, no blanks around the punctuation."""
+        """The reply as the system prompt shows it: one line, without spaces around punctuation."""
         members = {"action": self.name} | dict(self.args)
         return json.dumps(members, ensure_ascii=False, separators=(",", ":"))
 
@@ -61,7 +61,7 @@ class Action:
 
 
 def read(text: str) -> Action:
-    """Reads the form of the task files. Raises ValueError with what is wrong."""
+    """Parses the form of the task files. Raises ValueError with the reason."""
     name, _, rest = text.strip().partition(" ")
     if name not in ARGUMENTS:
         raise ValueError(f"unknown action {name!r}")
@@ -78,7 +78,7 @@ def read(text: str) -> Action:
 
 
 def check(action: Action) -> None:
-    """Raises ValueError when the program would refuse the action for the form of its arguments."""
+    """Raises ValueError if the program would refuse the action because of the form of its arguments."""
     if action.name == "press_key":
         if action.arg("key").lower() not in KEYS:
             raise ValueError(f"no key {action.arg('key')!r}")

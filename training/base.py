@@ -1,6 +1,6 @@
 """The base model: where it is, its weights as numbers, and its vocabulary.
 
-It comes as a GGUF file inside a Python package, so that a registry is all that training has to reach.
+It is a GGUF file in a Python package, so training only needs access to the package registry.
 """
 
 import hashlib

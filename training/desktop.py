@@ -1,7 +1,7 @@
 """A desktop that answers an action as the program does, word for word.
 
-It knows what is open and in front, no more. What cannot be known from that (what a folder holds, which
-controls a window has, that something fails) is given by the task: the part behind `->`.
+It only knows which applications run and which is in front. The rest (the files of a folder, the controls of
+a window, failures) comes from the task, behind `->`.
 """
 
 from dataclasses import dataclass, field
@@ -14,10 +14,10 @@ MISSING_PERMISSION = (
 )
 INVALID = "Invalid. Reply with exactly one JSON action object."
 
-# As many names of files as one answer shows.
+# The number of file names in one answer.
 MOST_NAMES = 5
 
-# What the program has installed for sure under these names, whatever the task says: the browser that
+# These names always mean an installed application, whatever the task says: the browser that
 # opens an address without an application, and the file manager.
 BROWSER = {"mac": "Safari", "linux": "Firefox"}
 FILES = {"mac": "Finder", "linux": "Files"}
@@ -32,7 +32,7 @@ ALIASES = {
     "settings": "System Settings",
     "system preferences": "System Settings",
 }
-# Which application comes to the front for a file; anything else opens in the text editor.
+# The application that opens a file, by its suffix; other files open in the text editor.
 OPENERS = {
     "mac": {"pdf": "Preview", "png": "Preview", "jpg": "Preview", "mp3": "Music", "txt": "TextEdit"},
     "linux": {"pdf": "Document Viewer", "png": "Image Viewer", "jpg": "Image Viewer", "mp3": "Videos"},
@@ -42,7 +42,7 @@ NAMED_FOLDERS = {"desktop": "Desktop", "downloads": "Downloads", "downloads fold
 
 
 def proper(name: str) -> str:
-    """The name under which an application reports itself when it was asked for as `name`."""
+    """The name that an application itself reports if it was started as `name`."""
     if name.lower() in ALIASES:
         return ALIASES[name.lower()]
     return name if name != name.lower() else " ".join(word[:1].upper() + word[1:] for word in name.split())
@@ -100,9 +100,9 @@ class Desktop:
             self.front = self.windows[0][0] if self.windows else FILES[self.system]
 
     def perform(self, action: Action, outcome: str = "") -> str:
-        """What the model is told after the action, without the state. `outcome` is what the task says
-        about it: nothing for an ordinary success, `!` for the ordinary failure, `!text` for another one,
-        `-` for a result that is none, and anything else as the action's own section below has it."""
+        """The answer to the action, without the state. `outcome` is what the task says
+        about it: empty for the ordinary success, `!` for the ordinary failure, `!text` for another failure,
+        `-` for an empty result, and any other text as the action below reads it."""
         if outcome.startswith("!"):
             return "Error: " + (outcome[1:].strip() or self.failure(action))
         return getattr(self, "_" + action.name)(action, outcome)
@@ -184,7 +184,7 @@ class Desktop:
         return f"Result: Clicked “{action.arg('label')}”."
 
     def _create_folder(self, action: Action, outcome: str) -> str:
-        # The program's reader keeps no argument called "name", so this action always fails.
+        # The program's parser drops the argument "name", so this action always fails.
         return "Error: " + self.failure(action)
 
     def _screenshot(self, action: Action, outcome: str) -> str:

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Writes what was learnt, and only that, into a small file: the low-rank difference with 8 bits.
+"""Writes only what was learnt into a small file: the low-rank difference with 8 bits.
 
     training/difference.py ~/quillon-training/checkpoint.pt packaging/small-model/difference.gguf
 
-It is in the form in which llama.cpp keeps adapters, with one tensor more: the row of the vocabulary that
-is the system prompt. `make-small-model` makes the model of it and the base.
+The format is that of llama.cpp's adapters with one additional tensor: the row of the vocabulary for the
+system prompt. `make-small-model` combines this file with the base.
 """
 
 import sys

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Measures a model at the held-out tasks, through the program's own engine with its own dice.
+"""Evaluates a model on the held-out tasks, with the program's own engine and its sampling.
 
     training/evaluate.py MODEL.gguf [--runs 3] [--program build/dev/training/training-reply]
     training/evaluate.py MODEL.gguf --kept-out --most 200       for tuning: the tasks kept out of training
 
-Each reply is asked for after the right ones before it: is it readable, is the action right, is it exact?
-Then each task is played as a whole on a simulated desktop: is it done, and did anything happen that was not
-asked for? `done` replies count apart, since they flatter.
+First, each reply is generated after the correct earlier replies: is it readable, is the action right, is it
+exact? Then each task is run as a whole on a simulated desktop: is it done, and did anything happen that was
+not asked for? `done` replies are easy, so they are counted separately.
 """
 
 import argparse
@@ -82,7 +82,7 @@ def play_tasks(engine: Engine, records: list[dict], counts: Counter, wrongs: lis
 
 
 def kept_out() -> list[dict]:
-    """In an order that the first of them are a sample of all."""
+    """The tasks in such an order that the first N are a sample of all."""
     generator = Generator(0, kept_out=True, plain=True)
     numbers = list(range(len(generator.tasks)))
     random.Random(0).shuffle(numbers)

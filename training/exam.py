@@ -1,4 +1,4 @@
-"""The tasks of training/held_out, and how a model's actions at them are judged."""
+"""The tasks of training/held_out, and how a model's actions for them are judged."""
 
 import json
 import re
@@ -7,7 +7,7 @@ from pathlib import Path
 from desktop import ALIASES, NAMED_FOLDERS, Desktop, proper
 
 FILE = Path(__file__).resolve().parent / "held_out" / "tasks.jsonl"
-# What only looks, and so harms nothing when it was not asked for.
+# Actions without an effect: harmless even if they were not asked for.
 LOOKS = {"read_ui", "list_windows", "find_files"}
 STOCK = {
     "mac": "Safari Finder Mail Notes Calendar Calculator Terminal TextEdit Preview Music Photos Messages "
@@ -27,7 +27,7 @@ def plain_path(path: str) -> str:
 
 
 def plain(key: str, value: str) -> object:
-    """The value without what makes no difference to the program."""
+    """The value without differences that the program ignores."""
     value = value.strip()
     if key == "app":
         return ALIASES.get(value.lower(), value).lower()
@@ -48,7 +48,7 @@ def plain(key: str, value: str) -> object:
 
 
 def meant(action: str, args: dict) -> dict:
-    """The arguments that count: a message is free, and a folder's name never reaches the program."""
+    """The arguments that are compared: a message may be any text, and the program drops a folder's name."""
     kept = {key: value for key, value in args.items() if key not in ("action", "message", "name")}
     if action in ("find_files", "screenshot"):
         kept.setdefault("folder" if action == "find_files" else "save_to", "Downloads")
@@ -69,7 +69,7 @@ def is_accepted(step: dict, action: str, args: dict) -> bool:
 
 
 def conversation(record: dict, upto: int) -> list[dict]:
-    """What has been said before the reply number `upto`, when all before were the first of the accepted."""
+    """The conversation before reply number `upto`, if each earlier reply was the first accepted one."""
     messages = [{"role": "user", "content": f"User: {record['task']}\nState: {record['state']}"}]
     for step in record["steps"][:upto]:
         reply = json.dumps(step["accept"][0], ensure_ascii=False, separators=(",", ":"))
@@ -108,7 +108,7 @@ class Play:
         return Desktop(self.record["system"], front, entries)
 
     def answer(self, action: str, args: dict, text: str) -> bool:
-        """Takes the model's reply; False when the task is over."""
+        """Performs the model's reply; returns False if the task has ended."""
         self.messages.append({"role": "assistant", "content": text})
         if action == "done":
             return False
@@ -123,7 +123,7 @@ class Play:
                 self.desktop = self.read(self.state)
                 self.tell(step["answer"])
                 return True
-            # What only looks may be left out, and so may what was going to fail.
+            # Actions without an effect may be left out, and so may those that would fail.
             if step["accept"][0]["action"] not in LOOKS and not step["answer"].startswith("Error"):
                 break
         self.tell(self.aside(action, args))
@@ -133,7 +133,7 @@ class Play:
         self.messages.append({"role": "user", "content": f"{answer}\nState: {self.state}"})
 
     def aside(self, action: str, args: dict) -> str:
-        """What comes of an action that the task has no place for."""
+        """The answer to an action that the task does not expect."""
         def effect(text: str) -> str:
             self.unasked.append(f"{action} {json.dumps(args, ensure_ascii=False)}")
             return "Result: " + text
@@ -178,7 +178,7 @@ class Play:
         return effect(simple[action]) if action in simple else f"Error: Unknown action “{action}”."
 
     def is_done(self) -> bool:
-        """All that was asked for has happened, and nothing else."""
+        """Whether everything that was asked for has happened, and nothing else."""
         rest = self.record["steps"][self.place : -1]
         left = [step for step in rest if not step["answer"].startswith("Error")]
         return not left and not self.unasked

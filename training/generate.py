@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Writes conversations as the program has them, one JSON object a line, made from the hand-written tasks.
+"""Writes conversations like the program's from the hand-written tasks, one JSON object per line.
 
     training/generate.py --count 20000 --seed 1 > conversations.jsonl
     training/generate.py --kept-out --plain > kept-out.jsonl     the tasks that training never sees
 
-The same arguments give the same bytes on every machine. The system message is left out: it is the same in
-all of them.
+The same arguments give the same bytes on every machine. The system message is left out, since it is the
+same in all conversations.
 """
 
 import argparse
@@ -55,13 +55,13 @@ class Generator:
         self.windows = read_windows(HERE / "windows.txt")
         self.seed = seed
         self.plain = plain
-        # Tasks of several steps and those with arguments are worth more repetition, and so are those to be
-        # declined: to act unasked is the worst fault.
+        # Tasks with several steps or arguments are repeated more often, and so are tasks that must be
+        # declined: an action that was not asked for is the worst fault.
         weights = [(3 if task.is_declined() else 1) + len(task.slots) + len(task.steps) * 0.5 for task in self.tasks]
         self.weights = list(accumulate(weights))
 
     def conversation(self, number: int) -> dict:
-        """The conversation of this number; each depends on nothing but the seed and its number."""
+        """The conversation with this number; it depends only on the seed and the number."""
         dice = random.Random(f"{self.seed}/{number}")
         if self.plain:
             task = self.tasks[number % len(self.tasks)]
@@ -91,7 +91,7 @@ class Generator:
         return desktop
 
     def prepare(self, desktop: Desktop, task: Task, values: list[str], dice: random.Random) -> None:
-        """Makes the desktop agree with what the task says about applications that run or do not."""
+        """Starts or ends applications on the desktop as the task requires it."""
         for step in task.steps:
             action = actions.read(filled(step.action, values))
             if action.name != "quit_app":
@@ -145,7 +145,7 @@ class Generator:
         return {"from": task.place, "system": desktop.system, "messages": messages}
 
     def record(self, number: int) -> dict:
-        """A task of --plain in the form of the exam's, so that a model can be measured at it in the same way."""
+        """A task for --plain in the form of the exam's, so that both are evaluated in the same way."""
         conversation = self.conversation(number)
         task = self.tasks[number % len(self.tasks)]
         parts = [message["content"].partition("\nState: ")[::2] for message in conversation["messages"]]

@@ -1,5 +1,5 @@
-"""The base in PyTorch, frozen, with a low-rank difference on every linear layer and one row of the
-vocabulary that are learnt. The weights are laid out as the file has them, so that the difference is, too.
+"""The frozen base in PyTorch, with what is learnt: a low-rank difference on every linear layer and one row
+of the vocabulary. The weights have the file's layout, so the difference has it too.
 """
 
 import math
@@ -18,7 +18,7 @@ LAYERS = ("attn_q", "attn_k", "attn_v", "attn_output", "ffn_gate", "ffn_up", "ff
 
 
 class Linear(nn.Module):
-    """A frozen matrix W and the difference B A · ALPHA / RANK to it, which starts as nothing."""
+    """A frozen matrix W and the difference B A · ALPHA / RANK to it, which starts as zero."""
 
     def __init__(self, weight: numpy.ndarray):
         super().__init__()
@@ -43,7 +43,7 @@ class Norm(nn.Module):
 
 
 def turned(x: Tensor, cos: Tensor, sin: Tensor) -> Tensor:
-    """Rotary positions over pairs of neighbours, which is the order of the file."""
+    """Rotary positions over pairs of neighbouring numbers, as the file orders them."""
     even, odd = x[..., 0::2], x[..., 1::2]
     return torch.stack((even * cos - odd * sin, even * sin + odd * cos), dim=-1).flatten(-2).to(x.dtype)
 
@@ -79,7 +79,7 @@ class Model(nn.Module):
         fields = base.fields
         embeddings = torch.from_numpy(base.weights("token_embd.weight"))
         self.register_buffer("embeddings", embeddings, persistent=False)
-        # The one token that is the system prompt starts as the mean of the prompt's own tokens.
+        # The token for the system prompt starts as the mean of the prompt's own tokens.
         self.prompt = nn.Parameter(embeddings[prompt].mean(0).clone())
         self.blocks = nn.ModuleList(Block(base, number) for number in range(int(fields["llama.block_count"])))
         epsilon = float(fields["llama.attention.layer_norm_rms_epsilon"])
@@ -98,7 +98,7 @@ class Model(nn.Module):
         return self.norm(x)
 
     def scores(self, states: Tensor) -> Tensor:
-        """The output shares its matrix with the embeddings, so the learnt row counts here as well."""
+        """The output shares its matrix with the embeddings, so the learnt row is used here as well."""
         scores = functional.linear(states, self.embeddings.to(states.dtype))
         own = functional.linear(states, self.prompt.to(states.dtype)[None])
         return torch.cat((scores[..., :PROMPT], own, scores[..., PROMPT + 1 :]), dim=-1)

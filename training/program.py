@@ -1,4 +1,4 @@
-"""What is taken from the program's own sources, so that it cannot drift from them."""
+"""Texts that are read from the program's sources, so that training always uses the current ones."""
 
 import re
 from pathlib import Path
@@ -12,7 +12,7 @@ def system_prompt() -> str:
 
 
 def texts(*folders: str) -> str:
-    """All string literals of the program's sources in these folders, one a line."""
+    """All string literals of the program's sources in these folders, one per line."""
     found = []
     for folder in folders:
         for path in sorted([*(ROOT / folder).rglob("*.cpp"), *(ROOT / folder).rglob("*.h")]):

@@ -1,4 +1,4 @@
-"""The closing sentence of a task that does not bring its own: what was done, or what came in the way."""
+"""The closing sentence of a task without one of its own: what was done, or why it failed."""
 
 import random
 import re

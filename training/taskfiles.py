@@ -4,7 +4,7 @@
     @ mac Mail: Mail — Inbox; Notes        the situation of the lines that follow; `@` alone ends it
     => open_app $1                         the answer to the asks below it, up to the next such line
     fire up [Spotify]                      an ask; what is in brackets is $1, $2 and so on
-    fire up [the browser=Firefox]          another value than the words say
+    fire up [the browser=Firefox]          the value differs from the words
     ~ get [Slack] going                    kept out of training
     quit [Mail] and open [Slack] => quit_app $1 => open_app $2 => done Slack is open.
 """
@@ -52,11 +52,12 @@ class Task:
     is_kept_out: bool
 
     def is_declined(self) -> bool:
-        """Ended at once. What its ask has in brackets is there to be varied, so that no word gives it away."""
+        """Whether the task ends at once. The brackets in its ask only mark words that are varied, so that no
+        single word reveals that the task is declined."""
         return self.steps[0].action.startswith("done")
 
     def words(self, values: list[Slot] | None = None) -> str:
-        """What the user types, with the slots' own words or others."""
+        """What the user types, with the slots' own words or with others."""
         return filled(self.ask, [slot.shown for slot in values or self.slots])
 
 
@@ -96,7 +97,7 @@ def read_steps(text: str) -> tuple[Step, ...]:
 
 
 def check(task: Task) -> None:
-    """Raises ValueError when the task could not have happened in the program."""
+    """Raises ValueError if the task could not happen in the program."""
     if not task.steps or not task.ask.strip():
         raise ValueError("a task without an answer")
     values = [slot.value for slot in task.slots]
@@ -157,5 +158,5 @@ def read_all(folder: Path) -> tuple[Task, ...]:
 
 
 def spoken(text: str) -> str:
-    """What two asks have in common when they are the same to a listener."""
+    """The words of an ask without case and punctuation, to compare two asks."""
     return re.sub(r"[^\w$@./:+#-]+", " ", text.lower()).strip() or text

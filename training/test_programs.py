@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Tries the programs around training with files of its own: test_programs.py MERGE REPLY MAKE-TEST-MODEL."""
+"""Tests the programs around training with files of its own: test_programs.py MERGE REPLY MAKE-TEST-MODEL."""
 
 import hashlib
 import struct
@@ -75,7 +75,7 @@ class TheMerge(unittest.TestCase):
         self.write_difference("blk.0.attn_q.weight")
 
     def write_difference(self, name: str) -> None:
-        """Adds 2 · 3 · 0.5 · 64 / 32 to every weight of the first row, and nothing to the second."""
+        """Adds 2 · 3 · 0.5 · 64 / 32 to every weight of the first row, and zero to the second."""
         ones = [eight_bits(0.5, [1] * 32)] + [eight_bits(0.0, [0] * 32)] * 31
         factors = [eight_bits(2.0, [3] + [0] * 31), eight_bits(0.0, [0] * 32)]
         write_gguf(self.difference, [
@@ -134,7 +134,7 @@ class TheMerge(unittest.TestCase):
 
 class TheEvaluation(unittest.TestCase):
     def evaluate(self, reply: str) -> str:
-        """What is said of a model that answers so to two tasks that cannot be done."""
+        """The evaluation of a model that gives this reply to two tasks that cannot be done."""
         with tempfile.TemporaryDirectory() as folder:
             model = str(Path(folder) / "model.gguf")
             subprocess.run([MAKE_TEST_MODEL, model, reply], check=True)

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Checks the hand-written tasks, the exam and the generator. Needs nothing but Python and the tree."""
+"""Checks the hand-written tasks, the exam and the generator. Needs only Python and the tree."""
 
 import hashlib
 import json
@@ -24,7 +24,7 @@ import taskfiles  # noqa: E402
 TASKS = taskfiles.read_all(HERE / "tasks")
 RECORDS = exam.records()
 
-# What the exam may share with the tasks, because the program or the system has given it its name.
+# Names that the exam may share with the tasks, because the program or the system defines them.
 COMMON = set(
     "arc|brave|brave browser|calculator|calendar|chrome|chromium|desktop|documents|downloads|firefox|google chrome|"
     "home|~|mail|messages|music|notes|pictures|preview|reminders|safari|settings|system settings|terminal|"
@@ -33,7 +33,7 @@ COMMON = set(
 
 
 def reads(literal: str) -> str:
-    """A literal of a C++ source as the text that it stands for."""
+    """The text of a literal in a C++ source."""
     return literal.replace('\\"', '"').replace("\\\\", "\\")
 
 

@@ -1,6 +1,6 @@
-"""From a conversation to tokens, as the engine does it with the tuned file's vocabulary.
+"""Converts a conversation to tokens like the engine, with the vocabulary of the tuned file.
 
-The constant system prompt is one token there, the slot PROMPT; training has it the same.
+There, the constant system prompt is a single token, the slot PROMPT; training uses the same.
 """
 
 from tokenizers import Tokenizer, decoders, models, pre_tokenizers
@@ -31,13 +31,13 @@ class Tokens:
         return [START, *self.of("system\n"), PROMPT, END, *self.newline]
 
     def conversation(self, messages: list[dict]) -> tuple[list[int], list[float]]:
-        """The tokens, and for each how much it counts in training: 0 for all that the model does not say."""
+        """The tokens, each with its weight in training, which is 0 for text that the model does not generate."""
         numbers = self.opening()
         weights = [0.0] * len(numbers)
         for place, message in enumerate(messages):
             head = [START, *self.of(message["role"] + "\n")]
             body = [*self.of(message["content"]), END]
-            # The closing sentence is long and free; what it says must not drown which action is taken.
+            # The closing sentence is long and may be any text; it must not outweigh the choice of the action.
             is_closing = place > 1 and message["content"].startswith('{"action":"done"')
             learnt = message["role"] == "assistant" and message.get("learn", True)
             numbers += head + body + self.newline

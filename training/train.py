@@ -3,8 +3,8 @@
 
     training/train.py --out ~/quillon-training --tokens 5000000 [--processes 2] [--device cuda]
 
-Each batch is made fresh from the seed and the number of the conversation, so there is no data to keep, and an
-interrupted run goes on as if it had not been. `curve.tsv` in the folder has one line per measurement on
+Each batch is generated from the seed and the number of the conversation, so there is no data to store, and
+an interrupted run continues as if it had never stopped. `curve.tsv` in the folder has one line per measurement on
 tasks that are kept out of training: tokens seen, loss, the share of replies with the right action, and of
 replies that are exact, once over all and once without the closing sentences.
 """
@@ -30,12 +30,12 @@ from model import Model
 from program import system_prompt
 from tokens import Tokens
 
-FLAT_RATE = 0.9  # the share of the run after which the learning rate falls to nothing
+FLAT_RATE = 0.9  # the share of the run after which the learning rate falls to zero
 WARM_UP = 20  # steps
 
 
 class Learner:
-    """The model whose learnt numbers are one flat vector, which processes can share."""
+    """The model with all its learnt numbers in one flat vector, which processes can share."""
 
     def __init__(self, device: str, seed: int):
         torch.manual_seed(seed)
@@ -47,7 +47,7 @@ class Learner:
         self.flat = torch.cat([parameter.detach().flatten() for parameter in self.learnt])
 
     def lay_out(self, flat: torch.Tensor) -> None:
-        """Lets the model's parameters be views of this vector."""
+        """Makes the model's parameters views of this vector."""
         self.flat = flat
         place = 0
         for parameter in self.learnt:
@@ -55,7 +55,7 @@ class Learner:
             place += parameter.numel()
 
     def loss(self, batch: list[tuple[list[int], list[float]]]) -> tuple[torch.Tensor, float]:
-        """The summed loss of a padded batch, and the weight that it is the sum over."""
+        """The summed loss of a padded batch, and the sum of its weights."""
         length = max(len(numbers) for numbers, _ in batch)
         numbers = torch.zeros(len(batch), length, dtype=torch.long)
         weights = torch.zeros(len(batch), length)
@@ -72,7 +72,7 @@ class Learner:
 
 
 def batches(samples: list[tuple[list[int], list[float]]], size: int) -> list[list]:
-    """The samples in groups of at most so many tokens with padding, similar lengths together."""
+    """The samples in groups of limited size including the padding, with similar lengths together."""
     groups: list[list] = [[]]
     for sample in sorted(samples, key=lambda sample: len(sample[0])):
         if groups[-1] and len(sample[0]) * (len(groups[-1]) + 1) > size:
@@ -82,8 +82,8 @@ def batches(samples: list[tuple[list[int], list[float]]], size: int) -> list[lis
 
 
 def measure(learner: Learner, conversations: list[dict]) -> tuple[float, float, float]:
-    """The shares of replies whose action is right, that are exact, and that are exact but for `done`: what
-    the model would say without any dice, each reply after the right ones before it."""
+    """The shares of replies with the right action, of exact ones, and of exact ones without `done`. Each reply
+    is generated greedily after the correct earlier ones."""
     action = exact = exact_acts = acts = total = 0
     with torch.no_grad():
         for conversation in conversations:
@@ -111,7 +111,7 @@ def measure(learner: Learner, conversations: list[dict]) -> tuple[float, float, 
 
 
 def end_with(parent: int) -> None:
-    """Ends this process soon after its parent, however that ends: left behind, it would go on writing
+    """Ends this process soon after its parent, however that ends; otherwise it would go on writing
     checkpoints."""
 
     def watch() -> None:
@@ -218,7 +218,7 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
 
 
 class Alone:
-    """The gate of a single process."""
+    """The synchronisation of a single process, which waits for no other."""
 
     def wait(self) -> None:
         pass

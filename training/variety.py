@@ -1,4 +1,4 @@
-"""Multiplies a hand-written task: other names in the same places, other manners, slips of the keyboard."""
+"""Varies a hand-written task: other names in the same places, other wording, typing errors."""
 
 import random
 import re
@@ -8,7 +8,7 @@ from functools import lru_cache
 import actions
 from taskfiles import Slot, Task, filled
 
-# Arguments of one kind may take each other's values. Keys, scripts and messages are never changed.
+# Arguments of one kind may exchange their values. Keys, scripts and messages are never changed.
 KINDS = {
     ("open_app", "app"): "app", ("quit_app", "app"): "app", ("open_url", "app"): "app",
     ("web_search", "app"): "app", ("new_tab", "app"): "app", ("open_url", "url"): "url",
@@ -36,7 +36,7 @@ IMPERATIVE = re.compile(
 
 
 def declined_kind(value: str) -> str:
-    """What else could be in a task that is declined: no argument says it, so the value's own shape does."""
+    """The kind of a value in a task that is declined. It has no argument that tells, so the form decides."""
     if "/" in value or re.search(r"\.\w{2,4}$", value):
         return "path"
     return "app" if value[:1].isupper() else "query"
@@ -44,7 +44,7 @@ def declined_kind(value: str) -> str:
 
 @lru_cache(maxsize=None)
 def kind_of(task: Task, number: int) -> str:
-    """What the slot holds, by the argument that takes all of it; "" when it must stay as it is."""
+    """The kind of the slot, by the argument that consists of it; "" if it must not be changed."""
     if task.is_declined():
         return declined_kind(task.slots[number - 1].value)
     found = set()
@@ -60,8 +60,8 @@ def kind_of(task: Task, number: int) -> str:
 
 
 class Names:
-    """The values that slots may take: those of the tasks themselves, and names that mean nothing, so that
-    copying is learnt and not a list."""
+    """The values for slots: those of the tasks, and invented names, so that the model learns to copy and not
+    a list."""
 
     def __init__(self, tasks: list[Task]):
         pools: dict[str, dict[str, None]] = defaultdict(dict)
@@ -117,7 +117,7 @@ class Names:
         return ""
 
     def other(self, kind: str, dice: random.Random) -> str:
-        """Another value of this kind; "" when there is none."""
+        """Another value of this kind; "" if there is none."""
         pool = self.pools.get(kind, [])
         if kind != "extension" and (not pool or dice.random() < 0.35):
             return self.invented(kind, dice)
@@ -129,7 +129,7 @@ def usable(value: str) -> bool:
 
 
 def swapped(task: Task, names: Names, dice: random.Random, share: float) -> list[Slot]:
-    """The task's slots, each perhaps with another value."""
+    """The task's slots, some of them with another value."""
     around = task.situation.front + " ".join(map(str, task.situation.windows))
     slots = []
     for number, slot in enumerate(task.slots, 1):
@@ -145,8 +145,8 @@ def swapped(task: Task, names: Names, dice: random.Random, share: float) -> list
 
 
 def renamed(outcome: str, asked: str, names: Names, dice: random.Random) -> dict[str, str]:
-    """Other names for the files that a search found, so that the one to take is read and not remembered.
-    What was searched for stays a part of them."""
+    """Other names for the files that a search found, so that the model has to read the right one. They still
+    contain what was searched for."""
     listed = outcome.partition(": ")[2] if outcome.partition(": ")[0].isdecimal() else outcome
     result: dict[str, str] = {}
     for name in listed.split(", "):
@@ -166,7 +166,7 @@ def renamed(outcome: str, asked: str, names: Names, dice: random.Random) -> dict
 
 
 def slip(text: str, dice: random.Random) -> str:
-    """One slip of the keyboard in a word that is no slot."""
+    """A typing error in a word that is no slot."""
     words = text.split(" ")
     longer = [number for number, word in enumerate(words) if len(word) > 4 and word.isalpha()]
     if not longer:
@@ -183,7 +183,7 @@ def slip(text: str, dice: random.Random) -> str:
 
 
 def said(task: Task, slots: list[Slot], dice: random.Random) -> str:
-    """The ask in one of the manners in which people type."""
+    """The ask in one of the ways in which people type."""
     text = task.ask
     if dice.random() < 0.1:
         text = slip(text, dice)
