@@ -5,12 +5,10 @@
 #include "models/ModelManager.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/HttpServer.h"
-#include "tests/support/Program.h"
+#include "tests/support/ProgramHome.h"
 #include "tests/support/ScriptedEngine.h"
 
 #include <QCoreApplication>
-#include <QDir>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -73,33 +71,21 @@ private Q_SLOTS:
     void showsTheProgressOfTheDownload();
     void ctrlCCancelsTheDownloadAndLeavesNoFile();
     void reportsWhyTheDownloadFailed();
-
-private:
-    [[nodiscard]] Program::Options options(const QTemporaryDir &home) const;
 };
 
-Program::Options tst_TerminalRunner::options(const QTemporaryDir &home) const
-{
-    Program::Options result;
-    for (const QString &name : {u"PATH"_s, u"ASAN_OPTIONS"_s, u"LSAN_OPTIONS"_s, u"TSAN_OPTIONS"_s})
-        result.environment[name] = qEnvironmentVariable(name.toUtf8().constData());
-    for (const QString &name : {u"HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CONFIG_HOME"_s})
-        result.environment[name] = home.path();
-    result.input = Program::Input::terminal;
-    return result;
-}
-
 namespace {
-QStringList modelFiles(const QTemporaryDir &home)
+// The scenes have a web server.
+Program::Options options(const ProgramHome &home)
 {
-    return QDir(home.filePath(u"Quillon/Models"_s))
-        .entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    Program::Options result = home.options(Program::Input::terminal);
+    result.hasNetwork = true;
+    return result;
 }
 } // namespace
 
 void tst_TerminalRunner::showsTheProgressOfTheDownload()
 {
-    const QTemporaryDir home;
+    const ProgramHome home;
     Program quillon(QCoreApplication::applicationFilePath(), {u"whole"_s}, options(home));
     QCOMPARE(quillon.waitForExit(), 0);
     const QString output = quillon.output();
@@ -107,28 +93,28 @@ void tst_TerminalRunner::showsTheProgressOfTheDownload()
     QVERIFY(output.contains(u"░░░░░░░░░░░░░░░░░░░░░░░░ 0% of ~4 MB"_s));
     QVERIFY(output.contains(u"████████████████████████ 100% of ~4 MB"_s));
     QVERIFY(output.endsWith(u"  ✔ All done.\n"_s));
-    QCOMPARE(modelFiles(home), QStringList{u"test.gguf"_s});
+    QCOMPARE(home.modelFiles(), QStringList{u"test.gguf"_s});
 }
 
 void tst_TerminalRunner::ctrlCCancelsTheDownloadAndLeavesNoFile()
 {
-    const QTemporaryDir home;
+    const ProgramHome home;
     Program quillon(QCoreApplication::applicationFilePath(), {u"half"_s}, options(home));
     QVERIFY(quillon.waitForOutput(" 50% of ~4 MB") || quillon.waitForOutput(" 49% of ~4 MB", 0));
-    QCOMPARE(modelFiles(home).size(), 1);
+    QCOMPARE(home.modelFiles().size(), 1);
     quillon.type("\x03");
     QCOMPARE(quillon.waitForExit(), 128 + SIGINT);
     QVERIFY(!quillon.output().contains(u"isn't ready"_s));
-    QCOMPARE(modelFiles(home), QStringList());
+    QCOMPARE(home.modelFiles(), QStringList());
 }
 
 void tst_TerminalRunner::reportsWhyTheDownloadFailed()
 {
-    const QTemporaryDir home;
+    const ProgramHome home;
     Program quillon(QCoreApplication::applicationFilePath(), {u"missing"_s}, options(home));
     QCOMPARE(quillon.waitForExit(), 1);
     QVERIFY(quillon.output().endsWith(u"Test Model isn't ready: Download failed (HTTP 404).\n"_s));
-    QCOMPARE(modelFiles(home), QStringList());
+    QCOMPARE(home.modelFiles(), QStringList());
 }
 
 int main(int argc, char *argv[])

@@ -8,14 +8,13 @@
 #include "executor/Pause.h"
 #include "models/ModelManager.h"
 #include "tests/support/FakePlatform.h"
-#include "tests/support/Program.h"
+#include "tests/support/ProgramHome.h"
 #include "tests/support/ScriptedEngine.h"
 #include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 
@@ -79,28 +78,13 @@ private Q_SLOTS:
     void aTerminalGetsNothingElseThanItsOwnControls();
 
 private:
-    [[nodiscard]] Program::Options options(Program::Input input) const;
-
-    QTemporaryDir m_home;
+    ProgramHome m_home;
     QStringList m_tasks; ///< The output of each task.
 };
 
-Program::Options tst_HostileTerminal::options(Program::Input input) const
-{
-    Program::Options result;
-    for (const QString &name : {u"PATH"_s, u"ASAN_OPTIONS"_s, u"LSAN_OPTIONS"_s, u"TSAN_OPTIONS"_s})
-        result.environment[name] = qEnvironmentVariable(name.toUtf8().constData());
-    for (const QString &name : {u"HOME"_s, u"XDG_DATA_HOME"_s, u"XDG_CONFIG_HOME"_s})
-        result.environment[name] = m_home.path();
-    result.input = input;
-    result.hasNetwork = false;
-    return result;
-}
-
 void tst_HostileTerminal::initTestCase()
 {
-    Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s},
-                  options(Program::Input::nothing));
+    Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s}, m_home.options());
     QCOMPARE(tasks.waitForExit(2 * eventually), 0);
     QCOMPARE(tasks.errors(), QString());
     const QString output = tasks.output();
@@ -147,7 +131,7 @@ void tst_HostileTerminal::aTerminalGetsNothingElseThanItsOwnControls()
 {
     // On a terminal, there is also a status line that is overwritten, and a question for each task.
     Program tasks(QCoreApplication::applicationFilePath(), {u"--play"_s},
-                  options(Program::Input::terminal));
+                  m_home.options(Program::Input::terminal));
     for (qsizetype i = 0; i < hostileTexts().size(); ++i) {
         if (hostileTexts()[i].reason.isEmpty())
             continue;
