@@ -83,6 +83,11 @@ QString plainText(NSString *text)
     return result;
 }
 
+void recordCall(const QString &call)
+{
+    FakeCocoa::calls.append(call);
+}
+
 void requireMainThread(const char *what)
 {
     if (std::this_thread::get_id() == s_mainThread)
@@ -543,7 +548,7 @@ double now()
       resultingItemURL:(NSURL *__autoreleasing *)result
                  error:(NSError *__autoreleasing *)error
 {
-    FakeCocoa::calls.append(u"trash "_s + describeUrl(url));
+    recordCall(u"trash "_s + describeUrl(url));
     if (error)
         *error = fakeError();
     return !FakeCocoa::failure;
@@ -569,7 +574,7 @@ double now()
     (NSDictionary<NSString *, id> *__autoreleasing *)error
 {
     requireMainThread("NSAppleScript");
-    FakeCocoa::calls.append(u"run "_s + plainText(_source));
+    recordCall(u"run "_s + plainText(_source));
     if (FakeCocoa::failure) {
         NSDictionary *const details = [[NSDictionary alloc] init];
         // An error may have no message.
