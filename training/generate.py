@@ -24,6 +24,8 @@ from taskfiles import Slot, Task, filled
 from variety import Names, renamed, said, swapped
 
 HERE = Path(__file__).resolve().parent
+# A closing sentence is long and may be any text; it must not outweigh the choice of the action.
+CLOSING_WEIGHT = 0.4
 USERS = ("sam", "lena", "alex", "user", "maria", "jo", "kim", "tom", "nina", "raj")
 
 
@@ -69,6 +71,17 @@ class Generator:
             task = dice.choices(self.tasks, cum_weights=self.weights)[0]
         return self.play(task, dice)
 
+    def lesson(self, number: int, kept_endings: float) -> tuple[list[dict], float]:
+        """The conversation of this number for training, and the weight of its closing sentence. To end a task
+        after a success is learnt long before the rest, but takes a third of most conversations: only this
+        share of them keeps that ending, with a larger weight."""
+        messages = self.conversation(number)["messages"]
+        if len(messages) < 3 or not messages[-2]["content"].startswith("Result: "):
+            return messages, CLOSING_WEIGHT
+        if random.Random(f"{self.seed}/{number}/ending").random() < kept_endings:
+            return messages, CLOSING_WEIGHT / kept_endings
+        return messages[:-2], CLOSING_WEIGHT
+
     def desktop(self, task: Task, values: list[str], dice: random.Random) -> Desktop:
         here = task.situation
         system = here.system or dice.choice(("mac", "linux"))
@@ -77,7 +90,7 @@ class Generator:
             f"{dice.randint(2024, 2027)}-{dice.randint(1, 12):02}-{dice.randint(1, 28):02} at "
             f"{dice.randint(7, 23):02}.{dice.randint(0, 59):02}.{dice.randint(0, 59):02}"
         )
-        others = dice.sample(self.windows[system], dice.choice((0, 1, 2, 2, 3, 3, 4, 5)))
+        others = dice.sample(self.windows[system], dice.choice((0, 0, 1, 1, 2, 2, 3, 5)))
         if here.front:
             desktop.front = here.front
             desktop.windows = list(here.windows or [(here.front, "")])

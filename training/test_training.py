@@ -267,6 +267,25 @@ class TheGenerator(unittest.TestCase):
                         taken += 1
         self.assertGreater(taken, 30)
 
+    def test_leaves_out_endings_and_gives_the_others_their_weight(self):
+        generator = generate.Generator(9)
+        weight = successes = 0.0
+        for number in range(1500):
+            whole = generator.conversation(number)["messages"]
+            messages, closing = generator.lesson(number, 0.25)
+            ends_in_success = len(whole) > 2 and whole[-2]["content"].startswith("Result: ")
+            if not ends_in_success or len(messages) == len(whole):
+                self.assertEqual(messages, whole)
+            else:
+                self.assertEqual(messages, whole[:-2])
+            if ends_in_success:
+                successes += 1
+                weight += closing if len(messages) == len(whole) else 0.0
+            else:
+                self.assertEqual(closing, generate.CLOSING_WEIGHT)
+        self.assertGreater(successes, 500)
+        self.assertAlmostEqual(weight / successes, generate.CLOSING_WEIGHT, delta=0.06)
+
     def test_copies_what_the_ask_names(self):
         generator = generate.Generator(6)
         copied = total = 0

@@ -30,17 +30,16 @@ class Tokens:
     def opening(self) -> list[int]:
         return [START, *self.of("system\n"), PROMPT, END, *self.newline]
 
-    def conversation(self, messages: list[dict]) -> tuple[list[int], list[float]]:
+    def conversation(self, messages: list[dict], closing_weight: float) -> tuple[list[int], list[float]]:
         """The tokens, each with its weight in training, which is 0 for text that the model does not generate."""
         numbers = self.opening()
         weights = [0.0] * len(numbers)
         for place, message in enumerate(messages):
             head = [START, *self.of(message["role"] + "\n")]
             body = [*self.of(message["content"]), END]
-            # The closing sentence is long and may be any text; it must not outweigh the choice of the action.
             is_closing = place > 1 and message["content"].startswith('{"action":"done"')
             learnt = message["role"] == "assistant" and message.get("learn", True)
             numbers += head + body + self.newline
-            weights += [0.0] * len(head) + [(0.4 if is_closing else 1.0) if learnt else 0.0] * len(body)
+            weights += [0.0] * len(head) + [(closing_weight if is_closing else 1.0) if learnt else 0.0] * len(body)
             weights += [0.0] * len(self.newline)
         return numbers, weights

@@ -25,13 +25,14 @@ from torch import multiprocessing
 from torch.nn import functional
 
 import base as base_model
-from generate import Generator
+from generate import CLOSING_WEIGHT, Generator
 from model import Model
 from program import system_prompt
 from tokens import Tokens
 
 FLAT_RATE = 0.9  # the share of the run after which the learning rate falls to zero
 WARM_UP = 20  # steps
+KEPT_ENDINGS = 1 / 3
 
 
 class Learner:
@@ -87,7 +88,7 @@ def measure(learner: Learner, conversations: list[dict]) -> tuple[float, float, 
     action = exact = exact_acts = acts = total = 0
     with torch.no_grad():
         for conversation in conversations:
-            numbers, _ = learner.tokens.conversation(conversation["messages"])
+            numbers, _ = learner.tokens.conversation(conversation["messages"], CLOSING_WEIGHT)
             states = learner.model.states(torch.tensor([numbers], device=learner.device))
             place = len(learner.tokens.opening())
             for message in conversation["messages"]:
@@ -176,7 +177,7 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
         # Each process makes its own share of the step's conversations.
         samples, number, own = [], first + rank, 0
         while own < arguments.batch / arguments.processes:
-            sample = learner.tokens.conversation(generator.conversation(number)["messages"])
+            sample = learner.tokens.conversation(*generator.lesson(number, KEPT_ENDINGS))
             samples.append(sample)
             own += len(sample[0])
             number += arguments.processes
