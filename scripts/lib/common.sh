@@ -22,6 +22,17 @@ fail()
     exit 1
 }
 
+# help_if_asked "$@": ends the script after printing the comment at its head.
+help_if_asked()
+{
+    case ${1-} in
+        -h | --help)
+            sed -n '2,/^$/s/^# \{0,1\}//p' "$0"
+            exit 0
+            ;;
+    esac
+}
+
 on_macos()
 {
     [ "$(uname -s)" = Darwin ]
