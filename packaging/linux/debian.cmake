@@ -20,8 +20,8 @@ what to do; a small language model on this computer plans it one step at a\n\
 time, and Quillon carries out each step with the desktop's own means.\n\n\
 What is typed never leaves the computer. The network is used once, to fetch\n\
 the model, a file of about 1 GB.")
-set(CPACK_PACKAGE_CONTACT "The Quillon authors <maintainers@quillon.app>")
-set(CPACK_PACKAGE_HOMEPAGE_URL "https://quillon.app/")
+# A package has to name an address. There is none yet: this domain is reserved for names without a host.
+set(CPACK_PACKAGE_CONTACT "The Quillon authors <maintainers@quillon.invalid>")
 set(CPACK_PACKAGE_VENDOR "The Quillon authors")
 set(CPACK_PACKAGING_INSTALL_PREFIX "${CMAKE_INSTALL_PREFIX}")
 set(CPACK_STRIP_FILES ON)

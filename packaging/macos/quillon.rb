@@ -1,13 +1,12 @@
-# The cask for Homebrew. scripts/package inserts the version, the checksum of the image, and the
-# name of the oldest macOS that it runs on.
+# The cask for Homebrew. scripts/package inserts the version, the checksum of the image, its
+# address, and the name of the oldest macOS that it runs on.
 cask "quillon" do
   version "@VERSION@"
   sha256 "@SHA256@"
 
-  url "https://quillon.app/releases/Quillon-#{version}.dmg"
+  url "@URL@"
   name "Quillon"
   desc "Desktop assistant with a language model of its own"
-  homepage "https://quillon.app/"
 
   depends_on arch: :arm64
   depends_on macos: :@MACOS@

@@ -92,7 +92,20 @@ test_macos_gets_an_image_and_its_cask()
     grep -qx "  sha256 \"${sum%% *}\"" "$cask" ||
         fail_test "the cask has another checksum"
     grep -qx '  depends_on macos: :sonoma' "$cask" || fail_test "the cask is for another macOS"
+    grep -qxF "  url \"file://${cask%/*}/Quillon-1.2.3.dmg\"" "$cask" ||
+        fail_test "the cask does not install the image beside it"
     ! grep -q '@' "$cask" || fail_test "the cask is not filled in"
+}
+
+test_a_published_cask_has_the_address_of_the_downloads()
+{
+    make_macos 14.5
+    make_packers
+    extra_environment=QUILLON_DOWNLOADS=https://example.org/v1.2.3
+    run_script package
+    expect_status 0
+    grep -qxF '  url "https://example.org/v1.2.3/Quillon-1.2.3.dmg"' \
+        "$sandbox/tree/build/package/quillon.rb" || fail_test "the cask has another address"
 }
 
 test_every_macos_has_its_name_in_the_cask()
