@@ -82,6 +82,17 @@ void tst_Program::aTaskFromTheInputHasABound()
     QCOMPARE(shell.waitForExit(), 1);
     QCOMPARE(shell.output(), QString());
     QCOMPARE(shell.errors(), u"The task is too long.\n"_s);
+
+    // Blanks, so that no task begins if they are not too many.
+    const auto answerTo = [&](int blanks) {
+        Program quillon(u"/bin/sh"_s,
+                        {u"-c"_s, u"printf '%%2s' '' | '%1' --task -"_s.arg(program).arg(blanks)},
+                        options());
+        (void)quillon.waitForExit();
+        return quillon.errors();
+    };
+    QCOMPARE(answerTo(64 * 1024), u"The task is empty.\n"_s);
+    QCOMPARE(answerTo(64 * 1024 + 1), u"The task is too long.\n"_s);
 }
 
 void tst_Program::printsAnObjectALineForPrograms()
