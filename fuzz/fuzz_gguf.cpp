@@ -1,5 +1,6 @@
 // The input is a model file: the engine must load it or fail, then generate or fail, and the
 // program must not crash.
+#include "fuzz/Require.h"
 #include "inference/LlamaEngine.h"
 
 #include <QCoreApplication>
@@ -7,20 +8,10 @@
 #include <QTemporaryFile>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "Broken promise: %s\n", what);
-    std::abort();
-}
-
 QCoro::Task<> use(LlamaEngine &engine, QString path)
 {
     bool loaded = false;

@@ -1,24 +1,15 @@
 // The input is a model's reply: parsing must end, and a parsed action must fulfil AgentAction's
 // promises.
 #include "agent/action/AgentAction.h"
+#include "fuzz/Require.h"
 
 #include <nlohmann/json.hpp>
 
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-void require(bool holds, const char *what)
-{
-    if (holds)
-        return;
-    std::fprintf(stderr, "Broken promise: %s\n", what);
-    std::abort();
-}
-
 bool sameButForId(const std::optional<AgentAction> &a, const std::optional<AgentAction> &b)
 {
     if (!a || !b)

@@ -56,6 +56,17 @@ bool comesTo(const std::function<bool()> &condition)
     }
     return false;
 }
+
+// Letters of another script, so that keys are mapped temporarily.
+const QByteArray longText = QByteArray("Жук шёл ").repeated(150);
+const QByteArray typing = R"({"action":"type_text","text":")" + longText + R"("})";
+
+void waitUntilItTypes(Program &quillon, const Listener &receiver)
+{
+    const QDeadlineTimer limit(eventually);
+    while (receiver.received().size() < 100 && !limit.hasExpired())
+        (void)quillon.waitForOutput("what it never prints", 1);
+}
 } // namespace
 
 class tst_KilledProgram : public QObject
@@ -268,22 +279,18 @@ void tst_KilledProgram::whileThePanelAsks()
 
 void tst_KilledProgram::whileItTypes()
 {
-    // Letters of another script, so that keys are mapped temporarily.
-    const QByteArray text = QByteArray("Жук шёл ").repeated(150);
-    giveModel({R"({"action":"type_text","text":")" + text + R"("})"});
+    giveModel({typing});
     const Listener receiver(*m_desktop, u"Receiver"_s);
     Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Write"_s}, options());
-    const QDeadlineTimer limit(eventually);
-    while (receiver.received().size() < 100 && !limit.hasExpired())
-        (void)quillon.waitForOutput("what it never prints", 1);
+    waitUntilItTypes(quillon, receiver);
     QVERIFY(keyboardMap() != m_map);
     quillon.signal(SIGKILL);
     QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
     QTRY_COMPARE(m_desktop->processes(u"/quillon-keyboard"_s), QList<qint64>());
     // Nothing is typed after the kill.
     const QByteArray received = receiver.received();
-    QVERIFY(received.size() < text.size());
-    QVERIFY(text.startsWith(received));
+    QVERIFY(received.size() < longText.size());
+    QVERIFY(longText.startsWith(received));
     QCOMPARE(keyboardMap(), m_map);
     QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, u"a"_s}}), u"Pressed a."_s);
     QTRY_COMPARE(receiver.received(), received + 'a');
@@ -291,18 +298,15 @@ void tst_KilledProgram::whileItTypes()
 
 void tst_KilledProgram::whileItTypesTogetherWithWhatTypes()
 {
-    const QByteArray text = QByteArray("Жук шёл ").repeated(150);
-    giveModel({R"({"action":"type_text","text":")" + text + R"("})"});
+    giveModel({typing});
     const Listener receiver(*m_desktop, u"Receiver"_s);
     Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Write"_s}, options());
-    const QDeadlineTimer limit(eventually);
-    while (receiver.received().size() < 100 && !limit.hasExpired())
-        (void)quillon.waitForOutput("what it never prints", 1);
-    const QList<qint64> typing = m_desktop->processes(u"/quillon-keyboard"_s);
-    QCOMPARE(typing.size(), 1);
+    waitUntilItTypes(quillon, receiver);
+    const QList<qint64> keyboards = m_desktop->processes(u"/quillon-keyboard"_s);
+    QCOMPARE(keyboards.size(), 1);
     // First stops the process that could restore for the other one.
     quillon.signal(SIGSTOP);
-    QCOMPARE(kill(static_cast<pid_t>(typing.first()), SIGKILL), 0);
+    QCOMPARE(kill(static_cast<pid_t>(keyboards.first()), SIGKILL), 0);
     quillon.signal(SIGKILL);
     QCOMPARE(quillon.waitForExit(), 128 + SIGKILL);
     QTRY_COMPARE(m_desktop->processes(u"/quillon-keyboard"_s), QList<qint64>());
@@ -315,18 +319,14 @@ void tst_KilledProgram::whileItTypesTogetherWithWhatTypes()
 
 void tst_KilledProgram::whatTypesAlone()
 {
-    const QByteArray text = QByteArray("Жук шёл ").repeated(150);
-    giveModel({R"({"action":"type_text","text":")" + text + R"("})",
-               R"({"action":"done","message":"Fine."})"});
+    giveModel({typing, R"({"action":"done","message":"Fine."})"});
     const Listener receiver(*m_desktop, u"Receiver"_s);
     Program quillon(u"" QUILLON_PROGRAM ""_s, {u"--task"_s, u"Write"_s}, options());
-    const QDeadlineTimer limit(eventually);
-    while (receiver.received().size() < 100 && !limit.hasExpired())
-        (void)quillon.waitForOutput("what it never prints", 1);
-    const QList<qint64> typing = m_desktop->processes(u"/quillon-keyboard"_s);
-    QCOMPARE(typing.size(), 1);
+    waitUntilItTypes(quillon, receiver);
+    const QList<qint64> keyboards = m_desktop->processes(u"/quillon-keyboard"_s);
+    QCOMPARE(keyboards.size(), 1);
     QVERIFY(keyboardMap() != m_map);
-    QCOMPARE(kill(static_cast<pid_t>(typing.first()), SIGKILL), 0);
+    QCOMPARE(kill(static_cast<pid_t>(keyboards.first()), SIGKILL), 0);
     QTRY_COMPARE(keyboardMap(), m_map);
     QCOMPARE(quillon.waitForExit(), 0);
     QVERIFY(quillon.output().contains(u"The keyboard program ended too early."_s));

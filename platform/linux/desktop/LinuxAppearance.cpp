@@ -120,7 +120,7 @@ public:
 private Q_SLOTS:
     void takePortalSetting(const QString &group, const QString &key, const QDBusVariant &value);
 
-private: // NOLINT(readability-redundant-access-specifiers): those above are slots
+private:
     void start();
     void askPortal();
     void take(const QString &group, const QString &key, const QVariant &value);

@@ -224,7 +224,7 @@ private Q_SLOTS:
         end();
     }
 
-private: // NOLINT(readability-redundant-access-specifiers): those above are slots
+private:
     // Closes the portal's dialog.
     void withdraw() const
     {
