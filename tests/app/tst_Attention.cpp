@@ -65,6 +65,7 @@ private Q_SLOTS:
     void aFocusedPanelDoesNotAskForAttention();
     void aCoveredPanelAsksForAttention();
     void aHiddenPanelAsksByANotification();
+    void aHiddenPanelOfTheActiveApplicationDoesSoToo();
     void aHiddenPanelTellsHowATaskEnded_data();
     void aHiddenPanelTellsHowATaskEnded();
     void notificationsQuoteOnlyTheBeginning();
@@ -143,6 +144,19 @@ void tst_Attention::aHiddenPanelAsksByANotification()
     QCOMPARE(scene.notices().last(), u"withdraw"_s);
     QTRY_VERIFY(!scene.session->isRunning());
     QCOMPARE(scene.notices().last(), u"tell Done: tidy up"_s);
+}
+
+// On macOS, an application without a visible window can be active.
+void tst_Attention::aHiddenPanelOfTheActiveApplicationDoesSoToo()
+{
+    Scene scene;
+    scene.focus();
+    scene.window.isOnScreen = false;
+    scene.run({trashOld});
+    QTRY_VERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.notices().size(), 1);
+    scene.sessionView->resolve(false);
+    QTRY_VERIFY(!scene.session->isRunning());
 }
 
 void tst_Attention::aHiddenPanelTellsHowATaskEnded_data()

@@ -5,6 +5,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <array>
+
 #include <sys/stat.h>
 
 using namespace Qt::StringLiterals;
@@ -116,6 +118,16 @@ void tst_LinuxProcesses::aSandboxThatIsNoFileIsNone()
     QVERIFY(QDir().mkpath(info(12)));
     QVERIFY(!table.isSameApplication(10, 11));
     QVERIFY(!table.isSameApplication(11, 12));
+
+    // A pipe is not read, whatever it holds.
+    table.add(13, 1, u"/usr/bin/d"_s);
+    QCOMPARE(::mkfifo(QFile::encodeName(info(13)).constData(), 0600), 0);
+    std::array<QFile, 2> ends{QFile(info(10)), QFile(info(13))};
+    for (QFile &end : ends) {
+        QVERIFY(end.open(QIODevice::ReadWrite | QIODevice::Unbuffered));
+        QVERIFY(end.write("instance-id=1\n") > 0);
+    }
+    QVERIFY(!LinuxProcesses(table.path()).areSameApplication(ProcessId{10}, ProcessId{13}));
 }
 
 void tst_LinuxProcesses::processesThatAreGoneBelongToNobody()
