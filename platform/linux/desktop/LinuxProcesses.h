@@ -5,13 +5,15 @@
 #include <QByteArray>
 #include <QLatin1StringView>
 
+#include <utility>
+
 using Qt::StringLiterals::operator""_s;
 
 /// The process table in /proc. Any thread.
 class LinuxProcesses final : public ProcessList
 {
 public:
-    explicit LinuxProcesses(const QString &folder = u"/proc"_s) : m_folder(folder) {}
+    explicit LinuxProcesses(QString folder = u"/proc"_s) : m_folder(std::move(folder)) {}
 
     [[nodiscard]] QList<ProcessId> all() const override;
     [[nodiscard]] QString program(ProcessId process) const override;
