@@ -81,7 +81,7 @@ private:
     QSocketNotifier m_input{STDIN_FILENO, QSocketNotifier::Read};
 };
 
-class tst_SettingsPortal : public QObject
+class tst_LinuxAppearancePortal : public QObject
 {
     Q_OBJECT
 
@@ -98,18 +98,19 @@ private:
     std::unique_ptr<VirtualDesktop> m_desktop;
 };
 
-void tst_SettingsPortal::init()
+void tst_LinuxAppearancePortal::init()
 {
     m_desktop = std::make_unique<VirtualDesktop>();
 }
 
-void tst_SettingsPortal::cleanup()
+void tst_LinuxAppearancePortal::cleanup()
 {
     qunsetenv("XDG_DESKTOP_PORTAL_DIR");
     m_desktop.reset();
 }
 
-QProcess &tst_SettingsPortal::startBackend(const QString &name, const QString &desktop, uint scheme)
+QProcess &tst_LinuxAppearancePortal::startBackend(const QString &name, const QString &desktop,
+                                                  uint scheme)
 {
     m_desktop->write(u"portals/%1.portal"_s.arg(name),
                      u"[portal]\nDBusName=%1%2\nInterfaces=org.freedesktop.impl.portal.Settings\n"
@@ -119,7 +120,7 @@ QProcess &tst_SettingsPortal::startBackend(const QString &name, const QString &d
                             {QString::fromLatin1(backendArgument), name, QString::number(scheme)});
 }
 
-void tst_SettingsPortal::theDesktopsOwnBackendWinsAndIsFollowed()
+void tst_LinuxAppearancePortal::theDesktopsOwnBackendWinsAndIsFollowed()
 {
     constexpr uint dark = 1;
     constexpr uint light = 2;
@@ -151,7 +152,7 @@ int main(int argc, char *argv[])
         const Backend backend(QString::fromLatin1(argv[2]), QByteArray(argv[3]).toUInt());
         return QCoreApplication::exec();
     }
-    tst_SettingsPortal test;
+    tst_LinuxAppearancePortal test;
     return QTest::qExec(&test, argc, argv);
 }
-#include "tst_SettingsPortal.moc"
+#include "tst_LinuxAppearancePortal.moc"
