@@ -33,7 +33,7 @@ bool isMissingPage(const siginfo_t &signal)
 bool replacePage(void *address)
 {
     void *const page =
-        reinterpret_cast<void *>(reinterpret_cast<std::uintptr_t>(address) & ~(pageSize - 1));
+        static_cast<char *>(address) - (reinterpret_cast<std::uintptr_t>(address) & (pageSize - 1));
     return mmap(page, pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) !=
            MAP_FAILED;
 }

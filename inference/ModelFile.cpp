@@ -10,6 +10,7 @@
 #include <gguf.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <cstring>
 #include <memory>
@@ -22,7 +23,7 @@ constexpr std::uint64_t mostTensors = 8192;
 
 // The largest vocabularies take about 15 MiB. In memory, each text takes several times the eight
 // bytes of an empty one in the file.
-constexpr std::uint64_t mostBytes = 64 * 1024 * 1024;
+constexpr std::uint64_t mostBytes = std::uint64_t{64} * 1024 * 1024;
 
 // The header: magic number, version, number of tensors, number of keys.
 constexpr qint64 tensorCountAt = 8;
@@ -65,7 +66,7 @@ private:
     // Makes sure that the buffer contains the byte at that offset.
     bool fetch(std::uint64_t offset)
     {
-        constexpr qint64 pieceBytes = 1024 * 1024;
+        constexpr qint64 pieceBytes = qint64{1024} * 1024;
         const auto size = static_cast<std::uint64_t>(m_piece.size());
         if (offset >= m_pieceAt && offset - m_pieceAt < size)
             return true;
@@ -89,12 +90,12 @@ std::uint64_t numberAt(const char *header, qint64 offset)
 
 bool hasModestCounts(Front &front)
 {
-    char header[headerBytes] = {}; // NOLINT(cppcoreguidelines-avoid-c-arrays)
-    if (front.read(header, 0, sizeof header) != sizeof header)
+    std::array<char, headerBytes> header{};
+    if (front.read(header.data(), 0, header.size()) != header.size())
         return false;
     // Numbers in the other byte order are huge; the library would refuse such a file too.
-    return numberAt(header, tensorCountAt) <= mostTensors &&
-           numberAt(header, keyCountAt) <= mostKeys;
+    return numberAt(header.data(), tensorCountAt) <= mostTensors &&
+           numberAt(header.data(), keyCountAt) <= mostKeys;
 }
 
 // The library would look for the other parts of a split model beside this file.

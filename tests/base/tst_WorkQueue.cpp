@@ -7,6 +7,9 @@
 
 #include <atomic>
 #include <future>
+#include <memory>
+#include <set>
+#include <thread>
 
 class tst_WorkQueue : public QObject
 {
@@ -17,6 +20,7 @@ private Q_SLOTS:
     void closeWaitsForTheRunningJobAndRefusesTheOthers();
     void aClosedQueueRefuses();
     void continuesWithANewThreadAfterAnAbandonedJob();
+    void aThreadThatWasGivenUpTakesNoMoreJobs();
     void aJobMayAbandonItself();
     void closesWhileAJobIsAbandoned();
     void runsTheLastWorkWithoutAJob();
@@ -111,6 +115,35 @@ void tst_WorkQueue::continuesWithANewThreadAfterAnAbandonedJob()
     queue.abandonRunningJob();
     next.get_future().wait();
     QCOMPARE(refused.load(), 1);
+}
+
+void tst_WorkQueue::aThreadThatWasGivenUpTakesNoMoreJobs()
+{
+    WorkQueue queue("test.queue");
+    HeldJob given;
+    std::promise<void> returned;
+    // Destroyed by the thread after the job.
+    std::shared_ptr<void> last(nullptr, [&](void *) { returned.set_value(); });
+    queue.add({[work = given.job().work, last = std::move(last)] { work(); }});
+    given.waitUntilBegun();
+    queue.abandonRunningJob();
+
+    HeldJob current;
+    std::set<std::thread::id> threads;
+    queue.add({[&, work = current.job().work] {
+        threads.insert(std::this_thread::get_id());
+        work();
+    }});
+    current.waitUntilBegun();
+    given.open();
+    returned.get_future().wait();
+    for (int i = 0; i < 1000; ++i)
+        queue.add({[&] { threads.insert(std::this_thread::get_id()); }});
+    std::promise<void> allDone;
+    queue.add({[&] { allDone.set_value(); }});
+    current.open();
+    allDone.get_future().wait();
+    QCOMPARE(threads.size(), std::size_t{1});
 }
 
 void tst_WorkQueue::aJobMayAbandonItself()
