@@ -23,7 +23,8 @@ const QString itemPath = u"/StatusNotifierItem"_s;
 const QString notifications = u"org.freedesktop.Notifications"_s;
 const QString notificationsPath = u"/org/freedesktop/Notifications"_s;
 
-// The action of a click on the notification, and a button for desktops where a click closes it.
+// The action of a click on the notification, and a button for desktops on which a click closes it.
+// The former has no label, since some desktops show a button for it if it has one.
 const QString clickAction = u"default"_s;
 const QString buttonAction = u"show"_s;
 
@@ -146,7 +147,7 @@ void DesktopNotice::show(const QString &text, Duration duration, std::function<v
     // The text is the summary, which desktops show as plain text; the body may be interpreted as
     // markup.
     call << u"Quillon"_s << m_id << u"app.quillon.Quillon"_s << text << QString()
-         << QStringList{clickAction, u"Show"_s, buttonAction, u"Show"_s}
+         << QStringList{clickAction, QString(), buttonAction, u"Show"_s}
          << QVariantMap{{u"desktop-entry"_s, u"app.quillon.Quillon"_s}}
          << (duration == Duration::untilWithdrawn ? never : asTheDesktopLikes);
     auto *const watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), this);

@@ -99,7 +99,7 @@ void tst_LinuxNotifier::aNotificationIsPlainTextWithAnAction()
     // Titles are never markup.
     QCOMPARE(notice.title, u"Done: <b>all</b>"_s);
     QCOMPARE(notice.body, QString());
-    QCOMPARE(notice.actions, (QStringList{u"default"_s, u"Show"_s, u"show"_s, u"Show"_s}));
+    QCOMPARE(notice.actions, (QStringList{u"default"_s, QString(), u"show"_s, u"Show"_s}));
     QCOMPARE(notice.expires, -1);
     // Every program hears of the actions of every notification.
     notifications.choose(id + 1, u"default"_s);
