@@ -278,6 +278,13 @@ void LinuxShell::center(NativeWindow &window)
     // If the window is larger than the screen, its top left corner remains visible.
     place.moveTopLeft({std::max(place.left(), area.left()), std::max(place.top(), area.top())});
     window.moveTo(place.topLeft());
+    if (ShellSession *const current = session()) {
+        // Only the corner of a screen is in pixels.
+        const QPoint screen = window.screen().topLeft();
+        const QPoint margin(window.margin(), window.margin());
+        current->expectAt(windowId(window),
+                          screen + (place.topLeft() - margin - screen) * window.scale());
+    }
 }
 
 void LinuxShell::style(NativeWindow &window)

@@ -121,6 +121,12 @@ void ShellSession::prepare(xcb_window_t window)
     m_events->flush();
 }
 
+void ShellSession::expectAt(xcb_window_t window, QPoint place)
+{
+    m_expected = window;
+    m_expectedPlace = place;
+}
+
 void ShellSession::keepAbove(xcb_window_t window, bool isAbove)
 {
     m_above = isAbove ? window : noWindow;
@@ -167,6 +173,7 @@ void ShellSession::setMargin(xcb_window_t window, int margin)
 {
     m_described = window;
     m_margin = margin;
+    m_expected = noWindow; // The margin moves the corner.
     watch(window);
     describe(sizeOf(window));
 }
@@ -178,25 +185,54 @@ void ShellSession::setIcon(xcb_window_t window, const std::vector<uint32_t> &ico
     m_events->flush();
 }
 
+std::vector<xcb_window_t> ShellSession::childrenOf(const std::vector<xcb_window_t> &parents) const
+{
+    std::vector<xcb_query_tree_cookie_t> cookies;
+    cookies.reserve(parents.size());
+    for (const xcb_window_t parent : parents)
+        cookies.push_back(xcb_query_tree(connection(), parent));
+    std::vector<xcb_window_t> children;
+    for (const xcb_query_tree_cookie_t cookie : cookies) {
+        const XcbReply<xcb_query_tree_reply_t> reply(
+            xcb_query_tree_reply(connection(), cookie, nullptr));
+        if (reply) {
+            const xcb_window_t *const first = xcb_query_tree_children(reply.get());
+            children.insert(children.end(), first, first + reply->children_len);
+        }
+    }
+    return children;
+}
+
 QRect ShellSession::withoutBars(QRect screen)
 {
-    std::vector<xcb_window_t> windows;
+    // Window managers do not list bars that place themselves, and i3 lists none. So those of the
+    // screen are read too, and those in frames.
+    std::vector<xcb_window_t> windows = childrenOf({m_events->root()});
+    const std::vector<xcb_window_t> framed = childrenOf(windows);
+    windows.insert(windows.end(), framed.begin(), framed.end());
     xcb_ewmh_get_windows_reply_t list{};
     const auto cookie = xcb_ewmh_get_client_list(&m_ewmh, m_events->screen());
     if (xcb_ewmh_get_client_list_reply(&m_ewmh, cookie, &list, nullptr)) {
-        windows.assign(list.windows, list.windows + list.windows_len);
+        windows.insert(windows.end(), list.windows, list.windows + list.windows_len);
         xcb_ewmh_get_windows_reply_wipe(&list);
     }
+    std::vector<xcb_get_window_attributes_cookie_t> states;
     std::vector<xcb_get_property_cookie_t> struts;
+    states.reserve(windows.size());
     struts.reserve(windows.size());
     for (const xcb_window_t window : windows) {
+        states.push_back(xcb_get_window_attributes(connection(), window));
         struts.push_back(xcb_get_property(connection(), 0, window, m_ewmh._NET_WM_STRUT_PARTIAL,
                                           XCB_ATOM_CARDINAL, 0, 12));
     }
     const QSize root = sizeOf(m_events->root());
-    for (const xcb_get_property_cookie_t strut : struts) {
+    for (size_t index = 0; index < windows.size(); ++index) {
+        const XcbReply<xcb_get_window_attributes_reply_t> state(
+            xcb_get_window_attributes_reply(connection(), states[index], nullptr));
         const XcbReply<xcb_get_property_reply_t> reply(
-            xcb_get_property_reply(connection(), strut, nullptr));
+            xcb_get_property_reply(connection(), struts[index], nullptr));
+        if (!state || state->map_state != XCB_MAP_STATE_VIEWABLE)
+            continue;
         const auto numbers = Xcb::numbers(reply.get(), XCB_ATOM_CARDINAL);
         for (const QRect bar : reservedAreas(numbers, root))
             screen = beside(screen, bar);
@@ -349,6 +385,7 @@ void ShellSession::sendConfigureNotify(xcb_window_t window)
     const XcbReply<xcb_translate_coordinates_reply_t> place(
         xcb_translate_coordinates_reply(connection(), placeCookie, nullptr));
     if (size && place) {
+        correctPlace(window, QPoint(place->dst_x, place->dst_y));
         xcb_configure_notify_event_t told{};
         told.response_type = XCB_CONFIGURE_NOTIFY;
         told.event = window;
@@ -364,6 +401,20 @@ void ShellSession::sendConfigureNotify(xcb_window_t window)
         xcb_send_event(connection(), 0, window, XCB_EVENT_MASK_STRUCTURE_NOTIFY, message.data());
     }
     m_events->flush();
+}
+
+// i3 leaves room for a title bar above each floating window, also above those that have none.
+void ShellSession::correctPlace(xcb_window_t window, QPoint place)
+{
+    if (window != m_expected)
+        return;
+    m_expected = noWindow;
+    if (place == m_expectedPlace)
+        return;
+    const std::array corner{static_cast<uint32_t>(m_expectedPlace.x()),
+                            static_cast<uint32_t>(m_expectedPlace.y())};
+    xcb_configure_window(connection(), window, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y,
+                         corner.data());
 }
 
 QSize ShellSession::sizeOf(xcb_window_t window) const

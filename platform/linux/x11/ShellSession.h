@@ -2,6 +2,7 @@
 
 #include "platform/linux/x11/X11Events.h"
 
+#include <QPoint>
 #include <QRect>
 #include <QSize>
 
@@ -37,6 +38,10 @@ public:
     /// Selects the window's events. Must be called before it is first shown, so that tiling window
     /// managers do not change its geometry.
     void prepare(xcb_window_t window);
+
+    /// The place of the window's corner, in pixels. The window is moved there once more if the
+    /// window manager first shows it at another one.
+    void expectAt(xcb_window_t window, QPoint place);
 
     /// Keeps the window above all others or not; takes effect now or once it is shown.
     void keepAbove(xcb_window_t window, bool isAbove);
@@ -86,6 +91,9 @@ private:
     [[nodiscard]] bool listsFrameMargins();
     void describe(QSize size);
     [[nodiscard]] QSize sizeOf(xcb_window_t window) const;
+    [[nodiscard]] std::vector<xcb_window_t>
+    childrenOf(const std::vector<xcb_window_t> &parents) const;
+    void correctPlace(xcb_window_t window, QPoint place);
     void requestFocus(xcb_window_t window);
     void retryActivation();
     void giveFocusBack();
@@ -104,6 +112,8 @@ private:
     bool m_isComposited = false;
     bool m_blursBehind = false;
     bool m_knowsFrameMargins = false;
+    xcb_window_t m_expected = XCB_WINDOW_NONE; ///< The window that has still to be shown,
+    QPoint m_expectedPlace;                    ///< and its place then.
     xcb_window_t m_above = XCB_WINDOW_NONE;
     quint32 m_userTime = XCB_CURRENT_TIME;
     xcb_window_t m_previous = XCB_WINDOW_NONE;   ///< The window that had the focus before ours.

@@ -98,6 +98,14 @@ public:
         return {first, first + xcb_get_property_value_length(reply.get()) / 4};
     }
 
+    /// Keeps the window manager from managing the window.
+    void placeItself() const
+    {
+        const uint32_t isUnmanaged = 1;
+        xcb_change_window_attributes(m_connection, m_id, XCB_CW_OVERRIDE_REDIRECT, &isUnmanaged);
+        xcb_flush(m_connection);
+    }
+
     void setType(const QByteArray &name) const
     {
         const xcb_atom_t type = atom(m_connection, name);
@@ -349,21 +357,30 @@ void tst_LinuxShell::barsThatTheToolkitDoesNotKnowAreLeftFree()
         {"elsewhere", {0, 0, 0, 30, 0, 0, 0, 0, 0, 0, 0, 639}, right, right},
         {"cut off", {0, 0, 0}, whole, whole},
     };
-    BareWindow bar;
-    // Of this kind, a window does not take the focus.
-    bar.setType("_NET_WM_WINDOW_TYPE_DOCK");
-    bar.show();
     const auto shell = makeLinuxShell(m_hotKey);
     BareWindow window;
-    for (const Row &row : rows) {
-        bar.set("_NET_WM_STRUT_PARTIAL", row.strut);
-        window.whole = window.area = row.screen;
-        const auto isBesideTheBar = [&] {
-            window.resize(row.screen.size());
-            shell->center(window);
-            return QRect(window.corner, window.size()) == row.free;
-        };
-        QVERIFY2(QTest::qWaitFor(isBesideTheBar), row.where);
+    const auto leaves = [&](QRect free) {
+        window.resize(window.whole.size());
+        shell->center(window);
+        return QRect(window.corner, window.size()) == free;
+    };
+    for (const bool isManaged : {true, false}) {
+        BareWindow bar;
+        // Of this kind, a window does not take the focus.
+        bar.setType("_NET_WM_WINDOW_TYPE_DOCK");
+        if (!isManaged)
+            bar.placeItself();
+        bar.show();
+        for (const Row &row : rows) {
+            bar.set("_NET_WM_STRUT_PARTIAL", row.strut);
+            window.whole = window.area = row.screen;
+            QVERIFY2(QTest::qWaitFor([&] { return leaves(row.free); }), row.where);
+        }
+        bar.set("_NET_WM_STRUT_PARTIAL", rows.first().strut);
+        window.whole = window.area = whole;
+        QVERIFY(QTest::qWaitFor([&] { return leaves(rows.first().free); }));
+        bar.hide();
+        QVERIFY(QTest::qWaitFor([&] { return leaves(whole); }));
     }
 }
 
