@@ -101,9 +101,10 @@ QString StatusItem::status()
     return u"Active"_s;
 }
 
+// Some panels show nothing, or that an icon is missing, if their theme does not have the name.
 QString StatusItem::iconName()
 {
-    return u"app.quillon.Quillon"_s;
+    return {};
 }
 
 void StatusItem::Activate(int, int)

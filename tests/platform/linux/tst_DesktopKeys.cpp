@@ -290,7 +290,7 @@ void tst_DesktopKeys::anIconIsShownAsSoonAsThereIsAPanel()
     QCOMPARE(properties[u"Id"_s], u"app.quillon.Quillon"_s);
     QCOMPARE(properties[u"Title"_s], u"Quillon"_s);
     QCOMPARE(properties[u"Status"_s], u"Active"_s);
-    QCOMPARE(properties[u"IconName"_s], u"app.quillon.Quillon"_s);
+    QCOMPARE(properties[u"IconName"_s], QString());
     QCOMPARE(properties[u"ItemIsMenu"_s], false);
     const auto pixmaps = qdbus_cast<StatusPixmaps>(properties[u"IconPixmap"_s]);
     QCOMPARE(pixmaps.size(), 2);
