@@ -253,7 +253,7 @@ test_an_option_that_does_not_exist_is_refused()
     make_debian
     run_script setup --test
     expect_status 1
-    expect_last_line "scripts/setup: There is no option --test, only --tests, --live, --benchmarks and --quiet."
+    expect_last_line "scripts/setup: There is no option --test, only --tests, --live, --sessions, --benchmarks and --quiet."
     expect_no_call apt-get
 }
 

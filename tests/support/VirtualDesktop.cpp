@@ -16,7 +16,7 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int startLimit = 20'000;
+constexpr int startLimit = 60'000;
 
 using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
 
@@ -92,7 +92,7 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
     QDir(m_folder.path()).mkpath(u"share/applications"_s);
     QFile::setPermissions(m_folder.filePath(u"run"_s),
                           QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
-    qputenv("XDG_CURRENT_DESKTOP", "Test");
+    setVariable("XDG_CURRENT_DESKTOP", m_options.desktop);
     qputenv("GSETTINGS_BACKEND", "memory");
     qputenv("NO_AT_BRIDGE", "1");
     qputenv("LC_ALL", "C.UTF-8");
@@ -100,12 +100,21 @@ VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
     qputenv("LIBGL_ALWAYS_SOFTWARE", "1");
     qputenv("GSK_RENDERER", "cairo");
     for (const char *name :
-         {"WAYLAND_DISPLAY", "DESKTOP_STARTUP_ID", "QT_QPA_PLATFORM", "GDK_BACKEND", "LANGUAGE"})
+         {"WAYLAND_DISPLAY", "DESKTOP_STARTUP_ID", "QT_QPA_PLATFORM", "GDK_BACKEND", "LANGUAGE",
+          "DBUS_SYSTEM_BUS_ADDRESS", "XDG_SESSION_TYPE"})
         qunsetenv(name);
+    for (const auto &[name, value] : m_options.environment.asKeyValueRange())
+        qputenv(name.constData(), value);
+    for (const auto &[entry, content] : m_options.files.asKeyValueRange())
+        write(entry, content);
     startServer();
     startBus();
+    if (m_options.hasSystemBus)
+        startSystemBus();
     setScale();
     startWindowManager();
+    for (const QStringList &companion : m_options.companions)
+        start(companion.first(), companion.sliced(1));
 }
 
 VirtualDesktop::~VirtualDesktop()
@@ -254,11 +263,13 @@ void VirtualDesktop::startBus()
     // The machine's configuration would allow it to start any installed service.
     const QString services = m_folder.filePath(u"services"_s);
     QDir().mkdir(services);
-    QStringList allowed{u"org.a11y.Bus.service"_s};
+    QStringList allowed = m_options.services + QStringList{u"org.a11y.Bus"_s};
     if (m_options.windowManager.first() == u"xfwm4")
-        allowed.append(u"org.xfce.Xfconf.service"_s); // its settings, without which it exits
-    for (const QString &service : std::as_const(allowed))
-        QFile::link(u"/usr/share/dbus-1/services/"_s + service, services + u'/' + service);
+        allowed.append(u"org.xfce.Xfconf"_s); // its settings, without which it exits
+    for (const QString &service : std::as_const(allowed)) {
+        const QString file = u'/' + service + u".service"_s;
+        QFile::link(u"/usr/share/dbus-1/services"_s + file, services + file);
+    }
     QFile configuration(m_folder.filePath(u"bus.conf"_s));
     if (!configuration.open(QIODevice::WriteOnly))
         qFatal("%s cannot be written.", qPrintable(configuration.fileName()));
@@ -273,6 +284,22 @@ void VirtualDesktop::startBus()
         start(u"dbus-daemon"_s, {u"--config-file="_s + configuration.fileName(), u"--nofork"_s,
                                  u"--nopidfile"_s, u"--print-address"_s});
     qputenv("DBUS_SESSION_BUS_ADDRESS", firstLine(bus));
+}
+
+void VirtualDesktop::startSystemBus()
+{
+    QProcess &bus = start(u"dbus-daemon"_s,
+                          {u"--session"_s, u"--address=unix:dir="_s + m_folder.filePath(u"run"_s),
+                           u"--nofork"_s, u"--nopidfile"_s, u"--print-address"_s});
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", firstLine(bus));
+    start(u"/usr/bin/python3"_s,
+          {u"-m"_s, u"dbusmock"_s, u"--system"_s, u"--template"_s, u"logind"_s});
+    // It is there before the programs that need it.
+    QProcess waiting;
+    waiting.start(u"gdbus"_s,
+                  {u"wait"_s, u"--system"_s, u"--timeout"_s, u"20"_s, u"org.freedesktop.login1"_s});
+    if (!waiting.waitForFinished(startLimit) || waiting.exitCode() != 0)
+        qFatal("There is no login manager.");
 }
 
 void VirtualDesktop::setScale()

@@ -25,6 +25,17 @@ public:
         /// The program and its arguments.
         QStringList windowManager = {u"openbox"_s, u"--sm-disable"_s};
         double scale = 1; ///< Set by the resolution of fonts.
+        /// The desktop's name, for programs that adapt to it.
+        QString desktop = u"Test"_s;
+        /// The other programs of its session with their arguments, such as panels.
+        QList<QStringList> companions = {};
+        /// Files of services that programs may start on the session bus, without their ending.
+        QStringList services = {};
+        /// Files in the home folder, such as settings.
+        QMap<QString, QByteArray> files = {};
+        QMap<QByteArray, QByteArray> environment = {};
+        /// Whether there is a system bus, with a fake login manager.
+        bool hasSystemBus = false;
     };
 
     /// Aborts the test program with a sentence if a part cannot be started.
@@ -73,6 +84,7 @@ public:
 
 private:
     void startBus();
+    void startSystemBus();
     void setScale();
     void configureOpenbox() const;
     void startWindowManager();
