@@ -11,7 +11,7 @@ Item {
     signal suggestionChosen(string text)
 
     // With this, a failure has two lines in the smallest window.
-    readonly property bool isCompact: height < 360
+    readonly property bool isCompact: height < 380
 
     objectName: "setUpCard"
 
@@ -23,6 +23,8 @@ Item {
 
     Column {
         id: parts
+
+        readonly property real failureY: picker.y + picker.height + spacing
 
         anchors.centerIn: parent
         spacing: 16
@@ -137,10 +139,10 @@ Item {
                     PlainText {
                         id: failure
 
-                        // The free space between the picker and the button, if the card's items are
-                        // centred and there is a line at the bottom.
-                        readonly property real edge: Math.max(30, ownWay.height + ownWay.anchors.bottomMargin + 2)
-                        readonly property real room: card.height - 2 * edge - picker.y - picker.height - parts.spacing - 8 - tryAgain.height
+                        // The free space between the picker and the button. In a small window, the
+                        // card's items are centred with the message.
+                        readonly property real edge: Math.max(30, ownWay.height + ownWay.anchors.bottomMargin + 5)
+                        readonly property real room: card.isCompact ? card.height - 2 * edge - picker.y - picker.height - parts.spacing - 8 - tryAgain.height : ownWay.y - parts.y - parts.failureY - tryAgain.height - 16
 
                         elide: Text.ElideRight
                         maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
@@ -221,7 +223,8 @@ Item {
         id: ownWay
 
         anchors.bottom: parent.bottom
-        anchors.bottomMargin: card.isCompact ? 6 : 30
+        // Below a failure of one line.
+        anchors.bottomMargin: card.isCompact ? 6 : Math.max(6, Math.min(30, parent.height - height - parts.y - parts.failureY - lines.lineSpacing - tryAgain.height - 16))
         anchors.horizontalCenter: parent.horizontalCenter
         color: Theme.secondary
         font.pixelSize: 11
