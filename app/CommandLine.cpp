@@ -42,7 +42,7 @@ const QStringList additions{jsonOption, smallOption};
 // In place of a task: it is read from the standard input.
 const QString fromInput = u"-"_s;
 // No task is so long; a file that is not one may be.
-constexpr qsizetype longestTask = 64 * 1024;
+constexpr qsizetype longestTask = qsizetype{64} * 1024;
 
 const QString removal = u"remove"_s;
 
