@@ -411,7 +411,7 @@ void tst_LinuxShell::shadowsAreDrawnIfTheWindowManagerKnowsMargins()
     int changes = 0;
     shell->compositor()->observe([&] { ++changes; });
     QVERIFY(!shell->compositor()->wantsDrawnShadow());
-    const FakeCompositor compositor;
+    auto compositor = std::make_unique<FakeCompositor>();
     QTRY_VERIFY(shell->compositor()->isComposited());
     QVERIFY(!shell->compositor()->wantsDrawnShadow());
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
@@ -424,6 +424,10 @@ void tst_LinuxShell::shadowsAreDrawnIfTheWindowManagerKnowsMargins()
     QTRY_VERIFY(shell->compositor()->wantsDrawnShadow());
     QCOMPARE(changes, 2);
     QVERIFY(makeLinuxShell(m_hotKey)->compositor()->wantsDrawnShadow());
+    // Without a compositor, the margin would be black.
+    compositor.reset();
+    QTRY_VERIFY(!shell->compositor()->isComposited());
+    QVERIFY(!shell->compositor()->wantsDrawnShadow());
 }
 
 void tst_LinuxShell::aWindowHasTheIconInSeveralSizes()
