@@ -35,18 +35,16 @@ void tst_ProgramArguments::saysInOneSentenceWhatItNeeds_data()
             << u"Is that the option --%1? A task of this one word is given with --task.\n"_s.arg(
                    option);
     }
-    QTest::newRow("records of nothing")
-        << QStringList{u"--json"_s} << u"--json goes with a task only.\n"_s;
-    QTest::newRow("records of the doctor")
-        << QStringList{u"--json"_s, u"--doctor"_s} << u"--json goes with a task only.\n"_s;
-    QTest::newRow("records twice")
-        << QStringList{u"--json"_s, u"--json"_s, u"do it"_s} << u"Give --json only once.\n"_s;
-    QTest::newRow("the small model for nothing")
-        << QStringList{u"--small"_s} << u"--small goes with a task only.\n"_s;
-    QTest::newRow("the small model for the doctor")
-        << QStringList{u"--doctor"_s, u"--small"_s} << u"--small goes with a task only.\n"_s;
-    QTest::newRow("the small model twice")
-        << QStringList{u"--small"_s, u"--small"_s, u"do it"_s} << u"Give --small only once.\n"_s;
+    for (const QString &option : {u"--json"_s, u"--small"_s}) {
+        const QString alone = option + u" goes with a task only.\n"_s;
+        const auto row = [&](const char *how, const QStringList &given, const QString &sentence) {
+            QTest::addRow("%s %s", qPrintable(option), how) << given << sentence;
+        };
+        row("for nothing", {option}, alone);
+        row("before the doctor", {option, u"--doctor"_s}, alone);
+        row("after the doctor", {u"--doctor"_s, option}, alone);
+        row("twice", {option, option, u"do it"_s}, u"Give %1 only once.\n"_s.arg(option));
+    }
     QTest::newRow("an option in place of the file")
         << QStringList{u"--import"_s, u"--doctor"_s}
         << u"--import is followed by --doctor, not by a file.\n"_s;

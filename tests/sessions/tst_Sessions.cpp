@@ -36,18 +36,9 @@ const QByteArray openOther = R"({"action":"open_app","app":"Other"})";
 const QByteArray trashOld = R"({"action":"trash","path":"old.zip"})";
 const QByteArray done = R"({"action":"done","message":"That is all there was to do."})";
 
-QByteArray resultOf(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.start(program, arguments);
-    if (!process.waitForFinished() || process.exitCode() != 0)
-        qFatal("%s does not work.", qPrintable(program));
-    return process.readAllStandardOutput();
-}
-
 QByteArray propertyOf(const X11Window &window, const QString &name)
 {
-    return resultOf(u"xprop"_s, {u"-id"_s, number(window), name});
+    return output(u"xprop"_s, {u"-id"_s, number(window), name});
 }
 
 // A proxy that accepts connections and does not answer at first: a download that does not progress.
@@ -282,8 +273,8 @@ void tst_Sessions::writeModel(const QList<QByteArray> &replies) const
 
 void tst_Sessions::setDark(bool isDark) const
 {
-    (void)resultOf(u"gsettings"_s, {u"set"_s, u"org.gnome.desktop.interface"_s, u"color-scheme"_s,
-                                    isDark ? u"prefer-dark"_s : u"prefer-light"_s});
+    (void)output(u"gsettings"_s, {u"set"_s, u"org.gnome.desktop.interface"_s, u"color-scheme"_s,
+                                  isDark ? u"prefer-dark"_s : u"prefer-light"_s});
 }
 
 void tst_Sessions::submit(const QString &task)
@@ -301,7 +292,7 @@ void tst_Sessions::submit(const QString &task)
 QImage tst_Sessions::screenshot() const
 {
     const QString file = m_desktop->home(u"screen.png"_s);
-    (void)resultOf(u"import"_s, {u"-window"_s, u"root"_s, file});
+    (void)output(u"import"_s, {u"-window"_s, u"root"_s, file});
     return QImage(file);
 }
 
@@ -320,7 +311,7 @@ void tst_Sessions::keepPicture(const QString &state)
 
 QRect tst_Sessions::freeArea()
 {
-    const QString told = QString::fromUtf8(resultOf(u"xprop"_s, {u"-root"_s, u"_NET_WORKAREA"_s}));
+    const QString told = QString::fromUtf8(output(u"xprop"_s, {u"-root"_s, u"_NET_WORKAREA"_s}));
     static const QRegularExpression first(u"= (\\d+), (\\d+), (\\d+), (\\d+)"_s);
     const QRegularExpressionMatch found = first.match(told);
     if (found.hasMatch())
@@ -479,10 +470,10 @@ void tst_Sessions::bindsItsOtherKey()
 void tst_Sessions::comesToTheScreenOfTheMouse()
 {
     useSession(fullHd, 1);
-    (void)resultOf(u"xrandr"_s,
-                   {u"--setmonitor"_s, u"left"_s, u"960/250x1080/280+0+0"_s, u"screen"_s});
-    (void)resultOf(u"xrandr"_s,
-                   {u"--setmonitor"_s, u"right"_s, u"960/250x1080/280+960+0"_s, u"none"_s});
+    (void)output(u"xrandr"_s,
+                 {u"--setmonitor"_s, u"left"_s, u"960/250x1080/280+0+0"_s, u"screen"_s});
+    (void)output(u"xrandr"_s,
+                 {u"--setmonitor"_s, u"right"_s, u"960/250x1080/280+960+0"_s, u"none"_s});
     writeModel({done});
     moveMouse({1500, 600});
     startPanel();

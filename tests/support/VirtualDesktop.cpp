@@ -1,5 +1,7 @@
 #include "tests/support/VirtualDesktop.h"
 
+#include "tests/support/Waiting.h"
+
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
@@ -16,8 +18,6 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr int startLimit = 60'000;
-
 using Connection = std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)>;
 
 // The child is killed when this process ends in any way.
@@ -39,7 +39,7 @@ void end(QProcess &process)
 QByteArray firstLine(QProcess &process)
 {
     while (!process.canReadLine()) {
-        if (!process.waitForReadyRead(startLimit)) {
+        if (!process.waitForReadyRead(eventually)) {
             qFatal("%s did not start: %s", qPrintable(process.program()),
                    qPrintable(process.errorString()));
         }
@@ -199,7 +199,7 @@ QProcess &VirtualDesktop::start(const QString &program, const QStringList &argum
     bindToUs(process);
     process.setStandardErrorFile(home(u".errors"_s), QProcess::Append);
     process.start(program, arguments);
-    if (!process.waitForStarted(startLimit))
+    if (!process.waitForStarted(eventually))
         qFatal("%s is not installed.", qPrintable(program));
     return process;
 }
@@ -215,7 +215,7 @@ void VirtualDesktop::enableAccessibility()
         asking.start(u"dbus-send"_s, QStringList{u"--session"_s, u"--print-reply"_s,
                                                  u"--dest=org.a11y.Bus"_s, u"/org/a11y/bus"_s} +
                                          request);
-        if (!asking.waitForFinished(startLimit) || asking.exitCode() != 0)
+        if (!asking.waitForFinished(eventually) || asking.exitCode() != 0)
             qFatal("No accessibility bus: %s", asking.readAllStandardError().constData());
     }
 }
@@ -252,7 +252,7 @@ void VirtualDesktop::startServer()
     arguments << u"-displayfd"_s << u"1"_s << u"-screen"_s << u"0"_s << m_options.screen
               << u"-nolisten"_s << u"tcp"_s << u"-noreset"_s << m_options.serverArguments;
     m_server->start(u"Xvfb"_s, arguments);
-    if (!m_server->waitForStarted(startLimit))
+    if (!m_server->waitForStarted(eventually))
         qFatal("Xvfb is not installed.");
     firstLine(*m_server);
     setVariable("DISPLAY", display);
@@ -298,7 +298,7 @@ void VirtualDesktop::startSystemBus()
     QProcess waiting;
     waiting.start(u"gdbus"_s,
                   {u"wait"_s, u"--system"_s, u"--timeout"_s, u"20"_s, u"org.freedesktop.login1"_s});
-    if (!waiting.waitForFinished(startLimit) || waiting.exitCode() != 0)
+    if (!waiting.waitForFinished(eventually) || waiting.exitCode() != 0)
         qFatal("There is no login manager.");
 }
 
@@ -309,7 +309,7 @@ void VirtualDesktop::setScale()
     write(u".Xresources"_s, "Xft.dpi: " + QByteArray::number(qRound(96 * m_options.scale)) + '\n');
     QProcess loading;
     loading.start(u"xrdb"_s, {u"-nocpp"_s, u"-load"_s, home(u".Xresources"_s)});
-    if (!loading.waitForFinished(startLimit) || loading.exitCode() != 0)
+    if (!loading.waitForFinished(eventually) || loading.exitCode() != 0)
         qFatal("xrdb does not work.");
 }
 
@@ -346,7 +346,7 @@ void VirtualDesktop::waitForOpenbox() const
         qFatal("The X server does not answer.");
     for (const uint32_t wanted : {1U, 0U}) {
         uint32_t current = 2;
-        for (const QDeadlineTimer limit(startLimit); current != wanted;) {
+        for (const QDeadlineTimer limit(eventually); current != wanted;) {
             if (limit.hasExpired())
                 qFatal("openbox did not start.");
             xcb_ewmh_request_change_current_desktop(&ewmh, 0, wanted, XCB_CURRENT_TIME);
@@ -378,7 +378,7 @@ void VirtualDesktop::waitForWindowManager() const
         }
         return count;
     };
-    const QDeadlineTimer limit(startLimit);
+    const QDeadlineTimer limit(eventually);
     const auto waitFor = [&](const auto &isSo) {
         while (!isSo()) {
             if (limit.hasExpired())

@@ -43,7 +43,7 @@ class StatusItem final : public QObject
     Q_PROPERTY(bool ItemIsMenu READ isMenu CONSTANT)
 
 public:
-    /// `icon` is shown if our icon is not installed on the desktop.
+    /// Panels show `icon`, whether or not the program is installed.
     StatusItem(const QList<Shell::Picture> &icon, std::function<void()> chosen);
     ~StatusItem() override;
 
