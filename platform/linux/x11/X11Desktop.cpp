@@ -42,9 +42,9 @@ QByteArray bytes(const PropertyReply &reply)
     return {reinterpret_cast<const char *>(all.data()), static_cast<qsizetype>(all.size())};
 }
 
-bool contains(std::span<const uint32_t> atoms, xcb_atom_t atom)
+bool contains(std::span<const uint32_t> ids, uint32_t id)
 {
-    return std::ranges::find(atoms, atom) != atoms.end();
+    return std::ranges::find(ids, id) != ids.end();
 }
 } // namespace
 
@@ -121,9 +121,13 @@ public:
     std::optional<ProcessId> activeOwner()
     {
         dropEvents();
-        const std::optional<uint32_t> active =
-            first(answer(ask(root(), m_ewmh._NET_ACTIVE_WINDOW, 1)), XCB_ATOM_WINDOW);
-        if (!active || *active == XCB_WINDOW_NONE)
+        const auto activeCookie = ask(root(), m_ewmh._NET_ACTIVE_WINDOW, 1);
+        const auto clientsCookie = ask(root(), m_ewmh._NET_CLIENT_LIST, maxWindows);
+        const std::optional<uint32_t> active = first(answer(activeCookie), XCB_ATOM_WINDOW);
+        const PropertyReply clients = answer(clientsCookie);
+        // Some window managers still name a destroyed window, whose id a new window may have before
+        // it is shown.
+        if (!active || !contains(Xcb::numbers(clients.get(), XCB_ATOM_WINDOW), *active))
             return std::nullopt;
         return owner(m_process->ask(*active)).value_or(ProcessId{});
     }
@@ -254,7 +258,7 @@ private:
     // The window manager may name a destroyed window, or one of its own.
     [[nodiscard]] std::optional<X11Window> activeWindow(const Screen &screen)
     {
-        if (std::ranges::find(screen.frontToBack, screen.active) == screen.frontToBack.end())
+        if (!contains(screen.frontToBack, screen.active))
             return std::nullopt;
         return describe(std::span(&screen.active, 1), screen.desktop).constFirst();
     }

@@ -58,10 +58,15 @@ std::optional<uint32_t> WindowProcess::answer(const Asked &asked) const
 {
     const XcbReply<xcb_get_property_reply_t> said(
         xcb_get_property_reply(m_connection, asked.said, nullptr));
-    if (const std::optional<uint32_t> process = known(asked.known))
+    const std::optional<uint32_t> process = known(asked.known);
+    // Without a reply the window was destroyed. The server answers by the range of ids, which may
+    // belong to another client by now.
+    if (!said)
+        return std::nullopt;
+    if (process)
         return process;
-    const std::span<const uint32_t> process = Xcb::numbers(said.get(), XCB_ATOM_CARDINAL);
-    return process.empty() ? std::nullopt : std::optional(process.front());
+    const std::span<const uint32_t> own = Xcb::numbers(said.get(), XCB_ATOM_CARDINAL);
+    return own.empty() ? std::nullopt : std::optional(own.front());
 }
 
 std::optional<uint32_t> WindowProcess::known(xcb_res_query_client_ids_cookie_t cookie) const

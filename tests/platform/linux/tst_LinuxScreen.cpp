@@ -73,6 +73,42 @@ void addCrowd()
     xcb_disconnect(connection);
 }
 
+// The window manager's properties name a window that was destroyed as the active one, while this
+// process has its range of ids. Some do that until another window has the focus.
+class DestroyedWindow
+{
+public:
+    explicit DestroyedWindow(bool isListed) : m_connection(xcb_connect(nullptr, &m_screen))
+    {
+        xcb_ewmh_init_atoms_replies(&m_ewmh, xcb_ewmh_init_atoms(m_connection, &m_ewmh), nullptr);
+        announce(xcb_generate_id(m_connection), isListed);
+    }
+
+    ~DestroyedWindow()
+    {
+        announce(XCB_WINDOW_NONE, false);
+        xcb_ewmh_connection_wipe(&m_ewmh);
+        xcb_disconnect(m_connection);
+    }
+
+    DestroyedWindow(const DestroyedWindow &) = delete;
+    DestroyedWindow &operator=(const DestroyedWindow &) = delete;
+
+private:
+    void announce(xcb_window_t window, bool isListed)
+    {
+        xcb_ewmh_set_client_list(&m_ewmh, m_screen, isListed ? 1 : 0, &window);
+        xcb_ewmh_set_client_list_stacking(&m_ewmh, m_screen, isListed ? 1 : 0, &window);
+        xcb_ewmh_set_active_window(&m_ewmh, m_screen, window);
+        std::free(
+            xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
+    }
+
+    int m_screen = 0;
+    xcb_connection_t *m_connection;
+    xcb_ewmh_connection_t m_ewmh{};
+};
+
 Workspace &workspace()
 {
     return Platform::current().workspace();
@@ -100,6 +136,7 @@ private Q_SLOTS:
     void onlyOrdinaryWindowsAreListed();
     void titlesThatAreNoTextAreMissing();
     void ownersAreWhatTheServerKnows();
+    void aDestroyedWindowBelongsToNoProcess();
     void ourOwnWindowsAreNeitherListedNorInFront();
     void aRealApplicationIsNamedByItsEntry();
     void theClassDecidesBeforeTheProgram_data();
@@ -206,6 +243,22 @@ void tst_LinuxScreen::ownersAreWhatTheServerKnows()
     QTRY_COMPARE(workspace().frontmostApplication().value_or(Application()).pid, liar.pid());
     QCOMPARE(Platform::current().screen().windows()->constFirst().owner, liar.pid());
     liar.end();
+}
+
+void tst_LinuxScreen::aDestroyedWindowBelongsToNoProcess()
+{
+    {
+        const DestroyedWindow unlisted(false);
+        QCOMPARE(workspace().focusedProcess(), std::optional<ProcessId>());
+    }
+    {
+        // A busy window manager lists it until it has processed the event.
+        const DestroyedWindow listed(true);
+        QCOMPARE(workspace().focusedProcess(), ProcessId{});
+        QCOMPARE(Platform::current().screen().windows()->constFirst().owner,
+                 std::optional<ProcessId>());
+    }
+    QCOMPARE(workspace().focusedProcess(), std::optional<ProcessId>());
 }
 
 void tst_LinuxScreen::ourOwnWindowsAreNeitherListedNorInFront()
