@@ -33,13 +33,13 @@ QList<QPointer<QDBusPendingCallWatcher>> &calls()
     return list;
 }
 
-// A failure is not reported: the step that revealed the item has ended by now.
 void openFolderOf(const QByteArray &itemUri)
 {
     const qsizetype slash = itemUri.lastIndexOf('/');
     try {
         (void)DesktopEntries::open(itemUri.first(slash + 1));
-    } catch (const PlatformError &) {
+    } catch (const PlatformError &) { // NOLINT(bugprone-empty-catch)
+        // It cannot be reported: the step that revealed the item has ended by now.
     }
 }
 
