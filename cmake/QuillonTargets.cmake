@@ -9,6 +9,8 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_AUTOMOC ON)
 # The target autogen: all that moc makes, which is what clang-tidy needs of a build.
 set(CMAKE_GLOBAL_AUTOGEN_TARGET ON)
+# moc reads only headers of the tree, so it needs no library that the target is linked with.
+set(CMAKE_AUTOGEN_ORIGIN_DEPENDS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 if(NOT CMAKE_BUILD_TYPE)
     set(CMAKE_BUILD_TYPE Release)
