@@ -33,6 +33,8 @@ from tokens import Tokens
 FLAT_RATE = 0.9  # the share of the run after which the learning rate falls to zero
 WARM_UP = 20  # steps
 KEPT_ENDINGS = 1 / 3
+LEAST_CHANCE = 0.1
+STEP, NEXT, SEEN, TAKEN = range(4)  # the shared state: steps done, next conversation, tokens in all and in this step
 
 
 class Learner:
@@ -47,12 +49,15 @@ class Learner:
         self.learnt = [parameter for _, parameter in sorted(self.model.named_parameters())]
         self.flat = torch.cat([parameter.detach().flatten() for parameter in self.learnt])
 
-    def lay_out(self, flat: torch.Tensor) -> None:
-        """Makes the model's parameters views of this vector."""
+    def lay_out(self, flat: torch.Tensor, gradient: torch.Tensor) -> None:
+        """Makes the model's parameters and their gradients views of these vectors."""
         self.flat = flat
+        self.gradient = gradient
         place = 0
         for parameter in self.learnt:
-            parameter.data = flat[place : place + parameter.numel()].view_as(parameter)
+            own = slice(place, place + parameter.numel())
+            parameter.data = flat[own].view_as(parameter)
+            parameter.grad = gradient[own].view_as(parameter)
             place += parameter.numel()
 
     def loss(self, batch: list[tuple[list[int], list[float]]]) -> tuple[torch.Tensor, float]:
@@ -72,14 +77,26 @@ class Learner:
         return (losses * weights[is_counted]).sum(), float(weights.sum())
 
 
-def batches(samples: list[tuple[list[int], list[float]]], size: int) -> list[list]:
-    """The samples in groups of limited size including the padding, with similar lengths together."""
-    groups: list[list] = [[]]
-    for sample in sorted(samples, key=lambda sample: len(sample[0])):
-        if groups[-1] and len(sample[0]) * (len(groups[-1]) + 1) > size:
-            groups.append([])
-        groups[-1].append(sample)
-    return groups
+def take(learner: Learner, generator: Generator, shared: dict, arguments: argparse.Namespace) -> list:
+    """The tokens of the next conversations for one pass, padded no longer than `group`; none when the step has
+    enough. Each process takes what comes next, so that no one waits for another with longer conversations."""
+    samples, longest = [], 0
+    with shared["lock"]:
+        state = shared["state"]
+        while state[TAKEN] < arguments.batch and longest * (len(samples) + 1) <= arguments.group:
+            sample = learner.tokens.conversation(*generator.lesson(int(state[NEXT]), KEPT_ENDINGS))
+            samples.append(sample)
+            longest = max(longest, len(sample[0]))
+            state[NEXT] += 1
+            state[SEEN] += len(sample[0])
+            state[TAKEN] += len(sample[0])
+    return samples
+
+
+def chance_of(loss: float, usual: float) -> float:
+    """The chance with which a pass is learnt from, by its loss and the usual one. What the model knows already
+    teaches little, but the way back costs twice the way there. Dividing by the chance keeps the sum right."""
+    return min(1.0, max(LEAST_CHANCE, loss / usual)) if usual > 0 else 1.0
 
 
 def measure(learner: Learner, conversations: list[dict]) -> tuple[float, float, float]:
@@ -130,8 +147,9 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
     torch.manual_seed(arguments.seed)
     signal.signal(signal.SIGINT, signal.SIG_IGN)
     learner = Learner(arguments.device, arguments.seed)
-    learner.lay_out(shared["flat"] if arguments.device == "cpu" else shared["flat"].to(arguments.device))
+    learner.lay_out(shared["flat"].to(arguments.device), shared["gradients"][rank].to(arguments.device))
     generator = Generator(arguments.seed)
+    dice = random.Random(f"{arguments.seed}/{rank}")
     is_first = rank == 0
     out = Path(arguments.out)
     state = {"step": 0, "next": 0, "tokens": 0}
@@ -145,7 +163,7 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
             moments = saved["moments"]
             state = saved["state"]
             print(f"Going on after {state['tokens']} tokens.", flush=True)
-        shared["state"][:] = torch.tensor([state["step"], state["next"], state["tokens"]])
+        shared["state"][:] = torch.tensor([state["step"], state["next"], state["tokens"], 0])
     shared["gate"].wait()
 
     measured = Generator(0, kept_out=True, plain=True)
@@ -153,7 +171,7 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
     questions = [measured.conversation(number) for number in pick]
     begin, last_measure, last_save, shown = time.time(), -1, time.time(), 0.0
     while True:
-        step, first, seen = (int(number) for number in shared["state"])
+        step, following, seen, _ = shared["state"].tolist()
         if is_first:
             if last_measure < 0 or seen - last_measure >= arguments.measure_every or seen >= arguments.tokens:
                 last_measure = seen
@@ -166,7 +184,7 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
             if is_over or time.time() - last_save > 240:
                 last_save = time.time()
                 partial = out / "checkpoint.partial"
-                state = {"step": step, "next": first, "tokens": seen}
+                state = {"step": step, "next": following, "tokens": seen}
                 torch.save({"flat": learner.flat.clone(), "moments": moments, "state": state}, partial)
                 os.replace(partial, out / "checkpoint.pt")
             shared["over"].fill_(int(is_over))
@@ -174,33 +192,26 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
         if shared["over"].item():
             return
 
-        # Each process makes its own share of the step's conversations.
-        samples, number, own = [], first + rank, 0
-        while own < arguments.batch / arguments.processes:
-            sample = learner.tokens.conversation(*generator.lesson(number, KEPT_ENDINGS))
-            samples.append(sample)
-            own += len(sample[0])
-            number += arguments.processes
-        summed, weight = 0.0, 0.0
-        for group in batches(samples, arguments.group):
+        learner.gradient.zero_()
+        usual = float(shared["usual"])
+        summed = weight = conversations = 0.0
+        while samples := take(learner, generator, shared, arguments):
             with torch.autocast(arguments.device, torch.bfloat16, enabled=arguments.bf16):
-                loss, counted = learner.loss(group)
-            loss.backward()
-            summed += float(loss.detach())
+                loss, counted = learner.loss(samples)
+            amount = float(loss.detach())
+            chance = chance_of(amount, arguments.drop * usual * len(samples))
+            if dice.random() < chance:
+                (loss / chance).backward()
+            summed += amount
             weight += counted
-        gradient = torch.cat([parameter.grad.flatten() for parameter in learner.learnt])
-        for parameter in learner.learnt:
-            parameter.grad = None
-        if arguments.processes > 1:
-            shared["gradients"][rank].copy_(gradient)
-        shared["counts"][rank] = torch.tensor([summed, weight, own, number - rank], dtype=torch.float64)
+            conversations += len(samples)
+        shared["counts"][rank] = torch.tensor([summed, weight, conversations], dtype=torch.float64)
         shared["gate"].wait()
 
         if is_first:
-            counts = shared["counts"]
-            if arguments.processes > 1:
-                gradient = shared["gradients"].sum(0)
-            gradient /= float(counts[:, 1].sum())
+            counts = shared["counts"].sum(0)
+            gradient = shared["gradients"].sum(0) if arguments.processes > 1 else learner.gradient
+            gradient /= float(counts[1])
             gradient *= min(1.0, 1.0 / (float(gradient.norm()) + 1e-6))
             done = seen / arguments.tokens
             rate = arguments.rate * min(1.0, (step + 1) / WARM_UP)
@@ -211,18 +222,12 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
             one = moments[0] / (1 - 0.9 ** (step + 1))
             two = moments[1] / (1 - 0.98 ** (step + 1))
             learner.flat.sub_(rate * one / (two.sqrt() + 1e-8))
-            shown = float(counts[:, 0].sum() / counts[:, 1].sum())
-            shared["state"][:] = torch.tensor(
-                [step + 1, int(counts[:, 3].max()), seen + int(counts[:, 2].sum())]
-            )
+            shown = float(counts[0] / counts[1])
+            now = float(counts[0] / counts[2])
+            shared["usual"].fill_(now if usual == 0 else 0.9 * usual + 0.1 * now)
+            shared["state"][STEP] += 1
+            shared["state"][TAKEN] = 0
         shared["gate"].wait()
-
-
-class Alone:
-    """The synchronisation of a single process, which waits for no other."""
-
-    def wait(self) -> None:
-        pass
 
 
 def main() -> None:
@@ -231,7 +236,8 @@ def main() -> None:
     parser.add_argument("--tokens", type=int, default=5_000_000, help="stop after so many")
     parser.add_argument("--minutes", type=float, default=1e9, help="stop after so long; run again to go on")
     parser.add_argument("--batch", type=int, default=1024, help="tokens between two steps")
-    parser.add_argument("--group", type=int, default=384, help="tokens in one pass, with padding; more padding if more")
+    parser.add_argument("--group", type=int, default=128, help="tokens in one pass, with padding; more if one has more")
+    parser.add_argument("--drop", type=float, default=2.0, help="rarely learn from less than so many usual losses; 0: always")
     parser.add_argument("--rate", type=float, default=8e-4, help="the learning rate")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--processes", type=int, default=1, help="with shared parameters, on a processor")
@@ -254,19 +260,21 @@ def main() -> None:
         sys.exit(f"Another training is writing to {arguments.out}.")
     arguments.parent = os.getpid()
 
+    processes = multiprocessing.get_context("spawn")
     flat = Learner("cpu", arguments.seed).flat.share_memory_()
     shared = {
         "flat": flat,
-        "state": torch.zeros(3, dtype=torch.long).share_memory_(),
+        "gradients": torch.zeros(arguments.processes, flat.numel()).share_memory_(),
+        "state": torch.zeros(4, dtype=torch.long).share_memory_(),
+        "usual": torch.zeros(1, dtype=torch.float64).share_memory_(),
         "over": torch.zeros(1, dtype=torch.long).share_memory_(),
-        "counts": torch.zeros(arguments.processes, 4, dtype=torch.float64).share_memory_(),
-        "gate": Alone(),
+        "counts": torch.zeros(arguments.processes, 3, dtype=torch.float64).share_memory_(),
+        "gate": processes.Barrier(arguments.processes),
+        "lock": processes.Lock(),
     }
     if arguments.processes == 1:
         work(0, arguments, shared)
         return
-    shared["gradients"] = torch.zeros(arguments.processes, flat.numel()).share_memory_()
-    shared["gate"] = multiprocessing.get_context("spawn").Barrier(arguments.processes)
     multiprocessing.spawn(work, (arguments, shared), nprocs=arguments.processes)
 
 
