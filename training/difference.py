@@ -25,7 +25,7 @@ def main() -> None:
         sys.exit("usage: difference.py CHECKPOINT OUTPUT")
     base = base_model.Base(base_model.path())
     model = Model(base, Tokens(base).of(system_prompt()))
-    flat = torch.load(sys.argv[1], map_location="cpu")["flat"]
+    flat = torch.load(sys.argv[1], map_location="cpu")["average"]
     writer = gguf.GGUFWriter(sys.argv[2], "llama")
     writer.add_type("adapter")
     writer.add_string("adapter.type", "lora")

@@ -34,6 +34,7 @@ FLAT_RATE = 0.9  # the share of the run after which the learning rate falls to z
 WARM_UP = 20  # steps
 KEPT_ENDINGS = 1 / 3
 LEAST_CHANCE = 0.1
+AVERAGED = 100  # steps, about, that the averaged model looks back
 STEP, NEXT, SEEN, TAKEN = range(4)  # the shared state: steps done, next conversation, tokens in all and in this step
 
 
@@ -153,14 +154,16 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
     is_first = rank == 0
     out = Path(arguments.out)
     state = {"step": 0, "next": 0, "tokens": 0}
-    moments = None
+    moments = average = None
     if is_first:
         moments = [torch.zeros_like(learner.flat), torch.zeros_like(learner.flat)]
+        average = learner.flat.clone()
         checkpoint = out / "checkpoint.pt"
         if checkpoint.exists():
             saved = torch.load(checkpoint, map_location=arguments.device)
             learner.flat.copy_(saved["flat"])
             moments = saved["moments"]
+            average = saved["average"]
             state = saved["state"]
             print(f"Going on after {state['tokens']} tokens.", flush=True)
         shared["state"][:] = torch.tensor([state["step"], state["next"], state["tokens"], 0])
@@ -175,7 +178,10 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
         if is_first:
             if last_measure < 0 or seen - last_measure >= arguments.measure_every or seen >= arguments.tokens:
                 last_measure = seen
+                latest = learner.flat.clone()
+                learner.flat.copy_(average)
                 shares = measure(learner, questions)
+                learner.flat.copy_(latest)
                 line = "\t".join([str(seen), f"{shown:.3f}"] + [f"{share:.3f}" for share in shares])
                 with (out / "curve.tsv").open("a") as curve:
                     curve.write(f"{line}\t{time.time() - begin:.0f}\n")
@@ -185,7 +191,8 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
                 last_save = time.time()
                 partial = out / "checkpoint.partial"
                 state = {"step": step, "next": following, "tokens": seen}
-                torch.save({"flat": learner.flat.clone(), "moments": moments, "state": state}, partial)
+                saved = {"flat": learner.flat.clone(), "average": average, "moments": moments, "state": state}
+                torch.save(saved, partial)
                 os.replace(partial, out / "checkpoint.pt")
             shared["over"].fill_(int(is_over))
         shared["gate"].wait()
@@ -222,6 +229,7 @@ def work(rank: int, arguments: argparse.Namespace, shared: dict) -> None:
             one = moments[0] / (1 - 0.9 ** (step + 1))
             two = moments[1] / (1 - 0.98 ** (step + 1))
             learner.flat.sub_(rate * one / (two.sqrt() + 1e-8))
+            average.lerp_(learner.flat, max(1 / AVERAGED, 1 / (step + 1)))
             shown = float(counts[0] / counts[1])
             now = float(counts[0] / counts[2])
             shared["usual"].fill_(now if usual == 0 else 0.9 * usual + 0.1 * now)
