@@ -11,11 +11,13 @@
 
 #include <QFileInfo>
 #include <QRandomGenerator>
+#include <QThread>
 
 #include <llama.h>
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <limits>
 #include <optional>
 #include <string_view>
@@ -198,16 +200,47 @@ Sampler makeSampler()
     return chain;
 }
 
+// The library asks for four threads. They wait for each other hundreds of times per token, so that
+// one without a processor of its own would delay all others each time.
+int computingThreads()
+{
+    const llama_context_params defaults = llama_context_default_params();
+    const int wanted = std::max(defaults.n_threads, defaults.n_threads_batch);
+#ifdef _OPENMP
+    return std::min(wanted, QThread::idealThreadCount());
+#else
+    return wanted;
+#endif
+}
+
+std::int32_t decode(llama_context *context, const llama_batch &batch)
+{
+    std::int32_t status = 0;
+    std::exception_ptr failure; // none may leave the block below
+#ifdef _OPENMP
+#pragma omp teams num_teams(1) thread_limit(computingThreads())
+#endif
+    {
+        try {
+            status = llama_decode(context, batch);
+        } catch (...) {
+            failure = std::current_exception();
+        }
+    }
+    if (failure)
+        std::rethrow_exception(failure);
+    return status;
+}
+
 void decode(llama_context *context, llama_token *tokens, std::size_t count,
             const std::function<void()> &lost)
 {
-    const llama_context_params defaults = llama_context_default_params();
-    const AbortGuard guard(lost, std::max(defaults.n_threads, defaults.n_threads_batch));
+    const AbortGuard guard(lost, computingThreads());
     for (std::size_t at = 0; at < count; at += batchSize) {
         const std::size_t chunk = std::min<std::size_t>(count - at, batchSize);
         const llama_batch batch =
             llama_batch_get_one(tokens + at, static_cast<std::int32_t>(chunk));
-        if (llama_decode(context, batch) != 0)
+        if (decode(context, batch) != 0)
             throw InferenceError(InferenceError::decodeFailed);
     }
 }
