@@ -75,6 +75,7 @@ bool MacInstance::runningOwnsHotKey()
 
 bool MacInstance::runsElsewhere()
 {
+    // NOLINTNEXTLINE(*-init-variables): the loop sets it
     for (NSRunningApplication *each in
          [NSRunningApplication runningApplicationsWithBundleIdentifier:bundle]) {
         // A task in a terminal may be listed as a background process of the same bundle.

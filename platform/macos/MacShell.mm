@@ -54,6 +54,7 @@ std::function<void(bool)> s_reopened;
 namespace {
 NSView *view(NativeWindow &window)
 {
+    // NOLINTNEXTLINE(*-casting-through-void, *-no-int-to-ptr): Qt's handle is the view's address
     return (__bridge NSView *)reinterpret_cast<void *>(window.handle());
 }
 

@@ -133,8 +133,10 @@ std::set<ProcessId> MacWorkspace::ownProcesses()
     std::set<ProcessId> ours =
         m_own.find(processes, self, {QFileInfo(processes.program(self)).fileName()});
     // A copied or renamed bundle has the same identifier.
+    // NOLINTNEXTLINE(*-init-variables): the loop sets it
     for (NSString *identifier in identifiers(NSBundle.mainBundle.bundleIdentifier,
                                              processes.record(self).value_or(ProcessRecord()))) {
+        // NOLINTNEXTLINE(*-init-variables): the loop sets it
         for (NSRunningApplication *application in
              [NSRunningApplication runningApplicationsWithBundleIdentifier:identifier])
             ours.insert(ProcessId{application.processIdentifier});
@@ -154,6 +156,7 @@ void MacWorkspace::activate(ProcessId application)
 QList<Application> MacWorkspace::runningApplications()
 {
     QList<Application> applications;
+    // NOLINTNEXTLINE(*-init-variables): the loop sets it
     for (NSRunningApplication *application in NSWorkspace.sharedWorkspace.runningApplications)
         applications.append(record(application));
     return applications;
