@@ -1,5 +1,6 @@
 #include "platform/macos/MacShell.h"
 
+#include "platform/FittingSize.h"
 #include "platform/NativeWindow.h"
 #include "platform/macos/CFOwner.h"
 #include "platform/macos/CocoaText.h"
@@ -166,7 +167,10 @@ void MacShell::makeKeyAndOrderFront(NativeWindow &window)
 void MacShell::center(NativeWindow &window)
 {
     // center() uses the window's screen, so the window is first moved to the user's.
-    window.moveTo(window.screenArea().topLeft());
+    const QRect area = window.screenArea();
+    window.moveTo(area.topLeft());
+    // A large Dock on a small display leaves less than the panel's usual height.
+    window.resize(fittingSize(window, area.size()));
     [view(window).window center];
 }
 

@@ -20,21 +20,23 @@ public:
     void hide() override {}
     void minimise() override {}
     void close() override {}
-    QSize size() const override { return {}; }
-    QSize minimumSize() const override { return {}; }
+    QSize size() const override { return m_size; }
+    QSize minimumSize() const override { return {640, 460}; }
     QRect screen() const override { return {1920, 0, 1280, 800}; }
-    QRect screenArea() const override { return {1920, 25, 1280, 700}; }
+    QRect screenArea() const override { return area; }
     double scale() const override { return 1; }
     void moveTo(QPoint to) override { corner = to; }
-    void resize(QSize) override {}
+    void resize(QSize size) override { m_size = size; }
     int margin() const override { return 0; }
     void setMargin(int) override {}
 
+    QRect area{1920, 25, 1280, 700};
     QPoint corner;
 
 private:
     const quintptr m_view = FakeCocoa::makeWindow();
     bool m_isShown = false;
+    QSize m_size{720, 620};
 };
 } // namespace
 
@@ -53,6 +55,7 @@ private Q_SLOTS:
     void aScreenReaderIsToldAText();
     void aWindowComesToTheFront();
     void aWindowIsCentredOnTheUsersScreen();
+    void whatIsLargerThanTheScreenIsMadeToFit();
     void aWindowIsKeptAboveOthers();
     void theDockIconAsksForAttention();
     void aWindowBecomesAPanel();
@@ -138,7 +141,24 @@ void tst_MacShell::aWindowIsCentredOnTheUsersScreen()
     Window window;
     m_shell.center(window);
     QCOMPARE(window.corner, QPoint(1920, 25));
+    QCOMPARE(window.size(), QSize(720, 620));
     QCOMPARE(FakeCocoa::calls, QStringList{u"center"_s});
+}
+
+void tst_MacShell::whatIsLargerThanTheScreenIsMadeToFit()
+{
+    Window window;
+    window.area = QRect(0, 25, 1024, 545);
+    m_shell.center(window);
+    QCOMPARE(window.size(), QSize(720, 545));
+    // But not below the smallest size.
+    window.area = QRect(0, 25, 600, 400);
+    m_shell.center(window);
+    QCOMPARE(window.size(), QSize(640, 460));
+    // Nothing is known of the screen.
+    window.area = QRect();
+    m_shell.center(window);
+    QCOMPARE(window.size(), QSize(640, 460));
 }
 
 void tst_MacShell::aWindowIsKeptAboveOthers()

@@ -1,6 +1,7 @@
 #include "platform/linux/Capabilities.h"
 
 #include "base/WorkQueue.h"
+#include "platform/FittingSize.h"
 #include "platform/NativeWindow.h"
 #include "platform/Shell.h"
 #include "platform/linux/desktop/StatusItem.h"
@@ -270,10 +271,10 @@ QRect LinuxShell::freeArea(NativeWindow &window)
 void LinuxShell::center(NativeWindow &window)
 {
     const QRect area = freeArea(window);
-    const QSize fitting = window.size().boundedTo(area.size()).expandedTo(window.minimumSize());
-    if (!area.isEmpty() && fitting != window.size())
+    const QSize fitting = fittingSize(window, area.size());
+    if (fitting != window.size())
         window.resize(fitting);
-    QRect place(QPoint(), area.isEmpty() ? window.size() : fitting);
+    QRect place(QPoint(), fitting);
     place.moveCenter(area.center());
     // If the window is larger than the screen, its top left corner remains visible.
     place.moveTopLeft({std::max(place.left(), area.left()), std::max(place.top(), area.top())});
