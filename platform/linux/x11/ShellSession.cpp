@@ -216,6 +216,9 @@ QRect ShellSession::withoutBars(QRect screen)
         windows.insert(windows.end(), list.windows, list.windows + list.windows_len);
         xcb_ewmh_get_windows_reply_wipe(&list);
     }
+    // Most of the listed windows are also in frames.
+    std::ranges::sort(windows);
+    windows.erase(std::ranges::unique(windows).begin(), windows.end());
     std::vector<xcb_get_window_attributes_cookie_t> states;
     std::vector<xcb_get_property_cookie_t> struts;
     states.reserve(windows.size());
