@@ -1,5 +1,6 @@
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "tests/app/PanelOnDesktopFixture.h"
+#include "tests/support/KeyOwner.h"
 
 #include <QPoint>
 #include <QTest>
@@ -255,25 +256,11 @@ void tst_PanelOnDesktop::aHiddenStartShowsThePanelAtItsKey()
 
 void tst_PanelOnDesktop::aHotKeyThatIsTakenIsNotMentioned()
 {
-    // Another client grabs all combinations of Alt with the space bar.
-    constexpr xcb_keycode_t spaceBar = 65;
-    const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> owner(
-        xcb_connect(nullptr, nullptr), &xcb_disconnect);
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(owner.get())).data->root;
-    xcb_generic_error_t *const refusal = xcb_request_check(
-        owner.get(), xcb_grab_key_checked(owner.get(), 0, root, XCB_MOD_MASK_ANY, spaceBar,
-                                          XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
-    QVERIFY(!refusal);
-
+    KeyOwner owner;
     Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
     press(u"alt+space"_s);
-    QVERIFY(QTest::qWaitFor([&] {
-        xcb_generic_event_t *const event = xcb_poll_for_event(owner.get());
-        const bool isPress = event && (event->response_type & 0x7f) == XCB_KEY_PRESS;
-        std::free(event);
-        return isPress;
-    }));
+    QVERIFY(QTest::qWaitFor([&] { return owner.takesPress(); }));
     QVERIFY(panelHasTheKeyboard());
     QCOMPARE(quillon.errors(), QString());
 

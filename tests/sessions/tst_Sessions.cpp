@@ -5,6 +5,7 @@
 #include "models/LocalModel.h"
 #include "platform/linux/x11/X11Desktop.h"
 #include "tests/support/Hands.h"
+#include "tests/support/KeyOwner.h"
 #include "tests/support/Session.h"
 #include "tests/support/TestModel.h"
 #include "tests/support/Waiting.h"
@@ -20,8 +21,6 @@
 
 #include <algorithm>
 #include <csignal>
-
-#include <xcb/xcb.h>
 
 using namespace Hands;
 using namespace Qt::StringLiterals;
@@ -78,26 +77,6 @@ bool leavesTheOverview()
     process.waitForFinished();
     return process.readAllStandardOutput().contains("false");
 }
-
-// Another program that owns Alt+Space.
-class KeyOwner
-{
-public:
-    KeyOwner() : m_connection(xcb_connect(nullptr, nullptr))
-    {
-        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(m_connection)).data->root;
-        constexpr xcb_keycode_t space = 65;
-        xcb_grab_key(m_connection, 0, root, XCB_MOD_MASK_1, space, XCB_GRAB_MODE_ASYNC,
-                     XCB_GRAB_MODE_ASYNC);
-        xcb_flush(m_connection);
-    }
-    ~KeyOwner() { xcb_disconnect(m_connection); }
-    KeyOwner(const KeyOwner &) = delete;
-    KeyOwner &operator=(const KeyOwner &) = delete;
-
-private:
-    xcb_connection_t *m_connection;
-};
 } // namespace
 
 class tst_Sessions : public QObject
