@@ -24,8 +24,11 @@ KeyOffer::KeyOffer(QObject *parent) : QObject(parent)
 
 QString KeyOffer::help() const
 {
-    const bool isOther = !key().isOurs() && key().isAlternativeBound();
-    return u"%1 shows and hides Quillon"_s.arg(isOther ? key().alternative() : key().name());
+    const QString shows = u"%1 shows and hides Quillon"_s;
+    if (key().isOurs())
+        return shows.arg(key().name());
+    return key().isAlternativeBound() ? shows.arg(key().alternative())
+                                      : u"%1 belongs to another program"_s.arg(key().name());
 }
 
 QString KeyOffer::action() const

@@ -49,6 +49,7 @@ void tst_KeyOffer::aKeyThatIsTakenIsSaidOnce()
     HotKey::shared().registerKey();
     QCOMPARE(offer.text(), taken);
     QCOMPARE(offer.action(), u"Use Ctrl+Alt+Space"_s);
+    QCOMPARE(offer.help(), u"Option+Space belongs to another program"_s);
     QCOMPARE(changes.size(), 1);
     offer.dismiss();
     QCOMPARE(offer.text(), QString());
