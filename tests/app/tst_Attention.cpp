@@ -69,6 +69,7 @@ private Q_SLOTS:
     void aHiddenPanelTellsHowATaskEnded_data();
     void aHiddenPanelTellsHowATaskEnded();
     void notificationsQuoteOnlyTheBeginning();
+    void withoutNotificationsAHiddenPanelAsksForAttention();
     void stoppingATaskDoesNotNotify();
     void choosingTheNotificationShowsThePanel();
     void aHiddenPanelTellsWhenAModelIsReady_data();
@@ -193,6 +194,22 @@ void tst_Attention::notificationsQuoteOnlyTheBeginning()
     scene.run({done});
     QTRY_VERIFY(!scene.session->isRunning());
     QCOMPARE(scene.notices().last(), u"tell Done: write this:"_s);
+}
+
+// As on macOS, where the icon in the Dock bounces.
+void tst_Attention::withoutNotificationsAHiddenPanelAsksForAttention()
+{
+    Scene scene;
+    scene.platform.fakeShell.hasNotifier = false;
+    scene.window.isOnScreen = false;
+    scene.run({trashOld, done});
+    QTRY_VERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"attention panel now"_s}));
+    scene.sessionView->resolve(true);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.calls().last(), u"attention panel"_s);
+    HotKey::summon();
+    QCOMPARE(scene.notices(), QStringList());
 }
 
 void tst_Attention::stoppingATaskDoesNotNotify()

@@ -153,7 +153,7 @@ class FakeShell final : public Shell,
 public:
     Dock *dock() override { return this; }
     MenuBar *menuBar() override { return this; }
-    Notifier *notifier() override { return this; }
+    Notifier *notifier() override { return hasNotifier ? this : nullptr; }
     Compositor *compositor() override { return this; }
 
     bool hasDisplay() override { return displays > 0; }
@@ -214,6 +214,7 @@ public:
     QStringList calls;
     int displays = 1;
     bool isInFront = false;
+    bool hasNotifier = true;
     bool hasCompositor = false;
     bool blurs = false;
     bool hasNoShadow = false;                  ///< Windows have to draw their own shadows.

@@ -28,6 +28,8 @@ private Q_SLOTS:
     void theNextCardWaitsAnew();
     void stopRefuses();
     void coversWhatIsBehind();
+    void dimsWhatIsBehind_data();
+    void dimsWhatIsBehind();
 };
 
 void tst_ConfirmCard::saysWhatAndWhy()
@@ -293,6 +295,26 @@ void tst_ConfirmCard::coversWhatIsBehind()
                       false);
     QCoreApplication::sendEvent(scene.window.get(), &wheel);
     QCOMPARE(list.property("contentY"), before);
+    scene.key(Qt::Key_Escape);
+    scene.waitUntilIdle();
+}
+
+void tst_ConfirmCard::dimsWhatIsBehind_data()
+{
+    QTest::addColumn<bool>("isDark");
+    QTest::newRow("light") << false;
+    QTest::newRow("dark") << true;
+}
+
+void tst_ConfirmCard::dimsWhatIsBehind()
+{
+    QFETCH(bool, isDark);
+    ConfirmScene scene;
+    scene.setLook({.isDark = isDark});
+    const QPoint beside = scene.card->mapToScene({10, 10}).toPoint();
+    const double clear = scene.grab().pixelColor(beside).lightnessF();
+    scene.ask();
+    QTRY_VERIFY(scene.grab().pixelColor(beside).lightnessF() < 0.85 * clear);
     scene.key(Qt::Key_Escape);
     scene.waitUntilIdle();
 }

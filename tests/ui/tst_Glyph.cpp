@@ -4,6 +4,8 @@
 
 #include <QDir>
 
+#include <algorithm>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -38,6 +40,7 @@ private Q_SLOTS:
     void hasADrawingForEachSymbol();
     void drawsEachSymbol_data();
     void drawsEachSymbol();
+    void minimisingIsAsStrongAsClosing();
     void takesTheColour();
     void cutsHolesIntoFilledSymbols();
     void turns();
@@ -82,6 +85,20 @@ void tst_Glyph::drawsEachSymbol()
         for (const QPoint edge : {QPoint(i, 0), QPoint(i, 95), QPoint(0, i), QPoint(95, i)})
             QVERIFY(qAlpha(huge.pixel(edge)) < 32);
     }
+}
+
+void tst_Glyph::minimisingIsAsStrongAsClosing()
+{
+    const auto strength = [](const QString &name) {
+        const QImage image = drawing(name, 12, 1);
+        int strongest = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            for (int x = 0; x < image.width(); ++x)
+                strongest = std::max(strongest, qAlpha(image.pixel(x, y)));
+        }
+        return strongest;
+    };
+    QVERIFY(strength(u"minus"_s) >= strength(u"xmark"_s));
 }
 
 void tst_Glyph::takesTheColour()

@@ -1,6 +1,7 @@
 #include "tests/ui/HistoryScene.h"
 
 #include <QClipboard>
+#include <QFont>
 
 using namespace Qt::StringLiterals;
 
@@ -49,6 +50,10 @@ void tst_History::beginsWithSuggestions()
     QVERIFY(!scene.find(u"suggestion4"_s));
     QCOMPARE(scene.find(u"suggestionSymbol"_s)->property("name"), u"arrow.turn.down.right"_s);
     QCOMPARE(scene.all(u"suggestionSymbol"_s).size(), 4);
+    // Rows that are easily read and hit.
+    QCOMPARE(scene.item(u"suggestion0"_s).height(), 44);
+    QCOMPARE(scene.item(u"suggestion0"_s).property("font").value<QFont>().pixelSize(), 15);
+    QCOMPARE(scene.find(u"suggestionSymbol"_s)->width(), 18);
 }
 
 void tst_History::aSuggestionFillsTheFieldOnly_data()
