@@ -4,9 +4,11 @@
 #include "app/SingleInstance.h"
 #include "app/Terminal.h"
 #include "base/NumericLocale.h"
+#include "base/WorkQueue.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
+#include <QFontDatabase>
 #include <QGuiApplication>
 #include <QQuickWindow>
 #include <QStyleHints>
@@ -106,7 +108,12 @@ int PanelProgram::run(int argc, char **argv, std::optional<Instance::Request> re
         return end(outcome, terminal);
 
     try {
+        // Laying out the first text needs all fonts, and reading their list takes as long as
+        // loading the views.
+        WorkQueue fonts("fonts");
+        fonts.add({.work = [] { (void)QFontDatabase::families(); }});
         QuillonApp quillon(views);
+        fonts.close();
         running = &quillon;
         quillon.launch(start);
         const int status = QGuiApplication::exec();

@@ -10,8 +10,10 @@
 #include "platform/Shell.h"
 
 #include <QGuiApplication>
+#include <QQmlComponent>
 #include <QQmlError>
 #include <QQuickWindow>
+#include <QTimer>
 
 using namespace Qt::StringLiterals;
 
@@ -34,7 +36,10 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
                                                     problem = errors.first().toString();
                                             });
     QVariantMap properties = views.prepare(m_engine, m_models, m_session);
-    properties.insert(u"panel"_s, QVariant::fromValue(&m_panel));
+    // The engine's thread begins to load the views while this one asks the desktop.
+    const QQmlComponent ahead(&m_engine, views.rootFile, QQmlComponent::Asynchronous);
+    m_panel.emplace();
+    properties.insert(u"panel"_s, QVariant::fromValue(&*m_panel));
     properties.insert(u"flags"_s, QVariant::fromValue(shell().windowFlags()));
     m_engine.setInitialProperties(properties);
     m_engine.load(views.rootFile);
@@ -44,31 +49,37 @@ QuillonApp::QuillonApp(const Views &views) : m_session(m_models)
     if (!window)
         throw PanelError(u"Quillon's panel cannot be shown: %1"_s.arg(problem));
     m_window.emplace(*window, [this] { applyStyle(); });
-    m_panel.setWindow(&*m_window);
+    m_panel->setWindow(&*m_window);
     m_attention.emplace(m_session, m_models, *m_window,
                         [this] { m_delegate.applicationWasStartedAgain(); });
 }
 
 QuillonApp::~QuillonApp()
 {
-    m_panel.setWindow(nullptr);
+    m_panel->setWindow(nullptr);
 }
 
 void QuillonApp::launch(AppDelegate::Start start)
 {
-    Platform::current().keyboard().recover();
     EditMenu::install([this] { m_session.setTurns({}); });
     // Before the window is shown: activating later would take the focus from an application to
     // which the user has switched meanwhile.
     m_delegate.applicationDidFinishLaunching(start);
-    // Without the hot key, users would hardly find a hidden panel.
-    Notifier *const notifier = shell().notifier();
-    if (notifier && !Platform::current().hotKey().isOurs())
-        notifier->showStatusItem([this] { m_delegate.applicationWasStartedAgain(); });
+    // The first frame does not need it, and the desktop takes a while to show the window.
+    QTimer::singleShot(0, &m_delegate, [this] { finishLaunching(); });
     if (start == AppDelegate::Start::hidden)
         return;
     shell().makeKeyAndOrderFront(*m_window);
     shell().center(*m_window);
+}
+
+void QuillonApp::finishLaunching()
+{
+    Platform::current().keyboard().recover();
+    // Without the hot key, users would hardly find a hidden panel.
+    Notifier *const notifier = shell().notifier();
+    if (notifier && !Platform::current().hotKey().isOurs())
+        notifier->showStatusItem([this] { m_delegate.applicationWasStartedAgain(); });
 }
 
 void QuillonApp::applyStyle()

@@ -51,13 +51,14 @@ public:
     [[nodiscard]] AppDelegate &delegate() { return m_delegate; }
 
 private:
+    void finishLaunching();
     /// Styles the native window that was just created as a panel.
     void applyStyle();
 
     AppDelegate m_delegate;
     ModelManager m_models;
     AgentSession m_session;
-    Panel m_panel;
+    std::optional<Panel> m_panel; ///< Destroyed after the engine, whose views refer to it.
     QQmlApplicationEngine m_engine;
     std::optional<QuickNativeWindow> m_window;
     std::optional<Attention> m_attention;

@@ -33,11 +33,17 @@ FocusScope {
         if (!event.isAutoRepeat)
             content.panel.hide();
     }
-    Keys.onPressed: event => history.scrollByKey(event)
+    Keys.onPressed: event => {
+        if (history.item)
+            (history.item as History).scrollByKey(event);
+    }
+
+    // The focused item was destroyed with what a loader had loaded, or it went otherwise.
+    readonly property bool hasLostFocus: focusItem === content || focusItem === Window.contentItem || focusItem instanceof Loader
 
     Timer {
         interval: 0
-        running: content.focusItem === content || content.focusItem === content.Window.contentItem
+        running: content.hasLostFocus
 
         onTriggered: content.focusField()
     }
@@ -126,16 +132,19 @@ FocusScope {
                 }
             }
 
-            History {
+            // Not before it is needed: at the start, the card is shown.
+            Loader {
                 id: history
 
-                anchors.fill: parent
+                active: centre.showsHistory
                 anchors.bottomMargin: strip.active ? strip.height : 0
-                session: content.session
-                suggestions: command.suggestions
-                visible: centre.showsHistory
+                anchors.fill: parent
+                sourceComponent: History {
+                    session: content.session // qmllint disable unqualified
+                    suggestions: command.suggestions // qmllint disable unqualified
 
-                onSuggestionChosen: text => centre.fillIn(text)
+                    onSuggestionChosen: text => centre.fillIn(text) // qmllint disable unqualified
+                }
             }
 
             ConfirmCard {

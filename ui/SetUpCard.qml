@@ -199,7 +199,7 @@ Item {
         visible: isWaiting && y >= parts.y + parts.height + 40 && width <= card.width
 
         Repeater {
-            model: card.suggestions
+            model: examples.isWaiting ? card.suggestions : []
 
             delegate: SuggestionRow {
                 id: row
@@ -219,19 +219,22 @@ Item {
     }
 
     // At the bottom, so that it moves nothing.
-    SelectableText {
+    Loader {
         id: ownWay
 
+        active: card.models.state === ModelsViewModel.Failed
         anchors.bottom: parent.bottom
         // Below a failure of one line.
         anchors.bottomMargin: card.isCompact ? 6 : Math.max(6, Math.min(30, parent.height - height - parts.y - parts.failureY - lines.lineSpacing - tryAgain.height - 16))
         anchors.horizontalCenter: parent.horizontalCenter
-        color: Theme.secondary
-        font.pixelSize: 11
-        horizontalAlignment: TextEdit.AlignHCenter
-        objectName: "ownWay"
-        text: card.models.ownWay
-        visible: card.models.state === ModelsViewModel.Failed
+        // The pragma that binds a component to its file came with Qt 6.5.
+        sourceComponent: SelectableText {
+            color: Theme.secondary
+            font.pixelSize: 11
+            horizontalAlignment: TextEdit.AlignHCenter
+            objectName: "ownWay"
+            text: card.models.ownWay // qmllint disable unqualified
+        }
         width: parent.width - 60
     }
 }

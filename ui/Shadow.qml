@@ -13,7 +13,8 @@ BorderImage {
     border.right: 56
     border.top: 56
     opacity: Theme.dark ? 1 : 0.6
-    source: "shadow.png"
+    // Not before it is shown: reading images takes a tenth of a frame.
+    source: visible ? "shadow.png" : ""
     z: -1
 
     Accessible.ignored: true

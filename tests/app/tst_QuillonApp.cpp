@@ -15,6 +15,9 @@ class tst_QuillonApp : public QObject
 
 private Q_SLOTS:
     void viewsThatCannotBeLoadedFailWithTheirFirstProblem();
+    void whatTheFirstFrameDoesNotNeedFollowsFromTheEventLoop();
+    void aKeyThatIsOursNeedsNoStatusItem_data();
+    void aKeyThatIsOursNeedsNoStatusItem();
 
 private:
     [[nodiscard]] QuillonApp::Views views(const QByteArray &qml) const
@@ -46,6 +49,42 @@ void tst_QuillonApp::viewsThatCannotBeLoadedFailWithTheirFirstProblem()
     const QString told = failure(views("import QtQuick\nWindow { nothing: 1 }\n"));
     QVERIFY2(told.startsWith(u"Quillon's panel cannot be shown: file:"_s), qPrintable(told));
     QVERIFY2(told.contains(u"Root.qml:2"_s), qPrintable(told));
+}
+
+void tst_QuillonApp::whatTheFirstFrameDoesNotNeedFollowsFromTheEventLoop()
+{
+    FakePlatform platform;
+    platform.fakeHotKey.isTaken = true;
+    QuillonApp app(views("import QtQuick\nWindow { property QtObject panel }\n"));
+    app.launch(AppDelegate::Start::hidden);
+    QVERIFY(platform.fakeShell.calls.contains(u"register"_s));
+    QCOMPARE(platform.fakeKeyboard.recoveries, 0);
+    QVERIFY(!platform.fakeShell.clickStatusItem);
+    QTRY_COMPARE(platform.fakeKeyboard.recoveries, 1);
+    QVERIFY(platform.fakeShell.clickStatusItem);
+}
+
+void tst_QuillonApp::aKeyThatIsOursNeedsNoStatusItem_data()
+{
+    QTest::addColumn<bool>("isTaken");
+    QTest::addColumn<bool>("hasNotifier");
+
+    QTest::newRow("ours") << false << true;
+    // As on macOS: the icon in the Dock shows the panel.
+    QTest::newRow("taken, in a system without status items") << true << false;
+}
+
+void tst_QuillonApp::aKeyThatIsOursNeedsNoStatusItem()
+{
+    QFETCH(bool, isTaken);
+    QFETCH(bool, hasNotifier);
+    FakePlatform platform;
+    platform.fakeHotKey.isTaken = isTaken;
+    platform.fakeShell.hasNotifier = hasNotifier;
+    QuillonApp app(views("import QtQuick\nWindow { property QtObject panel }\n"));
+    app.launch(AppDelegate::Start::hidden);
+    QTRY_COMPARE(platform.fakeKeyboard.recoveries, 1);
+    QVERIFY(!platform.fakeShell.clickStatusItem);
 }
 
 int main(int argc, char *argv[])

@@ -39,6 +39,7 @@ private Q_SLOTS:
     void nothingMovesFromOneElementToTheNext();
     void theHistoryStaysWhileAModelIsLoadedAnew();
     void aStripBelowTheHistorySetsUpAnotherModel();
+    void theFieldHasTheKeyboardOnceTheStripIsGone();
     void theStripSaysWhyADownloadFailed();
     void theStripLeadsBackToTheModelThatIsThere();
 };
@@ -494,6 +495,24 @@ void tst_SetUpCard::aStripBelowTheHistorySetsUpAnotherModel()
     scene.engine->releaseLoad();
     QTRY_VERIFY(!scene.find(u"setUpStrip"_s));
     QVERIFY(scene.find(u"history"_s));
+}
+
+void tst_SetUpCard::theFieldHasTheKeyboardOnceTheStripIsGone()
+{
+    PanelScene scene;
+    scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
+    HttpServer server;
+    server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(100, 'x'), .holdAfter = 50});
+    scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
+    scene.engine->setLoaded(false);
+    QTest::qWait(100); // the row is laid out in the next frame
+    scene.click(u"stripDownloadButton"_s);
+    QTRY_VERIFY(scene.modelsView->progress() > 0);
+    scene.item(u"stripCancelButton"_s).forceActiveFocus(Qt::TabFocusReason);
+    QVERIFY(scene.hasFocus(u"stripCancelButton"_s));
+    server.release();
+    QTRY_VERIFY(!scene.find(u"setUpStrip"_s));
+    QTRY_VERIFY(scene.hasFocus(u"commandField"_s));
 }
 
 void tst_SetUpCard::theStripSaysWhyADownloadFailed()
