@@ -213,7 +213,7 @@ Item {
                 symbolSize: 12
                 text: modelData
 
-                onClicked: card.suggestionChosen(row.text)
+                onClicked: (row.parent.parent as SetUpCard).suggestionChosen(text)
             }
         }
     }

@@ -9,7 +9,9 @@ Pressable {
 
     font.pixelSize: 15
     implicitHeight: 44
-    implicitWidth: label.x + label.implicitWidth + 10
+    implicitWidth: leftPadding + implicitContentWidth + rightPadding
+    leftPadding: 2 * symbolSize + 2
+    rightPadding: 10
 
     background: Rectangle {
         color: row.down ? Theme.pressed : row.hovered ? Theme.hover : "transparent"
@@ -21,31 +23,23 @@ Pressable {
             visible: row.visualFocus
         }
     }
-    contentItem: Item {
-        Glyph {
-            Accessible.ignored: true
-            anchors.verticalCenter: parent.verticalCenter
-            color: Theme.secondary
-            height: row.symbolSize
-            name: "arrow.turn.down.right"
-            objectName: "suggestionSymbol"
-            width: row.symbolSize
-            x: row.symbolSize / 2 + 1
-        }
+    contentItem: PlainText {
+        Accessible.ignored: true
+        elide: Text.ElideRight
+        font: row.font
+        text: row.text
+        verticalAlignment: Text.AlignVCenter
+        wrapMode: Text.NoWrap
+    }
 
-        PlainText {
-            id: label
-
-            Accessible.ignored: true
-            anchors.left: parent.left
-            anchors.leftMargin: 2 * row.symbolSize + 2
-            anchors.right: parent.right
-            anchors.rightMargin: 10
-            anchors.verticalCenter: parent.verticalCenter
-            elide: Text.ElideRight
-            font: row.font
-            text: row.text
-            wrapMode: Text.NoWrap
-        }
+    Glyph {
+        Accessible.ignored: true
+        anchors.verticalCenter: parent.verticalCenter
+        color: Theme.secondary
+        height: row.symbolSize
+        name: "arrow.turn.down.right"
+        objectName: "suggestionSymbol"
+        width: row.symbolSize
+        x: row.symbolSize / 2 + 1
     }
 }
