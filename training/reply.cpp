@@ -27,7 +27,7 @@ constexpr int maxTokens = 200;
 QList<ChatMessage> conversation(const QJsonObject &line)
 {
     QList<ChatMessage> messages{{Role::system, systemPrompt()}};
-    for (const QJsonValue &value : line["messages"_L1].toArray()) {
+    for (const auto &value : line["messages"_L1].toArray()) {
         const QJsonObject message = value.toObject();
         const bool isUser = message["role"_L1].toString() == u"user";
         messages.append({isUser ? Role::user : Role::assistant, message["content"_L1].toString()});
@@ -71,7 +71,7 @@ int main(int argc, char **argv)
                 QJsonDocument::fromJson(QByteArray::fromStdString(line)).object();
             const QByteArray out =
                 QJsonDocument(answer(engine, object)).toJson(QJsonDocument::Compact);
-            std::cout << out.toStdString() << std::endl;
+            std::cout << out.toStdString() << '\n' << std::flush;
         }
     } catch (const std::exception &error) {
         std::fprintf(stderr, "training-reply: %s\n", error.what());
