@@ -74,6 +74,8 @@ Item {
             objectName: "hotKeyTip"
             text: footer.panel.keyOffer.help
             visible: hover.hovered
+            // The hint may be at the panel's edge.
+            x: hint.width - width
             y: -height - 4
         }
     }

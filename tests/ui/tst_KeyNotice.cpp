@@ -86,13 +86,17 @@ void tst_KeyNotice::showsALongCommandInTheSmallestWindow()
 
 void tst_KeyNotice::theHintHasTheKeysName()
 {
-    const PanelScene scene;
+    const PanelScene scene(PanelScene::Model::missing);
     QCOMPARE(scene.text(u"hotKeyHint"_s), u"⌥Space"_s);
     QQuickItem &hint = scene.item(u"hotKeyHint"_s);
     QTest::mouseMove(scene.window.get(), hint.mapToScene(QPointF(5, 5)).toPoint());
     QTRY_COMPARE(scene.window->findChild<QObject *>(u"hotKeyTip"_s)->property("visible"), true);
     QCOMPARE(scene.window->findChild<QObject *>(u"hotKeyTip"_s)->property("text"),
              u"Option+Space shows and hides Quillon"_s);
+    // It is in the panel, although the hint is at its edge.
+    const QObject &tip = *scene.window->findChild<QObject *>(u"hotKeyTip"_s);
+    const double end = tip.property("x").toDouble() + tip.property("width").toDouble();
+    QVERIFY(hint.mapToScene(QPointF(end, 0)).x() <= scene.window->width());
 }
 
 PANEL_TEST_MAIN(tst_KeyNotice)
