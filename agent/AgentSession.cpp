@@ -4,11 +4,7 @@
 #include "agent/action/ActionError.h"
 #include "base/MainThread.h"
 #include "executor/Executor.h"
-#include "executor/KeyboardFocus.h"
 #include "models/ModelManager.h"
-#include "platform/Platform.h"
-#include "platform/PlatformError.h"
-#include "platform/Workspace.h"
 
 #include <QPointer>
 
@@ -31,33 +27,6 @@ ChatMessage message(Role role, const QString &content)
 QString stateLine()
 {
     return u"\nState: "_s + Executor::observe();
-}
-
-// Among the actions that may need approval, those that act on the application in front.
-bool goesToFront(const AgentAction &action)
-{
-    return action.name == u"click" || action.name == u"press_key";
-}
-
-// The other actions do not depend on it, so the desktop is not asked.
-std::optional<Application> frontFor(const AgentAction &action)
-{
-    try {
-        return Platform::current().workspace().frontmostApplication();
-    } catch (const PlatformError &) {
-        if (goesToFront(action))
-            throw;
-        return std::nullopt;
-    }
-}
-
-// The assessment and the approval hold for this application only, so it must still be in front.
-QCoro::Task<QString> perform(AgentAction action, std::optional<Application> front,
-                             std::shared_ptr<Cancellation> task)
-{
-    if (goesToFront(action))
-        co_await Executor::KeyboardFocus::returnTo(front);
-    co_return co_await Executor::run(action, task);
 }
 } // namespace
 
@@ -159,35 +128,10 @@ QCoro::Task<> AgentSession::run(QString command)
             co_return;
         }
 
-        LogEntry step{.text = action->title(), .kind = LogEntry::Kind::step, .running = true};
-        appendLine(step);
-        setStatus(step.text);
-        clearPreview();
-
-        QString told;
-        try {
-            const std::optional<Application> front = frontFor(*action);
-            const Risk risk = Safety::assess(*action, front);
-            const bool mayGoOn = co_await approve(step, *action, risk);
-            if (!session || !mayGoOn)
-                co_return;
-            const QString result = co_await perform(*action, front, task);
-            told = u"Result: "_s + result;
-            step.running = false;
-        } catch (const std::exception &failure) {
-            // what() ends at a null character, which can be part of a reply; ActionError keeps the
-            // whole text.
-            const auto *const ours = dynamic_cast<const ActionError *>(&failure);
-            const QString sentence = ours ? ours->message : QString::fromUtf8(failure.what());
-            told = u"Error: "_s + sentence;
-            step = {.id = step.id,
-                    .text = step.text + u" — "_s + sentence,
-                    .kind = LogEntry::Kind::failure};
-        }
-        if (!session)
+        const std::optional<QString> outcome = co_await perform(*action, task);
+        if (!session || !outcome)
             co_return;
-        rewriteLine(step);
-        conversation << message(Role::user, told + stateLine());
+        conversation << message(Role::user, *outcome + stateLine());
         lastStep = action;
     }
 
@@ -233,6 +177,40 @@ QCoro::Task<std::optional<QString>> AgentSession::ask(QList<ChatMessage> convers
     if (session && !reply)
         fail(sentence);
     co_return reply;
+}
+
+QCoro::Task<std::optional<QString>> AgentSession::perform(AgentAction action,
+                                                          CancellationToken task)
+{
+    const QPointer<AgentSession> session(this);
+    LogEntry step{.text = action.title(), .kind = LogEntry::Kind::step, .running = true};
+    appendLine(step);
+    setStatus(step.text);
+    clearPreview();
+
+    std::optional<QString> outcome;
+    try {
+        const std::optional<Application> front = Executor::frontFor(action);
+        const Risk risk = Safety::assess(action, front);
+        const bool mayGoOn = co_await approve(step, action, risk);
+        if (!session || !mayGoOn)
+            co_return outcome;
+        const QString result = co_await Executor::run(action, front, task);
+        outcome = u"Result: "_s + result;
+        step.running = false;
+    } catch (const std::exception &failure) {
+        // what() ends at a null character, which can be part of a reply; ActionError keeps the
+        // whole text.
+        const auto *const ours = dynamic_cast<const ActionError *>(&failure);
+        const QString sentence = ours ? ours->message : QString::fromUtf8(failure.what());
+        outcome = u"Error: "_s + sentence;
+        step = {.id = step.id,
+                .text = step.text + u" — "_s + sentence,
+                .kind = LogEntry::Kind::failure};
+    }
+    if (session)
+        rewriteLine(step);
+    co_return outcome;
 }
 
 QCoro::Task<bool> AgentSession::approve(LogEntry step, AgentAction action, Risk risk)

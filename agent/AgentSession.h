@@ -78,6 +78,9 @@ private:
     QCoro::Task<bool> makeModelReady();
     /// The model's reply; nothing if generating failed, and the turn is then finished.
     QCoro::Task<std::optional<QString>> ask(QList<ChatMessage> conversation);
+    /// Performs the step if it may be, and returns what to tell the model; nothing if the user
+    /// declined, and the turn is then finished.
+    QCoro::Task<std::optional<QString>> perform(AgentAction action, CancellationToken task);
     /// Whether the step may be performed; if not, the turn is then finished.
     QCoro::Task<bool> approve(LogEntry step, AgentAction action, Risk risk);
     void finish(const std::optional<QString> &summary = std::nullopt);

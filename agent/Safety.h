@@ -29,10 +29,7 @@ private:
 /// Fixed rules on what needs the user's approval: sending, losing work, deleting, spending, running
 /// scripts, resetting settings. Stateless.
 namespace Safety {
-/// Assesses the action for the application that is in front, if there is one.
+/// Assesses the action for the application that is in front, or for none. It must be performed for
+/// the same one.
 [[nodiscard]] Risk assess(const AgentAction &action, const std::optional<Application> &front);
-
-/// The same for the application that is in front now. If the desktop does not answer, no
-/// application counts as being in front. Main thread.
-[[nodiscard]] Risk assess(const AgentAction &action);
 } // namespace Safety

@@ -2,13 +2,13 @@
 
 #include "agent/AgentSession.h"
 #include "app/HotKey.h"
+#include "base/Text.h"
 #include "models/ModelManager.h"
 #include "platform/NativeWindow.h"
 #include "platform/Platform.h"
 #include "platform/Shell.h"
 
 #include <QGuiApplication>
-#include <QTextBoundaryFinder>
 
 #include <utility>
 
@@ -24,12 +24,9 @@ Shell &shell()
 QString excerpt(const QString &text)
 {
     constexpr qsizetype longest = 80;
-    QString line = text.trimmed().section(u'\n', 0, 0).simplified();
-    if (line.size() <= longest)
-        return line;
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, line);
-    finder.setPosition(longest);
-    return line.left(finder.toPreviousBoundary()) + u'…';
+    const QString line = text.trimmed().section(u'\n', 0, 0).simplified();
+    const QString beginning = Text::first(line, longest);
+    return beginning == line ? line : beginning + u'…';
 }
 } // namespace
 
@@ -71,7 +68,7 @@ void Attention::followTask()
         return; // the user has stopped it
     const Turn &turn = m_session.turns().last();
     const bool isDone = !turn.log.isEmpty() && turn.log.last().kind == LogEntry::Kind::success;
-    call((isDone ? u"Done: "_s : u"Not done: "_s) + excerpt(turn.command), false);
+    call((isDone ? u"Done: "_s : u"Not done: "_s) + excerpt(turn.command), Urgency::news);
 }
 
 void Attention::followDownload()
@@ -86,11 +83,11 @@ void Attention::followDownload()
         break;
     case Case::loaded:
         if (std::exchange(m_isDownloading, false))
-            call(u"Quillon is ready."_s, false);
+            call(u"Quillon is ready."_s, Urgency::news);
         break;
     case Case::failed:
         if (std::exchange(m_isDownloading, false))
-            call(u"The model could not be downloaded."_s, false);
+            call(u"The model could not be downloaded."_s, Urgency::news);
         break;
     case Case::ready:
     case Case::loading:
@@ -101,16 +98,15 @@ void Attention::followDownload()
 void Attention::followQuestion()
 {
     if (const auto &pending = m_session.pending())
-        call(u"Quillon asks: "_s + excerpt(pending->reason), true);
+        call(u"Quillon asks: "_s + excerpt(pending->reason), Urgency::question);
     else
         withdraw();
 }
 
-void Attention::call(const QString &text, bool isQuestion)
+void Attention::call(const QString &text, Urgency urgency)
 {
     if (shell().isActive() && shell().isVisible(m_window))
         return;
-    const Urgency urgency = isQuestion ? Urgency::question : Urgency::news;
     shell().requestAttention(m_window, urgency);
     Notifier *const notifier = shell().notifier();
     if (!notifier || shell().isVisible(m_window))

@@ -7,6 +7,7 @@
 class AgentSession;
 class ModelManager;
 class NativeWindow;
+enum class Urgency;
 
 /// Draws the attention of a user who works elsewhere while a task runs to its questions and to its
 /// end, and while a model is downloaded to the end of that. Main thread; the session, the manager
@@ -27,7 +28,7 @@ private:
     void followTask();
     void followDownload();
     void followQuestion();
-    void call(const QString &text, bool isQuestion);
+    void call(const QString &text, Urgency urgency);
     void withdraw();
 
     AgentSession &m_session;

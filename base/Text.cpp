@@ -67,6 +67,12 @@ QList<qsizetype> Text::graphemeBoundaries(const QString &text, qsizetype most)
     return ends;
 }
 
+QString Text::first(const QString &text, qsizetype count)
+{
+    const QList<qsizetype> ends = graphemeBoundaries(text, count);
+    return ends.size() < count ? text : text.first(ends.constLast());
+}
+
 QString Text::folded(const QString &text)
 {
     return text.normalized(QString::NormalizationForm_C).toLower();

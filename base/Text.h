@@ -13,6 +13,9 @@ namespace Text {
 [[nodiscard]] QList<qsizetype>
 graphemeBoundaries(const QString &text, qsizetype most = std::numeric_limits<qsizetype>::max());
 
+/// The first graphemes of the text, at most so many, which is one or more.
+[[nodiscard]] QString first(const QString &text, qsizetype count);
+
 /// The text for comparisons that ignore case, and that ignore whether accents are separate code
 /// points, as some file systems and keyboards write them.
 [[nodiscard]] QString folded(const QString &text);

@@ -88,7 +88,8 @@ void waitUntilShown(ProcessId application)
         const std::optional<Application> front =
             Platform::current().workspace().frontmostApplication();
         try {
-            if (front && front->pid == application && Executor::readUI().contains(u"Button 0"_s))
+            if (front && front->pid == application &&
+                Executor::readUI(front).contains(u"Button 0"_s))
                 return;
         } catch (const ActionError &) {
             // It is still starting.
@@ -97,12 +98,24 @@ void waitUntilShown(ProcessId application)
     throw std::runtime_error("The window did not appear.");
 }
 
+// QCoro's waitFor() does not pass exceptions on.
+QCoro::Task<bool> isPressed(QString label, std::optional<Application> front)
+{
+    try {
+        (void)co_await Executor::click(label, front);
+    } catch (const std::exception &) {
+        co_return false;
+    }
+    co_return true;
+}
+
 Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *program,
                       const char *elements, std::vector<Measure::Goal> &goals)
 {
     QProcess &window = desktop.start(QString::fromLatin1(program), {QString::fromLatin1(elements)});
     const ProcessId application{window.processId()};
     waitUntilShown(application);
+    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
     std::vector<double> ours;
     std::vector<double> plain;
     std::vector<double> others;
@@ -122,10 +135,11 @@ Measure::Json measure(VirtualDesktop &desktop, const char *toolkit, const char *
             throw std::runtime_error("Dogtail's walk differs.");
         others.push_back(other.milliseconds);
         const Measure::Stopwatch reading;
-        (void)Executor::readUI();
+        (void)Executor::readUI(front);
         reads.push_back(reading.seconds() * 1e3);
         const Measure::Stopwatch clicking;
-        (void)Executor::click(u"Button 100"_s);
+        if (!QCoro::waitFor(isPressed(u"Button 100"_s, front)))
+            throw std::runtime_error("The button could not be pressed.");
         clicks.push_back(clicking.seconds() * 1e3);
     }
     window.kill();

@@ -131,7 +131,7 @@ std::string title(const Action &action)
 QCoro::Task<QString> failure(AgentAction action)
 {
     try {
-        co_await Executor::run(action);
+        co_await Executor::run(action, std::nullopt);
     } catch (const ActionError &error) {
         co_return error.message;
     } catch (const PlatformError &error) {

@@ -101,6 +101,7 @@ void measure()
     VirtualDesktop desktop;
     desktop.enableAccessibility();
     Terminal terminal(desktop);
+    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
     const QString plain = u"The quick brown fox jumps over it. "_s.repeated(29).left(1000);
     // Has ten letters that the keyboard layout lacks.
     const QString foreign = u"Größe, naïveté: Жук шёл. "_s.repeated(40).left(1000);
@@ -113,18 +114,19 @@ void measure()
     std::vector<double> keyTimes;
     for (int round = -1; round < rounds; ++round) {
         Measure::say("typing: round " + std::to_string(round + 1));
-        const double ours = terminal.seconds(plain, [&] { await(Executor::typeText(plain)); });
+        const double ours =
+            terminal.seconds(plain, [&] { await(Executor::typeText(plain, front)); });
         const Measure::Stopwatch nothing;
         await(pauseOnly());
         const double pausing = nothing.seconds();
         const double oursForeign =
-            terminal.seconds(foreign, [&] { await(Executor::typeText(foreign)); });
+            terminal.seconds(foreign, [&] { await(Executor::typeText(foreign, front)); });
         const double others =
             terminal.seconds(plain, [&] { run(u"xdotool"_s, {u"type"_s, plain}); });
         const double hasty = terminal.seconds(
             plain, [&] { run(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"0"_s, plain}); });
-        const double key =
-            terminal.seconds(u"a"_s, [&] { await(Executor::keystroke(u"a"_s, QStringList())); });
+        const double key = terminal.seconds(
+            u"a"_s, [&] { await(Executor::keystroke(u"a"_s, QStringList(), front)); });
         if (round < 0)
             continue; // warms up
         plainTimes.push_back(ours);

@@ -1,7 +1,8 @@
 #pragma once
 
 #include "agent/action/AgentAction.h"
-#include "executor/Pause.h"
+#include "base/Cancellation.h"
+#include "platform/Workspace.h"
 
 #include <QCoro/QCoroTask>
 #include <QDateTime>
@@ -11,22 +12,29 @@
 
 /// One function for each entry of the dispatch table. Each reads its own arguments.
 namespace Executor::Actions {
-QCoro::Task<QString> openApp(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> quitApp(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> openURL(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> webSearch(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> newTab(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> typeText(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> pressKey(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> click(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> createFolder(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> screenshot(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> findFiles(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> openPath(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> trash(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> listWindows(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> readUI(AgentAction action, CancellationToken cancellation);
-QCoro::Task<QString> appleScript(AgentAction action, CancellationToken cancellation);
+/// What an action needs besides its arguments.
+struct Context
+{
+    std::optional<Application> front{}; ///< What Executor::frontFor() has returned for it.
+    CancellationToken cancellation{};
+};
+
+QCoro::Task<QString> openApp(AgentAction action, Context context);
+QCoro::Task<QString> quitApp(AgentAction action, Context context);
+QCoro::Task<QString> openURL(AgentAction action, Context context);
+QCoro::Task<QString> webSearch(AgentAction action, Context context);
+QCoro::Task<QString> newTab(AgentAction action, Context context);
+QCoro::Task<QString> typeText(AgentAction action, Context context);
+QCoro::Task<QString> pressKey(AgentAction action, Context context);
+QCoro::Task<QString> click(AgentAction action, Context context);
+QCoro::Task<QString> createFolder(AgentAction action, Context context);
+QCoro::Task<QString> screenshot(AgentAction action, Context context);
+QCoro::Task<QString> findFiles(AgentAction action, Context context);
+QCoro::Task<QString> openPath(AgentAction action, Context context);
+QCoro::Task<QString> trash(AgentAction action, Context context);
+QCoro::Task<QString> listWindows(AgentAction action, Context context);
+QCoro::Task<QString> readUI(AgentAction action, Context context);
+QCoro::Task<QString> appleScript(AgentAction action, Context context);
 
 /// The argument with that key; throws an ActionError with the sentence if it is missing.
 [[nodiscard]] QString required(const AgentAction &action, const char *key, const char *message);

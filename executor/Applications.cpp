@@ -146,14 +146,14 @@ QCoro::Task<QString> Executor::launch(QString name, CancellationToken cancellati
     co_return Platform::current().workspace().displayName(*location);
 }
 
-QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, CancellationToken cancellation)
+QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, Context context)
 {
     const QString app = required(action, "app", "Missing app name.");
-    const QString displayName = co_await launch(app, cancellation);
+    const QString displayName = co_await launch(app, context.cancellation);
     co_return displayName + u" is now frontmost."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, CancellationToken cancellation)
+QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, Context context)
 {
     const QString app = required(action, "app", "Missing app name.");
     std::optional<Application> running = runningApp(app);
@@ -163,7 +163,7 @@ QCoro::Task<QString> Executor::Actions::quitApp(AgentAction action, Cancellation
     if (!running)
         co_return app + u" is not running."_s;
     Platform::current().workspace().terminate(running->pid);
-    co_await pause(quitGrace, cancellation);
+    co_await pause(quitGrace, context.cancellation);
     if (Platform::current().workspace().hasTerminated(running->pid))
         co_return app + u" quit."_s;
     co_return u"Asked "_s + app + u" to quit (it may be waiting on a save prompt)."_s;

@@ -2,6 +2,7 @@
 #include "executor/Actions.h"
 #include "executor/ControlWalk.h"
 #include "executor/Executor.h"
+#include "executor/KeyboardFocus.h"
 #include "executor/Trust.h"
 
 #include "agent/action/ActionError.h"
@@ -33,7 +34,7 @@ constexpr ControlWalk::Limits readLimits{.elements = 1500, .depth = 10};
 constexpr qsizetype maxLines = 40;
 constexpr qsizetype maxLabelCharacters = 50;
 
-struct Front
+struct OpenApplication
 {
     QString name;
     std::unique_ptr<AccessibleTree> tree;
@@ -54,21 +55,18 @@ struct Front
     }
 };
 
-Front openFront()
+void requirePermission()
 {
     Executor::requireTrust(u"Accessibility permission is required. Enable it in "
                            "System Settings → Privacy & Security → Accessibility."_s);
-    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+}
+
+OpenApplication opened(const std::optional<Application> &front)
+{
     if (!front)
         throw ActionError(u"No frontmost app."_s);
     return {.name = front->name.value_or(QString()),
             .tree = Platform::current().accessibility().open(front->pid, walkLimit)};
-}
-
-QString firstCharacters(const QString &text, qsizetype count)
-{
-    const QList<qsizetype> ends = Text::graphemeBoundaries(text, count);
-    return ends.size() < count ? text : text.first(ends.constLast());
 }
 
 // The first match, but a match that is certainly visible is preferred.
@@ -109,7 +107,7 @@ QStringList lines(AccessibleTree &tree)
     const auto isThere = [](const QString &label) { return !label.isEmpty(); };
     ControlWalk::run(tree, readLimits, {readableRoles, isThere}, [&](const Control &control) {
         const QString line =
-            control.role.sliced(2) + u": "_s + firstCharacters(control.label, maxLabelCharacters);
+            control.role.sliced(2) + u": "_s + Text::first(control.label, maxLabelCharacters);
         if (!found.contains(line))
             found.append(line);
         return found.size() < maxLines ? VisitResult::proceed : VisitResult::stop;
@@ -118,50 +116,54 @@ QStringList lines(AccessibleTree &tree)
 }
 } // namespace
 
-QString Executor::click(const QString &label)
+QCoro::Task<QString> Executor::click(QString label, std::optional<Application> front)
 {
-    const Front front = openFront();
+    requirePermission();
+    co_await KeyboardFocus::returnTo(front);
+    const OpenApplication application = opened(front);
     try {
-        std::optional<ElementId> control = find(*front.tree, label);
-        if (!control && front.tree->isTimeUp())
-            throw front.doesNotRespond();
-        while (!control && front.tree->mayKnowMore())
-            control = find(*front.tree, label);
+        std::optional<ElementId> control = find(*application.tree, label);
+        if (!control && application.tree->isTimeUp())
+            throw application.doesNotRespond();
+        while (!control && application.tree->mayKnowMore())
+            control = find(*application.tree, label);
         if (!control)
-            front.requireInterface();
+            application.requireInterface();
         if (!control)
             throw ActionError(u"Couldn't find a control labelled “"_s + label + u"”."_s);
-        if (!front.tree->press(*control))
+        if (!application.tree->press(*control))
             throw ActionError(u"“"_s + label + u"” didn't respond to a click."_s);
     } catch (const UnresponsiveApplication &) {
-        throw front.doesNotRespond();
+        throw application.doesNotRespond();
     }
-    return u"Clicked “"_s + label + u"”."_s;
+    co_return u"Clicked “"_s + label + u"”."_s;
 }
 
-QString Executor::readUI()
+QString Executor::readUI(const std::optional<Application> &front)
 {
-    const Front front = openFront();
+    requirePermission();
+    const OpenApplication application = opened(front);
     try {
-        QStringList found = lines(*front.tree);
-        if (found.isEmpty() && front.tree->mayKnowMore())
-            found = lines(*front.tree);
+        QStringList found = lines(*application.tree);
+        if (found.isEmpty() && application.tree->mayKnowMore())
+            found = lines(*application.tree);
         if (found.isEmpty())
-            front.requireInterface();
-        if (found.isEmpty() && front.tree->isTimeUp())
-            throw front.doesNotRespond();
+            application.requireInterface();
+        if (found.isEmpty() && application.tree->isTimeUp())
+            throw application.doesNotRespond();
         return found.isEmpty() ? u"No readable controls found."_s : found.join(u" | "_s);
     } catch (const UnresponsiveApplication &) {
-        throw front.doesNotRespond();
+        throw application.doesNotRespond();
     }
 }
 
-QCoro::Task<QString> Executor::Actions::click(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::click(AgentAction action, Context context)
 {
-    co_return Executor::click(required(action, "label", "Missing label."));
+    const QString label = required(action, "label", "Missing label.");
+    co_return co_await Executor::click(label, context.front);
 }
 
-QCoro::Task<QString> Executor::Actions::readUI(AgentAction, CancellationToken)
+QCoro::Task<QString> Executor::Actions::readUI(AgentAction, Context context)
 {
-    co_return Executor::readUI();
+    co_return Executor::readUI(context.front);
 }

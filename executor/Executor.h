@@ -8,17 +8,21 @@
 #include <QString>
 #include <QStringList>
 
-#include <memory>
 #include <optional>
 
 /// Performs one action on the user's machine and describes the desktop to the model. Main thread,
 /// one action at a time, through Platform::current(). Failures are an ActionError, or a
 /// PlatformError that is passed on unchanged.
 namespace Executor {
-/// Performs the action and returns one line on what happened. Cancelling shortens the waits but
-/// never aborts the action.
-[[nodiscard]] QCoro::Task<QString> run(AgentAction action,
-                                       std::shared_ptr<const Cancellation> cancellation = {});
+/// The application in front if the action is for that one, or nothing. To be asked once for each
+/// step: what is assessed and approved for one application must not reach another. Throws a
+/// PlatformError if the desktop does not answer.
+[[nodiscard]] std::optional<Application> frontFor(const AgentAction &action);
+
+/// Performs the action, for that application if it is for the one in front, and returns one line on
+/// what happened. Cancelling shortens the waits but never aborts the action.
+[[nodiscard]] QCoro::Task<QString> run(AgentAction action, std::optional<Application> front,
+                                       CancellationToken cancellation = {});
 
 /// One line on the desktop: the application in front and the open windows. Does not throw.
 [[nodiscard]] QString observe();
@@ -26,17 +30,16 @@ namespace Executor {
 /// The open windows from front to back, at most eight, or "none".
 [[nodiscard]] QString windowSummary();
 
-/// Presses the control of the application in front that has this label, or else the first one whose
-/// label contains it. Blocks for about two seconds at most.
-[[nodiscard]] QString click(const QString &label);
+/// Presses the control of the application that has this label, or else the first one whose label
+/// contains it, if the application is still in front. Blocks for about two seconds at most.
+[[nodiscard]] QCoro::Task<QString> click(QString label, std::optional<Application> front);
 
-/// Up to forty of the controls in the application in front, on one line. Blocks for about two
-/// seconds at most.
-[[nodiscard]] QString readUI();
+/// Up to forty of the controls in the application, on one line. Blocks for about two seconds at
+/// most.
+[[nodiscard]] QString readUI(const std::optional<Application> &front);
 
 /// Starts the application of that name or brings it to the front, and returns what it is called.
-[[nodiscard]] QCoro::Task<QString> launch(QString name,
-                                          std::shared_ptr<const Cancellation> cancellation = {});
+[[nodiscard]] QCoro::Task<QString> launch(QString name, CancellationToken cancellation = {});
 
 /// The location of the application that a name means: of a running one, of an installed one with
 /// exactly that name, or of the first installed one whose name contains it.
@@ -47,14 +50,15 @@ namespace Executor {
 
 /// Opens a web address in that application, or in the default browser.
 [[nodiscard]] QCoro::Task<QString> openURL(QString text, std::optional<QString> app,
-                                           std::shared_ptr<const Cancellation> cancellation = {});
+                                           CancellationToken cancellation = {});
 
-/// Types the text unchanged into the application that the user works with. Stops with an
-/// ActionError when another application comes to the front. Cannot be cancelled.
-[[nodiscard]] QCoro::Task<void> typeText(QString text);
+/// Types the text unchanged into the application. Stops with an ActionError when another one comes
+/// to the front. Cannot be cancelled.
+[[nodiscard]] QCoro::Task<void> typeText(QString text, std::optional<Application> front);
 
-/// Presses one key with modifiers for the application that the user works with.
-[[nodiscard]] QCoro::Task<void> keystroke(QString key, QStringList modifiers);
+/// Presses one key with modifiers, if the application is still in front.
+[[nodiscard]] QCoro::Task<void> keystroke(QString key, QStringList modifiers,
+                                          std::optional<Application> front);
 
 /// The text in pieces of that many graphemes; the last one may be shorter.
 [[nodiscard]] QStringList chunked(const QString &text, qsizetype size);

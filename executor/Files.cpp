@@ -1,6 +1,7 @@
 #include "executor/Actions.h"
 #include "executor/Executor.h"
 #include "executor/Paths.h"
+#include "executor/Pause.h"
 
 #include "agent/action/ActionError.h"
 #include "platform/Platform.h"
@@ -34,7 +35,7 @@ QUrl fileAddress(QString path)
 }
 } // namespace
 
-QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Context)
 {
     const QString name = required(action, "name", "Missing folder name.");
     const QString parent =
@@ -46,17 +47,18 @@ QCoro::Task<QString> Executor::Actions::createFolder(AgentAction action, Cancell
     co_return u"Created folder at "_s + path + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, CancellationToken cancellation)
+QCoro::Task<QString> Executor::Actions::openPath(AgentAction action, Context context)
 {
     const QString text = required(action, "path", "Missing path.");
     const QString path = resolveFolder(text);
     if (!somethingExistsAt(path))
         throw ActionError(u"Nothing exists at "_s + text + u'.');
-    co_await completion(Platform::current().workspace().open(fileAddress(path)), cancellation);
+    co_await completion(Platform::current().workspace().open(fileAddress(path)),
+                        context.cancellation);
     co_return u"Opened "_s + lastPathComponent(path) + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::trash(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::trash(AgentAction action, Context)
 {
     const QString path = resolveFolder(required(action, "path", "Missing path."));
     Platform::current().workspace().trash(nativePath(path));

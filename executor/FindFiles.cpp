@@ -122,7 +122,7 @@ QString Executor::findFiles(const QString &folder, const std::optional<QString> 
            names.join(u", "_s) + u". Revealed “"_s + newest.name + u"” in Finder."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::findFiles(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::findFiles(AgentAction action, Context)
 {
     const QString folder = optional(action, "folder").value_or(u"Downloads"_s);
     const std::optional<QString> extension = optional(action, "extension");

@@ -76,11 +76,11 @@ QStringList Executor::chunked(const QString &text, qsizetype size)
     return pieces;
 }
 
-QCoro::Task<void> Executor::typeText(QString text)
+QCoro::Task<void> Executor::typeText(QString text, std::optional<Application> front)
 {
     requireTrust(u"Accessibility permission is required to type. Enable it in System Settings → "
                  "Privacy & Security → Accessibility."_s);
-    const ProcessId receiver = co_await KeyboardFocus::handOver();
+    const ProcessId receiver = co_await KeyboardFocus::handOverTo(front);
     const std::unique_ptr<KeyboardSource> source =
         Platform::current().keyboard().open(text, receiver);
     bool isStillThere = true;
@@ -101,14 +101,15 @@ QCoro::Task<void> Executor::typeText(QString text)
         throw ActionError(u"Typing stopped because the application is no longer in front."_s);
 }
 
-QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
+QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers,
+                                      std::optional<Application> front)
 {
     requireTrust(u"Accessibility permission is required. Enable Quillon in System Settings → "
                  "Privacy & Security → Accessibility, then try again."_s);
     const auto code = keyCodes().constFind(key.toLower());
     if (code == keyCodes().constEnd())
         throw ActionError(u"Unsupported key “"_s + key + u"”."_s);
-    const ProcessId receiver = co_await KeyboardFocus::handOver();
+    const ProcessId receiver = co_await KeyboardFocus::handOverTo(front);
     if (!KeyboardFocus::isWith(receiver))
         throw ActionError(u"The application is no longer in front."_s);
     const std::unique_ptr<KeyboardSource> source =
@@ -120,31 +121,34 @@ QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
     co_await source->finish();
 }
 
-QCoro::Task<QString> Executor::Actions::typeText(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::typeText(AgentAction action, Context context)
 {
     // Not trimmed: spaces and line breaks at its ends are typed too.
     const QString text = action.args.value(u"text"_s);
     if (text.isEmpty())
         throw ActionError(u"Missing text."_s);
-    co_await Executor::typeText(text);
+    co_await Executor::typeText(text, context.front);
     co_return u"Typed text."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::pressKey(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::pressKey(AgentAction action, Context context)
 {
     const QString key = required(action, "key", "Missing key.");
     QString modifiers = optional(action, "modifiers").value_or(QString()).toLower();
     for (const QChar separator : {u'+', u','})
         modifiers.replace(separator, u' ');
-    co_await keystroke(key, modifiers.split(u' ', Qt::SkipEmptyParts));
+    co_await keystroke(key, modifiers.split(u' ', Qt::SkipEmptyParts), context.front);
     co_return u"Pressed "_s + key + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::newTab(AgentAction action, CancellationToken cancellation)
+QCoro::Task<QString> Executor::Actions::newTab(AgentAction action, Context context)
 {
-    if (const std::optional<QString> app = optional(action, "app"))
-        (void)co_await launch(*app, cancellation);
+    std::optional<Application> front = context.front;
+    if (const std::optional<QString> app = optional(action, "app")) {
+        (void)co_await launch(*app, context.cancellation);
+        front = Platform::current().workspace().frontmostApplication();
+    }
     const QStringList modifiers{u"command"_s};
-    co_await keystroke(u"t"_s, modifiers);
+    co_await keystroke(u"t"_s, modifiers, front);
     co_return u"Opened a new tab."_s;
 }

@@ -46,20 +46,6 @@ bool isInFront(const std::optional<Application> &application)
 }
 } // namespace
 
-QCoro::Task<ProcessId> Executor::KeyboardFocus::handOver()
-{
-    const std::optional<Application> front = workspace().frontmostApplication();
-    if (!front)
-        throw ActionError(u"No application is in front to take the keyboard input."_s);
-    if (hasFocus(front->pid))
-        co_return front->pid;
-    const bool isReady = co_await takesFocus(front->pid);
-    if (!isReady)
-        throw ActionError(u"The application in front did not take the keyboard "
-                          "input."_s);
-    co_return front->pid;
-}
-
 QCoro::Task<void> Executor::KeyboardFocus::returnTo(std::optional<Application> application)
 {
     if (isInFront(application))
@@ -71,6 +57,21 @@ QCoro::Task<void> Executor::KeyboardFocus::returnTo(std::optional<Application> a
             co_return;
     }
     throw ActionError(u"Another application has come to the front meanwhile."_s);
+}
+
+QCoro::Task<ProcessId> Executor::KeyboardFocus::handOverTo(std::optional<Application> application)
+{
+    co_await returnTo(application);
+    // Not asked for again: it could be another one by now.
+    if (!application)
+        throw ActionError(u"No application is in front to take the keyboard input."_s);
+    if (hasFocus(application->pid))
+        co_return application->pid;
+    const bool isReady = co_await takesFocus(application->pid);
+    if (!isReady)
+        throw ActionError(u"The application in front did not take the keyboard "
+                          "input."_s);
+    co_return application->pid;
 }
 
 bool Executor::KeyboardFocus::isWith(ProcessId application)

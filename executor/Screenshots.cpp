@@ -41,7 +41,7 @@ QString Executor::Actions::screenshotName(const QDateTime &moment)
     return u"Screenshot "_s + moment.toString(u"yyyy-MM-dd 'at' HH.mm.ss"_s) + u".png"_s;
 }
 
-QCoro::Task<QString> Executor::Actions::screenshot(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::screenshot(AgentAction action, Context)
 {
     const QString folder =
         optional(action, "save_to").value_or(optional(action, "folder").value_or(u"Downloads"_s));

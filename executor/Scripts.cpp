@@ -19,7 +19,7 @@ QString Executor::appleScript(const QString &source)
     return u"Script ran."_s;
 }
 
-QCoro::Task<QString> Executor::Actions::appleScript(AgentAction action, CancellationToken)
+QCoro::Task<QString> Executor::Actions::appleScript(AgentAction action, Context)
 {
     co_return Executor::appleScript(required(action, "script", "Missing script."));
 }

@@ -83,18 +83,17 @@ QCoro::Task<QString> Executor::openURL(QString text, std::optional<QString> app,
     co_return opened + Platform::current().workspace().displayName(*location) + u'.';
 }
 
-QCoro::Task<QString> Executor::Actions::openURL(AgentAction action, CancellationToken cancellation)
+QCoro::Task<QString> Executor::Actions::openURL(AgentAction action, Context context)
 {
     const QString url = required(action, "url", "Missing url.");
-    co_return co_await Executor::openURL(url, optional(action, "app"), cancellation);
+    co_return co_await Executor::openURL(url, optional(action, "app"), context.cancellation);
 }
 
-QCoro::Task<QString> Executor::Actions::webSearch(AgentAction action,
-                                                  CancellationToken cancellation)
+QCoro::Task<QString> Executor::Actions::webSearch(AgentAction action, Context context)
 {
     const QString query = required(action, "query", "Missing query.");
     // The characters that need no encoding in a query, besides letters, digits and -._~.
     const QByteArray encoded = QUrl::toPercentEncoding(query, "!$&'()*+,;=:@/?");
     const QString address = u"https://www.google.com/search?q="_s + QString::fromLatin1(encoded);
-    co_return co_await Executor::openURL(address, optional(action, "app"), cancellation);
+    co_return co_await Executor::openURL(address, optional(action, "app"), context.cancellation);
 }

@@ -60,7 +60,7 @@ QString Executor::observe()
            windowSummary();
 }
 
-QCoro::Task<QString> Executor::Actions::listWindows(AgentAction, CancellationToken)
+QCoro::Task<QString> Executor::Actions::listWindows(AgentAction, Context)
 {
     co_return windowSummary();
 }

@@ -184,10 +184,11 @@ void tst_Attention::notificationsQuoteOnlyTheBeginning()
 {
     Scene scene;
     scene.window.isOnScreen = false;
-    scene.task = QString(78, u'x') + u"👩‍🚀 and more"_s;
+    scene.task = QString(79, u'x') + u"👩‍🚀 and more"_s;
     scene.run({done});
     QTRY_VERIFY(!scene.session->isRunning());
-    QCOMPARE(scene.notices(), QStringList{u"tell Done: "_s + QString(78, u'x') + u'…'});
+    QCOMPARE(scene.notices(),
+             QStringList{u"tell Done: "_s + QString(79, u'x') + u"👩‍🚀…"_s});
 
     scene.platform.fakeShell.calls.clear();
     scene.task = u"write\tthis:\n\npassword 1234"_s;

@@ -14,6 +14,7 @@ private Q_SLOTS:
     void findsTheEndsOfGraphemes_data();
     void findsTheEndsOfGraphemes();
     void findsNoMoreGraphemesThanAsked();
+    void cutsAtAGrapheme();
     void foldedTextsAreEqualWhateverTheirCaseAndAccents();
     void decodesTheByteOrderMark();
 };
@@ -66,6 +67,14 @@ void tst_Text::findsTheEndsOfGraphemes()
 void tst_Text::findsNoMoreGraphemesThanAsked()
 {
     QCOMPARE(Text::graphemeBoundaries(u"abcd"_s, 2), (QList<qsizetype>{1, 2}));
+}
+
+void tst_Text::cutsAtAGrapheme()
+{
+    QCOMPARE(Text::first(u"👨‍👩‍👧e\u0301x"_s, 2), u"👨‍👩‍👧e\u0301"_s);
+    QCOMPARE(Text::first(u"ab"_s, 2), u"ab"_s);
+    QCOMPARE(Text::first(u"ab"_s, 3), u"ab"_s);
+    QCOMPARE(Text::first(QString(), 1), QString());
 }
 
 void tst_Text::foldedTextsAreEqualWhateverTheirCaseAndAccents()

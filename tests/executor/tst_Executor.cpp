@@ -5,6 +5,11 @@
 
 using namespace Qt::StringLiterals;
 
+namespace {
+const Application notes{.pid = ProcessId{7}, .name = u"Notes"_s};
+const Application mail{.pid = ProcessId{8}, .name = u"Mail"_s};
+} // namespace
+
 class tst_Executor : public QObject
 {
     Q_OBJECT
@@ -16,6 +21,11 @@ private Q_SLOTS:
     void reportsMissingArgumentsBeforeDoingAnything();
     void listWindowsReturnsTheSummary();
     void focusIsTheSameAsOpen();
+    void someActionsAreForTheApplicationInFront_data();
+    void someActionsAreForTheApplicationInFront();
+    void refusesToActOnAnotherApplication_data();
+    void refusesToActOnAnotherApplication();
+    void readsTheGivenApplication();
 };
 
 void tst_Executor::refusesUnknownNames_data()
@@ -90,6 +100,66 @@ void tst_Executor::focusIsTheSameAsOpen()
     QCOMPARE(outcome(u"focus_app"_s, args), u"Notes is now frontmost."_s);
     QCOMPARE(outcome(u"open_app"_s, args), u"Notes is now frontmost."_s);
     QCOMPARE(platform.fakeWorkspace.launched, QStringList(2, u"/apps/Notes.app"_s));
+}
+
+void tst_Executor::someActionsAreForTheApplicationInFront_data()
+{
+    QTest::addColumn<bool>("isForFront");
+    for (const char *name : {"new_tab", "type_text", "press_key", "click", "read_ui"})
+        QTest::newRow(name) << true;
+    for (const char *name :
+         {"open_app", "focus_app", "quit_app", "open_url", "web_search", "create_folder",
+          "screenshot", "find_files", "open_path", "trash", "list_windows", "applescript", "done"})
+        QTest::newRow(name) << false;
+}
+
+void tst_Executor::someActionsAreForTheApplicationInFront()
+{
+    QFETCH(bool, isForFront);
+    FakePlatform platform;
+    platform.fakeWorkspace.front = notes;
+    int looks = 0;
+    platform.fakeWorkspace.afterEachLook = [&] { ++looks; };
+    const QString name = QString::fromUtf8(QTest::currentDataTag());
+    QCOMPARE(Executor::frontFor(action(name)), isForFront ? std::optional(notes) : std::nullopt);
+    QCOMPARE(looks, isForFront ? 1 : 0);
+}
+
+void tst_Executor::refusesToActOnAnotherApplication_data()
+{
+    QTest::addColumn<std::optional<Application>>("front");
+    for (const char *name : {"new_tab", "type_text", "press_key", "click"}) {
+        QTest::addRow("%s, Mail", name) << std::optional(mail);
+        QTest::addRow("%s, another Notes", name)
+            << std::optional(Application{.pid = mail.pid, .name = notes.name});
+        QTest::addRow("%s, another name", name)
+            << std::optional(Application{.pid = notes.pid, .name = mail.name});
+        QTest::addRow("%s, none", name) << std::optional<Application>();
+    }
+}
+
+void tst_Executor::refusesToActOnAnotherApplication()
+{
+    QFETCH(std::optional<Application>, front);
+    FakePlatform platform;
+    platform.fakeWorkspace.front = front;
+    platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"a"_s});
+    const QString name = QString::fromUtf8(QTest::currentDataTag()).section(u',', 0, 0);
+    const QMap<QString, QString> args{
+        {u"text"_s, u"a"_s}, {u"key"_s, u"a"_s}, {u"label"_s, u"a"_s}};
+    QCOMPARE(outcome(Executor::run(action(name, args), notes)),
+             u"ActionError: Another application has come to the front meanwhile."_s);
+    QVERIFY(platform.fakeKeyboard.events.isEmpty());
+    QVERIFY(platform.fakeAccessibility.pressed.isEmpty());
+    QVERIFY(platform.fakeWorkspace.activated.isEmpty());
+}
+
+void tst_Executor::readsTheGivenApplication()
+{
+    FakePlatform platform;
+    platform.fakeWorkspace.front = mail;
+    QCOMPARE(outcome(Executor::run(action(u"read_ui"_s), notes)), u"No readable controls found."_s);
+    QCOMPARE(platform.fakeAccessibility.opened, QList{notes.pid});
 }
 
 QTEST_GUILESS_MAIN(tst_Executor)

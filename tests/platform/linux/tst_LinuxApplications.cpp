@@ -341,7 +341,7 @@ void tst_LinuxApplications::messengersAreCalledWhatTheyAreInFront()
     AgentAction action;
     action.name = u"press_key"_s;
     action.args = {{u"key"_s, u"return"_s}};
-    QCOMPARE(Safety::assess(action) != Risk::safe(), asks);
+    QCOMPARE(Safety::assess(action, Executor::frontFor(action)) != Risk::safe(), asks);
     QCOMPARE(Executor::windowSummary(), plain + u" — t"_s);
     for (const QString &each : {plain, nameInFront, nameInFront.toUpper()}) {
         QCOMPARE(Executor::runningApp(each).value_or(Application()).pid, window.pid());
