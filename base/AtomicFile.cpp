@@ -1,11 +1,12 @@
 #include "base/AtomicFile.h"
 
+#include "base/FlushToDisk.h"
+
 #include <QFile>
 #include <QRandomGenerator>
 
 #include <cstdio>
-
-#include <unistd.h>
+#include <system_error>
 
 using namespace Qt::StringLiterals;
 
@@ -38,16 +39,18 @@ void AtomicFile::write(const std::filesystem::path &path, const QByteArray &cont
         u"%1.%2"_s.arg(place, QString::number(QRandomGenerator::system()->generate64(), 36)));
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly | QIODevice::Unbuffered))
         fail(file.errorString());
-    if (!writeAll(file, content) || ::fsync(file.handle()) != 0) {
-        const QString reason =
-            file.error() == QFileDevice::NoError ? qt_error_string() : file.errorString();
+    const auto giveUp = [&file](const QString &reason) {
         file.remove();
         fail(reason);
+    };
+    if (!writeAll(file, content))
+        giveUp(file.errorString());
+    try {
+        flushToDisk(file.handle());
+    } catch (const std::system_error &error) {
+        giveUp(qt_error_string(error.code().value()));
     }
     file.close();
-    if (std::rename(QFile::encodeName(file.fileName()).constData(), path.c_str()) != 0) {
-        const QString reason = qt_error_string();
-        file.remove();
-        fail(reason);
-    }
+    if (std::rename(QFile::encodeName(file.fileName()).constData(), path.c_str()) != 0)
+        giveUp(qt_error_string());
 }

@@ -1,5 +1,6 @@
 #include "models/PartialFile.h"
 
+#include "base/FlushToDisk.h"
 #include "models/TransferError.h"
 
 #include <QDir>
@@ -9,9 +10,8 @@
 #include <filesystem>
 #include <system_error>
 
-// POSIX, on both supported systems. Qt has no counterpart of flock and fsync.
+// POSIX, on both supported systems. Qt has no counterpart.
 #include <sys/file.h>
-#include <unistd.h>
 
 namespace {
 constexpr QLatin1String suffix(".quillon-part");
@@ -72,12 +72,10 @@ void PartialFile::write(const char *data, qint64 size)
 
 void PartialFile::flush()
 {
-    while (::fsync(m_file.handle()) != 0) {
-        if (errno == EINTR)
-            continue;
-        if (errno == EINVAL || errno == ENOSYS || errno == ENOTSUP)
-            return; // Some file systems do not support fsync.
-        fail({errno, std::generic_category()});
+    try {
+        flushToDisk(m_file.handle());
+    } catch (const std::system_error &error) {
+        fail(error.code());
     }
 }
 
