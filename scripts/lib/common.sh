@@ -137,7 +137,7 @@ unlock()
     held_lock=
 }
 
-# sha256 FILE… (or standard input): prints prints a line with checksum and name for each.
+# sha256 FILE… (or standard input): prints a line with checksum and name for each.
 sha256()
 {
     if command -v sha256sum >/dev/null 2>&1; then

@@ -28,7 +28,7 @@ require_known_linux()
     esac
     # shellcheck source=/dev/null
     distribution=$(. "$release" && printf '%s' "${ID-}")
-    # A version is missing where the next release is being made.
+    # The next release, while it is in preparation, has no version.
     # shellcheck source=/dev/null
     version=$(. "$release" && printf '%s %s' "${ID-}" "${VERSION_ID-}")
     case $version in
