@@ -226,7 +226,7 @@ void TerminalRunner::askForApproval()
         return;
     }
     if (m_form == Form::text)
-        m_terminal.print(question + u"— nobody to ask here"_s);
+        m_terminal.print(question + u"— no terminal to ask on"_s);
     m_session.resolve(false);
 }
 

@@ -28,7 +28,7 @@ set_target_properties(quillon PROPERTIES
     MACOSX_BUNDLE TRUE
     MACOSX_BUNDLE_INFO_PLIST "${CMAKE_CURRENT_LIST_DIR}/Info.plist.in")
 
-set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - is nobody in particular")
+set(QUILLON_SIGNING_IDENTITY "-" CACHE STRING "Who signs the bundle; - signs without an identity")
 set(sign codesign --force --sign "${QUILLON_SIGNING_IDENTITY}"
     --entitlements "${CMAKE_CURRENT_LIST_DIR}/Quillon.entitlements")
 # Otherwise each build would lose the user's permissions: without an identity, the system identifies

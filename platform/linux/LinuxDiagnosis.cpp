@@ -116,7 +116,7 @@ Finding LinuxDiagnosis::hotKey()
 {
     if (isWayland()) {
         return {
-            Verdict::limited, u"Alt+Space is heard while an X11 application is in front"_s,
+            Verdict::limited, u"Alt+Space works while an X11 application is in front"_s,
             u"Bind a key to \"%1\" in the desktop's settings."_s.arg(DesktopKeys::toggleCommand())};
     }
     LinuxHotKey key;

@@ -157,7 +157,7 @@ void tst_DoctorOnDesktop::aWaylandDesktopIsReported()
     QVERIFY(m_lines[u"Display"_s].startsWith(u"! Display: X11 ("));
     QVERIFY(m_lines[u"Display"_s].contains(u") on a Wayland desktop. Only windows of X11 "));
     QCOMPARE(m_lines[u"Hot key"_s],
-             u"! Hot key: Alt+Space is heard while an X11 application is in front. Bind a key to "
+             u"! Hot key: Alt+Space works while an X11 application is in front. Bind a key to "
              "\"%1 --toggle\" in the desktop's settings."_s.arg(program));
     QCOMPARE(m_lines[u"Screen capture"_s],
              u"! Screen capture: no portal takes pictures of this Wayland desktop. Install "

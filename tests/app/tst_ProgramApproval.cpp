@@ -34,7 +34,7 @@ void tst_ProgramApproval::declinesWhatNobodyCanBeAskedAbout()
     QCOMPARE(quillon.waitForExit(), 1);
     QCOMPARE(quillon.output(),
              u"Throw old.tar away\n"
-             "  ? Move “Downloads/old.tar” to the Trash [y/N] — nobody to ask here\n"
+             "  ? Move “Downloads/old.tar” to the Trash [y/N] — no terminal to ask on\n"
              "  ✗ Declined: Moving “Downloads/old.tar” to Trash\n"
              "I didn't do that, as requested.\n"_s);
     QVERIFY(QFile::exists(m_home->path(u"Downloads/old.tar"_s)));

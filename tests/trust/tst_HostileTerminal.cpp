@@ -116,7 +116,7 @@ void tst_HostileTerminal::whatIsPrintedIsPlainText()
     for (const QString &line : printed.split(u'\n'))
         endings += line.startsWith(u"  ✔ "_s) ? 1 : 0;
     QVERIFY(endings <= 1);
-    QCOMPARE(printed.count(u"[y/N] — nobody to ask here\n"_s), hostile.reason.isEmpty() ? 0 : 1);
+    QCOMPARE(printed.count(u"[y/N] — no terminal to ask on\n"_s), hostile.reason.isEmpty() ? 0 : 1);
     if (!hostile.shown.isEmpty()) {
         const QString question = u"  ? "_s + hostile.shown + u" [y/N] "_s;
         QVERIFY(printed.contains(QString(question).replace(u'\n', u"\n    "_s)));

@@ -98,6 +98,7 @@ bool AtSpiRoles::isWindow(AtSpiRole role)
            role == AtSpiRole::application;
 }
 
+// Without passwordText, so that the content of a password field is never read.
 bool AtSpiRoles::showsText(AtSpiRole role)
 {
     return role == AtSpiRole::text || role == AtSpiRole::entry || role == AtSpiRole::spinButton ||

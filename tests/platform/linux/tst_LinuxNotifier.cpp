@@ -101,7 +101,7 @@ void tst_LinuxNotifier::aNotificationIsPlainTextWithAnAction()
     QCOMPARE(notice.body, QString());
     QCOMPARE(notice.actions, (QStringList{u"default"_s, QString(), u"show"_s, u"Show"_s}));
     QCOMPARE(notice.expires, -1);
-    // Every program hears of the actions of every notification.
+    // Every program is notified of the actions on every notification.
     notifications.choose(id + 1, u"default"_s);
     notifications.choose(id, u"other"_s);
     QTest::qWait(50);

@@ -48,7 +48,7 @@ public:
         xcb_flush(m_connection);
     }
     // Its connection stays open. Otherwise the next window would get the same number, and the
-    // window manager would resize or unmap it when it hears that this one has gone.
+    // window manager would resize or unmap it when it is notified that this one was destroyed.
     ~BareWindow() override
     {
         xcb_destroy_window(m_connection, m_id);
