@@ -7,6 +7,9 @@
 /// atomically: it always has a complete file or none. Used on one thread at a time. The destructor
 /// removes the file unless it was moved. Operations that fail throw a TransferError with the
 /// system's description of the failure.
+///
+/// Unlike that of QSaveFile, the file is locked, so that sweep() can tell the file of a process
+/// that was killed from that of a running transfer, and it can replace a folder.
 class PartialFile
 {
 public:

@@ -32,8 +32,8 @@ QByteArray uriOf(const std::filesystem::path &path)
 
 bool leads(ProcessId leader, const X11Window &window)
 {
-    return leader != ProcessId{} && window.owner &&
-           LinuxProcesses().session(*window.owner) == leader;
+    return leader != ProcessId{} && window.process &&
+           LinuxProcesses().session(*window.process) == leader;
 }
 
 // The application's topmost window, if it has any. Some windows can only be assigned to the entry
@@ -44,17 +44,17 @@ std::optional<X11WindowId> windowOf(const X11Snapshot &snapshot, const QString &
     for (const bool onScreen : {true, false}) {
         for (const X11Window &window : snapshot.windows) {
             if (window.isOrdinary() && window.onScreen == onScreen && !window.isOurs(ours) &&
-                (ownerOf(window).location == location || leads(leader, window)))
+                (applicationOf(window).location == location || leads(leader, window)))
                 return window.id;
         }
     }
     return std::nullopt;
 }
 
-std::optional<ProcessId> ownerIn(const X11Snapshot &snapshot, X11WindowId window)
+std::optional<ProcessId> processIn(const X11Snapshot &snapshot, X11WindowId window)
 {
     const auto found = std::ranges::find(snapshot.windows, window, &X11Window::id);
-    return found == snapshot.windows.end() ? std::nullopt : found->owner;
+    return found == snapshot.windows.end() ? std::nullopt : found->process;
 }
 
 // The pages that a browser shows before it opens another one; nothing if they are unknown.
@@ -89,11 +89,11 @@ QList<const X11Window *> inOrderOfAge(const X11Snapshot &snapshot)
 
 Application application(const X11Window &window)
 {
-    const WindowOwner owner = ownerOf(window);
-    return {.pid = window.owner.value_or(ProcessId{}),
-            .name = owner.name,
+    const WindowApplication known = applicationOf(window);
+    return {.pid = window.process.value_or(ProcessId{}),
+            .name = known.name,
             .policy = window.isOrdinary() ? ActivationPolicy::regular : ActivationPolicy::accessory,
-            .location = owner.location};
+            .location = known.location};
 }
 
 constexpr std::chrono::milliseconds lookInterval{40};
@@ -232,7 +232,7 @@ QString WindowArrival::failure(const X11Snapshot &now) const
 const X11Window *WindowArrival::before(const X11Window &window) const
 {
     const auto found = std::ranges::find_if(m_expected.before.windows, [&](const X11Window &each) {
-        return each.id == window.id && each.owner == window.owner &&
+        return each.id == window.id && each.process == window.process &&
                each.className == window.className;
     });
     return found == m_expected.before.windows.end() ? nullptr : &*found;
@@ -242,14 +242,11 @@ bool WindowArrival::belongs(const X11Window &window) const
 {
     if (window.kind != X11Window::Kind::ordinary || window.isOurs(m_expected.ours))
         return false;
-    const WindowOwner owner = ownerOf(window);
-    if (owner.location == m_expected.location)
-        return true;
-    if (window.owner && m_expected.leader != ProcessId{} &&
-        LinuxProcesses().session(*window.owner) == m_expected.leader)
+    const std::optional<QString> location = applicationOf(window).location;
+    if (location == m_expected.location || leads(m_expected.leader, window))
         return true;
     // Not every window can be assigned to what was started, but most others to another entry.
-    return isNew(window) && !(owner.location && DesktopEntries::isEntry(*owner.location));
+    return isNew(window) && !(location && DesktopEntries::isEntry(*location));
 }
 
 bool WindowArrival::hasWhatWasAskedFor(const X11Window &window) const
@@ -285,10 +282,10 @@ bool WindowArrival::hasSettled(const X11Window &window)
 
 void WindowArrival::lookAtPages(const X11Window &window)
 {
-    if (!m_nextPageLook.hasExpired() || !window.owner)
+    if (!m_nextPageLook.hasExpired() || !window.process)
         return;
     m_nextPageLook.setRemainingTime(pageLookInterval);
-    const auto look = [browser = *window.owner] {
+    const auto look = [browser = *window.process] {
         return BrowserPages::of(browser, std::chrono::steady_clock::now() + pageLookLimit);
     };
     // Without an answer, the browser is busy, and its last answer is used.
@@ -380,14 +377,14 @@ std::set<ProcessId> LinuxWorkspace::ownProcesses()
 
 std::optional<ProcessId> LinuxWorkspace::focusedProcess()
 {
-    return m_desktop.activeOwner();
+    return m_desktop.activeProcess();
 }
 
 void LinuxWorkspace::activate(ProcessId application)
 {
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
     const auto window = std::ranges::find_if(snapshot.windows, [&](const X11Window &each) {
-        return each.owner.value_or(ProcessId{}) == application && each.onScreen &&
+        return each.process.value_or(ProcessId{}) == application && each.onScreen &&
                each.isOrdinary();
     });
     if (window != snapshot.windows.end())
@@ -400,12 +397,12 @@ QList<Application> LinuxWorkspace::runningApplications()
     const std::set<ProcessId> ours = ownProcesses();
     QList<Application> applications;
     for (const X11Window *const window : inOrderOfAge(snapshot)) {
-        if (!window->owner || window->isOurs(ours))
+        if (!window->process || window->isOurs(ours))
             continue;
-        const Application owner = application(*window);
-        const auto known = std::ranges::find(applications, owner.pid, &Application::pid);
+        const Application found = application(*window);
+        const auto known = std::ranges::find(applications, found.pid, &Application::pid);
         if (known == applications.end())
-            applications.append(owner);
+            applications.append(found);
         else if (window->isOrdinary())
             known->policy = ActivationPolicy::regular;
     }
@@ -474,7 +471,7 @@ void LinuxWorkspace::terminate(ProcessId application)
     QList<X11WindowId> windows;
     const X11Snapshot snapshot = m_desktop.snapshot().value_or(X11Snapshot());
     for (const X11Window &window : snapshot.windows) {
-        if (window.owner == application && window.kind != X11Window::Kind::desktop)
+        if (window.process == application && window.kind != X11Window::Kind::desktop)
             windows.append(window.id);
     }
     if (!windows.isEmpty())
@@ -489,7 +486,7 @@ bool LinuxWorkspace::hasTerminated(ProcessId application)
 void LinuxWorkspace::reveal(const std::filesystem::path &item)
 {
     // Without a display, a file manager could not start.
-    if (hasDisplay())
+    if (hasWindowSystem())
         FileManager::show(uriOf(item));
 }
 
@@ -516,7 +513,7 @@ QFuture<void> LinuxWorkspace::openIn(const QString &location, const QByteArray &
         windowOf(expected.before, location, last.leader, expected.ours);
     if (isWebAddress(uri) && DesktopEntries::isBrowser(location)) {
         const ProcessId browser =
-            window ? ownerIn(expected.before, *window).value_or(ProcessId{}) : ProcessId{};
+            window ? processIn(expected.before, *window).value_or(ProcessId{}) : ProcessId{};
         // Without accessibility, its pages are unknown.
         expected.opensPage = !ChromiumProgram::isClosed(browser);
         if (browser != ProcessId{} && expected.opensPage)

@@ -64,7 +64,7 @@ void tst_PanelInstanceOnDesktop::aSecondStartSummonsWhatIsHidden()
         QTRY_VERIFY(!second.isRunning());
         QCOMPARE(second.exitCode(), 0);
         QCOMPARE(second.errors(), QString());
-        QCOMPARE(panel()->owner, quillon.pid());
+        QCOMPARE(panel()->process, quillon.pid());
     }
 }
 
@@ -115,7 +115,7 @@ void tst_PanelInstanceOnDesktop::toggleStartsThePanelWhereNoneRuns()
     const Start quillon({u"--toggle"_s});
     QTRY_VERIFY(panelHasTheKeyboard());
     QVERIFY(quillon.isRunning());
-    QCOMPARE(panel()->owner, quillon.pid());
+    QCOMPARE(panel()->process, quillon.pid());
 }
 
 void tst_PanelInstanceOnDesktop::desktopsReachThePanelOverTheirBus()
@@ -148,7 +148,7 @@ void tst_PanelInstanceOnDesktop::theBusStartsThePanelForWhateverIsAskedOfIt()
     const QVariantList toggle{u"toggle"_s, QVariantList(), QVariantMap()};
     QVERIFY(call(u"ActivateAction"_s, toggle));
     QTRY_VERIFY(panelHasTheKeyboard());
-    const auto quillon = static_cast<pid_t>(panel()->owner.value());
+    const auto quillon = static_cast<pid_t>(panel()->process.value());
     QVERIFY(call(u"ActivateAction"_s, toggle));
     QTRY_VERIFY(!panelIsSeen());
     QVERIFY(call(u"Activate"_s, {QVariantMap()}));
@@ -175,7 +175,7 @@ void tst_PanelInstanceOnDesktop::fiftyStartsAtOnceAreOnePanel()
     QCOMPARE(windows, 1);
     for (const auto &start : starts) {
         if (start->isRunning())
-            QCOMPARE(panel()->owner, start->pid());
+            QCOMPARE(panel()->process, start->pid());
         else
             QCOMPARE(start->exitCode(), 0);
         QCOMPARE(start->errors(), QString());
@@ -189,7 +189,7 @@ void tst_PanelInstanceOnDesktop::aKilledPredecessorIsSucceeded()
         QTRY_VERIFY(panelHasTheKeyboard());
         first.signal(SIGKILL);
         const Start second;
-        QTRY_VERIFY(panelHasTheKeyboard() && panel()->owner == second.pid());
+        QTRY_VERIFY(panelHasTheKeyboard() && panel()->process == second.pid());
         press(u"alt+space"_s);
         QTRY_VERIFY(!panelIsSeen());
     }
@@ -249,7 +249,7 @@ void tst_PanelInstanceOnDesktop::withoutADisplayThereIsOneSentence_data()
     QTest::addColumn<QString>("display");
 
     QTest::newRow("none") << QStringList() << QString();
-    QTest::newRow("one where nobody answers") << QStringList() << u":987"_s;
+    QTest::newRow("one that does not answer") << QStringList() << u":987"_s;
     QTest::newRow("a toggle") << QStringList{u"--toggle"_s} << QString();
 }
 

@@ -86,7 +86,7 @@ void tst_PanelOnDesktop::thePanelIsAnOrdinaryApplicationOfTheTaskBar()
     QCOMPARE(panel()->kind, X11Window::Kind::ordinary);
     QVERIFY(panel()->inTaskBar);
     QCOMPARE(panel()->className, u"Quillon"_s);
-    QCOMPARE(panel()->owner, quillon.pid());
+    QCOMPARE(panel()->process, quillon.pid());
 }
 
 void tst_PanelOnDesktop::theHotKeyBringsThePanelInFrontOfAnotherApplication()

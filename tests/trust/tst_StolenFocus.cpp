@@ -121,7 +121,7 @@ void tst_StolenFocus::beforeTheFirstKey_data()
     for (const auto kind : {Thief::Kind::terminal, Thief::Kind::passwordDialog}) {
         const char *const thief = kind == Thief::Kind::terminal ? "terminal" : "password dialog";
         QTest::addRow("text, %s", thief) << kind << u"type_text"_s << u"secret"_s;
-        QTest::addRow("text with borrowed keys, %s", thief) << kind << u"type_text"_s << u"тайна"_s;
+        QTest::addRow("text with mapped keys, %s", thief) << kind << u"type_text"_s << u"тайна"_s;
         QTest::addRow("key, %s", thief) << kind << u"press_key"_s << u"a"_s;
     }
 }

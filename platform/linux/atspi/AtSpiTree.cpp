@@ -296,7 +296,7 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
     for (qsizetype i = 0; i < elements.size(); ++i) {
         const Element &element = at(elements[i]);
         if (element.role)
-            nodes[i].role = AtSpiRoles::axName(*element.role, element.liesInMenuBar);
+            nodes[i].role = AtSpiRoles::axName(*element.role, element.isInMenuBar);
     }
     qsizetype room = maxChildren;
     for (const Asked &one : asked) {
@@ -322,7 +322,7 @@ QList<AccessibleNode> AtSpiTree::nodes(const QList<ElementId> &elements, qsizety
             if (object.path == nothing || m_avoidedNames.contains(object.bus))
                 continue;
             const ElementId child = add(object);
-            at(child).liesInMenuBar = at(elements[one.element]).role == AtSpiRole::menuBar;
+            at(child).isInMenuBar = at(elements[one.element]).role == AtSpiRole::menuBar;
             nodes[one.element].children.append(child);
             --room;
         }

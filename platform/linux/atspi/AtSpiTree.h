@@ -35,7 +35,7 @@ private:
         DBusObject object{};
         std::optional<AtSpiRole> role{}; ///< Absent until it is read, or if it is unknown.
         bool isRoot = false;
-        bool liesInMenuBar = false;
+        bool isInMenuBar = false;
         bool isMenu = false; ///< The menu that the item of the same object opens.
     };
 

@@ -23,7 +23,7 @@ bool holdsResources(const QString &folder)
 }
 
 // Checks the program's folder and the one above: some have the starting script in "bin".
-bool liesBesideResources(const QString &file)
+bool isBesideResources(const QString &file)
 {
     const QString folder = QFileInfo(file).path();
     return holdsResources(folder) || holdsResources(QFileInfo(folder).path());
@@ -54,7 +54,7 @@ bool startsOne(const QString &script)
     static const QRegularExpression path(u"/[\\w.+/-]+"_s);
     for (const QRegularExpressionMatch &match :
          path.globalMatch(expanded(QString::fromUtf8(file.read(mostScriptBytes))))) {
-        if (liesBesideResources(match.captured()) || holdsResources(match.captured()))
+        if (isBesideResources(match.captured()) || holdsResources(match.captured()))
             return true;
     }
     return false;
@@ -77,17 +77,15 @@ bool ChromiumProgram::is(const QString &file)
 {
     const QFileInfo info(file);
     const QString real = info.canonicalFilePath();
-    return info.isFile() && (liesBesideResources(real) || startsOne(real));
+    return info.isFile() && (isBesideResources(real) || startsOne(real));
 }
 
-bool ChromiumProgram::isClosed(ProcessId process, const QString &table)
+bool ChromiumProgram::isClosed(ProcessId process, const LinuxProcesses &processes)
 {
-    const QString folder = table + u'/' + QString::number(static_cast<qint64>(process));
-    if (!is(QFile::symLinkTarget(folder + u"/exe"_s)))
+    if (!is(processes.program(process)))
         return false;
-    QFile commandLine(folder + u"/cmdline"_s);
-    return commandLine.open(QIODevice::ReadOnly) &&
-           !commandLine.read(mostScriptBytes).contains(openingOption().toLatin1());
+    const QByteArray commandLine = processes.commandLine(process);
+    return !commandLine.isEmpty() && !commandLine.contains(openingOption().toLatin1());
 }
 
 QString ChromiumProgram::opened(const QString &commandLine)

@@ -1,10 +1,8 @@
 #pragma once
 
-#include "platform/Workspace.h"
+#include "platform/linux/desktop/LinuxProcesses.h"
 
 #include <QString>
-
-using Qt::StringLiterals::operator""_s;
 
 /// Programs based on Chromium: browsers and Electron applications. They expose their controls only
 /// if they are started with an option.
@@ -17,7 +15,7 @@ namespace ChromiumProgram {
 [[nodiscard]] bool is(const QString &file);
 
 /// Whether the process runs such a program without the option.
-[[nodiscard]] bool isClosed(ProcessId process, const QString &table = u"/proc"_s);
+[[nodiscard]] bool isClosed(ProcessId process, const LinuxProcesses &processes = {});
 
 /// The command line of a desktop entry, with the option added if it starts such a program.
 [[nodiscard]] QString opened(const QString &commandLine);

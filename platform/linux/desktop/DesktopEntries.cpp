@@ -3,6 +3,7 @@
 #include "base/Text.h"
 #include "platform/PlatformError.h"
 #include "platform/linux/desktop/GObjectPtr.h"
+#include "platform/linux/desktop/LinuxProcesses.h"
 
 #include <QDeadlineTimer>
 #include <QDir>
@@ -86,6 +87,8 @@ std::vector<Entry> readEntries(const std::vector<EntryFile> &files)
 
 // Reading all entries takes about 20 ms, so they are read again only if they have changed. One step
 // of a task needs them several times, so the files are not checked each time either.
+// GAppInfoMonitor would report changes, but only once GIO has indexed all folders, which it does
+// without a limit.
 const std::vector<Entry> &allEntries()
 {
     static std::vector<Entry> entries;
@@ -252,12 +255,6 @@ std::optional<QString> messengerName(const Entry &entry)
     return name + u" ("_s + kind + u')';
 }
 
-QString programOf(ProcessId process)
-{
-    const QString link = u"/proc/%1/exe"_s.arg(static_cast<qint64>(process));
-    return QFileInfo(QFile::symLinkTarget(link)).fileName();
-}
-
 bool isSame(const QString &left, const QString &right)
 {
     return !left.isEmpty() && left.compare(right, Qt::CaseInsensitive) == 0;
@@ -295,7 +292,7 @@ QString handlerOf(const QByteArray &uri)
 
 void requireDisplay()
 {
-    if (!hasDisplay())
+    if (!hasWindowSystem())
         throw PlatformError(u"There is no display to open applications on."_s);
 }
 } // namespace
@@ -367,7 +364,9 @@ std::optional<InstalledApplication> DesktopEntries::forWindow(const WindowClass 
                 return entry.application();
         }
     }
-    const QString program = window.owner ? programOf(*window.owner) : QString();
+    const QString program = window.process
+                                ? QFileInfo(LinuxProcesses().program(*window.process)).fileName()
+                                : QString();
     if (!said.isEmpty() && !isSame(program, said))
         return std::nullopt;
     for (const Entry &entry : allEntries()) {

@@ -8,10 +8,11 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
-/// Whether there is a display: without one, applications cannot be started.
-[[nodiscard]] inline bool hasDisplay()
+/// Whether the session has a window system: without one, applications cannot be started.
+[[nodiscard]] inline bool hasWindowSystem()
 {
     return !qEnvironmentVariableIsEmpty("DISPLAY") ||
            !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY");
@@ -20,7 +21,7 @@
 /// The properties by which the application of a window is recognised.
 struct WindowClass
 {
-    std::optional<ProcessId> owner;
+    std::optional<ProcessId> process;
     QString instanceName; ///< The two parts of WM_CLASS.
     QString className;
 };

@@ -43,6 +43,8 @@ TerminalId terminal(dev_t device)
 }
 } // namespace
 
+LinuxProcesses::LinuxProcesses() : m_folder(u"/proc"_s) {}
+
 QList<ProcessId> LinuxProcesses::all() const
 {
     QList<ProcessId> found;
@@ -86,6 +88,11 @@ std::optional<ProcessRecord> LinuxProcesses::record(ProcessId process) const
         S_ISCHR(input.st_mode) && isTerminal(input.st_rdev))
         record.input = terminal(input.st_rdev);
     return record;
+}
+
+QByteArray LinuxProcesses::commandLine(ProcessId process) const
+{
+    return read(process, "cmdline"_L1);
 }
 
 bool LinuxProcesses::hasEnded(ProcessId process) const

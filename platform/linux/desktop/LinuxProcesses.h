@@ -4,20 +4,22 @@
 
 #include <QByteArray>
 #include <QLatin1StringView>
-
-#include <utility>
-
-using Qt::StringLiterals::operator""_s;
+#include <QString>
 
 /// The process table in /proc. Any thread.
 class LinuxProcesses final : public ProcessList
 {
 public:
-    explicit LinuxProcesses(QString folder = u"/proc"_s) : m_folder(std::move(folder)) {}
+    LinuxProcesses();
+    /// Another folder with the same files, for tests.
+    explicit LinuxProcesses(const QString &folder) : m_folder(folder) {}
 
     [[nodiscard]] QList<ProcessId> all() const override;
     [[nodiscard]] QString program(ProcessId process) const override;
     [[nodiscard]] std::optional<ProcessRecord> record(ProcessId process) const override;
+
+    /// The program and its arguments with null characters between them; empty if it has ended.
+    [[nodiscard]] QByteArray commandLine(ProcessId process) const;
 
     /// Whether the process has ended; true for zombies.
     [[nodiscard]] bool hasEnded(ProcessId process) const;

@@ -1,4 +1,4 @@
-#include "platform/linux/keyboard/Loans.h"
+#include "platform/linux/keyboard/KeyChanges.h"
 
 #include <xkbcommon/xkbcommon.h>
 
@@ -59,21 +59,21 @@ public:
         return KeyEntry(bytes.begin(), bytes.end());
     }
 
-    std::optional<std::pair<xcb_keycode_t, Loan>> loan()
+    std::optional<std::pair<xcb_keycode_t, KeyChange>> change()
     {
         const std::optional<uint8_t> code = byte();
         const std::optional<uint8_t> count = byte();
         std::optional<KeyEntry> before = entry();
         if (!code || !count || !before)
             return std::nullopt;
-        Loan loan{.before = *std::move(before), .ours = {}};
+        KeyChange change{.before = *std::move(before), .ours = {}};
         for (int i = 0; i < *count; ++i) {
             std::optional<KeyEntry> ours = entry();
             if (!ours)
                 return std::nullopt;
-            loan.ours.push_back(*std::move(ours));
+            change.ours.push_back(*std::move(ours));
         }
-        return std::pair(*code, std::move(loan));
+        return std::pair(*code, std::move(change));
     }
 
 private:
@@ -123,7 +123,7 @@ bool isHolding(size_t modifier, const KeyMap &map)
 }
 } // namespace
 
-void LoanRecord::recover()
+void ChangeRecord::recover()
 {
     const XKeyboard::ServerGrab grab(m_keyboard);
     std::vector<xcb_atom_t> left;
@@ -147,7 +147,7 @@ void LoanRecord::recover()
     m_keyboard.sync();
 }
 
-void LoanRecord::begin()
+void ChangeRecord::begin()
 {
     const XKeyboard::ServerGrab grab(m_keyboard);
     const xcb_window_t owner = m_keyboard.makeWindow();
@@ -163,19 +163,19 @@ void LoanRecord::begin()
     write();
 }
 
-void LoanRecord::write(const std::map<xcb_keycode_t, Loan> &keys)
+void ChangeRecord::write(const std::map<xcb_keycode_t, KeyChange> &keys)
 {
     m_keys = keys;
     write();
 }
 
-void LoanRecord::write(uint8_t locked)
+void ChangeRecord::write(uint8_t locked)
 {
     m_locked = locked;
     write();
 }
 
-void LoanRecord::end()
+void ChangeRecord::end()
 {
     if (!m_slot)
         return;
@@ -185,20 +185,15 @@ void LoanRecord::end()
     m_keyboard.sync();
 }
 
-std::vector<uint8_t> LoanRecord::read(xcb_atom_t slot) const
+std::vector<uint8_t> ChangeRecord::read(xcb_atom_t slot) const
 {
-    const auto reply = answered(
-        xcb_get_property_reply(m_keyboard.connection(),
-                               xcb_get_property(m_keyboard.connection(), 0, m_keyboard.root(), slot,
-                                                XCB_ATOM_INTEGER, 0, mostWords),
-                               nullptr));
-    if (reply->format != 8)
-        return {};
-    const auto *const bytes = static_cast<const uint8_t *>(xcb_get_property_value(reply.get()));
-    return {bytes, bytes + reply->value_len};
+    const auto reply = answered(Xcb::property(m_keyboard.connection(), m_keyboard.root(), slot,
+                                              mostWords, XCB_ATOM_INTEGER));
+    const std::span<const uint8_t> bytes = Xcb::bytes(reply.get());
+    return {bytes.begin(), bytes.end()};
 }
 
-bool LoanRecord::isOwned(xcb_atom_t slot) const
+bool ChangeRecord::isOwned(xcb_atom_t slot) const
 {
     return answered(xcb_get_selection_owner_reply(
                         m_keyboard.connection(),
@@ -206,7 +201,7 @@ bool LoanRecord::isOwned(xcb_atom_t slot) const
                ->owner != XCB_WINDOW_NONE;
 }
 
-void LoanRecord::putBack(const std::vector<uint8_t> &record)
+void ChangeRecord::putBack(const std::vector<uint8_t> &record)
 {
     Reader reader(record);
     if (reader.byte() != format)
@@ -214,10 +209,10 @@ void LoanRecord::putBack(const std::vector<uint8_t> &record)
     const uint8_t locked = reader.byte().value_or(0);
     std::map<xcb_keycode_t, KeyEntry> changes;
     while (!reader.isAtEnd()) {
-        const auto loan = reader.loan();
-        if (!loan)
+        const auto change = reader.change();
+        if (!change)
             break;
-        const auto &[code, key] = *loan;
+        const auto &[code, key] = *change;
         if (code < xcb_get_setup(m_keyboard.connection())->min_keycode)
             continue;
         // Another program may have given it yet another meaning, which is kept.
@@ -230,16 +225,16 @@ void LoanRecord::putBack(const std::vector<uint8_t> &record)
         m_keyboard.lock(locked, locked);
 }
 
-void LoanRecord::write() const
+void ChangeRecord::write() const
 {
     if (!m_slot)
         return;
     std::vector<uint8_t> record{format, m_locked};
-    for (const auto &[code, loan] : m_keys) {
+    for (const auto &[code, change] : m_keys) {
         record.push_back(code);
-        record.push_back(static_cast<uint8_t>(loan.ours.size()));
-        append(record, loan.before);
-        for (const KeyEntry &entry : loan.ours)
+        record.push_back(static_cast<uint8_t>(change.ours.size()));
+        append(record, change.before);
+        for (const KeyEntry &entry : change.ours)
             append(record, entry);
     }
     xcb_change_property(m_keyboard.connection(), XCB_PROP_MODE_REPLACE, m_keyboard.root(), *m_slot,
@@ -250,7 +245,7 @@ void TemporaryKeyMapping::assign(const std::vector<xcb_keycode_t> &spareKeys,
                                  std::span<const KeySymbol> symbols)
 {
     std::vector<xcb_keycode_t> free = spareKeys;
-    for (const auto &[code, borrowed] : m_keys)
+    for (const auto &[code, mapped] : m_keys)
         free.push_back(code);
     std::ranges::sort(free);
     if (free.empty())
@@ -275,12 +270,12 @@ void TemporaryKeyMapping::assign(const std::vector<xcb_keycode_t> &spareKeys,
             m_keys[code].before = current[static_cast<size_t>(code - free.front())];
         if (!m_keys.contains(code))
             continue;
-        Loan &loan = m_keys[code];
-        changes[code] = isUsed ? entryOf(meanings[i]) : loan.before;
+        KeyChange &change = m_keys[code];
+        changes[code] = isUsed ? entryOf(meanings[i]) : change.before;
         // Until the change is done, the key has the meaning from our last change.
-        loan.ours.push_back(changes[code]);
-        if (loan.ours.size() > 2)
-            loan.ours.erase(loan.ours.begin());
+        change.ours.push_back(changes[code]);
+        if (change.ours.size() > 2)
+            change.ours.erase(change.ours.begin());
     }
     m_record.write(m_keys);
     m_keyboard.change(changes);
@@ -293,9 +288,9 @@ void TemporaryKeyMapping::restore()
     const xcb_keycode_t first = m_keys.begin()->first;
     const std::vector<KeyEntry> current = m_keyboard.entries(first, m_keys.rbegin()->first);
     std::map<xcb_keycode_t, KeyEntry> changes;
-    for (const auto &[code, loan] : m_keys) {
-        if (current[static_cast<size_t>(code - first)] == loan.ours.back())
-            changes[code] = loan.before;
+    for (const auto &[code, change] : m_keys) {
+        if (current[static_cast<size_t>(code - first)] == change.ours.back())
+            changes[code] = change.before;
     }
     m_keyboard.change(changes);
     m_keys.clear();

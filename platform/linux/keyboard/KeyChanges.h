@@ -12,7 +12,7 @@
 // Temporary changes to the user's keyboard, and restoring it.
 
 /// A key with a temporary meaning.
-struct Loan
+struct KeyChange
 {
     KeyEntry before;
     std::vector<KeyEntry>
@@ -23,10 +23,10 @@ struct Loan
 /// restore them, but the next one can. Each record has a selection, which a process loses with its
 /// connection; so the server tells whether the process still exists. Throws a Failure if the server
 /// is gone.
-class LoanRecord
+class ChangeRecord
 {
 public:
-    explicit LoanRecord(XKeyboard &keyboard) : m_keyboard(keyboard) {}
+    explicit ChangeRecord(XKeyboard &keyboard) : m_keyboard(keyboard) {}
 
     /// Restores what ended processes have left: temporary meanings, pressed keys, locks.
     void recover();
@@ -35,7 +35,7 @@ public:
     void begin();
 
     /// Records a change; must be called before the change.
-    void write(const std::map<xcb_keycode_t, Loan> &keys);
+    void write(const std::map<xcb_keycode_t, KeyChange> &keys);
     void write(uint8_t locked);
 
     /// Removes the record, after everything is restored.
@@ -49,7 +49,7 @@ private:
 
     XKeyboard &m_keyboard;
     std::optional<xcb_atom_t> m_slot; ///< Ours, after begin().
-    std::map<xcb_keycode_t, Loan> m_keys;
+    std::map<xcb_keycode_t, KeyChange> m_keys;
     uint8_t m_locked = 0;
 };
 
@@ -57,7 +57,7 @@ private:
 class TemporaryKeyMapping
 {
 public:
-    TemporaryKeyMapping(XKeyboard &keyboard, LoanRecord &record)
+    TemporaryKeyMapping(XKeyboard &keyboard, ChangeRecord &record)
         : m_keyboard(keyboard), m_record(record)
     {
     }
@@ -74,8 +74,8 @@ public:
 
 private:
     XKeyboard &m_keyboard;
-    LoanRecord &m_record;
-    std::map<xcb_keycode_t, Loan> m_keys;
+    ChangeRecord &m_record;
+    std::map<xcb_keycode_t, KeyChange> m_keys;
 };
 
 /// Releases and unlocks the modifiers that the user or another program holds or has locked, while
@@ -83,7 +83,8 @@ private:
 class HeldModifiers
 {
 public:
-    HeldModifiers(XKeyboard &keyboard, LoanRecord &record) : m_keyboard(keyboard), m_record(record)
+    HeldModifiers(XKeyboard &keyboard, ChangeRecord &record)
+        : m_keyboard(keyboard), m_record(record)
     {
     }
 
@@ -95,7 +96,7 @@ public:
 
 private:
     XKeyboard &m_keyboard;
-    LoanRecord &m_record;
+    ChangeRecord &m_record;
     std::map<DeviceKey, int> m_held; ///< With the number of releases by others before ours.
     uint8_t m_locked = 0;
 };

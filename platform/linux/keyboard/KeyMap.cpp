@@ -69,7 +69,8 @@ std::vector<KeySymbol> meanings(xkb_state *state, xcb_keycode_t code)
 }
 
 // The combinations of modifiers for a level of the key.
-std::vector<xkb_mod_mask_t> waysTo(xkb_state *state, xcb_keycode_t code, xkb_level_index_t level)
+std::vector<xkb_mod_mask_t> modifiersFor(xkb_state *state, xcb_keycode_t code,
+                                         xkb_level_index_t level)
 {
     std::vector<xkb_mod_mask_t> masks(16);
     masks.resize(xkb_keymap_key_get_mods_for_level(xkb_state_get_keymap(state), code,
@@ -113,7 +114,7 @@ KeyMap::KeyMap(XKeyboard &keyboard)
         // With a modifier, terminals interpret such a key's function on another level as a command.
         const bool hasOnlyBase = std::ranges::any_of(levels, isFunction);
         for (xkb_level_index_t level = 0; level < (hasOnlyBase ? 1 : levels.size()); ++level) {
-            for (const xkb_mod_mask_t mask : waysTo(state.get(), code, level)) {
+            for (const xkb_mod_mask_t mask : modifiersFor(state.get(), code, level)) {
                 if ((mask & ~static_cast<xkb_mod_mask_t>(m_forCharacters)) == 0)
                     addStroke(levels[level], {code, static_cast<uint8_t>(mask)});
             }

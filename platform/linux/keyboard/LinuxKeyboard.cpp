@@ -14,14 +14,13 @@
 #include <deque>
 #include <utility>
 
+#include <xkbcommon/xkbcommon-keysyms.h>
+
 using namespace Qt::StringLiterals;
 
 namespace {
 // Longer than the keyboard program waits for an application.
 constexpr std::chrono::milliseconds answerLimit{2000};
-
-constexpr uint returnSymbol = 0xff0d;
-constexpr uint tabSymbol = 0xff09;
 
 // Keysyms of Latin-1 are the code points; those of other characters are the code points plus this.
 constexpr uint unicodeSymbols = 0x01000000;
@@ -42,9 +41,9 @@ QList<uint> symbolsOf(QString text)
         if (QChar::isSurrogate(character))
             character = QChar::ReplacementCharacter; // an unpaired surrogate
         if (character == u'\n' || character == u'\r')
-            symbols.append(returnSymbol);
+            symbols.append(XKB_KEY_Return);
         else if (character == u'\t')
-            symbols.append(tabSymbol);
+            symbols.append(XKB_KEY_Tab);
         else if (character >= 0x20 && (character < 0x7f || character >= 0xa0))
             symbols.append(symbolOfCharacter(character));
     }
@@ -54,19 +53,20 @@ QList<uint> symbolsOf(QString text)
 // The keysym of a key on the standard Mac keyboard.
 uint symbolOfKey(quint16 code)
 {
-    static const QMap<quint16, uint> table{
-        {0, 'a'},      {1, 's'},     {2, 'd'},     {3, 'f'},      {4, 'h'},      {5, 'g'},
-        {6, 'z'},      {7, 'x'},     {8, 'c'},     {9, 'v'},      {11, 'b'},     {12, 'q'},
-        {13, 'w'},     {14, 'e'},    {15, 'r'},    {16, 'y'},     {17, 't'},     {18, '1'},
-        {19, '2'},     {20, '3'},    {21, '4'},    {22, '6'},     {23, '5'},     {24, '='},
-        {25, '9'},     {26, '7'},    {27, '-'},    {28, '8'},     {29, '0'},     {30, ']'},
-        {31, 'o'},     {32, 'u'},    {33, '['},    {34, 'i'},     {35, 'p'},     {36, 0xff0d},
-        {37, 'l'},     {38, 'j'},    {39, '\''},   {40, 'k'},     {41, ';'},     {42, '\\'},
-        {43, ','},     {44, '/'},    {45, 'n'},    {46, 'm'},     {47, '.'},     {48, 0xff09},
-        {49, ' '},     {51, 0xff08}, {53, 0xff1b}, {123, 0xff51}, {124, 0xff53}, {125, 0xff54},
-        {126, 0xff52},
+    static const QMap<quint16, uint> characters{
+        {0, 'a'},   {1, 's'},  {2, 'd'},  {3, 'f'},  {4, 'h'},  {5, 'g'},   {6, 'z'},  {7, 'x'},
+        {8, 'c'},   {9, 'v'},  {11, 'b'}, {12, 'q'}, {13, 'w'}, {14, 'e'},  {15, 'r'}, {16, 'y'},
+        {17, 't'},  {18, '1'}, {19, '2'}, {20, '3'}, {21, '4'}, {22, '6'},  {23, '5'}, {24, '='},
+        {25, '9'},  {26, '7'}, {27, '-'}, {28, '8'}, {29, '0'}, {30, ']'},  {31, 'o'}, {32, 'u'},
+        {33, '['},  {34, 'i'}, {35, 'p'}, {37, 'l'}, {38, 'j'}, {39, '\''}, {40, 'k'}, {41, ';'},
+        {42, '\\'}, {43, ','}, {44, '/'}, {45, 'n'}, {46, 'm'}, {47, '.'},  {49, ' '},
     };
-    return table.value(code);
+    static const QMap<quint16, uint> others{
+        {36, XKB_KEY_Return}, {48, XKB_KEY_Tab},    {51, XKB_KEY_BackSpace}, {53, XKB_KEY_Escape},
+        {123, XKB_KEY_Left},  {124, XKB_KEY_Right}, {125, XKB_KEY_Down},     {126, XKB_KEY_Up},
+    };
+    // Keysyms of these characters are their codes.
+    return characters.value(code, others.value(code));
 }
 
 // Command becomes Control, so that the usual shortcuts work.

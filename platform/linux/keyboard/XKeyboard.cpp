@@ -28,7 +28,7 @@ XKeyboard::XKeyboard() : m_display(Xcb::open())
         throw Failure("There is no X server to type on.");
     (void)firstEventOf(xcb_test_id, "The X server cannot inject keys.");
     m_inputEvents = firstEventOf(xcb_input_id, "The X server knows no input devices.");
-    m_inputOpcode = xcb_get_extension_data(connection(), &xcb_input_id)->major_opcode;
+    m_inputOpcode = Xcb::extension(connection(), xcb_input_id)->major_opcode;
     m_mapEvents = firstEventOf(xcb_xkb_id, "The X server knows no keyboard layouts.");
     (void)answered(xcb_test_get_version_reply(connection(),
                                               xcb_test_get_version(connection(), 2, 2), nullptr));
@@ -56,12 +56,10 @@ uint8_t XKeyboard::firstEventOf(xcb_extension_t &id, const char *message) const
 
 xcb_atom_t XKeyboard::atom(const std::string &name) const
 {
-    return answered(xcb_intern_atom_reply(connection(),
-                                          xcb_intern_atom(connection(), 0,
-                                                          static_cast<uint16_t>(name.size()),
-                                                          name.data()),
-                                          nullptr))
-        ->atom;
+    const xcb_atom_t atom = Xcb::atom(connection(), name);
+    if (atom == XCB_ATOM_NONE)
+        throwServerIsGone();
+    return atom;
 }
 
 void XKeyboard::findDevices()
@@ -320,27 +318,19 @@ bool XKeyboard::reaches(uint32_t process) const
     return false;
 }
 
-Front XKeyboard::waitForFront()
+PingAnswer XKeyboard::waitForFront()
 {
-    const auto property = [this](xcb_window_t window, xcb_atom_t name, uint32_t length) {
-        return answered(xcb_get_property_reply(
-            connection(),
-            xcb_get_property(connection(), 0, window, name, XCB_GET_PROPERTY_TYPE_ANY, 0, length),
-            nullptr));
-    };
-    const auto active = property(root(), m_activeWindow, 1);
+    const auto active = answered(Xcb::property(connection(), root(), m_activeWindow, 1));
     const std::span<const uint32_t> windows = Xcb::numbers(active.get(), XCB_ATOM_WINDOW);
     if (windows.empty() || windows.front() == XCB_WINDOW_NONE)
-        return Front::silent;
+        return PingAnswer::silent;
     const xcb_window_t window = windows.front();
-    const XcbReply<xcb_get_property_reply_t> protocols(xcb_get_property_reply(
-        connection(), xcb_get_property(connection(), 0, window, m_protocols, XCB_ATOM_ATOM, 0, 64),
-        nullptr));
+    const auto protocols = Xcb::property(connection(), window, m_protocols, 64, XCB_ATOM_ATOM);
     if (!protocols)
-        return Front::silent; // the window was just destroyed
+        return PingAnswer::silent; // the window was just destroyed
     const std::span<const uint32_t> known = Xcb::numbers(protocols.get(), XCB_ATOM_ATOM);
     if (std::ranges::find(known, m_ping) == known.end())
-        return Front::silent;
+        return PingAnswer::silent;
 
     // Applications process it after the keys that were sent before.
     xcb_client_message_event_t message{};
@@ -360,9 +350,9 @@ Front XKeyboard::waitForFront()
             std::chrono::ceil<std::chrono::milliseconds>(limit - std::chrono::steady_clock::now());
         pollfd source{xcb_get_file_descriptor(connection()), POLLIN, 0};
         if (left.count() <= 0)
-            return Front::timedOut;
+            return PingAnswer::timedOut;
         if (poll(&source, 1, static_cast<int>(left.count())) > 0)
             sync();
     }
-    return Front::caughtUp;
+    return PingAnswer::caughtUp;
 }

@@ -24,13 +24,24 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+[[noreturn]] inline void throwServerIsGone()
+{
+    throw Failure("The X server went away.");
+}
+
 /// Returns the reply; throws a Failure if there is none, which means that the server is gone.
+template <typename T>
+[[nodiscard]] XcbReply<T> answered(XcbReply<T> reply)
+{
+    if (!reply)
+        throwServerIsGone();
+    return reply;
+}
+
 template <typename T>
 [[nodiscard]] XcbReply<T> answered(T *reply)
 {
-    if (!reply)
-        throw Failure("The X server went away.");
-    return XcbReply<T>(reply);
+    return answered(XcbReply<T>(reply));
 }
 
 /// A key of one of the slave keyboards.
@@ -46,7 +57,7 @@ struct DeviceKey
 using KeyEntry = std::vector<uint8_t>;
 
 /// The answer of the application in front to a ping.
-enum class Front {
+enum class PingAnswer {
     caughtUp, ///< It has processed its input.
     silent,   ///< It does not support pings.
     timedOut, ///< No answer within the timeout.
@@ -140,7 +151,7 @@ public:
     [[nodiscard]] bool reaches(uint32_t process) const;
 
     /// Waits until the application in front has processed its input so far.
-    [[nodiscard]] Front waitForFront();
+    [[nodiscard]] PingAnswer waitForFront();
 
 private:
     [[nodiscard]] uint8_t firstEventOf(xcb_extension_t &id, const char *message) const;

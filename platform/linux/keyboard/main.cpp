@@ -12,8 +12,8 @@
 // program exits. It also exits at the end of the input, and on SIGTERM, after which it types
 // nothing more.
 
+#include "platform/linux/keyboard/KeyChanges.h"
 #include "platform/linux/keyboard/KeyMap.h"
-#include "platform/linux/keyboard/Loans.h"
 #include "platform/linux/keyboard/XKeyboard.h"
 
 #include <unistd.h>
@@ -102,14 +102,14 @@ private:
     void deliver(std::vector<Stroke> &strokes);
     void checkIsWanted(const char *message) const;
     void read();
-    void borrowForExpected();
-    void borrow(std::span<const KeySymbol> symbols);
+    void mapExpected();
+    void mapTemporarily(std::span<const KeySymbol> symbols);
     void letApplicationsFollow();
     void hold(uint8_t modifiers);
 
     const uint32_t m_receiver;
     XKeyboard m_keyboard;
-    LoanRecord m_record{m_keyboard};
+    ChangeRecord m_record{m_keyboard};
     HeldModifiers m_heldModifiers{m_keyboard, m_record};
     TemporaryKeyMapping m_mapping{m_keyboard, m_record};
     std::optional<KeyMap> m_map;
@@ -134,7 +134,7 @@ void Typist::expect(std::span<const KeySymbol> symbols)
     m_expected.assign(symbols.begin(), symbols.end());
     for (const KeySymbol symbol : symbols) {
         if (!m_map->find(symbol)) {
-            borrowForExpected();
+            mapExpected();
             break;
         }
     }
@@ -149,7 +149,7 @@ void Typist::type(std::span<const KeySymbol> symbols)
     for (const KeySymbol symbol : symbols) {
         if (!m_map->find(symbol)) {
             deliver(strokes);
-            borrowForExpected();
+            mapExpected();
         }
         const std::optional<Stroke> stroke = m_map->find(symbol);
         if (!stroke)
@@ -180,7 +180,7 @@ void Typist::press(KeySymbol symbol, uint8_t modifiers)
     std::optional<Stroke> stroke = m_map->find(symbol);
     // If the key itself needs modifiers, it would be another shortcut.
     if (!stroke || (modifiers != 0 && stroke->modifiers != 0)) {
-        borrow(std::span(&symbol, 1));
+        mapTemporarily(std::span(&symbol, 1));
         stroke = m_map->find(symbol);
     }
     if (!stroke)
@@ -262,7 +262,7 @@ void Typist::read()
     m_map.emplace(m_keyboard);
 }
 
-void Typist::borrowForExpected()
+void Typist::mapExpected()
 {
     std::vector<KeySymbol> missing;
     for (const KeySymbol symbol : m_expected) {
@@ -270,10 +270,10 @@ void Typist::borrowForExpected()
         if (!stroke || m_mapping.contains(stroke->code))
             missing.push_back(symbol);
     }
-    borrow(missing);
+    mapTemporarily(missing);
 }
 
-void Typist::borrow(std::span<const KeySymbol> symbols)
+void Typist::mapTemporarily(std::span<const KeySymbol> symbols)
 {
     hold(0);
     if (!m_mapping.isEmpty())
@@ -287,14 +287,14 @@ void Typist::letApplicationsFollow()
 {
     m_keyboard.sync();
     const auto start = std::chrono::steady_clock::now();
-    switch (m_frontHasTimedOut ? Front::timedOut : m_keyboard.waitForFront()) {
-    case Front::caughtUp:
+    switch (m_frontHasTimedOut ? PingAnswer::timedOut : m_keyboard.waitForFront()) {
+    case PingAnswer::caughtUp:
         std::this_thread::sleep_until(start + mapSettle);
         return;
-    case Front::silent:
+    case PingAnswer::silent:
         std::this_thread::sleep_until(start + silentSettle);
         return;
-    case Front::timedOut:
+    case PingAnswer::timedOut:
         // It is asked only once, so that everything is restored before our own timeout.
         m_frontHasTimedOut = true;
         throw Failure("The application in front does not answer.");
@@ -380,7 +380,7 @@ int main(int count, char **arguments)
     try {
         if (count > 1 && std::string_view(arguments[1]) == "recover") {
             XKeyboard keyboard;
-            LoanRecord(keyboard).recover();
+            ChangeRecord(keyboard).recover();
             return 0;
         }
         const unsigned long receiver = count > 1 ? std::strtoul(arguments[1], nullptr, 10) : 0;

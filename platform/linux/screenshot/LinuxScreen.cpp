@@ -165,6 +165,9 @@ void move(const QUrl &address, const std::filesystem::path &file)
 // themselves. The portal may ask the user. If there is no portal, or if it or the user refuses,
 // there is no file and no error; the future carries a PlatformError only if the image cannot be
 // saved. Deletes itself when it has finished or failed. Main thread.
+//
+// Not by libportal, which would be a dependency for this one call, and whose answers need an event
+// loop of GLib: Qt may be built without it.
 class PortalRequest final : public QObject
 {
     Q_OBJECT
@@ -284,8 +287,8 @@ std::optional<QList<WindowInfo>> LinuxScreen::windows()
         if (!window.onScreen || window.kind == X11Window::Kind::desktop || window.isOurs({}))
             continue;
         shown.append({.layer = window.kind == X11Window::Kind::ordinary ? 0 : extraLayer,
-                      .owner = window.owner,
-                      .ownerName = ownerOf(window).name,
+                      .owner = window.process,
+                      .ownerName = applicationOf(window).name,
                       .title = window.title});
     }
     return shown;

@@ -14,24 +14,23 @@
 #define explicit isExplicit
 #include <xcb/xkb.h>
 #undef explicit
+#include <xkbcommon/xkbcommon-keysyms.h>
 
 using namespace Qt::StringLiterals;
 
 namespace {
-// Keysyms.
-constexpr xcb_keysym_t space = 0x0020;
-constexpr std::array<xcb_keysym_t, 2> altKeys{0xffe9, 0xffea};
-constexpr std::array<xcb_keysym_t, 2> lockKeys{0xff7f, 0xff14}; // Num Lock, Scroll Lock
+constexpr std::array<xcb_keysym_t, 2> altKeys{XKB_KEY_Alt_L, XKB_KEY_Alt_R};
+constexpr std::array<xcb_keysym_t, 2> lockKeys{XKB_KEY_Num_Lock, XKB_KEY_Scroll_Lock};
 
 constexpr size_t modifiers = 8;
 
 // Longer than the interval between repetitions of a held key.
 constexpr quint32 longestRepeatGap = 3000;
 
-class Keyboard
+class KeyboardMapping
 {
 public:
-    explicit Keyboard(xcb_connection_t *connection)
+    explicit KeyboardMapping(xcb_connection_t *connection)
         : m_first(xcb_get_setup(connection)->min_keycode)
     {
         const auto last = xcb_get_setup(connection)->max_keycode;
@@ -213,7 +212,7 @@ void LinuxHotKey::grab()
 
 std::set<LinuxHotKey::Combination> LinuxHotKey::combinations() const
 {
-    const Keyboard keyboard(m_events->connection());
+    const KeyboardMapping keyboard(m_events->connection());
     m_events->flush();
     if (!keyboard.isKnown())
         return m_grabbed;
@@ -228,7 +227,7 @@ std::set<LinuxHotKey::Combination> LinuxHotKey::combinations() const
     }
 
     std::set<Combination> result;
-    const QList<quint8> keys = keyboard.keysFor(space);
+    const QList<quint8> keys = keyboard.keysFor(XKB_KEY_space);
     for (const quint16 alt : keyboard.modifiersOf(altKeys)) {
         for (const quint8 key : keys) {
             for (const quint16 state : std::as_const(lockStates))

@@ -62,11 +62,8 @@ double desktopResolution()
     // The resources are a property of the first screen's root window.
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
     constexpr uint32_t longest = 16 * 1024; // in units of four bytes
-    const XcbReply<xcb_get_property_reply_t> resources(
-        xcb_get_property_reply(connection,
-                               xcb_get_property(connection, 0, root, XCB_ATOM_RESOURCE_MANAGER,
-                                                XCB_ATOM_STRING, 0, longest),
-                               nullptr));
+    const auto resources =
+        Xcb::property(connection, root, XCB_ATOM_RESOURCE_MANAGER, longest, XCB_ATOM_STRING);
     const std::span<const uint8_t> text = Xcb::bytes(resources.get());
     const QByteArrayView lines(text.data(), static_cast<qsizetype>(text.size()));
     for (const QByteArray &line : lines.toByteArray().split('\n')) {

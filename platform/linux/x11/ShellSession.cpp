@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -89,10 +90,7 @@ ShellSession::ShellSession(std::function<void()> compositionChanged)
 {
 }
 
-ShellSession::~ShellSession()
-{
-    xcb_ewmh_connection_wipe(&m_ewmh);
-}
+ShellSession::~ShellSession() = default;
 
 std::optional<xcb_window_t> ShellSession::activeWindow()
 {
@@ -246,35 +244,17 @@ QRect ShellSession::withoutBars(QRect screen)
 
 bool ShellSession::start()
 {
-    const QByteArray managerName = "_NET_WM_CM_S" + QByteArray::number(m_events->screen());
-    const auto managerCookie = intern(managerName);
-    const auto blurCookie = intern("_KDE_NET_WM_BLUR_BEHIND_REGION");
-    const auto marginsCookie = intern("_GTK_FRAME_EXTENTS");
-    xcb_intern_atom_cookie_t *const atoms = xcb_ewmh_init_atoms(connection(), &m_ewmh);
-    if (!xcb_ewmh_init_atoms_replies(&m_ewmh, atoms, nullptr) ||
-        m_events->screen() >= m_ewmh.nb_screens)
+    if (!m_ewmh.init(connection(), m_events->screen()))
         return false;
-    m_manager = interned(managerCookie);
-    m_blur = interned(blurCookie);
-    m_frameMargins = interned(marginsCookie);
+    m_manager = Xcb::atom(connection(), "_NET_WM_CM_S" + std::to_string(m_events->screen()));
+    m_blur = Xcb::atom(connection(), "_KDE_NET_WM_BLUR_BEHIND_REGION");
+    m_frameMargins = Xcb::atom(connection(), "_GTK_FRAME_EXTENTS");
     followCompositor();
     m_isComposited = hasCompositor();
     m_blursBehind = announcesBlur();
     m_knowsFrameMargins = listsFrameMargins();
     m_events->flush();
     return m_manager != XCB_ATOM_NONE && m_blur != XCB_ATOM_NONE;
-}
-
-xcb_intern_atom_cookie_t ShellSession::intern(const QByteArray &name) const
-{
-    return xcb_intern_atom(connection(), 0, static_cast<uint16_t>(name.size()), name.constData());
-}
-
-xcb_atom_t ShellSession::interned(xcb_intern_atom_cookie_t cookie) const
-{
-    const XcbReply<xcb_intern_atom_reply_t> reply(
-        xcb_intern_atom_reply(connection(), cookie, nullptr));
-    return reply ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
 }
 
 void ShellSession::followCompositor()
@@ -342,9 +322,7 @@ void ShellSession::handle(const xcb_generic_event_t &event)
 // Compositors announce blur on the root window.
 bool ShellSession::announcesBlur() const
 {
-    const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
-        connection(),
-        xcb_get_property(connection(), 0, m_events->root(), m_blur, XCB_ATOM_ANY, 0, 0), nullptr));
+    const auto reply = Xcb::property(connection(), m_events->root(), m_blur, 0);
     return reply && reply->type != XCB_ATOM_NONE;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/linux/x11/Ewmh.h"
 #include "platform/linux/x11/X11Events.h"
 
 #include <QPoint>
@@ -10,8 +11,6 @@
 #include <memory>
 #include <optional>
 #include <vector>
-
-#include <xcb/xcb_ewmh.h>
 
 /// The shell's requests to the X server and its window manager, and the events that follow. Main
 /// thread.
@@ -79,8 +78,6 @@ private:
     [[nodiscard]] xcb_connection_t *connection() const { return m_events->connection(); }
     bool start();
     void watch(xcb_window_t window);
-    [[nodiscard]] xcb_intern_atom_cookie_t intern(const QByteArray &name) const;
-    [[nodiscard]] xcb_atom_t interned(xcb_intern_atom_cookie_t cookie) const;
     void followCompositor();
     [[nodiscard]] bool hasCompositor() const;
     [[nodiscard]] bool announcesBlur() const;
@@ -100,7 +97,7 @@ private:
 
     std::unique_ptr<X11Events> m_events;
     std::function<void()> m_compositionChanged;
-    xcb_ewmh_connection_t m_ewmh{};
+    Ewmh m_ewmh;
     xcb_atom_t m_manager = XCB_ATOM_NONE; ///< The compositor's selection.
     xcb_atom_t m_blur = XCB_ATOM_NONE;
     xcb_atom_t m_frameMargins = XCB_ATOM_NONE;

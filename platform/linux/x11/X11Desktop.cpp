@@ -1,6 +1,7 @@
 #include "platform/linux/x11/X11Desktop.h"
 
 #include "platform/PlatformError.h"
+#include "platform/linux/x11/Ewmh.h"
 #include "platform/linux/x11/Xcb.h"
 
 #include <QByteArray>
@@ -8,8 +9,6 @@
 #include <algorithm>
 #include <span>
 #include <vector>
-
-#include <xcb/xcb_ewmh.h>
 
 using namespace Qt::StringLiterals;
 
@@ -51,10 +50,10 @@ bool contains(std::span<const uint32_t> ids, uint32_t id)
 bool X11Window::isOurs(const std::set<ProcessId> &ours) const
 {
     return className.compare("Quillon"_L1, Qt::CaseInsensitive) == 0 ||
-           (owner && ours.contains(*owner));
+           (process && ours.contains(*process));
 }
 
-WindowOwner ownerOf(const X11Window &window)
+WindowApplication applicationOf(const X11Window &window)
 {
     if (const auto application = DesktopEntries::forWindow(window))
         return {application->names.constFirst(), application->location};
@@ -66,7 +65,7 @@ WindowOwner ownerOf(const X11Window &window)
 }
 
 // The window in which the user works, if any.
-struct X11Desktop::Front
+struct X11Desktop::FrontWindow
 {
     std::optional<X11Window> window;
 };
@@ -82,8 +81,7 @@ public:
         return session->isAlive() && session->prepare() ? std::move(session) : nullptr;
     }
 
-    ~Session() { xcb_ewmh_connection_wipe(&m_ewmh); }
-
+    ~Session() = default;
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
 
@@ -105,12 +103,12 @@ public:
         return isAlive() ? std::optional(result) : std::nullopt;
     }
 
-    std::optional<Front> front(const std::set<ProcessId> &ours)
+    std::optional<FrontWindow> front(const std::set<ProcessId> &ours)
     {
         dropEvents();
         const Screen screen = look();
         const std::optional<X11Window> active = activeWindow(screen);
-        Front result;
+        FrontWindow result;
         if (active && active->isOurs(ours))
             result.window = nearest(screen, ours);
         else
@@ -118,7 +116,7 @@ public:
         return isAlive() ? std::optional(result) : std::nullopt;
     }
 
-    std::optional<ProcessId> activeOwner()
+    std::optional<ProcessId> activeProcess()
     {
         dropEvents();
         const auto activeCookie = ask(root(), m_ewmh._NET_ACTIVE_WINDOW, 1);
@@ -129,7 +127,7 @@ public:
         // it is shown.
         if (!active || !contains(Xcb::numbers(clients.get(), XCB_ATOM_WINDOW), *active))
             return std::nullopt;
-        return owner(m_process->ask(*active)).value_or(ProcessId{});
+        return answered(m_process->ask(*active)).value_or(ProcessId{});
     }
 
     bool activate(xcb_window_t window)
@@ -183,9 +181,7 @@ private:
 
     bool prepare()
     {
-        xcb_intern_atom_cookie_t *const atoms = xcb_ewmh_init_atoms(connection(), &m_ewmh);
-        if (!xcb_ewmh_init_atoms_replies(&m_ewmh, atoms, nullptr) ||
-            m_display.number >= m_ewmh.nb_screens)
+        if (!m_ewmh.init(connection(), m_display.number))
             return false;
         m_process.emplace(connection(), m_ewmh._NET_WM_PID);
         return isAlive();
@@ -293,7 +289,7 @@ private:
         return windows;
     }
 
-    [[nodiscard]] std::optional<ProcessId> owner(const WindowProcess::Asked &asked) const
+    [[nodiscard]] std::optional<ProcessId> answered(const WindowProcess::Asked &asked) const
     {
         const std::optional<uint32_t> process = m_process->answer(asked);
         return process ? std::optional(ProcessId{*process}) : std::nullopt;
@@ -340,7 +336,7 @@ private:
             !contains(states, m_ewmh._NET_WM_STATE_HIDDEN) &&
             (!desktop || !currentDesktop || *desktop == allDesktops || *desktop == *currentDesktop);
         window.inTaskBar = !contains(states, m_ewmh._NET_WM_STATE_SKIP_TASKBAR);
-        window.owner = owner(asked.process);
+        window.process = answered(asked.process);
         return window;
     }
 
@@ -381,7 +377,7 @@ private:
     }
 
     XcbDisplay m_display;
-    xcb_ewmh_connection_t m_ewmh{};
+    Ewmh m_ewmh;
     std::optional<WindowProcess> m_process; ///< Set when the session is open.
 };
 
@@ -427,16 +423,16 @@ std::optional<X11Window> X11Desktop::front(const std::set<ProcessId> &ours)
 {
     if (qEnvironmentVariableIsEmpty("DISPLAY"))
         return std::nullopt;
-    const std::optional<Front> front =
+    const std::optional<FrontWindow> front =
         ask([ours](Session &session) { return session.front(ours); });
     if (!front)
         throw PlatformError(u"The X server does not answer."_s);
     return front->window;
 }
 
-std::optional<ProcessId> X11Desktop::activeOwner()
+std::optional<ProcessId> X11Desktop::activeProcess()
 {
-    return ask([](Session &session) { return session.activeOwner(); });
+    return ask([](Session &session) { return session.activeProcess(); });
 }
 
 void X11Desktop::activate(X11WindowId window)

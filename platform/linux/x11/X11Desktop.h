@@ -43,14 +43,14 @@ struct X11Snapshot
     std::optional<X11Window> active;
 };
 
-/// The owner of a window for the user: the name in its desktop entry, or else its class.
-struct WindowOwner
+/// A window's application as the user knows it: the name in its desktop entry, or else its class.
+struct WindowApplication
 {
     std::optional<QString> name;
     std::optional<QString> location; ///< The path of its desktop entry, or a pseudo-location.
 };
 
-[[nodiscard]] WindowOwner ownerOf(const X11Window &window);
+[[nodiscard]] WindowApplication applicationOf(const X11Window &window);
 
 /// The X desktop for the main thread: its windows by EWMH. A server that hangs blocks for two
 /// seconds once, and then counts as absent until it answers again.
@@ -72,14 +72,14 @@ public:
 
     /// The process of the active window, 0 if it is unknown; nothing if no window is active. Far
     /// cheaper than a snapshot.
-    [[nodiscard]] std::optional<ProcessId> activeOwner();
+    [[nodiscard]] std::optional<ProcessId> activeProcess();
 
     /// Requests to the window manager.
     void activate(X11WindowId window);
     void close(const QList<X11WindowId> &windows);
 
 private:
-    struct Front;
+    struct FrontWindow;
     class Session;
     struct Connection;
 

@@ -21,6 +21,22 @@ const xcb_query_extension_reply_t *Xcb::extension(xcb_connection_t *connection, 
     return found && found->present ? found : nullptr;
 }
 
+xcb_atom_t Xcb::atom(xcb_connection_t *connection, const std::string &name)
+{
+    const auto cookie =
+        xcb_intern_atom(connection, 0, static_cast<uint16_t>(name.size()), name.data());
+    const XcbReply<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection, cookie, nullptr));
+    return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
+}
+
+XcbReply<xcb_get_property_reply_t> Xcb::property(xcb_connection_t *connection, xcb_window_t window,
+                                                 xcb_atom_t name, uint32_t length, xcb_atom_t type)
+{
+    const auto cookie = xcb_get_property(connection, 0, window, name, type, 0, length);
+    return XcbReply<xcb_get_property_reply_t>(xcb_get_property_reply(connection, cookie, nullptr));
+}
+
 std::span<const uint32_t> Xcb::numbers(const xcb_get_property_reply_t *reply, xcb_atom_t type)
 {
     if (!reply || reply->format != 32 || reply->type != type)

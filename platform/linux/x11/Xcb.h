@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 
 #include <xcb/res.h>
 #include <xcb/xcb.h>
@@ -46,6 +47,15 @@ namespace Xcb {
 /// The server's data on an extension; null if it does not have it.
 [[nodiscard]] const xcb_query_extension_reply_t *extension(xcb_connection_t *connection,
                                                            xcb_extension_t &id);
+
+/// The atom of that name; XCB_ATOM_NONE if the server is gone. Waits for the server.
+[[nodiscard]] xcb_atom_t atom(xcb_connection_t *connection, const std::string &name);
+
+/// A property of a window, at most so many units of four bytes of it; null if the window was
+/// destroyed or the server is gone. Waits for the server.
+[[nodiscard]] XcbReply<xcb_get_property_reply_t>
+property(xcb_connection_t *connection, xcb_window_t window, xcb_atom_t name, uint32_t length,
+         xcb_atom_t type = XCB_GET_PROPERTY_TYPE_ANY);
 
 /// The value of a property of that type; empty if the window was destroyed or the property has
 /// another type.

@@ -89,18 +89,19 @@ void tst_ChromiumProgram::isStartedWithTheOption()
 void tst_ChromiumProgram::isClosedIfItRunsWithoutTheOption()
 {
     const ProcessId process{42};
+    const LinuxProcesses processes(path(u"table"_s));
     const auto runs = [&](const QString &program, const QByteArray &arguments) {
         write(u"table/42/cmdline"_s, program.toUtf8() + '\0' + arguments + '\0');
         QFile::remove(path(u"table/42/exe"_s));
         QVERIFY(QFile::link(program, path(u"table/42/exe"_s)));
     };
     runs(path(u"lib/writer"_s), "--new");
-    QVERIFY(ChromiumProgram::isClosed(process, path(u"table"_s)));
+    QVERIFY(ChromiumProgram::isClosed(process, processes));
     runs(path(u"lib/writer"_s), option.trimmed().toUtf8());
-    QVERIFY(!ChromiumProgram::isClosed(process, path(u"table"_s)));
+    QVERIFY(!ChromiumProgram::isClosed(process, processes));
     runs(path(u"plain/writer"_s), "--new");
-    QVERIFY(!ChromiumProgram::isClosed(process, path(u"table"_s)));
-    QVERIFY(!ChromiumProgram::isClosed(ProcessId{43}, path(u"table"_s)));
+    QVERIFY(!ChromiumProgram::isClosed(process, processes));
+    QVERIFY(!ChromiumProgram::isClosed(ProcessId{43}, processes));
 }
 
 QTEST_GUILESS_MAIN(tst_ChromiumProgram)
