@@ -42,6 +42,9 @@ QCoro::Task<QString> appleScript(AgentAction action, Context context);
 /// The argument with that key, if there is one.
 [[nodiscard]] std::optional<QString> optional(const AgentAction &action, const char *key);
 
+/// The location of the application that a name means; throws an ActionError if there is none.
+[[nodiscard]] QString requiredApp(const QString &name);
+
 /// The file name of a screenshot taken at that time, in the time zone of the argument.
 [[nodiscard]] QString screenshotName(const QDateTime &moment);
 } // namespace Executor::Actions

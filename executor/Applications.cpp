@@ -83,6 +83,7 @@ std::optional<QString> counterpartLocation(const QString &target)
     const std::optional<QString> location = Platform::current().workspace().counterpart(target);
     return location && !findInstalled(target).exact ? location : std::nullopt;
 }
+
 std::optional<Application> runningCounterpart(const QString &name)
 {
     Workspace &workspace = Platform::current().workspace();
@@ -136,14 +137,20 @@ std::optional<QString> Executor::appURL(const QString &name)
     return installed.partial;
 }
 
-QCoro::Task<QString> Executor::launch(QString name, CancellationToken cancellation)
+QString Executor::Actions::requiredApp(const QString &name)
 {
     const std::optional<QString> location = appURL(name);
     if (!location)
         throw ActionError(u"Couldn't find an app called “"_s + name + u"”."_s);
-    co_await completion(Platform::current().workspace().launch(*location), cancellation);
+    return *location;
+}
+
+QCoro::Task<QString> Executor::launch(QString name, CancellationToken cancellation)
+{
+    const QString location = Actions::requiredApp(name);
+    co_await completion(Platform::current().workspace().launch(location), cancellation);
     co_await pause(launchSettle, cancellation);
-    co_return Platform::current().workspace().displayName(*location);
+    co_return Platform::current().workspace().displayName(location);
 }
 
 QCoro::Task<QString> Executor::Actions::openApp(AgentAction action, Context context)

@@ -74,13 +74,10 @@ QCoro::Task<QString> Executor::openURL(QString text, std::optional<QString> app,
         co_return opened + u"the default browser."_s;
     }
 
-    const std::optional<QString> location = appURL(*app);
-    if (!location)
-        throw ActionError(u"Couldn't find an app called “"_s + *app + u"”."_s);
-    co_await completion(Platform::current().workspace().open(address->url, *location),
-                        cancellation);
+    const QString location = Actions::requiredApp(*app);
+    co_await completion(Platform::current().workspace().open(address->url, location), cancellation);
     co_await pause(pageSettle, cancellation);
-    co_return opened + Platform::current().workspace().displayName(*location) + u'.';
+    co_return opened + Platform::current().workspace().displayName(location) + u'.';
 }
 
 QCoro::Task<QString> Executor::Actions::openURL(AgentAction action, Context context)

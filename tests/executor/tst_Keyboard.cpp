@@ -340,11 +340,11 @@ void tst_Keyboard::withoutPermissionNothingIsPostedAndItIsRequested()
              u"ActionError: Accessibility permission is required to type. Enable it in System "
              "Settings → Privacy & Security → Accessibility."_s);
     QCOMPARE(m_platform->fakeAccessibility.trustRequests, 1);
-    const QString complaint =
+    const QString refusal =
         u"ActionError: Accessibility permission is required. Enable Quillon in System Settings → "
         "Privacy & Security → Accessibility, then try again."_s;
-    QCOMPARE(pressed(u"a"_s, u""_s), complaint);
-    QCOMPARE(outcome(u"new_tab"_s), complaint);
+    QCOMPARE(pressed(u"a"_s, u""_s), refusal);
+    QCOMPARE(outcome(u"new_tab"_s), refusal);
     QCOMPARE(m_platform->fakeAccessibility.trustRequests, 3);
     QVERIFY(isUntouched());
     QVERIFY(m_platform->fakeWorkspace.activated.isEmpty());
@@ -384,13 +384,13 @@ void tst_Keyboard::returnsTheFocusToTheUsersApplication()
 
 void tst_Keyboard::withoutAnApplicationNothingIsPosted()
 {
-    const QString complaint =
+    const QString refusal =
         u"ActionError: No application is in front to take the keyboard input."_s;
     m_platform->fakeWorkspace.front.reset();
-    QCOMPARE(typed(u"a"_s), complaint);
+    QCOMPARE(typed(u"a"_s), refusal);
     m_platform->fakeWorkspace.focused = ourselves();
-    QCOMPARE(typed(u"a"_s), complaint);
-    QCOMPARE(pressed(u"a"_s, u""_s), complaint);
+    QCOMPARE(typed(u"a"_s), refusal);
+    QCOMPARE(pressed(u"a"_s, u""_s), refusal);
     QVERIFY(isUntouched());
 }
 
