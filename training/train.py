@@ -30,7 +30,7 @@ from model import Model
 from program import system_prompt
 from tokens import Tokens
 
-FLAT_RATE = 0.9  # the share of the run after which the learning rate falls to zero
+FLAT_RATE = 0.8  # the share of the run after which the learning rate falls to zero
 WARM_UP = 20  # steps
 KEPT_ENDINGS = 1 / 3
 LEAST_CHANCE = 0.1
