@@ -1,6 +1,8 @@
 #include "agent/Safety.h"
 
 #include "base/Text.h"
+#include "platform/Platform.h"
+#include "platform/PlatformError.h"
 
 #include <QSet>
 
@@ -106,6 +108,17 @@ Risk assessAddress(const AgentAction &action)
     return Risk::safe();
 }
 } // namespace
+
+Risk Safety::assess(const AgentAction &action)
+{
+    std::optional<Application> front;
+    try {
+        front = Platform::current().workspace().frontmostApplication();
+    } catch (const PlatformError &) {
+        front.reset(); // unknown: the desktop does not answer
+    }
+    return assess(action, front);
+}
 
 Risk Safety::assess(const AgentAction &action, const std::optional<Application> &front)
 {

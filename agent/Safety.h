@@ -32,4 +32,8 @@ namespace Safety {
 /// Assesses the action for the application that is in front, or for none. It must be performed for
 /// the same one.
 [[nodiscard]] Risk assess(const AgentAction &action, const std::optional<Application> &front);
+
+/// The same for the application that is in front now. If the desktop does not answer, no
+/// application counts as being in front. Main thread.
+[[nodiscard]] Risk assess(const AgentAction &action);
 } // namespace Safety

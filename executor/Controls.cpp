@@ -114,13 +114,9 @@ QStringList lines(AccessibleTree &tree)
     });
     return found;
 }
-} // namespace
 
-QCoro::Task<QString> Executor::click(QString label, std::optional<Application> front)
+QString pressed(const QString &label, const OpenApplication &application)
 {
-    requirePermission();
-    co_await KeyboardFocus::returnTo(front);
-    const OpenApplication application = opened(front);
     try {
         std::optional<ElementId> control = find(*application.tree, label);
         if (!control && application.tree->isTimeUp())
@@ -136,7 +132,27 @@ QCoro::Task<QString> Executor::click(QString label, std::optional<Application> f
     } catch (const UnresponsiveApplication &) {
         throw application.doesNotRespond();
     }
-    co_return u"Clicked “"_s + label + u"”."_s;
+    return u"Clicked “"_s + label + u"”."_s;
+}
+} // namespace
+
+QCoro::Task<QString> Executor::click(QString label, std::optional<Application> front)
+{
+    requirePermission();
+    co_await KeyboardFocus::returnTo(front);
+    co_return pressed(label, opened(front));
+}
+
+QString Executor::click(const QString &label)
+{
+    requirePermission();
+    return pressed(label, opened(Platform::current().workspace().frontmostApplication()));
+}
+
+QString Executor::readUI()
+{
+    requirePermission();
+    return readUI(Platform::current().workspace().frontmostApplication());
 }
 
 QString Executor::readUI(const std::optional<Application> &front)

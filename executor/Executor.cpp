@@ -65,6 +65,12 @@ QCoro::Task<QString> Executor::run(AgentAction action, std::optional<Application
     co_return co_await entry->perform(action, context);
 }
 
+QCoro::Task<QString> Executor::run(AgentAction action, CancellationToken cancellation)
+{
+    const std::optional<Application> front = frontFor(action);
+    co_return co_await run(action, front, cancellation);
+}
+
 QString Executor::Actions::required(const AgentAction &action, const char *key, const char *message)
 {
     const std::optional<QString> value = optional(action, key);

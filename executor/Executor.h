@@ -24,6 +24,9 @@ namespace Executor {
 [[nodiscard]] QCoro::Task<QString> run(AgentAction action, std::optional<Application> front,
                                        CancellationToken cancellation = {});
 
+/// The same for the application that is in front now.
+[[nodiscard]] QCoro::Task<QString> run(AgentAction action, CancellationToken cancellation = {});
+
 /// One line on the desktop: the application in front and the open windows. Does not throw.
 [[nodiscard]] QString observe();
 
@@ -34,9 +37,15 @@ namespace Executor {
 /// contains it, if the application is still in front. Blocks for about two seconds at most.
 [[nodiscard]] QCoro::Task<QString> click(QString label, std::optional<Application> front);
 
+/// The same for the application that is in front now.
+[[nodiscard]] QString click(const QString &label);
+
 /// Up to forty of the controls in the application, on one line. Blocks for about two seconds at
 /// most.
 [[nodiscard]] QString readUI(const std::optional<Application> &front);
+
+/// The same for the application that is in front now.
+[[nodiscard]] QString readUI();
 
 /// Starts the application of that name or brings it to the front, and returns what it is called.
 [[nodiscard]] QCoro::Task<QString> launch(QString name, CancellationToken cancellation = {});
@@ -56,9 +65,15 @@ namespace Executor {
 /// to the front. Cannot be cancelled.
 [[nodiscard]] QCoro::Task<void> typeText(QString text, std::optional<Application> front);
 
+/// The same for the application that is in front now.
+[[nodiscard]] QCoro::Task<void> typeText(QString text);
+
 /// Presses one key with modifiers, if the application is still in front.
 [[nodiscard]] QCoro::Task<void> keystroke(QString key, QStringList modifiers,
                                           std::optional<Application> front);
+
+/// The same for the application that is in front now.
+[[nodiscard]] QCoro::Task<void> keystroke(QString key, QStringList modifiers);
 
 /// The text in pieces of that many graphemes; the last one may be shorter.
 [[nodiscard]] QStringList chunked(const QString &text, qsizetype size);

@@ -101,6 +101,18 @@ QCoro::Task<void> Executor::typeText(QString text, std::optional<Application> fr
         throw ActionError(u"Typing stopped because the application is no longer in front."_s);
 }
 
+QCoro::Task<void> Executor::typeText(QString text)
+{
+    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+    co_await typeText(text, front);
+}
+
+QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers)
+{
+    const std::optional<Application> front = Platform::current().workspace().frontmostApplication();
+    co_await keystroke(key, modifiers, front);
+}
+
 QCoro::Task<void> Executor::keystroke(QString key, QStringList modifiers,
                                       std::optional<Application> front)
 {

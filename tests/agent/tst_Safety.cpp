@@ -1,4 +1,5 @@
 #include "agent/Safety.h"
+#include "tests/support/FakePlatform.h"
 
 #include <QTest>
 
@@ -24,6 +25,8 @@ private Q_SLOTS:
     void showsTheFrontApplicationCapitalized_data();
     void showsTheFrontApplicationCapitalized();
     void anApplicationWithoutANameIsNoMessenger();
+    void withoutAFrontTheDesktopIsAsked();
+    void aDesktopThatDoesNotAnswerHasNoFront();
 };
 
 namespace {
@@ -213,6 +216,26 @@ void tst_Safety::anApplicationWithoutANameIsNoMessenger()
 {
     const AgentAction pressReturn{.name = u"press_key"_s, .args = {{u"key"_s, u"return"_s}}};
     QVERIFY(Safety::assess(pressReturn, Application{.pid = ProcessId{7}}).isSafe());
+}
+
+void tst_Safety::withoutAFrontTheDesktopIsAsked()
+{
+    FakePlatform platform;
+    const AgentAction pressReturn{.name = u"press_key"_s, .args = {{u"key"_s, u"return"_s}}};
+    QVERIFY(Safety::assess(pressReturn).isSafe());
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
+    QCOMPARE(Safety::assess(pressReturn).reason(),
+             u"Press Return in Mail — this may send a message"_s);
+    QVERIFY(Safety::assess(pressReturn, std::nullopt).isSafe());
+}
+
+void tst_Safety::aDesktopThatDoesNotAnswerHasNoFront()
+{
+    FakePlatform platform;
+    platform.fakeWorkspace.front = Application{.pid = ProcessId{7}, .name = u"Mail"_s};
+    platform.fakeWorkspace.silence = u"It does not answer."_s;
+    const AgentAction action{.name = u"click"_s, .args = {{u"label"_s, u"Send"_s}}};
+    QCOMPARE(Safety::assess(action).reason(), u"Click “Send” in "_s);
 }
 
 QTEST_APPLESS_MAIN(tst_Safety)

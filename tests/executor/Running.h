@@ -47,14 +47,6 @@ private:
     }
 }
 
-/// Performs the action for the application that is in front now.
-[[nodiscard]] inline QCoro::Task<QString> performed(AgentAction action,
-                                                    CancellationToken cancellation = {})
-{
-    const std::optional<Application> front = Executor::frontFor(action);
-    co_return co_await Executor::run(action, front, cancellation);
-}
-
 /// The result of a task, or its failure as type and sentence: "ActionError: Missing path."
 [[nodiscard]] inline QString outcome(QCoro::Task<QString> task)
 {
@@ -63,5 +55,5 @@ private:
 
 [[nodiscard]] inline QString outcome(const QString &name, const QMap<QString, QString> &args = {})
 {
-    return outcome(performed(action(name, args)));
+    return outcome(Executor::run(action(name, args)));
 }

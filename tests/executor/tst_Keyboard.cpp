@@ -193,7 +193,7 @@ void tst_Keyboard::cancellingDoesNotShortenThePauses()
     const auto stopped = std::make_shared<Cancellation>();
     stopped->cancel();
     QCOMPARE(
-        outcome(performed(action(u"type_text"_s, {{u"text"_s, u"x"_s.repeated(30)}}), stopped)),
+        outcome(Executor::run(action(u"type_text"_s, {{u"text"_s, u"x"_s.repeated(30)}}), stopped)),
         u"Typed text."_s);
     QCOMPARE(canBeCancelled, (QList{false, false}));
     QCOMPARE(pieces(m_platform->fakeKeyboard.events).size(), 2);

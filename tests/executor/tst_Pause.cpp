@@ -78,10 +78,10 @@ void tst_Pause::aCancelledWaitDoesNotAbortTheAction()
     platform.fakeWorkspace.running = {{.pid = ProcessId{4}, .name = u"Notes"_s}};
     const auto cancellation = std::make_shared<Cancellation>();
     cancellation->cancel();
-    QCOMPARE(outcome(performed(action(u"open_url"_s, {{u"url"_s, u"a.com"_s}}), cancellation)),
+    QCOMPARE(outcome(Executor::run(action(u"open_url"_s, {{u"url"_s, u"a.com"_s}}), cancellation)),
              u"Opened a.com in the default browser."_s);
     QCOMPARE(platform.fakeWorkspace.opened.size(), 1);
-    QCOMPARE(outcome(performed(action(u"quit_app"_s, {{u"app"_s, u"Notes"_s}}), cancellation)),
+    QCOMPARE(outcome(Executor::run(action(u"quit_app"_s, {{u"app"_s, u"Notes"_s}}), cancellation)),
              u"Notes quit."_s);
 }
 

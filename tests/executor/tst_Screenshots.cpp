@@ -177,7 +177,7 @@ void tst_Screenshots::checksTheFileAfterTheCapture()
     m_screen->holdsCaptures = true;
     std::optional<QString> result;
     const auto run = [&result]() -> QCoro::Task<> {
-        result = co_await told(performed(action(u"screenshot"_s)));
+        result = co_await told(Executor::run(action(u"screenshot"_s)));
     };
     const QCoro::Task<> task = run();
     QCoreApplication::processEvents();

@@ -244,7 +244,8 @@ void tst_Web::passesThePlatformsSentenceOn()
 void tst_Web::waitsForTheBrowser()
 {
     m_desk->holdsRequests = true;
-    QCoro::Task<QString> task = performed(action(u"open_url"_s, {{u"url"_s, u"example.com"_s}}));
+    QCoro::Task<QString> task =
+        Executor::run(action(u"open_url"_s, {{u"url"_s, u"example.com"_s}}));
     QCoreApplication::processEvents();
     QVERIFY(!task.isReady());
     QVERIFY(m_pauses->durations.isEmpty());

@@ -47,7 +47,7 @@ class Running
 {
 public:
     Running(const QString &name, const QMap<QString, QString> &args)
-        : m_task(follow(told(performed(action(name, args))), *this))
+        : m_task(follow(told(Executor::run(action(name, args))), *this))
     {
     }
 
