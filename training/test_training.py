@@ -157,7 +157,7 @@ class TheDesktop(unittest.TestCase):
 
     def test_knows_the_programs_actions(self):
         source = (program.ROOT / "executor" / "Executor.cpp").read_text(encoding="utf-8")
-        known = set(re.findall(r'\{u"(\w+)", Actions::', source)) - {"focus_app"} | {"done"}
+        known = set(re.findall(r'\{\.name = u"(\w+)", \.perform = Actions::', source)) - {"focus_app"} | {"done"}
         self.assertEqual(known, set(actions.ARGUMENTS))
 
     def test_knows_the_programs_keys(self):
