@@ -16,6 +16,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QCoro/QCoroTask>
+#include <QRegularExpression>
 #include <QTimer>
 
 #include <cstdio>
@@ -181,6 +182,13 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     if (options.isEmpty() && words.size() == 1 && (all.contains(words.first()))) {
         return u"Is that the option %1? A task of this one word is given with %2."_s.arg(
             spelled(words.first()), spelled(taskOption));
+    }
+    // A desktop passes addresses to whatever program it is told to open them with.
+    static const QRegularExpression address(uR"(^[a-z][a-z0-9+.-]*:\S+$)"_s,
+                                            QRegularExpression::CaseInsensitiveOption);
+    if (options.isEmpty() && words.size() == 1 && address.match(words.first()).hasMatch()) {
+        return u"That is an address. A task of this one word is given with %1."_s.arg(
+            spelled(taskOption));
     }
     return std::nullopt;
 }

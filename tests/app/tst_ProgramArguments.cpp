@@ -35,6 +35,11 @@ void tst_ProgramArguments::saysInOneSentenceWhatItNeeds_data()
             << u"Is that the option --%1? A task of this one word is given with --task.\n"_s.arg(
                    option);
     }
+    for (const QString &address : {u"https://example.com"_s, u"FILE:///etc/passwd"_s}) {
+        QTest::addRow("%s", qPrintable(address))
+            << QStringList{address}
+            << u"That is an address. A task of this one word is given with --task.\n"_s;
+    }
     for (const QString &option : {u"--json"_s, u"--small"_s}) {
         const QString alone = option + u" goes with a task only.\n"_s;
         const auto row = [&](const char *how, const QStringList &given, const QString &sentence) {
