@@ -21,6 +21,7 @@
 
 #include <cstdio>
 #include <optional>
+#include <stdexcept>
 
 using namespace Qt::StringLiterals;
 
@@ -148,26 +149,33 @@ QStringList commands(const QCommandLineParser &parser)
     return all;
 }
 
-// One sentence on arguments that exclude each other; nothing if they are consistent.
-std::optional<QString> contradiction(const QCommandLineParser &parser)
+// Arguments that make no sense; what() is one sentence for the user, in UTF-8.
+class UsageError final : public std::runtime_error
+{
+public:
+    explicit UsageError(const QString &sentence) : runtime_error(sentence.toStdString()) {}
+};
+
+// Throws a UsageError if arguments exclude each other.
+void requireConsistency(const QCommandLineParser &parser)
 {
     const QStringList options = commands(parser);
     for (const QString &option : options) {
         if (option != options.first()) {
-            return u"%1 and %2 don't go together: give one of them."_s.arg(spelled(options.first()),
-                                                                           spelled(option));
+            throw UsageError(u"%1 and %2 don't go together: give one of them."_s.arg(
+                spelled(options.first()), spelled(option)));
         }
     }
     if (options.size() > 1)
-        return u"Give %1 only once."_s.arg(spelled(options.first()));
+        throw UsageError(u"Give %1 only once."_s.arg(spelled(options.first())));
 
     const QStringList words = parser.positionalArguments();
     const bool isTask = options.isEmpty() ? !words.isEmpty() : options.first() == taskOption;
     for (const QString &option : additions) {
         if (parser.optionNames().count(option) > 1)
-            return u"Give %1 only once."_s.arg(spelled(option));
+            throw UsageError(u"Give %1 only once."_s.arg(spelled(option)));
         if (parser.isSet(option) && !isTask)
-            return u"%1 goes with a task only."_s.arg(spelled(option));
+            throw UsageError(u"%1 goes with a task only."_s.arg(spelled(option)));
     }
     // A value was forgotten, and the parser took the next option for it.
     const QStringList all{autostartOption, backgroundOption, doctorOption, importOption, jsonOption,
@@ -175,22 +183,21 @@ std::optional<QString> contradiction(const QCommandLineParser &parser)
     for (const QString &option : {taskOption, importOption}) {
         const QString value = parser.value(option);
         if (value.startsWith(u"--") && all.contains(value.mid(2))) {
-            return u"%1 is followed by %2, not by a %3."_s.arg(
-                spelled(option), value, option == taskOption ? u"task"_s : u"file"_s);
+            throw UsageError(u"%1 is followed by %2, not by a %3."_s.arg(
+                spelled(option), value, option == taskOption ? u"task"_s : u"file"_s));
         }
     }
     if (options.isEmpty() && words.size() == 1 && (all.contains(words.first()))) {
-        return u"Is that the option %1? A task of this one word is given with %2."_s.arg(
-            spelled(words.first()), spelled(taskOption));
+        throw UsageError(u"Is that the option %1? A task of this one word is given with %2."_s.arg(
+            spelled(words.first()), spelled(taskOption)));
     }
     // A desktop passes addresses to whatever program it is told to open them with.
     static const QRegularExpression address(uR"(^[a-z][a-z0-9+.-]*:\S+$)"_s,
                                             QRegularExpression::CaseInsensitiveOption);
     if (options.isEmpty() && words.size() == 1 && address.match(words.first()).hasMatch()) {
-        return u"That is an address. A task of this one word is given with %1."_s.arg(
-            spelled(taskOption));
+        throw UsageError(u"That is an address. A task of this one word is given with %1."_s.arg(
+            spelled(taskOption)));
     }
-    return std::nullopt;
 }
 
 // Reads the arguments before there is an application object.
@@ -290,8 +297,10 @@ int CommandLine::run(int argc, char **argv, const QuillonApp::Views &views)
     QCommandLineParser parser;
     describe(parser);
     parser.process(*application);
-    if (const std::optional<QString> sentence = contradiction(parser)) {
-        Terminal().printError(*sentence);
+    try {
+        requireConsistency(parser);
+    } catch (const UsageError &error) {
+        Terminal().printError(QString::fromUtf8(error.what()));
         return EXIT_FAILURE;
     }
     return carryOut(parser);

@@ -5,7 +5,7 @@ using namespace Qt::StringLiterals;
 namespace {
 using Kind = LogEntry::Kind;
 
-ColorRole::Value toneOfText(const LogEntry &entry)
+ColorRole::Value roleOfText(const LogEntry &entry)
 {
     if (entry.kind == Kind::success)
         return ColorRole::Primary;
@@ -17,7 +17,7 @@ ColorRole::Value toneOfText(const LogEntry &entry)
 
 LogEntryStyle LogEntryStyle::of(const LogEntry &entry)
 {
-    const ColorRole::Value text = toneOfText(entry);
+    const ColorRole::Value text = roleOfText(entry);
     if (entry.running)
         return {{}, ColorRole::Secondary, text, u"In progress"_s};
     switch (entry.kind) {

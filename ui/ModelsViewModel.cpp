@@ -58,7 +58,7 @@ QString ModelsViewModel::message() const
     return ShownText::plain(m_models.state().message);
 }
 
-QString ModelsViewModel::ownWay() const
+QString ModelsViewModel::manualDownload() const
 {
     return u"The file is at %1 and belongs into %2."_s.arg(
         m_models.selected().url.toDisplayString(),

@@ -23,7 +23,7 @@ class ModelsViewModel : public QObject
     Q_PROPERTY(double progress READ progress NOTIFY stateChanged)
     Q_PROPERTY(QString progressText READ progressText NOTIFY progressTextChanged)
     Q_PROPERTY(QString message READ message NOTIFY stateChanged)
-    Q_PROPERTY(QString ownWay READ ownWay NOTIFY selectedChanged)
+    Q_PROPERTY(QString manualDownload READ manualDownload NOTIFY selectedChanged)
     Q_PROPERTY(int selected READ selected NOTIFY selectedChanged)
     Q_PROPERTY(QString selectedName READ selectedName NOTIFY selectedChanged)
     Q_PROPERTY(QQmlListProperty<ModelChoice> choices READ choices CONSTANT)
@@ -43,7 +43,7 @@ public:
     /// Why the last download or load failed.
     [[nodiscard]] QString message() const;
     /// How to download the chosen model without this program: its address and its folder.
-    [[nodiscard]] QString ownWay() const;
+    [[nodiscard]] QString manualDownload() const;
     /// The index of the chosen model in the catalogue; -1 if it is not in it.
     [[nodiscard]] int selected() const;
     [[nodiscard]] QString selectedName() const;

@@ -141,8 +141,8 @@ Item {
 
                         // The free space between the picker and the button. In a small window, the
                         // card's items are centred with the message.
-                        readonly property real edge: Math.max(30, ownWay.height + ownWay.anchors.bottomMargin + 5)
-                        readonly property real room: card.isCompact ? card.height - 2 * edge - picker.y - picker.height - parts.spacing - 8 - tryAgain.height : ownWay.y - parts.y - parts.failureY - tryAgain.height - 16
+                        readonly property real edge: Math.max(30, manualDownload.height + manualDownload.anchors.bottomMargin + 5)
+                        readonly property real room: card.isCompact ? card.height - 2 * edge - picker.y - picker.height - parts.spacing - 8 - tryAgain.height : manualDownload.y - parts.y - parts.failureY - tryAgain.height - 16
 
                         elide: Text.ElideRight
                         maximumLineCount: Math.max(1, Math.min(5, Math.floor(room / lines.lineSpacing)))
@@ -220,7 +220,7 @@ Item {
 
     // At the bottom, so that it moves nothing.
     Loader {
-        id: ownWay
+        id: manualDownload
 
         active: card.models.state === ModelsViewModel.Failed
         anchors.bottom: parent.bottom
@@ -232,8 +232,8 @@ Item {
             color: Theme.secondary
             font.pixelSize: 11
             horizontalAlignment: TextEdit.AlignHCenter
-            objectName: "ownWay"
-            text: card.models.ownWay // qmllint disable unqualified
+            objectName: "manualDownload"
+            text: card.models.manualDownload // qmllint disable unqualified
         }
         width: parent.width - 60
     }

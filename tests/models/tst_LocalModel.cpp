@@ -38,7 +38,7 @@ bool reads(const json &record)
 }
 } // namespace
 
-class LocalModelTest : public QObject
+class tst_LocalModel : public QObject
 {
     Q_OBJECT
 
@@ -58,7 +58,7 @@ private Q_SLOTS:
     void refusesAWrongType();
 };
 
-void LocalModelTest::catalogHasExactlyTheseModels_data()
+void tst_LocalModel::catalogHasExactlyTheseModels_data()
 {
     QTest::addColumn<int>("index");
     QTest::addColumn<LocalModel>("model");
@@ -84,7 +84,7 @@ void LocalModelTest::catalogHasExactlyTheseModels_data()
                                           2019};
 }
 
-void LocalModelTest::catalogHasExactlyTheseModels()
+void tst_LocalModel::catalogHasExactlyTheseModels()
 {
     QFETCH(const int, index);
     QFETCH(const LocalModel, model);
@@ -98,12 +98,12 @@ void LocalModelTest::catalogHasExactlyTheseModels()
     QCOMPARE(LocalModel::catalog().size(), 2);
 }
 
-void LocalModelTest::catalogIsBuiltOnce()
+void tst_LocalModel::catalogIsBuiltOnce()
 {
     QCOMPARE(&LocalModel::catalog(), &LocalModel::catalog());
 }
 
-void LocalModelTest::equalityComparesEveryField_data()
+void tst_LocalModel::equalityComparesEveryField_data()
 {
     QTest::addColumn<LocalModel>("other");
     LocalModel other = sample();
@@ -129,7 +129,7 @@ void LocalModelTest::equalityComparesEveryField_data()
     QTest::newRow("sizeMB") << other;
 }
 
-void LocalModelTest::equalityComparesEveryField()
+void tst_LocalModel::equalityComparesEveryField()
 {
     QFETCH(const LocalModel, other);
     QVERIFY(sample() == sample());
@@ -139,13 +139,13 @@ void LocalModelTest::equalityComparesEveryField()
     QCOMPARE((QSet<LocalModel>{sample(), other, sample()}).size(), 2);
 }
 
-void LocalModelTest::isWrittenWithItsFieldNames()
+void tst_LocalModel::isWrittenWithItsFieldNames()
 {
     QVERIFY(json(sample()) == sampleRecord());
     QVERIFY(json(sample()).at("sizeMB").is_number_integer());
 }
 
-void LocalModelTest::addressIsWrittenEncoded()
+void tst_LocalModel::addressIsWrittenEncoded()
 {
     LocalModel model = sample();
     model.url = QUrl(u"https://example.org/ä b?q=ü#top"_s);
@@ -154,14 +154,14 @@ void LocalModelTest::addressIsWrittenEncoded()
     QVERIFY(json(model).get<LocalModel>() == model);
 }
 
-void LocalModelTest::isReadBack()
+void tst_LocalModel::isReadBack()
 {
     QVERIFY(sampleRecord().get<LocalModel>() == sample());
     for (const LocalModel &model : LocalModel::catalog())
         QVERIFY(json::parse(json(model).dump()).get<LocalModel>() == model);
 }
 
-void LocalModelTest::ignoresUnknownKeys()
+void tst_LocalModel::ignoresUnknownKeys()
 {
     json record = sampleRecord();
     record["sha256"] = "abc";
@@ -169,14 +169,14 @@ void LocalModelTest::ignoresUnknownKeys()
     QVERIFY(record.get<LocalModel>() == sample());
 }
 
-void LocalModelTest::refusesARecordWithoutAKey_data()
+void tst_LocalModel::refusesARecordWithoutAKey_data()
 {
     QTest::addColumn<QByteArray>("key");
     for (const char *key : {"id", "name", "detail", "url", "fileName", "sizeMB"})
         QTest::newRow(key) << QByteArray(key);
 }
 
-void LocalModelTest::refusesARecordWithoutAKey()
+void tst_LocalModel::refusesARecordWithoutAKey()
 {
     QFETCH(const QByteArray, key);
     json record = sampleRecord();
@@ -184,7 +184,7 @@ void LocalModelTest::refusesARecordWithoutAKey()
     QVERIFY(!reads(record));
 }
 
-void LocalModelTest::refusesAWrongType_data()
+void tst_LocalModel::refusesAWrongType_data()
 {
     QTest::addColumn<QByteArray>("key");
     QTest::addColumn<QByteArray>("value");
@@ -199,7 +199,7 @@ void LocalModelTest::refusesAWrongType_data()
         QTest::addRow("url %s", value) << QByteArray("url") << QByteArray(value);
 }
 
-void LocalModelTest::refusesAWrongType()
+void tst_LocalModel::refusesAWrongType()
 {
     QFETCH(const QByteArray, key);
     QFETCH(const QByteArray, value);
@@ -209,5 +209,5 @@ void LocalModelTest::refusesAWrongType()
     QVERIFY(!reads(json::array()));
 }
 
-QTEST_APPLESS_MAIN(LocalModelTest)
+QTEST_APPLESS_MAIN(tst_LocalModel)
 #include "tst_LocalModel.moc"

@@ -37,7 +37,7 @@ void bringAlong()
 }
 } // namespace
 
-class SmallModelTest : public QObject
+class tst_SmallModel : public QObject
 {
     Q_OBJECT
 
@@ -60,13 +60,13 @@ private:
     std::shared_ptr<ScriptedEngine> m_engine;
 };
 
-void SmallModelTest::init()
+void tst_SmallModel::init()
 {
     QSettings().clear();
     m_engine = std::make_shared<ScriptedEngine>();
 }
 
-void SmallModelTest::isNoneOfTheCatalogue()
+void tst_SmallModel::isNoneOfTheCatalogue()
 {
     QVERIFY(!LocalModel::catalog().contains(SmallModel::model()));
     for (const LocalModel &model : LocalModel::catalog())
@@ -74,21 +74,21 @@ void SmallModelTest::isNoneOfTheCatalogue()
     QCOMPARE(SmallModel::model().name, u"Quillon Small"_s);
 }
 
-void SmallModelTest::isFoundBesideTheProgram()
+void tst_SmallModel::isFoundBesideTheProgram()
 {
     QVERIFY(!SmallModel::file());
     bringAlong();
     QCOMPARE(SmallModel::file(), place());
 }
 
-void SmallModelTest::aFolderInItsPlaceIsNoModel()
+void tst_SmallModel::aFolderInItsPlaceIsNoModel()
 {
     QVERIFY(QDir().mkpath(place()));
     QVERIFY(!SmallModel::file());
     QVERIFY(QDir().rmdir(place()));
 }
 
-void SmallModelTest::isUsedForThisTimeOnly()
+void tst_SmallModel::isUsedForThisTimeOnly()
 {
     bringAlong();
     QSettings().setValue(u"selectedModel"_s, LocalModel::catalog().last().id);
@@ -106,7 +106,7 @@ void SmallModelTest::isUsedForThisTimeOnly()
     QCOMPARE(ModelManager(m_engine).selected(), LocalModel::catalog().last());
 }
 
-void SmallModelTest::isNotUsedIfItDidNotComeAlong()
+void tst_SmallModel::isNotUsedIfItDidNotComeAlong()
 {
     ModelManager models(m_engine);
     const QSignalSpy selected(&models, &ModelManager::selectedChanged);
@@ -116,7 +116,7 @@ void SmallModelTest::isNotUsedIfItDidNotComeAlong()
     QCOMPARE(m_engine->unloads(), 0);
 }
 
-void SmallModelTest::isUsedAlsoWhenItIsSelectedAlready()
+void tst_SmallModel::isUsedAlsoWhenItIsSelectedAlready()
 {
     bringAlong();
     ModelManager models(m_engine);
@@ -127,7 +127,7 @@ void SmallModelTest::isUsedAlsoWhenItIsSelectedAlready()
     QCOMPARE(m_engine->unloads(), 1);
 }
 
-void SmallModelTest::anotherChoiceLeavesIt()
+void tst_SmallModel::anotherChoiceLeavesIt()
 {
     bringAlong();
     ModelManager models(m_engine);
@@ -138,7 +138,7 @@ void SmallModelTest::anotherChoiceLeavesIt()
     QCOMPARE(models.state(), ModelManager::State::needsDownload());
 }
 
-void SmallModelTest::theFirstChoiceLeavesItToo()
+void tst_SmallModel::theFirstChoiceLeavesItToo()
 {
     bringAlong();
     ModelManager models(m_engine);
@@ -147,7 +147,7 @@ void SmallModelTest::theFirstChoiceLeavesItToo()
     QCOMPARE(models.selected(), LocalModel::catalog().first());
 }
 
-void SmallModelTest::goesAwayWhileItIsSelected()
+void tst_SmallModel::goesAwayWhileItIsSelected()
 {
     bringAlong();
     ModelManager models(m_engine);
@@ -167,7 +167,7 @@ int main(int argc, char **argv)
     QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName(u"Quillon"_s);
     QCoreApplication::setApplicationName(u"Quillon"_s);
-    SmallModelTest test;
+    tst_SmallModel test;
     return QTest::qExec(&test, argc, argv);
 }
 

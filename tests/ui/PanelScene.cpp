@@ -6,6 +6,7 @@
 #include "ui/Ui.h"
 
 #include <QQmlComponent>
+#include <QSignalSpy>
 #include <QTest>
 
 #include <algorithm>
@@ -159,6 +160,11 @@ QColor PanelScene::color(const char *name)
 
 void PanelScene::click(const QString &name) const
 {
+    // What has changed since the last frame is laid out in the next one.
+    QSignalSpy frames(window.get(), &QQuickWindow::frameSwapped);
+    window->update();
+    if (!frames.wait(eventually))
+        qFatal("The panel shows no frame.");
     const QQuickItem &target = item(name);
     const QPointF middle = target.mapToScene(target.boundingRect().center());
     QTest::mouseClick(window.get(), Qt::LeftButton, Qt::NoModifier, middle.toPoint());

@@ -13,7 +13,7 @@ class tst_CommandBar : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void standsWhereItBelongs();
+    void hasItsPlace();
     void invites();
     void hasTheFocusFromTheBeginning();
     void takesTheFocusWhenSummoned();
@@ -35,7 +35,7 @@ private Q_SLOTS:
     void whatIsNoFileIsNotDropped();
 };
 
-void tst_CommandBar::standsWhereItBelongs()
+void tst_CommandBar::hasItsPlace()
 {
     const PanelScene scene;
     const QQuickItem &field = scene.item(u"commandField"_s);

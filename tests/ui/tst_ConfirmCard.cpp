@@ -8,7 +8,7 @@ class tst_ConfirmCard : public QObject
 
 private Q_SLOTS:
     void saysWhatAndWhy();
-    void liesOverTheCentre();
+    void coversTheCentre();
     void allowsByMouse();
     void declinesByMouse();
     void returnAllows_data();
@@ -49,7 +49,7 @@ void tst_ConfirmCard::saysWhatAndWhy()
     QVERIFY(!scene.find(u"confirmCard"_s));
 }
 
-void tst_ConfirmCard::liesOverTheCentre()
+void tst_ConfirmCard::coversTheCentre()
 {
     ConfirmScene scene;
     scene.ask();

@@ -46,14 +46,14 @@ public:
               u"screen reader"_s))
     {
         m_bus.connect(QString(), QString(), u"org.a11y.atspi.Event.Object"_s, u"StateChanged"_s,
-                      this, SLOT(hear(QDBusMessage)));
+                      this, SLOT(record(QDBusMessage)));
     }
     ~ScreenReader() override { QDBusConnection::disconnectFromBus(u"screen reader"_s); }
 
     QStringList spoken; ///< The role and the name of each element.
 
 private Q_SLOTS:
-    void hear(const QDBusMessage &event)
+    void record(const QDBusMessage &event)
     {
         if (event.arguments().value(0) != u"showing"_s || event.arguments().value(1) != 1)
             return;

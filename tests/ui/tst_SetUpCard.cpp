@@ -18,7 +18,7 @@ class tst_SetUpCard : public QObject
 
 private Q_SLOTS:
     void saysWhatItIsFor();
-    void standsInTheMiddle();
+    void isInTheMiddle();
     void showsOneElementForEachState();
     void downloadsAndLoads();
     void showsProgress();
@@ -59,7 +59,7 @@ void tst_SetUpCard::saysWhatItIsFor()
     QVERIFY(!scene.find(u"modelMenuButton"_s));
 }
 
-void tst_SetUpCard::standsInTheMiddle()
+void tst_SetUpCard::isInTheMiddle()
 {
     const PanelScene scene(Model::missing);
     const QQuickItem &card = scene.item(u"setUpCard"_s);
@@ -238,18 +238,18 @@ void tst_SetUpCard::showsWhyADownloadFailed()
 void tst_SetUpCard::aFailureSaysHowToGetTheFileOtherwise()
 {
     const PanelScene scene(Model::missing);
-    QVERIFY(!scene.find(u"ownWay"_s));
+    QVERIFY(!scene.find(u"manualDownload"_s));
     const HttpServer server;
     const QUrl url = server.url(u"/test.gguf"_s);
     scene.manager->select(modelAt(url));
     scene.manager->download();
     QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
-    QCOMPARE(scene.text(u"ownWay"_s),
+    QCOMPARE(scene.text(u"manualDownload"_s),
              u"The file is at %1 and belongs into %2."_s.arg(
                  url.toString(), QDir::toNativeSeparators(ModelManager::directory())));
     // It covers nothing, however small the window and long the message.
     const QQuickItem &card = scene.item(u"setUpCard"_s);
-    const QQuickItem &note = scene.item(u"ownWay"_s);
+    const QQuickItem &note = scene.item(u"manualDownload"_s);
     const QQuickItem &button = scene.item(u"tryAgainButton"_s);
     const auto isApart = [&] {
         return note.mapRectToItem(&card, note.boundingRect()).top() >=
@@ -477,16 +477,13 @@ void tst_SetUpCard::aStripBelowTheHistorySetsUpAnotherModel()
     QTRY_VERIFY(top(u"setUpStrip"_s) >= bottom(u"history"_s));
     QVERIFY(bottom(u"setUpStrip"_s) <= top(u"onDevice"_s));
     QVERIFY(scene.item(u"setUpStrip"_s).height() <= 44);
-    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripDownloadButton"_s);
     QTRY_VERIFY(scene.modelsView->progress() > 0);
     QCOMPARE(scene.text(u"stripText"_s), u"50% of ~1234567 MB"_s);
     QCOMPARE(scene.item(u"stripProgress"_s).property("value"), 0.5);
-    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripCancelButton"_s);
     QTRY_VERIFY(scene.find(u"stripDownloadButton"_s));
     QVERIFY(!scene.find(u"stripProgress"_s));
-    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripDownloadButton"_s);
     QTRY_VERIFY(scene.modelsView->progress() > 0);
     server.release();
@@ -521,10 +518,8 @@ void tst_SetUpCard::theStripSaysWhyADownloadFailed()
     scene.run(u"Which windows are open?"_s, {Say::listWindows, Say::done()});
     const HttpServer server;
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
-    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripDownloadButton"_s);
     QTRY_COMPARE(scene.text(u"stripText"_s), u"Download failed (HTTP 404)."_s);
-    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripTryAgainButton"_s);
     QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
     QTRY_COMPARE(scene.modelsView->state(), ModelsViewModel::Failed);
@@ -537,7 +532,6 @@ void tst_SetUpCard::theStripLeadsBackToTheModelThatIsThere()
     scene.manager->select(LocalModel::catalog().at(1));
     scene.engine->setLoaded(false);
     QCOMPARE(scene.text(u"stripModelMenuButton"_s), u"Llama 3.2 3B Instruct"_s);
-    QTest::qWait(100); // the row is laid out in the next frame
     scene.click(u"stripModelMenuButton"_s);
     QTRY_VERIFY(scene.find(u"modelMenuItem0"_s));
     scene.click(u"modelMenuItem0"_s);
