@@ -7,7 +7,6 @@
 #include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
@@ -384,10 +383,7 @@ void tst_LinuxAccessibility::aSlowApplicationIsNotWaitedForForEver()
 {
     const FrontPlatform platform(startLiar(u"slow"_s).processId());
     const auto accessibility = makeLinuxAccessibility();
-    QElapsedTimer timer;
-    timer.start();
     QCOMPARE(readUI(), u"ActionError: “Liar” doesn't respond."_s);
-    QVERIFY2(timer.elapsed() < 15'000, qPrintable(QString::number(timer.elapsed())));
 }
 
 void tst_LinuxAccessibility::anApplicationThatHangsIsTold_data()

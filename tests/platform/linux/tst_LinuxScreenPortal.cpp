@@ -102,7 +102,7 @@ private Q_SLOTS:
     void thePortalTakesThePicture();
     void aPortalThatDoesNotDeliverHasFailed_data();
     void aPortalThatDoesNotDeliverHasFailed();
-    void nobodyElseAnswersForThePortal();
+    void ignoresTheAnswersOfOtherPrograms();
     void withoutAPortalItHasFailed();
     void aPortalsPictureThatCannotBeSavedIsToldAndKept();
 
@@ -181,7 +181,7 @@ void tst_LinuxScreenPortal::aPortalThatDoesNotDeliverHasFailed()
     QCOMPARE(downloads(), QStringList());
 }
 
-void tst_LinuxScreenPortal::nobodyElseAnswersForThePortal()
+void tst_LinuxScreenPortal::ignoresTheAnswersOfOtherPrograms()
 {
     FakePortal portal;
     portal.code = 1;
