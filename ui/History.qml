@@ -158,7 +158,7 @@ Item {
             acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
 
             // Three lines for one step of the wheel.
-            onWheel: event => history.scrollBy(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y * 60 / 120)
+            onWheel: event => history.scrollBy(event.pixelDelta.y !== 0 ? -event.pixelDelta.y : -event.angleDelta.y / 2)
         }
     }
 

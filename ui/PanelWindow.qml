@@ -10,13 +10,14 @@ Window {
 
     // Whether the application draws frame, corners and background.
     property bool frameless: false
+    readonly property int usualHeight: 620
 
     function readFlags(): void {
         frameless = (flags & Qt.FramelessWindowHint) !== 0;
     }
 
     color: "transparent"
-    height: 620
+    height: usualHeight
     minimumHeight: 460
     minimumWidth: 640
     title: "Quillon"
@@ -27,7 +28,7 @@ Window {
 
     // Whether the panel and its shadow fit on the screen beside the desktop's bars. Otherwise, some
     // window managers move the panel down until all of the margin is visible, and the footer is not.
-    readonly property bool hasRoomForShadow: Screen.height >= 620 + 2 * Theme.shadowMargin + 64
+    readonly property bool hasRoomForShadow: Screen.height >= usualHeight + 2 * Theme.shadowMargin + 64
 
     // The space of the shadow. A window that fills the screen has none.
     Binding {

@@ -156,7 +156,7 @@ std::optional<dbus_uint32_t> DBusMessages::unsignedNumber(const DBusMessagePtr &
     return basic<dbus_uint32_t>(reply, DBUS_TYPE_UINT32);
 }
 
-std::optional<QList<dbus_uint32_t>> DBusMessages::unsignedNumbers(const DBusMessagePtr &reply)
+std::optional<dbus_uint32_t> DBusMessages::firstUnsignedNumber(const DBusMessagePtr &reply)
 {
     std::optional<DBusMessageIter> list = valueOf(reply, DBUS_TYPE_ARRAY);
     if (!list || dbus_message_iter_get_element_type(&*list) != DBUS_TYPE_UINT32)
@@ -166,7 +166,7 @@ std::optional<QList<dbus_uint32_t>> DBusMessages::unsignedNumbers(const DBusMess
     const dbus_uint32_t *first = nullptr;
     int count = 0;
     dbus_message_iter_get_fixed_array(&members, static_cast<void *>(&first), &count);
-    return QList<dbus_uint32_t>(first, first + count);
+    return count > 0 ? std::optional(*first) : std::nullopt;
 }
 
 std::optional<std::array<dbus_int32_t, 4>> DBusMessages::area(const DBusMessagePtr &reply)

@@ -58,7 +58,8 @@ void append(const DBusMessagePtr &call, dbus_uint32_t number);
 [[nodiscard]] std::optional<bool> boolean(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<dbus_int32_t> number(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<dbus_uint32_t> unsignedNumber(const DBusMessagePtr &reply);
-[[nodiscard]] std::optional<QList<dbus_uint32_t>> unsignedNumbers(const DBusMessagePtr &reply);
+/// The first number of a list, such as the first word of an element's states.
+[[nodiscard]] std::optional<dbus_uint32_t> firstUnsignedNumber(const DBusMessagePtr &reply);
 /// The four numbers of a rectangle.
 [[nodiscard]] std::optional<std::array<dbus_int32_t, 4>> area(const DBusMessagePtr &reply);
 [[nodiscard]] std::optional<DBusObject> object(const DBusMessagePtr &reply);

@@ -43,17 +43,9 @@ bool isGone(const DBusMessagePtr &reply)
            DBusMessages::isError(reply, DBUS_ERROR_NAME_HAS_NO_OWNER);
 }
 
-// The first word of the states; nothing if they are unknown.
-std::optional<dbus_uint32_t> firstStates(const DBusMessagePtr &states)
-{
-    const QList<dbus_uint32_t> words =
-        DBusMessages::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
-    return words.isEmpty() ? std::nullopt : std::optional(words.constFirst());
-}
-
 Visibility visibility(const DBusMessagePtr &reply, std::optional<AtSpiRole> role)
 {
-    const std::optional<dbus_uint32_t> states = firstStates(reply);
+    const std::optional<dbus_uint32_t> states = DBusMessages::firstUnsignedNumber(reply);
     if (!states || (*states & showing) != 0)
         return Visibility::shown;
     if ((*states & visible) == 0 || (role && AtSpiRoles::isWholePage(*role)))
@@ -400,7 +392,7 @@ QList<Visibility> AtSpiTree::visibilities(const QList<ElementId> &elements)
 bool AtSpiTree::isHidden(const DBusMessagePtr &states, const Element &element)
 {
     const bool isWindow = element.role && AtSpiRoles::isWindow(*element.role);
-    if (!isWindow && (firstStates(states).value_or(0) & showing) != 0)
+    if (!isWindow && (DBusMessages::firstUnsignedNumber(states).value_or(0) & showing) != 0)
         m_saysWhatShows = true;
     return visibility(states, element.role) == Visibility::hidden;
 }

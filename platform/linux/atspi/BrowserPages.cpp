@@ -19,9 +19,7 @@ constexpr dbus_uint32_t busy = 1U << 3;
 
 bool hasState(const DBusMessagePtr &states, dbus_uint32_t state)
 {
-    const QList<dbus_uint32_t> words =
-        DBusMessages::unsignedNumbers(states).value_or(QList<dbus_uint32_t>());
-    return !words.isEmpty() && (words.constFirst() & state) != 0;
+    return (DBusMessages::firstUnsignedNumber(states).value_or(0) & state) != 0;
 }
 
 DBusMessagePtr askForAttribute(const DBusObject &document, const char *name)

@@ -30,7 +30,7 @@ namespace {
 // How long the server may take to accept a first connection.
 constexpr std::chrono::milliseconds serverLimit{5000};
 
-// The radius of the panel's corners.
+// The radius of the panel's corners, as Theme.qml draws them.
 constexpr double cornerRadius = 14;
 
 // The sizes of icons that task bars, lists of windows and panels show, at scales up to 2.
