@@ -134,6 +134,22 @@ QString pressed(const QString &label, const OpenApplication &application)
     }
     return u"Clicked “"_s + label + u"”."_s;
 }
+
+QString described(const OpenApplication &application)
+{
+    try {
+        QStringList found = lines(*application.tree);
+        if (found.isEmpty() && application.tree->mayKnowMore())
+            found = lines(*application.tree);
+        if (found.isEmpty())
+            application.requireInterface();
+        if (found.isEmpty() && application.tree->isTimeUp())
+            throw application.doesNotRespond();
+        return found.isEmpty() ? u"No readable controls found."_s : found.join(u" | "_s);
+    } catch (const UnresponsiveApplication &) {
+        throw application.doesNotRespond();
+    }
+}
 } // namespace
 
 QCoro::Task<QString> Executor::click(QString label, std::optional<Application> front)
@@ -152,25 +168,13 @@ QString Executor::click(const QString &label)
 QString Executor::readUI()
 {
     requirePermission();
-    return readUI(Platform::current().workspace().frontmostApplication());
+    return described(opened(Platform::current().workspace().frontmostApplication()));
 }
 
 QString Executor::readUI(const std::optional<Application> &front)
 {
     requirePermission();
-    const OpenApplication application = opened(front);
-    try {
-        QStringList found = lines(*application.tree);
-        if (found.isEmpty() && application.tree->mayKnowMore())
-            found = lines(*application.tree);
-        if (found.isEmpty())
-            application.requireInterface();
-        if (found.isEmpty() && application.tree->isTimeUp())
-            throw application.doesNotRespond();
-        return found.isEmpty() ? u"No readable controls found."_s : found.join(u" | "_s);
-    } catch (const UnresponsiveApplication &) {
-        throw application.doesNotRespond();
-    }
+    return described(opened(front));
 }
 
 QCoro::Task<QString> Executor::Actions::click(AgentAction action, Context context)

@@ -6,6 +6,17 @@ using namespace Qt::StringLiterals;
 using namespace Replies;
 using Kind = LogEntry::Kind;
 
+namespace {
+void addStepsForTheFront()
+{
+    QTest::addColumn<QString>("action");
+    QTest::addColumn<QString>("title");
+    QTest::newRow("key") << uR"({"action":"press_key","key":"return"})"_s << u"Pressing return"_s;
+    QTest::newRow("text") << uR"({"action":"type_text","text":"a"})"_s << u"Typing “a”"_s;
+    QTest::newRow("click") << uR"({"action":"click","label":"OK"})"_s << u"Clicking “OK”"_s;
+}
+} // namespace
+
 class tst_AgentSessionApproval : public QObject
 {
     Q_OBJECT
@@ -156,11 +167,7 @@ void tst_AgentSessionApproval::aSafeKeyIsNotPressedInAnApplicationThatComesToThe
 
 void tst_AgentSessionApproval::actsOnTheApplicationThatWasAssessed_data()
 {
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<QString>("title");
-    QTest::newRow("key") << uR"({"action":"press_key","key":"return"})"_s << u"Pressing return"_s;
-    QTest::newRow("text") << uR"({"action":"type_text","text":"a"})"_s << u"Typing “a”"_s;
-    QTest::newRow("click") << uR"({"action":"click","label":"OK"})"_s << u"Clicking “OK”"_s;
+    addStepsForTheFront();
 }
 
 // Mail comes to the front after the last look, when only the application can be chosen.
@@ -187,11 +194,7 @@ void tst_AgentSessionApproval::actsOnTheApplicationThatWasAssessed()
 
 void tst_AgentSessionApproval::aStepForTheFrontFailsIfTheFrontIsUnknown_data()
 {
-    QTest::addColumn<QString>("action");
-    QTest::addColumn<QString>("title");
-    QTest::newRow("key") << uR"({"action":"press_key","key":"return"})"_s << u"Pressing return"_s;
-    QTest::newRow("click") << uR"({"action":"click","label":"Open"})"_s << u"Clicking “Open”"_s;
-    QTest::newRow("text") << uR"({"action":"type_text","text":"a"})"_s << u"Typing “a”"_s;
+    addStepsForTheFront();
 }
 
 void tst_AgentSessionApproval::aStepForTheFrontFailsIfTheFrontIsUnknown()

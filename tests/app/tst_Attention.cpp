@@ -53,6 +53,17 @@ struct Scene : ViewModels
     int shows = 0;
     Attention attention{*session, *manager, window, [this] { ++shows; }};
 };
+
+// The window asks for attention for a question, and less urgently for the end of the task.
+void asksForAttention(Scene &scene)
+{
+    scene.run({trashOld, done});
+    QTRY_VERIFY(scene.sessionView->isPending());
+    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"attention panel now"_s}));
+    scene.sessionView->resolve(true);
+    QTRY_VERIFY(!scene.session->isRunning());
+    QCOMPARE(scene.calls().last(), u"attention panel"_s);
+}
 } // namespace
 
 class tst_Attention : public QObject
@@ -122,12 +133,7 @@ void tst_Attention::aFocusedPanelDoesNotAskForAttention()
 void tst_Attention::aCoveredPanelAsksForAttention()
 {
     Scene scene;
-    scene.run({trashOld, done});
-    QTRY_VERIFY(scene.sessionView->isPending());
-    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"attention panel now"_s}));
-    scene.sessionView->resolve(true);
-    QTRY_VERIFY(!scene.session->isRunning());
-    QCOMPARE(scene.calls().last(), u"attention panel"_s);
+    asksForAttention(scene);
     QCOMPARE(scene.notices(), QStringList());
 }
 
@@ -197,18 +203,13 @@ void tst_Attention::notificationsQuoteOnlyTheBeginning()
     QCOMPARE(scene.notices().last(), u"tell Done: write this:"_s);
 }
 
-// As on macOS, where the icon in the Dock bounces.
+// On macOS, there are no notifications, and the icon in the Dock bounces instead.
 void tst_Attention::withoutNotificationsAHiddenPanelAsksForAttention()
 {
     Scene scene;
     scene.platform.fakeShell.hasNotifier = false;
     scene.window.isOnScreen = false;
-    scene.run({trashOld, done});
-    QTRY_VERIFY(scene.sessionView->isPending());
-    QCOMPARE(scene.calls(), (QStringList{u"above panel"_s, u"attention panel now"_s}));
-    scene.sessionView->resolve(true);
-    QTRY_VERIFY(!scene.session->isRunning());
-    QCOMPARE(scene.calls().last(), u"attention panel"_s);
+    asksForAttention(scene);
     HotKey::summon();
     QCOMPARE(scene.notices(), QStringList());
 }
