@@ -105,6 +105,9 @@ private:
     void writeModel(const QList<QByteArray> &replies) const;
     void setDark(bool isDark) const;
     void submit(const QString &task);
+    void closeOther();
+    /// The program that the task has started shows its window.
+    void showOther() const { m_desktop->write(u"shown"_s, {}); }
     void keepPicture(const QString &state);
 
     [[nodiscard]] QList<X11Window> windows()
@@ -165,6 +168,7 @@ private:
     [[nodiscard]] QRect freeArea();
     /// Whether the panel is in the middle of that area and as large as it should be.
     [[nodiscard]] bool isInTheMiddle(QRect area);
+    void waitUntilInTheMiddle();
     [[nodiscard]] QImage screenshot() const;
     /// The colour of an empty part of the panel.
     [[nodiscard]] QColor emptyPart()
@@ -197,8 +201,7 @@ void tst_Sessions::useSession(QSize screen, double scale)
 {
     if (!m_desktop || m_size != screen || m_scale != scale)
         startSession(screen, scale);
-    for (const qint64 process : m_desktop->processes(u"quillon-test-window"_s))
-        ::kill(static_cast<pid_t>(process), SIGKILL);
+    closeOther();
     for (const QString &folder : {u".config/Quillon"_s, u".local/share/Quillon"_s})
         QDir(m_desktop->home(folder)).removeRecursively();
     setDark(false);
@@ -223,8 +226,10 @@ void tst_Sessions::startSession(QSize screen, double scale)
     m_desktop->write(u".local/share/applications/other.desktop"_s,
                      "[Desktop Entry]\nType=Application\nName=Other\nStartupWMClass=other\n"
                      "Exec=sh -c \"touch " +
-                         QFile::encodeName(m_desktop->home(u"started"_s)) +
-                         "; sleep 2; exec " TEST_WINDOW " other other.Other unattended\"\n");
+                         QFile::encodeName(m_desktop->home(u"started"_s)) + "; until [ -e " +
+                         QFile::encodeName(m_desktop->home(u"shown"_s)) +
+                         " ]; do sleep 0.1; done; exec " TEST_WINDOW
+                         " other other.Other unattended\"\n");
     m_desktop->write(u"old.zip"_s, "old");
     // The desktop's bars are there before the panel, as after a login.
     const auto hasBars = [this] { return bars().size() >= m_session->bars; };
@@ -266,6 +271,15 @@ void tst_Sessions::submit(const QString &task)
                                1000);
     };
     QVERIFY(QTest::qWaitFor(isRunning, eventually));
+}
+
+void tst_Sessions::closeOther()
+{
+    for (const qint64 process : m_desktop->processes(u"quillon-test-window"_s))
+        ::kill(static_cast<pid_t>(process), SIGKILL);
+    QTRY_VERIFY_WITH_TIMEOUT(!find(u"other"_s), eventually);
+    for (const QString &file : {u"started"_s, u"shown"_s})
+        QFile::remove(m_desktop->home(file));
 }
 
 QImage tst_Sessions::screenshot() const
@@ -312,6 +326,14 @@ bool tst_Sessions::isInTheMiddle(QRect area)
            (seen.center() - area.center()).manhattanLength() <= 3;
 }
 
+void tst_Sessions::waitUntilInTheMiddle()
+{
+    const auto isThere = [this] { return isInTheMiddle(freeArea()); };
+    if (!QTest::qWaitFor(isThere, eventually))
+        qWarning() << "The panel is at" << place() << "of" << freeArea();
+    QVERIFY(isThere());
+}
+
 void tst_Sessions::isSetUpAndRunsATask_data()
 {
     QTest::addColumn<double>("scale");
@@ -334,7 +356,7 @@ void tst_Sessions::isSetUp()
 {
     SilentProxy proxy;
     startPanel();
-    QTRY_VERIFY_WITH_TIMEOUT(isInTheMiddle(freeArea()), eventually);
+    waitUntilInTheMiddle();
     keepPicture(u"set-up"_s);
     // The picker, then the button.
     press(u"Tab"_s);
@@ -356,8 +378,7 @@ void tst_Sessions::runsATask()
         u"dbus-monitor"_s, {u"--session"_s, u"interface='org.freedesktop.Notifications'"_s});
     startPanel();
 
-    const QRect area = freeArea();
-    QTRY_VERIFY_WITH_TIMEOUT(isInTheMiddle(area), eventually);
+    waitUntilInTheMiddle();
     QTRY_VERIFY_WITH_TIMEOUT(emptyPart().lightnessF() > 0.85, eventually);
     // What is behind shows through only if it is blurred.
     const auto isTinted = [this] { return emptyPart().red() < 243; };
@@ -378,6 +399,7 @@ void tst_Sessions::runsATask()
 
     submit(u"tidy up"_s);
     keepPicture(u"running"_s);
+    showOther();
     // The question is visible although another window has the focus.
     QTRY_VERIFY_WITH_TIMEOUT(find(u"other"_s).has_value(), eventually);
     QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"other"_s, eventually);
@@ -401,9 +423,13 @@ void tst_Sessions::runsATask()
     keepPicture(u"history dark"_s);
 
     // A hidden panel asks by a notification.
+    closeOther();
+    xdotool({u"windowactivate"_s, u"--sync"_s, number(panel)});
+    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
     submit(u"tidy up"_s);
     press(u"Escape"_s);
     QTRY_VERIFY_WITH_TIMEOUT(!isPanelShown(), eventually);
+    showOther();
     QByteArray told;
     const auto isAsked = [&] {
         notifications.waitForReadyRead(50);
@@ -427,10 +453,11 @@ void tst_Sessions::runsATask()
 void tst_Sessions::bindsItsOtherKey()
 {
     useSession(fullHd, 1);
+    // Unless the key belongs to the desktop itself.
     const KeyOwner owner;
     writeModel({done});
     startPanel();
-    QTRY_VERIFY_WITH_TIMEOUT(isInTheMiddle(freeArea()), eventually);
+    waitUntilInTheMiddle();
     keepPicture(u"key"_s);
     if (!m_session->bindsKeys)
         return;
