@@ -4,6 +4,7 @@
 #include "models/ModelManager.h"
 #include "tests/support/FakePlatform.h"
 #include "tests/support/ScriptedEngine.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,4 +1,5 @@
 #include "tests/agent/SessionScene.h"
+#include "tests/support/Waiting.h"
 
 #include <QTest>
 

@@ -3,6 +3,7 @@
 #include "tests/platform/linux/TestWindow.h"
 #include "tests/support/Hands.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QProcess>
 #include <QRect>

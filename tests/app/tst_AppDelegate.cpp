@@ -3,6 +3,7 @@
 #include "app/VisualEffect.h"
 #include "app/WindowStyler.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Waiting.h"
 
 #include <QTest>
 

@@ -1,6 +1,7 @@
 #include "app/Attention.h"
 #include "app/HotKey.h"
 #include "tests/support/HttpServer.h"
+#include "tests/support/Waiting.h"
 #include "tests/ui/ViewModels.h"
 
 #include <QGuiApplication>

@@ -1,5 +1,6 @@
 #include "app/EditMenu.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Waiting.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>

@@ -1,6 +1,7 @@
 #include "app/HotKey.h"
 #include "app/Panel.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Waiting.h"
 
 #include <QGuiApplication>
 #include <QSignalSpy>

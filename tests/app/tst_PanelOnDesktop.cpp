@@ -1,6 +1,7 @@
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "tests/app/PanelOnDesktopFixture.h"
 #include "tests/support/KeyOwner.h"
+#include "tests/support/Waiting.h"
 
 #include <QPoint>
 #include <QTest>

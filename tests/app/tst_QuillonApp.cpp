@@ -1,6 +1,7 @@
 #include "app/QuillonApp.h"
 
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Waiting.h"
 
 #include <QFile>
 #include <QGuiApplication>

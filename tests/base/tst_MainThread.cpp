@@ -78,4 +78,5 @@ void tst_MainThread::workMayPostMoreWork()
 }
 
 QTEST_GUILESS_MAIN(tst_MainThread)
+#include "tests/support/Waiting.h"
 #include "tst_MainThread.moc"

@@ -2,6 +2,7 @@
 
 #include "base/WorkerThread.h"
 #include "tests/support/HeldJob.h"
+#include "tests/support/Waiting.h"
 
 #include <QTest>
 

@@ -279,4 +279,5 @@ void tst_MacWorkspace::itemsAreRevealedAndTrashed()
 }
 
 QTEST_GUILESS_MAIN(tst_MacWorkspace)
+#include "tests/support/Waiting.h"
 #include "tst_MacWorkspace.moc"

@@ -1,6 +1,7 @@
 #include "executor/Actions.h"
 #include "tests/executor/Running.h"
 #include "tests/support/FakePlatform.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QFile>

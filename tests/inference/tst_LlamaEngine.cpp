@@ -1,4 +1,5 @@
 #include "tests/inference/LlamaEngineFixture.h"
+#include "tests/support/Waiting.h"
 
 #include <QDir>
 #include <QFile>

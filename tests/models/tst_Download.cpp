@@ -37,10 +37,10 @@ private Q_SLOTS:
 void tst_Download::reportsProgressAgainstTheAnnouncedLength()
 {
     start(serving({.body = pattern(1'000'000), .holdAfter = 250'000}));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty() && m_progress.last() == 0.25, eventually);
+    QTRY_VERIFY(!m_progress.isEmpty() && m_progress.last() == 0.25);
     QVERIFY(!m_ended);
     m_server->release();
-    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QTRY_VERIFY(m_ended);
     QCOMPARE(m_progress.last(), 1.0);
 }
 
@@ -48,9 +48,9 @@ void tst_Download::estimatesTheProgressWithoutALength()
 {
     start(
         serving({.body = pattern(6'000'000), .framing = Framing::chunked, .holdAfter = 5'000'000}));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty() && m_progress.last() == 0.005, eventually);
+    QTRY_VERIFY(!m_progress.isEmpty() && m_progress.last() == 0.005);
     m_server->release();
-    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QTRY_VERIFY(m_ended);
     QCOMPARE(m_progress.last(), 0.006);
 }
 
@@ -69,11 +69,11 @@ void tst_Download::keepsAnOlderFileUntilTheNewOneIsComplete()
     Files::write(path(u"model.gguf"_s), "old");
     const QByteArray body = pattern(600'000);
     start(serving({.body = body, .holdAfter = 500'000}));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    QTRY_VERIFY(!m_progress.isEmpty());
     QCOMPARE(Files::contents(path(u"model.gguf"_s)), QByteArray("old"));
     QCOMPARE(names().size(), 2);
     m_server->release();
-    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QTRY_VERIFY(m_ended);
     QVERIFY(Files::contents(path(u"model.gguf"_s)) == body);
     QCOMPARE(names().size(), 1);
 }
@@ -113,7 +113,7 @@ void tst_Download::sweepsLeftOverFilesButNotThoseOfRunningTransfers()
     m_server->setAnswer(u"/slow.gguf"_s, {.body = body, .holdAfter = 500'000});
     m_server->setAnswer(u"/quick.gguf"_s, {.body = "x"});
     start(m_server->url(u"/slow.gguf"_s));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    QTRY_VERIFY(!m_progress.isEmpty());
     const std::unique_ptr<Download> slow = std::move(m_download);
     Files::write(path(u"3f2a.quillon-part"_s), "half a model");
     QCOMPARE(names().size(), 2);
@@ -123,7 +123,7 @@ void tst_Download::sweepsLeftOverFilesButNotThoseOfRunningTransfers()
 
     m_ended = false;
     m_server->release();
-    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QTRY_VERIFY(m_ended);
     QVERIFY2(!m_failure, qPrintable(m_failure.value_or(QString())));
     QVERIFY(Files::contents(path(u"slow.gguf"_s)) == body);
 }
@@ -140,12 +140,12 @@ void tst_Download::cancelSendsNoEventAndLeavesNoFile()
 {
     QFETCH(const Framing, framing);
     start(serving({.body = pattern(600'000), .framing = framing, .holdAfter = 500'000}));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    QTRY_VERIFY(!m_progress.isEmpty());
     QCOMPARE(names().size(), 1);
     m_download->cancel();
-    QTRY_VERIFY_WITH_TIMEOUT(m_download->isOver(), eventually);
+    QTRY_VERIFY(m_download->isOver());
     QCOMPARE(names(), QStringList());
-    QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 0, eventually);
+    QTRY_COMPARE(m_server->connections(), 0);
     QVERIFY(!m_ended);
     m_download->cancel(); // ignored
 }
@@ -154,7 +154,7 @@ void tst_Download::cancelBeforeTheFirstByteSendsNoEvent()
 {
     start(serving({.isSilent = true}));
     m_download->cancel();
-    QTRY_VERIFY_WITH_TIMEOUT(m_download->isOver(), eventually);
+    QTRY_VERIFY(m_download->isOver());
     QVERIFY(!m_ended);
     QVERIFY(m_progress.isEmpty());
     QCOMPARE(names(), QStringList());
@@ -175,7 +175,7 @@ void tst_Download::cancelDropsPostedEvents()
 void tst_Download::theDestructorWaitsUntilTheFileIsRemoved()
 {
     start(serving({.body = pattern(600'000), .holdAfter = 500'000}));
-    QTRY_VERIFY_WITH_TIMEOUT(!m_progress.isEmpty(), eventually);
+    QTRY_VERIFY(!m_progress.isEmpty());
     m_download.reset();
     QCOMPARE(names(), QStringList());
 }
@@ -190,7 +190,7 @@ void tst_Download::mayBeDestroyedInItsLastEvent()
     };
     m_download = std::make_unique<Download>(m_server->url(u"/model.gguf"_s), m_folder->path(),
                                             timeout, std::move(own));
-    QTRY_VERIFY_WITH_TIMEOUT(m_ended, eventually);
+    QTRY_VERIFY(m_ended);
     QVERIFY(!m_failure);
     QCOMPARE(Files::contents(path(u"model.gguf"_s)), QByteArray("x"));
 }

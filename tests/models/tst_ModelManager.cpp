@@ -91,7 +91,7 @@ void tst_ModelManager::reportsAFolderThatCannotBeCreated()
     QCOMPARE(ModelManager::directory(), modelsFolder());
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(u"Not a directory"_s), eventually);
+    QTRY_COMPARE(m_manager->state(), State::failed(u"Not a directory"_s));
 }
 
 void tst_ModelManager::readsItsStateFromTheDisk_data()
@@ -204,7 +204,7 @@ void tst_ModelManager::refreshOverwritesEveryState()
 
     if (from == Case::loading) {
         m_engine->releaseLoad();
-        QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+        QTRY_COMPARE(m_manager->state(), State::loaded());
     }
 }
 
@@ -261,7 +261,7 @@ void tst_ModelManager::hasSignalsBeforeAndAfterEachChange()
     m_manager->select(second());
     QCOMPARE(told, (QStringList{u"selected from qwen2.5-1.5b 0"_s, u"selected to llama3.2-3b 0"_s,
                                 u"state from llama3.2-3b 0"_s, u"state to llama3.2-3b 2"_s}));
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     m_manager->disconnect(this);
 }
 
@@ -313,7 +313,7 @@ void tst_ModelManager::selectingAModelWithAFileLoadsIt()
     makeManager();
     m_manager->select(second());
     QCOMPARE(m_manager->state(), State::ready());
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(cases(), (QList<Case>{Case::ready, Case::loading, Case::loaded}));
     QCOMPARE(m_engine->loads(), QStringList{filePath(second())});
 }
@@ -331,8 +331,8 @@ void tst_ModelManager::selectingDuringADownloadCancelsIt()
     m_manager->select(second());
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_server->release();
-    QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 0, eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(filesInFolder(), QStringList(), eventually);
+    QTRY_COMPARE(m_server->connections(), 0);
+    QTRY_COMPARE(filesInFolder(), QStringList());
     QCoreApplication::processEvents();
     QCOMPARE(cases(), QList<Case>{Case::needsDownload});
 }
@@ -346,7 +346,7 @@ void tst_ModelManager::selectingDuringAGenerationShowsTheLoadedEngine()
     m_engine->holdUnloads(); // as during a generation
     m_manager->select(second());
     QCOMPARE(m_manager->state(), State::ready());
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(m_engine->loads(), QStringList{filePath(first())});
 
     m_engine->setLoaded(false); // the unload has happened
@@ -372,7 +372,7 @@ void tst_ModelManager::ignoresALoadThatEndsAfterAnotherChoice()
     m_manager->select(second());
     m_states.clear();
     m_engine->releaseLoad();
-    QTRY_COMPARE_WITH_TIMEOUT(m_engine->isLoaded(), !fails, eventually);
+    QTRY_COMPARE(m_engine->isLoaded(), !fails);
     QCoreApplication::processEvents();
     QCOMPARE(m_manager->state(), State::needsDownload());
     QCOMPARE(m_states.size(), 0);

@@ -52,7 +52,7 @@ void tst_ModelManagerDownload::downloadsAndLoads()
     makeManagerFor({.body = body});
     m_manager->download();
     QCOMPARE(m_manager->state(), State::downloading(0));
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::ready, Case::loading, Case::loaded}));
     QCOMPARE(m_engine->loads(), QStringList{filePath(m_manager->selected())});
     QVERIFY(contents(m_manager->selected()) == body);
@@ -64,8 +64,7 @@ void tst_ModelManagerDownload::reportsADownloadedFileThatCannotBeLoaded()
     makeManagerFor({.body = "no model at all"});
     m_engine->setLoadError(InferenceError::loadFailed);
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(u"Couldn't load the model file."_s),
-                              eventually);
+    QTRY_COMPARE(m_manager->state(), State::failed(u"Couldn't load the model file."_s));
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::ready, Case::loading, Case::failed}));
 }
 
@@ -84,7 +83,7 @@ void tst_ModelManagerDownload::downloadsFromEveryState()
     bringInto(from);
     m_manager->download();
     QCOMPARE(m_manager->state(), State::downloading(0));
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(m_server->requests().size(), 1);
     QCOMPARE(contents(m_manager->selected()), QByteArray("model"));
 }
@@ -94,12 +93,12 @@ void tst_ModelManagerDownload::ignoresDownloadWhileDownloading()
     makeManagerFor(pausingAfter(300'000));
     m_manager->download();
     m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.5), eventually);
+    QTRY_VERIFY(m_manager->state() == State::downloading(0.5));
     m_states.clear();
     m_manager->download();
     QCOMPARE(m_states.size(), 0);
     m_server->release();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(m_server->requests().size(), 1);
 }
 
@@ -119,7 +118,7 @@ void tst_ModelManagerDownload::reportsAFailedDownload()
     QFETCH(const QString, message);
     makeManagerFor({.status = status, .body = "A body", .cutAfter = cutAfter});
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(message), eventually);
+    QTRY_COMPARE(m_manager->state(), State::failed(message));
     QCOMPARE(cases(), (QList<Case>{Case::downloading, Case::failed}));
     QCOMPARE(filesInFolder(), QStringList());
     QCOMPARE(m_engine->loads(), QStringList());
@@ -129,8 +128,7 @@ void tst_ModelManagerDownload::reportsAStalledDownload()
 {
     makeManagerFor({.isSilent = true}, 300ms);
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::failed(u"The request timed out."_s),
-                              eventually);
+    QTRY_COMPARE(m_manager->state(), State::failed(u"The request timed out."_s));
     QCOMPARE(ModelManager::stallTimeout, 60s);
 }
 
@@ -138,20 +136,20 @@ void tst_ModelManagerDownload::downloadsAgainAfterAFailure()
 {
     makeManagerFor({.status = 503});
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state().kind, Case::failed, eventually);
+    QTRY_COMPARE(m_manager->state().kind, Case::failed);
     m_server->setAnswer(u"/test.gguf"_s, {.body = "model"});
     m_manager->download();
     QCOMPARE(m_manager->state(), State::downloading(0));
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
 }
 
 void tst_ModelManagerDownload::showsTheProgress()
 {
     makeManagerFor(pausingAfter(150'000));
     m_manager->download();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.25), eventually);
+    QTRY_VERIFY(m_manager->state() == State::downloading(0.25));
     m_server->release();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QVERIFY(m_states.contains(State::downloading(1)));
     for (const State &state : std::as_const(m_states))
         QVERIFY(state.progress >= 0 && state.progress <= 1);
@@ -164,7 +162,7 @@ void tst_ModelManagerDownload::showsTheProgressAgainAfterARefresh()
     QCOMPARE(m_manager->state(), State::needsDownload());
     m_states.clear();
     m_server->release();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(cases().first(), Case::downloading);
 }
 
@@ -174,7 +172,7 @@ void tst_ModelManagerDownload::needsTheFileNameOfTheModel()
     makeManager();
     m_manager->select(modelAt(m_server->url(u"/other.gguf"_s)));
     m_manager->download();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::needsDownload(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::needsDownload());
     QCOMPARE(filesInFolder(), QStringList{u"other.gguf"_s});
     QCOMPARE(m_engine->loads(), QStringList());
 }
@@ -186,8 +184,8 @@ void tst_ModelManagerDownload::cancelChangesNoStateAndLeavesNoFile()
     QCOMPARE(m_manager->state(), State::downloading(0.5)); // until the caller's refresh()
     m_manager->refresh();
     m_server->release();
-    QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 0, eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(filesInFolder(), QStringList(), eventually);
+    QTRY_COMPARE(m_server->connections(), 0);
+    QTRY_COMPARE(filesInFolder(), QStringList());
     QCoreApplication::processEvents();
     QCOMPARE(m_states, QList<State>{State::needsDownload()});
 }
@@ -207,13 +205,13 @@ void tst_ModelManagerDownload::aCancelledDownloadDoesNotAffectTheNextOne()
     m_server->setAnswer(u"/test.gguf"_s, pausingAfter(60'000));
     m_manager->download();
     m_states.clear();
-    QTRY_VERIFY_WITH_TIMEOUT(m_manager->state() == State::downloading(0.1), eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 1, eventually);
+    QTRY_VERIFY(m_manager->state() == State::downloading(0.1));
+    QTRY_COMPARE(m_server->connections(), 1);
     QCOMPARE(cases(), QList<Case>{Case::downloading});
     for (const State &state : std::as_const(m_states))
         QVERIFY(state.progress <= 0.1);
     m_server->release();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
     QCOMPARE(m_server->requests().size(), 2);
     QCOMPARE(filesInFolder(), QStringList{u"test.gguf"_s});
 }
@@ -223,7 +221,7 @@ void tst_ModelManagerDownload::destroyingTheManagerCancelsTheDownload()
     downloadHalf();
     m_manager.reset();
     QCOMPARE(filesInFolder(), QStringList());
-    QTRY_COMPARE_WITH_TIMEOUT(m_server->connections(), 0, eventually);
+    QTRY_COMPARE(m_server->connections(), 0);
 }
 
 void tst_ModelManagerDownload::theNextStartRemovesTheFileOfAKilledProcess()
@@ -233,7 +231,7 @@ void tst_ModelManagerDownload::theNextStartRemovesTheFileOfAKilledProcess()
     child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
     child.start(QCoreApplication::applicationFilePath(),
                 {QString::fromLatin1(killedChild), m_server->url(u"/test.gguf"_s).toString()});
-    QTRY_VERIFY_WITH_TIMEOUT(child.canReadLine(), eventually); // half of it is there
+    QTRY_VERIFY(child.canReadLine()); // half of it is there
     QCOMPARE(filesInFolder().size(), 1);
 
     // The file of a running process is kept.
@@ -241,7 +239,7 @@ void tst_ModelManagerDownload::theNextStartRemovesTheFileOfAKilledProcess()
     QCOMPARE(filesInFolder().size(), 1);
 
     child.kill();
-    QTRY_COMPARE_WITH_TIMEOUT(child.state(), QProcess::NotRunning, eventually);
+    QTRY_COMPARE(child.state(), QProcess::NotRunning);
     QCOMPARE(child.exitStatus(), QProcess::CrashExit);
     QCOMPARE(filesInFolder().size(), 1);
     makeManager();

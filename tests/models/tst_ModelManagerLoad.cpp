@@ -117,7 +117,7 @@ void tst_ModelManagerLoad::returnsAtOnceWhileLoading()
     QCOMPARE(m_manager->state(), State::loading());
     QCOMPARE(m_engine->loads().size(), 1);
     m_engine->releaseLoad();
-    QTRY_COMPARE_WITH_TIMEOUT(m_manager->state(), State::loaded(), eventually);
+    QTRY_COMPARE(m_manager->state(), State::loaded());
 }
 
 void tst_ModelManagerLoad::mayBeDestroyedWhileLoading()
@@ -125,7 +125,7 @@ void tst_ModelManagerLoad::mayBeDestroyedWhileLoading()
     bringInto(Case::loading);
     m_manager.reset();
     m_engine->releaseLoad();
-    QTRY_VERIFY_WITH_TIMEOUT(m_engine->isLoaded(), eventually);
+    QTRY_VERIFY(m_engine->isLoaded());
     QCoreApplication::processEvents();
 }
 

@@ -208,7 +208,7 @@ void tst_Sessions::useSession(QSize screen, double scale)
     moveMouse({5, screen.height() / 2});
     // After windows that end at once, window managers may leave the keyboard to none.
     xdotool({u"windowactivate"_s, number(*find(u"mine"_s))});
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"mine"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"mine"_s);
 }
 
 void tst_Sessions::startSession(QSize screen, double scale)
@@ -236,7 +236,7 @@ void tst_Sessions::startSession(QSize screen, double scale)
     QVERIFY(QTest::qWaitFor(hasBars, eventually));
     m_desktop->start(u"xterm"_s, {u"-T"_s, u"mine"_s, u"-bg"_s, desktopColor.name(), u"-geometry"_s,
                                   u"300x80+0+0"_s, u"-e"_s, u"seq 1 2000; exec cat"_s});
-    QTRY_VERIFY_WITH_TIMEOUT(find(u"mine"_s).has_value(), eventually);
+    QTRY_VERIFY(find(u"mine"_s).has_value());
     if (m_session->startsWithOverview)
         QVERIFY(QTest::qWaitFor(leavesTheOverview, eventually));
 }
@@ -245,7 +245,7 @@ void tst_Sessions::startPanel()
 {
     m_program.start(u"" QUILLON_PROGRAM ""_s, QStringList());
     QVERIFY(m_program.waitForStarted());
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
 }
 
 void tst_Sessions::writeModel(const QList<QByteArray> &replies) const
@@ -277,7 +277,7 @@ void tst_Sessions::closeOther()
 {
     for (const qint64 process : m_desktop->processes(u"quillon-test-window"_s))
         ::kill(static_cast<pid_t>(process), SIGKILL);
-    QTRY_VERIFY_WITH_TIMEOUT(!find(u"other"_s), eventually);
+    QTRY_VERIFY(!find(u"other"_s));
     for (const QString &file : {u"started"_s, u"shown"_s})
         QFile::remove(m_desktop->home(file));
 }
@@ -362,12 +362,12 @@ void tst_Sessions::isSetUp()
     press(u"Tab"_s);
     press(u"Tab"_s);
     press(u"Return"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(proxy.findChild<QTcpSocket *>(), eventually);
+    QTRY_VERIFY(proxy.findChild<QTcpSocket *>());
     QTest::qWait(1000); // The examples fade in.
     keepPicture(u"download"_s);
     const QImage downloading = screenshot().copy(place());
     proxy.refuse();
-    QTRY_VERIFY_WITH_TIMEOUT(screenshot().copy(place()) != downloading, eventually);
+    QTRY_VERIFY(screenshot().copy(place()) != downloading);
     keepPicture(u"failure"_s);
 }
 
@@ -379,10 +379,10 @@ void tst_Sessions::runsATask()
     startPanel();
 
     waitUntilInTheMiddle();
-    QTRY_VERIFY_WITH_TIMEOUT(emptyPart().lightnessF() > 0.85, eventually);
+    QTRY_VERIFY(emptyPart().lightnessF() > 0.85);
     // What is behind shows through only if it is blurred.
     const auto isTinted = [this] { return emptyPart().red() < 243; };
-    QTRY_COMPARE_WITH_TIMEOUT(isTinted(), m_session->blurs, eventually);
+    QTRY_COMPARE(isTinted(), m_session->blurs);
     const X11Window panel = *find(u"Quillon"_s);
     QVERIFY(propertyOf(panel, u"_NET_WM_ICON"_s).contains("Icon (16 x 16)"));
     // At larger scales, there is no room for it.
@@ -401,34 +401,34 @@ void tst_Sessions::runsATask()
     keepPicture(u"running"_s);
     showOther();
     // The question is visible although another window has the focus.
-    QTRY_VERIFY_WITH_TIMEOUT(find(u"other"_s).has_value(), eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"other"_s, eventually);
-    QTRY_VERIFY_WITH_TIMEOUT(isAbove(u"Quillon"_s, u"other"_s), eventually);
+    QTRY_VERIFY(find(u"other"_s).has_value());
+    QTRY_COMPARE(withTheKeyboard(), u"other"_s);
+    QTRY_VERIFY(isAbove(u"Quillon"_s, u"other"_s));
     if (m_session->showsAttention)
-        QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"), eventually);
+        QTRY_VERIFY(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"));
     QCOMPARE(withTheKeyboard(), u"other"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(emptyPart().lightnessF() < 0.85, eventually);
+    QTRY_VERIFY(emptyPart().lightnessF() < 0.85);
     keepPicture(u"question"_s);
     // The colours are followed while the panel is open.
     setDark(true);
-    QTRY_VERIFY_WITH_TIMEOUT(emptyPart().lightnessF() < 0.3, eventually);
+    QTRY_VERIFY(emptyPart().lightnessF() < 0.3);
     keepPicture(u"question dark"_s);
 
     // After the task, it is a normal window.
     xdotool({u"windowactivate"_s, u"--sync"_s, number(panel)});
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
     press(u"Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!hasState("_NET_WM_STATE_ABOVE"), eventually);
+    QTRY_VERIFY(!hasState("_NET_WM_STATE_ABOVE"));
     QVERIFY(QFile::exists(m_desktop->home(u"old.zip"_s)));
     keepPicture(u"history dark"_s);
 
     // A hidden panel asks by a notification.
     closeOther();
     xdotool({u"windowactivate"_s, u"--sync"_s, number(panel)});
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
     submit(u"tidy up"_s);
     press(u"Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!isPanelShown(), eventually);
+    QTRY_VERIFY(!isPanelShown());
     showOther();
     QByteArray told;
     const auto isAsked = [&] {
@@ -470,7 +470,7 @@ void tst_Sessions::bindsItsOtherKey()
     };
     QVERIFY(QTest::qWaitFor(isHiddenByTheKey, eventually));
     press(u"ctrl+alt+space"_s);
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
 }
 
 void tst_Sessions::comesToTheScreenOfTheMouse()
@@ -485,14 +485,14 @@ void tst_Sessions::comesToTheScreenOfTheMouse()
     startPanel();
     const QRect left(0, 0, 960, 1080);
     const QRect right(960, 0, 960, 1080);
-    QTRY_VERIFY_WITH_TIMEOUT(right.contains(place()), eventually);
+    QTRY_VERIFY(right.contains(place()));
     keepPicture(u"right screen"_s);
     press(u"Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!isPanelShown(), eventually);
+    QTRY_VERIFY(!isPanelShown());
     moveMouse({300, 600});
     QCOMPARE(QProcess::execute(u"" QUILLON_PROGRAM ""_s, {u"--toggle"_s}), 0);
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
-    QTRY_VERIFY_WITH_TIMEOUT(left.contains(place()), eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
+    QTRY_VERIFY(left.contains(place()));
 }
 
 void tst_Sessions::fitsASmallScreen()
@@ -502,7 +502,7 @@ void tst_Sessions::fitsASmallScreen()
     startPanel();
     keepPicture(u"small screen"_s);
     const QRect screen(0, 0, 1024, 600);
-    QTRY_VERIFY_WITH_TIMEOUT(screen.contains(place()), eventually);
+    QTRY_VERIFY(screen.contains(place()));
     QVERIFY(place().height() >= 460);
 }
 

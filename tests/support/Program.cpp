@@ -1,7 +1,6 @@
 #include "tests/support/Program.h"
 
 #include "tests/support/NoNetwork.h"
-#include "tests/support/Waiting.h"
 
 #include <QDeadlineTimer>
 

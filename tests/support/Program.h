@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/support/Waiting.h"
+#include "tests/support/Eventually.h"
 
 #include <QByteArray>
 #include <QElapsedTimer>

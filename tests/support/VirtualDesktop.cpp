@@ -1,6 +1,6 @@
 #include "tests/support/VirtualDesktop.h"
 
-#include "tests/support/Waiting.h"
+#include "tests/support/Eventually.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>

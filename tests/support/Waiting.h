@@ -1,5 +1,13 @@
 #pragma once
 
-/// How long tests wait for something that happens for sure, in milliseconds. It only bounds a
-/// failing test, so it is far longer than a busy machine needs.
-constexpr int eventually = 60'000;
+#include "tests/support/Eventually.h"
+
+#include <QTest>
+
+// Qt's own limit, five seconds, is too short for a busy machine.
+#undef QTRY_COMPARE
+#define QTRY_COMPARE(actual, expected) QTRY_COMPARE_WITH_TIMEOUT(actual, expected, eventually)
+#undef QTRY_VERIFY
+#define QTRY_VERIFY(condition) QTRY_VERIFY_WITH_TIMEOUT(condition, eventually)
+#undef QTRY_VERIFY2
+#define QTRY_VERIFY2(condition, message) QTRY_VERIFY2_WITH_TIMEOUT(condition, message, eventually)

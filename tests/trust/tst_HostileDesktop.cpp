@@ -6,6 +6,7 @@
 #include "models/ModelManager.h"
 #include "tests/platform/linux/TestWindow.h"
 #include "tests/support/ScriptedEngine.h"
+#include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 #include "tests/trust/Typists.h"
 
@@ -83,7 +84,7 @@ void tst_HostileDesktop::start(const QStringList &replies)
     for (const QString &reply : replies)
         m_engine->addReplies({reply});
     m_session->submit(u"Look around"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_session->isRunning() || m_session->pending(), eventually);
+    QTRY_VERIFY(!m_session->isRunning() || m_session->pending());
 }
 
 // Without the record of the terminal.
@@ -139,7 +140,7 @@ void tst_HostileDesktop::nothingHappensWithoutApproval()
             eventually));
     } else {
         window = std::make_unique<TestWindow>(*m_desktop, hostile.text, u"notes.Notes"_s);
-        QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(read), eventually);
+        QTRY_VERIFY(Executor::windowSummary().contains(read));
     }
     const QStringList before = files();
 

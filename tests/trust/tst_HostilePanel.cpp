@@ -106,8 +106,7 @@ void tst_HostilePanel::start(const QString &task, const QStringList &replies)
     for (const QString &reply : replies)
         m_scene->engine->addReplies({reply});
     m_scene->session->submit(task);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_scene->session->isRunning() || m_scene->session->pending(),
-                             eventually);
+    QTRY_VERIFY(!m_scene->session->isRunning() || m_scene->session->pending());
 }
 
 void tst_HostilePanel::whatIsShownIsPlainText_data()
@@ -231,8 +230,8 @@ void tst_HostilePanel::aMegabyteIsShownInTime()
     m_scene->platform.fakeScripts.outcome = ScriptError{text};
     start(text, {replyOf(u"applescript"_s, u"script"_s, u"beep"_s), replyOf(u"done"_s)});
     m_scene->session->resolve(true);
-    QTRY_VERIFY_WITH_TIMEOUT(!m_scene->session->isRunning(), eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(shown(u"lineText"_s).size(), 2, eventually);
+    QTRY_VERIFY(!m_scene->session->isRunning());
+    QTRY_COMPARE(shown(u"lineText"_s).size(), 2);
     QVERIFY(shown(u"lineText"_s).constFirst() ==
             u"Running AppleScript — AppleScript error: "_s + text);
     QVERIFY(isPlain());

@@ -7,6 +7,7 @@
 #include "tests/support/FakePlatform.h"
 #include "tests/support/PrivateHome.h"
 #include "tests/support/ScriptedEngine.h"
+#include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 
 #include <QDir>

@@ -9,6 +9,7 @@
 #include "tests/support/HttpServer.h"
 #include "tests/support/Program.h"
 #include "tests/support/TestModel.h"
+#include "tests/support/Waiting.h"
 #include "tests/trust/Typists.h"
 
 #include <QDirIterator>
@@ -258,7 +259,7 @@ void tst_KilledProgram::whileThePanelAsks()
     {
         QProcess &quillon = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
         const ProcessId panel{quillon.processId()};
-        QTRY_COMPARE_WITH_TIMEOUT(focused(), panel, eventually);
+        QTRY_COMPARE(focused(), panel);
         (void)output(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"10"_s, u"tidy"_s});
         // The button exists once it asks.
         const auto asks = [&] {
@@ -272,7 +273,7 @@ void tst_KilledProgram::whileThePanelAsks()
     }
     // The next start becomes the running instance.
     QProcess &next = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
-    QTRY_COMPARE_WITH_TIMEOUT(focused(), ProcessId{next.processId()}, eventually);
+    QTRY_COMPARE(focused(), ProcessId{next.processId()});
     next.kill();
     QVERIFY(next.waitForFinished());
 }

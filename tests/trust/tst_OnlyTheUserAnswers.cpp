@@ -2,6 +2,7 @@
 // that it runs in or another one asks in: terminals of all kinds, with whatever is between them and
 // the program.
 
+#include "tests/support/Waiting.h"
 #include "tests/trust/Attackers.h"
 
 using namespace Attackers;
@@ -184,7 +185,7 @@ void tst_OnlyTheUserAnswers::aTaskDoesNotTypeIntoItsOwnTerminal()
     const QString task = m_scene->command(u"own"_s, replies) + u" > screen 2>&1"_s +
                          (readsAfterwards ? u"; cat > typed"_s : QString());
     (void)m_scene->openTerminal(line.arg(task));
-    QTRY_VERIFY_WITH_TIMEOUT(screen().contains("The end."), eventually);
+    QTRY_VERIFY(screen().contains("The end."));
     // Whatever had been typed would have been there before this.
     QCOMPARE(m_scene->read(u"typed"_s), QByteArray());
     QVERIFY(!QFileInfo::exists(m_scene->desktop().home(u"stolen"_s)));
@@ -193,7 +194,7 @@ void tst_OnlyTheUserAnswers::aTaskDoesNotTypeIntoItsOwnTerminal()
 void tst_OnlyTheUserAnswers::theSameIsTypedIntoAnyOtherTerminal()
 {
     const ProcessId terminal = m_scene->openTerminal(u"touch screen; cat > typed"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(m_scene->desktop().home(u"typed"_s)), eventually);
+    QTRY_VERIFY(QFileInfo::exists(m_scene->desktop().home(u"typed"_s)));
     const auto isTyped = [&] {
         giveKeyboard(terminal);
         (void)m_scene->attack({typed(u"touch stolen\\n"_s)});
@@ -245,7 +246,7 @@ void tst_OnlyTheUserAnswers::aNameThatLooksLikeAnAnswerIsNone()
     const ProcessId terminal = m_scene->openTerminal(
         m_scene->command(u"own"_s, {reply(u"trash"_s, u"\"path\":\""_s + name + u'"')}) +
         u" 2>&1 | tee screen"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(screen().contains("? Move “"), eventually);
+    QTRY_VERIFY(screen().contains("? Move “"));
     userAnswers(terminal, u"space"_s,
                 [&] { return screen().contains("I didn't do that, as requested."); });
     QVERIFY(m_scene->isPreciousThere());

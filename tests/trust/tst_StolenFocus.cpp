@@ -6,6 +6,7 @@
 #include "tests/support/OwnProcesses.h"
 #include "tests/support/ScriptedEngine.h"
 #include "tests/support/TestModel.h"
+#include "tests/support/Waiting.h"
 #include "tests/trust/Typists.h"
 
 #include <QTimer>
@@ -224,7 +225,7 @@ void tst_StolenFocus::betweenApprovalAndKey()
     QCoro::waitFor(manager.loadIfNeeded());
     AgentSession session(manager);
     session.submit(u"Send it"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(session.pending(), eventually);
+    QTRY_VERIFY(session.pending());
     QCOMPARE(session.pending()->reason, u"Press Return in Mail — this may send a message"_s);
 
     const QList<pid_t> before = ownProcesses();
@@ -249,7 +250,7 @@ void tst_StolenFocus::betweenApprovalAndKey()
         for (const pid_t child : std::as_const(typing))
             kill(child, SIGCONT);
     }
-    QTRY_VERIFY_WITH_TIMEOUT(!session.isRunning(), eventually);
+    QTRY_VERIFY(!session.isRunning());
     QCOMPARE(thief.loot(), QByteArray());
     // The key may have been pressed before, in the intended window.
     const QString line = session.turns().constFirst().log.constFirst().text;
@@ -274,7 +275,7 @@ void tst_StolenFocus::byTheAssistantsOwnPanel()
     const Listener receiver(*m_desktop, u"Receiver"_s);
     QProcess &quillon = m_desktop->start(u"" QUILLON_PROGRAM ""_s, QStringList());
     const ProcessId panel{quillon.processId()};
-    QTRY_COMPARE_WITH_TIMEOUT(focused(), panel, eventually);
+    QTRY_COMPARE(focused(), panel);
     // Return has no effect until the model is loaded.
     (void)output(u"xdotool"_s, {u"type"_s, u"--delay"_s, u"10"_s, u"write"_s});
     const auto isWriting = [&] {
@@ -284,8 +285,7 @@ void tst_StolenFocus::byTheAssistantsOwnPanel()
     };
     QVERIFY(QTest::qWaitFor(isWriting, eventually));
     giveKeyboard(panel);
-    QTRY_COMPARE_WITH_TIMEOUT(m_desktop->processes(u"/quillon-keyboard"_s), QList<qint64>(),
-                              eventually);
+    QTRY_COMPARE(m_desktop->processes(u"/quillon-keyboard"_s), QList<qint64>());
     QVERIFY(!receiver.received().isEmpty());
     QVERIFY(receiver.received().size() < text.size());
     QVERIFY(text.startsWith(receiver.received()));

@@ -1,3 +1,4 @@
+#include "tests/support/Waiting.h"
 #include "tests/ui/PanelTest.h"
 
 #include <QDragEnterEvent>

@@ -1,3 +1,4 @@
+#include "tests/support/Waiting.h"
 #include "tests/ui/ConfirmScene.h"
 
 using namespace Qt::StringLiterals;

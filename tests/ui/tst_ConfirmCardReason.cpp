@@ -1,5 +1,6 @@
 // How the card shows its reason, and that approval needs all of it to have been shown.
 
+#include "tests/support/Waiting.h"
 #include "tests/trust/HostileTexts.h"
 #include "tests/ui/ConfirmScene.h"
 

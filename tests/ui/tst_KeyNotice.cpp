@@ -1,4 +1,5 @@
 #include "app/HotKey.h"
+#include "tests/support/Waiting.h"
 #include "tests/ui/PanelTest.h"
 
 using namespace Qt::StringLiterals;

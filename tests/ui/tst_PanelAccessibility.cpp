@@ -1,4 +1,5 @@
 #include "tests/support/HttpServer.h"
+#include "tests/support/Waiting.h"
 #include "tests/ui/PanelTest.h"
 
 #include <QAccessible>

@@ -134,7 +134,7 @@ void tst_PanelOnDesktops::start(const QList<QByteArray> &replies)
     m_program.setProcessChannelMode(QProcess::ForwardedChannels);
     m_program.start(u"" QUILLON_PROGRAM ""_s, QStringList());
     QVERIFY(m_program.waitForStarted());
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
 }
 
 void tst_PanelOnDesktops::keepPicture(const QString &name) const
@@ -158,13 +158,13 @@ void tst_PanelOnDesktops::isInTheMiddleAndFits()
     QFETCH(double, scale);
     start({R"({"action":"done","message":"Nothing to do."})"});
     const QSize wanted = (QSizeF(720, 620) * scale).toSize().boundedTo(screen);
-    QTRY_COMPARE_WITH_TIMEOUT(body(*panel()).size(), wanted, eventually);
+    QTRY_COMPARE(body(*panel()).size(), wanted);
     QRect middle(QPoint(), wanted);
     middle.moveCenter(QRect(QPoint(), screen).center());
     const auto distance = [&] {
         return (body(*panel()).topLeft() - middle.topLeft()).manhattanLength();
     };
-    QTRY_VERIFY_WITH_TIMEOUT(distance() <= 2, eventually);
+    QTRY_VERIFY(distance() <= 2);
     keepPicture(u"start"_s);
 }
 
@@ -189,20 +189,20 @@ void tst_PanelOnDesktops::isNotMissed()
     };
     QVERIFY(QTest::qWaitFor(hasOpened, eventually));
     // The question is visible although another window has the focus.
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"other"_s, eventually);
-    QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_ABOVE"), eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(inFront(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"other"_s);
+    QTRY_VERIFY(hasState("_NET_WM_STATE_ABOVE"));
+    QTRY_COMPARE(inFront(), u"Quillon"_s);
     // Marco shows the state only for covered windows.
     QFETCH(QStringList, windowManager);
     if (windowManager.first() != u"marco")
-        QTRY_VERIFY_WITH_TIMEOUT(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"), eventually);
+        QTRY_VERIFY(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"));
     QCOMPARE(withTheKeyboard(), u"other"_s);
     keepPicture(u"question"_s);
     // After the task, it is a normal window.
     xdotool({u"windowactivate"_s, u"--sync"_s, number(*panel())});
-    QTRY_COMPARE_WITH_TIMEOUT(withTheKeyboard(), u"Quillon"_s, eventually);
+    QTRY_COMPARE(withTheKeyboard(), u"Quillon"_s);
     press(u"Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!hasState("_NET_WM_STATE_ABOVE"), eventually);
+    QTRY_VERIFY(!hasState("_NET_WM_STATE_ABOVE"));
     QVERIFY(!hasState("_NET_WM_STATE_DEMANDS_ATTENTION"));
     QVERIFY(QFile::exists(m_desktop->home(u"old.zip"_s)));
 }

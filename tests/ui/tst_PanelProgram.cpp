@@ -153,8 +153,8 @@ void tst_PanelProgram::start(const QList<QByteArray> &replies)
     m_program.setProcessChannelMode(QProcess::ForwardedChannels);
     m_program.start(u"" QUILLON_PROGRAM ""_s, QStringList());
     QVERIFY(m_program.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
-    QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
+    QTRY_VERIFY(panelHasTheKeyboard());
+    QTRY_COMPARE(place(), inTheMiddle);
 }
 
 void tst_PanelProgram::startAndAsk(const QByteArray &path)
@@ -215,7 +215,7 @@ void tst_PanelProgram::performsARiskyStepThatIsAllowed()
         return isTrashed();
     };
     QVERIFY(QTest::qWaitFor(isTrashedAfterReturn, eventually));
-    QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+    QTRY_VERIFY(!asks());
 }
 
 void tst_PanelProgram::aLongQuestionIsReadToItsEndFirst()
@@ -243,12 +243,12 @@ void tst_PanelProgram::leavesARiskyStepThatIsDeclined()
 {
     startAndAsk();
     press(u"Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+    QTRY_VERIFY(!asks());
     QVERIFY(panelHasTheKeyboard());
     QVERIFY(!isTrashed());
     // The next Escape hides the panel.
     press(u"Escape"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(!panel(), eventually);
+    QTRY_VERIFY(!panel());
     QVERIFY(!isTrashed());
 }
 
@@ -256,7 +256,7 @@ void tst_PanelProgram::leavesARiskyStepWhenStopped()
 {
     startAndAsk();
     click(inTheMiddle.topRight() + QPoint(-22 - 17, 34 + 17));
-    QTRY_VERIFY_WITH_TIMEOUT(!asks(), eventually);
+    QTRY_VERIFY(!asks());
     QVERIFY(!isTrashed());
     QVERIFY(panel());
 }
@@ -269,7 +269,7 @@ void tst_PanelProgram::isDraggedByAnEmptyArea()
     // The panel follows the mouse once it has moved from where the button was pressed.
     const QRect way(QPoint(-120, 30), QPoint(-80, 60));
     const auto moved = [this] { return place().topLeft() - inTheMiddle.topLeft(); };
-    QTRY_VERIFY_WITH_TIMEOUT(way.contains(moved()), eventually);
+    QTRY_VERIFY(way.contains(moved()));
     QCOMPARE(place().size(), inTheMiddle.size());
 }
 
@@ -278,7 +278,7 @@ void tst_PanelProgram::isResizedByAnEdge()
     start({R"({"action":"done","message":"Nothing to do."})"});
     const QPoint edge(inTheMiddle.right() - 2, inTheMiddle.center().y());
     drag(edge, edge + QPoint(80, 0));
-    QTRY_VERIFY_WITH_TIMEOUT(place().width() > inTheMiddle.width() + 40, eventually);
+    QTRY_VERIFY(place().width() > inTheMiddle.width() + 40);
     QCOMPARE(place().topLeft(), inTheMiddle.topLeft());
     QCOMPARE(place().height(), inTheMiddle.height());
 }
@@ -288,11 +288,11 @@ void tst_PanelProgram::minimisesAndClosesByItsControls()
     start({R"({"action":"done","message":"Nothing to do."})"});
     for (const int fromTheRight : {44, 20}) {
         click(inTheMiddle.topRight() + QPoint(-fromTheRight, 18));
-        QTRY_VERIFY_WITH_TIMEOUT(!panel(), eventually);
+        QTRY_VERIFY(!panel());
         QCOMPARE(m_program.state(), QProcess::Running);
         QCOMPARE(QProcess::execute(u"" QUILLON_PROGRAM ""_s, {u"--toggle"_s}), 0);
-        QTRY_VERIFY_WITH_TIMEOUT(panelHasTheKeyboard(), eventually);
-        QTRY_COMPARE_WITH_TIMEOUT(place(), inTheMiddle, eventually);
+        QTRY_VERIFY(panelHasTheKeyboard());
+        QTRY_COMPARE(place(), inTheMiddle);
     }
 }
 

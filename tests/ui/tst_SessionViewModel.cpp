@@ -1,3 +1,4 @@
+#include "tests/support/Waiting.h"
 #include "tests/ui/ViewModels.h"
 
 #include <QClipboard>

@@ -200,4 +200,5 @@ void tst_TurnsModel::givesTheTextOfATurn()
 
 QTEST_GUILESS_MAIN(tst_TurnsModel)
 
+#include "tests/support/Waiting.h"
 #include "tst_TurnsModel.moc"

@@ -6,6 +6,7 @@
 #include "platform/linux/desktop/LinuxInstance.h"
 #include "platform/linux/desktop/StatusItem.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>

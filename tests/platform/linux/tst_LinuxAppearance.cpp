@@ -1,6 +1,7 @@
 #include "platform/Appearance.h"
 #include "platform/linux/Capabilities.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>

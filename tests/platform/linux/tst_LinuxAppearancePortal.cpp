@@ -4,6 +4,7 @@
 #include "platform/Appearance.h"
 #include "platform/linux/Capabilities.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QCoreApplication>
 #include <QDBusConnection>
@@ -27,8 +28,6 @@ const QString key = u"color-scheme"_s;
 
 constexpr auto backendArgument = "--backend";
 const QString backendName = u"org.freedesktop.impl.portal.desktop."_s;
-
-constexpr int eventually = 30'000;
 } // namespace
 
 /// A backend that knows the colour scheme; each byte on its standard input is another one.
@@ -131,18 +130,18 @@ void tst_LinuxAppearancePortal::theDesktopsOwnBackendWinsAndIsFollowed()
     const auto isThere = [&bus](const QString &name) {
         return bus.isServiceRegistered(name).value();
     };
-    QTRY_VERIFY_WITH_TIMEOUT(isThere(backendName + u"own"_s), eventually);
-    QTRY_VERIFY_WITH_TIMEOUT(isThere(backendName + u"zother"_s), eventually);
+    QTRY_VERIFY(isThere(backendName + u"own"_s));
+    QTRY_VERIFY(isThere(backendName + u"zother"_s));
     m_desktop->start(u"/usr/libexec/xdg-desktop-portal"_s, {});
-    QTRY_VERIFY_WITH_TIMEOUT(isThere(u"org.freedesktop.portal.Desktop"_s), eventually);
+    QTRY_VERIFY(isThere(u"org.freedesktop.portal.Desktop"_s));
 
     const auto appearance = makeLinuxAppearance();
-    QTRY_VERIFY_WITH_TIMEOUT(appearance->look().isDark, eventually);
+    QTRY_VERIFY(appearance->look().isDark);
     // The user switches while the panel is open, to and fro.
     own.write("2");
-    QTRY_VERIFY_WITH_TIMEOUT(!appearance->look().isDark, eventually);
+    QTRY_VERIFY(!appearance->look().isDark);
     own.write("1");
-    QTRY_VERIFY_WITH_TIMEOUT(appearance->look().isDark, eventually);
+    QTRY_VERIFY(appearance->look().isDark);
 }
 
 int main(int argc, char *argv[])

@@ -132,14 +132,14 @@ void tst_LinuxControls::anEditorsMenusWork()
 {
     m_desktop->write(u"list.txt"_s, "one\ntwo\n");
     const QProcess &editor = start(u"mousepad"_s, {m_desktop->home(u"list.txt"_s)});
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor), eventually);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"MenuItem: Delete Line"_s), eventually);
+    QTRY_VERIFY(isInFront(editor));
+    QTRY_VERIFY(reads(u"MenuItem: Delete Line"_s));
     // The menus stay closed.
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"list.txt"_s), eventually);
+    QTRY_VERIFY(Executor::windowSummary().contains(u"list.txt"_s));
     QCOMPARE(click(u"Delete Line"_s), u"Clicked “Delete Line”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"*"_s), eventually);
+    QTRY_VERIFY(Executor::windowSummary().contains(u"*"_s));
     QCOMPARE(click(u"Save"_s), u"Clicked “Save”."_s);
-    QTRY_COMPARE_WITH_TIMEOUT(contentOf(m_desktop->home(u"list.txt"_s)), "two\n", eventually);
+    QTRY_COMPARE(contentOf(m_desktop->home(u"list.txt"_s)), "two\n");
 }
 
 void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed_data()
@@ -155,7 +155,7 @@ void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed()
     QFETCH(QString, button);
     QFETCH(int, status);
     QProcess &dialog = start(u"zenity"_s, {u"--question"_s, u"--text=Really?"_s});
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(dialog) && reads(u"Button: "_s + button), eventually);
+    QTRY_VERIFY(isInFront(dialog) && reads(u"Button: "_s + button));
     QCOMPARE(click(button), u"Clicked “"_s + button + u"”."_s);
     QVERIFY(dialog.waitForFinished());
     QCOMPARE(dialog.exitCode(), status);
@@ -164,21 +164,20 @@ void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed()
 void tst_LinuxControls::aCalculatorCalculates()
 {
     const QProcess &calculator = start(u"gnome-calculator"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(calculator) && readUI().contains(u"Button: 7"_s),
-                             eventually);
+    QTRY_VERIFY(isInFront(calculator) && readUI().contains(u"Button: 7"_s));
     for (const QString &key : {u"7"_s, u"×"_s, u"6"_s, u"="_s})
         QCOMPARE(click(key), u"Clicked “"_s + key + u"”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"TextField: 42"_s), eventually);
+    QTRY_VERIFY(reads(u"TextField: 42"_s));
 }
 
 void tst_LinuxControls::anEditorOfAnotherToolkitOpensItsPreferences()
 {
     const QProcess &editor = start(u"featherpad"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(editor) && reads(u"MenuItem: Save As"_s), eventually);
+    QTRY_VERIFY(isInFront(editor) && reads(u"MenuItem: Save As"_s));
     QCOMPARE(click(u"Options"_s), u"Clicked “Options”."_s);
     QCOMPARE(click(u"Preferences"_s), u"Clicked “Preferences”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Preferences"_s), eventually);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Tab: Shortcuts"_s), eventually);
+    QTRY_VERIFY(Executor::windowSummary().contains(u"Preferences"_s));
+    QTRY_VERIFY(reads(u"Tab: Shortcuts"_s));
 }
 
 void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
@@ -188,7 +187,7 @@ void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
         output += window.readAllStandardOutput();
         return output.split('\n').contains(line);
     };
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), eventually);
+    QTRY_VERIFY(isInFront(window) && reads(u"Button: Open dialog"_s));
     QCOMPARE(click(u"greet"_s), u"Clicked “greet”."_s);
     QTRY_VERIFY(told("greeted"));
     QCOMPARE(click(u"Wave"_s), u"Clicked “Wave”."_s);
@@ -214,7 +213,7 @@ void tst_LinuxControls::ordinaryControlsAnswerToTheirLabels()
 void tst_LinuxControls::whatTheUserCannotSeeIsNotRead()
 {
     const QProcess &window = start(u"" CONTROLS_WINDOW ""_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Open dialog"_s), eventually);
+    QTRY_VERIFY(isInFront(window) && reads(u"Button: Open dialog"_s));
     const QString read = readUI();
     QVERIFY2(read.contains(u"TextField: typed text"_s), qPrintable(read));
     for (const QString &unseen : {u"secret"_s, u"Hidden"_s, u"Behind"_s, u"closed window"_s})
@@ -241,15 +240,15 @@ void tst_LinuxControls::pagesAndLinksOfABrowserAreReached()
           {u"--no-sandbox"_s, u"--force-renderer-accessibility"_s, u"--no-first-run"_s,
            u"--disable-gpu"_s, u"--no-default-browser-check"_s, u"--password-store=basic"_s,
            u"--user-data-dir="_s + m_desktop->home(u"chromium"_s), server.url(u"/"_s).toString()});
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: Buy now"_s), eventually);
+    QTRY_VERIFY(reads(u"Button: Buy now"_s));
     QString missing;
-    QTRY_VERIFY2_WITH_TIMEOUT((missing = missingFrom(readUI(), u"chromium-page"_s)).isEmpty(),
-                              qPrintable(missing), eventually);
+    QTRY_VERIFY2((missing = missingFrom(readUI(), u"chromium-page"_s)).isEmpty(),
+                 qPrintable(missing));
     QVERIFY2(!readUI().contains(u"secret"_s), qPrintable(readUI()));
     QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(Executor::windowSummary().contains(u"Bought"_s), eventually);
+    QTRY_VERIFY(Executor::windowSummary().contains(u"Bought"_s));
     QCOMPARE(click(u"to the next page"_s), u"Clicked “to the next page”."_s);
-    QTRY_VERIFY_WITH_TIMEOUT(reads(u"Button: You are there"_s), eventually);
+    QTRY_VERIFY(reads(u"Button: You are there"_s));
 }
 
 void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
@@ -260,7 +259,7 @@ void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
            u"--user-data-dir="_s + m_desktop->home(u"closed-chromium"_s), u"about:blank"_s});
     const QString hint = u"shows no controls: quit it and let Quillon open it, or start it with "
                          "--force-renderer-accessibility."_s;
-    QTRY_VERIFY2_WITH_TIMEOUT(readUI().endsWith(hint), qPrintable(readUI()), eventually);
+    QTRY_VERIFY2(readUI().endsWith(hint), qPrintable(readUI()));
     const QString told = click(u"Buy now"_s);
     QVERIFY2(told.endsWith(hint), qPrintable(told));
 }
@@ -268,7 +267,7 @@ void tst_LinuxControls::aBrowserThatTellsNothingSaysWhatToDo()
 void tst_LinuxControls::pagesOfANotebookBehindTheOneInFrontAreNotReached()
 {
     QProcess &window = start(u"" NOTEBOOK_WINDOW ""_s);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(window) && reads(u"Button: Buy now"_s), eventually);
+    QTRY_VERIFY(isInFront(window) && reads(u"Button: Buy now"_s));
     QVERIFY2(!reads(u"Button: Only behind"_s), qPrintable(readUI()));
     QCOMPARE(click(u"Only behind"_s),
              u"ActionError: Couldn't find a control labelled “Only behind”."_s);
@@ -301,11 +300,10 @@ void tst_LinuxControls::dumpsAreAsBefore()
     QFETCH(QStringList, arguments);
     QFETCH(QString, lastLine);
     const QProcess &process = start(program, arguments);
-    QTRY_VERIFY_WITH_TIMEOUT(isInFront(process) && reads(lastLine), eventually);
+    QTRY_VERIFY(isInFront(process) && reads(lastLine));
     const QString golden = QString::fromUtf8(QTest::currentDataTag());
     QString missing;
-    QTRY_VERIFY2_WITH_TIMEOUT((missing = missingFrom(readUI(), golden)).isEmpty(),
-                              qPrintable(missing), eventually);
+    QTRY_VERIFY2((missing = missingFrom(readUI(), golden)).isEmpty(), qPrintable(missing));
 }
 
 QTEST_GUILESS_MAIN(tst_LinuxControls)

@@ -1,4 +1,5 @@
 #include "tests/platform/linux/KeyboardFixture.h"
+#include "tests/support/Waiting.h"
 
 #include <QTimer>
 

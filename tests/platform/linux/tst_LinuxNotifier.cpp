@@ -2,6 +2,7 @@
 #include "platform/linux/Capabilities.h"
 #include "platform/linux/x11/LinuxHotKey.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QDBusConnection>
 #include <QMap>

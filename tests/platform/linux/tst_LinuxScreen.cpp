@@ -285,8 +285,7 @@ void tst_LinuxScreen::aRealApplicationIsNamedByItsEntry()
 {
     QProcess &terminal =
         m_desktop->start(u"xterm"_s, {u"-T"_s, u"Hello"_s, u"-e"_s, u"sleep"_s, u"1000"_s});
-    QTRY_COMPARE_WITH_TIMEOUT(
-        Executor::observe(), u"Frontmost app: Black Box. Windows: Black Box — Hello"_s, eventually);
+    QTRY_COMPARE(Executor::observe(), u"Frontmost app: Black Box. Windows: Black Box — Hello"_s);
     const QList<Application> running = workspace().runningApplications();
     QCOMPARE(running, (QList<Application>{{.pid = ProcessId{terminal.processId()},
                                            .name = u"Black Box"_s,
@@ -329,7 +328,7 @@ void tst_LinuxScreen::theClassDecidesBeforeTheProgram()
     write(u"claimed.desktop"_s, "Claimed", "Exec=/bin/true");
     write(u"app.desktop"_s, "Web Mail", "Exec=/bin/true\nStartupWMClass=crx_1");
     TestWindow window(*m_desktop, u"a"_s, windowClass);
-    QTRY_COMPARE_WITH_TIMEOUT(frontName(), name, eventually);
+    QTRY_COMPARE(frontName(), name);
     window.end();
 }
 

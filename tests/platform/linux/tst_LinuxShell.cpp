@@ -5,6 +5,7 @@
 #include "platform/linux/Capabilities.h"
 #include "platform/linux/x11/LinuxHotKey.h"
 #include "tests/support/VirtualDesktop.h"
+#include "tests/support/Waiting.h"
 
 #include <QTest>
 

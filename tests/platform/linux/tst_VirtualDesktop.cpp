@@ -73,7 +73,7 @@ void tst_VirtualDesktop::severalStandSideBySide()
     const VirtualDesktop desktop;
     QProcess other;
     other.start(QCoreApplication::applicationFilePath(), {u"stay"_s});
-    QTRY_VERIFY_WITH_TIMEOUT(other.canReadLine(), eventually);
+    QTRY_VERIFY(other.canReadLine());
     const QString folder = QString::fromUtf8(other.readLine().trimmed());
     QVERIFY(folder != desktop.home());
     QVERIFY(!processesOf(folder).isEmpty());
