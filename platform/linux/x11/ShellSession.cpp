@@ -115,7 +115,11 @@ void ShellSession::prepare(xcb_window_t window)
     // A normal window for window managers that use the first type that they know; tiling ones
     // search all types for a dialog.
     std::array kinds{m_ewmh._NET_WM_WINDOW_TYPE_NORMAL, m_ewmh._NET_WM_WINDOW_TYPE_DIALOG};
-    xcb_ewmh_set_wm_window_type(&m_ewmh, window, kinds.size(), kinds.data());
+    // The toolkit shows the window by a connection of its own, which the server may read first. So
+    // this waits for the server.
+    const auto set =
+        xcb_ewmh_set_wm_window_type_checked(&m_ewmh, window, kinds.size(), kinds.data());
+    (void)XcbReply<xcb_generic_error_t>(xcb_request_check(connection(), set));
     m_events->flush();
 }
 
