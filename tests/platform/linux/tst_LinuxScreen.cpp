@@ -274,7 +274,8 @@ void tst_LinuxScreen::ourOwnWindowsAreNeitherListedNorInFront()
         const OwnWindow panel;
         QTRY_COMPARE(Platform::current().screen().windows()->size(), 2);
         // While the window manager changes the focus, no window is active for a moment.
-        QTRY_COMPARE(Executor::observe(), u"Frontmost app: One. Windows: One — a"_s);
+        QTRY_COMPARE(workspace().focusedProcess(), ProcessId{QCoreApplication::applicationPid()});
+        QCOMPARE(Executor::observe(), u"Frontmost app: One. Windows: One — a"_s);
         QCOMPARE(workspace().runningApplications().size(), 1);
     }
     QTRY_COMPARE(Platform::current().screen().windows()->size(), 1);
