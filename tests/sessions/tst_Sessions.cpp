@@ -168,7 +168,7 @@ private:
     [[nodiscard]] QRect freeArea();
     /// Whether the panel is in the middle of that area and as large as it should be.
     [[nodiscard]] bool isInTheMiddle(QRect area);
-    void waitUntilInTheMiddle();
+    [[nodiscard]] bool comesToTheMiddle();
     [[nodiscard]] QImage screenshot() const;
     /// The colour of an empty part of the panel.
     [[nodiscard]] QColor emptyPart()
@@ -326,12 +326,12 @@ bool tst_Sessions::isInTheMiddle(QRect area)
            (seen.center() - area.center()).manhattanLength() <= 3;
 }
 
-void tst_Sessions::waitUntilInTheMiddle()
+bool tst_Sessions::comesToTheMiddle()
 {
-    const auto isThere = [this] { return isInTheMiddle(freeArea()); };
-    if (!QTest::qWaitFor(isThere, eventually))
+    const bool isThere = QTest::qWaitFor([this] { return isInTheMiddle(freeArea()); }, eventually);
+    if (!isThere)
         qWarning() << "The panel is at" << place() << "of" << freeArea();
-    QVERIFY(isThere());
+    return isThere;
 }
 
 void tst_Sessions::isSetUpAndRunsATask_data()
@@ -356,7 +356,7 @@ void tst_Sessions::isSetUp()
 {
     SilentProxy proxy;
     startPanel();
-    waitUntilInTheMiddle();
+    QVERIFY(comesToTheMiddle());
     keepPicture(u"set-up"_s);
     // The picker, then the button.
     press(u"Tab"_s);
@@ -378,7 +378,7 @@ void tst_Sessions::runsATask()
         u"dbus-monitor"_s, {u"--session"_s, u"interface='org.freedesktop.Notifications'"_s});
     startPanel();
 
-    waitUntilInTheMiddle();
+    QVERIFY(comesToTheMiddle());
     QTRY_VERIFY(emptyPart().lightnessF() > 0.85);
     // What is behind shows through only if it is blurred.
     const auto isTinted = [this] { return emptyPart().red() < 243; };
@@ -457,7 +457,7 @@ void tst_Sessions::bindsItsOtherKey()
     const KeyOwner owner;
     writeModel({done});
     startPanel();
-    waitUntilInTheMiddle();
+    QVERIFY(comesToTheMiddle());
     keepPicture(u"key"_s);
     if (!m_session->bindsKeys)
         return;
