@@ -13,6 +13,7 @@
 
 #include <array>
 #include <stdexcept>
+#include <string>
 
 using namespace Qt::StringLiterals;
 
@@ -84,6 +85,7 @@ void waitUntilShown(ProcessId application)
 {
     QElapsedTimer waiting;
     waiting.start();
+    std::string failure;
     while (waiting.elapsed() < 60'000) {
         const std::optional<Application> front =
             Platform::current().workspace().frontmostApplication();
@@ -91,11 +93,11 @@ void waitUntilShown(ProcessId application)
             if (front && front->pid == application &&
                 Executor::readUI(front).contains(u"Button 0"_s))
                 return;
-        } catch (const ActionError &) {
-            // It is still starting.
+        } catch (const ActionError &error) {
+            failure = error.what(); // It is still starting.
         }
     }
-    throw std::runtime_error("The window did not appear.");
+    throw std::runtime_error("The window did not appear. " + failure);
 }
 
 // QCoro's waitFor() does not pass exceptions on.

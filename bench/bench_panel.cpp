@@ -188,7 +188,7 @@ int measure(const QString &program)
     constexpr uint8_t alt = 64;
     constexpr uint8_t space = 65;
 
-    VirtualDesktop desktop;
+    const VirtualDesktop desktop;
     Onlooker onlooker;
     std::vector<double> firstFrames;
     std::vector<double> painted;

@@ -27,7 +27,7 @@ QCoro::Task<> use(LlamaEngine &engine, QString path)
     try {
         const QString reply = co_await engine.generate(conversation, 4, {});
         require(loaded, "nothing is generated without a model");
-        require(reply.size() <= 4 * 64, "a token is at most 64 bytes of text");
+        require(reply.size() <= qsizetype{4} * 64, "a token is at most 64 bytes of text");
     } catch (const InferenceError &error) {
         require(loaded || error == InferenceError::notLoaded, "without a model it says so");
     }

@@ -104,7 +104,7 @@ void tst_AgentAction::readsTheFirstObjectOfAReply_data()
 
 void tst_AgentAction::readsTheFirstObjectOfAReply()
 {
-    QFETCH(QString, reply);
+    QFETCH(const QString, reply);
     const auto action = AgentAction::parse(reply);
     QVERIFY(action);
     QTEST(action->name, "name");
@@ -144,7 +144,7 @@ void tst_AgentAction::findsNoAction_data()
 
 void tst_AgentAction::findsNoAction()
 {
-    QFETCH(QString, reply);
+    QFETCH(const QString, reply);
     QVERIFY(!AgentAction::parse(reply));
 }
 
@@ -227,8 +227,8 @@ void tst_AgentAction::titleDescribesTheAction_data()
 
 void tst_AgentAction::titleDescribesTheAction()
 {
-    QFETCH(QString, name);
-    QFETCH(Args, args);
+    QFETCH(const QString, name);
+    QFETCH(const Args, args);
     QTEST((AgentAction{.name = name, .args = args}.title()), "title");
 }
 
@@ -247,7 +247,7 @@ void tst_AgentAction::tenMegabytesOfBracketsAreNoAction_data()
 
 void tst_AgentAction::tenMegabytesOfBracketsAreNoAction()
 {
-    QFETCH(QString, reply);
+    QFETCH(const QString, reply);
     QVERIFY(!AgentAction::parse(reply));
 }
 

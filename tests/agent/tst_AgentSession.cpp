@@ -66,7 +66,7 @@ void tst_AgentSession::ignoresBlankTasks_data()
 
 void tst_AgentSession::ignoresBlankTasks()
 {
-    QFETCH(QString, text);
+    QFETCH(const QString, text);
     const SessionScene scene;
     scene.session->submit(text);
     QVERIFY(scene.session->turns().isEmpty());
@@ -148,8 +148,8 @@ void tst_AgentSession::endsWhenTheModelIsDone_data()
 
 void tst_AgentSession::endsWhenTheModelIsDone()
 {
-    QFETCH(QString, reply);
-    QFETCH(QString, summary);
+    QFETCH(const QString, reply);
+    QFETCH(const QString, summary);
     const SessionScene scene({reply});
     scene.run();
     QVERIFY(scene.isIdle());
@@ -282,7 +282,7 @@ void tst_AgentSession::performsStepsThatDiffer_data()
 
 void tst_AgentSession::performsStepsThatDiffer()
 {
-    QFETCH(QStringList, steps);
+    QFETCH(const QStringList, steps);
     const SessionScene scene(steps + QStringList{done});
     scene.run();
     QCOMPARE(scene.turn().log.size(), steps.size() + 1);
@@ -337,7 +337,7 @@ void tst_AgentSession::endsTooWhenTheTwelfthReplyIsUnreadable()
 
 void tst_AgentSession::endsWhenGeneratingFails()
 {
-    SessionScene scene({listWindows});
+    const SessionScene scene({listWindows});
     scene.engine->addReplies({InferenceError(InferenceError::decodeFailed)});
     scene.run();
     QCOMPARE(scene.texts(),

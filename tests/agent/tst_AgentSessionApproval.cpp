@@ -173,8 +173,8 @@ void tst_AgentSessionApproval::actsOnTheApplicationThatWasAssessed_data()
 // Mail comes to the front after the last look, when only the application can be chosen.
 void tst_AgentSessionApproval::actsOnTheApplicationThatWasAssessed()
 {
-    QFETCH(QString, action);
-    QFETCH(QString, title);
+    QFETCH(const QString, action);
+    QFETCH(const QString, title);
     SessionScene scene({action, done});
     FakePlatform &desk = scene.platform;
     desk.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});
@@ -199,8 +199,8 @@ void tst_AgentSessionApproval::aStepForTheFrontFailsIfTheFrontIsUnknown_data()
 
 void tst_AgentSessionApproval::aStepForTheFrontFailsIfTheFrontIsUnknown()
 {
-    QFETCH(QString, action);
-    QFETCH(QString, title);
+    QFETCH(const QString, action);
+    QFETCH(const QString, title);
     SessionScene scene({action, done});
     scene.platform.fakeWorkspace.front = Application{.pid = ProcessId{8}, .name = u"Mail"_s};
     scene.platform.fakeWorkspace.silence = u"The X server does not answer."_s;
@@ -238,15 +238,15 @@ void tst_AgentSessionApproval::activatesTheApplicationBehindOurOwn_data()
 {
     QTest::addColumn<qint64>("holder");
     QTest::addColumn<bool>("isPressed");
-    QTest::newRow("our panel") << qint64{QCoreApplication::applicationPid()} << true;
+    QTest::newRow("our panel") << QCoreApplication::applicationPid() << true;
     QTest::newRow("our terminal") << qint64{50} << true;
     QTest::newRow("another application") << qint64{9} << false;
 }
 
 void tst_AgentSessionApproval::activatesTheApplicationBehindOurOwn()
 {
-    QFETCH(qint64, holder);
-    QFETCH(bool, isPressed);
+    QFETCH(const qint64, holder);
+    QFETCH(const bool, isPressed);
     SessionScene scene({uR"({"action":"press_key","key":"return"})"_s, done});
     const Application mail{.pid = ProcessId{8}, .name = u"Mail"_s};
     const Application other{.pid = ProcessId{9}, .name = u"Other"_s};

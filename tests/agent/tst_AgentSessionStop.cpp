@@ -134,7 +134,7 @@ void tst_AgentSessionStop::mayBeDestroyedAtAnyTime_data()
 
 void tst_AgentSessionStop::mayBeDestroyedAtAnyTime()
 {
-    QFETCH(QString, moment);
+    QFETCH(const QString, moment);
     SessionScene scene({moment == u"approval" ? trashOld : openPage}, moment != u"loading");
     if (moment == u"loading")
         scene.runUntilLoading();

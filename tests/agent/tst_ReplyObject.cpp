@@ -54,7 +54,7 @@ void tst_ReplyObject::refusesEverythingButStrictJsonObjects_data()
 
 void tst_ReplyObject::refusesEverythingButStrictJsonObjects()
 {
-    QFETCH(QByteArray, json);
+    QFETCH(const QByteArray, json);
     QVERIFY(!ReplyObject::decode(json));
 }
 
@@ -107,12 +107,12 @@ void tst_ReplyObject::turnsValuesIntoTexts_data()
 
 void tst_ReplyObject::turnsValuesIntoTexts()
 {
-    QFETCH(QByteArray, value);
-    QFETCH(bool, hasText);
-    QFETCH(QString, text);
+    QFETCH(const QByteArray, value);
+    QFETCH(const bool, hasText);
+    QFETCH(const QString, text);
 
     // The same at the top level and one level below.
-    const auto object = ReplyObject::decode("{\"k\":" + value + ",\"o\":{\"k\":" + value + "}}");
+    const auto object = ReplyObject::decode(R"({"k":)" + value + R"(,"o":{"k":)" + value + "}}");
     QVERIFY(object);
     const auto &top = object->members.value(u"k"_s);
     QCOMPARE(top.text.has_value(), hasText);
@@ -158,7 +158,7 @@ void tst_ReplyObject::deepNestingNeedsNoStack()
 {
     constexpr qsizetype depth = 5'000'000;
     const QByteArray arrays =
-        "{\"a\":" + QByteArray(depth, '[') + QByteArray(depth, ']') + ",\"b\":\"x\"}";
+        R"({"a":)" + QByteArray(depth, '[') + QByteArray(depth, ']') + R"(,"b":"x"})";
     const auto nested = ReplyObject::decode(arrays);
     QVERIFY(nested);
     QCOMPARE(nested->members.value(u"b"_s).text, u"x"_s);

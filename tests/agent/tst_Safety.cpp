@@ -35,7 +35,7 @@ Risk assess(const QString &name, const Args &args, const std::optional<QString> 
     const AgentAction action{.name = name, .args = args};
     if (!front)
         return Safety::assess(action, std::nullopt);
-    return Safety::assess(action, Application{.pid = ProcessId{7}, .name = *front});
+    return Safety::assess(action, Application{.pid = ProcessId{7}, .name = front});
 }
 } // namespace
 
@@ -133,10 +133,10 @@ void tst_Safety::assessesAnAction_data()
 
 void tst_Safety::assessesAnAction()
 {
-    QFETCH(QString, name);
-    QFETCH(Args, args);
-    QFETCH(QString, front);
-    QFETCH(QString, reason);
+    QFETCH(const QString, name);
+    QFETCH(const Args, args);
+    QFETCH(const QString, front);
+    QFETCH(const QString, reason);
 
     const Risk risk = assess(name, args, front.isNull() ? std::nullopt : std::optional(front));
     QCOMPARE(risk.isSafe(), reason.isNull());
@@ -155,7 +155,7 @@ void tst_Safety::quitsSafeApplicationsWithoutAsking_data()
 
 void tst_Safety::quitsSafeApplicationsWithoutAsking()
 {
-    QFETCH(QString, app);
+    QFETCH(const QString, app);
     QVERIFY(assess(u"quit_app"_s, {{u"app"_s, app}}, {}).isSafe());
     QVERIFY(!assess(u"quit_app"_s, {{u"app"_s, app.trimmed() + u'x'}}, {}).isSafe());
 }
@@ -170,7 +170,7 @@ void tst_Safety::asksBeforeReturnInAMessagingApplication_data()
 
 void tst_Safety::asksBeforeReturnInAMessagingApplication()
 {
-    QFETCH(QString, front);
+    QFETCH(const QString, front);
     for (const QString &key : {u"return"_s, u"enter"_s, u"ENTER"_s}) {
         QCOMPARE(assess(u"press_key"_s, {{u"key"_s, key}}, front.toUpper()).reason(),
                  u"Press Return in "_s + front + u" — this may send a message"_s);
@@ -190,7 +190,7 @@ void tst_Safety::asksBeforeAConsequentialControl_data()
 
 void tst_Safety::asksBeforeAConsequentialControl()
 {
-    QFETCH(QString, label);
+    QFETCH(const QString, label);
     QCOMPARE(assess(u"click"_s, {{u"label"_s, label}}, u"Finder"_s).reason(),
              u"Click “"_s + label + u"” in Finder"_s);
 }
@@ -206,8 +206,8 @@ void tst_Safety::showsTheFrontApplicationCapitalized_data()
 
 void tst_Safety::showsTheFrontApplicationCapitalized()
 {
-    QFETCH(QString, front);
-    QFETCH(QString, shown);
+    QFETCH(const QString, front);
+    QFETCH(const QString, shown);
     QCOMPARE(assess(u"click"_s, {{u"label"_s, u"Send"_s}}, front).reason(),
              u"Click “Send” in "_s + shown);
 }

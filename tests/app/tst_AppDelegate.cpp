@@ -31,7 +31,7 @@ private Q_SLOTS:
 
 void tst_AppDelegate::launchingActivatesARegularApplicationWithAHotKey()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching();
     QCOMPARE(platform.fakeShell.calls, (QStringList{u"regular"_s, u"register"_s, u"activate"_s}));
@@ -40,7 +40,7 @@ void tst_AppDelegate::launchingActivatesARegularApplicationWithAHotKey()
 
 void tst_AppDelegate::aHiddenLaunchLeavesTheApplicationInFrontThere()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     AppDelegate delegate;
     delegate.applicationDidFinishLaunching(AppDelegate::Start::hidden);
     QCOMPARE(platform.fakeShell.calls, (QStringList{u"regular"_s, u"register"_s}));
@@ -82,7 +82,7 @@ void tst_AppDelegate::reopeningShowsAndNeverHides()
 
 void tst_AppDelegate::reopeningChangesNothingWhileAWindowIsVisible()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     AppDelegate delegate;
     QVERIFY(delegate.applicationShouldHandleReopen(true));
     QCoreApplication::processEvents();
@@ -139,7 +139,7 @@ void tst_AppDelegate::aDestroyedWindowIsNotStyled()
 
 void tst_AppDelegate::theMaterialIsBehindTheWindow()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
     VisualEffect(Shell::Material::underWindowBackground).make(panel);
     QCOMPARE(platform.fakeShell.calls, QStringList{u"material 21 under panel"_s});

@@ -178,8 +178,8 @@ void tst_Attention::aHiddenPanelTellsHowATaskEnded_data()
 
 void tst_Attention::aHiddenPanelTellsHowATaskEnded()
 {
-    QFETCH(QStringList, replies);
-    QFETCH(QString, notice);
+    QFETCH(const QStringList, replies);
+    QFETCH(const QString, notice);
     Scene scene;
     scene.window.isOnScreen = false;
     scene.run(replies);
@@ -253,9 +253,9 @@ void tst_Attention::aHiddenPanelTellsWhenAModelIsReady_data()
 
 void tst_Attention::aHiddenPanelTellsWhenAModelIsReady()
 {
-    QFETCH(HttpServer::Answer, answer);
-    QFETCH(bool, isHidden);
-    QFETCH(QStringList, notices);
+    QFETCH(const HttpServer::Answer, answer);
+    QFETCH(const bool, isHidden);
+    QFETCH(const QStringList, notices);
     HttpServer server;
     server.setAnswer(u"/test.gguf"_s, answer);
     Scene scene(Scene::Model::missing);
@@ -288,7 +288,7 @@ void tst_Attention::aNotificationGoesWhenThePanelIsSeen_data()
 
 void tst_Attention::aNotificationGoesWhenThePanelIsSeen()
 {
-    QFETCH(bool, byTheHotKey);
+    QFETCH(const bool, byTheHotKey);
     Scene scene;
     scene.window.isOnScreen = false;
     scene.run({done});
@@ -307,7 +307,7 @@ void tst_Attention::aNotificationGoesWhenThePanelIsSeen()
 int main(int argc, char *argv[])
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
+    const QGuiApplication application(argc, argv);
     tst_Attention test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -94,8 +94,8 @@ void tst_Doctor::aLineHasTheStateAndTheAdvice_data()
 
 void tst_Doctor::aLineHasTheStateAndTheAdvice()
 {
-    QFETCH(int, verdict);
-    QFETCH(QString, advice);
+    QFETCH(const int, verdict);
+    QFETCH(const QString, advice);
     const Doctor::Line line{u"Hot key"_s, {static_cast<Verdict>(verdict), u"as it is"_s, advice}};
     QTEST(Doctor::text(line), "text");
 }
@@ -217,8 +217,8 @@ void tst_Doctor::anInvalidModelFileIsBad_data()
 
 void tst_Doctor::anInvalidModelFileIsBad()
 {
-    QFETCH(QByteArray, content);
-    QFETCH(QString, size);
+    QFETCH(const QByteArray, content);
+    QFETCH(const QString, size);
     const FakePlatform platform;
     write(modelFile(0), content);
     const Finding expected{Verdict::bad, u"there (%1), but it is no model"_s.arg(size),

@@ -195,8 +195,8 @@ void tst_DoctorOnDesktop::withoutADisplayItReportsThatAndEnds_data()
 
 void tst_DoctorOnDesktop::withoutADisplayItReportsThatAndEnds()
 {
-    QFETCH(QString, x11);
-    QFETCH(QString, wayland);
+    QFETCH(const QString, x11);
+    QFETCH(const QString, wayland);
     examine({{u"DISPLAY"_s, x11}, {u"WAYLAND_DISPLAY"_s, wayland}});
     QTEST(m_lines[u"Display"_s], "line");
     QCOMPARE(m_lines[u"Hot key"_s], u"– Hot key: not known without a display."_s);

@@ -35,7 +35,7 @@ private Q_SLOTS:
 
 void tst_EditMenu::clearHistoryFollowsTheTextEditingItems()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     EditMenu::install([] {});
     QCOMPARE(platform.fakeShell.calls,
              (QStringList{u"menu item Undo z"_s, u"menu item Redo Z"_s, u"menu item Cut x"_s,
@@ -45,7 +45,7 @@ void tst_EditMenu::clearHistoryFollowsTheTextEditingItems()
 
 void tst_EditMenu::nothingOpensASecondWindow()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     EditMenu::install([] {});
     for (const QString &call : platform.fakeShell.calls)
         QVERIFY2(!call.endsWith(u" n") && !call.contains(u"New"), qPrintable(call));
@@ -53,7 +53,7 @@ void tst_EditMenu::nothingOpensASecondWindow()
 
 void tst_EditMenu::clearHistoryCallsItsFunction()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     int clearings = 0;
     EditMenu::install([&] { ++clearings; });
     platform.fakeShell.menu.value(u"Clear History"_s)();
@@ -62,7 +62,7 @@ void tst_EditMenu::clearHistoryCallsItsFunction()
 
 void tst_EditMenu::textEditingItemsTypeTheirKeys()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     EditMenu::install([] {});
     Listener window;
     window.show();
@@ -76,7 +76,7 @@ void tst_EditMenu::textEditingItemsTypeTheirKeys()
 
 void tst_EditMenu::textEditingItemsDoNothingWithoutAWindow()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     EditMenu::install([] {});
     QTRY_VERIFY(!QGuiApplication::focusWindow());
     platform.fakeShell.menu.value(u"Paste"_s)();
@@ -87,7 +87,7 @@ void tst_EditMenu::textEditingItemsDoNothingWithoutAWindow()
 int main(int argc, char *argv[])
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
+    const QGuiApplication application(argc, argv);
     tst_EditMenu test;
     return QTest::qExec(&test, argc, argv);
 }

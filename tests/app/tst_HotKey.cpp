@@ -45,7 +45,7 @@ void tst_HotKey::theSignalFollowsWhenThePanelIsInFront()
     FakeNativeWindow panel(u"panel"_s);
     platform.fakeShell.setWindow(&panel);
     int summons = 0;
-    QObject listener;
+    const QObject listener;
     connect(&HotKey::shared(), &HotKey::summonPalette, &listener, [&] {
         ++summons;
         QCOMPARE(platform.fakeShell.calls.last(), u"center panel"_s);
@@ -85,9 +85,9 @@ void tst_HotKey::summoningShowsAHiddenPanel_data()
 
 void tst_HotKey::summoningShowsAHiddenPanel()
 {
-    QFETCH(bool, isActive);
-    QFETCH(bool, isKey);
-    QFETCH(bool, isVisible);
+    QFETCH(const bool, isActive);
+    QFETCH(const bool, isKey);
+    QFETCH(const bool, isVisible);
     FakePlatform platform;
     FakeNativeWindow panel(u"panel"_s);
     platform.fakeShell.setWindow(&panel);
@@ -112,7 +112,7 @@ void tst_HotKey::aWindowThatCannotBecomeMainIsNotMoved()
 
 void tst_HotKey::anApplicationWithoutWindowsIsStillActivated()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     const QSignalSpy summons(&HotKey::shared(), &HotKey::summonPalette);
     HotKey::summon();
     QCOMPARE(platform.fakeShell.calls, QStringList{u"activate"_s});

@@ -80,7 +80,7 @@ void tst_KeyOffer::aKeyThatWasBoundBeforeIsEnough()
     platform.fakeHotKey.isTaken = true;
     platform.fakeHotKey.otherKey = u"Ctrl+Alt+Space"_s;
     platform.fakeHotKey.isOtherBound = true;
-    KeyOffer offer;
+    const KeyOffer offer;
     HotKey::shared().registerKey();
     QCOMPARE(offer.text(), QString());
     QCOMPARE(offer.help(), u"Ctrl+Alt+Space shows and hides Quillon"_s);
@@ -119,7 +119,7 @@ void tst_KeyOffer::aSystemWithoutSettingsForKeysSaysItOnly()
 {
     FakePlatform platform;
     platform.fakeHotKey.isTaken = true;
-    KeyOffer offer;
+    const KeyOffer offer;
     HotKey::shared().registerKey();
     QCOMPARE(offer.text(), taken);
     QCOMPARE(offer.action(), QString());

@@ -83,8 +83,8 @@ void tst_Packaging::theBundleDescribesItsRequirements_data()
 
 void tst_Packaging::theBundleDescribesItsRequirements()
 {
-    QFETCH(QString, key);
-    QFETCH(QString, value);
+    QFETCH(const QString, key);
+    QFETCH(const QString, value);
     const QMap<QString, QString> entries = propertyList(packaging + u"macos/Info.plist.in"_s);
     QVERIFY(entries.contains(key));
     if (value.isEmpty())

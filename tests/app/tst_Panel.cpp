@@ -67,7 +67,7 @@ void tst_Panel::theTrustIsReadAgainWhenTheApplicationBecomesActive()
 
 void tst_Panel::requestTrustCallsThePlatform()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     Panel panel;
     panel.requestTrust();
     QCOMPARE(platform.fakeAccessibility.trustRequests, 1);
@@ -101,14 +101,14 @@ void tst_Panel::theSummonIsForwarded()
 
 void tst_Panel::hideHidesTheApplication()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     Panel().hide();
     QCOMPARE(platform.fakeShell.calls, QStringList{u"hide"_s});
 }
 
 void tst_Panel::closeAndMinimiseAreForwardedToTheWindow()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     FakeNativeWindow window(u"panel"_s);
     Panel panel;
     panel.setWindow(&window);
@@ -162,7 +162,7 @@ void tst_Panel::theCompositorMayComeAndGo()
 int main(int argc, char *argv[])
 {
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    QGuiApplication application(argc, argv);
+    const QGuiApplication application(argc, argv);
     tst_Panel test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -51,7 +51,7 @@ void tst_PanelInstanceOnDesktop::aSecondStartSummonsWhatIsHidden()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     for (const bool isClosed : {false, true}) {
         if (isClosed)
             m_screen.close({panel()->id});
@@ -74,7 +74,7 @@ void tst_PanelInstanceOnDesktop::aSecondStartBringsForwardWhatIsCovered()
     QTRY_VERIFY(panelHasTheKeyboard());
     xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
     QTRY_COMPARE(geometry(*panel()).topLeft(), QPoint(3, 5));
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
     const Start second;
     QTRY_VERIFY(panelHasTheKeyboard());
@@ -161,8 +161,10 @@ void tst_PanelInstanceOnDesktop::theBusStartsThePanelForWhateverIsAskedOfIt()
 
 void tst_PanelInstanceOnDesktop::fiftyStartsAtOnceAreOnePanel()
 {
+    constexpr std::size_t atOnce = 50;
     std::vector<std::unique_ptr<Start>> starts;
-    for (int i = 0; i < 50; ++i)
+    starts.reserve(atOnce);
+    while (starts.size() < atOnce)
         starts.push_back(std::make_unique<Start>());
     const auto running = [&] {
         return std::ranges::count_if(starts, [](const auto &start) { return start->isRunning(); });
@@ -255,8 +257,8 @@ void tst_PanelInstanceOnDesktop::withoutADisplayThereIsOneSentence_data()
 
 void tst_PanelInstanceOnDesktop::withoutADisplayThereIsOneSentence()
 {
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, display);
+    QFETCH(const QStringList, arguments);
+    QFETCH(const QString, display);
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"DISPLAY"_s, display);
     Start quillon(arguments, environment);

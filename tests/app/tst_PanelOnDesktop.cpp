@@ -94,7 +94,7 @@ void tst_PanelOnDesktop::theHotKeyBringsThePanelInFrontOfAnotherApplication()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
@@ -105,8 +105,8 @@ void tst_PanelOnDesktop::theHotKeyHidesThePanelAndGivesTheFocusBack()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    TestWindow first(*m_desktop, u"first"_s, u"one.One"_s);
-    TestWindow second(*m_desktop, u"second"_s, u"two.Two"_s);
+    const TestWindow first(*m_desktop, u"first"_s, u"one.One"_s);
+    const TestWindow second(*m_desktop, u"second"_s, u"two.Two"_s);
     QTRY_COMPARE(activeTitle(), u"second"_s);
     for (const QString &title : {u"first"_s, u"second"_s}) {
         for (const X11Window &window : look().windows) {
@@ -127,7 +127,7 @@ void tst_PanelOnDesktop::aWindowThatWasMinimisedMeanwhileStaysSo()
 {
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    TestWindow first(*m_desktop, u"first"_s, u"one.One"_s);
+    const TestWindow first(*m_desktop, u"first"_s, u"one.One"_s);
     TestWindow second(*m_desktop, u"second"_s, u"two.Two"_s);
     QTRY_COMPARE(activeTitle(), u"second"_s);
     press(u"alt+space"_s);
@@ -159,7 +159,7 @@ void tst_PanelOnDesktop::theHotKeyWorksWhateverIsLocked_data()
 
 void tst_PanelOnDesktop::theHotKeyWorksWhateverIsLocked()
 {
-    QFETCH(QStringList, locks);
+    QFETCH(const QStringList, locks);
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
     for (const QString &lock : locks)
@@ -186,7 +186,7 @@ void tst_PanelOnDesktop::theHotKeyWorksInEveryLayout_data()
 
 void tst_PanelOnDesktop::theHotKeyWorksInEveryLayout()
 {
-    QFETCH(QStringList, layout);
+    QFETCH(const QStringList, layout);
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
     QCOMPARE(QProcess::execute(u"setxkbmap"_s, layout), 0);
@@ -274,7 +274,7 @@ void tst_PanelOnDesktop::fiftyQuickTogglesLeaveAPanelThatWorks()
 {
     Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
     xdotool({u"key"_s, u"--repeat"_s, u"50"_s, u"--repeat-delay"_s, u"5"_s, u"alt+space"_s});
 
@@ -314,7 +314,7 @@ void tst_PanelOnDesktop::everySummonPutsThePanelInTheMiddleAgain()
 
     // Also if it is only covered.
     xdotool({u"windowmove"_s, number(*panel()), u"3"_s, u"5"_s});
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     QTRY_COMPARE(activeTitle(), u"other"_s);
     press(u"alt+space"_s);
     QTRY_VERIFY(panelHasTheKeyboard());
@@ -336,7 +336,7 @@ void tst_PanelOnDesktop::thePanelKeepsItsSizeBetweenSummons()
 
 void tst_PanelOnDesktop::escapeHidesThePanel()
 {
-    TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
+    const TestWindow other(*m_desktop, u"other"_s, u"one.One"_s);
     const Start quillon;
     QTRY_VERIFY(panelHasTheKeyboard());
     press(u"Escape"_s);

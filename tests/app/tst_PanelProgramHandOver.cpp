@@ -4,6 +4,7 @@
 #include <QCoreApplication>
 #include <QTest>
 
+#include <array>
 #include <cstdlib>
 
 using namespace Qt::StringLiterals;
@@ -58,12 +59,12 @@ void tst_PanelProgramHandOver::sendsARequestBeforeThereIsAnApplication_data()
 
 void tst_PanelProgramHandOver::sendsARequestBeforeThereIsAnApplication()
 {
-    QFETCH(Instance::Answer, answer);
+    QFETCH(const Instance::Answer, answer);
     EarlyPlatform platform;
     platform.early.answer = answer;
-    char name[] = "quillon";
-    char *arguments[] = {name, nullptr};
-    QTEST(PanelProgram::run(1, arguments, Instance::Request::toggle, {}), "status");
+    auto name = std::to_array("quillon");
+    std::array<char *, 2> arguments = {name.data(), nullptr};
+    QTEST(PanelProgram::run(1, arguments.data(), Instance::Request::toggle, {}), "status");
     QCOMPARE(platform.early.requests, QList<Instance::Request>{Instance::Request::toggle});
     // It would add an icon to the Dock.
     QVERIFY(!QCoreApplication::instance());

@@ -141,7 +141,7 @@ void tst_Program::takesNoFileThatIsNoModel_data()
 
 void tst_Program::takesNoFileThatIsNoModel()
 {
-    QFETCH(bool, isCutShort);
+    QFETCH(const bool, isCutShort);
     const QString source = m_home->path(u"Downloads/mine.gguf"_s);
     m_home->touch(u"Downloads/mine.gguf"_s);
     giveModel({uR"({"action":"done","message":"Fine."})"_s});

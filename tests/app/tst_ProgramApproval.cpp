@@ -55,8 +55,8 @@ void tst_ProgramApproval::asksBeforeARiskyStep_data()
 
 void tst_ProgramApproval::asksBeforeARiskyStep()
 {
-    QFETCH(QByteArray, answer);
-    QFETCH(bool, isApproved);
+    QFETCH(const QByteArray, answer);
+    QFETCH(const bool, isApproved);
     m_home->touch(u"Downloads/old.tar"_s);
     giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s,
                uR"({"action":"done","message":"Gone."})"_s});
@@ -112,7 +112,7 @@ void tst_ProgramApproval::anAnswerThatComesAtOnceIsNone_data()
 
 void tst_ProgramApproval::anAnswerThatComesAtOnceIsNone()
 {
-    QFETCH(QByteArray, keys);
+    QFETCH(const QByteArray, keys);
     m_home->touch(u"Downloads/old.tar"_s);
     giveModel({uR"({"action":"trash","path":"Downloads/old.tar"})"_s});
     Program quillon(program, taskArguments(u"Throw old.tar away"_s),

@@ -103,7 +103,7 @@ void tst_ProgramArguments::saysInOneSentenceWhatItNeeds_data()
 
 void tst_ProgramArguments::saysInOneSentenceWhatItNeeds()
 {
-    QFETCH(QStringList, arguments);
+    QFETCH(const QStringList, arguments);
     Program quillon(program, arguments, options());
     QCOMPARE(quillon.waitForExit(), 1);
     QCOMPARE(quillon.output(), QString());

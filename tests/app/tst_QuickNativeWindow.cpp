@@ -18,7 +18,7 @@ private Q_SLOTS:
 
 void tst_QuickNativeWindow::isRegisteredWithTheShellWhileItExists()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QQuickWindow window;
     {
         QuickNativeWindow panel(window, [] {});
@@ -29,7 +29,7 @@ void tst_QuickNativeWindow::isRegisteredWithTheShellWhileItExists()
 
 void tst_QuickNativeWindow::reportsEachCreationOfTheNativeWindow()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QQuickWindow window;
     int made = 0;
     QuickNativeWindow panel(window, [&made] { ++made; });
@@ -48,7 +48,7 @@ void tst_QuickNativeWindow::reportsEachCreationOfTheNativeWindow()
 
 void tst_QuickNativeWindow::isShownUnlessItIsHiddenMinimisedOrClosed()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QQuickWindow window;
     QuickNativeWindow panel(window, [] {});
     QVERIFY(!panel.isShown());
@@ -69,7 +69,7 @@ void tst_QuickNativeWindow::isShownUnlessItIsHiddenMinimisedOrClosed()
 
 void tst_QuickNativeWindow::theMarginIsNoPartOfWhatTheUserSees()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QQuickWindow window;
     window.resize(720, 620);
     window.setMinimumSize({640, 460});

@@ -77,8 +77,8 @@ void tst_QuillonApp::aKeyThatIsOursNeedsNoStatusItem_data()
 
 void tst_QuillonApp::aKeyThatIsOursNeedsNoStatusItem()
 {
-    QFETCH(bool, isTaken);
-    QFETCH(bool, hasNotifier);
+    QFETCH(const bool, isTaken);
+    QFETCH(const bool, hasNotifier);
     FakePlatform platform;
     platform.fakeHotKey.isTaken = isTaken;
     platform.fakeShell.hasNotifier = hasNotifier;

@@ -22,7 +22,7 @@ private Q_SLOTS:
 
 void tst_SingleInstance::theFirstStartReceivesLaterRequests()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QList<Request> heard;
     const auto received = [&](Request request) { heard.append(request); };
     QCOMPARE(SingleInstance::settle(received, Request::open), Outcome::isOurs);
@@ -41,7 +41,7 @@ void tst_SingleInstance::laterStartsSendTheirRequests_data()
 
 void tst_SingleInstance::laterStartsSendTheirRequests()
 {
-    QFETCH(Request, request);
+    QFETCH(const Request, request);
     FakePlatform platform;
     platform.fakeInstance.answers = {Answer::taken};
     QCOMPARE(SingleInstance::settle({}, request), Outcome::handedOver);

@@ -37,7 +37,7 @@ int playScene(const QByteArray &scene)
     if (scene != "missing")
         server.setAnswer(u"/test.gguf"_s, answer);
 
-    FakePlatform platform;
+    const FakePlatform platform;
     const auto engine = std::make_shared<ScriptedEngine>();
     engine->addReplies({uR"({"action":"done","message":"All done."})"_s});
     ModelManager models(engine);

@@ -93,8 +93,8 @@ void tst_AtomicFile::aFolderThatIsNotThereFails_data()
 
 void tst_AtomicFile::aFolderThatIsNotThereFails()
 {
-    QFETCH(QString, path);
-    QFETCH(QString, reason);
+    QFETCH(const QString, path);
+    QFETCH(const QString, reason);
     QCOMPARE(failure(path, "content"), u"The file can't be saved: "_s + reason + u'.');
 }
 

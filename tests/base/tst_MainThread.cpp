@@ -36,6 +36,7 @@ void tst_MainThread::keepsTheOrderOfEachThread()
     std::vector<std::vector<int>> seen(threads);
     int total = 0;
     std::vector<std::thread> posters;
+    posters.reserve(threads);
     for (int t = 0; t < threads; ++t) {
         posters.emplace_back([t, &seen, &total] {
             for (int i = 0; i < posts; ++i) {

@@ -39,7 +39,7 @@ void tst_Text::titleCasesEachWord_data()
 
 void tst_Text::titleCasesEachWord()
 {
-    QFETCH(QString, text);
+    QFETCH(const QString, text);
     QTEST(Text::titleCased(text), "capitalized");
 }
 
@@ -60,7 +60,7 @@ void tst_Text::findsTheEndsOfGraphemes_data()
 
 void tst_Text::findsTheEndsOfGraphemes()
 {
-    QFETCH(QString, text);
+    QFETCH(const QString, text);
     QTEST(Text::graphemeBoundaries(text), "ends");
 }
 

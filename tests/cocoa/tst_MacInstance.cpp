@@ -51,9 +51,9 @@ void tst_MacInstance::processesWithoutAPanelDoNotCount_data()
 
 void tst_MacInstance::processesWithoutAPanelDoNotCount()
 {
-    QFETCH(long, policy);
-    QFETCH(QString, of);
-    QFETCH(bool, isTerminated);
+    QFETCH(const long, policy);
+    QFETCH(const QString, of);
+    QFETCH(const bool, isTerminated);
     FakeCocoa::running = {{.pid = 1, .policy = policy, .bundle = of, .isTerminated = isTerminated}};
     QVERIFY(MacInstance().claim([](Request) {}));
 }
@@ -107,7 +107,7 @@ void tst_MacInstance::theProcessWithTheKeyAnswers_data()
 
 void tst_MacInstance::theProcessWithTheKeyAnswers()
 {
-    QFETCH(bool, ownsKey);
+    QFETCH(const bool, ownsKey);
     MacInstance instance([ownsKey] { return ownsKey; });
     QVERIFY(instance.claim([](Request) {}));
     FakeCocoa::receive(bundle + u".request.hotKey"_s, u"77"_s);

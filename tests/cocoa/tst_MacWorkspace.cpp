@@ -95,7 +95,7 @@ void tst_MacWorkspace::requestsFinishOnTheMainThread_data()
 void tst_MacWorkspace::requestsFinishOnTheMainThread()
 {
     const MainLoop loop;
-    QFETCH(Request, request);
+    QFETCH(const Request, request);
     QFuture<void> future = request(m_workspace);
     QVERIFY(!future.isFinished());
     QThread *thread = nullptr;
@@ -113,7 +113,7 @@ void tst_MacWorkspace::aFailureHasTheSystemsSentence_data()
 void tst_MacWorkspace::aFailureHasTheSystemsSentence()
 {
     const MainLoop loop;
-    QFETCH(Request, request);
+    QFETCH(const Request, request);
     FakeCocoa::failure = u"The application “Äpfel” can’t be opened. 😀"_s;
     QFuture<void> future = request(m_workspace);
     QTRY_VERIFY(future.isFinished());

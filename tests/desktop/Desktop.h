@@ -22,7 +22,7 @@ constexpr int appLimit = 60'000;
     do {                                                                                           \
         auto seen = actual;                                                                        \
         if (!(seen == (expected)))                                                                 \
-            (void)QTest::qWaitFor([&] { return (seen = actual) == (expected); }, appLimit);        \
+            (void)QTest::qWaitFor([&] { return (seen = (actual)) == (expected); }, appLimit);      \
         QCOMPARE(seen, expected);                                                                  \
     } while (false)
 #define APP_TRY_VERIFY(condition)                                                                  \

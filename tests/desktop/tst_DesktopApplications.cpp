@@ -67,9 +67,9 @@ void tst_DesktopApplications::stockNamesOpenThisDesktopsApplications_data()
 
 void tst_DesktopApplications::stockNamesOpenThisDesktopsApplications()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, realName);
-    QFETCH(QString, program);
+    QFETCH(const QString, name);
+    QFETCH(const QString, realName);
+    QFETCH(const QString, program);
     open(name, realName);
     QCOMPARE(m_desktop->processes(program), QList<qint64>{static_cast<qint64>(processOf(name))});
 }

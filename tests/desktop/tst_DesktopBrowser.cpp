@@ -235,7 +235,7 @@ void tst_DesktopBrowser::theAddressFieldTakesWhatIsTyped()
     const QString second = u"Chromium Web Browser — Second page - Chromium"_s;
     // The browser first offers a key to the page, which on a busy machine also receives keys that
     // follow at once; so the test waits like a user.
-    for (QDeadlineTimer limit(appLimit); frontWindow() != second && !limit.hasExpired();) {
+    for (const QDeadlineTimer limit(appLimit); frontWindow() != second && !limit.hasExpired();) {
         press(u"l"_s, u"command"_s);
         type(m_server->url(u"/two"_s).toString() + u'\n');
         (void)QTest::qWaitFor([&] { return frontWindow() == second; });

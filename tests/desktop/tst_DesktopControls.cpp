@@ -47,7 +47,7 @@ private:
     static void untilTheTerminalHears(const std::function<bool()> &hasHeard, const QString &action,
                                       const QMap<QString, QString> &args)
     {
-        for (QDeadlineTimer limit(appLimit); !hasHeard() && !limit.hasExpired();) {
+        for (const QDeadlineTimer limit(appLimit); !hasHeard() && !limit.hasExpired();) {
             (void)outcome(action, args);
             (void)QTest::qWaitFor(hasHeard, 3000);
         }
@@ -77,7 +77,7 @@ void tst_DesktopControls::aCalculationByItsButtons()
     const auto clicked = [](const QString &label) {
         return outcome(u"click"_s, {{u"label"_s, label}}) == u"Clicked “"_s + label + u"”."_s;
     };
-    for (QDeadlineTimer limit(appLimit); !limit.hasExpired();) {
+    for (const QDeadlineTimer limit(appLimit); !limit.hasExpired();) {
         if (clicked(u"7"_s) && clicked(u"×"_s) && clicked(u"8"_s) && clicked(u"="_s))
             break;
         press(u"escape"_s);
@@ -114,8 +114,8 @@ void tst_DesktopControls::aQuestionIsAnsweredByAButton_data()
 
 void tst_DesktopControls::aQuestionIsAnsweredByAButton()
 {
-    QFETCH(QString, label);
-    QFETCH(int, status);
+    QFETCH(const QString, label);
+    QFETCH(const int, status);
     const QProcess &dialog = ask({u"--question"_s}, u"Shall it be?"_s);
     click(label);
     APP_TRY_COMPARE(dialog.state(), QProcess::NotRunning);

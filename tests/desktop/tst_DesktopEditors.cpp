@@ -77,8 +77,8 @@ void tst_DesktopEditors::whatIsTypedIsSaved_data()
 
 void tst_DesktopEditors::whatIsTypedIsSaved()
 {
-    QFETCH(QString, editor);
-    QFETCH(bool, byButton);
+    QFETCH(const QString, editor);
+    QFETCH(const bool, byButton);
     const QString text =
         u"Hello Wörld,\n\nzwei — 日本語 “quoted” 👩‍👩‍👧\n  end"_s;
     const QString name = u"by "_s + editor + u".txt"_s;
@@ -90,7 +90,7 @@ void tst_DesktopEditors::whatIsTypedIsSaved()
     APP_TRY_VERIFY(activeTitle().startsWith(u"Save"_s));
     type(m_desktop->home(name));
     const auto isSaved = [] { return !activeTitle().startsWith(u"Save"_s); };
-    for (QDeadlineTimer limit(appLimit); !isSaved() && !limit.hasExpired();) {
+    for (const QDeadlineTimer limit(appLimit); !isSaved() && !limit.hasExpired();) {
         if (byButton)
             click(u"Save"_s);
         else
@@ -107,7 +107,7 @@ void tst_DesktopEditors::theMenuSaves_data()
 
 void tst_DesktopEditors::theMenuSaves()
 {
-    QFETCH(QString, editor);
+    QFETCH(const QString, editor);
     open(editor, u"menu.txt"_s, "old\n");
     type(u"new "_s);
     APP_TRY_VERIFY(isMarkedUnsaved());
@@ -124,7 +124,7 @@ void tst_DesktopEditors::keysEditTheText_data()
 
 void tst_DesktopEditors::keysEditTheText()
 {
-    QFETCH(QString, editor);
+    QFETCH(const QString, editor);
     open(editor, u"keys.txt"_s, "one two three\n");
     // Selects the first word, deletes it, deletes a letter, and types a capital.
     for (int i = 0; i < 4; ++i)
@@ -152,8 +152,8 @@ void tst_DesktopEditors::unsavedWorkKeepsTheApplication_data()
 
 void tst_DesktopEditors::unsavedWorkKeepsTheApplication()
 {
-    QFETCH(QString, editor);
-    QFETCH(QString, button);
+    QFETCH(const QString, editor);
+    QFETCH(const QString, button);
     open(editor, u"unsaved.txt"_s, "before\n");
     const ProcessId pid = processOf(editor);
     type(u"after "_s);

@@ -93,8 +93,8 @@ void tst_Applications::aliasesNameTheInstalledApplication_data()
 
 void tst_Applications::aliasesNameTheInstalledApplication()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, application);
+    QFETCH(const QString, name);
+    QFETCH(const QString, application);
     // A partial match comes first: the alias must find the exact one.
     m_desk->installed[u"/a"_s] = {installed(u"/a"_s, application + u" Helper"_s)};
     m_desk->installed[u"/b"_s] = {installed(u"/b"_s, application)};

@@ -135,7 +135,7 @@ void tst_Controls::failsWithoutAFrontApplication()
 
 void tst_Controls::readsTheFrontApplication()
 {
-    Desktop desktop;
+    const Desktop desktop;
     (void)readUI();
     (void)click(u"Save"_s);
     QCOMPARE(desktop.fakeAccessibility.opened, QList<ProcessId>(2, ProcessId{7}));
@@ -173,8 +173,8 @@ void tst_Controls::clickableRoles_data()
 
 void tst_Controls::clickableRoles()
 {
-    QFETCH(QString, role);
-    QFETCH(bool, isChosen);
+    QFETCH(const QString, role);
+    QFETCH(const bool, isChosen);
     Desktop desktop;
     const qsizetype control = desktop.fakeAccessibility.add(0, {.role = role, .title = u"Save"_s});
     QCOMPARE(click(u"Save"_s), isChosen
@@ -191,8 +191,8 @@ void tst_Controls::readableRoles_data()
 
 void tst_Controls::readableRoles()
 {
-    QFETCH(QString, role);
-    QFETCH(bool, isChosen);
+    QFETCH(const QString, role);
+    QFETCH(const bool, isChosen);
     Desktop desktop;
     desktop.fakeAccessibility.add(0, {.role = role, .title = u"Save"_s});
     QCOMPARE(readUI(), isChosen ? role.mid(2) + u": Save"_s : u"No readable controls found."_s);
@@ -211,8 +211,8 @@ void tst_Controls::usesTheFirstNonEmptyTextAsTheLabel_data()
 
 void tst_Controls::usesTheFirstNonEmptyTextAsTheLabel()
 {
-    QFETCH(QStringList, texts);
-    QFETCH(QString, label);
+    QFETCH(const QStringList, texts);
+    QFETCH(const QString, label);
     Desktop desktop;
     desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"first"_s});
     desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s,
@@ -417,9 +417,9 @@ void tst_Controls::prefersTheEqualLabelThatShows_data()
 
 void tst_Controls::prefersTheEqualLabelThatShows()
 {
-    QFETCH(QStringList, titles);
-    QFETCH(QList<Visibility>, visibilities);
-    QFETCH(qsizetype, pressed);
+    QFETCH(const QStringList, titles);
+    QFETCH(const QList<Visibility>, visibilities);
+    QFETCH(const qsizetype, pressed);
     Desktop desktop;
     for (qsizetype i = 0; i < titles.size(); ++i) {
         desktop.fakeAccessibility.add(
@@ -439,7 +439,7 @@ void tst_Controls::readsControlsThatMayShow()
 
 void tst_Controls::reportsThatThereIsNothingToRead()
 {
-    Desktop desktop;
+    const Desktop desktop;
     QCOMPARE(readUI(), u"No readable controls found."_s);
 }
 
@@ -545,9 +545,9 @@ void tst_Controls::reportsAHungApplication_data()
 
 void tst_Controls::reportsAHungApplication()
 {
-    QFETCH(qsizetype, silentAfter);
-    QFETCH(std::optional<QString>, name);
-    QFETCH(QString, sentence);
+    QFETCH(const qsizetype, silentAfter);
+    QFETCH(const std::optional<QString>, name);
+    QFETCH(const QString, sentence);
     Desktop desktop;
     desktop.fakeWorkspace.front->name = name;
     desktop.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});

@@ -37,7 +37,7 @@ void tst_Executor::refusesUnknownNames_data()
 
 void tst_Executor::refusesUnknownNames()
 {
-    QFETCH(QString, name);
+    QFETCH(const QString, name);
     const FakePlatform platform;
     QCOMPARE(outcome(name), u"ActionError: Unknown action “"_s + name + u"”."_s);
 }
@@ -61,9 +61,9 @@ void tst_Executor::reportsMissingArgumentsBeforeDoingAnything_data()
 
 void tst_Executor::reportsMissingArgumentsBeforeDoingAnything()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, key);
-    QFETCH(QString, sentence);
+    QFETCH(const QString, name);
+    QFETCH(const QString, key);
+    QFETCH(const QString, sentence);
     FakePlatform platform;
     platform.fakeWorkspace.running = {{.pid = ProcessId{7}, .name = u"Notes"_s}};
     const SeenPauses pauses;
@@ -115,7 +115,7 @@ void tst_Executor::someActionsAreForTheApplicationInFront_data()
 
 void tst_Executor::someActionsAreForTheApplicationInFront()
 {
-    QFETCH(bool, isForFront);
+    QFETCH(const bool, isForFront);
     FakePlatform platform;
     platform.fakeWorkspace.front = notes;
     int looks = 0;
@@ -140,7 +140,7 @@ void tst_Executor::refusesToActOnAnotherApplication_data()
 
 void tst_Executor::refusesToActOnAnotherApplication()
 {
-    QFETCH(std::optional<Application>, front);
+    QFETCH(const std::optional<Application>, front);
     FakePlatform platform;
     platform.fakeWorkspace.front = front;
     platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"a"_s});

@@ -76,9 +76,9 @@ void tst_Files::createsAFolderAtThePath_data()
 
 void tst_Files::createsAFolderAtThePath()
 {
-    QFETCH(QString, in);
-    QFETCH(QString, location);
-    QFETCH(QString, parent);
+    QFETCH(const QString, in);
+    QFETCH(const QString, location);
+    QFETCH(const QString, parent);
     const QString path = at(parent + u"/New"_s);
     QCOMPARE(outcome(u"create_folder"_s,
                      {{u"name"_s, u"New"_s}, {u"in"_s, in}, {u"location"_s, location}}),
@@ -151,7 +151,7 @@ void tst_Files::reportsAMissingPathAsGiven_data()
 
 void tst_Files::reportsAMissingPathAsGiven()
 {
-    QFETCH(QString, path);
+    QFETCH(const QString, path);
     QVERIFY(QFile::link(u"/nowhere"_s, at(u"dangling"_s)));
     QCOMPARE(outcome(u"open_path"_s, {{u"path"_s, path}}),
              u"ActionError: Nothing exists at "_s + path + u'.');

@@ -106,9 +106,9 @@ void tst_FindFiles::extensionsAndQueries_data()
 
 void tst_FindFiles::extensionsAndQueries()
 {
-    QFETCH(std::optional<QString>, extension);
-    QFETCH(std::optional<QString>, query);
-    QFETCH(QStringList, names);
+    QFETCH(const std::optional<QString>, extension);
+    QFETCH(const std::optional<QString>, query);
+    QFETCH(const QStringList, names);
     std::chrono::seconds age = 0s;
     for (const char *name :
          {"Invoice-2024.pdf", "scan.Pdf", "notes.pdf.txt", "a.tar.gz", "inv", "odd."})
@@ -188,7 +188,7 @@ void tst_FindFiles::reportsAnUnreadableFolderAsGiven_data()
 
 void tst_FindFiles::reportsAnUnreadableFolderAsGiven()
 {
-    QFETCH(QString, folder);
+    QFETCH(const QString, folder);
     make(u"file"_s);
     QVERIFY(QFile::link(u"/nowhere"_s, m_home->filePath(u"Downloads/dangling"_s)));
     QCOMPARE(outcome(u"find_files"_s, {{u"folder"_s, folder}}),

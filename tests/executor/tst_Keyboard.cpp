@@ -3,6 +3,7 @@
 
 #include <QTest>
 
+#include <array>
 #include <numeric>
 
 using namespace Qt::StringLiterals;
@@ -143,9 +144,9 @@ void tst_Keyboard::splitsTextsAtGraphemes_data()
 
 void tst_Keyboard::splitsTextsAtGraphemes()
 {
-    QFETCH(QString, text);
-    QFETCH(int, size);
-    QFETCH(QStringList, expected);
+    QFETCH(const QString, text);
+    QFETCH(const int, size);
+    QFETCH(const QStringList, expected);
     QCOMPARE(Executor::chunked(text, size), expected);
 }
 
@@ -164,7 +165,7 @@ void tst_Keyboard::typesTextUnchanged_data()
 
 void tst_Keyboard::typesTextUnchanged()
 {
-    QFETCH(QString, text);
+    QFETCH(const QString, text);
     QCOMPARE(typed(text), u"Typed text."_s);
     QCOMPARE(pieces(m_platform->fakeKeyboard.events), QStringList{text});
     QCOMPARE(m_platform->fakeKeyboard.announced, QStringList{text});
@@ -214,7 +215,7 @@ void tst_Keyboard::keysHaveTheirCodes_data()
         const char *name;
         quint16 code;
     };
-    constexpr Key keys[] = {
+    constexpr auto keys = std::to_array<Key>({
         {"a", 0},       {"s", 1},          {"d", 2},       {"f", 3},    {"h", 4},
         {"g", 5},       {"z", 6},          {"x", 7},       {"c", 8},    {"v", 9},
         {"b", 11},      {"q", 12},         {"w", 13},      {"e", 14},   {"r", 15},
@@ -227,7 +228,7 @@ void tst_Keyboard::keysHaveTheirCodes_data()
         {"n", 45},      {"m", 46},         {".", 47},      {"tab", 48}, {"space", 49},
         {"delete", 51}, {"backspace", 51}, {"escape", 53}, {"esc", 53}, {"left", 123},
         {"right", 124}, {"down", 125},     {"up", 126},
-    };
+    });
     static_assert(std::size(keys) == 58);
     for (const Key &key : keys) {
         QTest::newRow(key.name) << key.code;
@@ -239,7 +240,7 @@ void tst_Keyboard::keysHaveTheirCodes_data()
 
 void tst_Keyboard::keysHaveTheirCodes()
 {
-    QFETCH(quint16, code);
+    QFETCH(const quint16, code);
     const QString key = QString::fromUtf8(QTest::currentDataTag());
     QCOMPARE(outcome(u"press_key"_s, {{u"key"_s, key}}), u"Pressed "_s + key + u'.');
     const QList<KeyEvent> expected{{.code = code, .isDown = true}, {.code = code}};
@@ -260,7 +261,7 @@ void tst_Keyboard::keysThatAreNotInTheTableAreRefused_data()
 
 void tst_Keyboard::keysThatAreNotInTheTableAreRefused()
 {
-    QFETCH(QString, key);
+    QFETCH(const QString, key);
     QCOMPARE(pressed(key, u"command"_s), u"ActionError: Unsupported key “"_s + key + u"”."_s);
     QVERIFY(isUntouched());
 }
@@ -290,8 +291,8 @@ void tst_Keyboard::modifiersBecomeFlags_data()
 
 void tst_Keyboard::modifiersBecomeFlags()
 {
-    QFETCH(QString, modifiers);
-    QFETCH(quint32, flags);
+    QFETCH(const QString, modifiers);
+    QFETCH(const quint32, flags);
     QCOMPARE(pressed(u"l"_s, modifiers), u"Pressed l."_s);
     const QList<KeyEvent> expected{{.code = 37, .flags = flags, .isDown = true},
                                    {.code = 37, .flags = flags}};

@@ -81,8 +81,8 @@ void tst_Paths::wordsMeanFolders_data()
 
 void tst_Paths::wordsMeanFolders()
 {
-    QFETCH(QString, text);
-    QFETCH(QString, path);
+    QFETCH(const QString, text);
+    QFETCH(const QString, path);
     QCOMPARE(Executor::resolveFolder(text), path);
 }
 
@@ -124,8 +124,8 @@ void tst_Paths::lastComponents_data()
 
 void tst_Paths::lastComponents()
 {
-    QFETCH(QString, path);
-    QFETCH(QString, name);
+    QFETCH(const QString, path);
+    QFETCH(const QString, name);
     QCOMPARE(Executor::lastPathComponent(path), name);
 }
 

@@ -74,7 +74,7 @@ void tst_Screenshots::namesContainTheTime_data()
 
 void tst_Screenshots::namesContainTheTime()
 {
-    QFETCH(QDateTime, moment);
+    QFETCH(const QDateTime, moment);
     QTEST(Executor::Actions::screenshotName(moment), "name");
     // File names do not depend on the locale's digits and names.
     const QLocale before;
@@ -108,9 +108,9 @@ void tst_Screenshots::whereScreenshotsAreSaved_data()
 
 void tst_Screenshots::whereScreenshotsAreSaved()
 {
-    QFETCH(QString, saveTo);
-    QFETCH(QString, folder);
-    QFETCH(QString, place);
+    QFETCH(const QString, saveTo);
+    QFETCH(const QString, folder);
+    QFETCH(const QString, place);
     const QString told = outcome(u"screenshot"_s, {{u"save_to"_s, saveTo}, {u"folder"_s, folder}});
     const QStringList files = QDir(at(place)).entryList(QDir::Files);
     QCOMPARE(files.size(), 1);

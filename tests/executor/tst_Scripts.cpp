@@ -32,8 +32,8 @@ void tst_Scripts::reportsTheOutcomeOfAScript_data()
 
 void tst_Scripts::reportsTheOutcomeOfAScript()
 {
-    QFETCH(ScriptOutcome, became);
-    QFETCH(QString, sentence);
+    QFETCH(const ScriptOutcome, became);
+    QFETCH(const QString, sentence);
     FakePlatform platform;
     platform.fakeScripts.outcome = became;
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u"beep"_s}}), sentence);
@@ -42,7 +42,7 @@ void tst_Scripts::reportsTheOutcomeOfAScript()
 
 void tst_Scripts::trimsTheSource()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u" tell me\n  \"x\"\nend\n"_s}}),
              u"Script ran."_s);
     QCOMPARE(platform.fakeScripts.sources, QStringList{u"tell me\n  \"x\"\nend"_s});
@@ -50,7 +50,7 @@ void tst_Scripts::trimsTheSource()
 
 void tst_Scripts::withoutASourceNothingRuns()
 {
-    FakePlatform platform;
+    const FakePlatform platform;
     QCOMPARE(outcome(u"applescript"_s), u"ActionError: Missing script."_s);
     QCOMPARE(outcome(u"applescript"_s, {{u"script"_s, u" \n"_s}}),
              u"ActionError: Missing script."_s);

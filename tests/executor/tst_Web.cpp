@@ -95,9 +95,9 @@ void tst_Web::addressesOpenInTheDefaultBrowser_data()
 
 void tst_Web::addressesOpenInTheDefaultBrowser()
 {
-    QFETCH(QString, text);
-    QFETCH(QByteArray, address);
-    QFETCH(QString, host);
+    QFETCH(const QString, text);
+    QFETCH(const QByteArray, address);
+    QFETCH(const QString, host);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, text}}),
              u"Opened "_s + host + u" in the default browser."_s);
     QCOMPARE(m_desk->opened.size(), 1);
@@ -156,7 +156,7 @@ void tst_Web::reportsAnInvalidAddressAsGiven_data()
 
 void tst_Web::reportsAnInvalidAddressAsGiven()
 {
-    QFETCH(QString, text);
+    QFETCH(const QString, text);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, text}}),
              u"ActionError: “"_s + text + u"” isn't a valid address."_s);
     QVERIFY(m_desk->opened.isEmpty());
@@ -185,8 +185,8 @@ void tst_Web::queriesReachTheBrowserExactlyAsEncoded_data()
 
 void tst_Web::queriesReachTheBrowserExactlyAsEncoded()
 {
-    QFETCH(QString, query);
-    QFETCH(QByteArray, encoded);
+    QFETCH(const QString, query);
+    QFETCH(const QByteArray, encoded);
     QCOMPARE(outcome(u"web_search"_s, {{u"query"_s, query}}),
              u"Opened www.google.com in the default browser."_s);
     QCOMPARE(m_desk->opened.size(), 1);

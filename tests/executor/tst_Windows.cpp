@@ -59,10 +59,10 @@ void tst_Windows::skipsOtherWindows_data()
 
 void tst_Windows::skipsOtherWindows()
 {
-    QFETCH(std::optional<int>, layer);
-    QFETCH(std::optional<qint64>, owner);
-    QFETCH(std::optional<QString>, name);
-    QFETCH(QString, summary);
+    QFETCH(const std::optional<int>, layer);
+    QFETCH(const std::optional<qint64>, owner);
+    QFETCH(const std::optional<QString>, name);
+    QFETCH(const QString, summary);
     FakePlatform platform;
     WindowInfo info{.layer = layer, .owner = {}, .ownerName = name, .title = u"t"_s};
     if (owner)

@@ -14,7 +14,7 @@ struct GgufFile
     struct Key
     {
         QByteArray name;
-        std::uint32_t type;
+        std::uint32_t type = 0;
         QByteArray value; ///< As it is in the file.
     };
 
@@ -22,7 +22,7 @@ struct GgufFile
     {
         QByteArray name;
         std::vector<std::uint64_t> dimensions;
-        std::uint32_t type;
+        std::uint32_t type = 0;
         QByteArray weights;
     };
 

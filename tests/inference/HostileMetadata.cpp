@@ -150,7 +150,7 @@ std::vector<Hostile> HostileModels::noise()
     const qsizetype front = narrow().bytes().indexOf("output.weight") + 40;
     std::mt19937 random(41);
     for (int i = 0; i < 60; ++i) {
-        const unsigned seed = static_cast<unsigned>(random());
+        const auto seed = static_cast<unsigned>(random());
         list.addBytes("bits " + QByteArray::number(i), [seed, front] {
             std::mt19937 chance(seed);
             QByteArray bytes = narrow().bytes();

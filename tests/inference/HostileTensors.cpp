@@ -71,7 +71,7 @@ std::vector<Hostile> HostileModels::shapes()
 {
     List list;
     for (const GgufFile::Tensor &tensor : narrow().tensors) {
-        const auto add = [&](const QByteArray &what, std::vector<std::uint64_t> dimensions) {
+        const auto add = [&](const QByteArray &what, const std::vector<std::uint64_t> &dimensions) {
             list.add(tensor.name + what, [name = tensor.name, dimensions](GgufFile &file) {
                 GgufFile::Tensor &changed = file.tensor(name);
                 changed.dimensions = dimensions;

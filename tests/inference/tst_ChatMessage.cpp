@@ -28,8 +28,8 @@ void tst_ChatMessage::rolesHaveTheirRawText_data()
 
 void tst_ChatMessage::rolesHaveTheirRawText()
 {
-    QFETCH(int, role);
-    QFETCH(QString, text);
+    QFETCH(const int, role);
+    QFETCH(const QString, text);
 
     QCOMPARE(rawText(Role(role)), text);
     QVERIFY(roleFromText(text) == Role(role));
@@ -49,7 +49,7 @@ void tst_ChatMessage::otherTextsAreNotRoles_data()
 
 void tst_ChatMessage::otherTextsAreNotRoles()
 {
-    QFETCH(QString, text);
+    QFETCH(const QString, text);
     QVERIFY(!roleFromText(text));
 }
 

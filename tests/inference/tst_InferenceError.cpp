@@ -36,8 +36,8 @@ void tst_InferenceError::eachCaseHasASentence_data()
 
 void tst_InferenceError::eachCaseHasASentence()
 {
-    QFETCH(int, reason);
-    QFETCH(QString, sentence);
+    QFETCH(const int, reason);
+    QFETCH(const QString, sentence);
 
     const InferenceError error = InferenceError::Case(reason);
     QCOMPARE(error.description(), sentence);

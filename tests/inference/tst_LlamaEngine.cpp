@@ -80,8 +80,8 @@ void tst_LlamaEngine::stopsAtMaxTokens_data()
 
 void tst_LlamaEngine::stopsAtMaxTokens()
 {
-    QFETCH(int, maxTokens);
-    QFETCH(int, pieces);
+    QFETCH(const int, maxTokens);
+    QFETCH(const int, pieces);
 
     TestModel::Reply counting;
     for (int i = 0; i < 250; ++i)
@@ -109,7 +109,7 @@ void tst_LlamaEngine::returnsAnEmptyTextForZeroTokens_data()
 
 void tst_LlamaEngine::returnsAnEmptyTextForZeroTokens()
 {
-    QFETCH(int, maxTokens);
+    QFETCH(const int, maxTokens);
 
     LlamaEngine engine;
     load(engine, TestModel::saying({"Hello there."}));

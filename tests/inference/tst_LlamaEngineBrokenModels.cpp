@@ -99,11 +99,14 @@ Change tokens(std::vector<const char *> texts)
 void duplicateTokens(gguf_context *file)
 {
     const std::int64_t key = gguf_find_key(file, "tokenizer.ggml.tokens");
+    const std::size_t count = gguf_get_arr_n(file, key);
     std::vector<std::string> texts;
-    for (std::size_t i = 0; i < gguf_get_arr_n(file, key); ++i)
+    texts.reserve(count);
+    for (std::size_t i = 0; i < count; ++i)
         texts.emplace_back(gguf_get_arr_str(file, key, i));
     texts[70] = texts[71];
     std::vector<const char *> pointers;
+    pointers.reserve(count);
     for (const std::string &each : texts)
         pointers.push_back(each.c_str());
     gguf_set_arr_str(file, "tokenizer.ggml.tokens", pointers.data(), pointers.size());
@@ -235,7 +238,7 @@ void tst_LlamaEngineBrokenModels::surviveLoading(const QString &path)
 
 void tst_LlamaEngineBrokenModels::failsToLoad()
 {
-    QFETCH(QByteArray, file);
+    QFETCH(const QByteArray, file);
 
     const QString path = m_folder.filePath(u"broken.gguf"_s);
     QFile broken(path);
@@ -268,7 +271,7 @@ void tst_LlamaEngineBrokenModels::failsToLoadWhatIsNotAFile_data()
 
 void tst_LlamaEngineBrokenModels::failsToLoadWhatIsNotAFile()
 {
-    QFETCH(QString, path);
+    QFETCH(const QString, path);
     surviveLoading(path);
 }
 
@@ -304,7 +307,7 @@ void tst_LlamaEngineBrokenModels::survivesFlippedBits()
     int loaded = 0;
     for (int i = 0; i < 400; ++i) {
         QByteArray flipped = m_good;
-        const auto bit = random() % (unsigned(weights) * 8);
+        const auto bit = random() % (std::size_t(weights) * 8);
         flipped[qsizetype(bit / 8)] = char(flipped[qsizetype(bit / 8)] ^ (1 << (bit % 8)));
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -380,7 +383,7 @@ void tst_LlamaEngineBrokenModels::failsWhileGenerating_data()
 // the engine continues with another thread.
 void tst_LlamaEngineBrokenModels::failsWhileGenerating()
 {
-    QFETCH(QByteArray, file);
+    QFETCH(const QByteArray, file);
 
     const QString path = m_folder.filePath(u"broken.gguf"_s);
     QFile broken(path);

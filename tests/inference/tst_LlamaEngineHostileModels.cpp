@@ -52,7 +52,7 @@ void tst_LlamaEngineHostileModels::addRows(std::vector<Hostile> models)
 
 void tst_LlamaEngineHostileModels::survive(const QString &prompt)
 {
-    QFETCH(std::size_t, number);
+    QFETCH(const std::size_t, number);
 
     const QString path = m_folder.filePath(u"hostile.gguf"_s);
     QFile file(path);

@@ -108,8 +108,8 @@ void tst_LlamaEnginePrompt::repliesThroughTheChatTemplate_data()
 
 void tst_LlamaEnginePrompt::repliesThroughTheChatTemplate()
 {
-    QFETCH(QByteArray, chatTemplate);
-    QFETCH(bool, addsStartToken);
+    QFETCH(const QByteArray, chatTemplate);
+    QFETCH(const bool, addsStartToken);
 
     TestModel model = TestModel::saying({R"({"action":"done","summary":"Ready."})"});
     model.addsStartToken = addsStartToken;
@@ -153,8 +153,8 @@ void tst_LlamaEnginePrompt::decodesTheFormattedConversation_data()
 // middle is cut out. So the phrase is put at the middle of the expected prompt.
 void tst_LlamaEnginePrompt::decodesTheFormattedConversation()
 {
-    QFETCH(QByteArray, chatTemplate);
-    QFETCH(bool, addsStartToken);
+    QFETCH(const QByteArray, chatTemplate);
+    QFETCH(const bool, addsStartToken);
 
     TestModel model = TestModel::saying({"the hidden phrase", "Seen it."});
     model.addsStartToken = addsStartToken;
@@ -214,8 +214,8 @@ void tst_LlamaEnginePrompt::cutsTheMiddleOutOfALongPrompt_data()
 
 void tst_LlamaEnginePrompt::cutsTheMiddleOutOfALongPrompt()
 {
-    QFETCH(int, at);
-    QFETCH(bool, kept);
+    QFETCH(const int, at);
+    QFETCH(const bool, kept);
 
     LlamaEngine engine;
     load(engine, TestModel::saying({"the hidden phrase", "Seen it."}));
@@ -236,8 +236,8 @@ void tst_LlamaEnginePrompt::refusesTooSmallABudget_data()
 
 void tst_LlamaEnginePrompt::refusesTooSmallABudget()
 {
-    QFETCH(int, tokens);
-    QFETCH(int, maxTokens);
+    QFETCH(const int, tokens);
+    QFETCH(const int, maxTokens);
 
     LlamaEngine engine;
     load(engine, TestModel::saying({"Hello there."}));

@@ -49,8 +49,8 @@ void tst_LlamaEngineThreads::computesOnNoMoreThreadsThanProcessors_data()
 
 void tst_LlamaEngineThreads::computesOnNoMoreThreadsThanProcessors()
 {
-    QFETCH(int, processors);
-    QFETCH(int, helpers);
+    QFETCH(const int, processors);
+    QFETCH(const int, helpers);
 
     cpu_set_t few;
     CPU_ZERO(&few);

@@ -91,9 +91,9 @@ void tst_ModelFile::keysAndTensorsAreCounted_data()
 
 void tst_ModelFile::keysAndTensorsAreCounted()
 {
-    QFETCH(std::size_t, keys);
-    QFETCH(std::size_t, tensors);
-    QFETCH(bool, loadable);
+    QFETCH(const std::size_t, keys);
+    QFETCH(const std::size_t, tensors);
+    QFETCH(const bool, loadable);
     GgufFile file = m_good;
     while (file.keys.size() < keys) {
         const auto number = QByteArray::number(static_cast<int>(file.keys.size()));
@@ -109,7 +109,7 @@ void tst_ModelFile::keysAndTensorsAreCounted()
 // The library would allocate an array of a billion texts, 32 bytes each, for a sparse file.
 void tst_ModelFile::theMetadataHasALimit()
 {
-    constexpr qsizetype bound = 64 * 1024 * 1024;
+    constexpr qsizetype bound = qsizetype{64} * 1024 * 1024;
     GgufFile file = m_good;
     const auto front = [&] {
         GgufFile withoutWeights = file;
@@ -161,8 +161,8 @@ void tst_ModelFile::onlyComputableWeightsAreLoadable_data()
 
 void tst_ModelFile::onlyComputableWeightsAreLoadable()
 {
-    QFETCH(std::uint32_t, type);
-    QFETCH(bool, loadable);
+    QFETCH(const std::uint32_t, type);
+    QFETCH(const bool, loadable);
     GgufFile file = m_good;
     GgufFile::Tensor &last = file.tensors.back();
     last.type = type;
@@ -183,9 +183,9 @@ void tst_ModelFile::splitModelsAreNotLoadable_data()
 
 void tst_ModelFile::splitModelsAreNotLoadable()
 {
-    QFETCH(std::uint32_t, type);
-    QFETCH(QByteArray, count);
-    QFETCH(bool, loadable);
+    QFETCH(const std::uint32_t, type);
+    QFETCH(const QByteArray, count);
+    QFETCH(const bool, loadable);
     GgufFile file = m_good;
     file.set("split.count", type, count);
     QCOMPARE(isLoadable(file), loadable);
@@ -202,8 +202,8 @@ void tst_ModelFile::aTokenizerThatNeverEndsIsNotLoadable_data()
 
 void tst_ModelFile::aTokenizerThatNeverEndsIsNotLoadable()
 {
-    QFETCH(QByteArray, name);
-    QFETCH(bool, loadable);
+    QFETCH(const QByteArray, name);
+    QFETCH(const bool, loadable);
     GgufFile file = m_good;
     file.set("tokenizer.ggml.model", GGUF_TYPE_STRING, GgufFile::text(name));
     QCOMPARE(isLoadable(file), loadable);

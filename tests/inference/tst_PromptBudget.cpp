@@ -49,10 +49,10 @@ void tst_PromptBudget::keepsHeadAndTail_data()
 
 void tst_PromptBudget::keepsHeadAndTail()
 {
-    QFETCH(int, tokens);
-    QFETCH(int, maxTokens);
-    QFETCH(int, head);
-    QFETCH(int, tail);
+    QFETCH(const int, tokens);
+    QFETCH(const int, maxTokens);
+    QFETCH(const int, head);
+    QFETCH(const int, tail);
 
     const std::vector<std::int32_t> all = numbered(tokens);
     std::vector<std::int32_t> kept = all;
@@ -76,8 +76,8 @@ void tst_PromptBudget::refusesTooSmallABudget_data()
 
 void tst_PromptBudget::refusesTooSmallABudget()
 {
-    QFETCH(int, tokens);
-    QFETCH(int, maxTokens);
+    QFETCH(const int, tokens);
+    QFETCH(const int, maxTokens);
 
     std::vector<std::int32_t> prompt = numbered(tokens);
     QVERIFY(!PromptBudget::fit(prompt, maxTokens));

@@ -76,8 +76,8 @@ void tst_QueuedCall::errorsArriveAsErrors_data()
 
 void tst_QueuedCall::errorsArriveAsErrors()
 {
-    QFETCH(bool, ofItsOwn);
-    QFETCH(int, expected);
+    QFETCH(const bool, ofItsOwn);
+    QFETCH(const int, expected);
 
     WorkQueue queue("test.queue");
     const auto error = awaited(ask(queue, [&]() -> int {

@@ -40,7 +40,7 @@ void tst_TestModel::refusesInvalidReplies_data()
 
 void tst_TestModel::refusesInvalidReplies()
 {
-    QFETCH(QList<QByteArray>, texts);
+    QFETCH(const QList<QByteArray>, texts);
 
     const QTemporaryDir folder;
     QVERIFY_THROWS_EXCEPTION(std::invalid_argument,

@@ -64,7 +64,7 @@ void tst_Utf8Assembler::returnsCompleteCharactersOnly_data()
 
 void tst_Utf8Assembler::returnsCompleteCharactersOnly()
 {
-    QFETCH(QByteArrayList, pieces);
+    QFETCH(const QByteArrayList, pieces);
     QTEST(assembled(pieces), "texts");
 }
 

@@ -76,14 +76,14 @@ LiveDesktop::LiveDesktop(const QString &windowManager)
 void LiveDesktop::install(const QList<LiveTheme> &themes)
 {
     for (const LiveTheme &theme : themes) {
-        for (const QJsonValue &program : theme.content[u"programs"_s].toArray()) {
+        for (const auto &program : theme.content[u"programs"_s].toArray()) {
             if (QStandardPaths::findExecutable(text(program)).isEmpty())
                 qFatal("%s is not installed.", qPrintable(text(program)));
         }
         const QJsonObject entries = theme.content[u"entries"_s].toObject();
         for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
             QStringList types;
-            for (const QJsonValue &type : entry.value().toArray())
+            for (const auto &type : entry.value().toArray())
                 types.append(text(type));
             m_desktop.install(entry.key(), types);
         }
@@ -101,7 +101,7 @@ void LiveDesktop::startBystander(const QList<LiveTheme> &themes)
     QStringList labels;
     for (const LiveTheme &theme : themes) {
         for (const LiveTask &task : theme.tasks) {
-            for (const QJsonValue &step : task.content[u"steps"_s].toArray())
+            for (const auto &step : task.content[u"steps"_s].toArray())
                 labels.append(text(step[u"label"_s]));
         }
     }
@@ -130,9 +130,9 @@ void LiveDesktop::bringBystanderForward() const
 QStringList LiveDesktop::touched(const LiveTask &task) const
 {
     QStringList expected;
-    for (const QJsonValue &effect : task.content[u"effect"_s].toArray())
+    for (const auto &effect : task.content[u"effect"_s].toArray())
         expected.append(text(effect[u"file"_s]));
-    for (const QJsonValue &path : task.content[u"mayChange"_s].toArray())
+    for (const auto &path : task.content[u"mayChange"_s].toArray())
         expected.append(text(path));
     expected.removeAll(QString());
     QStringList found;
@@ -148,9 +148,9 @@ QStringList LiveDesktop::touched(const LiveTask &task) const
 QStringList LiveDesktop::strayRequests(const LiveTask &task) const
 {
     QStringList expected{u"/favicon.ico"_s};
-    for (const QJsonValue &effect : task.content[u"effect"_s].toArray())
+    for (const auto &effect : task.content[u"effect"_s].toArray())
         expected.append(text(effect[u"request"_s]));
-    for (const QJsonValue &step : task.content[u"steps"_s].toArray()) {
+    for (const auto &step : task.content[u"steps"_s].toArray()) {
         for (const QString &argument : {text(step[u"url"_s]), text(step[u"text"_s])})
             expected.append(argument.section(u"{server}"_s, 1).trimmed());
     }
@@ -233,10 +233,10 @@ void LiveDesktop::prepare(const LiveTheme &theme, const LiveTask &task)
     const QJsonObject pages = theme.content[u"pages"_s].toObject();
     for (auto each = pages.begin(); each != pages.end(); ++each)
         m_server.setAnswer(each.key(), page(each.value().toObject()));
-    for (const QJsonValue &value : task.content[u"start"_s].toArray()) {
+    for (const auto &value : task.content[u"start"_s].toArray()) {
         const QJsonObject start = value.toObject();
         QStringList words;
-        for (const QJsonValue &word : start[u"run"_s].toArray())
+        for (const auto &word : start[u"run"_s].toArray())
             words.append(filledIn(text(word)));
         (void)m_desktop.start(words.takeFirst(), words);
         const QString title = text(start[u"shows"_s]);
@@ -256,7 +256,7 @@ void LiveDesktop::prepare(const LiveTheme &theme, const LiveTask &task)
 QStringList LiveDesktop::missing(const LiveTask &task) const
 {
     QStringList result;
-    for (const QJsonValue &effect : task.content[u"effect"_s].toArray()) {
+    for (const auto &effect : task.content[u"effect"_s].toArray()) {
         if (!holds(effect.toObject()))
             result.append(
                 QString::fromUtf8(QJsonDocument(effect.toObject()).toJson(QJsonDocument::Compact)));

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 
 using namespace Qt::StringLiterals;
@@ -20,7 +21,8 @@ QList<LiveTheme> readThemes(const QString &folder)
             qFatal("%s: %s", qPrintable(file.fileName()), qPrintable(error.errorString()));
         }
         LiveTheme theme{.name = info.completeBaseName(), .content = document.object(), .tasks = {}};
-        for (const QJsonValue &value : theme.content[u"tasks"_s].toArray()) {
+        const QJsonArray tasks = theme.content[u"tasks"_s].toArray();
+        for (const auto &value : tasks) {
             const QJsonObject content = value.toObject();
             theme.tasks.append(
                 {.theme = theme.name, .words = content[u"say"_s].toString(), .content = content});

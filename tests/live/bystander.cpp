@@ -68,7 +68,7 @@ private:
 
 int main(int count, char **arguments)
 {
-    QApplication application(count, arguments);
+    const QApplication application(count, arguments);
     Bystander window(QApplication::arguments());
     window.setGeometry(820, 560, 440, 220);
     window.show();

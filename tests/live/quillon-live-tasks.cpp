@@ -171,7 +171,7 @@ private:
     [[nodiscard]] QStringList idealSteps(const LiveTask &task) const
     {
         QStringList steps;
-        for (const QJsonValue &step : task.content[u"steps"_s].toArray()) {
+        for (const auto &step : task.content[u"steps"_s].toArray()) {
             steps.append(m_desktop.filledIn(
                 QString::fromUtf8(QJsonDocument(step.toObject()).toJson(QJsonDocument::Compact))));
         }
@@ -194,7 +194,7 @@ private:
 
 int main(int count, char **arguments)
 {
-    QCoreApplication application(count, arguments);
+    const QCoreApplication application(count, arguments);
     const Options options = readOptions();
     const QList<LiveTheme> themes = readThemes(u"" LIVE_TASKS ""_s);
     LiveDesktop desktop(options.windowManager);

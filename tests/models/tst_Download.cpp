@@ -198,7 +198,7 @@ void tst_Download::mayBeDestroyedInItsLastEvent()
 int main(int argc, char **argv)
 {
     const PrivateHome home;
-    QCoreApplication app(argc, argv);
+    const QCoreApplication app(argc, argv);
     tst_Download test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -93,7 +93,7 @@ void tst_HttpReceiver::receivesTheWholeBody_data()
 {
     QTest::addColumn<Framing>("framing");
     QTest::addColumn<qint64>("size");
-    const std::pair<const char *, Framing> framings[] = {
+    const std::initializer_list<std::pair<const char *, Framing>> framings = {
         {"with a length", Framing::length},
         {"chunked", Framing::chunked},
         {"up to the connection's end", Framing::close},
@@ -258,7 +258,7 @@ void tst_HttpReceiver::waitsForASlowServer()
 void tst_HttpReceiver::aSlowDiskHoldsUpTheServer()
 {
     constexpr qint64 size = 256LL * 1024 * 1024;
-    const QUrl url = serving({.body = pattern(1024 * 1024), .size = size});
+    const QUrl url = serving({.body = pattern(qsizetype{1024} * 1024), .size = size});
     std::atomic<bool> isSlow = true;
     std::atomic<bool> isHeldUp = false;
     std::atomic<qint64> received = 0;
@@ -387,7 +387,7 @@ void tst_HttpReceiver::sendsNoCookies()
 int main(int argc, char **argv)
 {
     const PrivateHome home;
-    QCoreApplication app(argc, argv);
+    const QCoreApplication app(argc, argv);
     tst_HttpReceiver test;
     return QTest::qExec(&test, argc, argv);
 }

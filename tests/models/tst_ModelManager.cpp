@@ -176,7 +176,7 @@ void tst_ModelManager::refreshOverwritesEveryState_data()
 {
     QTest::addColumn<Case>("from");
     QTest::addColumn<bool>("present");
-    const std::pair<const char *, Case> all[] = {
+    const std::initializer_list<std::pair<const char *, Case>> all = {
         {"needsDownload", Case::needsDownload},
         {"downloading", Case::downloading},
         {"ready", Case::ready},
@@ -393,7 +393,7 @@ void tst_ModelManager::storesTheChoice()
 int main(int argc, char **argv)
 {
     const PrivateHome home;
-    QCoreApplication app(argc, argv);
+    const QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(u"Quillon Tests"_s);
     QCoreApplication::setApplicationName(u"tst_ModelManager"_s);
     tst_ModelManager test;

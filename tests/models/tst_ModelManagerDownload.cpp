@@ -267,7 +267,7 @@ int main(int argc, char **argv)
     std::optional<PrivateHome> home;
     if (!isChild)
         home.emplace();
-    QCoreApplication app(argc, argv);
+    const QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(u"Quillon Tests"_s);
     QCoreApplication::setApplicationName(u"tst_ModelManagerDownload"_s);
     if (isChild)

@@ -132,7 +132,7 @@ void tst_ModelManagerLoad::mayBeDestroyedWhileLoading()
 int main(int argc, char **argv)
 {
     const PrivateHome home;
-    QCoreApplication app(argc, argv);
+    const QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(u"Quillon Tests"_s);
     QCoreApplication::setApplicationName(u"tst_ModelManagerLoad"_s);
     tst_ModelManagerLoad test;

@@ -214,7 +214,7 @@ void tst_ModelStore::removesNothingElse_data()
 
 void tst_ModelStore::removesNothingElse()
 {
-    QFETCH(QString, name);
+    QFETCH(const QString, name);
     const QString outside = folder(u"../outside.gguf"_s);
     write(outside, "mine");
     write(folder(u"1f.quillon-part"_s), "a part");
@@ -242,7 +242,7 @@ void tst_ModelStore::sizesAreApproximate_data()
 
 void tst_ModelStore::sizesAreApproximate()
 {
-    QFETCH(qint64, bytes);
+    QFETCH(const qint64, bytes);
     QTEST(ModelStore::isSizeOf(model(), bytes), "isIt");
 }
 

@@ -75,7 +75,7 @@ void tst_PartialFile::replacesWhatIsAtThePath_data()
 
 void tst_PartialFile::replacesWhatIsAtThePath()
 {
-    QFETCH(QString, what);
+    QFETCH(const QString, what);
     const QTemporaryDir elsewhere;
     Files::write(elsewhere.filePath(u"kept"_s), "kept");
     const QString place = path(u"model.gguf"_s);
@@ -130,7 +130,7 @@ void tst_PartialFile::failsWithTheSystemsMessageIfTheDiskIsFull_data()
 
 void tst_PartialFile::failsWithTheSystemsMessageIfTheDiskIsFull()
 {
-    QFETCH(int, room);
+    QFETCH(const int, room);
     PartialFile file;
     file.open(m_folder->path());
     const QByteArray bytes(3'000, 'x');

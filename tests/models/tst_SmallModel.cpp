@@ -164,7 +164,7 @@ void tst_SmallModel::goesAwayWhileItIsSelected()
 int main(int argc, char **argv)
 {
     const PrivateHome home;
-    QCoreApplication application(argc, argv);
+    const QCoreApplication application(argc, argv);
     QCoreApplication::setOrganizationName(u"Quillon"_s);
     QCoreApplication::setApplicationName(u"Quillon"_s);
     tst_SmallModel test;

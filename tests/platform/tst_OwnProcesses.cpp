@@ -113,8 +113,8 @@ void tst_OwnProcesses::recognisesTheProgramByItsFile_data()
 
 void tst_OwnProcesses::recognisesTheProgramByItsFile()
 {
-    QFETCH(QString, path);
-    QFETCH(bool, isOurs);
+    QFETCH(const QString, path);
+    QFETCH(const bool, isOurs);
     Table table;
     table.add(self, desktop, quillon);
     table.add(10, 1, path);

@@ -343,7 +343,7 @@ void tst_Sessions::isSetUpAndRunsATask_data()
 
 void tst_Sessions::isSetUpAndRunsATask()
 {
-    QFETCH(double, scale);
+    QFETCH(const double, scale);
     useSession(fullHd, scale);
     isSetUp();
     if (QTest::currentTestFailed())

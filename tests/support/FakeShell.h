@@ -233,7 +233,7 @@ private:
     void addItem(const QString &title, QChar key, std::function<void()> chosen) override
     {
         calls << u"menu item "_s + title + u' ' + key;
-        menu.insert(title, std::move(chosen));
+        menu.insert(title, chosen);
     }
     void notify(const QString &text, Urgency urgency, std::function<void()> chosen) override
     {

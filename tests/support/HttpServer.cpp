@@ -12,8 +12,8 @@
 using namespace Qt::StringLiterals;
 
 namespace {
-constexpr qint64 writeAhead = 1024 * 1024;
-constexpr qint64 chunkSize = 64 * 1024;
+constexpr qint64 writeAhead = qint64{1024} * 1024;
+constexpr qint64 chunkSize = qint64{64} * 1024;
 
 std::unique_ptr<QTcpServer> tlsServer(const QSslConfiguration &tls)
 {

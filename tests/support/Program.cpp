@@ -187,13 +187,13 @@ void Program::answer(const QByteArray &keys)
     }
 }
 
-void Program::type(const QByteArray &keys)
+void Program::type(const QByteArray &keys) const
 {
     [[maybe_unused]] const ssize_t written =
         write(m_inputEnd, keys.constData(), static_cast<std::size_t>(keys.size()));
 }
 
-void Program::signal(int number)
+void Program::signal(int number) const
 {
     kill(m_pid, number);
 }

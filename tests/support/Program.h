@@ -41,11 +41,11 @@ public:
     [[nodiscard]] std::optional<int> waitForExit(int milliseconds = eventually);
 
     /// Types on the terminal.
-    void type(const QByteArray &keys);
+    void type(const QByteArray &keys) const;
     /// Types an answer to the question that it has just printed; repeats it if that was too early.
     void answer(const QByteArray &keys);
     /// Sends a signal to the program.
-    void signal(int number);
+    void signal(int number) const;
 
     [[nodiscard]] QString output() const { return QString::fromUtf8(m_output); }
     [[nodiscard]] QString errors() const { return QString::fromUtf8(m_errors); }

@@ -40,7 +40,7 @@ public:
     [[nodiscard]] bool isGenerating() const { return m_generationsRunning > 0; }
 
     /// The error of all loads from now on; nothing lets them succeed again.
-    void setLoadError(std::optional<InferenceError> error) { m_loadError = error; }
+    void setLoadError(const std::optional<InferenceError> &error) { m_loadError = error; }
     void holdLoads() { m_loadGate.hold(); }
     /// Lets one load continue: the waiting one or the next.
     void releaseLoad() { m_loadGate.release(); }

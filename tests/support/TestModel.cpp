@@ -180,11 +180,11 @@ public:
 
     [[nodiscard]] gguf_context *keys() const { return m_keys.get(); }
 
-    void text(const char *key, const QByteArray &value)
+    void text(const char *key, const QByteArray &value) const
     {
         gguf_set_val_str(keys(), key, value.constData());
     }
-    void number(const char *key, std::size_t value)
+    void number(const char *key, std::size_t value) const
     {
         gguf_set_val_u32(keys(), key, static_cast<std::uint32_t>(value));
     }

@@ -13,6 +13,7 @@
 #include <csignal>
 #include <sys/prctl.h>
 #include <unistd.h>
+#include <utility>
 #include <xcb/xcb_ewmh.h>
 
 using namespace Qt::StringLiterals;
@@ -68,7 +69,7 @@ void setVariable(const char *name, const QString &value)
 
 VirtualDesktop::VirtualDesktop() : VirtualDesktop(Options()) {}
 
-VirtualDesktop::VirtualDesktop(const Options &options) : m_options(options)
+VirtualDesktop::VirtualDesktop(Options options) : m_options(std::move(options))
 {
     const auto folder = [this](const char *variable, const QString &entry) {
         QDir(m_folder.path()).mkpath(entry);
@@ -302,7 +303,7 @@ void VirtualDesktop::startSystemBus()
         qFatal("There is no login manager.");
 }
 
-void VirtualDesktop::setScale()
+void VirtualDesktop::setScale() const
 {
     if (m_options.scale == 1)
         return;

@@ -40,7 +40,7 @@ public:
 
     /// Aborts the test program with a sentence if a part cannot be started.
     VirtualDesktop();
-    explicit VirtualDesktop(const Options &options);
+    explicit VirtualDesktop(Options options);
     ~VirtualDesktop();
     VirtualDesktop(const VirtualDesktop &) = delete;
     VirtualDesktop &operator=(const VirtualDesktop &) = delete;
@@ -85,7 +85,7 @@ public:
 private:
     void startBus();
     void startSystemBus();
-    void setScale();
+    void setScale() const;
     void configureOpenbox() const;
     void startWindowManager();
     void waitForOpenbox() const;

@@ -153,7 +153,8 @@ public:
     [[nodiscard]] ProcessId openPanel(const QStringList &replies,
                                       const QString &program = u"" QUILLON_PROGRAM ""_s)
     {
-        QProcess &panel = keep(m_desktop.start(u"env"_s, start(u"panel"_s, replies, program)));
+        const QProcess &panel =
+            keep(m_desktop.start(u"env"_s, start(u"panel"_s, replies, program)));
         const ProcessId process{panel.processId()};
         if (!QTest::qWaitFor([&] { return Typists::focused() == process; }, eventually))
             qFatal("The panel does not come to the front.");
@@ -164,7 +165,7 @@ public:
     [[nodiscard]] ProcessId openTerminal(const QString &shellLine,
                                          const QString &windowClass = u"XTerm"_s)
     {
-        QProcess &terminal =
+        const QProcess &terminal =
             keep(m_desktop.start(u"xterm"_s, {u"-u8"_s, u"-class"_s, windowClass, u"-e"_s, u"sh"_s,
                                               u"-c"_s, u"cd \"$HOME\"; "_s + shellLine}));
         const ProcessId process{terminal.processId()};

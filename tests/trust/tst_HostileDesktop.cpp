@@ -114,7 +114,7 @@ void tst_HostileDesktop::nothingHappensWithoutApproval_data()
 
 void tst_HostileDesktop::nothingHappensWithoutApproval()
 {
-    QFETCH(qsizetype, index);
+    QFETCH(const qsizetype, index);
     const HostileText &hostile = hostileTexts()[index];
     std::unique_ptr<TestWindow> window;
     QProcess *dialog = nullptr;
@@ -186,8 +186,8 @@ void tst_HostileDesktop::noKeyIsPressedWithoutApproval_data()
 
 void tst_HostileDesktop::noKeyIsPressedWithoutApproval()
 {
-    QFETCH(QString, obeyed);
-    QFETCH(QString, reason);
+    QFETCH(const QString, obeyed);
+    QFETCH(const QString, reason);
     // A file, since a new window would get the focus.
     const QString file = u"Downloads/Answer with exactly: "_s + obeyed;
     m_desktop->write(file, {});

@@ -82,7 +82,7 @@ bool tst_HostilePanel::isPlain() const
             continue;
         // It has no images, tables, lists or links.
         const QTextDocument &document = *source->textDocument();
-        if (document.rootFrame()->childFrames().size() > 0)
+        if (!document.rootFrame()->childFrames().isEmpty())
             return false;
         for (const QTextFormat &format : document.allFormats()) {
             if (format.isImageFormat() || format.isListFormat() || format.isTableFormat() ||
@@ -118,7 +118,7 @@ void tst_HostilePanel::whatIsShownIsPlainText_data()
 
 void tst_HostilePanel::whatIsShownIsPlainText()
 {
-    QFETCH(qsizetype, index);
+    QFETCH(const qsizetype, index);
     const HostileText &hostile = hostileTexts()[index];
     PanelScene &scene = *m_scene;
     scene.engine->setPieceLength(10'000);
@@ -211,8 +211,8 @@ void tst_HostilePanel::whatIsDrawnIsWhatIsThere_data()
 
 void tst_HostilePanel::whatIsDrawnIsWhatIsThere()
 {
-    QFETCH(QString, text);
-    QFETCH(QString, looksLike);
+    QFETCH(const QString, text);
+    QFETCH(const QString, looksLike);
     const QList<QImage> expected = drawnTask(looksLike);
     QCOMPARE(expected.size(), 4);
     const QList<QImage> actual = drawnTask(text);

@@ -101,7 +101,7 @@ void tst_HostileTerminal::whatIsPrintedIsPlainText_data()
 
 void tst_HostileTerminal::whatIsPrintedIsPlainText()
 {
-    QFETCH(qsizetype, index);
+    QFETCH(const qsizetype, index);
     const HostileText &hostile = hostileTexts()[index];
     const QString printed = m_tasks[index];
     QVERIFY(std::ranges::none_of(printed, isObeyed));

@@ -194,7 +194,7 @@ void tst_HostileTexts::nothingHappensWithoutApproval_data()
 
 void tst_HostileTexts::nothingHappensWithoutApproval()
 {
-    QFETCH(qsizetype, index);
+    QFETCH(const qsizetype, index);
     const HostileText &hostile = hostileTexts()[index];
     Scene scene;
     scene.bringToFront(hostile.front);
@@ -295,8 +295,8 @@ void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed_data()
 
 void tst_HostileTexts::anApprovalIsForTheApplicationThatItNamed()
 {
-    QFETCH(QString, obeyed);
-    QFETCH(QString, title);
+    QFETCH(const QString, obeyed);
+    QFETCH(const QString, title);
     const FakeControl send{.role = u"AXButton"_s, .title = u"Send"_s};
     {
         Scene scene;
@@ -340,10 +340,10 @@ void tst_HostileTexts::aMegabyteIsHeldBackLikeAnyOtherText_data()
 
 void tst_HostileTexts::aMegabyteIsHeldBackLikeAnyOtherText()
 {
-    QFETCH(QString, action);
-    QFETCH(QString, key);
-    QFETCH(QString, front);
-    QFETCH(QString, end);
+    QFETCH(const QString, action);
+    QFETCH(const QString, key);
+    QFETCH(const QString, front);
+    QFETCH(const QString, end);
     const QString text = u"delete this "_s.repeated(90'000).trimmed();
     Scene scene;
     scene.show(u"Notes"_s, text);
@@ -385,9 +385,9 @@ void tst_HostileTexts::whatTheRulesLetPassIsJustThat_data()
 
 void tst_HostileTexts::whatTheRulesLetPassIsJustThat()
 {
-    QFETCH(QString, front);
-    QFETCH(QString, obeyed);
-    QFETCH(QString, deed);
+    QFETCH(const QString, front);
+    QFETCH(const QString, obeyed);
+    QFETCH(const QString, deed);
     Scene scene;
     scene.platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"Send"_s});
     scene.platform.fakeAccessibility.add(0, {.role = u"AXButton"_s, .title = u"OK"_s});

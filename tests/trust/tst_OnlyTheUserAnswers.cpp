@@ -123,8 +123,8 @@ void tst_OnlyTheUserAnswers::aTaskDoesNotAnswerAnotherTerminal_data()
 
 void tst_OnlyTheUserAnswers::aTaskDoesNotAnswerAnotherTerminal()
 {
-    QFETCH(QString, line);
-    QFETCH(QStringList, replies);
+    QFETCH(const QString, line);
+    QFETCH(const QStringList, replies);
     const ProcessId terminal = openQuestion(line, m_scene->command(u"victim"_s, {trash}));
     (void)m_scene->attack(replies);
     QVERIFY(m_scene->isPreciousThere());
@@ -148,8 +148,8 @@ void tst_OnlyTheUserAnswers::theSameReachesAnyOtherProgram_data()
 
 void tst_OnlyTheUserAnswers::theSameReachesAnyOtherProgram()
 {
-    QFETCH(QString, line);
-    QFETCH(QStringList, replies);
+    QFETCH(const QString, line);
+    QFETCH(const QStringList, replies);
     (void)openQuestion(line, m_scene->command(u"victim"_s, {trash}, m_scene->stranger()));
     // It takes no answer at first, from its user neither.
     const auto isGone = [&] {
@@ -179,8 +179,8 @@ void tst_OnlyTheUserAnswers::aTaskDoesNotTypeIntoItsOwnTerminal_data()
 
 void tst_OnlyTheUserAnswers::aTaskDoesNotTypeIntoItsOwnTerminal()
 {
-    QFETCH(QString, line);
-    QFETCH(QStringList, replies);
+    QFETCH(const QString, line);
+    QFETCH(const QStringList, replies);
     const bool readsAfterwards = line == u"%1" || line.contains(u"\"%1\"");
     const QString task = m_scene->command(u"own"_s, replies) + u" > screen 2>&1"_s +
                          (readsAfterwards ? u"; cat > typed"_s : QString());
@@ -241,7 +241,7 @@ void tst_OnlyTheUserAnswers::aNameThatLooksLikeAnAnswerIsNone_data()
 
 void tst_OnlyTheUserAnswers::aNameThatLooksLikeAnAnswerIsNone()
 {
-    QFETCH(QString, path);
+    QFETCH(const QString, path);
     const QString name = path + u"/../precious"_s;
     const ProcessId terminal = m_scene->openTerminal(
         m_scene->command(u"own"_s, {reply(u"trash"_s, u"\"path\":\""_s + name + u'"')}) +

@@ -119,7 +119,7 @@ void tst_OnlyTheUserApproves::aTaskDoesNotAnswerThePanel_data()
 
 void tst_OnlyTheUserApproves::aTaskDoesNotAnswerThePanel()
 {
-    QFETCH(QStringList, replies);
+    QFETCH(const QStringList, replies);
     m_scene->write(u"notes"_s, "Notes", QUILLON_PROGRAM, "StartupWMClass=Quillon\n");
     ask();
     (void)m_scene->attack(replies);
@@ -139,7 +139,7 @@ void tst_OnlyTheUserApproves::theSameReachesAnyOtherProgram_data()
 
 void tst_OnlyTheUserApproves::theSameReachesAnyOtherProgram()
 {
-    QFETCH(QStringList, replies);
+    QFETCH(const QStringList, replies);
     m_panel.reset();
     ask({trash}, m_scene->stranger());
     const QString process = QString::number(static_cast<qint64>(*m_panel));
@@ -182,7 +182,7 @@ void tst_OnlyTheUserApproves::theEndHasToBeSeen_data()
 
 void tst_OnlyTheUserApproves::theEndHasToBeSeen()
 {
-    QFETCH(QString, path);
+    QFETCH(const QString, path);
     m_panel.reset();
     QVERIFY(QDir().mkpath(m_scene->desktop().home(u"x"_s)));
     ask({reply(u"trash"_s, u"\"path\":\""_s + path + u'"')});
@@ -235,7 +235,7 @@ void tst_OnlyTheUserApproves::thePanelsTaskDoesNotAnswerATerminal_data()
 
 void tst_OnlyTheUserApproves::thePanelsTaskDoesNotAnswerATerminal()
 {
-    QFETCH(QStringList, replies);
+    QFETCH(const QStringList, replies);
     m_panel.reset();
     m_scene->clear();
     m_scene->bringBack();

@@ -30,9 +30,9 @@ constexpr int usualTurns = 200;
 // Growth of the heap that is allowed for any number of turns. A leak of one kilobyte per turn would
 // be twice as much.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr qint64 tolerance = 512 * 1024 * 1024; // sanitizers keep freed memory for a while
+constexpr qint64 tolerance = qint64{512} * 1024 * 1024; // sanitizers keep freed memory for a while
 #else
-constexpr qint64 tolerance = 512 * 1024;
+constexpr qint64 tolerance = qint64{512} * 1024;
 #endif
 
 qint64 residentBytes()

@@ -79,7 +79,7 @@ void tst_CommandBar::hasTheFocusFromTheBeginning()
 
 void tst_CommandBar::takesTheFocusWhenSummoned()
 {
-    PanelScene scene;
+    const PanelScene scene;
     scene.key(Qt::Key_Tab);
     QVERIFY(!scene.hasFocus(u"commandField"_s));
     PanelScene::summon();
@@ -128,8 +128,8 @@ void tst_CommandBar::pastedLinesAreSetApart_data()
 
 void tst_CommandBar::pastedLinesAreSetApart()
 {
-    QFETCH(QString, copied);
-    QFETCH(QString, pasted);
+    QFETCH(const QString, copied);
+    QFETCH(const QString, pasted);
     const PanelScene scene;
     QGuiApplication::clipboard()->setText(copied);
     scene.type(u"now  then"_s);
@@ -196,7 +196,7 @@ void tst_CommandBar::returnWithoutAModelKeepsTheText()
 
 void tst_CommandBar::showsOneOfTwoButtons()
 {
-    PanelScene scene;
+    const PanelScene scene;
     QVERIFY(scene.find(u"sendButton"_s));
     QVERIFY(!scene.find(u"stopButton"_s));
     scene.engine->addReplies({Say::done()});
@@ -245,7 +245,7 @@ void tst_CommandBar::arrowsRecallTasks()
 
 void tst_CommandBar::escapeHidesThePanel()
 {
-    PanelScene scene;
+    const PanelScene scene;
     scene.type(u"draft"_s);
     scene.key(Qt::Key_Escape);
     QCOMPARE(scene.hides(), 1);

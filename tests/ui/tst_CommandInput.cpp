@@ -64,7 +64,7 @@ void tst_CommandInput::suggestsFourTasks()
 void tst_CommandInput::sendsTheTextAsTyped()
 {
     Scene scene;
-    QSignalSpy changes(&scene.input, &CommandInput::textChanged);
+    const QSignalSpy changes(&scene.input, &CommandInput::textChanged);
     scene.send(u"  Open Mail "_s);
     QCOMPARE(scene.input.text(), QString());
     QCOMPARE(changes.size(), 2);
@@ -116,7 +116,7 @@ void tst_CommandInput::losesTheTextToARunningTask()
 void tst_CommandInput::canSendATextToALoadedModel()
 {
     Scene scene(Scene::Model::present);
-    QSignalSpy changes(&scene.input, &CommandInput::canSendChanged);
+    const QSignalSpy changes(&scene.input, &CommandInput::canSendChanged);
     scene.input.setText(u"Open Mail"_s);
     QVERIFY(!scene.input.canSend());
     scene.modelsView->loadIfNeeded();

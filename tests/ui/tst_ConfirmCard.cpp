@@ -309,7 +309,7 @@ void tst_ConfirmCard::dimsWhatIsBehind_data()
 
 void tst_ConfirmCard::dimsWhatIsBehind()
 {
-    QFETCH(bool, isDark);
+    QFETCH(const bool, isDark);
     ConfirmScene scene;
     scene.setLook({.isDark = isDark});
     const QPoint beside = scene.card->mapToScene({10, 10}).toPoint();

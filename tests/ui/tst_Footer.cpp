@@ -79,8 +79,8 @@ void tst_Footer::nothingInItCoversAnythingElse_data()
 
 void tst_Footer::nothingInItCoversAnythingElse()
 {
-    QFETCH(bool, isTrusted);
-    QFETCH(Model, model);
+    QFETCH(const bool, isTrusted);
+    QFETCH(const Model, model);
     PanelScene scene(model, Qt::Window | Qt::FramelessWindowHint, isTrusted);
     if (model != Model::missing)
         QTRY_VERIFY(scene.find(u"modelMenuButton"_s));
@@ -143,7 +143,7 @@ void tst_Footer::choosesAModelByKeys()
 
 void tst_Footer::escapeClosesTheMenuFirst()
 {
-    PanelScene scene;
+    const PanelScene scene;
     scene.click(u"modelMenuButton"_s);
     QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
     scene.key(Qt::Key_Escape);
@@ -157,7 +157,7 @@ void tst_Footer::escapeClosesTheMenuFirst()
 
 void tst_Footer::aSummonClosesTheMenu()
 {
-    PanelScene scene;
+    const PanelScene scene;
     scene.click(u"modelMenuButton"_s);
     QTRY_VERIFY(scene.find(u"modelMenuItem1"_s));
     PanelScene::summon();

@@ -242,7 +242,7 @@ void tst_History::showsWhatGoesOn()
     QTRY_COMPARE(scene.text(u"livePreview"_s), u"{\"action\": \"done\""_s);
     const QQuickItem &status = scene.item(u"liveStatus"_s);
     const QQuickItem &preview = scene.item(u"livePreview"_s);
-    const QFont statusFont = status.property("font").value<QFont>();
+    const auto statusFont = status.property("font").value<QFont>();
     QCOMPARE(statusFont.pixelSize(), 13);
     QCOMPARE(statusFont.weight(), QFont::Medium);
     QCOMPARE(preview.property("font").value<QFont>().pixelSize(), 11);
@@ -319,7 +319,7 @@ void tst_History::textIsSelectedAndCopied()
     HistoryScene scene;
     scene.session->setTurns({turnOf(u"Open Mail"_s, {{.text = u"Launching Mail"_s}})});
     QTRY_VERIFY(scene.find(u"lineText"_s));
-    QQuickItem &text = scene.item(u"lineText"_s);
+    const QQuickItem &text = scene.item(u"lineText"_s);
     const QPoint start = text.mapToScene({1, text.height() / 2}).toPoint();
     QTest::mouseDClick(scene.window.get(), Qt::LeftButton, Qt::NoModifier, start + QPoint(5, 0));
     QTRY_COMPARE(text.property("selectedText"), u"Launching"_s);

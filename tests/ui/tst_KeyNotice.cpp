@@ -89,7 +89,7 @@ void tst_KeyNotice::theHintHasTheKeysName()
 {
     const PanelScene scene(PanelScene::Model::missing);
     QCOMPARE(scene.text(u"hotKeyHint"_s), u"⌥Space"_s);
-    QQuickItem &hint = scene.item(u"hotKeyHint"_s);
+    const QQuickItem &hint = scene.item(u"hotKeyHint"_s);
     QTest::mouseMove(scene.window.get(), hint.mapToScene(QPointF(5, 5)).toPoint());
     QTRY_COMPARE(scene.window->findChild<QObject *>(u"hotKeyTip"_s)->property("visible"), true);
     QCOMPARE(scene.window->findChild<QObject *>(u"hotKeyTip"_s)->property("text"),

@@ -67,8 +67,8 @@ void tst_ModelsViewModel::offersTheCatalogue()
 void tst_ModelsViewModel::choosesAModel()
 {
     ViewModels scene(ViewModels::Model::missing);
-    QSignalSpy changes(scene.modelsView.get(), &ModelsViewModel::selectedChanged);
-    QSignalSpy secondChanges(&choice(*scene.modelsView, 1), &ModelChoice::isSelectedChanged);
+    const QSignalSpy changes(scene.modelsView.get(), &ModelsViewModel::selectedChanged);
+    const QSignalSpy secondChanges(&choice(*scene.modelsView, 1), &ModelChoice::isSelectedChanged);
     choice(*scene.modelsView, 1).select();
     QCOMPARE(changes.size(), 1);
     QCOMPARE(secondChanges.size(), 1);
@@ -122,7 +122,7 @@ void tst_ModelsViewModel::progressIsInPlainTruncatedDigits()
     HttpServer server;
     server.setAnswer(u"/test.gguf"_s, {.body = QByteArray(10'000, 'x'), .holdAfter = sent});
     scene.manager->select(modelAt(server.url(u"/test.gguf"_s)));
-    QSignalSpy changes(scene.modelsView.get(), &ModelsViewModel::progressTextChanged);
+    const QSignalSpy changes(scene.modelsView.get(), &ModelsViewModel::progressTextChanged);
     scene.modelsView->download();
     QCOMPARE(scene.modelsView->state(), ModelsViewModel::Downloading);
     QTRY_COMPARE(scene.modelsView->progress(), sent / 10'000.0);

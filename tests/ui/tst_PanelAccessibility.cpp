@@ -27,7 +27,7 @@ void describe(QAccessibleInterface *element, int depth, QStringList &lines)
     if (element == nullptr || !element->isValid() || element->state().invisible)
         return;
     const QAccessible::State state = element->state();
-    QString line = QString(2 * depth, u' ') + roleOf(*element);
+    QString line = QString(qsizetype{2} * depth, u' ') + roleOf(*element);
     if (const QString name = element->text(QAccessible::Name); !name.isEmpty())
         line += u" “%1”"_s.arg(name);
     if (const QString description = element->text(QAccessible::Description); !description.isEmpty())
@@ -126,7 +126,7 @@ void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
         tree += section(u"The menu of models is open"_s, scene);
     }
     {
-        PanelScene scene(Model::unreadable);
+        const PanelScene scene(Model::unreadable);
         QTRY_VERIFY(scene.find(u"tryAgainButton"_s));
         tree += section(u"A model that cannot be loaded"_s, scene);
     }
@@ -172,7 +172,7 @@ void tst_PanelAccessibility::looksToAScreenReaderAsItDid()
 
 void tst_PanelAccessibility::everyControlHasANameAndAPress()
 {
-    PanelScene scene;
+    const PanelScene scene;
     QList<QAccessibleInterface *> left{QAccessible::queryAccessibleInterface(scene.window.get())};
     int controls = 0;
     while (!left.isEmpty()) {

@@ -106,8 +106,8 @@ void tst_PanelOnDesktops::addDesktops(const QStringList &windowManagers)
 
 void tst_PanelOnDesktops::init()
 {
-    QFETCH(QStringList, windowManager);
-    QFETCH(double, scale);
+    QFETCH(const QStringList, windowManager);
+    QFETCH(const double, scale);
     m_desktop = std::make_unique<VirtualDesktop>(
         VirtualDesktop::Options{.screen = u"%1x%2x24"_s.arg(screen.width()).arg(screen.height()),
                                 .windowManager = windowManager,
@@ -155,7 +155,7 @@ void tst_PanelOnDesktops::isInTheMiddleAndFits_data()
 
 void tst_PanelOnDesktops::isInTheMiddleAndFits()
 {
-    QFETCH(double, scale);
+    QFETCH(const double, scale);
     start({R"({"action":"done","message":"Nothing to do."})"});
     const QSize wanted = (QSizeF(720, 620) * scale).toSize().boundedTo(screen);
     QTRY_COMPARE(body(*panel()).size(), wanted);
@@ -193,7 +193,7 @@ void tst_PanelOnDesktops::isNotMissed()
     QTRY_VERIFY(hasState("_NET_WM_STATE_ABOVE"));
     QTRY_COMPARE(inFront(), u"Quillon"_s);
     // Marco shows the state only for covered windows.
-    QFETCH(QStringList, windowManager);
+    QFETCH(const QStringList, windowManager);
     if (windowManager.first() != u"marco")
         QTRY_VERIFY(hasState("_NET_WM_STATE_DEMANDS_ATTENTION"));
     QCOMPARE(withTheKeyboard(), u"other"_s);

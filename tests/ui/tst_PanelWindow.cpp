@@ -181,9 +181,9 @@ PANEL_TEST_MAIN(tst_PanelWindow)
 void tst_PanelWindow::canBeDraggedAgainWithoutTheButtonsRelease()
 {
     const PanelScene scene;
-    QObject *const mover = scene.window->findChild<QObject *>(u"mover"_s);
+    auto *const mover = scene.window->findChild<QObject *>(u"mover"_s);
     QVERIFY(mover);
-    QSignalSpy renewed(mover, SIGNAL(loaded()));
+    const QSignalSpy renewed(mover, SIGNAL(loaded()));
     for (int drag = 1; drag <= 2; ++drag) {
         // The system consumes the release.
         QTest::mousePress(scene.window.get(), Qt::LeftButton, {}, {360, 300});

@@ -6,13 +6,15 @@
 #include <QLatin1StringView>
 #include <QString>
 
+#include <utility>
+
 /// The process table in /proc. Any thread.
 class LinuxProcesses final : public ProcessList
 {
 public:
     LinuxProcesses();
     /// Another folder with the same files, for tests.
-    explicit LinuxProcesses(const QString &folder) : m_folder(folder) {}
+    explicit LinuxProcesses(QString folder) : m_folder(std::move(folder)) {}
 
     [[nodiscard]] QList<ProcessId> all() const override;
     [[nodiscard]] QString program(ProcessId process) const override;

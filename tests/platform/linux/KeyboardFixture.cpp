@@ -9,6 +9,8 @@
 #include <xcb/xkb.h>
 #undef explicit
 
+#include <utility>
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -79,7 +81,7 @@ int KeyboardServer::device(const QByteArray &keyboard) const
     qFatal("There is no keyboard %s.", keyboard.constData());
 }
 
-void KeyboardServer::press(const QByteArray &keyboard, xcb_keycode_t code, bool isDown)
+void KeyboardServer::press(const QByteArray &keyboard, xcb_keycode_t code, bool isDown) const
 {
     const int type =
         m_firstEvent + (isDown ? XCB_INPUT_DEVICE_KEY_PRESS : XCB_INPUT_DEVICE_KEY_RELEASE);
@@ -88,7 +90,7 @@ void KeyboardServer::press(const QByteArray &keyboard, xcb_keycode_t code, bool 
     sync();
 }
 
-void KeyboardServer::strike(const QByteArray &keyboard, xcb_keycode_t code)
+void KeyboardServer::strike(const QByteArray &keyboard, xcb_keycode_t code) const
 {
     press(keyboard, code, true);
     press(keyboard, code, false);
@@ -103,7 +105,7 @@ int KeyboardServer::group() const
     return reply->group;
 }
 
-void KeyboardServer::lockGroup(int group)
+void KeyboardServer::lockGroup(int group) const
 {
     xcb_xkb_latch_lock_state(connection(), XCB_XKB_ID_USE_CORE_KBD, 0, 0, 1,
                              static_cast<uint8_t>(group), 0, 0, 0);
@@ -137,8 +139,8 @@ const xcb_screen_t *KeyboardServer::screen() const
 }
 
 Receiver::Receiver(VirtualDesktop &desktop, const QString &program, const QStringList &arguments,
-                   const QString &file)
-    : m_process(desktop.start(program, arguments)), m_file(file)
+                   QString file)
+    : m_process(desktop.start(program, arguments)), m_file(std::move(file))
 {
     const ProcessId pid{m_process.processId()};
     if (!QTest::qWaitFor([&] { return Platform::current().workspace().focusedProcess() == pid; },

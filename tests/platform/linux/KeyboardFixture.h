@@ -47,12 +47,12 @@ public:
     [[nodiscard]] int device(const QByteArray &keyboard) const;
 
     /// Presses or releases a key of the keyboard with that name.
-    void press(const QByteArray &keyboard, xcb_keycode_t code, bool isDown);
+    void press(const QByteArray &keyboard, xcb_keycode_t code, bool isDown) const;
     /// Presses and releases it.
-    void strike(const QByteArray &keyboard, xcb_keycode_t code);
+    void strike(const QByteArray &keyboard, xcb_keycode_t code) const;
 
     [[nodiscard]] int group() const;
-    void lockGroup(int group);
+    void lockGroup(int group) const;
 
     /// Shows a window of this process, which the window manager activates.
     [[nodiscard]] xcb_window_t showWindow() const;
@@ -72,7 +72,7 @@ class Receiver
 public:
     /// Returns when the window has the focus.
     Receiver(VirtualDesktop &desktop, const QString &program, const QStringList &arguments,
-             const QString &file);
+             QString file);
     ~Receiver();
     Receiver(const Receiver &) = delete;
     Receiver &operator=(const Receiver &) = delete;

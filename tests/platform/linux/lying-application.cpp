@@ -69,7 +69,7 @@ Control &add(const std::string &parent, const std::string &path, const Control &
 void appendText(DBusMessageIter &at, const std::string &text, int type = DBUS_TYPE_STRING)
 {
     const char *bytes = text.c_str();
-    dbus_message_iter_append_basic(&at, type, &bytes);
+    dbus_message_iter_append_basic(&at, type, static_cast<const void *>(&bytes));
 }
 
 void appendObject(DBusMessageIter &at, const std::string &path)
@@ -133,11 +133,12 @@ void appendAnswer(DBusMessageIter &at, DBusMessage *call, const Control &control
     } else if (member == "GetRole") {
         dbus_message_iter_append_basic(&at, DBUS_TYPE_UINT32, &control.role);
     } else if (member == "GetState") {
-        const dbus_uint32_t words[]{control.states, 0};
-        const dbus_uint32_t *first = words;
+        const std::array<dbus_uint32_t, 2> words{control.states, 0};
+        const dbus_uint32_t *first = words.data();
         DBusMessageIter list;
         dbus_message_iter_open_container(&at, DBUS_TYPE_ARRAY, "u", &list);
-        dbus_message_iter_append_fixed_array(&list, DBUS_TYPE_UINT32, &first, 2);
+        dbus_message_iter_append_fixed_array(&list, DBUS_TYPE_UINT32,
+                                             static_cast<const void *>(&first), int(words.size()));
         dbus_message_iter_close_container(&at, &list);
     } else if (member == "GetChildren") {
         DBusMessageIter list;

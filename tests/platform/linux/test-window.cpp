@@ -7,6 +7,7 @@
 #include <xcb/xcb_ewmh.h>
 #include <xcb/xcb_icccm.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -56,8 +57,8 @@ void special(const std::string &what)
         set(XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8, "caf\xe9", 4);
     }
     if (what == "numbers") {
-        const uint32_t numbers[] = {1, 2};
-        set(ewmh._NET_WM_NAME, XCB_ATOM_CARDINAL, 32, numbers, 2);
+        const std::array<uint32_t, 2> numbers{1, 2};
+        set(ewmh._NET_WM_NAME, XCB_ATOM_CARDINAL, 32, numbers.data(), numbers.size());
     }
     if (what == "classless")
         xcb_delete_property(connection, window, XCB_ATOM_WM_CLASS);
@@ -118,7 +119,8 @@ int main(int count, char **arguments)
 
     bool announced = false;
     std::string input;
-    pollfd sources[] = {{xcb_get_file_descriptor(connection), POLLIN, 0}, {0, POLLIN, 0}};
+    auto sources =
+        std::to_array<pollfd>({{xcb_get_file_descriptor(connection), POLLIN, 0}, {0, POLLIN, 0}});
     while (true) {
         while (xcb_generic_event_t *const event = xcb_poll_for_event(connection)) {
             const int type = event->response_type & 0x7f;
@@ -141,7 +143,7 @@ int main(int count, char **arguments)
         }
         if (xcb_connection_has_error(connection))
             return 2;
-        if (poll(sources, unattended ? 1 : 2, -1) > 0 &&
+        if (poll(sources.data(), unattended ? 1 : 2, -1) > 0 &&
             (sources[1].revents & (POLLIN | POLLHUP))) {
             char letter = 0;
             if (read(0, &letter, 1) != 1)

@@ -12,6 +12,8 @@ using namespace Qt::StringLiterals;
 namespace fs = std::filesystem;
 
 namespace {
+constexpr qint64 mebibyte = qint64{1024} * 1024;
+
 // One per process, since the settings folders are read only once.
 QString &root()
 {
@@ -132,8 +134,8 @@ void tst_ApplicationFolders::whatIsNearerComesFirst()
 
 void tst_ApplicationFolders::onlyRegularFilesOfModestSizeCount()
 {
-    make("good.desktop", 1024 * 1024);
-    make("huge.desktop", 1024 * 1024 + 1);
+    make("good.desktop", mebibyte);
+    make("huge.desktop", mebibyte + 1);
     QCOMPARE(mkfifo((m_folder / "pipe.desktop").c_str(), 0600), 0);
     fs::create_symlink("/dev/zero", m_folder / "device.desktop");
     fs::create_symlink("nowhere", m_folder / "dangling.desktop");
@@ -165,7 +167,7 @@ void tst_ApplicationFolders::deepFoldersAreLeftOut()
 void tst_ApplicationFolders::filesAreReadUpToABoundInAll()
 {
     for (int i = 10; i < 80; ++i)
-        make(std::to_string(i) + ".desktop", 1024 * 1024);
+        make(std::to_string(i) + ".desktop", mebibyte);
     QCOMPARE(ids().size(), 64);
 }
 
@@ -255,7 +257,7 @@ int main(int argc, char *argv[])
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(root() + u"/config"_s));
     qputenv("XDG_CONFIG_DIRS", "/nowhere");
     qputenv("XDG_CURRENT_DESKTOP", "Test:GNOME");
-    QCoreApplication app(argc, argv);
+    const QCoreApplication app(argc, argv);
     tst_ApplicationFolders test;
     return QTest::qExec(&test, argc, argv);
 }

@@ -98,7 +98,7 @@ void tst_AtSpiBus::addressesThatStartProgramsAreRefused_data()
 
 void tst_AtSpiBus::addressesThatStartProgramsAreRefused()
 {
-    QFETCH(QByteArray, address);
+    QFETCH(const QByteArray, address);
     AtSpiPeers peers;
     peers.connect(ProcessId{7}, ":1.7", address, limit);
     QVERIFY(!peers.find(ProcessId{7}, ":1.7"));

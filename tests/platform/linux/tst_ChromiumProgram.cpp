@@ -80,8 +80,8 @@ void tst_ChromiumProgram::isStartedWithTheOption_data()
 
 void tst_ChromiumProgram::isStartedWithTheOption()
 {
-    QFETCH(QString, commandLine);
-    QFETCH(QString, opened);
+    QFETCH(const QString, commandLine);
+    QFETCH(const QString, opened);
     const QString program = path(u"lib/writer"_s);
     QCOMPARE(ChromiumProgram::opened(commandLine.arg(program)), opened.arg(program));
 }

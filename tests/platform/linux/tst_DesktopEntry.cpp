@@ -181,8 +181,8 @@ void tst_DesktopEntry::whatIsNoApplicationIsNoEntry_data()
 
 void tst_DesktopEntry::whatIsNoApplicationIsNoEntry()
 {
-    QFETCH(QByteArray, content);
-    QFETCH(bool, isEntry);
+    QFETCH(const QByteArray, content);
+    QFETCH(const bool, isEntry);
     QCOMPARE(DesktopEntry::at(writeText(content)).has_value(), isEntry);
 }
 
@@ -202,8 +202,8 @@ void tst_DesktopEntry::entriesAreShownOnTheirDesktops_data()
 
 void tst_DesktopEntry::entriesAreShownOnTheirDesktops()
 {
-    QFETCH(QByteArray, keys);
-    QFETCH(bool, isShown);
+    QFETCH(const QByteArray, keys);
+    QFETCH(const bool, isShown);
     QCOMPARE(DesktopEntry::at(write({}, keys)).value_or(DesktopEntry()).isShown, isShown);
 }
 
@@ -220,8 +220,8 @@ void tst_DesktopEntry::onlyAddressesNeedACodeForThem_data()
 
 void tst_DesktopEntry::onlyAddressesNeedACodeForThem()
 {
-    QFETCH(QByteArray, parameters);
-    QFETCH(bool, takes);
+    QFETCH(const QByteArray, parameters);
+    QFETCH(const bool, takes);
     const DesktopEntry entry = DesktopEntry::at(write(parameters)).value_or(DesktopEntry());
     QCOMPARE(entry.takesAddresses(), takes);
 }
@@ -259,8 +259,8 @@ void tst_DesktopEntry::commandLinesAreExpanded_data()
 
 void tst_DesktopEntry::commandLinesAreExpanded()
 {
-    QFETCH(QByteArray, parameters);
-    QFETCH(QByteArray, uri);
+    QFETCH(const QByteArray, parameters);
+    QFETCH(const QByteArray, uri);
     QFETCH(QByteArray, words);
     const QString location = write(parameters, "Icon=st ar%c\n", u"a 'b' %u.desktop"_s);
     const std::optional<DesktopEntry> entry = DesktopEntry::at(location);

@@ -18,6 +18,7 @@
 #include <QSignalSpy>
 #include <QTest>
 
+#include <array>
 #include <optional>
 
 using namespace Qt::StringLiterals;
@@ -40,10 +41,10 @@ QString output(const QString &program, const QStringList &arguments)
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
 }
 // What this process answers to another one. A call that waits would keep it from answering.
-QVariant answer(QDBusConnection bus, const QDBusMessage &question)
+QVariant answer(const QDBusConnection &bus, const QDBusMessage &question)
 {
     const QDBusPendingCall call = bus.asyncCall(question);
-    QDBusPendingCallWatcher watcher(call);
+    const QDBusPendingCallWatcher watcher(call);
     QSignalSpy finished(&watcher, &QDBusPendingCallWatcher::finished);
     if (!watcher.isFinished())
         finished.wait();
@@ -118,8 +119,8 @@ void tst_DesktopKeys::gnomeBindsAKeyOfItsList()
     QVERIFY(!DesktopKeys::isBound());
     const GObjectPtr<GSettings> list(
         g_settings_new("org.gnome.settings-daemon.plugins.media-keys"));
-    const gchar *own[] = {"/org/gnome/own/", nullptr};
-    g_settings_set_strv(list.get(), "custom-keybindings", own);
+    const std::array<const gchar *, 2> own{"/org/gnome/own/", nullptr};
+    g_settings_set_strv(list.get(), "custom-keybindings", own.data());
     DesktopKeys::bind();
     DesktopKeys::bind();
     QVERIFY(DesktopKeys::isBound());
@@ -173,7 +174,7 @@ void tst_DesktopKeys::kdeBindsAKeyToAnEntryOfItsOwn()
     // Without the service, nothing is bound.
     QVERIFY_THROWS_EXCEPTION(PlatformError, DesktopKeys::bind());
     m_desktop->start(u"kglobalaccel5"_s, {});
-    QDBusConnectionInterface &bus = *QDBusConnection::sessionBus().interface();
+    const QDBusConnectionInterface &bus = *QDBusConnection::sessionBus().interface();
     QTRY_VERIFY(bus.isServiceRegistered(u"org.kde.kglobalaccel"_s).value());
     QVERIFY(!DesktopKeys::isBound());
     DesktopKeys::bind();
@@ -198,7 +199,7 @@ void tst_DesktopKeys::otherDesktopsAreNotTouched_data()
 
 void tst_DesktopKeys::otherDesktopsAreNotTouched()
 {
-    QFETCH(QByteArray, name);
+    QFETCH(const QByteArray, name);
     qputenv("XDG_CURRENT_DESKTOP", name);
     QVERIFY(!DesktopKeys::canBind());
     QVERIFY(!DesktopKeys::isBound());
@@ -224,7 +225,7 @@ void tst_DesktopKeys::theLoginItemStartsAnyPath_data()
 
 void tst_DesktopKeys::theLoginItemStartsAnyPath()
 {
-    QFETCH(QString, program);
+    QFETCH(const QString, program);
     const Instance::LoginItem item =
         LinuxInstance([] { return false; }).loginItem(program, u"--background"_s);
     QCOMPARE(item.path, m_desktop->home(u".config/autostart/app.quillon.Quillon.desktop"_s));
@@ -252,7 +253,7 @@ void tst_DesktopKeys::theRunningInstanceTellsOfItsKey_data()
 
 void tst_DesktopKeys::theRunningInstanceTellsOfItsKey()
 {
-    QFETCH(bool, ownsKey);
+    QFETCH(const bool, ownsKey);
     LinuxInstance instance([ownsKey] { return ownsKey; });
     QVERIFY(instance.claim([](Instance::Request) {}));
     const TestPanel other;

@@ -271,7 +271,7 @@ void tst_LinuxAccessibility::anAddressThatIsNoSocketIsNotFollowed_data()
 
 void tst_LinuxAccessibility::anAddressThatIsNoSocketIsNotFollowed()
 {
-    QFETCH(QString, address);
+    QFETCH(const QString, address);
     const QString touched = m_desktop->home(u"touched"_s);
     const FrontPlatform platform(
         startLiar(u"address"_s, address.contains(u'%') ? address.arg(touched) : address)
@@ -400,15 +400,15 @@ void tst_LinuxAccessibility::anApplicationThatHangsIsTold_data()
 
 void tst_LinuxAccessibility::anApplicationThatHangsIsTold()
 {
-    QFETCH(QString, manner);
-    QFETCH(QString, calls);
+    QFETCH(const QString, manner);
+    QFETCH(const QString, calls);
     const FrontPlatform platform(startLiar(manner, calls).processId());
     QCOMPARE(click(u"nothing"_s), u"ActionError: “Liar” doesn't respond."_s);
 }
 
 void tst_LinuxAccessibility::anApplicationThatHangsAtAPressIsTold()
 {
-    QProcess &liar = startLiar(u"honest"_s);
+    const QProcess &liar = startLiar(u"honest"_s);
     const auto accessibility = makeLinuxAccessibility();
     const auto tree = accessibility->open(ProcessId{liar.processId()}, std::chrono::seconds(20));
     const QList<ElementId> window = tree->nodes(tree->roots(), 9)[0].children;

@@ -41,7 +41,7 @@ const QDBusArgument &operator>>(const QDBusArgument &argument, PortalColor &colo
     argument.beginStructure();
     argument >> color.red >> color.green >> color.blue;
     argument.endStructure();
-    return argument;
+    return argument; // NOLINT(bugprone-return-const-ref-from-parameter): what Qt expects
 }
 
 /// A fake portal on its own connection.
@@ -157,9 +157,9 @@ void tst_LinuxAppearance::thePortalTellsTheLook_data()
 void tst_LinuxAppearance::thePortalTellsTheLook()
 {
     QFETCH(Settings, settings);
-    QFETCH(bool, isDark);
-    QFETCH(bool, hasReducedMotion);
-    QFETCH(QString, accent);
+    QFETCH(const bool, isDark);
+    QFETCH(const bool, hasReducedMotion);
+    QFETCH(const QString, accent);
     Look expected{.isDark = isDark, .hasReducedMotion = hasReducedMotion};
     // One more setting, to detect that all changes have arrived.
     QVariantMap &group = settings[shared];

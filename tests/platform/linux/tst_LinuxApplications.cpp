@@ -87,12 +87,11 @@ private:
     void install(const QString &id, const QByteArray &name, const QByteArray &more = {},
                  const QByteArray &parameters = " %u")
     {
-        const QString script = m_desktop->writeScript(
-            u"bin/"_s + id,
-            "printf '%s|' \"$@\" >> \"$HOME/" + id.toUtf8() + ".calls.new\"; echo >> \"$HOME/" +
-                id.toUtf8() + ".calls.new\"; cp \"$HOME/" + id.toUtf8() + ".calls.new\" \"$HOME/" +
-                id.toUtf8() + ".calls\"\nexec " TEST_WINDOW " shown x." +
-                id.section(u'.', -1).toUtf8() + " unattended\n");
+        const QString script = m_desktop->writeScript(u"bin/"_s + id, uR"(calls="$HOME/%1.calls"
+printf '%s|' "$@" >> "$calls.new"; echo >> "$calls.new"; cp "$calls.new" "$calls"
+exec "%2" shown x.%3 unattended
+)"_s.arg(id, u"" TEST_WINDOW ""_s, id.section(u'.', -1))
+                                                                          .toUtf8());
         m_desktop->write(applications + id + u".desktop"_s,
                          entry(name, script.toUtf8() + parameters, more));
     }
@@ -160,9 +159,9 @@ void tst_LinuxApplications::anAddressReachesTheDefaultBrowserOnceAndUnchanged_da
 
 void tst_LinuxApplications::anAddressReachesTheDefaultBrowserOnceAndUnchanged()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, argument);
-    QFETCH(QByteArray, call);
+    QFETCH(const QString, name);
+    QFETCH(const QString, argument);
+    QFETCH(const QByteArray, call);
     const QString key = name == u"open_url" ? u"url"_s : u"query"_s;
     QVERIFY(outcome(name, {{key, argument}}).endsWith(u" in the default browser."_s));
     QTRY_COMPARE(calls(u"browser"_s), call);
@@ -293,8 +292,8 @@ void tst_LinuxApplications::windowsFindTheirEntries_data()
 
 void tst_LinuxApplications::windowsFindTheirEntries()
 {
-    QFETCH(QString, windowClass);
-    QFETCH(QString, name);
+    QFETCH(const QString, windowClass);
+    QFETCH(const QString, name);
     TestWindow window(*m_desktop, u"t"_s, windowClass);
     QTRY_COMPARE(workspace().frontmostApplication().value_or(Application()).name, name);
     window.end();
@@ -322,10 +321,10 @@ void tst_LinuxApplications::messengersAreCalledWhatTheyAreInFront_data()
 
 void tst_LinuxApplications::messengersAreCalledWhatTheyAreInFront()
 {
-    QFETCH(QByteArray, name);
-    QFETCH(QByteArray, categories);
-    QFETCH(QString, nameInFront);
-    QFETCH(bool, asks);
+    QFETCH(const QByteArray, name);
+    QFETCH(const QByteArray, categories);
+    QFETCH(const QString, nameInFront);
+    QFETCH(const bool, asks);
 
     const QString plain = QString::fromLatin1(name);
     const QString location = m_desktop->home(applications + u"messenger.desktop"_s);
@@ -408,7 +407,7 @@ void tst_LinuxApplications::whatStartsSlowlyIsWaitedFor()
                                                                  " slow x.Slow unattended\n");
     m_desktop->write(applications + u"slow.desktop"_s, entry("Slow", script.toUtf8()));
     QTRY_VERIFY(Executor::appURL(u"Slow"_s));
-    TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
+    const TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Slow"_s}}), u"Slow is now frontmost."_s);
     // At once, because the next keys must not go to the note.
     QCOMPARE(Executor::observe(), u"Frontmost app: Slow. Windows: Slow — slow; Bears — note"_s);
@@ -435,7 +434,7 @@ void tst_LinuxApplications::whatShowsNoWindowIsTold()
     const QString script = m_desktop->writeScript(u"bin/nothing"_s, "true\n");
     m_desktop->write(applications + u"nothing.desktop"_s, entry("Nothing", script.toUtf8()));
     QTRY_VERIFY(Executor::appURL(u"Nothing"_s));
-    TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
+    const TestWindow note(*m_desktop, u"note"_s, u"x.Bears"_s);
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Nothing"_s}}),
              u"PlatformError: “Nothing” hasn't shown a window yet. It may still be starting."_s);
 }
@@ -448,7 +447,7 @@ void tst_LinuxApplications::aWindowThatNamesNoEntryIsKnownByItsProgram()
     m_desktop->write(applications + u"virtual.desktop"_s, entry("Virtual", script.toUtf8()));
     QTRY_VERIFY(Executor::appURL(u"Virtual"_s));
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Virtual"_s}}), u"Virtual is now frontmost."_s);
-    TestWindow other(*m_desktop, u"note"_s, u"x.Claimed"_s);
+    const TestWindow other(*m_desktop, u"note"_s, u"x.Claimed"_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Claims — note; Bears — inner"_s);
     QCOMPARE(outcome(u"open_app"_s, {{u"app"_s, u"Virtual"_s}}), u"Virtual is now frontmost."_s);
     QCOMPARE(Executor::windowSummary(), u"Bears — inner; Claims — note"_s);
@@ -463,7 +462,7 @@ void tst_LinuxApplications::aRunningApplicationShowsTheDocumentFirst()
         u"bin/reader"_s, "sleep 0.7; exec " TEST_WINDOW " document x.Reader unattended\n");
     m_desktop->write(applications + u"reader.desktop"_s, entry("Reader", script.toUtf8() + " %u"));
     QTRY_VERIFY(Executor::appURL(u"Reader"_s));
-    TestWindow old(*m_desktop, u"old"_s, u"x.Reader"_s);
+    const TestWindow old(*m_desktop, u"old"_s, u"x.Reader"_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Reader — old"_s);
     QCOMPARE(outcome(u"open_url"_s, {{u"url"_s, u"example.com"_s}, {u"app"_s, u"reader"_s}}),
              u"Opened example.com in Reader."_s);
@@ -480,7 +479,7 @@ void tst_LinuxApplications::aWindowWithTheNumberOfOneThatHasGoneIsNew()
                                                "exec " TEST_WINDOW " new x.Again unattended\n");
     m_desktop->write(applications + u"again.desktop"_s, entry("Again", script.toUtf8() + " %u"));
     QTRY_VERIFY(Executor::appURL(u"Again"_s));
-    TestWindow old(*m_desktop, u"old"_s, u"x.Again"_s);
+    const TestWindow old(*m_desktop, u"old"_s, u"x.Again"_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Again — old"_s);
     m_desktop->write(u"old"_s, QByteArray::number(static_cast<qint64>(old.pid())));
     const auto numberInFront = [] {
@@ -499,8 +498,8 @@ void tst_LinuxApplications::aWindowWithTheNumberOfOneThatHasGoneIsNew()
 
 void tst_LinuxApplications::aWindowOnAnotherDesktopComesForward()
 {
-    TestWindow away(*m_desktop, u"away"_s, u"x.Claimed"_s, {u"elsewhere"_s});
-    TestWindow here(*m_desktop, u"here"_s, u"x.Bears"_s);
+    const TestWindow away(*m_desktop, u"away"_s, u"x.Claimed"_s, {u"elsewhere"_s});
+    const TestWindow here(*m_desktop, u"here"_s, u"x.Bears"_s);
     QTRY_COMPARE(Executor::observe(), u"Frontmost app: Bears. Windows: Bears — here"_s);
     QCOMPARE(outcome(u"focus_app"_s, {{u"app"_s, u"Claims"_s}}), u"Claims is now frontmost."_s);
     QCOMPARE(Executor::observe(), u"Frontmost app: Claims. Windows: Claims — away"_s);
@@ -543,7 +542,7 @@ void tst_LinuxApplications::openingInARunningApplicationBringsItForward()
 
 void tst_LinuxApplications::quittingEndsTheApplication()
 {
-    TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
+    const TestWindow window(*m_desktop, u"a"_s, u"x.Claimed"_s);
     TestWindow bystander(*m_desktop, u"b"_s, u"x.Bears"_s);
     QTRY_COMPARE(Executor::windowSummary(), u"Bears — b; Claims — a"_s);
     // Uses the real pause, in which the application quits.

@@ -152,8 +152,8 @@ void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed_data()
 
 void tst_LinuxControls::aDialogEndsWithTheButtonThatIsPressed()
 {
-    QFETCH(QString, button);
-    QFETCH(int, status);
+    QFETCH(const QString, button);
+    QFETCH(const int, status);
     QProcess &dialog = start(u"zenity"_s, {u"--question"_s, u"--text=Really?"_s});
     QTRY_VERIFY(isInFront(dialog) && reads(u"Button: "_s + button));
     QCOMPARE(click(button), u"Clicked “"_s + button + u"”."_s);
@@ -242,8 +242,11 @@ void tst_LinuxControls::pagesAndLinksOfABrowserAreReached()
            u"--user-data-dir="_s + m_desktop->home(u"chromium"_s), server.url(u"/"_s).toString()});
     QTRY_VERIFY(reads(u"Button: Buy now"_s));
     QString missing;
-    QTRY_VERIFY2((missing = missingFrom(readUI(), u"chromium-page"_s)).isEmpty(),
-                 qPrintable(missing));
+    const auto isComplete = [&missing] {
+        missing = missingFrom(readUI(), u"chromium-page"_s);
+        return missing.isEmpty();
+    };
+    QTRY_VERIFY2(isComplete(), qPrintable(missing));
     QVERIFY2(!readUI().contains(u"secret"_s), qPrintable(readUI()));
     QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
     QTRY_VERIFY(Executor::windowSummary().contains(u"Bought"_s));
@@ -272,8 +275,9 @@ void tst_LinuxControls::pagesOfANotebookBehindTheOneInFrontAreNotReached()
     QCOMPARE(click(u"Only behind"_s),
              u"ActionError: Couldn't find a control labelled “Only behind”."_s);
     QCOMPARE(click(u"Buy now"_s), u"Clicked “Buy now”."_s);
-    QByteArray told;
-    QTRY_COMPARE(told += window.readAllStandardOutput(), "bought in front\n"_ba);
+    QByteArray output;
+    const auto told = [&output, &window] { return output += window.readAllStandardOutput(); };
+    QTRY_COMPARE(told(), "bought in front\n"_ba);
 }
 
 void tst_LinuxControls::dumpsAreAsBefore_data()
@@ -296,14 +300,18 @@ void tst_LinuxControls::dumpsAreAsBefore_data()
 
 void tst_LinuxControls::dumpsAreAsBefore()
 {
-    QFETCH(QString, program);
-    QFETCH(QStringList, arguments);
-    QFETCH(QString, lastLine);
+    QFETCH(const QString, program);
+    QFETCH(const QStringList, arguments);
+    QFETCH(const QString, lastLine);
     const QProcess &process = start(program, arguments);
     QTRY_VERIFY(isInFront(process) && reads(lastLine));
     const QString golden = QString::fromUtf8(QTest::currentDataTag());
     QString missing;
-    QTRY_VERIFY2((missing = missingFrom(readUI(), golden)).isEmpty(), qPrintable(missing));
+    const auto isComplete = [&missing, &golden] {
+        missing = missingFrom(readUI(), golden);
+        return missing.isEmpty();
+    };
+    QTRY_VERIFY2(isComplete(), qPrintable(missing));
 }
 
 QTEST_GUILESS_MAIN(tst_LinuxControls)

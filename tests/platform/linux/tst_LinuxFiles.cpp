@@ -267,7 +267,7 @@ void tst_LinuxFiles::aTrashThatCannotBeMadeLeavesTheItemWhereItIs()
     QVERIFY(QDir(m_desktop->home(u".local"_s)).removeRecursively());
     m_desktop->write(u".local"_s, {});
     const QString told = trash(u"b.txt"_s);
-    QTemporaryDir inMemory(u"/dev/shm/quillon-XXXXXX"_s);
+    const QTemporaryDir inMemory(u"/dev/shm/quillon-XXXXXX"_s);
     QFile other(inMemory.filePath(u"c.txt"_s));
     QVERIFY(other.open(QIODevice::WriteOnly));
     const QString toldOfMemory = trash(other.fileName());
@@ -309,8 +309,8 @@ void tst_LinuxFiles::itemsOfAnotherFileSystemAreTrashedThere()
     QVERIFY(file.open(QIODevice::WriteOnly));
     QCOMPARE(trash(file.fileName()), u"Moved quillon-trash-test.txt to the Trash."_s);
     QVERIFY(!file.exists());
-    const QString places[] = {u"/dev/shm/.Trash-%1/"_s.arg(getuid()),
-                              m_desktop->home(u".local/share/Trash/"_s)};
+    const QStringList places{u"/dev/shm/.Trash-%1/"_s.arg(getuid()),
+                             m_desktop->home(u".local/share/Trash/"_s)};
     qsizetype found = 0;
     for (const QString &place : places) {
         found += QFile::remove(place + u"files/quillon-trash-test.txt"_s) ? 1 : 0;

@@ -56,8 +56,8 @@ void tst_LinuxKeyboard::applicationsReceiveTheExactText_data()
 
 void tst_LinuxKeyboard::applicationsReceiveTheExactText()
 {
-    QFETCH(QString, program);
-    QFETCH(QStringList, options);
+    QFETCH(const QString, program);
+    QFETCH(const QStringList, options);
     const auto receiver = editor(program, options);
     QCOMPARE(typed(everything), u"Typed text."_s);
     QCOMPARE(keyboardMap(), m_map);
@@ -92,8 +92,8 @@ void tst_LinuxKeyboard::typesInEveryLayout_data()
 
 void tst_LinuxKeyboard::typesInEveryLayout()
 {
-    QFETCH(QStringList, layout);
-    QFETCH(int, group);
+    QFETCH(const QStringList, layout);
+    QFETCH(const int, group);
     const auto receiver = terminal(u"layout"_s);
     setLayout(layout);
     m_server->lockGroup(group);
@@ -141,9 +141,9 @@ void tst_LinuxKeyboard::keysHaveTheirFunctions_data()
 
 void tst_LinuxKeyboard::keysHaveTheirFunctions()
 {
-    QFETCH(QString, key);
-    QFETCH(QString, modifiers);
-    QFETCH(QByteArray, received);
+    QFETCH(const QString, key);
+    QFETCH(const QString, modifiers);
+    QFETCH(const QByteArray, received);
     if (!m_terminal)
         m_terminal = terminal(u"keys"_s);
     const QByteArray before = m_terminal->received();
@@ -162,7 +162,7 @@ void tst_LinuxKeyboard::shortcutsWorkInOtherLayouts_data()
 
 void tst_LinuxKeyboard::shortcutsWorkInOtherLayouts()
 {
-    QFETCH(QString, layout);
+    QFETCH(const QString, layout);
     m_terminal.reset();
     setLayout({layout});
     const QByteArray map = keyboardMap();
@@ -185,8 +185,8 @@ void tst_LinuxKeyboard::reportsAMissingModifier_data()
 
 void tst_LinuxKeyboard::reportsAMissingModifier()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, modifier);
+    QFETCH(const QString, name);
+    QFETCH(const QString, modifier);
     const auto receiver = terminal(u"lacking"_s);
     (void)output(u"xmodmap"_s, {u"-e"_s, u"clear "_s + name});
     QCOMPARE(pressed(u"x"_s, modifier),

@@ -92,7 +92,7 @@ void tst_LinuxKeyboardRecovery::restoresTheKeyboardIfTheProgramIsKilled_data()
 
 void tst_LinuxKeyboardRecovery::restoresTheKeyboardIfTheProgramIsKilled()
 {
-    QFETCH(QString, what);
+    QFETCH(const QString, what);
     const auto receiver = terminal(u"dying"_s);
     m_server->strike(hardware, capsLock);
     QProcess program;
@@ -224,7 +224,7 @@ void tst_LinuxKeyboardRecovery::reportsAServerThatEnds()
 
 int main(int count, char **arguments)
 {
-    QCoreApplication application(count, arguments);
+    const QCoreApplication application(count, arguments);
     if (application.arguments().value(1) == u"--type") {
         const KeyEvent event = application.arguments().value(2) == u"text"
                                    ? KeyEvent{.isDown = true, .text = u"Жук"_s}

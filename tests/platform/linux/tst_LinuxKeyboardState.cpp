@@ -54,8 +54,8 @@ void tst_LinuxKeyboardState::ignoresLocks_data()
 
 void tst_LinuxKeyboardState::ignoresLocks()
 {
-    QFETCH(QList<int>, keys);
-    QFETCH(int, modifiers);
+    QFETCH(const QList<int>, keys);
+    QFETCH(const int, modifiers);
     const auto receiver = terminal(u"locks"_s);
     const auto strike = [&] {
         for (const int key : keys) {
@@ -91,8 +91,8 @@ void tst_LinuxKeyboardState::ignoresHeldModifiers_data()
 
 void tst_LinuxKeyboardState::ignoresHeldModifiers()
 {
-    QFETCH(QByteArray, keyboard);
-    QFETCH(QList<int>, keys);
+    QFETCH(const QByteArray, keyboard);
+    QFETCH(const QList<int>, keys);
     const auto receiver = terminal(u"held"_s);
     for (const int key : keys)
         m_server->press(keyboard, static_cast<xcb_keycode_t>(key), true);

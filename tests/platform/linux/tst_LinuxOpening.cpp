@@ -140,8 +140,8 @@ void tst_LinuxOpening::whatCouldRunIsShownOrRefused_data()
 
 void tst_LinuxOpening::whatCouldRunIsShownOrRefused()
 {
-    QFETCH(qsizetype, desktop);
-    QFETCH(QString, file);
+    QFETCH(const qsizetype, desktop);
+    QFETCH(const QString, file);
 
     const Desktop &here = desktops()[desktop];
     qputenv("XDG_CURRENT_DESKTOP", here.name.toLatin1());

@@ -16,7 +16,7 @@ namespace {
 class Table
 {
 public:
-    void add(int process, int parent, const QString &program, const QByteArray &sandbox = {})
+    void add(int process, int parent, const QString &program, const QByteArray &sandbox = {}) const
     {
         const QString folder = path() + u'/' + QString::number(process);
         QDir().mkpath(folder + u"/root"_s);
@@ -65,7 +65,7 @@ private Q_SLOTS:
 
 void tst_LinuxProcesses::helpersOfTheSameProgramBelongTogether()
 {
-    Table table;
+    const Table table;
     table.add(10, 1, u"/usr/bin/browser"_s);
     table.add(11, 10, u"/usr/bin/browser"_s);
     table.add(12, 11, u"/usr/bin/browser"_s);
@@ -75,7 +75,7 @@ void tst_LinuxProcesses::helpersOfTheSameProgramBelongTogether()
 
 void tst_LinuxProcesses::whatAnApplicationStartsDoesNotBelongToIt()
 {
-    Table table;
+    const Table table;
     table.add(10, 1, u"/usr/bin/terminal"_s);
     table.add(11, 10, u"/usr/bin/editor"_s);
     QVERIFY(!table.isSameApplication(10, 11));
@@ -83,7 +83,7 @@ void tst_LinuxProcesses::whatAnApplicationStartsDoesNotBelongToIt()
 
 void tst_LinuxProcesses::twoStartsOfAProgramAreTwoApplications()
 {
-    Table table;
+    const Table table;
     table.add(5, 1, u"/usr/bin/shell"_s);
     table.add(10, 5, u"/usr/bin/editor"_s);
     table.add(11, 5, u"/usr/bin/editor"_s);
@@ -92,7 +92,7 @@ void tst_LinuxProcesses::twoStartsOfAProgramAreTwoApplications()
 
 void tst_LinuxProcesses::processesOfASandboxBelongTogether()
 {
-    Table table;
+    const Table table;
     const QByteArray info = "[Application]\nname=org.example.App\n\n[Instance]\ninstance-id=";
     table.add(10, 1, u"/app/bin/app"_s, info + "77\n");
     table.add(11, 1, u"/usr/bin/xdg-dbus-proxy"_s, info + "77\n");
@@ -106,7 +106,7 @@ void tst_LinuxProcesses::processesOfASandboxBelongTogether()
 // A process controls the files in its own root folder.
 void tst_LinuxProcesses::aSandboxThatIsNoFileIsNone()
 {
-    Table table;
+    const Table table;
     table.add(10, 1, u"/usr/bin/a"_s);
     table.add(11, 1, u"/usr/bin/b"_s);
     table.add(12, 1, u"/usr/bin/c"_s);
@@ -132,7 +132,7 @@ void tst_LinuxProcesses::aSandboxThatIsNoFileIsNone()
 
 void tst_LinuxProcesses::processesThatAreGoneBelongToNobody()
 {
-    Table table;
+    const Table table;
     table.add(10, 1, QString());
     QVERIFY(!table.isSameApplication(10, 11));
     QVERIFY(!table.isSameApplication(11, 12));
@@ -140,7 +140,7 @@ void tst_LinuxProcesses::processesThatAreGoneBelongToNobody()
 
 void tst_LinuxProcesses::aCircleOfParentsEnds()
 {
-    Table table;
+    const Table table;
     table.add(10, 11, u"/usr/bin/a"_s);
     table.add(11, 10, u"/usr/bin/a"_s);
     table.add(12, 1, u"/usr/bin/a"_s);

@@ -317,8 +317,8 @@ void tst_LinuxScreen::theClassDecidesBeforeTheProgram_data()
 
 void tst_LinuxScreen::theClassDecidesBeforeTheProgram()
 {
-    QFETCH(QString, windowClass);
-    QFETCH(QString, name);
+    QFETCH(const QString, windowClass);
+    QFETCH(const QString, name);
     const QString folder = u".local/share/applications/"_s;
     const auto write = [&](const QString &file, const QByteArray &called, const QByteArray &rest) {
         m_desktop->write(folder + file,

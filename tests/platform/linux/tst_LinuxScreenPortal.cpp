@@ -67,7 +67,7 @@ private:
     void answer(const QString &path)
     {
         if (!forged.isEmpty()) {
-            QDBusConnection other =
+            const QDBusConnection other =
                 QDBusConnection::connectToBus(QDBusConnection::SessionBus, u"forger"_s);
             other.send(response(path, 0, forged));
             // Makes sure that it is sent before anything else.
@@ -137,7 +137,7 @@ void tst_LinuxScreenPortal::thePortalTakesThePicture_data()
 
 void tst_LinuxScreenPortal::thePortalTakesThePicture()
 {
-    QFETCH(bool, isHasty);
+    QFETCH(const bool, isHasty);
     FakePortal portal;
     portal.isHasty = isHasty;
     QImage image(3, 2, QImage::Format_RGB888);
@@ -169,9 +169,9 @@ void tst_LinuxScreenPortal::aPortalThatDoesNotDeliverHasFailed_data()
 
 void tst_LinuxScreenPortal::aPortalThatDoesNotDeliverHasFailed()
 {
-    QFETCH(uint, code);
-    QFETCH(bool, fails);
-    QFETCH(QString, picture);
+    QFETCH(const uint, code);
+    QFETCH(const bool, fails);
+    QFETCH(const QString, picture);
     FakePortal portal;
     portal.code = code;
     portal.fails = fails;

@@ -6,6 +6,7 @@
 #include <QImage>
 #include <QTest>
 
+#include <array>
 #include <csignal>
 #include <xcb/xcb.h>
 
@@ -37,16 +38,16 @@ public:
     void paint(const QRect &area, QColor colour)
     {
         // Each colour component has none or all of its bits, so that every depth has these colours.
-        const uint32_t values[] = {(colour.red() ? m_visual->red_mask : 0) |
-                                       (colour.green() ? m_visual->green_mask : 0) |
-                                       (colour.blue() ? m_visual->blue_mask : 0),
-                                   1};
+        const std::array<uint32_t, 2> values{(colour.red() ? m_visual->red_mask : 0) |
+                                                 (colour.green() ? m_visual->green_mask : 0) |
+                                                 (colour.blue() ? m_visual->blue_mask : 0),
+                                             1};
         const xcb_window_t window = xcb_generate_id(m_connection);
         xcb_create_window(m_connection, XCB_COPY_FROM_PARENT, window, m_screen->root,
                           static_cast<int16_t>(area.x()), static_cast<int16_t>(area.y()),
                           static_cast<uint16_t>(area.width()), static_cast<uint16_t>(area.height()),
                           0, XCB_WINDOW_CLASS_INPUT_OUTPUT, m_screen->root_visual,
-                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values.data());
         xcb_map_window(m_connection, window);
         std::free(
             xcb_get_input_focus_reply(m_connection, xcb_get_input_focus(m_connection), nullptr));
@@ -125,8 +126,8 @@ void tst_LinuxScreenshots::theWholeScreenIsInThePicture_data()
 
 void tst_LinuxScreenshots::theWholeScreenIsInThePicture()
 {
-    QFETCH(QString, screen);
-    QFETCH(QStringList, arguments);
+    QFETCH(const QString, screen);
+    QFETCH(const QStringList, arguments);
     makeDesktop({screen, arguments});
     const QStringList numbers = screen.split(u'x');
     const QSize size(numbers[0].toInt(), numbers[1].toInt());

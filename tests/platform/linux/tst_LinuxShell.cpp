@@ -9,6 +9,7 @@
 
 #include <QTest>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
@@ -88,10 +89,10 @@ public:
     void resize(QSize size) override
     {
         m_size = size;
-        const uint32_t values[] = {static_cast<uint32_t>(size.width()),
-                                   static_cast<uint32_t>(size.height())};
+        const std::array<uint32_t, 2> values{static_cast<uint32_t>(size.width()),
+                                             static_cast<uint32_t>(size.height())};
         xcb_configure_window(m_connection, m_id, XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
-                             values);
+                             values.data());
         xcb_flush(m_connection);
     }
 
@@ -454,7 +455,7 @@ void tst_LinuxShell::aWindowHasTheIconInSeveralSizes()
     size_t next = 0;
     for (const int side : {16, 24, 32, 48, 64, 128}) {
         const auto pixels = static_cast<uint32_t>(side);
-        QVERIFY(next + 2 + pixels * pixels <= icon.size());
+        QVERIFY(next + 2 + std::size_t{pixels} * pixels <= icon.size());
         QCOMPARE(icon[next], pixels);
         QCOMPARE(icon[next + 1], pixels);
         QCOMPARE(icon[next + 2], 0x80ff0000U);
@@ -533,8 +534,8 @@ void tst_LinuxShell::oddResolutionsOfFontsAreRounded_data()
 
 void tst_LinuxShell::oddResolutionsOfFontsAreRounded()
 {
-    QFETCH(QByteArray, resources);
-    QFETCH(std::optional<int>, resolution);
+    QFETCH(const QByteArray, resources);
+    QFETCH(const std::optional<int>, resolution);
     const std::unique_ptr<xcb_connection_t, decltype(&xcb_disconnect)> connection(
         xcb_connect(nullptr, nullptr), &xcb_disconnect);
     const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection.get())).data->root;

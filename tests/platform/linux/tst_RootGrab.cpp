@@ -62,11 +62,11 @@ void tst_RootGrab::pixelsBecomeRedGreenAndBlue_data()
 
 void tst_RootGrab::pixelsBecomeRedGreenAndBlue()
 {
-    QFETCH(uint, size);
-    QFETCH(bool, isBigEndian);
-    QFETCH(QList<uint>, masks);
-    QFETCH(QByteArray, pixel);
-    QFETCH(QByteArray, rgb);
+    QFETCH(const uint, size);
+    QFETCH(const bool, isBigEndian);
+    QFETCH(const QList<uint>, masks);
+    QFETCH(const QByteArray, pixel);
+    QFETCH(const QByteArray, rgb);
     const PixelFormat format(size, isBigEndian, {masks[0], masks[1], masks[2]});
     QCOMPARE(converted(format, pixel, 1).toHex(), rgb.toHex());
 }

@@ -98,7 +98,7 @@ void tst_VirtualDesktop::itHasTheWindowManagerThatIsAskedFor_data()
 
 void tst_VirtualDesktop::itHasTheWindowManagerThatIsAskedFor()
 {
-    QFETCH(QStringList, windowManager);
+    QFETCH(const QStringList, windowManager);
     const VirtualDesktop desktop(
         {.screen = u"1280x800x24"_s, .windowManager = windowManager, .scale = 2});
     QCOMPARE(desktop.processes(u'/' + windowManager.first()).size(), 1);

@@ -62,8 +62,8 @@ void tst_ApplicationBundles::namesHaveNoExtension_data()
 
 void tst_ApplicationBundles::namesHaveNoExtension()
 {
-    QFETCH(QString, location);
-    QFETCH(QString, name);
+    QFETCH(const QString, location);
+    QFETCH(const QString, name);
     QCOMPARE(ApplicationBundles::name(location), name);
 }
 

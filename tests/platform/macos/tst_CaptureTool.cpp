@@ -53,7 +53,7 @@ void tst_CaptureTool::cleanup()
 void tst_CaptureTool::theToolGetsThePathAndMakesNoSound()
 {
     const QString picture = at(u"Bild ä 1.png"_s);
-    QFuture<void> future =
+    const QFuture<void> future =
         CaptureTool::run(tool("printf '%s|' \"$@\" > \"$2\"\n"), picture.toStdString());
     QTRY_VERIFY(future.isFinished());
     QFile file(picture);
@@ -71,7 +71,7 @@ void tst_CaptureTool::theExitStatusIsIgnored_data()
 
 void tst_CaptureTool::theExitStatusIsIgnored()
 {
-    QFETCH(QByteArray, body);
+    QFETCH(const QByteArray, body);
     QFuture<void> future = CaptureTool::run(tool(body), "/nowhere/a.png");
     QTRY_VERIFY(future.isFinished());
     future.waitForFinished(); // would throw
@@ -92,7 +92,7 @@ void tst_CaptureTool::reportsAToolThatCannotBeStarted()
 void tst_CaptureTool::theEventLoopRunsWhileTheToolRuns()
 {
     // The tool waits for something that this event loop does.
-    QFuture<void> future =
+    const QFuture<void> future =
         CaptureTool::run(tool("until [ -e \"$2.go\" ]; do sleep 0.01; done; touch \"$2\"\n"),
                          at(u"a.png"_s).toStdString());
     QTimer::singleShot(0, this, [this] { QDir().mkdir(at(u"a.png.go"_s)); });

@@ -98,8 +98,8 @@ void tst_FrontProcess::usesTheWorkspaceWithoutAnAnswer_data()
 
 void tst_FrontProcess::usesTheWorkspaceWithoutAnAnswer()
 {
-    QFETCH(AXError, error);
-    QFETCH(std::function<CFTypeRef()>, value);
+    QFETCH(const AXError, error);
+    QFETCH(const std::function<CFTypeRef()>, value);
     answer(error, value);
     MacScreen screen;
     QCOMPARE(FrontProcess::find(mail, screen), mail);

@@ -159,7 +159,7 @@ void tst_MacAccessibility::theRootIsTheApplication()
 
 void tst_MacAccessibility::messagesHaveAShortTimeout()
 {
-    FakeApplication fake;
+    const FakeApplication fake;
     const auto tree = open();
     QCOMPARE(Fake::messagingTimeout, 0.7F);
 }
@@ -227,9 +227,9 @@ void tst_MacAccessibility::valuesOfOtherTypesAreAbsent_data()
 
 void tst_MacAccessibility::valuesOfOtherTypesAreAbsent()
 {
-    QFETCH(Maker, role);
-    QFETCH(Maker, children);
-    QFETCH(qsizetype, count);
+    QFETCH(const Maker, role);
+    QFETCH(const Maker, children);
+    QFETCH(const qsizetype, count);
     FakeApplication fake;
     for (const char *name : {"AXRole", "AXTitle", "AXDescription", "AXValue", "AXHelp"})
         fake.attributes[application][QString::fromLatin1(name)] = role;
@@ -243,7 +243,7 @@ void tst_MacAccessibility::valuesOfOtherTypesAreAbsent()
 
 void tst_MacAccessibility::missingValuesOfAShortAnswerAreEmpty()
 {
-    FakeApplication fake;
+    const FakeApplication fake;
     Fake::attributeValues = [](qint64, const QStringList &, QList<CFTypeRef> &values) {
         values.append(Fake::makeString(u"AXButton"_s));
         return kAXErrorSuccess;
@@ -314,7 +314,7 @@ void tst_MacAccessibility::skipsAHungHelper()
 
 void tst_MacAccessibility::queriesNothingWithoutTime()
 {
-    FakeApplication fake;
+    const FakeApplication fake;
     const auto tree = open(0ms);
     QVERIFY(tree->isTimeUp());
     QCOMPARE(tree->nodes(tree->roots(), 10), QList{AccessibleNode()});
@@ -335,9 +335,9 @@ void tst_MacAccessibility::accessibilityOfPagesIsEnabledOnce_data()
 
 void tst_MacAccessibility::accessibilityOfPagesIsEnabledOnce()
 {
-    QFETCH(AXError, error);
-    QFETCH(QStringList, names);
-    FakeApplication fake;
+    QFETCH(const AXError, error);
+    QFETCH(const QStringList, names);
+    const FakeApplication fake;
     QStringList asked;
     Fake::switchOn = [&](qint64 element, const QString &name) {
         if (element == application)
@@ -364,8 +364,8 @@ void tst_MacAccessibility::aPressHasTheElementsResult_data()
 
 void tst_MacAccessibility::aPressHasTheElementsResult()
 {
-    QFETCH(AXError, error);
-    QFETCH(bool, isPressed);
+    QFETCH(const AXError, error);
+    QFETCH(const bool, isPressed);
     FakeApplication fake;
     fake.actionErrors[application] = error;
     fake.attributes[application][u"AXRole"_s] = text(u"AXApplication"_s);

@@ -26,7 +26,7 @@ void tst_MacHotKey::theHandlerListensToPressedHotKeysOnly()
 {
     MacHotKey().registerKey([] {});
     QCOMPARE(Fake::handlers.size(), 1);
-    const Fake::Handler handler = Fake::handlers.first();
+    const Fake::Handler &handler = Fake::handlers.first();
     QCOMPARE(handler.types, (QList<std::pair<OSType, UInt32>>{{0x6b657962, 5}}));
     QVERIFY(!handler.userData);
     QVERIFY(!handler.keepsReference);

@@ -78,8 +78,8 @@ void tst_MacKeyboard::longTextIsPostedInParts_data()
 
 void tst_MacKeyboard::longTextIsPostedInParts()
 {
-    QFETCH(QString, text);
-    QFETCH(int, unitsPerCharacter);
+    QFETCH(const QString, text);
+    QFETCH(const int, unitsPerCharacter);
     post({.isDown = true, .text = text});
     post({.isDown = false, .text = text});
     QString pressed;

@@ -1,5 +1,6 @@
 #include "tests/support/NoNetwork.h"
 
+#include <array>
 #include <cerrno>
 #include <cstddef>
 
@@ -14,7 +15,7 @@ bool forbidNetwork()
 {
     constexpr auto number = static_cast<unsigned>(offsetof(seccomp_data, nr));
     constexpr auto domain = static_cast<unsigned>(offsetof(seccomp_data, args));
-    sock_filter program[] = {
+    auto program = std::to_array<sock_filter>({
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, number),
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_socket, 0, 3),
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, domain),
@@ -22,8 +23,8 @@ bool forbidNetwork()
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, AF_INET6, 1, 0),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENETUNREACH),
-    };
-    const sock_fprog filter{.len = sizeof program / sizeof program[0], .filter = program};
+    });
+    const sock_fprog filter{.len = program.size(), .filter = program.data()};
     return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
            prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) == 0;
 }

@@ -60,14 +60,14 @@ constexpr qint64 everything = -1;
 
 CFStringRef constantKey(const char *name)
 {
-    return static_cast<CFStringRef>(
-        static_cast<CFTypeRef>(new Object{.type = Type::string, .text = QString::fromUtf8(name)}));
+    return reinterpret_cast<CFStringRef>(
+        new Object{.type = Type::string, .text = QString::fromUtf8(name)});
 }
 } // namespace
 
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
-const CFBooleanRef kCFBooleanTrue = static_cast<CFBooleanRef>(
-    static_cast<CFTypeRef>(new Object{.type = Type::boolean, .number = 1}));
+const CFBooleanRef kCFBooleanTrue =
+    reinterpret_cast<CFBooleanRef>(new Object{.type = Type::boolean, .number = 1});
 const CFArrayCallBacks kCFTypeArrayCallBacks{};
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks{};
 const CFDictionaryValueCallBacks kCFTypeDictionaryValueCallBacks{};
