@@ -137,33 +137,45 @@ static bool serverAnswers()
     return answers;
 }
 
+/// Sends the signal to the processes that have started since then; returns whether there are any.
+static bool signalNew(const QList<pid_t> &before, int signal)
+{
+    bool isAny = false;
+    for (const pid_t child : ownProcesses()) {
+        if (!before.contains(child)) {
+            kill(child, signal);
+            isAny = true;
+        }
+    }
+    return isAny;
+}
+
+/// Lets the thief steal while the processes that have started since then are stopped.
+static void stealWhileStopped(const Thief &thief, const QList<pid_t> &before)
+{
+    signalNew(before, SIGSTOP);
+    // If one were stopped during its server grab, it would block the thief for ever.
+    while (!serverAnswers()) {
+        signalNew(before, SIGCONT);
+        QThread::usleep(100);
+        signalNew(before, SIGSTOP);
+    }
+    thief.steal();
+    signalNew(before, SIGCONT);
+}
+
 void tst_StolenFocus::beforeTheFirstKey()
 {
-    QFETCH(Thief::Kind, kind);
-    QFETCH(QString, name);
-    QFETCH(QString, argument);
+    QFETCH(const Thief::Kind, kind);
+    QFETCH(const QString, name);
+    QFETCH(const QString, argument);
     const Thief thief(*m_desktop, kind);
     const Listener receiver(*m_desktop, u"Receiver"_s);
     const QList<pid_t> before = ownProcesses();
 
     // The decision is made, and the keyboard program starts.
     const Running running(name, {{u"text"_s, argument}, {u"key"_s, argument}});
-    const auto signalNew = [&](int signal) {
-        for (const pid_t child : ownProcesses()) {
-            if (!before.contains(child))
-                kill(child, signal);
-        }
-    };
-    signalNew(SIGSTOP);
-    // If it were stopped during its server grab, it would block the thief for ever.
-    while (!serverAnswers()) {
-        signalNew(SIGCONT);
-        QThread::usleep(100);
-        signalNew(SIGSTOP);
-    }
-    thief.steal();
-    for (const pid_t child : ownProcesses())
-        kill(child, SIGCONT);
+    stealWhileStopped(thief, before);
 
     const QString end = running.end();
     QCOMPARE(thief.loot(), QByteArray());
@@ -181,7 +193,7 @@ void tst_StolenFocus::inTheMiddleOfAText_data()
 
 void tst_StolenFocus::inTheMiddleOfAText()
 {
-    QFETCH(Thief::Kind, kind);
+    QFETCH(const Thief::Kind, kind);
     const Thief thief(*m_desktop, kind);
     const Listener receiver(*m_desktop, u"Receiver"_s);
     const QByteArray text = digits.repeated(400);
@@ -212,8 +224,8 @@ void tst_StolenFocus::betweenApprovalAndKey_data()
 
 void tst_StolenFocus::betweenApprovalAndKey()
 {
-    QFETCH(Thief::Kind, kind);
-    QFETCH(bool, stealsAfterApproval);
+    QFETCH(const Thief::Kind, kind);
+    QFETCH(const bool, stealsAfterApproval);
     const Thief thief(*m_desktop, kind);
     const Listener mail(*m_desktop, u"Mail"_s);
     const auto engine = std::make_shared<ScriptedEngine>();
@@ -234,21 +246,9 @@ void tst_StolenFocus::betweenApprovalAndKey()
     session.resolve(true);
     if (stealsAfterApproval) {
         // When the keys are about to be pressed.
-        QList<pid_t> typing;
-        QVERIFY(QTest::qWaitFor(
-            [&] {
-                for (const pid_t child : ownProcesses()) {
-                    if (!before.contains(child)) {
-                        kill(child, SIGSTOP);
-                        typing.append(child);
-                    }
-                }
-                return !typing.isEmpty() || !session.isRunning();
-            },
-            eventually));
-        thief.steal();
-        for (const pid_t child : std::as_const(typing))
-            kill(child, SIGCONT);
+        QVERIFY(QTest::qWaitFor([&] { return signalNew(before, SIGSTOP) || !session.isRunning(); },
+                                eventually));
+        stealWhileStopped(thief, before);
     }
     QTRY_VERIFY(!session.isRunning());
     QCOMPARE(thief.loot(), QByteArray());
