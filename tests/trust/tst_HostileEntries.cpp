@@ -39,10 +39,10 @@ private:
 
 void tst_HostileEntries::install(const QString &id, const QByteArray &more) const
 {
-    const QString script = m_desktop->writeScript(u"bin/"_s + id, uR"(echo "$*" > "$HOME/%1.told"
+    const QString body = uR"(echo "$*" > "$HOME/%1.told"
 exec "%2" shown x.%1 unattended
-)"_s.arg(id, u"" TEST_WINDOW ""_s)
-                                                                      .toUtf8());
+)"_s.arg(id, u"" TEST_WINDOW ""_s);
+    const QString script = m_desktop->writeScript(u"bin/"_s + id, body.toUtf8());
     m_desktop->write(applications + id + u".desktop"_s,
                      "[Desktop Entry]\nType=Application\nName=" + id.toUtf8() +
                          "\nExec=" + script.toUtf8() + " %u\n" + more);

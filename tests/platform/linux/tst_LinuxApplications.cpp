@@ -87,11 +87,11 @@ private:
     void install(const QString &id, const QByteArray &name, const QByteArray &more = {},
                  const QByteArray &parameters = " %u")
     {
-        const QString script = m_desktop->writeScript(u"bin/"_s + id, uR"(calls="$HOME/%1.calls"
+        const QString body = uR"(calls="$HOME/%1.calls"
 printf '%s|' "$@" >> "$calls.new"; echo >> "$calls.new"; cp "$calls.new" "$calls"
 exec "%2" shown x.%3 unattended
-)"_s.arg(id, u"" TEST_WINDOW ""_s, id.section(u'.', -1))
-                                                                          .toUtf8());
+)"_s.arg(id, u"" TEST_WINDOW ""_s, id.section(u'.', -1));
+        const QString script = m_desktop->writeScript(u"bin/"_s + id, body.toUtf8());
         m_desktop->write(applications + id + u".desktop"_s,
                          entry(name, script.toUtf8() + parameters, more));
     }
